@@ -1,0 +1,11 @@
+# plc_qtcore: the QtCore that the driver is built against, Qt 5 or Qt 4.8 (-DPLC_QT=4).
+add_library(plc_qtcore INTERFACE)
+if(PLC_QT EQUAL 4)
+  find_package(Qt4 4.8 REQUIRED COMPONENTS QtCore)
+  target_link_libraries(plc_qtcore INTERFACE Qt4::QtCore)
+elseif(PLC_QT EQUAL 5)
+  find_package(Qt5 5.9 REQUIRED COMPONENTS Core)
+  target_link_libraries(plc_qtcore INTERFACE Qt5::Core)
+else()
+  message(FATAL_ERROR "PLC_QT is '${PLC_QT}': say 5, or 4 for Qt 4.8")
+endif()

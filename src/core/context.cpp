@@ -1,0 +1,142 @@
+#include "core/context.h"
+
+#include <climits>
+
+#include "core/byte_order.h"
+#include "plcdriver.h"
+
+Communication_Protocol PLC_driver;
+
+unsigned char *LB = nullptr;
+unsigned short *LW = nullptr;
+unsigned short *RWI = nullptr;
+
+namespace {
+
+constexpr int kLargestBlock = 100;
+
+bool isSet(quint32 options, int bit)
+{
+    return ((options >> bit) & 1u) != 0;
+}
+
+} // namespace
+
+Communication_Protocol::Communication_Protocol()
+    : comInfo(nullptr), resultCallback(nullptr), failureCallback(nullptr), servingList(plc::kServingNothing),
+      writeBurst(0), onceBurst(0), readsServed(0), failed(false), txBuf(), options(0), optBit0(false),
+      optBit1(false), optBit4(false), optBit5(false), optBit6(false), optBit7(false), optBit8(false),
+      optBit9(false), optBit10(false), optBit11(false), forceCheck(0), writeCount(0)
+{}
+
+Communication_Protocol::~Communication_Protocol() {}
+
+void SetComInfo(COM_INFO *info)
+{
+    if (!info)
+        return;
+    // The runtime reads the corrected value back from its own record.
+    if (info->maxBlock > kLargestBlock)
+        info->maxBlock = kLargestBlock;
+    if (info->maxBlock < 1)
+        info->maxBlock = 1;
+    info->reserved52 = 0;
+    info->reserved40 = 0;
+
+    const quint32 options = info->options;
+    PLC_driver.options = options;
+    PLC_driver.comInfo = info;
+    PLC_driver.optBit0 = isSet(options, 0);
+    PLC_driver.optBit1 = isSet(options, 1);
+    PLC_driver.optBit4 = isSet(options, 4);
+    PLC_driver.optBit5 = isSet(options, 5);
+    PLC_driver.optBit6 = isSet(options, 6);
+    PLC_driver.optBit7 = isSet(options, 7);
+    PLC_driver.optBit8 = isSet(options, 8);
+    PLC_driver.optBit9 = isSet(options, 9);
+    PLC_driver.optBit10 = isSet(options, 10);
+    PLC_driver.optBit11 = isSet(options, 11);
+}
+
+void FlashLocalRegister(unsigned char *bits, unsigned short *words, unsigned short *third)
+{
+    LB = bits;
+    LW = words;
+    RWI = third;
+}
+
+void RegistCallBackFuncIntf(ResultCallback onResult, FailureCallback onFailure)
+{
+    PLC_driver.resultCallback = onResult;
+    PLC_driver.failureCallback = onFailure;
+}
+
+int QueryFinishFlag()
+{
+    return 1;
+}
+
+void passRetValue(const RW_VAR *var)
+{
+    if (!var)
+        return;
+    PLC_driver.retVar = *var;
+    PLC_driver.retVar.data.clear();
+}
+
+namespace plc {
+
+uchar stationByte(int station)
+{
+    const unsigned short overriding = LW ? LW[kStationOverrideWord] : static_cast<unsigned short>(0);
+    return lowByte(overriding != 0 ? static_cast<quint32>(overriding) : static_cast<quint32>(station));
+}
+
+void queueTransaction(const Protocol &transaction)
+{
+    PLC_driver.sendQueue.append(transaction);
+}
+
+void beginOperation(int steps)
+{
+    if (!PLC_driver.comInfo)
+        return;
+    PLC_driver.comInfo->stepTotal = steps;
+    PLC_driver.comInfo->stepDone = 0;
+}
+
+void countUp(qint32 &counter)
+{
+    if (counter < INT_MAX)
+        ++counter;
+}
+
+void rotate(QList<RW_VAR> &list)
+{
+    list.move(0, list.size() - 1);
+}
+
+void noteWriteCountLocked()
+{
+    PLC_driver.writeCount.store(PLC_driver.writeList.size());
+}
+
+int registerLimit()
+{
+    const int limit = PLC_driver.comInfo ? PLC_driver.comInfo->maxBlock : 1;
+    return limit < 1 ? 1 : limit;
+}
+
+int bitLimit()
+{
+    const int registers = registerLimit();
+    return registers > INT_MAX / 8 ? INT_MAX : registers * 8;
+}
+
+int effectiveStation(int ownStation)
+{
+    const COM_INFO *info = PLC_driver.comInfo;
+    return info && info->stationMode == 0 ? info->defaultStation : ownStation;
+}
+
+} // namespace plc

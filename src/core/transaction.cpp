@@ -1,0 +1,220 @@
+#include <QMutexLocker>
+
+#include "core/context.h"
+#include "core/guarded.h"
+#include "core/result_codes.h"
+#include "modbus/reply_check.h"
+#include "plcdriver.h"
+#include "relay/relay_reply.h"
+
+namespace {
+
+constexpr int kOutcomeDone = 1;
+constexpr int kOutcomeFailed = 2;
+
+bool expectsNoReply(int regType)
+{
+    return (PLC_driver.optBit9 && regType == plc::kHoldingSingle) ||
+           (PLC_driver.optBit10 && regType == plc::kHoldingBlock);
+}
+
+// Counts a failed attempt. True when the transaction may be tried again. Only giving up clears the count, so
+// failures of earlier transactions count against later ones; a runtime that wants it otherwise clears
+// retryCount itself.
+bool mayTryAgain()
+{
+    COM_INFO *const info = PLC_driver.comInfo;
+    plc::countUp(info->retryCount);
+    return info->retryCount <= info->retryLimit;
+}
+
+void reportOutcome(const RW_VAR &var)
+{
+    if (!PLC_driver.resultCallback)
+        return;
+    const int outcome = PLC_driver.failed.load() ? kOutcomeFailed : kOutcomeDone;
+    PLC_driver.resultCallback(PLC_driver.comInfo->callbackArg, var.hostId, var.hostSubId, outcome);
+}
+
+bool hasSameIds(const RW_VAR &a, const RW_VAR &b)
+{
+    return a.hostId == b.hostId && a.hostSubId == b.hostSubId;
+}
+
+bool isWriteShared(const RW_VAR &a, const RW_VAR &b)
+{
+    return hasSameIds(a, b);
+}
+
+bool isOnceReadShared(const RW_VAR &a, const RW_VAR &b)
+{
+    return hasSameIds(a, b) && b.linkId == PLC_driver.comInfo->linkId;
+}
+
+// Takes the served entry off its list. Several entries may share their identifiers when the runtime's request
+// was split: then only the last of them reports success, while a failure is reported at once.
+void completeFirstLocked(QList<RW_VAR> &list, bool report, bool (*isShared)(const RW_VAR &, const RW_VAR &))
+{
+    if (list.isEmpty())
+        return;
+    bool shared = false;
+    for (int i = 1; i < list.size() && !shared; ++i)
+        shared = isShared(list.first(), list.at(i));
+    if (report && (PLC_driver.failed.load() || !shared))
+        reportOutcome(list.first());
+    passRetValue(&list.first());
+    list.removeFirst();
+}
+
+void completeCyclicReadLocked()
+{
+    QList<RW_VAR> &list = PLC_driver.readList;
+    if (list.isEmpty() || list.first().status != -1)
+        return;
+    list.first().status = 0;
+    passRetValue(&list.first());
+    plc::rotate(list);
+}
+
+// Deliberate: a failure also discards whatever else is queued under the same identifiers.
+void purgeLocked(QList<RW_VAR> &list)
+{
+    const RW_VAR &failed = PLC_driver.retVar;
+    const bool anyStation = PLC_driver.comInfo->stationMode == 0;
+    for (int i = list.size() - 1; i >= 0; --i) {
+        const RW_VAR &entry = list.at(i);
+        if (hasSameIds(entry, failed) && (anyStation || entry.station == failed.station))
+            list.removeAt(i);
+    }
+}
+
+void reportFailureLocked()
+{
+    QList<RW_VAR> none;
+    if (PLC_driver.failureCallback)
+        PLC_driver.failureCallback(&none, PLC_driver.retVar.hostId, 1);
+    if (PLC_driver.servingList == plc::kServingWriteList)
+        purgeLocked(PLC_driver.writeList);
+    else if (PLC_driver.servingList == plc::kServingOnceReadList)
+        purgeLocked(PLC_driver.onceReadList);
+}
+
+void completeOperationLocked(bool local)
+{
+    switch (PLC_driver.servingList) {
+    case plc::kServingWriteList:
+        completeFirstLocked(PLC_driver.writeList, true, isWriteShared);
+        break;
+    case plc::kServingOnceReadList:
+        completeFirstLocked(PLC_driver.onceReadList, local, isOnceReadShared);
+        break;
+    case plc::kServingReadList:
+        completeCyclicReadLocked();
+        break;
+    default: // nothing has been served yet
+        break;
+    }
+    if (PLC_driver.failed.load())
+        reportFailureLocked();
+    plc::noteWriteCountLocked();
+}
+
+// A scan is complete when more operations have ended than there are cyclic reads.
+void countServedLocked()
+{
+    ++PLC_driver.readsServed;
+    if (PLC_driver.readsServed <= PLC_driver.readList.size())
+        return;
+    PLC_driver.readsServed = 0;
+    PLC_driver.comInfo->scanDone = 1;
+}
+
+void succeed(bool local)
+{
+    COM_INFO *const info = PLC_driver.comInfo;
+    PLC_driver.failed.store(false);
+    plc::countUp(info->stepDone);
+    const bool complete = info->stepTotal <= info->stepDone;
+
+    QMutexLocker lock(&PLC_driver.listMutex);
+    if (complete && local && info->scanDone == 0)
+        countServedLocked();
+    PLC_driver.sendQueue.removeFirst();
+    if (complete)
+        completeOperationLocked(local);
+}
+
+// Gives the operation up whole, a second step that is queued already included.
+void fail(bool local)
+{
+    QMutexLocker lock(&PLC_driver.listMutex);
+    PLC_driver.readsServed = 0;
+    PLC_driver.failed.store(true);
+    PLC_driver.comInfo->scanDone = 0;
+    PLC_driver.comInfo->retryCount = 0;
+    PLC_driver.sendQueue.clear();
+    completeOperationLocked(local);
+}
+
+int judge(QByteArray *reply, int length, bool local)
+{
+    return local ? DealDataOfLocalArea(reply, length) : DealDataOfRemoteArea(reply, length);
+}
+
+int judgeHead(QByteArray *reply, int length, bool local)
+{
+    if (PLC_driver.sendQueue.first().var.relayArg1 != -1)
+        return judge(reply, length, local);
+    // The first half of a read-modify-write looks into the write list.
+    QMutexLocker lock(&PLC_driver.listMutex);
+    return judge(reply, length, local);
+}
+
+int handleReply(QByteArray *reply, int length)
+{
+    const bool local = PLC_driver.sendQueue.first().var.linkId == PLC_driver.comInfo->linkId;
+    const int result = judgeHead(reply, length, local);
+    if (result == plc::kResultDone || result == plc::kResultDoneWithoutData) {
+        succeed(local);
+        return result;
+    }
+    if (mayTryAgain())
+        return plc::kResultPending;
+    fail(local);
+    return result;
+}
+
+int takeReceived(QByteArray *reply, int length)
+{
+    if (PLC_driver.sendQueue.isEmpty() || !PLC_driver.comInfo)
+        return plc::kResultDone;
+    Protocol &head = PLC_driver.sendQueue.first();
+    if (head.replyLen != -1)
+        return handleReply(reply, length);
+    if (expectsNoReply(head.var.regType)) {
+        head.replyLen = 0;
+        return handleReply(reply, length);
+    }
+    if (PLC_driver.forceCheck != 0 || !reply->isEmpty()) {
+        if (!check_data(reply))
+            return plc::kResultPending;
+        head.replyLen = reply->size();
+        return plc::kResultDone;
+    }
+    if (mayTryAgain())
+        return plc::kResultPending;
+    fail(true);
+    return plc::kResultNoReply;
+}
+
+} // namespace
+
+RW_VAR *DataCom(QByteArray *reply, int length)
+{
+    QByteArray nothing;
+    QByteArray *const received = reply ? reply : &nothing;
+    PLC_driver.retVar.status = plc::kResultDone;
+    PLC_driver.retVar.status =
+        plc::guarded(plc::kResultPending, [=] { return takeReceived(received, length); });
+    return &PLC_driver.retVar;
+}

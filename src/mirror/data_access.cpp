@@ -1,0 +1,337 @@
+#include <QMutexLocker>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+
+#include "core/context.h"
+#include "core/guarded.h"
+#include "core/register_types.h"
+#include "mirror/register_cache.h"
+#include "plcdriver.h"
+#include "varlists/address_text.h"
+
+namespace {
+
+typedef QHash<quint64, QByteArray> Cache;
+
+// 32-bit values in one request; stations refuse longer ones.
+constexpr int kPairLimit = 60;
+
+// Address arithmetic of the runtime's numbers wraps instead of overflowing.
+int advanced(int address, int by)
+{
+    return static_cast<int>(static_cast<unsigned>(address) + static_cast<unsigned>(by));
+}
+
+// Number of 32-bit values in so many registers.
+int pairsIn(int count)
+{
+    return static_cast<int>((static_cast<qint64>(count) + 1) / 2);
+}
+
+// Makes @p out that many zero bytes. False, with an empty array, when no array can be that long.
+bool makeZeros(QByteArray *out, qint64 size)
+{
+    if (size > INT_MAX) {
+        out->clear();
+        return false;
+    }
+    out->fill('\0', static_cast<int>(std::max<qint64>(size, 0)));
+    return true;
+}
+
+// Copies the entry of a register, as far as there is one.
+void copyRegisterLocked(const Cache &cache, quint64 key, char *to)
+{
+    const Cache::const_iterator entry = cache.constFind(key);
+    if (entry == cache.constEnd())
+        return;
+    to[0] = static_cast<char>(plc::byteAt(*entry, 0));
+    to[1] = static_cast<char>(plc::byteAt(*entry, 1));
+}
+
+// Where a read begins: the key of its area's element 0, and the address in elements.
+struct Place
+{
+    int regType;
+    quint64 area;
+    int address;
+
+    quint64 key(int element) const { return plc::elementKey(area, element); }
+};
+
+void readBitsLocked(const Cache &cache, const Place &from, char *to, int count)
+{
+    for (int i = 0; i < count; ++i) {
+        const Cache::const_iterator entry = cache.constFind(from.key(advanced(from.address, i)));
+        if (entry != cache.constEnd())
+            to[i] = static_cast<char>(plc::byteAt(*entry, 0));
+    }
+}
+
+void readBitsInRegistersLocked(const Cache &cache, const Place &from, char *to, int count)
+{
+    for (int i = 0; i < count; ++i) {
+        const int bit = advanced(from.address, i);
+        const Cache::const_iterator entry = cache.constFind(from.key(bit >> 4));
+        if (entry != cache.constEnd())
+            to[i] = static_cast<char>((plc::byteAt(*entry, (bit >> 3) & 1) >> (bit & 7)) & 1);
+    }
+}
+
+void readRegistersLocked(const Cache &cache, const Place &from, char *to, int count)
+{
+    for (int i = 0; i < count; ++i, to += 2)
+        copyRegisterLocked(cache, from.key(advanced(from.address, i)), to);
+}
+
+void readPairsLocked(const Cache &cache, const Place &from, char *to, int pairs)
+{
+    for (int i = 0; i < pairs; ++i, to += 4) {
+        const quint64 upper = from.key(advanced(from.address, 2 * i));
+        copyRegisterLocked(cache, upper + 1, to);
+        copyRegisterLocked(cache, upper, to + 2);
+    }
+}
+
+bool readBitTypes(const Place &from, QByteArray *out, int count)
+{
+    if (!makeZeros(out, count))
+        return false;
+    QMutexLocker lock(&PLC_driver.cacheMutex);
+    if (plc::isBitArea(from.regType))
+        readBitsLocked(PLC_driver.registerCache, from, out->data(), count);
+    else
+        readBitsInRegistersLocked(PLC_driver.registerCache, from, out->data(), count);
+    return true;
+}
+
+bool readRegisterTypes(const Place &from, QByteArray *out, int count)
+{
+    if (!makeZeros(out, 2 * static_cast<qint64>(count)))
+        return false;
+    QMutexLocker lock(&PLC_driver.cacheMutex);
+    readRegistersLocked(PLC_driver.registerCache, from, out->data(), count);
+    return true;
+}
+
+bool readPairTypes(const Place &from, QByteArray *out, int count)
+{
+    const int pairs = pairsIn(count);
+    if (!makeZeros(out, 4 * static_cast<qint64>(pairs)))
+        return false;
+    QMutexLocker lock(&PLC_driver.cacheMutex);
+    readPairsLocked(PLC_driver.registerCache, from, out->data(), pairs);
+    return true;
+}
+
+bool readMirror(const Place &from, QByteArray *out, int count)
+{
+    switch (from.regType) {
+    case plc::kCoil:
+    case plc::kDiscreteInput:
+    case plc::kInputRegisterBit:
+    case plc::kHoldingRegisterBit:
+        return readBitTypes(from, out, count);
+    case plc::kInputRegisterPair:
+    case plc::kHoldingRegisterPair:
+        return readPairTypes(from, out, count);
+    default:
+        return readRegisterTypes(from, out, count);
+    }
+}
+
+// One write of the runtime on its way into requests.
+struct HostWrite
+{
+    RW_VAR request; // reused for every chunk
+    const QByteArray &values;
+    int limit;  // registers, or 32-bit values, in one request
+    int queued; // length of the write list after the last chunk that was queued, -1 before
+
+    explicit HostWrite(const QByteArray &hostValues) : values(hostValues), limit(1), queued(-1) {}
+
+    void emitChunk(int count, const QByteArray &data, int addressStep)
+    {
+        request.count = count;
+        request.data = data;
+        emitRequest();
+        request.address = advanced(request.address, addressStep);
+    }
+
+private:
+    void emitRequest()
+    {
+        if (PLC_driver.comInfo->writeMode != 2) {
+            WriteDataToLocal(&request);
+            return;
+        }
+        queued = AddListWriteVar(&request, 0);
+        // After a failure the request builder leaves the mirror alone, so the value is shown from here.
+        if (PLC_driver.failed.load())
+            WriteDataToLocal(&request);
+    }
+};
+
+// @p size bytes of the runtime's values, zeros behind their end.
+QByteArray valuesFrom(const QByteArray &values, int first, int size)
+{
+    QByteArray bytes(size, '\0');
+    const int present = std::min(size, values.size() - first);
+    if (present > 0)
+        std::memcpy(bytes.data(), values.constData() + first, static_cast<size_t>(present));
+    return bytes;
+}
+
+// Eight of the runtime's bytes in one. Deliberate: they are shifted as they are, so a 2 reaches into the next
+// bit.
+char packWholeGroup(const QByteArray &values, int first)
+{
+    unsigned packed = 0;
+    for (int k = 0; k < 8; ++k)
+        packed |= static_cast<unsigned>(plc::byteAt(values, first + k)) << k;
+    return static_cast<char>(packed & 0xFFu);
+}
+
+char packLastGroup(const QByteArray &values, int first, int bits)
+{
+    unsigned packed = 0;
+    for (int k = 0; k < bits; ++k)
+        packed |= plc::byteAt(values, first + k) != 0 ? 1u << k : 0u;
+    return static_cast<char>(packed);
+}
+
+QByteArray packBits(const QByteArray &values, int first, int bits)
+{
+    QByteArray packed((bits + 7) / 8, '\0');
+    const int whole = bits / 8;
+    for (int i = 0; i < whole; ++i)
+        packed.data()[i] = packWholeGroup(values, first + 8 * i);
+    if (bits % 8 != 0)
+        packed.data()[whole] = packLastGroup(values, first + 8 * whole, bits % 8);
+    return packed;
+}
+
+void writeCoils(HostWrite &write, int count)
+{
+    const int limit = write.limit > INT_MAX / 8 ? INT_MAX : write.limit * 8;
+    for (int done = 0; done < count;) {
+        const int chunk = std::min(count - done, limit);
+        write.emitChunk(chunk, packBits(write.values, done, chunk), chunk);
+        done += chunk;
+    }
+}
+
+void writeBitByBit(HostWrite &write, int count)
+{
+    for (int i = 0; i < count; ++i)
+        write.emitChunk(1, QByteArray(1, plc::byteAt(write.values, i) != 0 ? '\1' : '\0'), 1);
+}
+
+void writeRegisters(HostWrite &write, int count)
+{
+    const int limit = PLC_driver.optBit5 ? 1 : write.limit;
+    for (int done = 0; done < count;) {
+        const int chunk = std::min(count - done, limit);
+        write.emitChunk(chunk, valuesFrom(write.values, done * 2, chunk * 2), chunk);
+        done += chunk;
+    }
+}
+
+void writePairs(HostWrite &write, int count)
+{
+    const int limit = std::min(write.limit, kPairLimit);
+    const int pairs = pairsIn(count);
+    for (int done = 0; done < pairs;) {
+        const int chunk = std::min(pairs - done, limit);
+        write.emitChunk(chunk, valuesFrom(write.values, done * 4, chunk * 4), chunk * 2);
+        done += chunk;
+    }
+}
+
+void writeRegisterByRegister(HostWrite &write, int count)
+{
+    for (int i = 0; i < count; ++i)
+        write.emitChunk(1, valuesFrom(write.values, i * 2, 2), 1);
+}
+
+void writeValues(HostWrite &write, int count)
+{
+    switch (write.request.regType) {
+    case plc::kCoil:
+        return PLC_driver.optBit6 ? writeBitByBit(write, count) : writeCoils(write, count);
+    case plc::kHoldingRegisterBit:
+        return writeBitByBit(write, count);
+    case plc::kHoldingRegister:
+        return writeRegisters(write, count);
+    case plc::kHoldingRegisterPair:
+        return writePairs(write, count);
+    case plc::kHoldingSingle:
+    case plc::kHoldingBlock:
+        return writeRegisterByRegister(write, count);
+    default: // read-only areas
+        return;
+    }
+}
+
+// Length of the write list without ever waiting for listMutex, which this very thread holds when it comes
+// from a callback.
+int writeListLength()
+{
+    if (!PLC_driver.listMutex.tryLock())
+        return PLC_driver.writeCount.load();
+    const int length = PLC_driver.writeList.size();
+    PLC_driver.listMutex.unlock();
+    return length;
+}
+
+} // namespace
+
+int GetRegisterData(const QString &, int regType, const QString &addrText, int station, QByteArray *out,
+                    int count)
+{
+    if (!out)
+        return 0;
+    const int result = plc::guarded(-1, [&] {
+        const int address = PLC_driver.comInfo ? StringAddressToInt(regType, addrText) : -1;
+        if (address < 0) {
+            makeZeros(out, 2 * static_cast<qint64>(count));
+            return 0;
+        }
+        const Place from = {regType, makeCacheKey(plc::effectiveStation(station), regType, 0), address};
+        return readMirror(from, out, count) ? 1 : 0;
+    });
+    if (result >= 0)
+        return result;
+    out->clear();
+    return 0;
+}
+
+int SetRegisterData(const QString &varName, int regType, const QString &addrText, int station,
+                    QByteArray *data, int count, int hostId, int hostSubId)
+{
+    if (!data || !PLC_driver.comInfo || count > plc::kAreaSize)
+        return 0;
+    return plc::guarded(0, [&] {
+        const int address = StringAddressToInt(regType, addrText);
+        if (address < 0)
+            return 0;
+        HostWrite write(*data);
+        write.request.hostId = hostId;
+        write.request.hostSubId = hostSubId;
+        write.request.direction = 1;
+        write.request.linkMode = PLC_driver.comInfo->linkMode;
+        write.request.linkId = PLC_driver.comInfo->linkId;
+        write.request.varName = varName;
+        write.request.addrText = addrText;
+        write.request.regType = regType;
+        write.request.address = address;
+        write.request.station = plc::effectiveStation(station);
+        // A maxBlock of 1 lets the runtime's writes go out whole.
+        const int limit = plc::registerLimit();
+        write.limit = limit == 1 ? count : limit;
+        writeValues(write, count);
+        return write.queued >= 0 ? write.queued : writeListLength();
+    });
+}

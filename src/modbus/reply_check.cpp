@@ -1,0 +1,143 @@
+#include "modbus/reply_check.h"
+
+#include <QMutexLocker>
+
+#include "core/byte_order.h"
+#include "core/context.h"
+#include "core/result_codes.h"
+#include "modbus/checksums.h"
+#include "modbus/frame_layout.h"
+#include "modbus/reply_store.h"
+
+namespace {
+
+constexpr int kShortestCheckedReply = 6;
+
+enum CheckResult
+{
+    kReject = 0,
+    kAcceptAndStore = 1,
+    kAcceptOnly = 2
+};
+
+const Protocol *head()
+{
+    return PLC_driver.sendQueue.isEmpty() ? nullptr : &PLC_driver.sendQueue.first();
+}
+
+bool crcMatches(const uchar *frame, int length)
+{
+    const int crcAt = length - plc::kCrcLen;
+    return plc::crc16(frame, crcAt) == plc::getCrc(frame + crcAt, PLC_driver.optBit8);
+}
+
+// Length of the reply that begins at @p start, 0 for a function that has none.
+int replyLength(const uchar *start)
+{
+    switch (start[plc::kFunctionAt]) {
+    case plc::kReadCoils:
+    case plc::kReadDiscreteInputs:
+    case plc::kReadHoldingRegisters:
+    case plc::kReadInputRegisters:
+        return plc::kReadHeaderLen + start[plc::kReplyByteCountAt] + plc::kCrcLen;
+    case plc::kWriteSingleCoil:
+    case plc::kWriteSingleRegister:
+    case plc::kWriteMultipleCoils:
+    case plc::kWriteMultipleRegisters:
+        return plc::kWriteReplyLen;
+    default:
+        return 0;
+    }
+}
+
+// Length of the good reply to @p request that begins at @p start, 0 if there is none.
+int matchedLength(const uchar *start, int available, const uchar *request)
+{
+    if (start[plc::kStationAt] != request[plc::kStationAt] ||
+        start[plc::kFunctionAt] != request[plc::kFunctionAt])
+        return 0;
+    const int length = replyLength(start);
+    if (length == 0 || length > available || !crcMatches(start, length))
+        return 0;
+    return length;
+}
+
+// The last two bytes of a checked reply are its CRC and must never be taken for a register.
+bool holdsAllData(const QByteArray &reply, const Protocol &transaction)
+{
+    const qint64 dataEnd = static_cast<qint64>(transaction.headerLen) + transaction.dataLen;
+    return dataEnd <= reply.size() - plc::kCrcLen;
+}
+
+plc::Verdict judgeReply(QByteArray *reply, int length, const Protocol &transaction)
+{
+    switch (CheckGetData(reply, length)) {
+    case kAcceptAndStore:
+        if (holdsAllData(*reply, transaction)) {
+            QMutexLocker lock(&PLC_driver.cacheMutex);
+            SaveToLocalDataErea(reply);
+        }
+        return plc::kAccepted;
+    case kAcceptOnly:
+        return plc::kAccepted;
+    default:
+        return plc::kBadReply;
+    }
+}
+
+plc::Verdict judgeLocal(QByteArray *reply, int length, const Protocol &transaction)
+{
+    const int expected = transaction.replyLen;
+    if (length == 0)
+        return expected != 0 ? plc::kReplyMissing : plc::kAccepted;
+    if (expected == 0)
+        return plc::kAccepted;
+    if (expected != length && expected != -1)
+        return plc::kWrongLength;
+    return judgeReply(reply, length, transaction);
+}
+
+} // namespace
+
+int check_data(QByteArray *received)
+{
+    const Protocol *const transaction = head();
+    if (!received || !transaction || transaction->frame.size() <= plc::kFunctionAt)
+        return 0;
+    const uchar *const request = plc::bytesOf(transaction->frame);
+    const QByteArray &bytes = *received;
+    const int size = bytes.size();
+    for (int start = 0; start + plc::kShortestReply <= size; ++start) {
+        const int length = matchedLength(plc::bytesOf(bytes) + start, size - start, request);
+        if (length == 0)
+            continue;
+        if (length != size)
+            *received = received->mid(start, length);
+        return 1;
+    }
+    return 0;
+}
+
+int CheckGetData(QByteArray *reply, int)
+{
+    const Protocol *const transaction = head();
+    if (!transaction)
+        return kReject;
+    const int station = transaction->var.station & 0xFF;
+    if (station == 0)
+        return kAcceptOnly;
+    if (!reply || reply->size() < kShortestCheckedReply)
+        return kReject;
+    const uchar *const bytes = reinterpret_cast<const uchar *>(reply->constData());
+    if (bytes[plc::kStationAt] != station || !crcMatches(bytes, reply->size()))
+        return kReject;
+    return transaction->var.direction != 0 ? kAcceptOnly : kAcceptAndStore;
+}
+
+int DealDataOfLocalArea(QByteArray *reply, int length)
+{
+    const Protocol *const transaction = head();
+    if (!transaction)
+        return GetDriverReturnValue(plc::kReplyMissing);
+    return GetDriverReturnValue(judgeLocal(reply, length, *transaction));
+}

@@ -1,0 +1,30 @@
+/// @file
+/// Finding and judging the reply of the transaction at the head of the send queue.
+#ifndef PLC_MODBUS_REPLY_CHECK_H
+#define PLC_MODBUS_REPLY_CHECK_H
+
+#include <QByteArray>
+
+#include "core/export.h"
+
+/// Looks for the reply of the head transaction anywhere in @p received: same station and function code as the
+/// request, complete, good CRC. The first match wins and the buffer is cut down to it.
+/// @return 1 when found; 0 when not (yet), with the buffer untouched. Exception replies never match.
+/// Cycle thread, no lock.
+PLC_EXPORT int check_data(QByteArray *received);
+
+/// Checks station and CRC of @p reply against the head transaction's variable.
+/// @param unused  any value.
+/// @return 0 = reject, 1 = accept and store, 2 = accept without storing (a write, or a station of 0, for
+/// which the
+///         reply is not looked at).
+/// Cycle thread, no lock.
+PLC_EXPORT int CheckGetData(QByteArray *reply, int unused);
+
+/// Judges the reply of a local head transaction and stores its values.
+/// @param length  bytes received, 0 for none; compared with the head's replyLen.
+/// @return result code of GetDriverReturnValue().
+/// Cycle thread; takes cacheMutex around storing.
+PLC_EXPORT int DealDataOfLocalArea(QByteArray *reply, int length);
+
+#endif

@@ -1,0 +1,34 @@
+#include "relay/relay_reply.h"
+
+#include "core/context.h"
+#include "core/result_codes.h"
+#include "modbus/reply_check.h"
+#include "modbus/reply_store.h"
+
+namespace {
+
+plc::Verdict judgeRelayed(QByteArray *reply, int length, const Protocol &transaction)
+{
+    const int expected = transaction.replyLen;
+    if (length == 0 && expected != 0)
+        return plc::kRelayReplyMissing;
+    // Unlike a local reply, one that nobody waits for has the wrong length.
+    if (length != 0 && expected != length && expected != -1)
+        return plc::kRelayWrongLength;
+    const int checked = CheckGetData(reply, length);
+    if (checked != 1 && checked != 2)
+        return plc::kRelayBadReply;
+    if (transaction.var.relayArg1 != -1)
+        return plc::kRelayAccepted;
+    SaveToLocalDataErea(reply);
+    return PLC_driver.comInfo && PLC_driver.comInfo->stepDone == 1 ? plc::kRelayAccepted : plc::kAccepted;
+}
+
+} // namespace
+
+int DealDataOfRemoteArea(QByteArray *reply, int length)
+{
+    if (PLC_driver.sendQueue.isEmpty())
+        return GetDriverReturnValue(plc::kRelayReplyMissing);
+    return GetDriverReturnValue(judgeRelayed(reply, length, PLC_driver.sendQueue.first()));
+}

@@ -1,0 +1,101 @@
+#include "relay/relay_request.h"
+
+#include <climits>
+#include <cstring>
+
+#include "core/byte_order.h"
+#include "core/context.h"
+#include "mirror/register_cache.h"
+#include "modbus/checksums.h"
+#include "modbus/frame_layout.h"
+#include "modbus/read_request.h"
+
+namespace {
+
+constexpr int kLengthAt = 0;
+constexpr int kHostIdAt = 1;
+constexpr int kDirectionAt = 2;
+constexpr int kLinkIdAt = 3;
+constexpr int kRelayStationAt = 4;
+constexpr int kRegTypeAt = 5;
+constexpr int kRelayAddressAt = 7;
+constexpr int kCountAt = 11;
+constexpr int kFirstArgAt = 13;
+constexpr int kSecondArgAt = 17;
+constexpr int kDataAt = 21;
+constexpr int kChecksumLen = 1;
+constexpr int kReplyOverhead = plc::kReadHeaderLen + plc::kCrcLen;
+
+quint32 bitsOf(qint32 value)
+{
+    return static_cast<quint32>(value);
+}
+
+// The reply announces at most what an int holds; larger sums wrap.
+qint32 wrappingSum(qint32 a, qint32 b)
+{
+    return static_cast<qint32>(bitsOf(a) + bitsOf(b));
+}
+
+// Empty when the frame would not fit a byte array.
+QByteArray makeRelayFrame(const RW_VAR &var, const QByteArray &data)
+{
+    const qint64 length = static_cast<qint64>(kDataAt) + data.size() + kChecksumLen;
+    if (length > INT_MAX)
+        return QByteArray();
+    QByteArray frame(static_cast<int>(length), '\0');
+    uchar *const bytes = plc::bytesOf(frame);
+    bytes[kLengthAt] = plc::lowByte(static_cast<quint32>(length));
+    bytes[kHostIdAt] = plc::lowByte(bitsOf(var.hostId));
+    bytes[kDirectionAt] = plc::lowByte(bitsOf(var.direction));
+    bytes[kLinkIdAt] = plc::lowByte(bitsOf(var.linkId));
+    bytes[kRelayStationAt] = plc::lowByte(bitsOf(var.station));
+    plc::putBe16(bytes + kRegTypeAt, bitsOf(var.regType));
+    plc::putBe32(bytes + kRelayAddressAt, bitsOf(var.address));
+    plc::putBe16(bytes + kCountAt, bitsOf(var.count));
+    plc::putBe32(bytes + kFirstArgAt, bitsOf(var.relayArg1));
+    plc::putBe32(bytes + kSecondArgAt, bitsOf(var.relayArg2));
+    if (!data.isEmpty())
+        std::memcpy(bytes + kDataAt, data.constData(), static_cast<size_t>(data.size()));
+    const int checksumAt = frame.size() - kChecksumLen;
+    bytes[checksumAt] = plc::sumByte(bytes, checksumAt);
+    return frame;
+}
+
+Protocol makeTransaction(const RW_VAR &var, const QByteArray &frame)
+{
+    Protocol transaction;
+    transaction.frame = frame;
+    transaction.sendLen = frame.size();
+    transaction.var = var;
+    return transaction;
+}
+
+} // namespace
+
+void Remote_ReadVar(RW_VAR *var)
+{
+    if (!var)
+        return;
+    Protocol request = makeTransaction(*var, makeRelayFrame(*var, QByteArray()));
+    request.headerLen = plc::kReadHeaderLen;
+    request.dataLen = plc::readDataLen(var->regType, var->count);
+    request.replyLen = wrappingSum(request.dataLen, kReplyOverhead);
+    plc::queueTransaction(request);
+    plc::beginOperation(1);
+}
+
+void Remote_WriteVar(RW_VAR *var)
+{
+    if (!var)
+        return;
+    const QByteArray frame = makeRelayFrame(*var, var->data);
+    if (frame.isEmpty())
+        return;
+    Protocol request = makeTransaction(*var, frame);
+    request.replyLen = var->station != 0 ? plc::kWriteReplyLen : 0;
+    plc::queueTransaction(request);
+    plc::beginOperation(1);
+    // The runtime sees its own values from now on; the reply of a relayed write brings none.
+    WriteDataToLocal(var);
+}

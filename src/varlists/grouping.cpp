@@ -1,0 +1,127 @@
+#include "varlists/grouping.h"
+
+#include "core/context.h"
+#include "core/register_types.h"
+
+namespace {
+
+bool hasLowerAddress(const RW_VAR &a, const RW_VAR &b)
+{
+    return a.address < b.address;
+}
+
+// Address or count behind @p units units. Sums of the runtime's numbers wrap instead of overflowing.
+int advanced(int address, qint64 units)
+{
+    return static_cast<int>(static_cast<quint32>(address) + static_cast<quint32>(units));
+}
+
+qint64 endOf(const RW_VAR &var)
+{
+    return static_cast<qint64>(var.address) + var.count;
+}
+
+// A mistake of the runtime that would fill the memory with requests.
+bool isTooLong(qint64 units, int limit)
+{
+    return (units + limit - 1) / limit > plc::kAreaSize;
+}
+
+// Appends @p units units from @p start on as copies of @p pattern, each at most @p limit long.
+void appendPieces(QList<RW_VAR> &out, const RW_VAR &pattern, int start, qint64 units, int limit)
+{
+    RW_VAR piece = pattern;
+    for (qint64 done = 0; done < units; done += piece.count) {
+        piece.address = advanced(start, done);
+        piece.count = static_cast<int>(std::min<qint64>(units - done, limit));
+        out.append(piece);
+    }
+}
+
+// Makes the last request of @p out reach up to @p end.
+void extendLast(QList<RW_VAR> &out, qint64 end, int limit)
+{
+    const int start = out.last().address;
+    const qint64 span = end - start;
+    const int first = static_cast<int>(std::min<qint64>(span, limit));
+    out.last().count = first;
+    const RW_VAR pattern = out.last();
+    appendPieces(out, pattern, advanced(start, first), span - first, limit);
+}
+
+// Gaps between variables are read along: one request with unused registers is cheaper than two.
+void packEntry(QList<RW_VAR> &out, const RW_VAR &entry, int limit, bool opensRequest)
+{
+    if (opensRequest ||
+        static_cast<qint64>(entry.address) >= static_cast<qint64>(out.last().address) + limit) {
+        if (!isTooLong(entry.count, limit))
+            appendPieces(out, entry, entry.address, entry.count, limit);
+        return;
+    }
+    const qint64 end = endOf(entry);
+    if (end > endOf(out.last()) && !isTooLong(end - out.last().address, limit))
+        extendLast(out, end, limit);
+}
+
+void keepDistinct(QList<RW_VAR> &out, const RW_VAR &entry, bool isFirst)
+{
+    if (isFirst || entry.address != out.last().address)
+        out.append(entry);
+    else if (entry.count > out.last().count)
+        out.last().count = entry.count;
+}
+
+void appendGrouped(const QList<RW_VAR> &bucket, int unitLimit, QList<RW_VAR> &out)
+{
+    const int limit = std::max(unitLimit, 1);
+    // A bucket never joins a request that was there before, even while its own entries have appended nothing.
+    const int before = out.size();
+    for (int i = 0; i < bucket.size(); ++i) {
+        const bool isFirst = out.size() == before;
+        if (limit == 1)
+            keepDistinct(out, bucket.at(i), isFirst);
+        else
+            packEntry(out, bucket.at(i), limit, isFirst);
+    }
+}
+
+} // namespace
+
+void Bubble_Sort(QList<RW_VAR> *list)
+{
+    if (list)
+        plc::sortStable(*list, hasLowerAddress);
+}
+
+void BitVarReCreat(QList<RW_VAR> *bucket, int unitLimit)
+{
+    if (bucket)
+        appendGrouped(*bucket, unitLimit, PLC_driver.readList);
+}
+
+void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_VAR> &out)
+{
+    if (bucket)
+        appendGrouped(*bucket, unitLimit, out);
+}
+
+void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out)
+{
+    const int limit = std::max(unitLimit, 1);
+    if (!var || !out || isTooLong(count, limit))
+        return;
+    if (count <= limit) {
+        out->append(*var);
+        return;
+    }
+    appendPieces(*out, *var, var->address, count, limit);
+    *var = out->last();
+}
+
+int speed_insert(const QString &key, const RW_VAR &var, QHash<QString, RW_VAR> &records)
+{
+    if (records.contains(key))
+        return 1;
+    records.insert(key, var);
+    return 0;
+}

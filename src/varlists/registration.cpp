@@ -1,0 +1,164 @@
+#include "varlists/registration.h"
+
+#include <QMutexLocker>
+
+#include <algorithm>
+
+#include "core/context.h"
+#include "core/guarded.h"
+#include "core/register_types.h"
+#include "plcdriver.h"
+#include "varlists/address_text.h"
+
+namespace {
+
+constexpr int kListLimit = 1024;
+constexpr int kAppendAsIs = 1;
+
+int wrappingSum(int a, int b)
+{
+    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
+}
+
+bool isSamePlace(const RW_VAR &a, const RW_VAR &b)
+{
+    return a.station == b.station && a.regType == b.regType && a.address == b.address && a.count == b.count;
+}
+
+bool isSameOnceRead(const RW_VAR &a, const RW_VAR &b)
+{
+    return a.hostId == b.hostId && a.hostSubId == b.hostSubId && isSamePlace(a, b) && a.linkId == b.linkId;
+}
+
+void mergeWriteLocked(const RW_VAR &write)
+{
+    QList<RW_VAR> &list = PLC_driver.writeList;
+    // The first entry may be on the line already, so a newer value for it queues up behind it.
+    for (int i = 1; i < list.size(); ++i) {
+        if (isSamePlace(list.at(i), write)) {
+            list[i] = write;
+            return;
+        }
+    }
+    if (list.size() < kListLimit)
+        list.append(write);
+}
+
+void addPieceLocked(const RW_VAR &piece)
+{
+    QList<RW_VAR> &list = PLC_driver.onceReadList;
+    for (int i = 0; i < list.size(); ++i) {
+        if (isSameOnceRead(list.at(i), piece))
+            return;
+    }
+    if (list.size() < kListLimit)
+        list.append(piece);
+}
+
+// Turns the record into what a request can read. False when it is refused.
+bool prepareOnceRead(RW_VAR &var)
+{
+    const int address = StringAddressToInt(var.regType, var.addrText);
+    if (address < 0)
+        return false;
+    var.address = address;
+    var.station = plc::effectiveStation(var.station);
+    var.relayArg1 = 0;
+    var.relayArg2 = 0;
+    return var.station != 0 && updateRwVar(&var) == 0 && var.count <= plc::kAreaSize;
+}
+
+// Largest piece of a one-shot read. Unlike in the cyclic list, a maxBlock of 1 still packs bits eight to one.
+int pieceLimit(int regType)
+{
+    if (!plc::isBitArea(regType))
+        return plc::registerLimit();
+    return PLC_driver.optBit11 ? 1 : plc::bitLimit();
+}
+
+int appendOnceRead(const RW_VAR &var)
+{
+    QMutexLocker lock(&PLC_driver.listMutex);
+    PLC_driver.onceReadList.append(var);
+    return PLC_driver.onceReadList.size();
+}
+
+int splitOnceRead(RW_VAR &var)
+{
+    if (!prepareOnceRead(var))
+        return 0;
+    const int limit = pieceLimit(var.regType);
+    int remaining = var.count;
+    QMutexLocker lock(&PLC_driver.listMutex);
+    while (remaining > 0) {
+        var.count = std::min(remaining, limit);
+        addPieceLocked(var);
+        remaining -= var.count;
+        var.address = wrappingSum(var.address, var.count);
+    }
+    return PLC_driver.onceReadList.size();
+}
+
+} // namespace
+
+int updateRwVar(RW_VAR *var)
+{
+    if (!var)
+        return 1;
+    switch (var->regType) {
+    case plc::kCoil:
+    case plc::kDiscreteInput:
+    case plc::kInputRegister:
+    case plc::kHoldingRegister:
+        return 0;
+    case plc::kInputRegisterBit:
+    case plc::kHoldingRegisterBit:
+        // Every register that one of the bits lies in.
+        var->count = wrappingSum(wrappingSum(var->address & 15, var->count), 15) >> 4;
+        var->address >>= 4;
+        break;
+    case plc::kInputRegisterPair:
+    case plc::kHoldingRegisterPair:
+        var->count = wrappingSum(var->count, 1) / 2 * 2;
+        break;
+    case plc::kHoldingSingle:
+    case plc::kHoldingBlock:
+        break;
+    default:
+        return 1;
+    }
+    var->regType = getPlcReg(var->regType);
+    return 0;
+}
+
+int AddListReadVar(RW_VAR *var)
+{
+    if (!var || !PLC_driver.comInfo)
+        return 0;
+    return plc::guarded(0, [=] {
+        PLC_driver.readList.append(*var);
+        return PLC_driver.readList.size();
+    });
+}
+
+int AddListWriteVar(RW_VAR *var, int mode)
+{
+    if (!var || !PLC_driver.comInfo)
+        return 0;
+    return plc::guarded(0, [=] {
+        QMutexLocker lock(&PLC_driver.listMutex);
+        if (mode == kAppendAsIs)
+            PLC_driver.writeList.append(*var);
+        else
+            mergeWriteLocked(*var);
+        plc::noteWriteCountLocked();
+        return PLC_driver.writeList.size();
+    });
+}
+
+int AddListOnceReadVar(RW_VAR *var, int mode)
+{
+    if (!var || !PLC_driver.comInfo)
+        return 0;
+    return plc::guarded(0, [=] { return mode == kAppendAsIs ? appendOnceRead(*var) : splitOnceRead(*var); });
+}

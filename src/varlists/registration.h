@@ -1,0 +1,14 @@
+/// @file
+/// Registration of single variables. The AddList entry points are declared in plcdriver.h.
+#ifndef PLC_VARLISTS_REGISTRATION_H
+#define PLC_VARLISTS_REGISTRATION_H
+
+#include "core/records.h"
+
+/// Converts a variable of a derived type (bit in a register, 32-bit pair, single or block register) in place
+/// to the area that a request can read.
+/// @return 0; 1 for a type outside 0..9 or null, with the record unchanged.
+/// No lock.
+PLC_EXPORT int updateRwVar(RW_VAR *var);
+
+#endif
