@@ -1,6 +1,7 @@
 # plc_test(NAME [SOURCES a.cpp ...] [LIBS lib ...] [LABELS label ...] [TIMEOUT seconds])
 #
-# One GoogleTest program, registered with ctest case by case. Without SOURCES the program is NAME.cpp.
+# One GoogleTest program, registered with ctest case by case. Without SOURCES the program is NAME.cpp. Where programs need
+# an emulator, whose start takes longer than most cases, the program is one test with all its cases.
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
@@ -16,7 +17,40 @@ function(plc_test name)
   target_compile_features(${name} PRIVATE cxx_std_17)
   target_link_libraries(${name} PRIVATE ${arg_LIBS} plc_flags GTest::gmock GTest::gtest_main)
   target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
-  # Listing the cases at test time keeps the build from running programs of another architecture.
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-    PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1 "--gtest_filter=*-${PLC_SKIPPED_FILTER}")
+    set_tests_properties(${name} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 600
+      ENVIRONMENT PLC_RUN_SECONDS=590)
+  else()
+    # Listing the cases at test time keeps the build from running programs.
+    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
+      PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
+  endif()
 endfunction()
+
+# plc_run_path(VARIABLE TARGET): the path under which a test starts program TARGET. Where programs need an emulator it is
+# that of a small script, since a test cannot start a program of another architecture itself.
+function(plc_run_path variable target)
+  set(path "$<TARGET_FILE:${target}>")
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    set(path "${CMAKE_BINARY_DIR}/run/${target}")
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR "' '" emulator)
+    file(GENERATE OUTPUT "${path}" CONTENT "#!/bin/sh\nexec '${emulator}' '$<TARGET_FILE:${target}>' \"$@\"\n"
+      FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+  endif()
+  set(${variable} "${path}" PARENT_SCOPE)
+endfunction()
+
+# Cases that the emulator cannot run: a line of the file is a case's name, a space and the reason; # begins a comment.
+if(PLC_SKIPPED_TESTS)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${PLC_SKIPPED_TESTS}")
+  file(STRINGS "${PLC_SKIPPED_TESTS}" plc_lines REGEX "^[^#]")
+  set(PLC_SKIPPED_FILTER "")
+  foreach(line IN LISTS plc_lines)
+    if(NOT line MATCHES "^([^ ]+) +[^ ].*")
+      message(FATAL_ERROR "${PLC_SKIPPED_TESTS}: no reason behind the name in '${line}'")
+    endif()
+    list(APPEND PLC_SKIPPED_FILTER "${CMAKE_MATCH_1}")
+  endforeach()
+  list(JOIN PLC_SKIPPED_FILTER ":" PLC_SKIPPED_FILTER)
+endif()

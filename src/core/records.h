@@ -141,6 +141,37 @@ static_assert(offsetof(COM_INFO, writeMode) == 64, "the runtime keeps writeMode 
 static_assert(offsetof(COM_INFO, scanDone) == 68, "the runtime keeps scanDone here");
 static_assert(offsetof(COM_INFO, callbackArg) == 72, "the runtime keeps callbackArg here");
 static_assert(offsetof(COM_INFO, options) == 88, "the runtime keeps options here");
+static_assert(sizeof(COM_INFO) == 92, "the driver knows nothing behind the options");
+
+// Behind the first QString or QByteArray an offset depends on the size of a pointer, which each of them is.
+static_assert(sizeof(QString) == sizeof(void *) && sizeof(QByteArray) == sizeof(void *),
+              "the offsets below count in pointers");
+static_assert(offsetof(RW_VAR, hostId) == 0, "the runtime keeps hostId here");
+static_assert(offsetof(RW_VAR, hostSubId) == 4, "the runtime keeps hostSubId here");
+static_assert(offsetof(RW_VAR, direction) == 8, "the runtime keeps direction here");
+static_assert(offsetof(RW_VAR, linkMode) == 12, "the runtime keeps linkMode here");
+static_assert(offsetof(RW_VAR, linkId) == 16, "the runtime keeps linkId here");
+static_assert(offsetof(RW_VAR, status) == 20, "the runtime keeps status here");
+static_assert(offsetof(RW_VAR, varName) == 24, "the runtime keeps varName here");
+static_assert(offsetof(RW_VAR, addrText) == 24 + sizeof(void *), "the runtime keeps addrText here");
+static_assert(offsetof(RW_VAR, regType) == 24 + 2 * sizeof(void *), "the runtime keeps regType here");
+static_assert(offsetof(RW_VAR, address) == 28 + 2 * sizeof(void *), "the runtime keeps address here");
+static_assert(offsetof(RW_VAR, station) == 32 + 2 * sizeof(void *), "the runtime keeps station here");
+static_assert(offsetof(RW_VAR, count) == 36 + 2 * sizeof(void *), "the runtime keeps count here");
+static_assert(offsetof(RW_VAR, relayArg1) == 40 + 2 * sizeof(void *), "the runtime keeps relayArg1 here");
+static_assert(offsetof(RW_VAR, relayArg2) == 44 + 2 * sizeof(void *), "the runtime keeps relayArg2 here");
+static_assert(offsetof(RW_VAR, data) == 48 + 2 * sizeof(void *), "the runtime keeps data here");
+static_assert(sizeof(RW_VAR) == 48 + 3 * sizeof(void *), "the runtime copies records of this size");
+
+static_assert(offsetof(Protocol, frame) == 0, "the runtime finds the frame here");
+static_assert(offsetof(Protocol, sendLen) == sizeof(void *), "the runtime finds sendLen here");
+static_assert(offsetof(Protocol, replyLen) == 4 + sizeof(void *), "the runtime finds replyLen here");
+static_assert(offsetof(Protocol, headerLen) == 8 + sizeof(void *), "the runtime finds headerLen here");
+static_assert(offsetof(Protocol, dataLen) == 12 + sizeof(void *), "the runtime finds dataLen here");
+static_assert(offsetof(Protocol, var) == 16 + sizeof(void *), "the runtime finds the variable here");
+static_assert(offsetof(Protocol, spare1) == 64 + 4 * sizeof(void *), "the runtime finds spare1 here");
+static_assert(offsetof(Protocol, spare2) == 68 + 4 * sizeof(void *), "the runtime finds spare2 here");
+static_assert(offsetof(Protocol, spare3) == 72 + 4 * sizeof(void *), "the runtime finds spare3 here");
 
 /// Element of a list that the driver keeps for the runtime's sake and never fills.
 struct PLC_EXPORT EXTENDVAR

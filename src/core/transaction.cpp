@@ -114,6 +114,8 @@ void completeOperationLocked(bool local)
     default: // nothing has been served yet
         break;
     }
+    // The failure callback may ask for the length of the write list.
+    plc::noteWriteCountLocked();
     if (PLC_driver.failed.load())
         reportFailureLocked();
     plc::noteWriteCountLocked();
@@ -129,7 +131,7 @@ void countServedLocked()
     PLC_driver.comInfo->scanDone = 1;
 }
 
-void succeed(bool local)
+void succeed(int result, bool local)
 {
     COM_INFO *const info = PLC_driver.comInfo;
     PLC_driver.failed.store(false);
@@ -142,10 +144,18 @@ void succeed(bool local)
     PLC_driver.sendQueue.removeFirst();
     if (complete)
         completeOperationLocked(local);
+    PLC_driver.retVar.status = result;
+}
+
+// The head stays queued and is transmitted again.
+void tryAgain()
+{
+    QMutexLocker lock(&PLC_driver.listMutex);
+    PLC_driver.retVar.status = plc::kResultPending;
 }
 
 // Gives the operation up whole, a second step that is queued already included.
-void fail(bool local)
+void fail(int result, bool local)
 {
     QMutexLocker lock(&PLC_driver.listMutex);
     PLC_driver.readsServed = 0;
@@ -154,6 +164,7 @@ void fail(bool local)
     PLC_driver.comInfo->retryCount = 0;
     PLC_driver.sendQueue.clear();
     completeOperationLocked(local);
+    PLC_driver.retVar.status = result;
 }
 
 int judge(QByteArray *reply, int length, bool local)
@@ -170,41 +181,49 @@ int judgeHead(QByteArray *reply, int length, bool local)
     return judge(reply, length, local);
 }
 
-int handleReply(QByteArray *reply, int length)
+void handleReply(QByteArray *reply, int length)
 {
     const bool local = PLC_driver.sendQueue.first().var.linkId == PLC_driver.comInfo->linkId;
     const int result = judgeHead(reply, length, local);
-    if (result == plc::kResultDone || result == plc::kResultDoneWithoutData) {
-        succeed(local);
-        return result;
-    }
-    if (mayTryAgain())
-        return plc::kResultPending;
-    fail(local);
-    return result;
+    if (result == plc::kResultDone || result == plc::kResultDoneWithoutData)
+        succeed(result, local);
+    else if (mayTryAgain())
+        tryAgain();
+    else
+        fail(result, local);
 }
 
-int takeReceived(QByteArray *reply, int length)
+// Looks for the reply of a Modbus request in what has come so far. It is handled on the next call.
+void findReply(QByteArray *received, Protocol &head)
+{
+    if (check_data(received))
+        head.replyLen = received->size();
+    else
+        PLC_driver.retVar.status = plc::kResultPending;
+}
+
+void countSilence()
+{
+    if (mayTryAgain())
+        PLC_driver.retVar.status = plc::kResultPending;
+    else
+        fail(plc::kResultNoReply, true);
+}
+
+// Leaves the outcome in the status of the result record, which is "done" before.
+void takeReceived(QByteArray *received, int length)
 {
     if (PLC_driver.sendQueue.isEmpty() || !PLC_driver.comInfo)
-        return plc::kResultDone;
+        return;
     Protocol &head = PLC_driver.sendQueue.first();
-    if (head.replyLen != -1)
-        return handleReply(reply, length);
-    if (expectsNoReply(head.var.regType)) {
+    if (head.replyLen == -1 && expectsNoReply(head.var.regType))
         head.replyLen = 0;
-        return handleReply(reply, length);
-    }
-    if (PLC_driver.forceCheck != 0 || !reply->isEmpty()) {
-        if (!check_data(reply))
-            return plc::kResultPending;
-        head.replyLen = reply->size();
-        return plc::kResultDone;
-    }
-    if (mayTryAgain())
-        return plc::kResultPending;
-    fail(true);
-    return plc::kResultNoReply;
+    if (head.replyLen != -1)
+        handleReply(received, length);
+    else if (PLC_driver.forceCheck != 0 || !received->isEmpty())
+        findReply(received, head);
+    else
+        countSilence();
 }
 
 } // namespace
@@ -214,7 +233,11 @@ RW_VAR *DataCom(QByteArray *reply, int length)
     QByteArray nothing;
     QByteArray *const received = reply ? reply : &nothing;
     PLC_driver.retVar.status = plc::kResultDone;
-    PLC_driver.retVar.status =
-        plc::guarded(plc::kResultPending, [=] { return takeReceived(received, length); });
+    const bool finished = plc::guarded(false, [=] {
+        takeReceived(received, length);
+        return true;
+    });
+    if (!finished)
+        PLC_driver.retVar.status = plc::kResultPending;
     return &PLC_driver.retVar;
 }

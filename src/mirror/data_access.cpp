@@ -30,10 +30,13 @@ int pairsIn(int count)
     return static_cast<int>((static_cast<qint64>(count) + 1) / 2);
 }
 
+// Largest output: Qt needs some bytes of its own in the memory of an array, whose size is an int.
+constexpr int kLongestOutput = INT_MAX - 64;
+
 // Makes @p out that many zero bytes. False, with an empty array, when no array can be that long.
 bool makeZeros(QByteArray *out, qint64 size)
 {
-    if (size > INT_MAX) {
+    if (size > kLongestOutput) {
         out->clear();
         return false;
     }

@@ -10,8 +10,9 @@ namespace plc {
 
 int readDataLen(int regType, int count)
 {
-    const quint32 units = static_cast<quint32>(count);
-    return isBitArea(regType) ? static_cast<int>(units + 7u) / 8 : static_cast<int>(units * 2u);
+    if (isBitArea(regType))
+        return static_cast<int>((static_cast<qint64>(count) + 7) / 8);
+    return static_cast<int>(static_cast<quint32>(count) * 2u);
 }
 
 } // namespace plc

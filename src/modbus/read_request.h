@@ -19,7 +19,7 @@ PLC_EXPORT void ReadAnalog(RW_VAR *var);
 namespace plc {
 
 /// Data bytes in the reply to a read of @p count units: bits eight to a byte for types 0 and 1, two bytes a
-/// register for every other type. Wraps for counts that no request can carry.
+/// register for every other type, wrapping for counts that no request can carry.
 int readDataLen(int regType, int count);
 
 } // namespace plc

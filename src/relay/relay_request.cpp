@@ -1,7 +1,6 @@
 #include "relay/relay_request.h"
 
 #include <climits>
-#include <cstring>
 
 #include "core/byte_order.h"
 #include "core/context.h"
@@ -43,22 +42,23 @@ QByteArray makeRelayFrame(const RW_VAR &var, const QByteArray &data)
     const qint64 length = static_cast<qint64>(kDataAt) + data.size() + kChecksumLen;
     if (length > INT_MAX)
         return QByteArray();
-    QByteArray frame(static_cast<int>(length), '\0');
-    uchar *const bytes = plc::bytesOf(frame);
-    bytes[kLengthAt] = plc::lowByte(static_cast<quint32>(length));
-    bytes[kHostIdAt] = plc::lowByte(bitsOf(var.hostId));
-    bytes[kDirectionAt] = plc::lowByte(bitsOf(var.direction));
-    bytes[kLinkIdAt] = plc::lowByte(bitsOf(var.linkId));
-    bytes[kRelayStationAt] = plc::lowByte(bitsOf(var.station));
-    plc::putBe16(bytes + kRegTypeAt, bitsOf(var.regType));
-    plc::putBe32(bytes + kRelayAddressAt, bitsOf(var.address));
-    plc::putBe16(bytes + kCountAt, bitsOf(var.count));
-    plc::putBe32(bytes + kFirstArgAt, bitsOf(var.relayArg1));
-    plc::putBe32(bytes + kSecondArgAt, bitsOf(var.relayArg2));
-    if (!data.isEmpty())
-        std::memcpy(bytes + kDataAt, data.constData(), static_cast<size_t>(data.size()));
-    const int checksumAt = frame.size() - kChecksumLen;
-    bytes[checksumAt] = plc::sumByte(bytes, checksumAt);
+    uchar header[kDataAt];
+    header[kLengthAt] = plc::lowByte(static_cast<quint32>(length));
+    header[kHostIdAt] = plc::lowByte(bitsOf(var.hostId));
+    header[kDirectionAt] = plc::lowByte(bitsOf(var.direction));
+    header[kLinkIdAt] = plc::lowByte(bitsOf(var.linkId));
+    header[kRelayStationAt] = plc::lowByte(bitsOf(var.station));
+    plc::putBe16(header + kRegTypeAt, bitsOf(var.regType));
+    plc::putBe32(header + kRelayAddressAt, bitsOf(var.address));
+    plc::putBe16(header + kCountAt, bitsOf(var.count));
+    plc::putBe32(header + kFirstArgAt, bitsOf(var.relayArg1));
+    plc::putBe32(header + kSecondArgAt, bitsOf(var.relayArg2));
+
+    QByteArray frame;
+    frame.reserve(static_cast<int>(length));
+    frame.append(reinterpret_cast<const char *>(header), kDataAt);
+    frame.append(data);
+    frame.append(static_cast<char>(plc::sumByte(plc::bytesOf(frame), frame.size())));
     return frame;
 }
 

@@ -24,7 +24,7 @@ bool makeRead(const HostVariable &variable, RW_VAR &read)
 {
     const int address = StringAddressToInt(variable.regType, variable.addrText);
     const int station = plc::effectiveStation(variable.station);
-    if (address < 0 || station == 0)
+    if (address < 0 || station == 0 || variable.count > plc::kAreaSize)
         return false;
     read.hostSubId = -1;
     read.linkMode = PLC_driver.comInfo->linkMode;
@@ -35,7 +35,7 @@ bool makeRead(const HostVariable &variable, RW_VAR &read)
     read.address = address;
     read.station = station;
     read.count = variable.count;
-    return updateRwVar(&read) == 0 && read.count <= plc::kAreaSize;
+    return updateRwVar(&read) == 0;
 }
 
 Buckets sortIntoBuckets(const QList<HostVariable *> &variables)

@@ -59,13 +59,13 @@ void addPieceLocked(const RW_VAR &piece)
 bool prepareOnceRead(RW_VAR &var)
 {
     const int address = StringAddressToInt(var.regType, var.addrText);
-    if (address < 0)
+    if (address < 0 || var.count > plc::kAreaSize)
         return false;
     var.address = address;
     var.station = plc::effectiveStation(var.station);
     var.relayArg1 = 0;
     var.relayArg2 = 0;
-    return var.station != 0 && updateRwVar(&var) == 0 && var.count <= plc::kAreaSize;
+    return var.station != 0 && updateRwVar(&var) == 0;
 }
 
 // Largest piece of a one-shot read. Unlike in the cyclic list, a maxBlock of 1 still packs bits eight to one.

@@ -7,41 +7,58 @@
 
 #include <chrono>
 #include <future>
+#include <thread>
 
 namespace plc::test {
 
-/// True when @p call, run on another thread, is still waiting after a moment while this thread holds @p
-/// mutex. The call is let go and finished before this returns.
+/// Whether anybody holds @p mutex now, asked from a thread that does not.
+inline bool isHeld(QMutex &mutex)
+{
+    return std::async(std::launch::async,
+                      [&mutex] {
+                          if (!mutex.tryLock())
+                              return true;
+                          mutex.unlock();
+                          return false;
+                      })
+        .get();
+}
+
+/// Runs @p call on another thread while this one holds @p mutex. True when the call is still waiting after a
+/// moment; then the mutex is released and the call ends.
 template <typename Call>
 bool waitsFor(QMutex &mutex, Call call)
 {
     mutex.lock();
-    std::future<void> running = std::async(std::launch::async, call);
-    const bool waited = running.wait_for(std::chrono::milliseconds(20)) == std::future_status::timeout;
+    auto running = std::async(std::launch::async, call);
+    const bool waiting = running.wait_for(std::chrono::milliseconds(40)) == std::future_status::timeout;
     mutex.unlock();
-    running.get();
-    return waited;
+    running.wait();
+    return waiting;
 }
 
-/// True when @p call, run on another thread, returns while this thread holds @p mutex. Gives up after some
-/// seconds, which are spent only when the answer is no.
+/// Runs @p call on another thread while this one holds @p mutex. True when the call ends all the same.
 template <typename Call>
 bool returnsDespite(QMutex &mutex, Call call)
 {
     mutex.lock();
-    std::future<void> running = std::async(std::launch::async, call);
-    const bool returned = running.wait_for(std::chrono::seconds(5)) == std::future_status::ready;
+    auto running = std::async(std::launch::async, call);
+    const bool ended = running.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
     mutex.unlock();
-    running.get();
-    return returned;
+    running.wait();
+    return ended;
 }
 
-/// True when nobody holds @p mutex.
-inline bool isFree(QMutex &mutex)
+/// Waits until @p condition holds, at most ten seconds.
+template <typename Condition>
+bool becomesTrue(Condition condition)
 {
-    if (!mutex.tryLock())
-        return false;
-    mutex.unlock();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::yield();
+    }
     return true;
 }
 

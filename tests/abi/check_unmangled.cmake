@@ -1,0 +1,21 @@
+# Checks that every function that HEADER declares is exported by LIBRARY under its plain name.
+cmake_minimum_required(VERSION 3.25)
+
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY} OUTPUT_VARIABLE listing RESULT_VARIABLE failed)
+if(failed)
+  message(FATAL_ERROR "${NM} cannot read ${LIBRARY}: build the target plcdriver first")
+endif()
+
+file(STRINGS ${HEADER} declarations REGEX "^PLC_EXPORT ")
+set(count 0)
+foreach(declaration IN LISTS declarations)
+  string(REGEX MATCH "([A-Za-z0-9_]+)\\(" ignored "${declaration}")
+  set(name "${CMAKE_MATCH_1}")
+  math(EXPR count "${count} + 1")
+  if(NOT listing MATCHES " T ${name}\n")
+    message(SEND_ERROR "declared in the header but not exported under its plain name: ${name}")
+  endif()
+endforeach()
+if(count LESS 20)
+  message(SEND_ERROR "only ${count} declarations found in ${HEADER}: has their form changed?")
+endif()
