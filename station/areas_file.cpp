@@ -1,0 +1,256 @@
+#include "areas_file.h"
+
+#include "modbus_codes.h"
+#include "number_list.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+
+#include <algorithm>
+#include <cmath>
+#include <set>
+#include <utility>
+
+namespace plc {
+
+namespace {
+
+constexpr char kMovingKey[] = "moving";
+constexpr char kStationsKey[] = "stations";
+
+/// Thrown from deep inside the walk through the document; it never leaves this file.
+struct LoadError
+{
+    std::string where;
+    std::string what;
+};
+
+[[noreturn]] void fail(const std::string &where, const std::string &what)
+{
+    throw LoadError{where, what};
+}
+
+std::string joined(const std::string &path, const std::string &key)
+{
+    return path.empty() ? key : path + "." + key;
+}
+
+std::string itemPath(const std::string &path, int index)
+{
+    return path + "[" + std::to_string(index) + "]";
+}
+
+/// The number of @p value when it is whole and from @p min to @p max.
+std::optional<int> wholeNumber(const QJsonValue &value, int min, int max)
+{
+    const double number = value.toDouble(std::nan(""));
+    // A value that is no number gives NaN, which no comparison accepts.
+    if (!(number >= min && number <= max) || number != std::floor(number))
+        return std::nullopt;
+    return static_cast<int>(number);
+}
+
+std::uint16_t itemValue(Area area, const QJsonValue &value, const std::string &path)
+{
+    if (isBitArea(area)) {
+        if (value.isBool())
+            return value.toBool() ? 1 : 0;
+        if (const std::optional<int> bit = wholeNumber(value, 0, 1))
+            return static_cast<std::uint16_t>(*bit);
+        fail(path, "a bit is 0, 1, false or true");
+    }
+    if (const std::optional<int> number = wholeNumber(value, -32768, 65535))
+        return static_cast<std::uint16_t>(*number & 0xFFFF);
+    fail(path, "a register is a whole number from -32768 to 65535");
+}
+
+/// First address and number of items that a key such as "100" or "200-299" names; count 0 for a single
+/// address.
+std::pair<int, int> addressRange(const std::string &key, const std::string &path)
+{
+    const std::vector<std::string> ends = splitText(key, '-');
+    int from = 0;
+    int to = 0;
+    if (ends.size() > 2 || !parseNumber(ends.front(), 0, kWholeArea - 1, &from) ||
+        !parseNumber(ends.back(), from, kWholeArea - 1, &to))
+        fail(path, "a key here is an address or a range, as \"100\" or \"200-299\"");
+    return {from, ends.size() == 2 ? to - from + 1 : 0};
+}
+
+std::vector<std::uint16_t> itemValues(Area area, int count, const QJsonValue &value, const std::string &path)
+{
+    if (!value.isArray()) {
+        const auto items = static_cast<std::size_t>(std::max(count, 1));
+        return std::vector<std::uint16_t>(items, itemValue(area, value, path));
+    }
+    if (count > 0)
+        fail(path, "a range takes one number for all its items, a list stands under its first address");
+    const QJsonArray list = value.toArray();
+    std::vector<std::uint16_t> values;
+    values.reserve(static_cast<std::size_t>(list.size()));
+    for (int i = 0; i < list.size(); ++i)
+        values.push_back(itemValue(area, list.at(i), itemPath(path, i)));
+    if (values.empty())
+        fail(path, "the list is empty");
+    return values;
+}
+
+QJsonObject objectOf(const QJsonValue &value, const std::string &path)
+{
+    if (!value.isObject())
+        fail(path, "an object { } belongs here");
+    return value.toObject();
+}
+
+void loadArea(Area area, const QJsonValue &value, const std::string &path,
+              const std::vector<Station *> &stations)
+{
+    const QJsonObject object = objectOf(value, path);
+    std::set<int> filled;
+    for (auto entry = object.begin(); entry != object.end(); ++entry) {
+        const std::string key = entry.key().toStdString();
+        const std::string entryPath = joined(path, key);
+        const auto [address, count] = addressRange(key, entryPath);
+        const std::vector<std::uint16_t> values = itemValues(area, count, entry.value(), entryPath);
+        // The keys of an object have no order that people can see, so no later one may win over an earlier.
+        for (int i = 0; i < static_cast<int>(values.size()); ++i) {
+            if (!filled.insert(address + i).second)
+                fail(entryPath, "address " + std::to_string(address + i) + " is filled twice");
+        }
+        for (Station *station : stations) {
+            if (!station->registers().write(area, address, values))
+                fail(entryPath, "the values go beyond the end of the area");
+        }
+    }
+}
+
+int intMember(const QJsonObject &object, const char *key, int fallback, int min, int max,
+              const std::string &path)
+{
+    const QJsonValue value = object.value(QLatin1String(key));
+    if (value.isUndefined())
+        return fallback;
+    if (const std::optional<int> number = wholeNumber(value, min, max))
+        return *number;
+    fail(joined(path, key),
+         "a whole number from " + std::to_string(min) + " to " + std::to_string(max) + " belongs here");
+}
+
+MovingRange movingRange(const QJsonObject &object, const std::string &path)
+{
+    for (const QString &key : object.keys()) {
+        if (key != QLatin1String("area") && key != QLatin1String("address") &&
+            key != QLatin1String("count") && key != QLatin1String("step"))
+            fail(joined(path, key.toStdString()), "a moving range has area, address, count and step only");
+    }
+    const std::optional<Area> area =
+        areaFromText(object.value(QLatin1String("area")).toString().toStdString());
+    if (!area)
+        fail(joined(path, "area"), "the area is \"0x\", \"1x\", \"3x\" or \"4x\"");
+    if (!object.contains(QLatin1String("address")))
+        fail(joined(path, "address"), "the address is missing");
+    MovingRange range;
+    range.area = *area;
+    range.address = intMember(object, "address", 0, 0, kWholeArea - 1, path);
+    range.count = intMember(object, "count", 1, 1, kWholeArea, path);
+    range.step = static_cast<std::uint16_t>(intMember(object, "step", 1, -32768, 65535, path) & 0xFFFF);
+    return range;
+}
+
+void loadMoving(const QJsonValue &value, const std::string &path, const std::vector<Station *> &stations)
+{
+    if (!value.isArray())
+        fail(path, "a list [ ] of moving ranges belongs here");
+    const QJsonArray list = value.toArray();
+    for (int i = 0; i < list.size(); ++i) {
+        const std::string entryPath = itemPath(path, i);
+        const MovingRange range = movingRange(objectOf(list.at(i), entryPath), entryPath);
+        for (Station *station : stations) {
+            if (!station->addMoving(range))
+                fail(entryPath, "the range goes beyond the end of the area");
+        }
+    }
+}
+
+/// Everything but "stations", which stands at the top only.
+void loadValues(const QJsonObject &object, const std::string &path, const std::vector<Station *> &stations)
+{
+    for (auto entry = object.begin(); entry != object.end(); ++entry) {
+        const std::string key = entry.key().toStdString();
+        const std::string entryPath = joined(path, key);
+        if (const std::optional<Area> area = areaFromText(key))
+            loadArea(*area, entry.value(), entryPath, stations);
+        else if (key == kMovingKey)
+            loadMoving(entry.value(), entryPath, stations);
+        else if (key != kStationsKey || !path.empty())
+            fail(entryPath, "unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known");
+    }
+}
+
+void loadStations(const QJsonValue &value, StationBus *bus)
+{
+    const QJsonObject object = objectOf(value, kStationsKey);
+    for (auto entry = object.begin(); entry != object.end(); ++entry) {
+        const std::string key = entry.key().toStdString();
+        const std::string path = joined(kStationsKey, key);
+        int number = 0;
+        if (!parseNumber(key, 1, 255, &number) || bus->station(number) == nullptr)
+            fail(path, "no such station is simulated here (see --address)");
+        loadValues(objectOf(entry.value(), path), path, {bus->station(number)});
+    }
+}
+
+/// "3:17", both counted from 1, the column in characters.
+std::string lineAndColumn(const std::string &text, std::size_t offset)
+{
+    int line = 1;
+    int column = 1;
+    for (std::size_t i = 0; i < std::min(offset, text.size()); ++i) {
+        const bool continuesCharacter = (static_cast<unsigned char>(text[i]) & 0xC0) == 0x80;
+        if (text[i] == '\n') {
+            ++line;
+            column = 1;
+        } else if (!continuesCharacter) {
+            ++column;
+        }
+    }
+    return std::to_string(line) + ":" + std::to_string(column);
+}
+
+} // namespace
+
+std::string loadAreas(const std::string &name, const std::string &text, StationBus *bus)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
+    if (error.error != QJsonParseError::NoError) {
+        const auto offset = static_cast<std::size_t>(std::max(error.offset, 0));
+        return name + ":" + lineAndColumn(text, offset) + ": not JSON: " + error.errorString().toStdString();
+    }
+    try {
+        if (!document.isObject())
+            fail("the document", "an object { } belongs at the top");
+        const QJsonObject top = document.object();
+        std::vector<Station *> all;
+        for (auto &[number, station] : bus->stations())
+            all.push_back(&station);
+        loadValues(top, "", all);
+        if (top.contains(QLatin1String(kStationsKey)))
+            loadStations(top.value(QLatin1String(kStationsKey)), bus);
+    } catch (const LoadError &wrong) {
+        return name + ": " + wrong.where + ": " + wrong.what;
+    }
+    return {};
+}
+
+std::string loadAreasFile(const std::string &path, StationBus *bus)
+{
+    QFile file(QString::fromStdString(path));
+    if (!file.open(QIODevice::ReadOnly))
+        return path + ": cannot be read: " + file.errorString().toStdString();
+    return loadAreas(path, file.readAll().toStdString(), bus);
+}
+
+} // namespace plc

@@ -1,0 +1,307 @@
+// plcstation: simulated Modbus RTU stations on a pseudo-terminal, with faults on demand.
+
+#include "areas_file.h"
+#include "modbus_codes.h"
+#include "number_list.h"
+#include "serve.h"
+
+#include <CLI/CLI.hpp>
+
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+
+#include <sys/prctl.h>
+
+namespace plc {
+
+namespace {
+
+constexpr int kExitFine = 0;
+constexpr int kExitUsage = 1;
+constexpr int kExitNoTerminal = 5;
+
+constexpr int kMaxBaud = 4000000;
+constexpr int kMaxMilliseconds = 3600000;
+constexpr int kLastReserved = 255;
+
+const char kExample[] =
+    "Example: stations 1 and 2, holding register 0 of both counting, one reply in ten lost:\n"
+    "  plcstation -a 1,2 --counters 4x:0 --drop 10 --seed 7 --link /tmp/plc-line\n"
+    "and in a second terminal:\n"
+    "  plchost read --port /tmp/plc-line -a 1 4x:0:10\n"
+    "\n"
+    "The first line on standard output is the path of the pseudo-terminal. SIGTERM or SIGINT ends the "
+    "program.\n"
+    "Exit codes: 0 fine, 1 wrong usage or file, 5 the pseudo-terminal cannot be opened or is lost.";
+
+struct Options
+{
+    std::string addresses = "1";
+    bool allowReserved = false;
+    std::string areas;
+    int size = kWholeArea;
+    std::vector<std::string> counters;
+    int tickMs = 0;
+    int delayMs = 0;
+    int silenceMs = 0;
+    int baud = 0;
+    bool relay = false;
+    bool crcHighFirst = false;
+    bool requestCrcHighFirst = false;
+    bool replyCrcHighFirst = false;
+    FaultSettings faults;
+    int cutPauseMs = 50;
+    int lateByMs = 1500;
+    int exceptionCode = kServerBusy;
+    std::string link;
+    bool dieWithParent = false;
+    bool verbose = false;
+    bool quiet = false;
+};
+
+void addFaultOptions(CLI::App *app, Options *options)
+{
+    const std::string group = "Faults (percent of the replies, 0 to 100)";
+    for (const FaultName &row : kFaultNames) {
+        app->add_option(std::string("--") + row.option, options->faults.share(row.fault), row.help)
+            ->check(CLI::Range(0.0, 100.0))
+            ->type_name("P")
+            ->group(group);
+    }
+    app->add_option("--cut-pause", options->cutPauseMs, "pause in a reply that is cut and completed (ms)")
+        ->check(CLI::Range(0, kMaxMilliseconds))
+        ->type_name("MS")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option("--late-by", options->lateByMs, "how late a late reply is (ms)")
+        ->check(CLI::Range(0, kMaxMilliseconds))
+        ->type_name("MS")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option("--exception-code", options->exceptionCode, "code of the exceptions of --exception")
+        ->check(CLI::Range(1, 255))
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option("--seed", options->faults.seed,
+                    "start of the random numbers; the same seed is the same run")
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(group);
+}
+
+void addStationOptions(CLI::App *app, Options *options)
+{
+    const std::string group = "Stations";
+    app->add_option("-a,--address", options->addresses, "station numbers, as 1,2,5-7")
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group(group);
+    app->add_flag("--allow-reserved", options->allowReserved, "allow the reserved numbers 248 to 255 too")
+        ->group(group);
+    app->add_option("--areas", options->areas, "JSON file with initial values")
+        ->type_name("FILE")
+        ->group(group);
+    app->add_option("--size", options->size, "items in each area; beyond them is exception 02")
+        ->check(CLI::Range(1, kWholeArea))
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option(
+           "--counters", options->counters,
+           "items that move by themselves, AREA:ADDRESS[:COUNT[:STEP]]; a register grows by STEP, a bit "
+           "changes, with every reply; repeatable")
+        ->type_name("RANGE")
+        ->group(group);
+    app->add_option("--tick", options->tickMs, "move them every MS milliseconds instead")
+        ->check(CLI::Range(1, kMaxMilliseconds))
+        ->type_name("MS")
+        ->group(group);
+}
+
+void addLineOptions(CLI::App *app, Options *options)
+{
+    const std::string group = "Line";
+    app->add_option("--delay", options->delayMs, "pause before each reply (ms)")
+        ->check(CLI::Range(0, kMaxMilliseconds))
+        ->type_name("MS")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option("--pace", options->baud, "bytes take as long as at this rate, 11 bits a character")
+        ->check(CLI::Range(1, kMaxBaud))
+        ->type_name("BAUD")
+        ->group(group);
+    app->add_option("--silence", options->silenceMs,
+                    "silence that ends an unfinished frame (default 20 or more)")
+        ->check(CLI::Range(1, kMaxMilliseconds))
+        ->type_name("MS")
+        ->group(group);
+    app->add_flag("--relay", options->relay, "requests are relay frames; replies stay in Modbus form")
+        ->group(group);
+    app->add_flag("--crc-high-first", options->crcHighFirst, "CRC high byte first in requests and replies")
+        ->group(group);
+    app->add_flag("--request-crc-high-first", options->requestCrcHighFirst, "the same for requests only")
+        ->group(group);
+    app->add_flag("--reply-crc-high-first", options->replyCrcHighFirst, "the same for replies only")
+        ->group(group);
+    app->add_option("--link", options->link, "symbolic link to the pseudo-terminal, removed at the end")
+        ->type_name("PATH")
+        ->group(group);
+}
+
+void addOptions(CLI::App *app, Options *options)
+{
+    addStationOptions(app, options);
+    addLineOptions(app, options);
+    addFaultOptions(app, options);
+    app->add_flag("--die-with-parent", options->dieWithParent,
+                  "end when the program that started this one ends");
+    app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error");
+    app->add_flag("-q,--quiet", options->quiet, "no statistics at the end");
+}
+
+CrcOrder orderOf(bool highFirst)
+{
+    return highFirst ? CrcOrder::HighFirst : CrcOrder::LowFirst;
+}
+
+/// One line on standard error, as every failure of this program has it.
+int failed(int code, const std::string &what)
+{
+    std::cerr << "plcstation: " << what << '\n';
+    return code;
+}
+
+std::string addCounters(const std::vector<std::string> &texts, StationBus *bus)
+{
+    for (const std::string &text : texts) {
+        MovingRange range;
+        const std::string wrong = parseMovingRange(text, &range);
+        if (!wrong.empty())
+            return "--counters: " + wrong;
+        for (auto &[number, station] : bus->stations()) {
+            if (!station.addMoving(range))
+                return "--counters: '" + text + "' goes beyond the end of the area";
+        }
+    }
+    return {};
+}
+
+LineSettings lineSettings(const Options &options)
+{
+    LineSettings settings;
+    settings.baud = options.baud;
+    settings.answerDelay = std::chrono::milliseconds(options.delayMs);
+    settings.silence = std::chrono::milliseconds(options.silenceMs);
+    settings.tick = std::chrono::milliseconds(options.tickMs);
+    settings.relay = options.relay;
+    settings.requestOrder = orderOf(options.crcHighFirst || options.requestCrcHighFirst);
+    return settings;
+}
+
+FaultSettings faultSettings(const Options &options)
+{
+    FaultSettings settings = options.faults;
+    settings.cutPause = std::chrono::milliseconds(options.cutPauseMs);
+    settings.lateBy = std::chrono::milliseconds(options.lateByMs);
+    settings.exceptionCode = static_cast<std::uint8_t>(options.exceptionCode);
+    return settings;
+}
+
+/// "    12.345678 -> 11 03 ...": seconds since the start; -> is a request, <- a reply.
+StationLine::Trace tracer(Time start)
+{
+    return [start](Time time, StationLine::Event event, const Bytes &bytes, const std::string &text) {
+        const char *mark = event == StationLine::Event::Request ? "->"
+                           : event == StationLine::Event::Reply ? "<-"
+                                                                : "--";
+        const double seconds = std::chrono::duration<double>(time - start).count();
+        const std::string shown = bytes.empty() ? text : hexText(bytes);
+        char shownTime[32];
+        if (std::snprintf(shownTime, sizeof shownTime, "%13.6f", seconds) > 0)
+            std::cerr << shownTime << ' ' << mark << ' ' << shown << '\n';
+    };
+}
+
+void printStatistics(const LineStatistics &line, const FaultPlan &faults)
+{
+    std::cerr << "answered " << line.answered << ", exceptions " << line.refused << ", broadcasts "
+              << line.broadcasts << ", for other stations " << line.foreign << ", listening only "
+              << line.silent << ", bad frames " << line.bad << ", bytes in " << line.bytesReceived
+              << ", bytes out " << line.bytesSent << '\n';
+    for (const FaultName &row : kFaultNames) {
+        if (faults.count(row.fault) > 0)
+            std::cerr << "fault " << row.option << ' ' << faults.count(row.fault) << '\n';
+    }
+}
+
+int run(const Options &options)
+{
+    std::vector<int> numbers;
+    const std::string wrongList =
+        parseStationList(options.addresses, options.allowReserved ? kLastReserved : kLastStation, &numbers);
+    if (!wrongList.empty())
+        return failed(kExitUsage, "--address: " + wrongList);
+
+    const LineSettings settings = lineSettings(options);
+    const CrcOrder replyOrder = orderOf(options.crcHighFirst || options.replyCrcHighFirst);
+    StationBus bus(numbers, options.size, settings.requestOrder, replyOrder);
+    std::string wrong = options.areas.empty() ? std::string() : loadAreasFile(options.areas, &bus);
+    if (wrong.empty())
+        wrong = addCounters(options.counters, &bus);
+    if (!wrong.empty())
+        return failed(kExitUsage, wrong);
+
+    const StopSignal stop;
+    PtyLine pty;
+    std::string broken = stop.descriptor() < 0 ? "signals cannot be received" : pty.open();
+    if (!broken.empty())
+        return failed(kExitNoTerminal, broken);
+    if (!options.link.empty()) {
+        const std::string wrongLink = pty.linkAs(options.link);
+        if (!wrongLink.empty())
+            return failed(kExitUsage, "--link: " + wrongLink + "; choose a path at which nothing stands yet");
+    }
+
+    FaultPlan faults(faultSettings(options), replyOrder);
+    StationLine line(settings, &bus, &faults, options.verbose ? tracer(steadyNow()) : StationLine::Trace());
+    std::cout << pty.path() << std::endl;
+    broken = serve(&pty, &line, stop);
+    if (!options.quiet)
+        printStatistics(line.statistics(), faults);
+    return broken.empty() ? kExitFine : failed(kExitNoTerminal, broken);
+}
+
+/// The whole program; the exit code is the result.
+int runProgram(int argc, char **argv)
+{
+    Options options;
+    CLI::App app("plcstation: simulated Modbus RTU stations on a pseudo-terminal, with faults on demand",
+                 "plcstation");
+    app.footer(kExample);
+    addOptions(&app, &options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::CallForHelp &) {
+        std::cout << app.help();
+        return kExitFine;
+    } catch (const CLI::ParseError &error) {
+        return failed(kExitUsage, std::string(error.what()) + " (plcstation --help shows all options)");
+    }
+    // Whoever reads the trace or the path may go away; that is no reason to end.
+    if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR)
+        return failed(kExitNoTerminal, "signals cannot be received");
+    if (options.dieWithParent)
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
+    return run(options);
+}
+
+} // namespace
+
+} // namespace plc
+
+int main(int argc, char **argv)
+{
+    return plc::runProgram(argc, argv);
+}

@@ -1,0 +1,37 @@
+#ifndef PLC_STATION_SERVE_H
+#define PLC_STATION_SERVE_H
+
+#include "pty_line.h"
+#include "station_line.h"
+
+#include <string>
+
+namespace plc {
+
+/// Time of the steady clock, as StationLine wants it.
+Time steadyNow();
+
+/// Blocks SIGTERM and SIGINT and receives them instead. Made before a path is printed, so that no signal is
+/// too early.
+class StopSignal
+{
+public:
+    StopSignal();
+    ~StopSignal();
+    StopSignal(const StopSignal &) = delete;
+    StopSignal &operator=(const StopSignal &) = delete;
+
+    /// Becomes readable when a signal has come; below 0 when signals cannot be received.
+    int descriptor() const { return descriptor_; }
+
+private:
+    int descriptor_ = -1;
+};
+
+/// Moves bytes between the pseudo-terminal and the line, at their times, until @p stop has come.
+/// @return empty, or what broke the line
+std::string serve(PtyLine *pty, StationLine *line, const StopSignal &stop);
+
+} // namespace plc
+
+#endif

@@ -1,0 +1,59 @@
+#ifndef PLC_STATION_STATION_H
+#define PLC_STATION_STATION_H
+
+#include "diagnostics.h"
+#include "register_model.h"
+
+#include <cstdint>
+#include <vector>
+
+namespace plc {
+
+/// Items that move by themselves, as a measured value of a running machine does.
+struct MovingRange
+{
+    Area area = Area::HoldingRegisters;
+    int address = 0;
+    int count = 1;
+    std::uint16_t step = 1; ///< added to each register, wrapping at 65536; a bit changes when this is odd
+};
+
+/// One simulated station: its registers, its counters, and what it does with requests. No clock, no input or
+/// output, and no station number: that is the bus's business.
+class Station
+{
+public:
+    /// @param size  items in each area, 1 to 65536
+    explicit Station(int size = kWholeArea);
+
+    /// Executes a request that carries this station's own number.
+    /// @param pdu  function code and data, at least the function code
+    /// @return the reply in the same form (normal or exception); empty in listen-only mode
+    Bytes execute(ByteView pdu);
+    /// Executes a request that is for every station. Only functions that write are done; reads are not, and
+    /// whatever happens, nothing is replied.
+    void executeBroadcast(ByteView pdu);
+    /// Counts an exception reply with @p code and builds it.
+    Bytes refuse(std::uint8_t function, std::uint8_t code);
+
+    /// Adds a range that moveAll() moves on; false where it leaves the area.
+    bool addMoving(const MovingRange &range);
+    /// Moves every moving range on by one step.
+    void moveAll();
+
+    RegisterModel &registers() { return registers_; }
+    const RegisterModel &registers() const { return registers_; }
+    Diagnostics &diagnostics() { return diagnostics_; }
+    const Diagnostics &diagnostics() const { return diagnostics_; }
+
+private:
+    Bytes executeKnown(ByteView pdu);
+
+    RegisterModel registers_;
+    Diagnostics diagnostics_;
+    std::vector<MovingRange> moving_;
+};
+
+} // namespace plc
+
+#endif
