@@ -8,16 +8,14 @@
 ///
 /// Conventions of all entry points:
 /// - Names are unmangled and no exception leaves them. Out of memory, a call is refused in its own way.
-/// - A null pointer is refused, and so is every call of the groups cycle, data and AddList... before
-/// SetComInfo():
-///   the result is 0 or null and nothing is done. DataCom() always returns its record.
+/// - A null pointer is refused, and so is every call before SetComInfo() that registers variables (but for
+///   PassVarName()), runs the cycle or accesses data: the result is 0 or null and nothing is changed, but that
+///   GetRegisterData() still fills its output with zeros. DataCom() always returns its record.
 /// - Records handed in are copied; the driver never keeps or frees memory of the runtime, except that it
-/// keeps the
-///   addresses given to SetComInfo() and FlashLocalRegister().
+///   keeps the addresses given to SetComInfo() and FlashLocalRegister().
 /// - "Cycle thread" is the one thread that calls ComCommunication() and DataCom().
-/// - "Callback: no" marks the entry points that take `listMutex`, which the driver holds while it runs a
-/// callback:
-///   calling them from a callback would wait for ever.
+/// - "Callback: no" marks the entry points that must not be called from a callback. Most of them take
+///   `listMutex`, which the driver holds while it runs a callback: the call would wait for ever.
 ///
 /// Values cross this interface in one layout: one byte, 0 or 1, per bit; two bytes per 16-bit register, low
 /// byte first; four bytes per 32-bit value at register A, ordered A+1 low, A+1 high, A low, A high (the
@@ -55,8 +53,7 @@ PLC_EXPORT void SetComInfo(COM_INFO *info);
 /// Hands over the runtime's local memory areas.
 /// @param bits   local bit area, only kept (global `LB`).
 /// @param words  local word area (global `LW`), at least 50501 words or null. When the word at index 50500 is
-/// not 0,
-///               its low byte replaces the station of every Modbus request; null means no override.
+///               not 0, its low byte replaces the station of every Modbus request; null means no override.
 /// @param third  third area, only kept (global `RWI`).
 /// Before the first request is built. Callback: no.
 PLC_EXPORT void FlashLocalRegister(unsigned char *bits, unsigned short *words, unsigned short *third);
@@ -65,9 +62,9 @@ PLC_EXPORT void FlashLocalRegister(unsigned char *bits, unsigned short *words, u
 ///
 /// Both run on the cycle thread inside DataCom() with `listMutex` held.
 /// @param onResult   (`callbackArg` of the settings, `hostId`, `hostSubId`, outcome): a queued write or
-/// one-shot read
-///                   has ended, outcome 1 = done, 2 = failed. Of several queued entries with the same two
-///                   identifiers only the last reports success, and a failure of one discards the others.
+///                   one-shot read has ended, outcome 1 = done, 2 = failed. Of several queued entries with
+///                   the same two identifiers only the last reports success, and a failure of one discards
+///                   the others.
 /// @param onFailure  (an empty list that stays the driver's, `hostId` of the result record, 1): after every
 ///                   transaction that failed for good.
 PLC_EXPORT void RegistCallBackFuncIntf(ResultCallback onResult, FailureCallback onFailure);
@@ -86,9 +83,9 @@ PLC_EXPORT int QueryFinishFlag();
 /// dropped without a report.
 /// @param ignored  any value.
 /// @return the record whose first `sendLen` bytes of `frame` are to be transmitted; null when there is
-/// nothing to do
-///         (then `scanDone` is 1). The record stays the driver's and is gone as soon as DataCom() has
-///         finished or failed the step. Takes `listMutex` when it has to choose.
+///         nothing to do (then `scanDone` is 1, unless SetComInfo() was not called or memory has run out). The record stays the driver's and is gone as soon as
+///         DataCom() has finished or failed the step.
+/// Takes `listMutex` when it has to choose.
 PLC_EXPORT Protocol *ComCommunication(int ignored);
 
 /// Judges what has been received for the transaction in progress.
@@ -99,14 +96,18 @@ PLC_EXPORT Protocol *ComCommunication(int ignored);
 /// failed attempt each time. Relay requests: call once, with the whole reply, or empty after the wait has run
 /// out.
 /// @param reply   bytes received so far, may be changed (noise around the reply is cut off); null counts as
-/// empty.
+///                empty.
 /// @param length  size of the buffer handed in with this call; 0 when nothing was received.
-/// @return always the same record, the driver's own, with empty `data`. Its `status`:
-///   0 = nothing finished: more bytes are needed or, after an empty or bad reply, the same request is to be
-///   sent again; 1 = accepted, or step done; 100 = step done with nothing to store; 41 = no reply after all
-///   attempts; 11..22 bad reply, 41..52 empty reply, 71..82 wrong length, 111..122, 141..152, 171..182 the
-///   same for relay replies (base + 1, or base + 1 + hostId for a hostId of 1 to 11); 200 = any other
-///   verdict. After a completed operation the other fields are those of its variable.
+/// @return always the same record, the driver's own, with empty `data`. After a completed operation its fields
+///         are those of the operation's variable. Its `status`:
+///         - 0: nothing finished. More bytes are needed; or, after an empty or bad reply, the same request is to
+///           be sent again.
+///         - 1: reply found, or step done. 100: step done with nothing to store.
+///         - 41: a Modbus request got no reply at all.
+///         - 11..22: bad reply; 41..52: no reply although its length was known; 71..82: another length than was
+///           known. 111..122, 141..152 and 171..182: the same three for an operation of another `linkId`. Within
+///           a band the code is the first one plus `hostId` for a `hostId` of 1 to 11, otherwise the first one.
+///         - 200: any other verdict.
 /// Takes `listMutex` for completion (and for a read-modify-write's first reply), `cacheMutex` while values
 /// are stored.
 PLC_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);
@@ -122,12 +123,10 @@ PLC_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);
 /// @param addrText  address as typed on the panel, see PLCAddressChangeIntef().
 /// @param station   station number; ignored when `stationMode` is 0.
 /// @param out       gets the values: `count` bytes for types 0 to 3, 2 bytes per register for types 4, 5, 8,
-/// 9,
-///                  4 bytes for each of (`count` + 1) / 2 values for types 6 and 7. Null is refused.
-/// @param count     bits or 16-bit registers; below 1 nothing is transferred.
+///                  9, 4 bytes for each of (`count` + 1) / 2 values for types 6 and 7. Null is refused.
+/// @param count     bits or 16-bit registers; below 1 nothing is transferred. Time and memory grow with it.
 /// @return 1; 0 when the address does not parse (then `out` is `count` * 2 zero bytes), or when the output
-/// would not
-///         fit a byte array (then `out` is empty).
+///         would not fit a byte array (then `out` is empty).
 /// Takes `cacheMutex`. Callback: yes.
 PLC_EXPORT int GetRegisterData(const QString &varName, int regType, const QString &addrText, int station,
                                QByteArray *out, int count);
@@ -139,16 +138,15 @@ PLC_EXPORT int GetRegisterData(const QString &varName, int regType, const QStrin
 /// @param addrText   address as typed on the panel.
 /// @param station    station number; ignored when `stationMode` is 0. 0 broadcasts.
 /// @param data       new values in the layout above (one byte per bit for types 0 and 3); missing bytes count
-/// as 0.
-///                   Coils of types packed eight to a byte must be 0 or 1. Read only; null is refused.
+///                   as 0. Coils of types packed eight to a byte must be 0 or 1. Read only; null is refused.
 /// @param count      bits, or 16-bit registers (type 7: two per value); below 1 nothing is written, above
-/// 65536,
-///                   more than an area holds, the write is refused.
+///                   65536, as many as an area has registers or coils, the write is refused.
 /// @param hostId     identifiers that come back in the completion callback.
 /// @param hostSubId  see @p hostId.
 /// @return number of entries in the write list afterwards; 0 when the write is refused or the address does
-/// not parse. Takes `listMutex` when it queues (`writeMode` 2), `cacheMutex` when it changes the mirror,
-/// never both at once. Callback: only while `writeMode` is not 2.
+///         not parse.
+/// Takes `listMutex` when it queues (`writeMode` 2), `cacheMutex` when it changes the mirror, never both at
+/// once. Callback: only while `writeMode` is not 2.
 PLC_EXPORT int SetRegisterData(const QString &varName, int regType, const QString &addrText, int station,
                                QByteArray *data, int count, int hostId, int hostSubId);
 
@@ -160,12 +158,10 @@ PLC_EXPORT int SetRegisterData(const QString &varName, int regType, const QStrin
 /// allow and ordered by station, area and address. Requests that cover a priority address (PassVarName()) are
 /// served at the rate of their level instead of in turn, unless few others are left.
 /// @param variables  read only, not kept; may be changed as soon as the call returns. Null is refused; null
-/// elements,
-///                   unknown types, addresses that do not parse, station 0 and counts above 65536 are left
-///                   out.
+///                   elements, unknown types, addresses that do not parse and station 0 are left out, and so is
+///                   a variable that would need more than 65536 requests.
 /// @return number of cyclic reads, those of the priority levels not counted; 0 for an empty list, which
-/// empties the
-///         cyclic reads and leaves the priority levels as they are.
+///         empties the cyclic reads and leaves the priority levels as they are.
 /// Any thread, also while the cycle runs. Takes `listMutex` for the whole rebuild. Callback: no.
 PLC_EXPORT int ReCreatReadVarList(QList<HostVariable *> *variables);
 
@@ -197,26 +193,22 @@ PLC_EXPORT int AddListReadVar(RW_VAR *var);
 
 /// Queues a write.
 /// @param var   copied. `regType`, `address`, `station`, `count` and `data` must be set; `data` is sent as it
-/// is.
+///              is.
 /// @param mode  1 appends. Any other value merges: a pending write behind the first one with the same
-/// station, type,
-///              address and count is overwritten in place, and a list of 1024 entries takes no new one.
+///              station, type, address and count is overwritten in place, and a list of 1024 entries takes no
+///              new one.
 /// @return length of the write list afterwards; 0 for null.
 /// Any thread, takes `listMutex`. Callback: no.
 PLC_EXPORT int AddListWriteVar(RW_VAR *var, int mode);
 
 /// Queues a one-shot read.
 /// @param var   copied. With @p mode 1 as for AddListReadVar(). Otherwise `addrText`, `regType`, `station`
-/// and `count`
-///              must be set, and the record is changed: it is converted to the area that a request can read
-///              and afterwards holds the last piece's `count` and the `address` behind it.
+///              and `count` must be set, and the record is changed: it is converted to the area that a
+///              request can read and afterwards holds the last piece's `count` and the `address` behind it.
 /// @param mode  1 appends the record as it is. Any other value parses the address, splits the count into
-/// requests of
-///              at most `maxBlock` registers (eight times as many bits; single bits with option bit 11),
-///              leaves out pieces that are queued already, and drops pieces beyond 1024 entries.
-/// @return length of the one-shot list afterwards; 0 when refused: null, unknown type, bad address, station
-/// 0, or a
-///         `count` above 65536.
+///              requests of at most `maxBlock` registers (eight times as many bits; single bits with option
+///              bit 11), leaves out pieces that are queued already, and drops pieces beyond 1024 entries.
+/// @return length of the one-shot list afterwards; 0 when refused: null, unknown type, bad address, station 0.
 /// Any thread, takes `listMutex`. Callback: no.
 PLC_EXPORT int AddListOnceReadVar(RW_VAR *var, int mode);
 
@@ -234,7 +226,7 @@ PLC_EXPORT void EnableEthernet(int station, int enable);
 
 /// @}
 /// @name Helpers
-/// Pure functions, any thread, no lock. Callback: yes.
+/// Any thread, no lock. Callback: yes. All but the last are pure functions.
 /// @{
 
 /// CRC-16 over @p length bytes (MODBUS over Serial Line V1.02, 6.2.2), as a number: on the line its low byte

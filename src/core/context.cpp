@@ -1,8 +1,6 @@
 #include "core/context.h"
 
-#include <climits>
-
-#include "core/byte_order.h"
+#include "core/arithmetic.h"
 #include "plcdriver.h"
 
 Communication_Protocol PLC_driver;
@@ -86,12 +84,6 @@ void passRetValue(const RW_VAR *var)
 
 namespace plc {
 
-uchar stationByte(int station)
-{
-    const unsigned short overriding = LW ? LW[kStationOverrideWord] : static_cast<unsigned short>(0);
-    return lowByte(overriding != 0 ? static_cast<quint32>(overriding) : static_cast<quint32>(station));
-}
-
 void queueTransaction(const Protocol &transaction)
 {
     PLC_driver.sendQueue.append(transaction);
@@ -103,12 +95,6 @@ void beginOperation(int steps)
         return;
     PLC_driver.comInfo->stepTotal = steps;
     PLC_driver.comInfo->stepDone = 0;
-}
-
-void countUp(qint32 &counter)
-{
-    if (counter < INT_MAX)
-        ++counter;
 }
 
 void rotate(QList<RW_VAR> &list)
@@ -129,8 +115,7 @@ int registerLimit()
 
 int bitLimit()
 {
-    const int registers = registerLimit();
-    return registers > INT_MAX / 8 ? INT_MAX : registers * 8;
+    return timesEight(registerLimit());
 }
 
 int effectiveStation(int ownStation)

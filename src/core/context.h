@@ -52,10 +52,10 @@ public:
     QList<RW_VAR> readList;      ///< cyclic reads, rotated [listMutex]
     QList<RW_VAR> writeList;     ///< pending writes, served first [listMutex]
     QList<RW_VAR> onceReadList;  ///< one-shot reads [listMutex]
-    QList<RW_VAR> spareList;     ///< kept for the record's sake, always empty
+    QList<RW_VAR> spareList;     ///< part of the record; nothing fills it
     QList<Protocol> sendQueue;   ///< transactions not finished; elements stay where they are while others are
                                  ///< appended, so the runtime may keep a pointer to the head
-    QList<EXTENDVAR> extendList; ///< kept for the record's sake, always empty
+    QList<EXTENDVAR> extendList; ///< part of the record; nothing fills it
     ResultCallback resultCallback;   ///< may be null
     FailureCallback failureCallback; ///< may be null
     QMutex listMutex;
@@ -82,7 +82,7 @@ public:
     bool optBit10;            ///< requests of type 9 expect no reply
     bool optBit11;            ///< coils and inputs are requested one by one
     qint32 forceCheck;        ///< non-zero: an empty buffer is validated too; nothing sets it
-    QHash<QString, int> nameIndex;                           ///< kept for the record's sake, always empty
+    QHash<QString, int> nameIndex;                           ///< part of the record; nothing fills it
     QList<RW_VAR> priorityAddresses[plc::kPriorityLevels];   ///< addresses of levels 1 to 4 [listMutex]
     QList<RW_VAR> priorityReads[plc::kPriorityLevels];       ///< requests of levels 1 to 4 [listMutex]
     plc::PriorityClock priorityClocks[plc::kPriorityLevels]; ///< [listMutex]
@@ -110,21 +110,11 @@ PLC_EXPORT void passRetValue(const RW_VAR *var);
 
 namespace plc {
 
-/// Index in LW of the word that, when not 0, replaces the station of every Modbus request.
-constexpr int kStationOverrideWord = 50500;
-
-/// Station byte of a Modbus request for @p station: the low byte of the override word when that word is not
-/// 0, otherwise the low byte of @p station.
-uchar stationByte(int station);
-
 /// Appends @p transaction to the send queue.
 void queueTransaction(const Protocol &transaction);
 
 /// Starts counting an operation of @p steps transactions. Does nothing without settings.
 void beginOperation(int steps);
-
-/// Adds one to @p counter, which stays at its largest value instead of overflowing: a panel runs for years.
-void countUp(qint32 &counter);
 
 /// Moves the first entry of @p list, which must not be empty, behind the others.
 void rotate(QList<RW_VAR> &list);

@@ -11,6 +11,19 @@
 
 #include "core/export.h"
 
+namespace plc {
+
+/// RW_VAR::status of a cyclic read that has been turned into a transaction and waits for its completion.
+constexpr qint32 kPending = -1;
+/// RW_VAR::status of a cyclic read that waits for its turn.
+constexpr qint32 kIdle = 0;
+/// RW_VAR::relayArg1 of the read half of a read-modify-write.
+constexpr qint32 kReadHalf = -1;
+/// Protocol::replyLen while no reply has been accepted.
+constexpr qint32 kReplyOpen = -1;
+
+} // namespace plc
+
 /// One variable request: what to read or write, where, and the values. Copied freely; the strings and the
 /// byte array share their contents between copies.
 struct PLC_EXPORT RW_VAR
@@ -85,7 +98,8 @@ struct PLC_EXPORT Protocol
 };
 
 /// The runtime's settings record for one serial link. The runtime allocates it and keeps it alive as long as
-/// the driver is loaded. The driver touches the named fields only; the reserved words are the runtime's own.
+/// the driver is loaded. The driver touches the named fields only; the members called runtimeWord are the
+/// runtime's own.
 struct COM_INFO
 {
     qint32 runtimeWords0[4];

@@ -1,5 +1,6 @@
 #include <QMutexLocker>
 
+#include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/guarded.h"
 #include "core/station_set.h"
@@ -11,7 +12,6 @@
 namespace {
 
 constexpr int kBurstLimit = 5;
-constexpr int kPending = -1;
 constexpr int kNoLevel = -1;
 
 typedef void (*Builder)(RW_VAR *);
@@ -88,12 +88,12 @@ int dueLevelLocked()
 RW_VAR takePriorityReadLocked(int level)
 {
     // Deliberate: level 3 counts double, so half of its list is served each time it is due.
-    static const int steps[plc::kPriorityLevels] = {1, 1, 2, 1};
+    static const int kSteps[plc::kPriorityLevels] = {1, 1, 2, 1};
     QList<RW_VAR> &list = PLC_driver.priorityReads[level];
     plc::PriorityClock &clock = PLC_driver.priorityClocks[level];
     RW_VAR request = list.first();
     plc::rotate(list);
-    clock.remaining -= steps[level];
+    clock.remaining -= kSteps[level];
     if (clock.remaining <= 0)
         clock.due = false;
     return request;
@@ -136,7 +136,7 @@ RW_VAR chooseCyclicReadLocked()
         return takePriorityReadLocked(level);
     advanceClocksLocked();
     RW_VAR request = PLC_driver.readList.first();
-    PLC_driver.readList.first().status = kPending;
+    PLC_driver.readList.first().status = plc::kPending;
     return request;
 }
 
@@ -149,7 +149,7 @@ void serveCyclicReadLocked()
     if (sendsRelayFrames()) {
         // Deliberate: over a relay the head of the read list goes out even when a priority level was due; the
         // levels only shape the timing.
-        list.first().status = kPending;
+        list.first().status = plc::kPending;
         request = list.first();
     }
     readBuilder()(&request);
@@ -158,17 +158,31 @@ void serveCyclicReadLocked()
     PLC_driver.onceBurst = 0;
 }
 
-Protocol *chooseNext()
+void chooseNext()
 {
     QMutexLocker lock(&PLC_driver.listMutex);
     if (!serveWriteLocked() && !serveOnceReadLocked())
         serveCyclicReadLocked();
     if (!PLC_driver.sendQueue.isEmpty())
-        return &PLC_driver.sendQueue.first();
+        return;
     PLC_driver.writeBurst = 0;
     PLC_driver.onceBurst = 0;
     PLC_driver.comInfo->scanDone = 1;
-    return nullptr;
+}
+
+// Out of memory: half of a read-modify-write may be queued, which alone would pass for the whole, and the head of the
+// read list may be marked although no request of its own went out.
+void abandonChoice()
+{
+    QMutexLocker lock(&PLC_driver.listMutex);
+    PLC_driver.sendQueue.clear();
+    if (!PLC_driver.readList.isEmpty())
+        PLC_driver.readList.first().status = plc::kIdle;
+}
+
+Protocol *queueHead()
+{
+    return PLC_driver.sendQueue.isEmpty() ? nullptr : &PLC_driver.sendQueue.first();
 }
 
 } // namespace
@@ -176,13 +190,13 @@ Protocol *chooseNext()
 Protocol *ComCommunication(int)
 {
     PLC_driver.forceCheck = 0;
-    if (!PLC_driver.sendQueue.isEmpty())
-        return &PLC_driver.sendQueue.first();
-    if (!PLC_driver.comInfo)
-        return nullptr;
-    Protocol *const head = plc::guarded<Protocol *>(nullptr, chooseNext);
-    // Out of memory, half of a read-modify-write may be queued; alone it would pass for the whole.
-    if (!head)
-        PLC_driver.sendQueue.clear();
-    return head;
+    if (!PLC_driver.sendQueue.isEmpty() || !PLC_driver.comInfo)
+        return queueHead();
+    const bool chosen = plc::guarded(false, [] {
+        chooseNext();
+        return true;
+    });
+    if (!chosen)
+        abandonChoice();
+    return queueHead();
 }

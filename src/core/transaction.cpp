@@ -1,5 +1,6 @@
 #include <QMutexLocker>
 
+#include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/guarded.h"
 #include "core/result_codes.h"
@@ -41,11 +42,6 @@ bool hasSameIds(const RW_VAR &a, const RW_VAR &b)
     return a.hostId == b.hostId && a.hostSubId == b.hostSubId;
 }
 
-bool isWriteShared(const RW_VAR &a, const RW_VAR &b)
-{
-    return hasSameIds(a, b);
-}
-
 bool isOnceReadShared(const RW_VAR &a, const RW_VAR &b)
 {
     return hasSameIds(a, b) && b.linkId == PLC_driver.comInfo->linkId;
@@ -64,14 +60,16 @@ void completeFirstLocked(QList<RW_VAR> &list, bool report, bool (*isShared)(cons
         reportOutcome(list.first());
     passRetValue(&list.first());
     list.removeFirst();
+    // The failure callback may ask for the length of the write list.
+    plc::noteWriteCountLocked();
 }
 
 void completeCyclicReadLocked()
 {
     QList<RW_VAR> &list = PLC_driver.readList;
-    if (list.isEmpty() || list.first().status != -1)
+    if (list.isEmpty() || list.first().status != plc::kPending)
         return;
-    list.first().status = 0;
+    list.first().status = plc::kIdle;
     passRetValue(&list.first());
     plc::rotate(list);
 }
@@ -86,6 +84,7 @@ void purgeLocked(QList<RW_VAR> &list)
         if (hasSameIds(entry, failed) && (anyStation || entry.station == failed.station))
             list.removeAt(i);
     }
+    plc::noteWriteCountLocked();
 }
 
 void reportFailureLocked()
@@ -103,7 +102,7 @@ void completeOperationLocked(bool local)
 {
     switch (PLC_driver.servingList) {
     case plc::kServingWriteList:
-        completeFirstLocked(PLC_driver.writeList, true, isWriteShared);
+        completeFirstLocked(PLC_driver.writeList, true, hasSameIds);
         break;
     case plc::kServingOnceReadList:
         completeFirstLocked(PLC_driver.onceReadList, local, isOnceReadShared);
@@ -114,11 +113,8 @@ void completeOperationLocked(bool local)
     default: // nothing has been served yet
         break;
     }
-    // The failure callback may ask for the length of the write list.
-    plc::noteWriteCountLocked();
     if (PLC_driver.failed.load())
         reportFailureLocked();
-    plc::noteWriteCountLocked();
 }
 
 // A scan is complete when more operations have ended than there are cyclic reads.
@@ -174,7 +170,7 @@ int judge(QByteArray *reply, int length, bool local)
 
 int judgeHead(QByteArray *reply, int length, bool local)
 {
-    if (PLC_driver.sendQueue.first().var.relayArg1 != -1)
+    if (PLC_driver.sendQueue.first().var.relayArg1 != plc::kReadHalf)
         return judge(reply, length, local);
     // The first half of a read-modify-write looks into the write list.
     QMutexLocker lock(&PLC_driver.listMutex);
@@ -216,9 +212,9 @@ void takeReceived(QByteArray *received, int length)
     if (PLC_driver.sendQueue.isEmpty() || !PLC_driver.comInfo)
         return;
     Protocol &head = PLC_driver.sendQueue.first();
-    if (head.replyLen == -1 && expectsNoReply(head.var.regType))
+    if (head.replyLen == plc::kReplyOpen && expectsNoReply(head.var.regType))
         head.replyLen = 0;
-    if (head.replyLen != -1)
+    if (head.replyLen != plc::kReplyOpen)
         handleReply(received, length);
     else if (PLC_driver.forceCheck != 0 || !received->isEmpty())
         findReply(received, head);

@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstring>
 
+#include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/guarded.h"
 #include "core/register_types.h"
@@ -15,14 +16,8 @@ namespace {
 
 typedef QHash<quint64, QByteArray> Cache;
 
-// 32-bit values in one request; stations refuse longer ones.
+// Most 32-bit values in one request, whatever maxBlock says; deliberate, and below what a station must take.
 constexpr int kPairLimit = 60;
-
-// Address arithmetic of the runtime's numbers wraps instead of overflowing.
-int advanced(int address, int by)
-{
-    return static_cast<int>(static_cast<unsigned>(address) + static_cast<unsigned>(by));
-}
 
 // Number of 32-bit values in so many registers.
 int pairsIn(int count)
@@ -50,8 +45,10 @@ void copyRegisterLocked(const Cache &cache, quint64 key, char *to)
     const Cache::const_iterator entry = cache.constFind(key);
     if (entry == cache.constEnd())
         return;
-    to[0] = static_cast<char>(plc::byteAt(*entry, 0));
-    to[1] = static_cast<char>(plc::byteAt(*entry, 1));
+    if (entry->size() >= 2)
+        std::memcpy(to, entry->constData(), 2);
+    else
+        to[0] = static_cast<char>(plc::byteAt(*entry, 0));
 }
 
 // Where a read begins: the key of its area's element 0, and the address in elements.
@@ -67,7 +64,7 @@ struct Place
 void readBitsLocked(const Cache &cache, const Place &from, char *to, int count)
 {
     for (int i = 0; i < count; ++i) {
-        const Cache::const_iterator entry = cache.constFind(from.key(advanced(from.address, i)));
+        const Cache::const_iterator entry = cache.constFind(from.key(plc::wrappingSum(from.address, i)));
         if (entry != cache.constEnd())
             to[i] = static_cast<char>(plc::byteAt(*entry, 0));
     }
@@ -76,7 +73,7 @@ void readBitsLocked(const Cache &cache, const Place &from, char *to, int count)
 void readBitsInRegistersLocked(const Cache &cache, const Place &from, char *to, int count)
 {
     for (int i = 0; i < count; ++i) {
-        const int bit = advanced(from.address, i);
+        const int bit = plc::wrappingSum(from.address, i);
         const Cache::const_iterator entry = cache.constFind(from.key(bit >> 4));
         if (entry != cache.constEnd())
             to[i] = static_cast<char>((plc::byteAt(*entry, (bit >> 3) & 1) >> (bit & 7)) & 1);
@@ -86,13 +83,13 @@ void readBitsInRegistersLocked(const Cache &cache, const Place &from, char *to, 
 void readRegistersLocked(const Cache &cache, const Place &from, char *to, int count)
 {
     for (int i = 0; i < count; ++i, to += 2)
-        copyRegisterLocked(cache, from.key(advanced(from.address, i)), to);
+        copyRegisterLocked(cache, from.key(plc::wrappingSum(from.address, i)), to);
 }
 
 void readPairsLocked(const Cache &cache, const Place &from, char *to, int pairs)
 {
     for (int i = 0; i < pairs; ++i, to += 4) {
-        const quint64 upper = from.key(advanced(from.address, 2 * i));
+        const quint64 upper = from.key(plc::wrappingSum(from.address, 2 * i));
         copyRegisterLocked(cache, upper + 1, to);
         copyRegisterLocked(cache, upper, to + 2);
     }
@@ -160,7 +157,7 @@ struct HostWrite
         request.count = count;
         request.data = data;
         emitRequest();
-        request.address = advanced(request.address, addressStep);
+        request.address = plc::wrappingSum(request.address, addressStep);
     }
 
 private:
@@ -218,7 +215,7 @@ QByteArray packBits(const QByteArray &values, int first, int bits)
 
 void writeCoils(HostWrite &write, int count)
 {
-    const int limit = write.limit > INT_MAX / 8 ? INT_MAX : write.limit * 8;
+    const int limit = plc::timesEight(write.limit);
     for (int done = 0; done < count;) {
         const int chunk = std::min(count - done, limit);
         write.emitChunk(chunk, packBits(write.values, done, chunk), chunk);

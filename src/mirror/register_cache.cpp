@@ -11,9 +11,6 @@ namespace {
 constexpr int kStationShift = 56;
 constexpr int kBaseTypeShift = 48;
 
-// Base type of each register type code.
-constexpr int kBaseTypes[plc::kRegTypeCount] = {0, 1, 4, 5, 4, 5, 4, 5, 5, 5};
-
 void storeRegistersLocked(quint64 key, const QByteArray &data)
 {
     for (int i = 0; i < data.size(); i += 2, ++key)
@@ -43,16 +40,11 @@ void storeBitInRegisterLocked(const RW_VAR &var)
 
 } // namespace
 
-int getPlcReg(int regType)
-{
-    return plc::isKnownRegType(regType) ? kBaseTypes[regType] : regType;
-}
-
 quint64 makeCacheKey(int station, int regType, int address)
 {
     const quint64 area = (static_cast<quint64>(station & 0xFF) << kStationShift) |
                          (static_cast<quint64>(getPlcReg(regType) & 0xFF) << kBaseTypeShift);
-    return area | static_cast<quint64>(static_cast<qint64>(address));
+    return plc::elementKey(area, address);
 }
 
 void WriteDataToLocal(RW_VAR *var)

@@ -28,7 +28,7 @@ constexpr int kReplyByteCountAt = 2; ///< of a read reply
 constexpr int kReadHeaderLen = 3;    ///< station, function, byte count
 constexpr int kCrcLen = 2;
 constexpr int kReadRequestLen = 8;
-constexpr int kSingleWriteLen = 8;
+constexpr int kSingleWriteCrcAt = 6;
 constexpr int kWriteReplyLen = 8;
 constexpr int kShortestReply = 5; ///< a read reply without data
 

@@ -5,17 +5,7 @@
 #include "core/register_types.h"
 #include "modbus/checksums.h"
 #include "modbus/frame_layout.h"
-
-namespace plc {
-
-int readDataLen(int regType, int count)
-{
-    if (isBitArea(regType))
-        return static_cast<int>((static_cast<qint64>(count) + 7) / 8);
-    return static_cast<int>(static_cast<quint32>(count) * 2u);
-}
-
-} // namespace plc
+#include "modbus/request_parts.h"
 
 namespace {
 
@@ -61,7 +51,7 @@ void ReadAnalog(RW_VAR *var)
     Protocol request;
     request.frame = QByteArray(reinterpret_cast<const char *>(tx), plc::kReadRequestLen);
     request.sendLen = plc::kReadRequestLen;
-    request.replyLen = -1;
+    request.replyLen = plc::kReplyOpen;
     request.headerLen = plc::kReadHeaderLen;
     request.dataLen = function != 0 ? plc::readDataLen(var->regType, var->count) : 0;
     request.var = *var;

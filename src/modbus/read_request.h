@@ -10,18 +10,9 @@ PLC_EXPORT void ReadRegister(RW_VAR *var);
 
 /// Queues one 8-byte read request for @p var and starts an operation of one step.
 /// @param var  read only, not kept; null does nothing. Types 0 and 1 count bits, 4 and 5 count registers;
-/// address and
-///             count go out modulo 65536. Any other type must be converted before (updateRwVar): its request
-///             goes out with the function code of the last frame and expects no data.
+///             address and count go out modulo 65536. Any other type must be converted before (updateRwVar):
+///             its request goes out with the function code of the last frame and expects no data.
 /// Cycle thread; the caller holds listMutex.
 PLC_EXPORT void ReadAnalog(RW_VAR *var);
-
-namespace plc {
-
-/// Data bytes in the reply to a read of @p count units: bits eight to a byte for types 0 and 1, two bytes a
-/// register for every other type, wrapping for counts that no request can carry.
-int readDataLen(int regType, int count);
-
-} // namespace plc
 
 #endif

@@ -13,13 +13,6 @@ namespace {
 
 constexpr int kShortestCheckedReply = 6;
 
-enum CheckResult
-{
-    kReject = 0,
-    kAcceptAndStore = 1,
-    kAcceptOnly = 2
-};
-
 const Protocol *head()
 {
     return PLC_driver.sendQueue.isEmpty() ? nullptr : &PLC_driver.sendQueue.first();
@@ -72,13 +65,13 @@ bool holdsAllData(const QByteArray &reply, const Protocol &transaction)
 plc::Verdict judgeReply(QByteArray *reply, int length, const Protocol &transaction)
 {
     switch (CheckGetData(reply, length)) {
-    case kAcceptAndStore:
+    case plc::kAcceptAndStore:
         if (holdsAllData(*reply, transaction)) {
             QMutexLocker lock(&PLC_driver.cacheMutex);
             SaveToLocalDataErea(reply);
         }
         return plc::kAccepted;
-    case kAcceptOnly:
+    case plc::kAcceptOnly:
         return plc::kAccepted;
     default:
         return plc::kBadReply;
@@ -92,7 +85,7 @@ plc::Verdict judgeLocal(QByteArray *reply, int length, const Protocol &transacti
         return expected != 0 ? plc::kReplyMissing : plc::kAccepted;
     if (expected == 0)
         return plc::kAccepted;
-    if (expected != length && expected != -1)
+    if (expected != length && expected != plc::kReplyOpen)
         return plc::kWrongLength;
     return judgeReply(reply, length, transaction);
 }
@@ -122,16 +115,16 @@ int CheckGetData(QByteArray *reply, int)
 {
     const Protocol *const transaction = head();
     if (!transaction)
-        return kReject;
+        return plc::kReject;
     const int station = transaction->var.station & 0xFF;
     if (station == 0)
-        return kAcceptOnly;
+        return plc::kAcceptOnly;
     if (!reply || reply->size() < kShortestCheckedReply)
-        return kReject;
+        return plc::kReject;
     const uchar *const bytes = reinterpret_cast<const uchar *>(reply->constData());
     if (bytes[plc::kStationAt] != station || !crcMatches(bytes, reply->size()))
-        return kReject;
-    return transaction->var.direction != 0 ? kAcceptOnly : kAcceptAndStore;
+        return plc::kReject;
+    return transaction->var.direction != 0 ? plc::kAcceptOnly : plc::kAcceptAndStore;
 }
 
 int DealDataOfLocalArea(QByteArray *reply, int length)

@@ -8,6 +8,7 @@
 #include "mirror/register_cache.h"
 #include "modbus/checksums.h"
 #include "modbus/frame_layout.h"
+#include "modbus/request_parts.h"
 
 namespace {
 
@@ -31,14 +32,6 @@ void patchValue(QByteArray &frame, quint16 value)
     uchar *const bytes = plc::bytesOf(frame);
     plc::putBe16(bytes + valueAt, value);
     plc::putCrc(bytes + crcAt, plc::crc16(bytes, crcAt), PLC_driver.optBit7);
-}
-
-quint16 withBit(quint16 value, const RW_VAR &bitVariable)
-{
-    const int bit = bitVariable.address % 16;
-    const unsigned mask = bit < 0 ? 0u : 1u << bit;
-    const bool set = plc::byteAt(bitVariable.data, 0) != 0;
-    return static_cast<quint16>(set ? value | mask : value & ~mask);
 }
 
 // Bits that the reply does not carry are not stored.
@@ -66,7 +59,7 @@ void SaveToLocalDataErea(QByteArray *reply)
         return;
     const Protocol &transaction = PLC_driver.sendQueue.first();
     const RW_VAR &var = transaction.var;
-    if (var.relayArg1 == -1) {
+    if (var.relayArg1 == plc::kReadHalf) {
         SpecialRegisterSave(reply);
         return;
     }
@@ -96,5 +89,5 @@ void SpecialRegisterSave(QByteArray *reply)
     const QByteArray &bytes = *reply;
     const quint16 value = plc::getBe16(plc::bytesOf(bytes) + plc::kReadHeaderLen);
     // The bit variable stays at the head of the write list until its write half is done.
-    patchValue(PLC_driver.sendQueue[1].frame, withBit(value, PLC_driver.writeList.first()));
+    patchValue(PLC_driver.sendQueue[1].frame, plc::withBit(value, PLC_driver.writeList.first()));
 }

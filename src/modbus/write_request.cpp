@@ -12,6 +12,7 @@
 #include "modbus/checksums.h"
 #include "modbus/frame_layout.h"
 #include "modbus/read_request.h"
+#include "modbus/request_parts.h"
 
 namespace {
 
@@ -79,7 +80,7 @@ int putHeader(uchar *tx, const WriteLayout &layout, const RW_VAR &var)
         tx[plc::kQuantityAt] = plc::byteAt(var.data, 1);
         tx[plc::kQuantityAt + 1] = plc::byteAt(var.data, 0);
     }
-    return plc::kByteCountAt;
+    return plc::kSingleWriteCrcAt;
 }
 
 // The data with each group of bytes turned round, the last group filled up with zeros.
@@ -112,20 +113,12 @@ QByteArray makeWriteFrame(const RW_VAR &var)
     return frame;
 }
 
-// Bit of a register that an address counted in bits means. 0 for the negative addresses that no bit belongs
-// to.
-quint16 bitMask(int address)
-{
-    const int bit = address % 16;
-    return bit < 0 ? quint16(0) : static_cast<quint16>(1u << bit);
-}
-
 // The value is filled in when the register's own value has come back.
 void queueReadThenWrite(RW_VAR reg)
 {
     reg.data = QByteArray(2, '\0');
     reg.direction = 0;
-    reg.relayArg1 = -1;
+    reg.relayArg1 = plc::kReadHalf;
     ReadRegister(&reg);
     reg.direction = 1;
     reg.relayArg1 = 0;
@@ -145,11 +138,9 @@ quint16 mirroredRegister(const RW_VAR &reg)
     return plc::getLe16(bytes);
 }
 
-void queueWriteFromMirror(RW_VAR reg, quint16 mask)
+void queueWriteFromMirror(RW_VAR reg, const RW_VAR &bit)
 {
-    const quint16 old = mirroredRegister(reg);
-    const bool set = plc::byteAt(reg.data, 0) != 0;
-    const unsigned value = set ? old | mask : old & ~static_cast<unsigned>(mask);
+    const quint16 value = plc::withBit(mirroredRegister(reg), bit);
     if (reg.data.size() < 2)
         reg.data.resize(2);
     reg.data[0] = static_cast<char>(plc::lowByte(value));
@@ -164,7 +155,7 @@ void queueBitWrite(const RW_VAR &bit)
     reg.count = 1;
     reg.address = bit.address / 16;
     if (PLC_driver.optBit4)
-        queueWriteFromMirror(reg, bitMask(bit.address));
+        queueWriteFromMirror(reg, bit);
     else
         queueReadThenWrite(reg);
 }
@@ -181,7 +172,7 @@ void WriteAnalog(RW_VAR *var)
         return;
     request.sendLen = request.frame.size();
     // Nobody answers a broadcast (MODBUS over Serial Line V1.02, 2.1).
-    request.replyLen = var->station != 0 ? -1 : 0;
+    request.replyLen = var->station != 0 ? plc::kReplyOpen : 0;
     request.var = *var;
     plc::queueTransaction(request);
     plc::beginOperation(1);
@@ -195,7 +186,7 @@ void WriteRegister(RW_VAR *var)
         queueBitWrite(*var);
     else
         WriteAnalog(var);
-    // After a failure the mirror keeps what the station last said until something succeeds again.
+    // After a failure the mirror shows what the station last said, and what SetRegisterData puts there itself.
     if (!PLC_driver.failed.load())
         WriteDataToLocal(var);
 }

@@ -13,12 +13,12 @@ plc::Verdict judgeRelayed(QByteArray *reply, int length, const Protocol &transac
     if (length == 0 && expected != 0)
         return plc::kRelayReplyMissing;
     // Unlike a local reply, one that nobody waits for has the wrong length.
-    if (length != 0 && expected != length && expected != -1)
+    if (length != 0 && expected != length && expected != plc::kReplyOpen)
         return plc::kRelayWrongLength;
     const int checked = CheckGetData(reply, length);
-    if (checked != 1 && checked != 2)
+    if (checked != plc::kAcceptAndStore && checked != plc::kAcceptOnly)
         return plc::kRelayBadReply;
-    if (transaction.var.relayArg1 != -1)
+    if (transaction.var.relayArg1 != plc::kReadHalf)
         return plc::kRelayAccepted;
     SaveToLocalDataErea(reply);
     return PLC_driver.comInfo && PLC_driver.comInfo->stepDone == 1 ? plc::kRelayAccepted : plc::kAccepted;

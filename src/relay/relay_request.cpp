@@ -2,12 +2,13 @@
 
 #include <climits>
 
+#include "core/arithmetic.h"
 #include "core/byte_order.h"
 #include "core/context.h"
 #include "mirror/register_cache.h"
 #include "modbus/checksums.h"
 #include "modbus/frame_layout.h"
-#include "modbus/read_request.h"
+#include "modbus/request_parts.h"
 
 namespace {
 
@@ -28,12 +29,6 @@ constexpr int kReplyOverhead = plc::kReadHeaderLen + plc::kCrcLen;
 quint32 bitsOf(qint32 value)
 {
     return static_cast<quint32>(value);
-}
-
-// The reply announces at most what an int holds; larger sums wrap.
-qint32 wrappingSum(qint32 a, qint32 b)
-{
-    return static_cast<qint32>(bitsOf(a) + bitsOf(b));
 }
 
 // Empty when the frame would not fit a byte array.
@@ -80,7 +75,7 @@ void Remote_ReadVar(RW_VAR *var)
     Protocol request = makeTransaction(*var, makeRelayFrame(*var, QByteArray()));
     request.headerLen = plc::kReadHeaderLen;
     request.dataLen = plc::readDataLen(var->regType, var->count);
-    request.replyLen = wrappingSum(request.dataLen, kReplyOverhead);
+    request.replyLen = plc::wrappingSum(request.dataLen, kReplyOverhead);
     plc::queueTransaction(request);
     plc::beginOperation(1);
 }

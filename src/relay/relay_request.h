@@ -1,13 +1,14 @@
 /// @file
 /// Relay frames: requests wrapped for a peer that carries them on to the station.
 ///
-///     0       length of the frame modulo 256     5  regType, 2 bytes     13  relayArg1, 4 bytes
-///     1       hostId, low byte                   7  address, 4 bytes     17  relayArg2, 4 bytes
-///     2       direction, low byte               11  count, 2 bytes       21  data of a write, then the
-///     checksum 3       linkId, low byte 4       station, low byte                  numbers go high byte
-///     first
+///     0  length of the frame modulo 256       7  address, 4 bytes
+///     1  hostId, low byte                    11  count, 2 bytes
+///     2  direction, low byte                 13  relayArg1, 4 bytes
+///     3  linkId, low byte                    17  relayArg2, 4 bytes
+///     4  station, low byte                   21  data of a write
+///     5  regType, 2 bytes                     n  checksum
 ///
-/// The checksum is the low byte of the sum of all bytes before it.
+/// Numbers go high byte first. The checksum is the low byte of the sum of all bytes before it.
 #ifndef PLC_RELAY_RELAY_REQUEST_H
 #define PLC_RELAY_RELAY_REQUEST_H
 

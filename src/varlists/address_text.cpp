@@ -15,8 +15,8 @@ int zeroBased(int number)
     return PLC_driver.optBit0 && number >= 1 ? number - 1 : number;
 }
 
-// "register.bit". A part that is no number counts as 0 and the bit may reach into the following registers:
-// both are deliberate, projects in the field rely on them.
+// "register.bit". Deliberate: a part that is no number counts as 0, and the bit may reach into the following
+// registers.
 int bitNumber(const QString &text)
 {
     const QChar point = QLatin1Char('.');

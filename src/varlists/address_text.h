@@ -7,8 +7,8 @@
 
 #include "core/export.h"
 
-/// Number of an address text; see PLCAddressChangeIntef(). Negative for a text that is no address.
-/// Any thread, no lock.
+/// Number of an address text; see PLCAddressChangeIntef(). Negative for a text that is no address. Any
+/// thread, no lock.
 PLC_EXPORT int StringAddressToInt(int regType, QString text);
 
 #endif

@@ -1,5 +1,6 @@
 #include "varlists/grouping.h"
 
+#include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/register_types.h"
 
@@ -8,12 +9,6 @@ namespace {
 bool hasLowerAddress(const RW_VAR &a, const RW_VAR &b)
 {
     return a.address < b.address;
-}
-
-// Address or count behind @p units units. Sums of the runtime's numbers wrap instead of overflowing.
-int advanced(int address, qint64 units)
-{
-    return static_cast<int>(static_cast<quint32>(address) + static_cast<quint32>(units));
 }
 
 qint64 endOf(const RW_VAR &var)
@@ -32,7 +27,7 @@ void appendPieces(QList<RW_VAR> &out, const RW_VAR &pattern, int start, qint64 u
 {
     RW_VAR piece = pattern;
     for (qint64 done = 0; done < units; done += piece.count) {
-        piece.address = advanced(start, done);
+        piece.address = plc::wrappingSum(start, static_cast<int>(done));
         piece.count = static_cast<int>(std::min<qint64>(units - done, limit));
         out.append(piece);
     }
@@ -46,7 +41,7 @@ void extendLast(QList<RW_VAR> &out, qint64 end, int limit)
     const int first = static_cast<int>(std::min<qint64>(span, limit));
     out.last().count = first;
     const RW_VAR pattern = out.last();
-    appendPieces(out, pattern, advanced(start, first), span - first, limit);
+    appendPieces(out, pattern, plc::wrappingSum(start, first), span - first, limit);
 }
 
 // Gaps between variables are read along: one request with unused registers is cheaper than two.
@@ -71,7 +66,8 @@ void keepDistinct(QList<RW_VAR> &out, const RW_VAR &entry, bool isFirst)
         out.last().count = entry.count;
 }
 
-void appendGrouped(const QList<RW_VAR> &bucket, int unitLimit, QList<RW_VAR> &out)
+// The bucket is a copy, which costs nothing: it may be the very list that grows.
+void appendGrouped(const QList<RW_VAR> bucket, int unitLimit, QList<RW_VAR> &out)
 {
     const int limit = std::max(unitLimit, 1);
     // A bucket never joins a request that was there before, even while its own entries have appended nothing.
@@ -118,7 +114,7 @@ void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out)
     *var = out->last();
 }
 
-int speed_insert(const QString &key, const RW_VAR &var, QHash<QString, RW_VAR> &records)
+int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records)
 {
     if (records.contains(key))
         return 1;

@@ -2,7 +2,9 @@
 /// Packing variables into few requests. All functions work on the caller's lists and take no lock, but for
 /// BitVarReCreat(), whose caller holds listMutex.
 ///
-/// A unit is a bit in bit areas and a 16-bit register in word areas. A unit limit below 1 counts as 1.
+/// A unit is a bit in bit areas and a 16-bit register in word areas. A unit limit below 1 counts as 1. What
+/// would be split into more than 65536 requests, as many as an area has elements, is a mistake and appends
+/// nothing.
 #ifndef PLC_VARLISTS_GROUPING_H
 #define PLC_VARLISTS_GROUPING_H
 
@@ -32,17 +34,17 @@ PLC_EXPORT void BitVarReCreat(QList<RW_VAR> *bucket, int unitLimit);
 PLC_EXPORT void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_VAR> &out);
 
 /// Appends @p var to @p out, split into pieces of at most @p unitLimit when @p count is larger. `var->count`
-/// is not looked at; after a split @p var holds the last piece. A split into more than 65536 pieces, as many
-/// as an area has elements, is refused and appends nothing, and so does a null pointer.
+/// is not looked at; after a split @p var holds the last piece. A null pointer appends nothing.
 PLC_EXPORT void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out);
 
 /// Keeps one record per key.
 /// @return 0 when @p var was inserted, 1 when the key is there already and nothing was changed.
-PLC_EXPORT int speed_insert(const QString &key, const RW_VAR &var, QHash<QString, RW_VAR> &records);
+PLC_EXPORT int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records);
 
 namespace plc {
 
-/// Sorts by @p isBefore, keeping the order of equal entries.
+/// Sorts by @p isBefore, keeping the order of equal entries. Apart from Bubble_Sort() so that its comparisons
+/// can be counted.
 template <typename Before>
 void sortStable(QList<RW_VAR> &list, Before isBefore)
 {

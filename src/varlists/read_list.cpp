@@ -24,7 +24,7 @@ bool makeRead(const HostVariable &variable, RW_VAR &read)
 {
     const int address = StringAddressToInt(variable.regType, variable.addrText);
     const int station = plc::effectiveStation(variable.station);
-    if (address < 0 || station == 0 || variable.count > plc::kAreaSize)
+    if (address < 0 || station == 0)
         return false;
     read.hostSubId = -1;
     read.linkMode = PLC_driver.comInfo->linkMode;

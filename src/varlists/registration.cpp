@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/guarded.h"
 #include "core/register_types.h"
@@ -14,11 +15,6 @@ namespace {
 
 constexpr int kListLimit = 1024;
 constexpr int kAppendAsIs = 1;
-
-int wrappingSum(int a, int b)
-{
-    return static_cast<int>(static_cast<unsigned>(a) + static_cast<unsigned>(b));
-}
 
 bool isSamePlace(const RW_VAR &a, const RW_VAR &b)
 {
@@ -44,6 +40,7 @@ void mergeWriteLocked(const RW_VAR &write)
         list.append(write);
 }
 
+// The list is not full.
 void addPieceLocked(const RW_VAR &piece)
 {
     QList<RW_VAR> &list = PLC_driver.onceReadList;
@@ -51,15 +48,14 @@ void addPieceLocked(const RW_VAR &piece)
         if (isSameOnceRead(list.at(i), piece))
             return;
     }
-    if (list.size() < kListLimit)
-        list.append(piece);
+    list.append(piece);
 }
 
 // Turns the record into what a request can read. False when it is refused.
 bool prepareOnceRead(RW_VAR &var)
 {
     const int address = StringAddressToInt(var.regType, var.addrText);
-    if (address < 0 || var.count > plc::kAreaSize)
+    if (address < 0)
         return false;
     var.address = address;
     var.station = plc::effectiveStation(var.station);
@@ -83,6 +79,13 @@ int appendOnceRead(const RW_VAR &var)
     return PLC_driver.onceReadList.size();
 }
 
+// Brings the record to where it stands when its remaining units have been split off.
+void skipPieces(RW_VAR &var, int remaining, int limit)
+{
+    var.count = (remaining - 1) % limit + 1;
+    var.address = plc::wrappingSum(var.address, remaining);
+}
+
 int splitOnceRead(RW_VAR &var)
 {
     if (!prepareOnceRead(var))
@@ -90,12 +93,15 @@ int splitOnceRead(RW_VAR &var)
     const int limit = pieceLimit(var.regType);
     int remaining = var.count;
     QMutexLocker lock(&PLC_driver.listMutex);
-    while (remaining > 0) {
+    while (remaining > 0 && PLC_driver.onceReadList.size() < kListLimit) {
         var.count = std::min(remaining, limit);
         addPieceLocked(var);
         remaining -= var.count;
-        var.address = wrappingSum(var.address, var.count);
+        var.address = plc::wrappingSum(var.address, var.count);
     }
+    // A full list takes no further piece.
+    if (remaining > 0)
+        skipPieces(var, remaining, limit);
     return PLC_driver.onceReadList.size();
 }
 
@@ -114,12 +120,12 @@ int updateRwVar(RW_VAR *var)
     case plc::kInputRegisterBit:
     case plc::kHoldingRegisterBit:
         // Every register that one of the bits lies in.
-        var->count = wrappingSum(wrappingSum(var->address & 15, var->count), 15) >> 4;
+        var->count = plc::wrappingSum(plc::wrappingSum(var->address & 15, var->count), 15) >> 4;
         var->address >>= 4;
         break;
     case plc::kInputRegisterPair:
     case plc::kHoldingRegisterPair:
-        var->count = wrappingSum(var->count, 1) / 2 * 2;
+        var->count = plc::wrappingSum(var->count, 1) / 2 * 2;
         break;
     case plc::kHoldingSingle:
     case plc::kHoldingBlock:

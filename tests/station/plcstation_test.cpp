@@ -289,7 +289,7 @@ Bytes noisyRun(const char *seed)
     Bytes all;
     for (int i = 0; i < 10; ++i) {
         port.send(readOne());
-        const Bytes reply = port.receive(7, 40ms);
+        const Bytes reply = port.receive(7, 150ms);
         all.insert(all.end(), reply.begin(), reply.end());
         all.push_back(0xEE);
     }

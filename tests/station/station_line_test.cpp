@@ -433,7 +433,7 @@ Bytes answerAfterNoise(StationLine *line, const Bytes &good, std::uint64_t seed)
     std::mt19937_64 random(seed);
     VirtualMaster master(line);
     for (int burst = 0; burst < 300; ++burst) {
-        Bytes noise(1 + random() % 40);
+        Bytes noise(static_cast<std::size_t>(1 + random() % 40));
         for (std::uint8_t &byte : noise)
             byte = static_cast<std::uint8_t>(random() % 4 == 0 ? random() % 256 : random() % 24);
         master.send(noise);

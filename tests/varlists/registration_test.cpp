@@ -665,18 +665,36 @@ TEST_F(AddListOnceReadVarTest, RefusesUnknownTypes)
     }
 }
 
-TEST_F(AddListOnceReadVarTest, RefusesMoreThanAWholeArea)
+TEST_F(AddListOnceReadVarTest, DropsThePiecesThatAFullListCannotTake)
 {
-    for (int regType = 0; regType < 10; ++regType) {
-        for (const int count : {65537, INT_MAX}) {
-            SCOPED_TRACE(::testing::Message() << "type " << regType << ", count " << count);
-            PLC_driver.onceReadList.clear();
-            add(request(5, "10"));
-            const bool isBit = regType == 2 || regType == 3;
-            EXPECT_EQ(0, add(request(regType, isBit ? "0.0" : "0").count(count)));
-            EXPECT_EQ(1, PLC_driver.onceReadList.size());
-        }
-    }
+    // 1025 pieces of 100 registers: the last one finds the list full.
+    EXPECT_EQ(1024, add(request(5, "0").count(102500)));
+    EXPECT_EQ("5: 102300 x 100", queued().back());
+}
+
+TEST_F(AddListOnceReadVarTest, LeavesTheRecordBehindTheDroppedPiecesToo)
+{
+    RW_VAR var = request(5, "7").count(102450);
+    AddListOnceReadVar(&var, 0);
+    EXPECT_EQ(7 + 102450, var.address);
+    EXPECT_EQ(50, var.count);
+}
+
+TEST_F(AddListOnceReadVarTest, OfTheLargestCountFillsTheListAndReturns)
+{
+    RW_VAR var = request(5, "0").count(INT_MAX);
+    EXPECT_EQ(1024, AddListOnceReadVar(&var, 0));
+    EXPECT_EQ(INT_MAX, var.address);
+    EXPECT_EQ(47, var.count); // 2147483647 = 21474836 pieces of 100 and 47
+}
+
+TEST_F(AddListOnceReadVarTest, ReturnsAtOnceWithTheLargestCountWhenTheListIsFull)
+{
+    add(request(5, "0").count(102400));
+    setOptions(0x800);
+    RW_VAR var = request(0, "0").count(INT_MAX);
+    EXPECT_EQ(1024, AddListOnceReadVar(&var, 0));
+    EXPECT_EQ(1, var.count);
 }
 
 TEST_F(AddListOnceReadVarTest, TakesAWholeArea)
