@@ -1,0 +1,64 @@
+# What an installation holds, in parts that become packages of their own:
+#   library      libplcdriver.so.1
+#   development  headers, the link to the library, files for CMake and pkg-config
+#   tools        plchost, plcstation
+#   panel        library, headers and documents in plain folders, for a tarball; never part of an ordinary installation
+include(CMakePackageConfigHelpers)
+
+set(plc_headers
+  plcdriver.h
+  core/context.h
+  core/export.h
+  core/records.h
+  core/register_types.h
+  varlists/host_records.h)
+set(plc_headers_to "${CMAKE_INSTALL_INCLUDEDIR}/plcdriver")
+set(plc_cmake_to "${CMAKE_INSTALL_LIBDIR}/cmake/plcdriver")
+set(plc_made "${CMAKE_CURRENT_BINARY_DIR}/packaging")
+
+if(PLC_QT EQUAL 4)
+  set(plc_qt_target Qt4::QtCore)
+  set(plc_qt_dependency "Qt4 4.8 COMPONENTS QtCore")
+  set(plc_qt_pc "QtCore >= 4.8")
+else()
+  set(plc_qt_target Qt5::Core)
+  set(plc_qt_dependency "Qt5 5.9 COMPONENTS Core")
+  set(plc_qt_pc "Qt5Core >= 5.9")
+endif()
+
+# Users compile our headers, which include Qt's.
+target_link_libraries(plcdriver INTERFACE $<INSTALL_INTERFACE:${plc_qt_target}>)
+target_compile_features(plcdriver INTERFACE cxx_std_11)
+
+install(TARGETS plcdriver EXPORT plcdriverTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
+  INCLUDES DESTINATION "${plc_headers_to}")
+install(EXPORT plcdriverTargets NAMESPACE plcdriver:: DESTINATION "${plc_cmake_to}" COMPONENT development)
+
+configure_package_config_file("${CMAKE_CURRENT_SOURCE_DIR}/packaging/plcdriverConfig.cmake.in"
+  "${plc_made}/plcdriverConfig.cmake" INSTALL_DESTINATION "${plc_cmake_to}")
+write_basic_package_version_file("${plc_made}/plcdriverConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${plc_made}/plcdriverConfig.cmake" "${plc_made}/plcdriverConfigVersion.cmake"
+  DESTINATION "${plc_cmake_to}" COMPONENT development)
+
+file(RELATIVE_PATH plc_prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+configure_file(packaging/plcdriver.pc.in "${plc_made}/plcdriver.pc" @ONLY)
+install(FILES "${plc_made}/plcdriver.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+foreach(header IN LISTS plc_headers)
+  get_filename_component(folder "${header}" DIRECTORY)
+  install(FILES "src/${header}" DESTINATION "${plc_headers_to}/${folder}" COMPONENT development)
+  install(FILES "src/${header}" DESTINATION "include/plcdriver/${folder}" COMPONENT panel EXCLUDE_FROM_ALL)
+endforeach()
+
+if(PLC_TOOLS)
+  install(TARGETS plchost plcstation RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+endif()
+
+set(plc_panel_system "${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR}")
+configure_file(packaging/panel_readme.txt.in "${plc_made}/README.txt" @ONLY)
+install(TARGETS plcdriver LIBRARY DESTINATION lib COMPONENT panel EXCLUDE_FROM_ALL)
+install(FILES "${plc_made}/README.txt" DESTINATION . COMPONENT panel EXCLUDE_FROM_ALL)
+install(FILES docs/integration.md docs/wire_formats.md docs/abi.md CHANGELOG.md DESTINATION doc COMPONENT panel
+  EXCLUDE_FROM_ALL)
+install(FILES docs/examples/minimal_runtime.cpp DESTINATION example COMPONENT panel EXCLUDE_FROM_ALL)

@@ -1,0 +1,438 @@
+#include "cycle.h"
+
+#include <algorithm>
+
+#include "core/register_types.h"
+#include "exception_codes.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr int kResultPending = 0;
+constexpr int kResultDone = 1;
+constexpr int kResultDoneWithoutData = 100;
+constexpr int kReplyOpen = -1;
+
+constexpr quint32 kOptionReplyCrcHighFirst = 1u << 8;
+constexpr quint32 kOptionNoReplyToSingle = 1u << 9;
+constexpr quint32 kOptionNoReplyToBlock = 1u << 10;
+
+// The longest frame has 256 bytes (MODBUS over Serial Line V1.02, 2.5.1.1); the rest is room for noise around
+// it.
+constexpr int kBufferLimit = 1024;
+constexpr int kBufferKept = 512;
+
+int byteAt(const QByteArray &bytes, int at)
+{
+    return at < bytes.size() ? static_cast<unsigned char>(bytes.at(at)) : 0;
+}
+
+bool isRelay(const COM_INFO &info)
+{
+    return info.linkMode != 0;
+}
+
+Request describe(const Protocol &head, bool relay)
+{
+    constexpr int kRelayStationAt = 4;
+    Request request;
+    request.frame = head.frame.left(head.sendLen);
+    request.station = byteAt(request.frame, relay ? kRelayStationAt : 0);
+    request.function = relay ? 0 : byteAt(request.frame, 1);
+    request.regType = head.var.regType;
+    request.address = head.var.address;
+    request.count = head.var.count;
+    request.direction = head.var.direction;
+    request.hostId = head.var.hostId;
+    request.hostSubId = head.var.hostSubId;
+    return request;
+}
+
+/// The driver was told that stations do not answer writes of this type.
+bool isSilencedByOption(const COM_INFO &info, int regType)
+{
+    return (regType == kHoldingSingle && (info.options & kOptionNoReplyToSingle) != 0) ||
+           (regType == kHoldingBlock && (info.options & kOptionNoReplyToBlock) != 0);
+}
+
+bool isDone(int status)
+{
+    return status == kResultDone || status == kResultDoneWithoutData;
+}
+
+/// The end that tells more about what is wrong.
+AttemptEnd moreTelling(AttemptEnd a, AttemptEnd b)
+{
+    if (a == AttemptEnd::Exception || b == AttemptEnd::Exception)
+        return AttemptEnd::Exception;
+    return a == AttemptEnd::Unusable || b == AttemptEnd::Unusable ? AttemptEnd::Unusable
+                                                                  : AttemptEnd::NoReply;
+}
+
+} // namespace
+
+Cycle::Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer)
+    : driver_(driver), info_(info), settings_(settings), observer_(observer)
+{}
+
+Instruction Cycle::advance(Time now, const QByteArray &arrived)
+{
+    if (!started_) {
+        // A frame may be on its way already when the port is opened (2.5.1.1, figure 14).
+        started_ = true;
+        lastActivity_ = now;
+    }
+    if (!arrived.isEmpty())
+        take(now, arrived);
+    for (;;) {
+        switch (state_) {
+        case CycleState::Idle:
+            if (!fetch(now))
+                return {QByteArray(), now + settings_.idlePause};
+            break;
+        case CycleState::WaitingSilence: {
+            const Time due = silenceDue();
+            if (now >= due)
+                return transmit(now);
+            const Time limit = std::max(waitingSince_, holdUntil_) + settings_.responseTimeout;
+            if (now < limit)
+                return {QByteArray(), std::min(due, limit)};
+            count([](Counters &c) { ++c.lineBusy; });
+            report_.cause = moreTelling(report_.cause, AttemptEnd::Unusable);
+            giveUpAttempt(now);
+            break;
+        }
+        case CycleState::WaitingReply:
+        case CycleState::WaitingTurnaround:
+        case CycleState::ListeningOut:
+            if (now < deadline_)
+                return {QByteArray(), deadline_};
+            expire(now);
+            break;
+        }
+    }
+}
+
+void Cycle::transmitted(Time now)
+{
+    if (state_ != CycleState::WaitingReply && state_ != CycleState::WaitingTurnaround &&
+        state_ != CycleState::ListeningOut)
+        return;
+    if (now <= lastActivity_)
+        return;
+    deadline_ += now - lastActivity_;
+    lastActivity_ = now;
+}
+
+Time Cycle::silenceDue() const
+{
+    return std::max(lastActivity_ + settings_.timing.silence(), holdUntil_);
+}
+
+/// What happens outside an exchange is the line's, not a station's.
+template <typename Change>
+void Cycle::count(Change change)
+{
+    change(statistics_.total);
+    if (head_)
+        change(statistics_.stations[request_.station]);
+}
+
+/// Gets the next transaction, if there is one.
+bool Cycle::fetch(Time now)
+{
+    head_ = driver_.next();
+    if (!head_)
+        return false;
+    const Request before = request_;
+    request_ = describe(*head_, isRelay(info_));
+    if (answerIsOpen_ && before.frame != request_.frame)
+        holdUntil_ = std::max(holdUntil_, report_.endedAt + settings_.lateReplyGuard);
+    answerIsOpen_ = false;
+    info_.retryCount = 0;
+    report_ = StepReport();
+    report_.request = request_;
+    report_.cause = AttemptEnd::NoReply;
+    waitingSince_ = now;
+    state_ = CycleState::WaitingSilence;
+    return true;
+}
+
+bool Cycle::replyIsDue() const
+{
+    if (isRelay(info_))
+        return head_->replyLen != 0;
+    return head_->replyLen > 0 ||
+           (head_->replyLen == kReplyOpen && !isSilencedByOption(info_, request_.regType));
+}
+
+Instruction Cycle::transmit(Time now)
+{
+    const bool relay = isRelay(info_);
+    shape_ = relay ? relayReplyShape(request_.frame, head_->replyLen,
+                                     (info_.options & kOptionReplyCrcHighFirst) != 0)
+                   : modbusReplyShape(request_.frame, (info_.options & kOptionReplyCrcHighFirst) != 0,
+                                      settings_.strictWrites);
+    heard_ = false;
+    refused_ = false;
+    extended_ = false;
+    echoDue_ = settings_.removeEcho;
+    if (report_.attempts == 0)
+        report_.startedAt = now;
+    ++report_.attempts;
+    report_.echoMissing = false;
+
+    // No station answers address 0, whatever the driver expects: with the station override in force it may
+    // well expect a reply.
+    const bool broadcast = relay ? head_->replyLen == 0 : request_.station == 0;
+    state_ = broadcast      ? CycleState::WaitingTurnaround
+             : replyIsDue() ? CycleState::WaitingReply
+                            : CycleState::ListeningOut;
+    // The clock of the wait starts when the last stop bit has left, which can be long after the bytes were
+    // handed over.
+    lastActivity_ = now + settings_.timing.wire(request_.frame.size());
+    deadline_ = lastActivity_ + (broadcast ? settings_.turnaround : settings_.responseTimeout);
+
+    const bool repeated = report_.attempts > 1;
+    const auto bytes = static_cast<std::uint64_t>(request_.frame.size());
+    count([repeated, bytes](Counters &c) {
+        ++c.requests;
+        c.retries += repeated ? 1 : 0;
+        c.bytesOut += bytes;
+    });
+    if (observer_)
+        observer_->sent(now, request_.frame, report_.attempts);
+    return {request_.frame, deadline_};
+}
+
+void Cycle::take(Time now, const QByteArray &arrived)
+{
+    const auto bytes = static_cast<std::uint64_t>(arrived.size());
+    count([bytes](Counters &c) { c.bytesIn += bytes; });
+    if (observer_)
+        observer_->received(now, arrived);
+    lastActivity_ = std::max(lastActivity_, now);
+    buffer_.append(arrived);
+    if (buffer_.size() > kBufferLimit)
+        dropBefore(now, buffer_.size() - kBufferKept, "too much for one reply");
+    if (state_ == CycleState::WaitingReply || state_ == CycleState::ListeningOut) {
+        examine(now, false);
+        return;
+    }
+    if (state_ == CycleState::WaitingTurnaround && !stripEcho())
+        return;
+    dropBefore(now, buffer_.size(), "outside an exchange");
+}
+
+/// Takes the echo of the request off the received bytes.
+/// @return false while the echo is still due.
+bool Cycle::stripEcho()
+{
+    if (!echoDue_)
+        return true;
+    const int at = buffer_.indexOf(request_.frame);
+    if (at < 0)
+        return false;
+    buffer_.remove(at, request_.frame.size());
+    echoDue_ = false;
+    return true;
+}
+
+void Cycle::dropBefore(Time now, int bytes, const char *why)
+{
+    if (bytes <= 0)
+        return;
+    buffer_.remove(0, bytes);
+    const auto number = static_cast<std::uint64_t>(bytes);
+    count([number](Counters &c) { c.foreignBytes += number; });
+    if (observer_)
+        observer_->discarded(now, bytes, why);
+}
+
+/// Looks for the reply, and acts on what is found.
+void Cycle::examine(Time now, bool waitIsOver)
+{
+    // Without the echo gone nothing may pass: the echo of a single write is byte for byte its own good reply.
+    if (!stripEcho()) {
+        heard_ = true;
+        return;
+    }
+    heard_ = heard_ || !buffer_.isEmpty();
+    for (;;) {
+        const Sighting sighting = findReply(buffer_, shape_, waitIsOver);
+        switch (sighting.found) {
+        case Found::WrongReply:
+            count([](Counters &c) { ++c.ignoredReplies; });
+            dropBefore(now, sighting.at + sighting.length, "a reply to something else");
+            continue;
+        case Found::Exception:
+            if (sighting.at > 0)
+                dropBefore(now, sighting.at, "in front of the reply");
+            buffer_.remove(0, sighting.length);
+            dropBefore(now, buffer_.size(), "behind the reply");
+            lastActivity_ = now;
+            report_.exceptionCode = sighting.exceptionCode;
+            refused_ = true;
+            if (state_ == CycleState::WaitingReply)
+                loseAttempt(now, AttemptEnd::Exception, sighting.exceptionCode);
+            else
+                deadline_ = now;
+            return;
+        case Found::Reply:
+            if (state_ == CycleState::ListeningOut) {
+                buffer_.remove(sighting.at, sighting.length);
+                lastActivity_ = now;
+                extended_ = true;
+                deadline_ = now;
+                return;
+            }
+            if (offerReply(now, sighting))
+                return;
+            dropBefore(now, sighting.at + sighting.length, "not accepted by the driver");
+            continue;
+        case Found::Beginning:
+        case Found::Nothing:
+            return;
+        }
+    }
+}
+
+/// Shows a reply to the driver.
+/// @return false when the driver does not see one there.
+bool Cycle::offerReply(Time now, const Sighting &sighting)
+{
+    const int received = buffer_.size();
+    int status = kResultPending;
+    if (head_->replyLen == kReplyOpen) {
+        // The first call finds the reply and cuts the buffer down to it, the second one judges it.
+        if (driver_.judge(&buffer_, buffer_.size()) == kResultPending)
+            return false;
+        status = driver_.judge(&buffer_, buffer_.size());
+    } else {
+        // The length is known: this call counts, so that exactly the reply must be handed in.
+        buffer_ = buffer_.mid(sighting.at, sighting.length);
+        status = driver_.judge(&buffer_, buffer_.size());
+    }
+    // What came back proves that the request had left, however slow the line is by its name.
+    lastActivity_ = now;
+    const auto foreign = static_cast<std::uint64_t>(received - sighting.length);
+    if (foreign > 0) {
+        count([foreign](Counters &c) { c.foreignBytes += foreign; });
+        if (observer_)
+            observer_->discarded(now, received - sighting.length, "around the reply");
+    }
+    buffer_.clear();
+    endAttempt(now, isDone(status) ? AttemptEnd::Good : AttemptEnd::Unusable, 0);
+    settle(now, status);
+    return true;
+}
+
+/// The present wait is over.
+void Cycle::expire(Time now)
+{
+    if (state_ == CycleState::WaitingTurnaround) {
+        if (head_->replyLen == 0)
+            finishUnanswered(now);
+        else
+            loseAttempt(now, AttemptEnd::NoReply, 0);
+        return;
+    }
+    // A reply that has begun gets the time that it needs, once; whatever else comes in moves nothing.
+    if (!extended_ && !refused_ && !buffer_.isEmpty()) {
+        extended_ = true;
+        deadline_ += settings_.timing.wire(shape_.length) + settings_.deliverySlack;
+        if (now < deadline_)
+            return;
+    }
+    if (state_ == CycleState::ListeningOut) {
+        finishUnanswered(now);
+        return;
+    }
+    examine(now, true);
+    if (state_ != CycleState::WaitingReply)
+        return;
+    report_.echoMissing = echoDue_ && heard_;
+    loseAttempt(now, heard_ ? AttemptEnd::Unusable : AttemptEnd::NoReply, 0);
+}
+
+/// Ends an attempt whose answer nobody waits for.
+void Cycle::finishUnanswered(Time now)
+{
+    dropBefore(now, buffer_.size(), "an answer that nobody waits for");
+    QByteArray nothing;
+    const int status = driver_.judge(&nothing, 0);
+    if (refused_)
+        endAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
+    else
+        endAttempt(now, isDone(status) ? AttemptEnd::NoReplyDue : AttemptEnd::NoReply, 0);
+    settle(now, status);
+}
+
+/// The attempt has brought nothing that the driver could use.
+void Cycle::loseAttempt(Time now, AttemptEnd end, int exceptionCode)
+{
+    endAttempt(now, end, exceptionCode);
+    if (end == AttemptEnd::Exception && exceptionCode == kExceptionBusy)
+        holdUntil_ = now + settings_.turnaround;
+    giveUpAttempt(now);
+}
+
+/// Throws the input away and spends the attempt: an empty buffer tells the driver that the wait is over.
+void Cycle::giveUpAttempt(Time now)
+{
+    dropBefore(now, buffer_.size(), "no usable reply");
+    QByteArray nothing;
+    settle(now, driver_.judge(&nothing, 0));
+}
+
+/// Counts the end of an attempt.
+void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
+{
+    count([end](Counters &c) {
+        switch (end) {
+        case AttemptEnd::Good:
+            ++c.good;
+            break;
+        case AttemptEnd::NoReplyDue:
+            ++c.unanswered;
+            break;
+        case AttemptEnd::Exception:
+            ++c.exceptions;
+            break;
+        case AttemptEnd::Unusable:
+            ++c.bad;
+            break;
+        case AttemptEnd::NoReply:
+            ++c.timeouts;
+            break;
+        }
+    });
+    answerIsOpen_ = answerIsOpen_ || end == AttemptEnd::NoReply || end == AttemptEnd::Unusable;
+    const bool fine = end == AttemptEnd::Good || end == AttemptEnd::NoReplyDue;
+    report_.cause = fine ? end : moreTelling(report_.cause, end);
+    if (observer_)
+        observer_->attemptEnded(now, end, exceptionCode);
+}
+
+/// Draws the consequence of the driver's verdict: another attempt, or the end of the step.
+void Cycle::settle(Time now, int status)
+{
+    waitingSince_ = now;
+    if (status == kResultPending) {
+        head_ = driver_.next();
+        if (head_) {
+            state_ = CycleState::WaitingSilence;
+            return;
+        }
+    }
+    report_.done = isDone(status);
+    report_.status = status;
+    report_.endedAt = now;
+    head_ = nullptr;
+    state_ = CycleState::Idle;
+    if (observer_)
+        observer_->stepEnded(report_);
+}
+
+} // namespace plc::host

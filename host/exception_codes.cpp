@@ -1,0 +1,53 @@
+#include "exception_codes.h"
+
+#include <cstdio>
+
+namespace plc::host {
+
+namespace {
+
+struct Row
+{
+    int code;
+    ExceptionMeaning meaning;
+};
+
+constexpr Row kRows[] = {
+    {1, {"illegal function", "the station does not offer this function, or not in its present state"}},
+    {2,
+     {"illegal data address",
+      "the range lies outside the station's map; read fewer registers at once, or try --option one-based"}},
+    {3, {"illegal data value", "the station does not take that many at once; try a smaller --max-block"}},
+    {4,
+     {"server device failure", "the station failed while it carried the request out; look at the station"}},
+    {5, {"acknowledge", "the station has begun a long job and will answer later; ask again"}},
+    {kExceptionBusy, {"server device busy", "the station is at work on something else; ask again"}},
+    {7, {"negative acknowledge", "the station cannot carry the request out"}},
+    {8, {"memory parity error", "the station's extended memory is damaged"}},
+    {10, {"gateway path unavailable", "the gateway is badly set up or overloaded; look at the gateway"}},
+    {11, {"gateway target failed to respond", "the station behind the gateway is silent"}},
+};
+
+constexpr ExceptionMeaning kUnknown = {"unknown exception", "see the station's manual"};
+
+} // namespace
+
+ExceptionMeaning exceptionMeaning(int code)
+{
+    for (const Row &row : kRows) {
+        if (row.code == code)
+            return row.meaning;
+    }
+    return kUnknown;
+}
+
+std::string describeException(int function, int code)
+{
+    const ExceptionMeaning meaning = exceptionMeaning(code);
+    char number[48];
+    std::snprintf(number, sizeof number, "exception %02d (", code);
+    return number + std::string(meaning.name) + ") to function " + std::to_string(function) + ": " +
+           meaning.hint;
+}
+
+} // namespace plc::host

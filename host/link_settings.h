@@ -1,0 +1,61 @@
+/// @file
+/// Everything that must be known of a link before it is used.
+#ifndef PLC_HOST_LINK_SETTINGS_H
+#define PLC_HOST_LINK_SETTINGS_H
+
+#include <QtGlobal>
+
+#include <string>
+
+#include "link_time.h"
+
+namespace plc::host {
+
+enum class Parity
+{
+    Even,
+    Odd,
+    None
+};
+
+/// Option bits of the driver (COM_INFO::options) by the names that people use; a line each for the help.
+std::string optionHelp();
+
+/// Bit mask of the option named @p name.
+/// @throw Failure  (wrong usage) that lists the names.
+quint32 optionMask(const std::string &name);
+
+constexpr quint32 kOptionOneBased = 1u << 0;
+constexpr quint32 kOptionSingleRegisters = 1u << 5;
+constexpr quint32 kOptionSingleCoils = 1u << 6;
+constexpr quint32 kOptionNoBitPacking = 1u << 11;
+
+struct LinkSettings
+{
+    std::string port;
+    int baud = 19200; ///< default and first choice of MODBUS over Serial Line V1.02, 3.2
+    Parity parity = Parity::Even;
+    int stopBits = 0; ///< 0 = as the parity asks: 2 without parity, else 1
+    Time timeout = std::chrono::seconds(1);
+    Time turnaround = std::chrono::milliseconds(100);
+    int retries = 2;
+    int station = 1; ///< of variables that name none
+    int linkMode = 0;
+    int maxBlock = 100;
+    quint32 options = 0;
+    bool echo = false;
+    bool anyWriteReply = false; ///< take replies to writes that do not repeat address and value
+    Time pollInterval{};    ///< from the start of one scan of the cyclic reads to the next; 0 = without pause
+    std::string driverPath; ///< empty = look beside the program
+
+    int effectiveStopBits() const { return stopBits != 0 ? stopBits : parity == Parity::None ? 2 : 1; }
+    bool oneBased() const { return (options & kOptionOneBased) != 0; }
+    /// Most registers in one request.
+    int wordLimit() const { return maxBlock; }
+    /// Most bits in one read request.
+    int bitLimit() const { return (options & kOptionNoBitPacking) != 0 ? 1 : maxBlock * 8; }
+};
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,132 @@
+#include "operation.h"
+
+#include <algorithm>
+
+#include "core/register_types.h"
+#include "exception_codes.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr int kPairsInOneWrite = 60;
+
+int dividedUp(int count, int limit)
+{
+    return (count + limit - 1) / limit;
+}
+
+ExitCode exitCodeOf(OperationEnd end)
+{
+    switch (end) {
+    case OperationEnd::Good:
+        return kExitGood;
+    case OperationEnd::Refused:
+        return kExitException;
+    case OperationEnd::Unusable:
+        return kExitUnusable;
+    case OperationEnd::PortLost:
+        return kExitPort;
+    case OperationEnd::Open:
+    case OperationEnd::NoReply:
+    case OperationEnd::Dropped:
+        break;
+    }
+    return kExitNoReply;
+}
+
+std::string attemptsText(int attempts)
+{
+    return std::to_string(attempts) + (attempts == 1 ? " attempt" : " attempts");
+}
+
+} // namespace
+
+OperationResult resultOf(const StepReport &report)
+{
+    OperationResult result;
+    result.function = report.request.function;
+    result.exceptionCode = report.exceptionCode;
+    result.attempts = report.attempts;
+    result.echoMissing = report.echoMissing;
+    switch (report.cause) {
+    case AttemptEnd::Good:
+    case AttemptEnd::NoReplyDue:
+        result.end = report.done ? OperationEnd::Good : OperationEnd::Unusable;
+        break;
+    case AttemptEnd::Exception:
+        result.end = OperationEnd::Refused;
+        break;
+    case AttemptEnd::Unusable:
+        result.end = OperationEnd::Unusable;
+        break;
+    case AttemptEnd::NoReply:
+        result.end = OperationEnd::NoReply;
+        break;
+    }
+    return result;
+}
+
+std::string describeResult(const OperationResult &result, int station, const LinkSettings &settings)
+{
+    const std::string who = "station " + std::to_string(station);
+    const std::string effort = " after " + attemptsText(result.attempts);
+    switch (result.end) {
+    case OperationEnd::Good:
+        return who + " answered";
+    case OperationEnd::Refused:
+        return who + " refused with " + describeException(result.function, result.exceptionCode);
+    case OperationEnd::Unusable:
+        if (result.echoMissing)
+            return "the echo of the request was not heard" + effort + "; is --echo right for this line?";
+        return "no usable reply from " + who + effort +
+               "; check baud rate, parity and stop bits, wiring, and whether two stations share the number";
+    case OperationEnd::PortLost:
+        return "the port was lost";
+    case OperationEnd::Dropped:
+        return who + " is switched off";
+    case OperationEnd::Open:
+        return who + " was not asked to the end";
+    case OperationEnd::NoReply:
+        break;
+    }
+    return "no answer from " + who + effort + " of " +
+           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(settings.timeout).count()) +
+           " ms; check station number, wiring, baud rate and parity, or give it more time with --timeout";
+}
+
+ExitCode exitCodeOf(const std::vector<OperationEnd> &ends)
+{
+    if (std::count(ends.begin(), ends.end(), OperationEnd::PortLost) > 0)
+        return kExitPort;
+    const auto good = std::count(ends.begin(), ends.end(), OperationEnd::Good);
+    if (good == static_cast<std::ptrdiff_t>(ends.size()))
+        return kExitGood;
+    return good > 0 ? kExitMixed : exitCodeOf(ends.front());
+}
+
+int readPieces(const Variable &variable, const LinkSettings &settings)
+{
+    const bool bits = isBitArea(variable.area->baseType);
+    return dividedUp(variable.baseCount(), bits ? settings.bitLimit() : settings.wordLimit());
+}
+
+int writePieces(const Variable &variable, const LinkSettings &settings)
+{
+    // A limit of 1 means no limit to the driver's host writes.
+    const bool unlimited = settings.maxBlock == 1;
+    const auto pieces = [&](int limit) { return unlimited ? 1 : dividedUp(variable.count, limit); };
+    switch (variable.area->regType) {
+    case kCoil:
+        return (settings.options & kOptionSingleCoils) != 0 ? variable.count : pieces(settings.maxBlock * 8);
+    case kHoldingRegister:
+        return (settings.options & kOptionSingleRegisters) != 0 ? variable.count : pieces(settings.maxBlock);
+    case kHoldingRegisterPair:
+        return dividedUp(variable.count,
+                         unlimited ? kPairsInOneWrite : std::min(kPairsInOneWrite, settings.maxBlock));
+    default:
+        return variable.count;
+    }
+}
+
+} // namespace plc::host

@@ -1,0 +1,57 @@
+/// @file
+/// How reads, writes and cyclic reads end, for people and for scripts.
+#ifndef PLC_HOST_OPERATION_H
+#define PLC_HOST_OPERATION_H
+
+#include <string>
+#include <vector>
+
+#include "cycle.h"
+#include "failure.h"
+#include "link_settings.h"
+#include "variable.h"
+
+namespace plc::host {
+
+enum class OperationEnd
+{
+    Open, ///< not ended yet
+    Good,
+    NoReply,
+    Refused,  ///< by an exception reply
+    Unusable, ///< something came, but no usable reply
+    PortLost,
+    Dropped ///< the station was switched off before it was its turn
+};
+
+struct OperationResult
+{
+    OperationEnd end = OperationEnd::Open;
+    int function = 0;      ///< Modbus function of the last request, 0 in relay mode
+    int exceptionCode = 0; ///< for Refused
+    int attempts = 0;      ///< frames sent for the last request
+    bool echoMissing = false;
+};
+
+/// What the end of the last transaction means for its operation.
+OperationResult resultOf(const StepReport &report);
+
+/// "no answer from station 5 after 3 attempts ...": what went wrong, and what to try.
+std::string describeResult(const OperationResult &result, int station, const LinkSettings &settings);
+
+/// Exit code of several operations: 0 when all are good, 6 when some are, otherwise that of the first one. A
+/// lost port is always 5.
+ExitCode exitCodeOf(const std::vector<OperationEnd> &ends);
+
+/// Number of requests that reading @p variable takes.
+int readPieces(const Variable &variable, const LinkSettings &settings);
+
+/// Number of requests that writing @p variable takes, a read-modify-write counted once.
+int writePieces(const Variable &variable, const LinkSettings &settings);
+
+/// Entries that the driver's lists of writes and of one-shot reads can hold; it drops more without a word.
+constexpr int kDriverListSize = 1024;
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,271 @@
+#include <CLI/CLI.hpp>
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+
+#include "commands.h"
+#include "driver_library.h"
+#include "output.h"
+#include "request_plan.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr const char *kHelp =
+    "Example: what a project costs at 115200 baud with stations that think for 5 ms:\n"
+    "  plchost plan docs/examples/packaging_line.json -b 115200 --answer-delay 5\n\n"
+    "No line is needed: the driver is loaded, gets the project, and its requests are answered with zeros. "
+    "Shown are the\n"
+    "requests that it makes, the registers or bits among them that no variable wants, and times computed "
+    "from the baud\n"
+    "rate: 11 bits a character, a silence of 3.5 characters (1.75 ms above 19200 baud) before each request, "
+    "and the\n"
+    "same or the answer delay before each reply.\n\n"
+    "A scan is over when every request, also those of the priority levels, has been served at least once; "
+    "meanwhile the\n"
+    "levels are served at their rates, so that some requests go out many times.\n\n"
+    "The file format is described in docs/projects.md.\n";
+
+constexpr std::size_t kNamesWidth = 60;
+
+struct PlanOptions
+{
+    std::string file;
+    std::string driver;
+    std::string format = "text";
+    int baud = 0;
+    double answerDelayMs = 0;
+    bool allNames = false;
+};
+
+double inMilliseconds(Time time)
+{
+    return seconds(time) * 1000.0;
+}
+
+std::string fixed(double value, int digits)
+{
+    char text[48];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    return text;
+}
+
+double ratio(double single, double grouped)
+{
+    return grouped > 0 ? single / grouped : 0.0;
+}
+
+std::string namesOf(const RequestMap &map, const std::vector<int> &variables, bool all)
+{
+    std::string names;
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        const std::string &name = map.variable(variables[i]).label;
+        if (!all && i > 0 && names.size() + name.size() > kNamesWidth)
+            return names + ", ... (" + std::to_string(variables.size()) + ")";
+        names += (i > 0 ? ", " : "") + name;
+    }
+    return names;
+}
+
+std::string levelName(int level)
+{
+    return level == 0 ? "ordinary" : "level " + std::to_string(level);
+}
+
+void printTable(const std::vector<std::vector<std::string>> &cells)
+{
+    for (const std::string &line : layOut(cells))
+        std::printf("%s\n", line.c_str());
+    std::printf("\n");
+}
+
+void printRequests(const RequestPlan &plan, bool allNames)
+{
+    const RequestMap &map = plan.requests();
+    std::vector<std::vector<std::string>> cells{
+        {"station", "area", "first", "count", "unused", "rate", "bytes", "ms", "variables"}};
+    for (const int request : plan.sorted()) {
+        const RequestPlace &place = map.place(request);
+        const Cost &cost = plan.costOf(request);
+        cells.push_back({std::to_string(place.station), areaName(place.baseType), std::to_string(place.first),
+                         std::to_string(place.count), std::to_string(map.unusedUnits(request)),
+                         levelName(map.level(request)), std::to_string(cost.bytes),
+                         fixed(inMilliseconds(cost.time), 2),
+                         namesOf(map, map.variablesOf(request), allNames)});
+    }
+    printTable(cells);
+}
+
+void printCosts(const RequestPlan &plan)
+{
+    const auto row = [](const char *name, double requests, double bytes, double milliseconds, int digits) {
+        return std::vector<std::string>{name, fixed(requests, digits), fixed(bytes, digits),
+                                        fixed(milliseconds, 2)};
+    };
+    const Cost &single = plan.single();
+    const Cost &grouped = plan.grouped();
+    std::vector<std::vector<std::string>> cells{{"", "requests", "bytes", "ms"}};
+    cells.push_back(row("everything once", grouped.requests, grouped.bytes, inMilliseconds(grouped.time), 0));
+    cells.push_back(
+        row("one request per variable", single.requests, single.bytes, inMilliseconds(single.time), 0));
+    cells.push_back({"ratio", fixed(ratio(single.requests, grouped.requests), 2),
+                     fixed(ratio(single.bytes, grouped.bytes), 2),
+                     fixed(ratio(seconds(single.time), seconds(grouped.time)), 2)});
+    const ScanStatistics &scans = plan.scans();
+    if (scans.scans() > 0)
+        cells.push_back(row("scan with priorities", scans.requestsPerScan(), scans.bytesPerScan(),
+                            inMilliseconds(scans.durations().mean()), 1));
+    printTable(cells);
+}
+
+void printRefresh(const ScanStatistics &scans)
+{
+    std::vector<std::vector<std::string>> cells{{"refresh", "requests", "min ms", "median ms", "max ms"}};
+    for (int level = 0; level < kScanLevels; ++level) {
+        const Spread &spread = scans.refresh(level);
+        if (spread.count() > 0)
+            cells.push_back({levelName(level), std::to_string(scans.requestsOf(level)),
+                             fixed(inMilliseconds(spread.least()), 1),
+                             fixed(inMilliseconds(spread.median()), 1),
+                             fixed(inMilliseconds(spread.most()), 1)});
+    }
+    printTable(cells);
+}
+
+void printText(const Project &project, const RequestPlan &plan, const PlanOptions &options)
+{
+    std::printf("%s: %zu variables in %d requests at %d baud, answer delay %s ms\n\n", project.name.c_str(),
+                project.variables.size(), plan.grouped().requests, project.link.baud,
+                fixed(options.answerDelayMs, 1).c_str());
+    printRequests(plan, options.allNames);
+    printCosts(plan);
+    printRefresh(plan.scans());
+    const std::vector<int> neverRead = plan.neverRead();
+    if (!neverRead.empty())
+        std::printf("never read: %s\n", namesOf(plan.requests(), neverRead, options.allNames).c_str());
+}
+
+QJsonArray namesIn(const RequestMap &map, const std::vector<int> &variables)
+{
+    QJsonArray names;
+    for (const int variable : variables)
+        names.append(QString::fromStdString(map.variable(variable).label));
+    return names;
+}
+
+QJsonObject costIn(const Cost &cost)
+{
+    return {{"requests", cost.requests}, {"bytes", cost.bytes}, {"milliseconds", inMilliseconds(cost.time)}};
+}
+
+QJsonArray requestsIn(const RequestPlan &plan)
+{
+    const RequestMap &map = plan.requests();
+    QJsonArray requests;
+    for (const int request : plan.sorted()) {
+        const RequestPlace &place = map.place(request);
+        requests.append(QJsonObject{{"station", place.station},
+                                    {"area", areaName(place.baseType)},
+                                    {"first", place.first},
+                                    {"count", place.count},
+                                    {"unused", map.unusedUnits(request)},
+                                    {"level", map.level(request)},
+                                    {"bytes", plan.costOf(request).bytes},
+                                    {"milliseconds", inMilliseconds(plan.costOf(request).time)},
+                                    {"variables", namesIn(map, map.variablesOf(request))}});
+    }
+    return requests;
+}
+
+QJsonArray refreshIn(const ScanStatistics &scans)
+{
+    QJsonArray levels;
+    for (int level = 0; level < kScanLevels; ++level) {
+        const Spread &spread = scans.refresh(level);
+        if (spread.count() > 0)
+            levels.append(QJsonObject{{"level", level},
+                                      {"requests", scans.requestsOf(level)},
+                                      {"leastMs", inMilliseconds(spread.least())},
+                                      {"medianMs", inMilliseconds(spread.median())},
+                                      {"mostMs", inMilliseconds(spread.most())}});
+    }
+    return levels;
+}
+
+void printJson(const Project &project, const RequestPlan &plan, const PlanOptions &options)
+{
+    const Cost &single = plan.single();
+    const Cost &grouped = plan.grouped();
+    const ScanStatistics &scans = plan.scans();
+    const QJsonObject root{
+        {"project", QString::fromStdString(project.name)},
+        {"variables", static_cast<int>(project.variables.size())},
+        {"baud", project.link.baud},
+        {"answerDelayMs", options.answerDelayMs},
+        {"requests", requestsIn(plan)},
+        {"everythingOnce", costIn(grouped)},
+        {"onePerVariable", costIn(single)},
+        {"ratio", QJsonObject{{"requests", ratio(single.requests, grouped.requests)},
+                              {"bytes", ratio(single.bytes, grouped.bytes)},
+                              {"milliseconds", ratio(seconds(single.time), seconds(grouped.time))}}},
+        {"scan", QJsonObject{{"requests", scans.requestsPerScan()},
+                             {"bytes", scans.bytesPerScan()},
+                             {"milliseconds", inMilliseconds(scans.durations().mean())}}},
+        {"refresh", refreshIn(scans)},
+        {"neverRead", namesIn(plan.requests(), plan.neverRead())}};
+    std::fputs(QJsonDocument(root).toJson().constData(), stdout);
+}
+
+ExitCode plan(const PlanOptions &options)
+{
+    Project project = loadProject(options.file);
+    if (options.baud > 0)
+        project.link.baud = options.baud;
+    for (const std::string &warning : projectWarnings(project))
+        std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
+    DriverLibrary driver(options.driver);
+    const RequestPlan result(driver, project, Time(static_cast<std::int64_t>(options.answerDelayMs * 1e6)));
+    if (options.format == "json")
+        printJson(project, result, options);
+    else
+        printText(project, result, options);
+    return kExitGood;
+}
+
+} // namespace
+
+void addPlanCommand(CLI::App *program, const Choose &choose)
+{
+    auto options = std::make_shared<PlanOptions>();
+    CLI::App *command =
+        program->add_subcommand("plan", "show what a project costs on the line, without a line");
+    command->add_option("PROJECT", options->file, "project file")->type_name("")->required();
+    command->add_option("-b,--baud", options->baud, "bits per second, in place of the project's")
+        ->check(CLI::Range(300, 4000000))
+        ->type_name("RATE");
+    command
+        ->add_option("--answer-delay", options->answerDelayMs,
+                     "what stations take from request to reply (ms)")
+        ->check(CLI::Range(0.0, 60000.0))
+        ->type_name("MS")
+        ->capture_default_str();
+    command->add_option("--format", options->format, "text or json")
+        ->check(CLI::IsMember({"text", "json"}))
+        ->type_name("NAME")
+        ->capture_default_str();
+    command->add_flag("--names", options->allNames, "name all variables of a request, however many");
+    command
+        ->add_option("--driver", options->driver,
+                     "the driver library, if it is not the one beside this program")
+        ->type_name("PATH");
+    command->footer(kHelp);
+    command->callback([options, choose] { choose([options] { return plan(*options); }); });
+}
+
+} // namespace plc::host

@@ -1,0 +1,57 @@
+/// @file
+/// What is known of a project's variables while it runs, besides their values.
+#ifndef PLC_HOST_PROJECT_MONITOR_H
+#define PLC_HOST_PROJECT_MONITOR_H
+
+#include <map>
+#include <vector>
+
+#include "communication.h"
+#include "request_map.h"
+#include "scan_statistics.h"
+#include "session.h"
+
+namespace plc::host {
+
+/// Turns the reads that have ended into states and ages of the variables that they cover. Variables are
+/// numbered from 0 as in the project. Not locked: the main thread's.
+class ProjectMonitor
+{
+public:
+    explicit ProjectMonitor(const Project &project)
+        : map_(project.variables, project.rows), scans_(map_), timeout_(project.link.timeout)
+    {}
+
+    /// Takes news of the communication thread; those that are about no grouped read are passed over.
+    void note(const News &news);
+
+    /// The station was switched off or on.
+    void setStationEnabled(int station, bool enabled);
+
+    /// @param now  of the clock that the reads were timed with.
+    WatchStatus status(int variable, Time now) const;
+
+    const RequestMap &requests() const { return map_; }
+    const ScanStatistics &scans() const { return scans_; }
+
+private:
+    struct Reading
+    {
+        OperationResult last;
+        bool hasValue = false;
+        Time lastGood{};
+        std::uint64_t served = 0;
+    };
+    bool isSwitchedOff(int variable) const;
+    Time staleAfter() const;
+
+    RequestMap map_;
+    ScanStatistics scans_;
+    Time timeout_;
+    std::vector<Reading> readings_; ///< by request
+    std::set<int> switchedOff_;
+};
+
+} // namespace plc::host
+
+#endif

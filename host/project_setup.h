@@ -1,0 +1,18 @@
+/// @file
+/// A project handed to the driver, as a runtime does it.
+#ifndef PLC_HOST_PROJECT_SETUP_H
+#define PLC_HOST_PROJECT_SETUP_H
+
+#include "driver_library.h"
+#include "project_file.h"
+
+namespace plc::host {
+
+/// Hands the name rows and the variables over; they replace the cyclic reads. After the driver got its
+/// settings, once in a process, since the driver never forgets a name row.
+/// @return number of the driver's cyclic reads, those of the priority levels not counted.
+int registerProject(DriverLibrary &driver, const Project &project);
+
+} // namespace plc::host
+
+#endif

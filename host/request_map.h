@@ -1,0 +1,96 @@
+/// @file
+/// Which requests the driver has made of the variables, learned from the requests themselves.
+#ifndef PLC_HOST_REQUEST_MAP_H
+#define PLC_HOST_REQUEST_MAP_H
+
+#include <map>
+#include <tuple>
+#include <vector>
+
+#include "core/records.h"
+#include "project_file.h"
+#include "variable.h"
+
+namespace plc::host {
+
+/// What a read request asks for.
+struct RequestPlace
+{
+    int station = 0;
+    int baseType = 0; ///< 0, 1, 4 or 5
+    int first = 0;    ///< bit or register, as it goes over the line
+    int count = 0;    ///< bits or registers
+};
+
+bool operator<(const RequestPlace &a, const RequestPlace &b);
+
+/// `hostId` of all cyclic reads, and `hostSubId` of those that the driver has grouped itself.
+constexpr int kGroupedHostId = 0;
+constexpr int kGroupedSubId = -1;
+
+/// True when @p result, the record that DataCom() returned at the end of a step, says that the grouped read
+/// at
+/// @p place was one of the read list. Reads of the priority levels leave the record as it was.
+bool isOrdinaryRead(const RW_VAR &result, const RequestPlace &place);
+
+/// "0x", "1x", "3x", "4x" for base types 0, 1, 4, 5.
+const char *areaName(int baseType);
+
+/// Grouped requests carry no identifier of the variables that they cover, so that they are told apart by
+/// their place. Requests and variables are numbered from 0, variables as in the project. Not locked: one
+/// thread.
+class RequestMap
+{
+public:
+    /// @param variables  with their stations.
+    /// @param rows       the name rows that the driver was given.
+    RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows);
+
+    /// Number of the request at @p place, which is a new one if it has not been seen before.
+    /// @param ordinary  it came from the read list, not from the list of a priority level.
+    int note(const RequestPlace &place, bool ordinary);
+
+    int requestCount() const { return static_cast<int>(requests_.size()); }
+    const RequestPlace &place(int request) const { return at(request).place; }
+    /// 0 for a request of the read list, otherwise its priority level, 1 to 4.
+    int level(int request) const { return at(request).level; }
+    /// Variables of which the request reads at least a part, in the project's order.
+    const std::vector<int> &variablesOf(int request) const { return at(request).variables; }
+    /// Bits or registers that the request reads and no variable wants.
+    int unusedUnits(int request) const { return at(request).unused; }
+
+    int variableCount() const { return static_cast<int>(variables_.size()); }
+    const Variable &variable(int number) const { return variables_[static_cast<std::size_t>(number)]; }
+    int stationOf(int variable) const { return this->variable(variable).station.value_or(0); }
+    /// Requests that read a part of the variable.
+    const std::vector<int> &requestsOf(int variable) const
+    {
+        return readers_[static_cast<std::size_t>(variable)];
+    }
+    /// True once requests for all parts of the variable have been seen.
+    bool isCovered(int variable) const { return covered_[static_cast<std::size_t>(variable)]; }
+
+private:
+    struct Request
+    {
+        RequestPlace place;
+        int level = 0;
+        int unused = 0;
+        std::vector<int> variables;
+    };
+    const Request &at(int request) const { return requests_[static_cast<std::size_t>(request)]; }
+    int levelOf(const RequestPlace &place) const;
+    int unusedIn(const Request &request) const;
+    bool isFullyRead(int variable) const;
+
+    std::vector<Variable> variables_;
+    std::vector<PriorityRow> rows_;
+    std::vector<Request> requests_;
+    std::map<RequestPlace, int> numbers_;
+    std::vector<std::vector<int>> readers_;
+    std::vector<bool> covered_;
+};
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,152 @@
+/// @file
+/// A panel's view of a link: variables in, values out, while the communication thread does the rest.
+#ifndef PLC_HOST_SESSION_H
+#define PLC_HOST_SESSION_H
+
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "communication.h"
+#include "driver_library.h"
+#include "link_settings.h"
+#include "operation_ledger.h"
+#include "values.h"
+#include "variable.h"
+
+namespace plc::host {
+
+enum class VariableState
+{
+    NeverRead,
+    Good,
+    Stale,   ///< the last answer was good and is too long ago
+    Refused, ///< by the station
+    NoAnswer,
+    BadReply,
+    SwitchedOff ///< nobody asks its station
+};
+
+/// State of a variable whose last reading ended so.
+VariableState stateOf(OperationEnd end);
+
+/// What is known of a cyclically read variable besides its value.
+struct WatchStatus
+{
+    VariableState state = VariableState::NeverRead;
+    OperationResult last;    ///< of the last attempt to read it
+    bool hasValue = false;   ///< it was read completely at least once
+    Time age{};              ///< since its oldest part was read; only with hasValue
+    std::uint64_t scans = 0; ///< how often each part of it was asked for at least, with any result
+};
+
+/// Drives the driver. All calls on one thread, the main thread; one session at a time.
+class Session
+{
+public:
+    /// Sets the driver up.
+    /// @param driver  outlives the session.
+    Session(DriverLibrary &driver, const LinkSettings &settings);
+    ~Session();
+    Session(const Session &) = delete;
+    Session &operator=(const Session &) = delete;
+
+    /// Registers a variable to be read over and over. Before start().
+    /// @return its number, counted from 0.
+    int watch(const Variable &variable);
+
+    /// @p listener gets all news of the communication thread, inside pump(). Before start().
+    void setListener(std::function<void(const News &)> listener) { listener_ = std::move(listener); }
+
+    /// Opens the port and starts communication.
+    /// @param trace    frames go to standard error.
+    /// @throw Failure  (port) when the port cannot be opened.
+    void start(bool trace);
+
+    /// Ends communication. Values and states remain readable.
+    void stop();
+
+    /// Orders one reading of a variable. It ends in exactly one result.
+    /// @throw Failure  (wrong usage) when the driver cannot take it.
+    Ticket read(const Variable &variable);
+
+    /// Orders a write.
+    /// @param values   as many as the variable has.
+    /// @throw Failure  (wrong usage) when the area cannot be written or the driver cannot take the write.
+    Ticket write(const Variable &variable, const Values &values);
+
+    /// Digests what the communication thread has to tell; waits for news until @p until at the latest.
+    void pump(Time until);
+
+    /// Result of an operation; its `end` is Open until it has ended.
+    OperationResult result(Ticket ticket) const { return ledger_.result(ticket); }
+
+    /// Pumps until the operation has ended, the port is lost or the program is interrupted.
+    OperationResult await(Ticket ticket);
+
+    /// Switches a station off or on. The driver drops what waits for a station that is off; here that ends
+    /// it.
+    void setStationEnabled(int station, bool enabled);
+
+    /// Values of a variable as the driver's mirror has them; 0 where nothing is known.
+    Values values(const Variable &variable) const;
+
+    WatchStatus status(int number) const;
+
+    const Statistics &statistics() const { return statistics_; }
+    Time runningFor() const { return (running_ ? steadyNow() : stoppedAt_) - startedAt_; }
+    const LinkSettings &settings() const { return settings_; }
+    /// Station that a variable is served at.
+    int stationOf(const Variable &variable) const { return variable.station.value_or(settings_.station); }
+    /// Why the port is gone; empty while it is not.
+    const std::string &portLost() const { return portLost_; }
+
+private:
+    struct CyclicRead
+    {
+        int variable = 0;
+        bool hasValue = false;
+        Time lastGood{};
+        OperationResult last;
+        std::uint64_t scans = 0;
+    };
+    struct Order
+    {
+        Variable variable;
+        Values values;
+        bool isWrite;
+        Ticket ticket;
+    };
+
+    void digest(const News &news);
+    void noteCyclic(const StepReport &report);
+    Ticket submit(const Variable &variable, const Values &values, bool isWrite);
+    void startWaiting();
+    void handRead(const Order &order);
+    void handWrite(const Order &order);
+    void checkWrite(const Variable &variable) const;
+    Time staleAfter() const;
+
+    DriverLibrary &driver_;
+    LinkSettings settings_;
+    COM_INFO info_{};
+    std::vector<unsigned short> words_; ///< the panel's word area
+    Mailbox<News> mailbox_;
+    Communication communication_;
+    OperationLedger ledger_;
+    std::deque<Order> waiting_; ///< not handed to the driver yet, oldest first
+    std::vector<Variable> watched_;
+    std::vector<CyclicRead> cyclicReads_;
+    Statistics statistics_;
+    std::function<void(const News &)> listener_;
+    std::string portLost_;
+    bool running_ = false;
+    Time startedAt_{};
+    Time stoppedAt_{};
+};
+
+} // namespace plc::host
+
+#endif

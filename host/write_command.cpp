@@ -1,0 +1,151 @@
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <memory>
+
+#include "command_options.h"
+#include "commands.h"
+#include "driver_library.h"
+#include "session.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr const char *kExample =
+    "Example: two registers, a bit inside a register and a 32-bit value, read back "
+    "afterwards:\n"
+    "  plchost write -p /dev/ttyUSB0 -a 5 4x:100=1,2 4x_bit:35.3=1 4x_d:200=-70000 "
+    "--verify\n\n";
+
+/// One write as it was typed.
+struct Assignment
+{
+    Variable variable;
+    Values values;
+};
+
+Assignment parseAssignment(const std::string &text, bool oneBased)
+{
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos)
+        throw Failure(kExitUsage,
+                      "'" + text + "' is no write; it must be VARIABLE=VALUE[,VALUE...], as 4x:100=1,2");
+    Assignment assignment;
+    const std::string name = text.substr(0, equals);
+    assignment.variable = parseVariable(name, oneBased);
+    Variable &variable = assignment.variable;
+    assignment.values = parseValues(text.substr(equals + 1), variable.area->unit, text);
+    const int given = static_cast<int>(assignment.values.size());
+    if (variable.countGiven && variable.count != given)
+        throw Failure(kExitUsage, "'" + text + "': the count is " + std::to_string(variable.count) +
+                                      ", but " + std::to_string(given) + " values are given");
+    if (!variable.countGiven && given > 1) {
+        // The variable is checked again with its count: it must not reach beyond the area.
+        const std::size_t at = std::min(name.find('@'), name.size());
+        variable =
+            parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
+        variable.text = name;
+    }
+    return assignment;
+}
+
+/// Reads back what was written. Fills in the row of the write.
+/// @return how reading ended; Open when the values differ.
+OperationEnd verify(Session &session, const Assignment &assignment, Row *row)
+{
+    const OperationResult result = session.await(session.read(assignment.variable));
+    if (result.end != OperationEnd::Good) {
+        row->state = "written, not read back";
+        row->detail = describeResult(result, row->station, session.settings());
+        return result.end;
+    }
+    const Values found = session.values(assignment.variable);
+    row->values = found;
+    if (found == assignment.values) {
+        row->state = "written and read back";
+        return OperationEnd::Good;
+    }
+    row->state = "differs";
+    row->detail = "the station holds other values than were written";
+    return OperationEnd::Open;
+}
+
+ExitCode writeAll(const CommandOptions &options, const std::vector<std::string> &texts, bool verifying)
+{
+    const LinkSettings link = options.link();
+    std::vector<Assignment> assignments;
+    for (const std::string &text : texts)
+        assignments.push_back(parseAssignment(text, link.oneBased()));
+    DriverLibrary driver(link.driverPath);
+    Session session(driver, link);
+    std::vector<Ticket> tickets;
+    for (const Assignment &assignment : assignments) {
+        if (verifying && session.stationOf(assignment.variable) == 0)
+            throw Failure(kExitUsage, "'" + assignment.variable.text +
+                                          "': a broadcast cannot be read back; leave --verify out");
+        tickets.push_back(session.write(assignment.variable, assignment.values));
+    }
+    session.start(options.verbose);
+
+    std::vector<OperationResult> written;
+    for (const Ticket ticket : tickets)
+        written.push_back(session.await(ticket));
+
+    RowPrinter printer(options.outputFormat(), options.numberStyle());
+    std::vector<OperationEnd> ends;
+    bool differs = false;
+    for (std::size_t i = 0; i < assignments.size(); ++i) {
+        Row row;
+        row.variable = assignments[i].variable;
+        row.station = session.stationOf(row.variable);
+        row.values = assignments[i].values;
+        OperationEnd end = written[i].end;
+        row.state = end == OperationEnd::Good ? "written" : stateName(end);
+        if (end != OperationEnd::Good)
+            row.detail = describeResult(written[i], row.station, link);
+        else if (verifying)
+            end = verify(session, assignments[i], &row);
+        // A station that takes a write and does not keep it has done half of what it was asked for.
+        differs = differs || (verifying && end == OperationEnd::Open);
+        ends.push_back(end);
+        if (!row.detail.empty() && end != OperationEnd::PortLost)
+            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.detail.c_str());
+        row.detail.clear();
+        printer.print(row);
+    }
+    session.stop();
+    if (!session.portLost().empty())
+        throw Failure(kExitPort, session.portLost());
+    return differs ? kExitMixed : exitCodeOf(ends);
+}
+
+} // namespace
+
+void addWriteCommand(CLI::App *program, const Choose &choose)
+{
+    struct WriteOptions : CommandOptions
+    {
+        std::vector<std::string> assignments;
+        bool verify = false;
+    };
+    auto options = std::make_shared<WriteOptions>();
+    CLI::App *command = program->add_subcommand("write", "write values and wait until each write has ended");
+    addPortOption(command, options.get());
+    command->add_option("WRITE", options->assignments, "what to write: VARIABLE=VALUE[,VALUE...]")
+        ->type_name("")
+        ->required();
+    command->add_flag("--verify", options->verify, "read back what was written and compare");
+    addLineOptions(command, options.get());
+    addOutputOptions(command, options.get());
+    command->footer(kExample +
+                    std::string("Values are decimal (-32768 to 65535 in a register, -2147483648 to "
+                                "4294967295 in 32 bits),\nhexadecimal (0x04D2), or for bits 0, 1, off, on, "
+                                "false, true.\n\n") +
+                    commonHelp());
+    command->callback([options, choose] {
+        choose([options] { return writeAll(*options, options->assignments, options->verify); });
+    });
+}
+
+} // namespace plc::host

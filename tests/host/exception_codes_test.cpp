@@ -1,0 +1,50 @@
+#include "host/exception_codes.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using plc::host::describeException;
+using plc::host::exceptionMeaning;
+
+struct Row
+{
+    int code;
+    const char *name;
+};
+
+void PrintTo(const Row &row, std::ostream *out)
+{
+    *out << "code " << row.code;
+}
+
+class ExceptionTable : public ::testing::TestWithParam<Row>
+{};
+
+TEST_P(ExceptionTable, HasItsStandardName)
+{
+    EXPECT_STREQ(GetParam().name, exceptionMeaning(GetParam().code).name);
+}
+
+INSTANTIATE_TEST_SUITE_P(Codes, ExceptionTable,
+                         ::testing::Values(Row{1, "illegal function"}, Row{2, "illegal data address"},
+                                           Row{3, "illegal data value"}, Row{4, "server device failure"},
+                                           Row{5, "acknowledge"}, Row{6, "server device busy"},
+                                           Row{7, "negative acknowledge"}, Row{8, "memory parity error"},
+                                           Row{10, "gateway path unavailable"},
+                                           Row{11, "gateway target failed to respond"},
+                                           Row{9, "unknown exception"}, Row{0, "unknown exception"},
+                                           Row{255, "unknown exception"}),
+                         [](const auto &test) { return std::to_string(test.param.code); });
+
+TEST(Exceptions, AreDescribedWithCodeNameFunctionAndAdvice)
+{
+    EXPECT_EQ(
+        "exception 02 (illegal data address) to function 3: the range lies outside the station's map; read "
+        "fewer registers at once, or try --option one-based",
+        describeException(3, 2));
+    EXPECT_EQ("exception 99 (unknown exception) to function 16: see the station's manual",
+              describeException(16, 99));
+}
+
+} // namespace

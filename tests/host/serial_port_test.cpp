@@ -1,0 +1,191 @@
+#include "host/serial_port.h"
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <thread>
+
+#include <QCoreApplication>
+
+#include "host/failure.h"
+#include "support/hex.h"
+
+namespace {
+
+using namespace plc::host;
+using plc::test::hex;
+using std::chrono::milliseconds;
+using ::testing::HasSubstr;
+
+constexpr Time kPatience = std::chrono::seconds(20);
+
+/// The other end of the line.
+class FarEnd
+{
+public:
+    FarEnd() : descriptor_(posix_openpt(O_RDWR | O_NOCTTY))
+    {
+        if (descriptor_ < 0 || grantpt(descriptor_) != 0 || unlockpt(descriptor_) != 0)
+            throw std::runtime_error("no pseudo-terminal");
+        path_ = ptsname(descriptor_);
+    }
+    ~FarEnd() { hangUp(); }
+
+    void hangUp()
+    {
+        if (descriptor_ >= 0)
+            close(descriptor_);
+        descriptor_ = -1;
+    }
+    void write(const QByteArray &bytes)
+    {
+        EXPECT_EQ(bytes.size(),
+                  ::write(descriptor_, bytes.constData(), static_cast<std::size_t>(bytes.size())));
+    }
+    QByteArray read(int length)
+    {
+        QByteArray bytes(length, '\0');
+        int done = 0;
+        while (done < length) {
+            const ssize_t got =
+                ::read(descriptor_, bytes.data() + done, static_cast<std::size_t>(length - done));
+            if (got <= 0)
+                break;
+            done += static_cast<int>(got);
+        }
+        return bytes.left(done);
+    }
+    const std::string &path() const { return path_; }
+    /// The settings of the line, which both ends share.
+    termios mode() const
+    {
+        termios mode{};
+        EXPECT_EQ(0, tcgetattr(descriptor_, &mode));
+        return mode;
+    }
+
+private:
+    int descriptor_;
+    std::string path_;
+};
+
+class SerialPortTest : public ::testing::Test
+{
+protected:
+    SerialPortTest()
+    {
+        static int argc = 1;
+        static char name[] = "serial_port_test";
+        static char *argv[] = {name, nullptr};
+        static QCoreApplication application(argc, argv);
+        settings.port = far.path();
+    }
+
+    FarEnd far;
+    LinkSettings settings;
+};
+
+TEST_F(SerialPortTest, CarriesBytesBothWays)
+{
+    SerialPort port;
+    port.open(settings);
+    port.send(hex("11 03 00 0A 0D 00 11 13 FF"));
+    EXPECT_EQ(hex("11 03 00 0A 0D 00 11 13 FF"), far.read(9));
+    far.write(hex("11 13 0A 0D 00 FF 03 04"));
+    QByteArray received;
+    while (received.size() < 8 && !HasFailure()) {
+        const QByteArray some = port.receive(steadyNow() + kPatience);
+        ASSERT_FALSE(some.isEmpty());
+        received += some;
+    }
+    EXPECT_EQ(hex("11 13 0A 0D 00 FF 03 04"), received);
+}
+
+TEST_F(SerialPortTest, DropsCharactersWithAWrongParity)
+{
+    SerialPort port;
+    port.open(settings);
+    const tcflag_t checks = INPCK | IGNPAR | PARMRK | ISTRIP;
+    EXPECT_EQ(tcflag_t{INPCK | IGNPAR}, far.mode().c_iflag & checks);
+}
+
+TEST_F(SerialPortTest, ChecksNoParityWhereThereIsNone)
+{
+    settings.parity = Parity::None;
+    SerialPort port;
+    port.open(settings);
+    EXPECT_EQ(tcflag_t{0}, far.mode().c_iflag & INPCK);
+    EXPECT_NE(tcflag_t{0}, far.mode().c_cflag & CSTOPB) << "two stop bits make up for it";
+}
+
+TEST_F(SerialPortTest, SetsTheBaudRate)
+{
+    settings.baud = 9600;
+    SerialPort port;
+    port.open(settings);
+    const termios mode = far.mode();
+    EXPECT_EQ(speed_t{B9600}, cfgetospeed(&mode));
+}
+
+TEST_F(SerialPortTest, WaitsNoLongerThanAsked)
+{
+    SerialPort port;
+    port.open(settings);
+    const Time until = steadyNow() + std::chrono::microseconds(2500);
+    EXPECT_TRUE(port.receive(until).isEmpty());
+    EXPECT_GE(steadyNow(), until);
+}
+
+TEST_F(SerialPortTest, IsWokenByBytesLongBeforeTheTimeIsOver)
+{
+    SerialPort port;
+    port.open(settings);
+    std::thread writer([this] { far.write(hex("01")); });
+    const Time start = steadyNow();
+    EXPECT_EQ(hex("01"), port.receive(start + kPatience));
+    EXPECT_LT(steadyNow(), start + kPatience);
+    writer.join();
+}
+
+TEST_F(SerialPortTest, ThrowsAwayWhatCameBeforeItWasOpened)
+{
+    SerialPort port;
+    far.write(hex("55 55 55"));
+    port.open(settings);
+    EXPECT_TRUE(port.receive(steadyNow() + milliseconds(20)).isEmpty());
+}
+
+TEST_F(SerialPortTest, SaysThatItIsLost)
+{
+    SerialPort port;
+    port.open(settings);
+    far.hangUp();
+    try {
+        port.receive(steadyNow() + kPatience);
+        port.receive(steadyNow() + kPatience);
+        FAIL() << "nothing was noticed";
+    } catch (const Failure &failure) {
+        EXPECT_EQ(kExitPort, failure.code());
+        EXPECT_THAT(failure.what(), HasSubstr(settings.port));
+        EXPECT_THAT(failure.what(), HasSubstr("is lost"));
+    }
+}
+
+TEST_F(SerialPortTest, ThatDoesNotExistIsAnErrorThatNamesIt)
+{
+    settings.port = "/dev/no_such_port";
+    SerialPort port;
+    try {
+        port.open(settings);
+        FAIL() << "it was opened";
+    } catch (const Failure &failure) {
+        EXPECT_EQ(kExitPort, failure.code());
+        EXPECT_THAT(failure.what(), HasSubstr("'/dev/no_such_port' cannot be opened at 19200 baud"));
+    }
+}
+
+} // namespace

@@ -1,0 +1,349 @@
+// plchost against plcstation over a pseudo-terminal: values, outcomes, exit codes.
+
+#include <csignal>
+
+#include "programs.h"
+
+namespace {
+
+using namespace plc::test;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+// Registers and bits that a station starts with; every test below states what it expects of them by hand.
+const char kAreas[] = R"({
+  "4x": { "100": [4660, 43981, 1, 65535, 0], "200": [4660, 22136, 65535, 65534], "300-546": 7, "547": [70, 71, 72] },
+  "3x": { "7": [42, 43], "20": [1, 2] },
+  "0x": { "16": [1, 0, 1, 1, 0, 0, 1, 0, 1, 1] },
+  "1x": { "8": [0, 1, 1] },
+  "stations": { "5": { "4x": { "100": 555 } } }
+})";
+
+const Words kShortWait{"-o", "0.3"};
+
+class HostAndStation : public ::testing::Test
+{
+protected:
+    void serve(const Words &arguments)
+    {
+        station = startStation(Words{"-a", "1,5", "--areas", areas.path()} + arguments);
+    }
+    Finished host(const std::string &command, const Words &arguments)
+    {
+        return plchost(Words{command, "-p", station->terminal()} + arguments);
+    }
+
+    TemporaryFile areas{kAreas};
+    std::unique_ptr<Server> station;
+};
+
+TEST_F(HostAndStation, ReadsEveryAreaAsTheStationHasIt)
+{
+    serve({});
+    const Finished run =
+        host("read", {"4x:100:5", "4x_bit:100.2:4", "4x_d:200:2", "3x:7:2", "3x_bit:7.1", "3x_d:20",
+                      "0x:16:10", "1x:8:3", "4x_single:101", "4x_block:101:2", "4x:300:250"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const Words lines = run.lines();
+    ASSERT_EQ(11u, lines.size()) << run.output;
+    EXPECT_EQ("4x:100:5 = 4660 43981 1 65535 0", lines[0]);
+    EXPECT_EQ("4x_bit:100.2:4 = 1 0 1 1", lines[1]);
+    EXPECT_EQ("4x_d:200:2 = 305419896 4294967294", lines[2]);
+    EXPECT_EQ("3x:7:2 = 42 43", lines[3]);
+    EXPECT_EQ("3x_bit:7.1 = 1", lines[4]);
+    EXPECT_EQ("3x_d:20 = 65538", lines[5]);
+    EXPECT_EQ("0x:16:10 = 1 0 1 1 0 0 1 0 1 1", lines[6]);
+    EXPECT_EQ("1x:8:3 = 0 1 1", lines[7]);
+    EXPECT_EQ("4x_single:101 = 43981", lines[8]);
+    EXPECT_EQ("4x_block:101:2 = 43981 1", lines[9]);
+    EXPECT_THAT(lines[10], StartsWith("4x:300:250 = 7 7 7 7 7"));
+    EXPECT_THAT(lines[10], MatchesRegex(".* 7 70 71 72"));
+    EXPECT_THAT(run.errors, IsEmpty());
+}
+
+TEST_F(HostAndStation, ShowsValuesAsAsked)
+{
+    serve({});
+    EXPECT_EQ("4x:100:2 = 0x1234 0xABCD\n", host("read", {"4x:100:2", "--hex"}).output);
+    EXPECT_EQ("4x:101:3 = -21555 1 -1\n", host("read", {"4x:101:3", "--signed"}).output);
+    EXPECT_EQ("name,station,value,state\n4x:100,1,4660,good\n4x:101,1,43981,good\n",
+              host("read", {"4x:100:2", "--format", "csv"}).output);
+    EXPECT_EQ("{\"variable\":\"4x:100:2\",\"station\":1,\"state\":\"good\",\"values\":[4660,43981]}\n",
+              host("read", {"4x:100:2", "--format", "ndjson"}).output);
+}
+
+TEST_F(HostAndStation, TakesTypeStartAndCountAsOtherMastersDo)
+{
+    serve({});
+    EXPECT_EQ("4x:100:2 = 4660 43981\n", host("read", {"-t", "4", "-r", "100", "-c", "2"}).output);
+    EXPECT_EQ("1x:8:3 = 0 1 1\n", host("read", {"-t", "1", "-r", "8", "-c", "3"}).output);
+}
+
+TEST_F(HostAndStation, CountsAddressesFromOneWhenTold)
+{
+    serve({});
+    EXPECT_EQ("4x:101 = 4660\n", host("read", {"4x:101", "--option", "one-based"}).output);
+}
+
+TEST_F(HostAndStation, AsksTheStationThatTheVariableNames)
+{
+    serve({});
+    EXPECT_EQ("4x:100 = 4660\n4x:100@5 = 555\n", host("read", {"4x:100", "4x:100@5"}).output);
+    EXPECT_EQ("4x:100 = 555\n", host("read", {"-a", "5", "4x:100"}).output);
+}
+
+TEST_F(HostAndStation, WritesEveryAreaAndReadsItBack)
+{
+    serve({});
+    const Finished run =
+        host("write", {"4x:600:5=1,22,333,4444,55555", "4x:610=-2", "4x_bit:620.3=1",
+                       "4x_bit:621.14:4=1,0,0,1", "4x_d:630:2=305419896,-70000", "4x_single:640=7,8",
+                       "4x_block:650=0x09,10", "0x:660=1,0,1,1,0,0,1,0,1,1", "0x:680=on", "--verify"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_THAT(run.lines(), ElementsAre("4x:600:5 = 1 22 333 4444 55555  (written and read back)",
+                                         "4x:610 = 65534  (written and read back)",
+                                         "4x_bit:620.3 = 1  (written and read back)",
+                                         "4x_bit:621.14:4 = 1 0 0 1  (written and read back)",
+                                         "4x_d:630:2 = 305419896 4294897296  (written and read back)",
+                                         "4x_single:640 = 7 8  (written and read back)",
+                                         "4x_block:650 = 9 10  (written and read back)",
+                                         "0x:660 = 1 0 1 1 0 0 1 0 1 1  (written and read back)",
+                                         "0x:680 = 1  (written and read back)"));
+    // Another run has a mirror of its own, so what it shows comes from the station.
+    EXPECT_EQ("4x:630:4 = 4660 22136 65534 61072\n", host("read", {"4x:630:4"}).output);
+    EXPECT_EQ("4x:620:3 = 8 16384 2\n", host("read", {"4x:620:3"}).output);
+}
+
+TEST_F(HostAndStation, WritesTheSamePlaceTwiceInOrderAndReportsBoth)
+{
+    serve({});
+    Words writes;
+    for (int i = 1; i <= 20; ++i)
+        writes.push_back("4x:600=" + std::to_string(i));
+    const Finished run = host("write", writes);
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_EQ(20u, run.lines().size());
+    EXPECT_EQ("4x:600 = 20\n", host("read", {"4x:600"}).output);
+}
+
+TEST_F(HostAndStation, BroadcastsAWriteToAllStations)
+{
+    serve({});
+    EXPECT_EQ(0, host("write", {"4x:600@0=77"}).exitCode);
+    EXPECT_EQ("4x:600 = 77\n4x:600@5 = 77\n", host("read", {"4x:600", "4x:600@5"}).output);
+}
+
+TEST_F(HostAndStation, SpeaksRelayFrames)
+{
+    serve({"--relay"});
+    const Words relay{"--link-mode", "1"};
+    const Finished run = host("write", relay + Words{"4x:600:2=1,2", "4x_bit:620.3=1", "4x_d:630=305419896",
+                                                     "0x:660=1,0,1", "4x:610=9", "0x:680=1", "--verify"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_EQ(6u, run.lines().size());
+    EXPECT_EQ(
+        "4x:100:5 = 4660 43981 1 65535 0\n3x:7:2 = 42 43\n1x:8:3 = 0 1 1\n0x:16:10 = 1 0 1 1 0 0 1 0 1 1\n"
+        "4x_d:200 = 305419896\n",
+        host("read", relay + Words{"4x:100:5", "3x:7:2", "1x:8:3", "0x:16:10", "4x_d:200"}).output);
+}
+
+TEST_F(HostAndStation, ObeysTheDriverOptions)
+{
+    serve({"--crc-high-first"});
+    const Finished run =
+        host("write", {"4x:600=1,2,3", "4x_bit:620.3=1", "0x:660=1,0,1", "--verify", "--max-block", "2",
+                       "--option", "crc-swap-requests,crc-swap-replies", "--option", "fc16-single",
+                       "--option", "single-coils", "--option", "bit-from-mirror"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_EQ(3u, run.lines().size());
+}
+
+TEST_F(HostAndStation, WritesThatNeedNoReplyAreDoneWhetherAStationAnswersOrNot)
+{
+    serve({"--drop", "100"});
+    const Finished run = host("write", kShortWait + Words{"4x_single:600=5", "--option", "no-reply-single"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_THAT(station->stop().errors, HasSubstr("answered"));
+}
+
+// --- exit codes
+
+TEST_F(HostAndStation, EndsWithTwoWhenTheStationIsDead)
+{
+    serve({});
+    station->process().signal(SIGSTOP);
+    const Finished run = host("read", kShortWait + Words{"4x:100"});
+    EXPECT_EQ(2, run.exitCode);
+    EXPECT_EQ("4x:100 = ?  (no answer)\n", run.output);
+    EXPECT_THAT(run.errors,
+                StartsWith("plchost: 4x:100: no answer from station 1 after 3 attempts of 300 ms; check "));
+}
+
+TEST_F(HostAndStation, EndsWithTwoWhenNobodyHasTheNumber)
+{
+    serve({});
+    EXPECT_EQ(2, host("write", kShortWait + Words{"-a", "9", "4x:100=1"}).exitCode);
+}
+
+TEST_F(HostAndStation, EndsWithThreeWhenTheStationRefuses)
+{
+    serve({"--size", "1000"});
+    const Finished run = host("read", {"4x:1000"});
+    EXPECT_EQ(3, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("exception 02 (illegal data address) to function 3"));
+    EXPECT_EQ(3, host("write", {"0x:1000=1"}).exitCode);
+}
+
+TEST_F(HostAndStation, EndsWithThreeLongBeforeTheTimeOut)
+{
+    serve({"--size", "1000"});
+    const auto start = plc::host::steadyNow();
+    EXPECT_EQ(3, host("read", {"4x:1000", "-o", "60"}).exitCode);
+    EXPECT_LT(plc::host::steadyNow() - start, std::chrono::seconds(60));
+}
+
+TEST_F(HostAndStation, EndsWithThreeInRelayModeToo)
+{
+    serve({"--relay", "--size", "1000"});
+    EXPECT_EQ(3, host("read", {"4x:1000", "--link-mode", "1"}).exitCode);
+}
+
+TEST_F(HostAndStation, EndsWithFourWhenEveryReplyIsDamaged)
+{
+    serve({"--bad-crc", "100"});
+    const Finished run = host("read", kShortWait + Words{"4x:100"});
+    EXPECT_EQ(4, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("no usable reply from station 1 after 3 attempts"));
+}
+
+TEST_F(HostAndStation, EndsWithFourWhenTheCrcStandsTheOtherWayRound)
+{
+    serve({"--reply-crc-high-first"});
+    EXPECT_EQ(4, host("read", kShortWait + Words{"4x:100"}).exitCode);
+}
+
+TEST_F(HostAndStation, EndsWithFiveWhenThePortIsMissing)
+{
+    const Finished run = plchost({"read", "-p", "/dev/no_such_port", "4x:100"});
+    EXPECT_EQ(5, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("'/dev/no_such_port' cannot be opened"));
+    EXPECT_THAT(run.output, IsEmpty());
+}
+
+TEST_F(HostAndStation, EndsWithFiveWhenThePortIsLost)
+{
+    serve({});
+    plc::host::ChildProcess watch(PLC_HOST_PROGRAM, {"watch", "-p", station->terminal(), "4x:100"}, true);
+    ASSERT_TRUE(watch.readLine(plc::host::steadyNow() + kPatience).has_value());
+    station->process().signal(SIGKILL);
+    EXPECT_EQ(5, watch.waitForEnd(plc::host::steadyNow() + kPatience));
+    EXPECT_THAT(watch.errors(), HasSubstr("is lost while"));
+}
+
+TEST_F(HostAndStation, EndsWithSixWhenSomeIsGoodAndSomeIsNot)
+{
+    serve({"--size", "1000"});
+    const Finished run = host("read", {"4x:100", "4x:1000"});
+    EXPECT_EQ(6, run.exitCode);
+    EXPECT_EQ("4x:100 = 4660\n4x:1000 = ?  (refused)\n", run.output);
+    EXPECT_EQ(6, host("write", kShortWait + Words{"4x:100=1", "4x:100@9=1"}).exitCode);
+}
+
+TEST_F(HostAndStation, SaysWhenAStationDoesNotKeepWhatItTook)
+{
+    serve({"--counters", "4x:600"});
+    const Finished run = host("write", {"4x:600=5", "--verify"});
+    EXPECT_EQ(6, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("the station holds other values than were written"));
+}
+
+// --- faults
+
+struct FaultCase
+{
+    const char *name;
+    Words station;
+    Words host;
+    const char *said; ///< in the statistics of plcstation
+};
+
+void PrintTo(const FaultCase &fault, std::ostream *out)
+{
+    *out << fault.name;
+}
+
+class HostUnderFaults : public ::testing::TestWithParam<FaultCase>
+{};
+
+// Reads and writes of all kinds; the values are those of kAreas.
+const Words kManyReads{"4x:100:5", "4x:547:3", "4x_bit:100.2:4", "4x_d:200:2", "3x:7:2",  "3x_bit:7.1",
+                       "3x_d:20",  "0x:16:10", "1x:8:3",         "4x:200:4",   "4x:101",  "4x:102",
+                       "4x:103",   "4x:104",   "3x:7",           "3x:8",       "0x:18:3", "0x:19:2"};
+const char kManyValues[] =
+    "4x:100:5 = 4660 43981 1 65535 0\n4x:547:3 = 70 71 72\n4x_bit:100.2:4 = 1 0 1 1\n"
+    "4x_d:200:2 = 305419896 4294967294\n3x:7:2 = 42 43\n3x_bit:7.1 = 1\n3x_d:20 = 65538\n"
+    "0x:16:10 = 1 0 1 1 0 0 1 0 1 1\n1x:8:3 = 0 1 1\n4x:200:4 = 4660 22136 65535 65534\n"
+    "4x:101 = 43981\n4x:102 = 1\n4x:103 = 65535\n4x:104 = 0\n3x:7 = 42\n3x:8 = 43\n"
+    "0x:18:3 = 1 1 0\n0x:19:2 = 1 0\n";
+
+TEST_P(HostUnderFaults, ReadsTheStationsValuesAndEndsEveryWriteOnce)
+{
+    const TemporaryFile areas(kAreas);
+    const auto station =
+        startStation(Words{"-a", "1,5", "--areas", areas.path(), "--seed", "11"} + GetParam().station);
+    const Words common = Words{"-p", station->terminal(), "-o", "0.3", "--retries", "20"} + GetParam().host;
+
+    const Finished read = plchost(Words{"read"} + common + kManyReads);
+    EXPECT_EQ(0, read.exitCode) << read.errors;
+    EXPECT_EQ(kManyValues, read.output);
+
+    Words writes;
+    Words wanted;
+    for (int i = 0; i < 12; ++i) {
+        const std::string at = std::to_string(600 + i);
+        writes.push_back("4x:" + at + "=" + std::to_string(1000 + i));
+        wanted.push_back("4x:" + at + " = " + std::to_string(1000 + i) + "  (written and read back)");
+    }
+    writes.insert(writes.end(), {"4x_bit:620.3=1", "4x_d:630=305419896", "0x:660=1,0,1", "0x:680=1"});
+    wanted.insert(wanted.end(),
+                  {"4x_bit:620.3 = 1  (written and read back)",
+                   "4x_d:630 = 305419896  (written and read back)", "0x:660 = 1 0 1  (written and read back)",
+                   "0x:680 = 1  (written and read back)"});
+    const Finished written = plchost(Words{"write"} + common + writes + Words{"--verify"});
+    EXPECT_EQ(0, written.exitCode) << written.errors;
+    EXPECT_EQ(wanted, written.lines());
+
+    EXPECT_THAT(station->stop().errors, HasSubstr(GetParam().said)) << "the fault never happened";
+}
+
+const Words kRelayStation{"--relay"};
+const Words kRelayHost{"--link-mode", "1"};
+
+INSTANTIATE_TEST_SUITE_P(
+    Faults, HostUnderFaults,
+    ::testing::Values(
+        FaultCase{"None", {}, {}, "exceptions 0"}, FaultCase{"Drop", {"--drop", "10"}, {}, "fault drop"},
+        FaultCase{"Cut", {"--cut", "30"}, {}, "fault cut"},
+        FaultCase{"CutBeyondTheTimeOut", {"--cut", "10", "--cut-pause", "400"}, {}, "fault cut"},
+        FaultCase{"CutForever", {"--cut-forever", "10"}, {}, "fault cut-forever"},
+        FaultCase{"BadCrc", {"--bad-crc", "10"}, {}, "fault bad-crc"},
+        FaultCase{"SwapCrc", {"--swap-crc", "10"}, {}, "fault swap-crc"},
+        FaultCase{"NoiseBefore", {"--noise-before", "50"}, {}, "fault noise-before"},
+        FaultCase{"NoiseAfter", {"--noise-after", "50"}, {}, "fault noise-after"},
+        FaultCase{"Foreign", {"--foreign", "10"}, {}, "fault foreign"},
+        FaultCase{"Exception", {"--exception", "20"}, {}, "fault exception"},
+        FaultCase{"Twice", {"--twice", "50"}, {}, "fault twice"},
+        FaultCase{"Late", {"--late", "10", "--late-by", "400"}, {}, "fault late"},
+        FaultCase{"RelayDrop", kRelayStation + Words{"--drop", "10"}, kRelayHost, "fault drop"},
+        FaultCase{"RelayCut", kRelayStation + Words{"--cut", "30"}, kRelayHost, "fault cut"},
+        FaultCase{"RelayBadCrc", kRelayStation + Words{"--bad-crc", "10"}, kRelayHost, "fault bad-crc"},
+        FaultCase{"RelayNoise", kRelayStation + Words{"--noise-before", "30", "--noise-after", "30"},
+                  kRelayHost, "fault noise-before"},
+        FaultCase{"RelayTwice", kRelayStation + Words{"--twice", "50"}, kRelayHost, "fault twice"}),
+    [](const auto &test) { return test.param.name; });
+
+} // namespace

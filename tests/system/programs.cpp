@@ -1,0 +1,83 @@
+#include "programs.h"
+
+#include <unistd.h>
+
+#include <csignal>
+#include <sstream>
+#include <stdexcept>
+
+namespace plc::test {
+
+namespace {
+
+Finished collect(host::ChildProcess &process)
+{
+    Finished finished;
+    const auto code = process.waitForEnd(host::steadyNow() + kPatience);
+    finished.exitCode = code.value_or(-1);
+    finished.output = process.output();
+    finished.errors = process.errors();
+    EXPECT_TRUE(code.has_value()) << "the program does not end; so far it said:\n" << finished.errors;
+    return finished;
+}
+
+} // namespace
+
+Words Finished::lines() const
+{
+    Words result;
+    std::istringstream stream(output);
+    for (std::string line; std::getline(stream, line);)
+        result.push_back(line);
+    return result;
+}
+
+void PrintTo(const Finished &finished, std::ostream *out)
+{
+    *out << "exit code " << finished.exitCode << "\n--- output\n"
+         << finished.output << "--- errors\n"
+         << finished.errors;
+}
+
+Finished plchost(const Words &arguments)
+{
+    host::ChildProcess process(PLC_HOST_PROGRAM, arguments, true);
+    return collect(process);
+}
+
+Server::Server(const std::string &program, const Words &arguments)
+    : process_(std::make_unique<host::ChildProcess>(program, arguments, true))
+{
+    const auto line = process_->readLine(host::steadyNow() + kPatience);
+    if (!line)
+        throw std::runtime_error(program + " named no terminal: " + process_->errors());
+    terminal_ = *line;
+}
+
+Finished Server::stop()
+{
+    process_->signal(SIGTERM);
+    return collect(*process_);
+}
+
+std::unique_ptr<Server> startStation(const Words &arguments)
+{
+    return std::make_unique<Server>(PLC_STATION_PROGRAM, Words{"--die-with-parent"} + arguments);
+}
+
+TemporaryFile::TemporaryFile(const std::string &content)
+{
+    std::string path = ::testing::TempDir() + "plc_test_XXXXXX";
+    const int file = mkstemp(path.data());
+    if (file < 0 || write(file, content.data(), content.size()) != static_cast<ssize_t>(content.size()))
+        throw std::runtime_error("no temporary file in " + ::testing::TempDir());
+    close(file);
+    path_ = path;
+}
+
+TemporaryFile::~TemporaryFile()
+{
+    unlink(path_.c_str());
+}
+
+} // namespace plc::test

@@ -1,0 +1,505 @@
+// A whole project: planned without a line, and run against eight simulated stations.
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <functional>
+#include <map>
+
+#include "host/project_file.h"
+#include "programs.h"
+
+namespace {
+
+using namespace plc::test;
+using namespace plc::host;
+using ::testing::HasSubstr;
+using ::testing::UnorderedElementsAreArray;
+
+const std::string kPackagingLine = PLC_EXAMPLES "/packaging_line.json";
+
+/// What stands in every bit and register of the simulated stations: in each one something else.
+std::uint32_t knownRegister(int station, int baseType, int address)
+{
+    return static_cast<std::uint32_t>(station * 7919 + baseType * 2087 + address * 31) & 0xFFFFu;
+}
+
+std::uint32_t knownBit(int station, int baseType, int address)
+{
+    return (static_cast<std::uint32_t>(station + baseType + address * address / 3) >> 1) & 1u;
+}
+
+std::uint32_t known(int station, int baseType, int address)
+{
+    return baseType <= 1 ? knownBit(station, baseType, address) : knownRegister(station, baseType, address);
+}
+
+/// A piece of an area of all stations.
+struct Filled
+{
+    const char *area;
+    int baseType;
+    int first;
+    int count;
+};
+
+constexpr Filled kFilled[] = {{"0x", 0, 0, 20},    {"1x", 1, 0, 30},    {"3x", 4, 0, 40},
+                              {"4x", 5, 1000, 50}, {"4x", 5, 2000, 10}, {"4x", 5, 3000, 10},
+                              {"4x", 5, 4000, 20}, {"4x", 5, 5000, 10}};
+
+std::string areasOfEightStations()
+{
+    QJsonObject stations;
+    for (int station = 1; station <= 8; ++station) {
+        QJsonObject areas;
+        for (const Filled &filled : kFilled) {
+            QJsonArray values;
+            for (int i = 0; i < filled.count; ++i)
+                values.append(static_cast<int>(known(station, filled.baseType, filled.first + i)));
+            QJsonObject area = areas.value(filled.area).toObject();
+            area.insert(QString::number(filled.first), values);
+            areas.insert(filled.area, area);
+        }
+        stations.insert(QString::number(station), areas);
+    }
+    return QJsonDocument(QJsonObject{{"stations", stations}}).toJson().toStdString();
+}
+
+/// What the stations hold for a variable.
+std::vector<double> knownValues(const Variable &variable)
+{
+    const int station = variable.station.value_or(0);
+    const int baseType = variable.area->baseType;
+    std::vector<double> values;
+    for (int i = 0; i < variable.count; ++i) {
+        if (variable.area->insideRegister) {
+            const int bit = variable.first + i;
+            values.push_back((known(station, baseType, bit / 16) >> (bit % 16)) & 1u);
+        } else if (variable.area->unit == Unit::RegisterPair) {
+            const int first = variable.first + 2 * i;
+            values.push_back(known(station, baseType, first) * 65536.0 + known(station, baseType, first + 1));
+        } else {
+            values.push_back(known(station, baseType, variable.first + i));
+        }
+    }
+    return values;
+}
+
+QJsonObject json(const std::string &line)
+{
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(line), &error);
+    EXPECT_EQ(QJsonParseError::NoError, error.error) << line;
+    return document.object();
+}
+
+std::vector<double> numbers(const QJsonValue &list)
+{
+    std::vector<double> result;
+    for (const QJsonValue &item : list.toArray())
+        result.push_back(item.toDouble());
+    return result;
+}
+
+std::string word(const QJsonObject &object, const char *key)
+{
+    return object.value(key).toString().toStdString();
+}
+
+/// plchost run with standard input in the test's hand.
+class RunningProject
+{
+public:
+    RunningProject(const Words &arguments)
+        : pipe_(::testing::TempDir() + "plc_input_" + std::to_string(getpid()))
+    {
+        EXPECT_EQ(0, mkfifo(pipe_.c_str(), 0600));
+        // Opened for both directions it waits for no reader.
+        input_ = open(pipe_.c_str(), O_RDWR | O_CLOEXEC);
+        process_ = std::make_unique<ChildProcess>("/bin/sh",
+                                                  Words{"-c", "exec \"$0\" \"$@\" <'" + pipe_ + "'",
+                                                        PLC_HOST_PROGRAM, "run", "--format", "ndjson", "-q"} +
+                                                      arguments,
+                                                  true);
+    }
+    ~RunningProject()
+    {
+        close(input_);
+        unlink(pipe_.c_str());
+    }
+
+    void say(const std::string &line)
+    {
+        const std::string text = line + "\n";
+        EXPECT_EQ(static_cast<ssize_t>(text.size()), write(input_, text.data(), text.size()));
+    }
+
+    /// Reads on until a line is as wanted.
+    QJsonObject await(const std::function<bool(const QJsonObject &)> &wanted)
+    {
+        const Time limit = steadyNow() + kPatience;
+        while (const auto line = process_->readLine(limit)) {
+            QJsonObject object = json(*line);
+            seen_.push_back(object);
+            if (wanted(object))
+                return object;
+        }
+        ADD_FAILURE() << "the line never came; standard error: " << process_->errors();
+        return QJsonObject();
+    }
+
+    QJsonObject awaitState(const std::string &variable, const std::string &state)
+    {
+        return await([&](const QJsonObject &line) {
+            return word(line, "variable") == variable && word(line, "state") == state;
+        });
+    }
+
+    QJsonObject awaitWrite(const std::string &variable)
+    {
+        return await([&](const QJsonObject &line) { return word(line, "write") == variable; });
+    }
+
+    int end()
+    {
+        say("quit");
+        await([](const QJsonObject &line) { return line.contains("statistics"); });
+        return process_->waitForEnd(steadyNow() + kPatience).value_or(-1);
+    }
+
+    /// Every line so far.
+    const std::vector<QJsonObject> &seen() const { return seen_; }
+    int countOfWrites() const
+    {
+        return static_cast<int>(std::count_if(
+            seen_.begin(), seen_.end(), [](const QJsonObject &line) { return line.contains("write"); }));
+    }
+
+private:
+    std::string pipe_;
+    int input_ = -1;
+    std::unique_ptr<ChildProcess> process_;
+    std::vector<QJsonObject> seen_;
+};
+
+class Plan : public ::testing::Test
+{
+protected:
+    QJsonObject plan(const std::string &project, const Words &more = {})
+    {
+        const TemporaryFile file(project);
+        const Finished finished = plchost(Words{"plan", file.path(), "--format", "json"} + more);
+        EXPECT_EQ(0, finished.exitCode) << finished.errors;
+        return json(finished.output);
+    }
+
+    static void expectCost(const QJsonValue &cost, double requests, double bytes, double milliseconds)
+    {
+        const QJsonObject given = cost.toObject();
+        EXPECT_DOUBLE_EQ(requests, given.value("requests").toDouble());
+        EXPECT_DOUBLE_EQ(bytes, given.value("bytes").toDouble());
+        EXPECT_NEAR(milliseconds, given.value("milliseconds").toDouble(), 0.001);
+    }
+
+    static void expectRequest(const QJsonValue &request, int station, const std::string &area, int first,
+                              int count, int unused, int level, const std::vector<std::string> &variables)
+    {
+        const QJsonObject given = request.toObject();
+        EXPECT_EQ(station, given.value("station").toInt());
+        EXPECT_EQ(area, word(given, "area"));
+        EXPECT_EQ(first, given.value("first").toInt());
+        EXPECT_EQ(count, given.value("count").toInt());
+        EXPECT_EQ(unused, given.value("unused").toInt());
+        EXPECT_EQ(level, given.value("level").toInt());
+        std::vector<std::string> names;
+        for (const QJsonValue &name : given.value("variables").toArray())
+            names.push_back(name.toString().toStdString());
+        EXPECT_EQ(variables, names);
+    }
+};
+
+// At 19200 baud a character of 11 bits takes 0.5729167 ms and a silence of 3.5 of them 2.0052083 ms.
+constexpr char kFiveVariables[] = R"({"link": {"baud": 19200}, "variables": [
+    {"name": "A", "area": "4x", "address": "10"},
+    {"name": "B", "area": "4x", "address": "14", "count": 2},
+    {"name": "C", "area": "0x", "address": "3"},
+    {"name": "D", "area": "0x", "address": "9"},
+    {"name": "E", "area": "4x_d", "address": "200", "station": 2}]})";
+
+TEST_F(Plan, ShowsTheRequestsOfASmallProject)
+{
+    const QJsonArray requests = plan(kFiveVariables).value("requests").toArray();
+    ASSERT_EQ(3, requests.size());
+    expectRequest(requests[0], 1, "0x", 3, 7, 5, 0, {"C", "D"});
+    expectRequest(requests[1], 1, "4x", 10, 6, 3, 0, {"A", "B"});
+    expectRequest(requests[2], 2, "4x", 200, 2, 0, 0, {"E"});
+    // 8 bytes there and 5 and the data back, two silences for each.
+    EXPECT_EQ(14, requests[0].toObject().value("bytes").toInt());
+    EXPECT_EQ(25, requests[1].toObject().value("bytes").toInt());
+    EXPECT_EQ(17, requests[2].toObject().value("bytes").toInt());
+    EXPECT_NEAR(18.33333, requests[1].toObject().value("milliseconds").toDouble(), 0.001);
+}
+
+TEST_F(Plan, ComparesWithOneRequestPerVariable)
+{
+    const QJsonObject shown = plan(kFiveVariables);
+    // 56 * 0.5729167 + 6 * 2.0052083
+    expectCost(shown.value("everythingOnce"), 3, 56, 44.11458);
+    // 15 + 17 + 14 + 14 + 17 bytes; 77 * 0.5729167 + 10 * 2.0052083
+    expectCost(shown.value("onePerVariable"), 5, 77, 64.16667);
+    expectCost(shown.value("ratio"), 5.0 / 3.0, 77.0 / 56.0, 1.454545);
+    expectCost(shown.value("scan"), 3, 56, 44.11458);
+}
+
+TEST_F(Plan, TakesTheAnswerDelayAndTheBaudRateIntoAccount)
+{
+    // The delay stands in place of the silence before a reply: 56 * 0.5729167 + 3 * 2.0052083 + 3 * 5
+    expectCost(plan(kFiveVariables, {"--answer-delay", "5"}).value("everythingOnce"), 3, 56, 53.09896);
+    // 56 characters of 95.4861 us, and six silences of 1.75 ms
+    expectCost(plan(kFiveVariables, {"-b", "115200"}).value("everythingOnce"), 3, 56, 15.84722);
+}
+
+TEST_F(Plan, ServesAPriorityLevelAtItsRate)
+{
+    // Each request takes 15 bytes and 12.604167 ms. Level 4 goes out after every ordinary request, so that a scan is
+    // twice each: urgent, one, urgent, other.
+    const QJsonObject shown = plan(R"({"link": {"baud": 19200}, "variables": [
+        {"name": "one", "area": "4x", "address": "0"},
+        {"name": "other", "area": "4x", "address": "1000"},
+        {"name": "urgent", "area": "4x", "address": "2000", "rate": 4}]})");
+    const QJsonArray requests = shown.value("requests").toArray();
+    ASSERT_EQ(3, requests.size());
+    expectRequest(requests[2], 1, "4x", 2000, 1, 0, 4, {"urgent"});
+    expectCost(shown.value("everythingOnce"), 3, 45, 37.8125);
+    expectCost(shown.value("scan"), 4, 60, 50.41667);
+    const QJsonArray refresh = shown.value("refresh").toArray();
+    ASSERT_EQ(2, refresh.size());
+    EXPECT_NEAR(50.41667, refresh[0].toObject().value("mostMs").toDouble(), 0.001);
+    EXPECT_EQ(4, refresh[1].toObject().value("level").toInt());
+    EXPECT_NEAR(25.20833, refresh[1].toObject().value("leastMs").toDouble(), 0.001);
+    EXPECT_NEAR(25.20833, refresh[1].toObject().value("mostMs").toDouble(), 0.001);
+}
+
+TEST_F(Plan, GivesCoilsThePriorityThatTheirNameAsksFor)
+{
+    const QJsonArray requests = plan(R"({"variables": [
+        {"name": "one", "area": "4x", "address": "0"},
+        {"name": "other", "area": "4x", "address": "1000"},
+        {"name": "lamp", "area": "0x", "address": "160", "rate": 4}]})")
+                                    .value("requests")
+                                    .toArray();
+    ASSERT_EQ(3, requests.size());
+    expectRequest(requests[0], 1, "0x", 160, 1, 0, 4, {"lamp"});
+}
+
+TEST_F(Plan, NamesVariablesThatAreNeverRead)
+{
+    const QJsonObject shown = plan(R"({"link": {"linkMode": 1}, "variables": [
+        {"name": "one", "area": "4x", "address": "0"},
+        {"name": "other", "area": "4x", "address": "1000"},
+        {"name": "urgent", "area": "4x", "address": "2000", "rate": 4}]})");
+    EXPECT_EQ(QJsonArray{"urgent"}, shown.value("neverRead").toArray());
+    EXPECT_EQ(2, shown.value("requests").toArray().size());
+    // A relay request of 22 bytes, a reply of 7.
+    EXPECT_EQ(29, shown.value("requests").toArray().first().toObject().value("bytes").toInt());
+}
+
+TEST_F(Plan, PrintsForPeople)
+{
+    const TemporaryFile file(kFiveVariables);
+    const Finished finished = plchost({"plan", file.path()});
+    EXPECT_EQ(0, finished.exitCode);
+    EXPECT_THAT(finished.output,
+                HasSubstr("1        4x    10     6      3       ordinary  25     18.33  A, B\n"));
+    EXPECT_THAT(finished.output, HasSubstr("one request per variable  5         77     64.17\n"));
+}
+
+TEST_F(Plan, NamesLineAndColumnOfAMistake)
+{
+    const TemporaryFile file("{\"variables\": [\n{\"name\": \"A\", \"area\": \"5x\", \"address\": \"1\"}]}");
+    const Finished finished = plchost({"plan", file.path()});
+    EXPECT_EQ(1, finished.exitCode);
+    EXPECT_THAT(finished.errors,
+                HasSubstr(file.path() + ", line 2, column 23: '5x' is no area; areas are 0x,"));
+}
+
+class RunOfThePackagingLine : public ::testing::Test
+{
+protected:
+    void startStations(const Words &more = {})
+    {
+        stations = startStation(Words{"-a", "1-8", "--areas", areas.path(), "-q"} + more);
+    }
+
+    Words arguments(const Words &more) const
+    {
+        return Words{kPackagingLine, "-p", stations->terminal()} + more;
+    }
+
+    const TemporaryFile areas{areasOfEightStations()};
+    const Project project = loadProject(kPackagingLine);
+    std::unique_ptr<Server> stations;
+};
+
+TEST_F(RunOfThePackagingLine, HasAllValuesAfterOneScan)
+{
+    startStations();
+    RunningProject run(arguments({"--scans", "1"}));
+    const QJsonObject last = run.await([](const QJsonObject &line) { return line.contains("statistics"); });
+    EXPECT_EQ(1.0, last.value("statistics").toObject().value("scans").toDouble());
+    ASSERT_EQ(project.variables.size() + 1, run.seen().size());
+    for (std::size_t i = 0; i < project.variables.size(); ++i) {
+        const Variable &variable = project.variables[i];
+        EXPECT_EQ(variable.label, word(run.seen()[i], "variable"));
+        EXPECT_EQ("good", word(run.seen()[i], "state")) << variable.label;
+        EXPECT_EQ(knownValues(variable), numbers(run.seen()[i].value("values"))) << variable.label;
+    }
+}
+
+TEST_F(RunOfThePackagingLine, ReportsEachWriteDuringTheScanOnce)
+{
+    startStations();
+    RunningProject run(arguments({"--every", "0.2"}));
+    run.awaitState("Line.Start", "good");
+    const Words names{"Line.Set.Jog speed", "Filler.Set.Jog speed", "Wrapper.Set.Jog speed",
+                      "Capper.Total.Good",  "Infeed.Running",       "Palletiser.Horn"};
+    Words written;
+    for (int round = 0; round < 40; ++round) {
+        for (const std::string &name : names) {
+            run.say(name + " = " + std::to_string(round % 2));
+            written.push_back(name);
+        }
+    }
+    run.say("Filler.Set.Jog speed = 4711");
+    written.emplace_back("Filler.Set.Jog speed");
+    while (run.countOfWrites() < static_cast<int>(written.size()) && !HasFailure())
+        run.await([](const QJsonObject &line) { return line.contains("write"); });
+    const auto isNew = [](const QJsonObject &line) {
+        return word(line, "variable") == "Filler.Set.Jog speed" &&
+               numbers(line.value("values")) == std::vector<double>{4711};
+    };
+    run.await(isNew);
+    run.awaitState("Wrapper.Total.Service due", "good"); // of the slowest level, in the last station
+    EXPECT_EQ(0, run.end());
+
+    Words reported;
+    for (const QJsonObject &line : run.seen()) {
+        if (!line.contains("write"))
+            continue;
+        reported.push_back(word(line, "write"));
+        EXPECT_EQ("done", word(line, "result")) << reported.back();
+    }
+    EXPECT_THAT(reported, UnorderedElementsAreArray(written));
+    const Finished witness = plchost({"read", "-p", stations->terminal(), "4x:1006@3"});
+    EXPECT_THAT(witness.output, HasSubstr("4x:1006@3 = 4711"));
+}
+
+TEST_F(RunOfThePackagingLine, GoesOnWhileStationsAreSwitchedOffAndOn)
+{
+    startStations();
+    RunningProject run(arguments({"--every", "0.2"}));
+    run.awaitState("Labeller.Start", "good");
+    run.say("station 5 off");
+    run.awaitState("Labeller.Start", "switched off");
+    EXPECT_EQ(std::vector<double>{double(known(6, 4, 0))},
+              numbers(run.awaitState("Cartoner.Actual.Speed", "good").value("values")));
+
+    run.say("Labeller.Set.Jog speed = 1");
+    const QJsonObject refused = run.awaitWrite("Labeller.Set.Jog speed");
+    EXPECT_EQ("failed", word(refused, "result"));
+    EXPECT_EQ("station 5 is switched off", word(refused, "reason"));
+    run.say("Cartoner.Set.Jog speed = 2");
+    EXPECT_EQ("done", word(run.awaitWrite("Cartoner.Set.Jog speed"), "result"));
+
+    run.say("station 5 on");
+    run.awaitState("Labeller.Start", "good");
+    run.say("Labeller.Set.Jog speed = 3");
+    EXPECT_EQ("done", word(run.awaitWrite("Labeller.Set.Jog speed"), "result"));
+    run.awaitState("Wrapper.Total.Service due", "good");
+    EXPECT_EQ(6, run.end()) << "one write failed";
+    EXPECT_EQ(3, run.countOfWrites());
+    const Finished witness = plchost({"read", "-p", stations->terminal(), "4x:1006@5"});
+    EXPECT_THAT(witness.output, HasSubstr("4x:1006@5 = 3"));
+}
+
+TEST_F(RunOfThePackagingLine, ReportsLinesThatItDoesNotUnderstand)
+{
+    startStations();
+    RunningProject run(arguments({"--every", "0.2"}));
+    run.say("Nobody = 1");
+    run.awaitState("Wrapper.Total.Service due", "good");
+    EXPECT_EQ(6, run.end());
+    EXPECT_EQ(0, run.countOfWrites());
+}
+
+TEST_F(RunOfThePackagingLine, TakesAboutAsLongAsPlannedOnAPacedLine)
+{
+    // Time on the line, of which there is the more the fewer baud it has, against the machine's own: a loaded machine
+    // adds to each request. So the time of a request is compared, and the best of three runs counts.
+    const TemporaryFile fewStations(R"({"link": {"baud": 19200, "replyTimeoutMs": 2000}, "variables": [
+        {"name": "a", "area": "4x", "address": "0", "count": 90, "station": 1},
+        {"name": "b", "area": "4x", "address": "1000", "count": 60, "station": 2},
+        {"name": "c", "area": "3x", "address": "0", "count": 30, "station": 3},
+        {"name": "d", "area": "0x", "address": "0", "count": 200, "station": 4, "rate": 4}]})");
+    const Finished planned = plchost({"plan", fewStations.path(), "--format", "json"});
+    const QJsonObject scan = json(planned.output).value("scan").toObject();
+    const double expected = scan.value("milliseconds").toDouble() / scan.value("requests").toDouble();
+    ASSERT_GT(expected, 0);
+
+    double best = 1e9;
+    for (int attempt = 0; attempt < 3 && best > 1.3; ++attempt) {
+        startStations({"--pace", "19200"});
+        RunningProject run({fewStations.path(), "-p", stations->terminal(), "--scans", "3"});
+        const QJsonObject last =
+            run.await([](const QJsonObject &line) { return line.contains("statistics"); });
+        const QJsonObject measured = last.value("statistics").toObject();
+        const double found = measured.value("secondsPerScan").toDouble() * 1000.0 /
+                             measured.value("requestsPerScan").toDouble();
+        best = std::min(best, found / expected);
+    }
+    EXPECT_LT(best, 1.3);
+    EXPECT_GT(best, 0.9) << "no line is faster than its baud rate";
+}
+
+TEST(Run, NeedsAPort)
+{
+    const TemporaryFile file(R"({"variables": [{"name": "A", "area": "4x", "address": "1"}]})");
+    const Finished finished = plchost({"run", file.path()});
+    EXPECT_EQ(1, finished.exitCode);
+    EXPECT_THAT(finished.errors, HasSubstr("names no port; give one with -p PATH"));
+}
+
+TEST(Run, PrintsCsvWithTheNamesOfTheProject)
+{
+    const auto station = startStation({"-a", "1", "-q"});
+    const TemporaryFile file(
+        R"({"variables": [{"name": "Line speed", "area": "4x", "address": "1", "count": 2}]})");
+    const Finished finished =
+        plchost({"run", file.path(), "-p", station->terminal(), "--scans", "1", "--format", "csv"});
+    EXPECT_EQ(0, finished.exitCode) << finished.errors;
+    ASSERT_EQ(3u, finished.lines().size());
+    EXPECT_EQ("time_s,name,station,value,state,age_ms", finished.lines()[0]);
+    EXPECT_THAT(finished.lines()[1], HasSubstr(",Line speed[0],1,0,good,"));
+    EXPECT_THAT(finished.lines()[2], HasSubstr(",Line speed[1],1,0,good,"));
+}
+
+TEST(Examples, CanAllBePlanned)
+{
+    const std::map<std::string, int> variables{
+        {"small_machine", 30}, {"packaging_line", 600}, {"worst_case", 240}};
+    for (const auto &[name, number] : variables) {
+        const Finished finished = plchost({"plan", PLC_EXAMPLES "/" + name + ".json", "--format", "json"});
+        EXPECT_EQ(0, finished.exitCode) << finished.errors;
+        const QJsonObject shown = json(finished.output);
+        EXPECT_EQ(number, shown.value("variables").toInt());
+        EXPECT_TRUE(shown.value("neverRead").toArray().isEmpty());
+    }
+}
+
+} // namespace

@@ -1,0 +1,145 @@
+// The panel's view of a link, in one process: the library loaded by name, a plcstation on the other end.
+
+#include "host/session.h"
+
+#include <QCoreApplication>
+
+#include "programs.h"
+
+namespace {
+
+using namespace plc::test;
+using namespace plc::host;
+
+class SessionTest : public ::testing::Test
+{
+protected:
+    SessionTest()
+    {
+        static int argc = 1;
+        static char name[] = "session_test";
+        static char *argv[] = {name, nullptr};
+        static QCoreApplication application(argc, argv);
+        settings.baud = 115200;
+        settings.timeout = std::chrono::milliseconds(300);
+    }
+
+    void begin(const Words &stationArguments)
+    {
+        station = startStation(stationArguments);
+        settings.port = station->terminal();
+        session = std::make_unique<Session>(driver, settings);
+    }
+
+    Variable variable(const std::string &text) { return parseVariable(text, settings.oneBased()); }
+    Ticket write(const std::string &text, Values values) { return session->write(variable(text), values); }
+    Values readBack(const std::string &text)
+    {
+        EXPECT_EQ(OperationEnd::Good, session->await(session->read(variable(text))).end);
+        return session->values(variable(text));
+    }
+
+    DriverLibrary driver{PLC_DRIVER_PATH};
+    LinkSettings settings;
+    std::unique_ptr<Server> station;
+    std::unique_ptr<Session> session;
+};
+
+TEST_F(SessionTest, EndsEveryOneOfManyWritesInOrder)
+{
+    begin({});
+    session->start(false);
+    std::vector<Ticket> tickets;
+    for (std::uint32_t i = 0; i < 300; ++i)
+        tickets.push_back(write("4x:" + std::to_string(100 + i % 7), {i}));
+    for (const Ticket ticket : tickets)
+        EXPECT_EQ(OperationEnd::Good, session->await(ticket).end);
+    EXPECT_EQ((Values{294, 295, 296, 297, 298, 299, 293}), readBack("4x:100:7"));
+}
+
+TEST_F(SessionTest, ReportsAWriteOfManyPiecesOnce)
+{
+    settings.maxBlock = 2;
+    begin({});
+    session->start(false);
+    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:100:9", {1, 2, 3, 4, 5, 6, 7, 8, 9})).end);
+    EXPECT_EQ((Values{1, 2, 3, 4, 5, 6, 7, 8, 9}), readBack("4x:100:9"));
+}
+
+TEST_F(SessionTest, TellsRefusalFromSilence)
+{
+    begin({"--size", "1000"});
+    session->start(false);
+    const Ticket refused = write("4x:1000", {1});
+    const Ticket silent = write("4x:1@9", {1});
+    const Ticket good = write("4x:1", {1});
+    EXPECT_EQ(OperationEnd::Refused, session->await(refused).end);
+    EXPECT_EQ(2, session->result(refused).exceptionCode);
+    EXPECT_EQ(OperationEnd::NoReply, session->await(silent).end);
+    EXPECT_EQ(OperationEnd::Good, session->await(good).end);
+}
+
+TEST_F(SessionTest, EndsTheWritesOfAStationThatIsSwitchedOff)
+{
+    begin({});
+    session->setStationEnabled(9, false);
+    session->start(false);
+    const Ticket dropped = write("4x:1@9", {1});
+    session->setStationEnabled(9, false);
+    EXPECT_EQ(OperationEnd::Dropped, session->result(dropped).end);
+    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:1", {1})).end);
+    EXPECT_EQ(0u, session->statistics().stations.count(9)) << "nothing was sent to it";
+}
+
+TEST_F(SessionTest, ServesWritesDuringThePauseBetweenScans)
+{
+    settings.pollInterval = std::chrono::hours(1);
+    begin({});
+    session->watch(variable("4x:0"));
+    session->start(false);
+    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:0", {7})).end);
+    EXPECT_EQ((Values{7}), readBack("4x:0"));
+}
+
+TEST_F(SessionTest, KeepsTheStateOfEachVariable)
+{
+    begin({"--size", "1000", "--counters", "4x:0"});
+    const int good = session->watch(variable("4x:0:250"));
+    const int refused = session->watch(variable("4x:900:150"));
+    const int silent = session->watch(variable("4x:0@9"));
+    EXPECT_EQ(VariableState::NeverRead, session->status(good).state);
+    session->start(false);
+    while (session->status(silent).scans == 0 || session->status(refused).scans == 0)
+        session->pump(steadyNow() + std::chrono::milliseconds(20));
+    EXPECT_EQ(VariableState::Good, session->status(good).state);
+    EXPECT_TRUE(session->status(good).hasValue);
+    // The first of its two requests is answered, the second one is not.
+    EXPECT_EQ(VariableState::Refused, session->status(refused).state);
+    EXPECT_FALSE(session->status(refused).hasValue);
+    EXPECT_EQ(VariableState::NoAnswer, session->status(silent).state);
+}
+
+TEST_F(SessionTest, EndsEverythingWhenThePortIsLost)
+{
+    begin({});
+    session->start(false);
+    station->process().signal(SIGSTOP);
+    const Ticket first = write("4x:1", {1});
+    const Ticket second = write("4x:1", {2});
+    station->process().signal(SIGKILL);
+    EXPECT_EQ(OperationEnd::PortLost, session->await(first).end);
+    EXPECT_EQ(OperationEnd::PortLost, session->await(second).end);
+    EXPECT_FALSE(session->portLost().empty());
+}
+
+TEST_F(SessionTest, RefusesAWriteThatNoFrameCanCarry)
+{
+    settings.maxBlock = 1;
+    begin({});
+    EXPECT_THROW(write("4x:0:124", Values(124, 1)), Failure);
+    EXPECT_THROW(write("0x:0:1969", Values(1969, 1)), Failure);
+    session->start(false);
+    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:0:123", Values(123, 1))).end);
+}
+
+} // namespace

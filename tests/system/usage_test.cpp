@@ -1,0 +1,87 @@
+// Mistakes on the command line of plchost: one line, exit code 1.
+
+#include "programs.h"
+
+namespace {
+
+using namespace plc::test;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+struct Mistake
+{
+    Words words;
+    const char *said;
+};
+
+void PrintTo(const Mistake &mistake, std::ostream *out)
+{
+    for (const std::string &word : mistake.words)
+        *out << word << ' ';
+}
+
+class Usage : public ::testing::TestWithParam<Mistake>
+{};
+
+TEST_P(Usage, MistakesGetOneLineAndExitCodeOne)
+{
+    const Finished run = plchost(GetParam().words);
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_THAT(run.output, IsEmpty());
+    EXPECT_THAT(run.errors, HasSubstr(GetParam().said));
+    EXPECT_EQ(0u, run.errors.find("plchost: "));
+    EXPECT_EQ(run.errors.size() - 1, run.errors.find('\n')) << "not one line";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Words, Usage,
+    ::testing::Values(
+        Mistake{{}, "A subcommand is required"},
+        Mistake{{"reed"}, "'reed' is no command; commands are read, write, watch, "},
+        Mistake{{"read", "4x:1"}, "--port is required"}, Mistake{{"read", "-p", "x"}, "no variable is given"},
+        Mistake{{"read", "-p", "x", "5x:1"}, "'5x' is no area"},
+        Mistake{{"read", "-p", "x", "4x:1", "-b", "9601x"}, "--baud"},
+        Mistake{{"read", "-p", "x", "4x:1", "-b", "7"}, "--baud: Value 7 not in range 300 to 4000000"},
+        Mistake{{"read", "-p", "x", "4x:1", "-P", "mark"}, "--parity"},
+        Mistake{{"read", "-p", "x", "4x:1", "-d", "7"}, "--data-bits"},
+        Mistake{{"read", "-p", "x", "4x:1", "-s", "3"}, "--stop-bits"},
+        Mistake{{"read", "-p", "x", "4x:1", "-a", "248"}, "--station"},
+        Mistake{{"read", "-p", "x", "4x:1", "-o", "0"}, "--timeout"},
+        Mistake{{"read", "-p", "x", "4x:1", "--max-block", "101"}, "--max-block"},
+        Mistake{{"read", "-p", "x", "4x:1", "--option", "turbo"}, "--option 'turbo' is unknown"},
+        Mistake{{"read", "-p", "x", "4x:1", "--format", "xml"}, "--format"},
+        Mistake{{"read", "-p", "x", "4x:1", "--frobnicate"}, "--frobnicate"},
+        Mistake{{"read", "-p", "x", "4x:1@0"}, "nobody answers a read of station 0"},
+        Mistake{{"read", "-p", "x", "4x:0:65536", "--max-block", "1"}, "takes 65536 requests"},
+        Mistake{{"read", "-p", "x", "4x:1", "--driver", "/nowhere.so"}, "/nowhere.so"},
+        Mistake{{"watch", "-p", "x", "4x:1@0"}, "nobody answers a read of station 0"},
+        Mistake{{"write", "-p", "x", "4x:1"}, "'4x:1' is no write"},
+        Mistake{{"write", "-p", "x", "4x:1=65536"}, "value '65536' is not allowed"},
+        Mistake{{"write", "-p", "x", "3x:1=1"}, "3x (input registers) cannot be written"},
+        Mistake{{"write", "-p", "x", "0x:1:3=1,0"}, "the count is 3, but 2 values are given"},
+        Mistake{{"write", "-p", "x", "4x:65535=1,2"}, "the count must be a number from 1 to 1"},
+        Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
+    [](const auto &test) { return "Row" + std::to_string(test.index); });
+
+TEST(Help, OfEveryCommandHasAnExample)
+{
+    for (const char *command : {"read", "write", "watch", "demo"}) {
+        const Finished run = plchost({command, "--help"});
+        EXPECT_EQ(0, run.exitCode);
+        EXPECT_THAT(run.output, HasSubstr("Example"));
+        EXPECT_THAT(run.output, HasSubstr(std::string("plchost ") + command));
+        EXPECT_THAT(run.output, HasSubstr("Exit codes: 0 all good, 1 wrong usage"));
+        EXPECT_THAT(run.errors, IsEmpty());
+    }
+    EXPECT_THAT(plchost({"--help"}).output, HasSubstr("watch"));
+}
+
+TEST(Advice, IsGivenWhenTheBroadcastPauseOutlastsTheReplyWait)
+{
+    const Finished run =
+        plchost({"read", "-p", "/dev/no_such_port", "4x:1", "-o", "0.1", "--turnaround", "100"});
+    EXPECT_EQ(5, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("should be shorter than the wait for a reply"));
+}
+
+} // namespace

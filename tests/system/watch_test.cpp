@@ -1,0 +1,219 @@
+// plchost watch and demo: live values, states, statistics.
+
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <stdlib.h>
+#include <sys/ioctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "programs.h"
+
+namespace {
+
+using namespace plc::test;
+using plc::host::ChildProcess;
+using plc::host::steadyNow;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::MatchesRegex;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+class Watch : public ::testing::Test
+{
+protected:
+    void serve(const Words &arguments) { station = startStation(arguments); }
+    Words watchWords(const Words &arguments) { return Words{"watch", "-p", station->terminal()} + arguments; }
+
+    std::unique_ptr<Server> station;
+};
+
+TEST_F(Watch, EndsOnSigintWithStatisticsAndExitCodeZero)
+{
+    serve({"--counters", "4x:0:3"});
+    ChildProcess watch(PLC_HOST_PROGRAM, watchWords({"4x:0:3"}), true);
+    const auto line = watch.readLine(steadyNow() + kPatience);
+    ASSERT_TRUE(line.has_value());
+    EXPECT_THAT(*line, MatchesRegex("[0-9.]+  4x:0:3 = [0-9]+ [0-9]+ [0-9]+  .good, [0-9]+ ms old."));
+    watch.signal(SIGINT);
+    EXPECT_EQ(0, watch.waitForEnd(steadyNow() + kPatience)) << watch.errors();
+    EXPECT_THAT(watch.errors(),
+                MatchesRegex("requests [0-9]+, good [0-9]+, time-outs 0, bad 0, exceptions 0, no reply "
+                             "due 0, retries 0\nbytes out [0-9]+, in [0-9]+, thrown away 0\n[0-9.]+ "
+                             "requests per second over [0-9.]+ s\n"));
+}
+
+TEST_F(Watch, ReadsEachVariableOnceWhenAsked)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"4x:0:250", "0x:3", "-1", "--format", "ndjson"}));
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    ASSERT_EQ(2u, run.lines().size());
+    EXPECT_THAT(run.lines()[0], HasSubstr("\"variable\":\"4x:0:250\",\"station\":1,\"state\":\"good\""));
+}
+
+TEST_F(Watch, EndsAfterTheGivenTime)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"4x:0", "--for", "0.3", "-q"}));
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_THAT(run.errors, IsEmpty());
+}
+
+TEST_F(Watch, PausesBetweenTheScansWhenAsked)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"4x:0", "4x:500", "-l", "400", "--for", "1"}));
+    // Scans begin at 0, 0.4 and 0.8 s; without the pause there would be hundreds of requests.
+    EXPECT_THAT(run.errors, MatchesRegex("requests [2-8], good [2-8],.*"));
+}
+
+TEST_F(Watch, ShowsWhyAVariableHasNoValue)
+{
+    serve({"--size", "1000"});
+    const Finished run =
+        plchost(watchWords({"4x:0", "4x:1000", "4x:0@9", "-o", "0.3", "--retries", "0", "-1"}));
+    EXPECT_EQ(6, run.exitCode) << run.errors;
+    ASSERT_EQ(3u, run.lines().size()) << run.output;
+    EXPECT_THAT(run.lines()[0], HasSubstr("  4x:0 = 0  (good, "));
+    EXPECT_THAT(run.lines()[1], HasSubstr("  4x:1000 = ?  (refused: illegal data address)"));
+    EXPECT_THAT(run.lines()[2], HasSubstr("  4x:0@9 = ?  (no answer)"));
+}
+
+TEST_F(Watch, KeepsTheLastValueWhenTheStationFallsSilent)
+{
+    serve({});
+    ChildProcess watch(PLC_HOST_PROGRAM, watchWords({"4x:0", "-o", "0.3", "--retries", "0"}), true);
+    ASSERT_TRUE(watch.readLine(steadyNow() + kPatience).has_value());
+    station->process().signal(SIGSTOP);
+    bool noticed = false;
+    for (int i = 0; i < 60 && !noticed; ++i) {
+        const auto line = watch.readLine(steadyNow() + kPatience);
+        ASSERT_TRUE(line.has_value());
+        noticed = line->find("4x:0 = 0  (no answer, ") != std::string::npos;
+    }
+    EXPECT_TRUE(noticed);
+    watch.signal(SIGINT);
+    EXPECT_EQ(2, watch.waitForEnd(steadyNow() + kPatience));
+}
+
+TEST_F(Watch, TracesTheFramesOnStandardError)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"4x:0", "-1", "-v"}));
+    EXPECT_THAT(run.errors, HasSubstr(" -> 01 03 00 00 00 01 84 0A\n"));
+    EXPECT_THAT(run.errors, HasSubstr(" <- 01 03 02 00 00 B8 44\n"));
+}
+
+/// A terminal that plchost writes to, read by the test.
+class Screen
+{
+public:
+    explicit Screen(const Words &arguments) : master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC))
+    {
+        EXPECT_EQ(0, grantpt(master_));
+        EXPECT_EQ(0, unlockpt(master_));
+        const winsize size{24, 100, 0, 0};
+        EXPECT_EQ(0, ioctl(master_, TIOCSWINSZ, &size));
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, ptsname(master_), O_RDWR, 0);
+        Words words = Words{PLC_HOST_PROGRAM} + arguments;
+        std::vector<char *> argv;
+        for (std::string &word : words)
+            argv.push_back(word.data());
+        argv.push_back(nullptr);
+        EXPECT_EQ(0, posix_spawn(&pid_, PLC_HOST_PROGRAM, &actions, nullptr, argv.data(), environ));
+        posix_spawn_file_actions_destroy(&actions);
+    }
+    ~Screen()
+    {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+        close(master_);
+    }
+
+    /// Reads until @p text has appeared.
+    bool shows(const std::string &text)
+    {
+        const auto limit = steadyNow() + kPatience;
+        while (text_.find(text) == std::string::npos && steadyNow() < limit) {
+            pollfd polled{master_, POLLIN, 0};
+            if (poll(&polled, 1, 1000) <= 0)
+                continue;
+            char bytes[4096];
+            const ssize_t length = read(master_, bytes, sizeof bytes);
+            if (length <= 0)
+                break;
+            text_.append(bytes, static_cast<std::size_t>(length));
+        }
+        return text_.find(text) != std::string::npos;
+    }
+    const std::string &text() const { return text_; }
+
+private:
+    int master_;
+    pid_t pid_ = -1;
+    std::string text_;
+};
+
+TEST_F(Watch, DrawsATableInPlaceOnATerminal)
+{
+    serve({"--size", "1000", "--counters", "4x:0"});
+    Screen screen(watchWords({"4x:0:2", "4x:1000", "4x:0:60", "-q"}));
+    // Quiet means no table even on a terminal.
+    EXPECT_TRUE(screen.shows("4x:1000 = ?"));
+    EXPECT_THAT(screen.text(), Not(HasSubstr("\x1b[")));
+}
+
+TEST_F(Watch, RedrawsTheTableOverItself)
+{
+    serve({"--size", "1000", "--counters", "4x:0"});
+    Screen screen(watchWords({"4x:0:2", "4x:1000", "4x:0:60"}));
+    EXPECT_TRUE(screen.shows("variable  station  value"));
+    EXPECT_TRUE(screen.shows("refused: illegal data address"));
+    EXPECT_TRUE(screen.shows("good"));
+    // Four lines up: the heading and three variables. Long values are cut so that no line wraps.
+    EXPECT_TRUE(screen.shows("\x1b[4A\rvariable"));
+    EXPECT_TRUE(screen.shows("..."));
+}
+
+TEST(Demo, ShowsThatEverythingCameBackAndExitsWithZero)
+{
+    const Finished run = plchost({"demo"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    const Words lines = run.lines();
+    ASSERT_EQ(12u, lines.size()) << run.output;
+    EXPECT_THAT(run.output, Not(HasSubstr("WRONG")));
+    EXPECT_THAT(lines[1],
+                MatchesRegex("4x:100:5 +0 0 0 0 0 +1 22 333 4444 55555 +1 22 333 4444 55555 +as written .*"));
+    EXPECT_THAT(run.output, HasSubstr("4x_bit:120.3"));
+    EXPECT_THAT(run.output, HasSubstr("305419896 4000000000"));
+    EXPECT_THAT(run.errors, HasSubstr("requests per second"));
+}
+
+TEST(Demo, WorksWithRelayFrames)
+{
+    const Finished run = plchost({"demo", "--link-mode", "1"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_THAT(run.output, Not(HasSubstr("WRONG")));
+}
+
+TEST(Demo, SaysWhenTheStationProgramIsMissing)
+{
+    const Finished run = plchost({"demo", "--station-program", "/nowhere/plcstation"});
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_THAT(run.errors, StartsWith("plchost: '/nowhere/plcstation' cannot be started: "));
+}
+
+TEST(Demo, FailsWhenTheStationDoesNotServe)
+{
+    const Finished run = plchost({"demo", "--station-program", "/bin/true"});
+    EXPECT_EQ(5, run.exitCode);
+}
+
+} // namespace
