@@ -68,6 +68,12 @@ TEST(RequestMap, CountsUnitsThatNoVariableWants)
     EXPECT_EQ(1, map.unusedUnits(map.note({1, 5, 21, 2}, true))) << "22";
 }
 
+TEST(RequestMap, CountsAUnitThatSeveralVariablesWantOnce)
+{
+    RequestMap map(variables({"4x:10:10@1", "4x:11@1", "4x:15:3@1"}), {});
+    EXPECT_EQ(2, map.unusedUnits(map.note({1, 5, 10, 12}, true))) << "20 and 21";
+}
+
 TEST(RequestMap, GivesAPriorityReadTheHighestLevelThatClaimsIt)
 {
     RequestMap map(variables({"4x:0:50@1"}),

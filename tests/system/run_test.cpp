@@ -246,6 +246,16 @@ TEST_F(Plan, ShowsTheRequestsOfASmallProject)
     EXPECT_NEAR(18.33333, requests[1].toObject().value("milliseconds").toDouble(), 0.001);
 }
 
+TEST_F(Plan, ReadsBothRegistersOfEachPair)
+{
+    const QJsonArray requests =
+        plan(R"({"variables": [{"name": "A", "area": "3x_d", "address": "10", "count": 3}]})")
+            .value("requests")
+            .toArray();
+    ASSERT_EQ(1, requests.size());
+    expectRequest(requests[0], 1, "3x", 10, 6, 0, 0, {"A"});
+}
+
 TEST_F(Plan, ComparesWithOneRequestPerVariable)
 {
     const QJsonObject shown = plan(kFiveVariables);
@@ -360,6 +370,26 @@ TEST_F(RunOfThePackagingLine, HasAllValuesAfterOneScan)
         EXPECT_EQ("good", word(run.seen()[i], "state")) << variable.label;
         EXPECT_EQ(knownValues(variable), numbers(run.seen()[i].value("values"))) << variable.label;
     }
+}
+
+TEST_F(RunOfThePackagingLine, ServesEachLevelAtARateOfItsOwn)
+{
+    startStations();
+    RunningProject run(arguments({"--scans", "3"}));
+    const QJsonObject last = run.await([](const QJsonObject &line) { return line.contains("statistics"); });
+    const QJsonArray levels = last.value("statistics").toObject().value("refresh").toArray();
+    const std::vector<int> requests{32, 8, 8, 8, 1};
+    ASSERT_EQ(5, levels.size());
+    for (int level = 0; level < 5; ++level) {
+        EXPECT_EQ(level, levels[level].toObject().value("level").toInt());
+        EXPECT_EQ(requests[static_cast<std::size_t>(level)],
+                  levels[level].toObject().value("requests").toInt());
+    }
+    const auto median = [&](int level) { return levels[level].toObject().value("medianS").toDouble(); };
+    EXPECT_LT(median(4), median(3));
+    EXPECT_LT(median(4), median(2));
+    EXPECT_LT(median(2), median(0));
+    EXPECT_LT(median(0), median(1)) << "three turns of the ordinary requests";
 }
 
 TEST_F(RunOfThePackagingLine, ReportsEachWriteDuringTheScanOnce)
