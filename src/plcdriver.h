@@ -51,10 +51,10 @@ extern "C" {
 PLC_EXPORT void SetComInfo(COM_INFO *info);
 
 /// Hands over the runtime's local memory areas.
-/// @param bits   local bit area, only kept (global `LB`).
+/// @param bits   local bit area, only kept (global `LB`); may be null.
 /// @param words  local word area (global `LW`), at least 50501 words or null. When the word at index 50500 is
 ///               not 0, its low byte replaces the station of every Modbus request; null means no override.
-/// @param third  third area, only kept (global `RWI`).
+/// @param third  third area, only kept (global `RWI`); may be null.
 /// Before the first request is built. Callback: no.
 PLC_EXPORT void FlashLocalRegister(unsigned char *bits, unsigned short *words, unsigned short *third);
 
@@ -132,13 +132,15 @@ PLC_EXPORT int GetRegisterData(const QString &varName, int regType, const QStrin
                                QByteArray *out, int count);
 
 /// Writes values: queues write requests no larger than the link allows when `writeMode` is 2, otherwise
-/// changes only the mirror.
+/// changes only the mirror. A queued write is shown in the mirror when its request is built or, after a failed
+/// transaction, at once; in both cases before the station has taken it.
 /// @param varName    carried in the requests, not interpreted.
-/// @param regType    0, 3, 5, 7, 8 or 9; any other code is accepted and does nothing (read-only areas).
+/// @param regType    0, 3, 5, 7, 8 or 9; any other code is accepted and does nothing (read-only areas), whatever
+///                   the result says.
 /// @param addrText   address as typed on the panel.
 /// @param station    station number; ignored when `stationMode` is 0. 0 broadcasts.
 /// @param data       new values in the layout above (one byte per bit for types 0 and 3); missing bytes count
-///                   as 0. Coils of types packed eight to a byte must be 0 or 1. Read only; null is refused.
+///                   as 0. Coils must be 0 or 1: they are packed as they are. Read only; null is refused.
 /// @param count      bits, or 16-bit registers (type 7: two per value); below 1 nothing is written, above
 ///                   65536, as many as an area has registers or coils, the write is refused.
 /// @param hostId     identifiers that come back in the completion callback.
