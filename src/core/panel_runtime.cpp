@@ -4,6 +4,8 @@
 
 #define PLC_REPLACEMENT __attribute__((visibility("hidden")))
 
+// The linker chooses the names.
+// NOLINTBEGIN(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)
 extern "C" {
 
 /// In place of libstdc++'s report of an uncaught exception, whose demangler is a third of the whole library.
@@ -18,3 +20,4 @@ PLC_REPLACEMENT void __wrap__ZN9__gnu_cxx27__verbose_terminate_handlerEv()
 PLC_REPLACEMENT char __wrap___libc_single_threaded = 0;
 
 } // extern "C"
+// NOLINTEND(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp,readability-identifier-naming)

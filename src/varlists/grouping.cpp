@@ -66,18 +66,19 @@ void keepDistinct(QList<RW_VAR> &out, const RW_VAR &entry, bool isFirst)
         out.last().count = entry.count;
 }
 
-// The bucket is a copy, which costs nothing: it may be the very list that grows.
-void appendGrouped(const QList<RW_VAR> bucket, int unitLimit, QList<RW_VAR> &out)
+void appendGrouped(const QList<RW_VAR> &bucket, int unitLimit, QList<RW_VAR> &out)
 {
+    // The bucket may be the very list that grows; a copy of a list costs nothing while nobody changes it.
+    const QList<RW_VAR> entries = bucket; // NOLINT(performance-unnecessary-copy-initialization)
     const int limit = std::max(unitLimit, 1);
     // A bucket never joins a request that was there before, even while its own entries have appended nothing.
     const int before = out.size();
-    for (int i = 0; i < bucket.size(); ++i) {
+    for (int i = 0; i < entries.size(); ++i) {
         const bool isFirst = out.size() == before;
         if (limit == 1)
-            keepDistinct(out, bucket.at(i), isFirst);
+            keepDistinct(out, entries.at(i), isFirst);
         else
-            packEntry(out, bucket.at(i), limit, isFirst);
+            packEntry(out, entries.at(i), limit, isFirst);
     }
 }
 
@@ -114,6 +115,8 @@ void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out)
     *var = out->last();
 }
 
+// A runtime calls it with its arguments by value.
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records)
 {
     if (records.contains(key))
