@@ -7,9 +7,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <limits>
 
 #include <sys/prctl.h>
 
@@ -30,6 +34,12 @@ const char kExample[] =
     "  plcstation -a 1,2 --counters 4x:0 --drop 10 --seed 7 --link /tmp/plc-line\n"
     "and in a second terminal:\n"
     "  plchost read --port /tmp/plc-line -a 1 4x:0:10\n"
+    "\n"
+    "A file for --areas, initial values by area and address; --counters does what \"moving\" does:\n"
+    "  { \"4x\": { \"100\": [4660, -5], \"200-299\": 7 }, \"0x\": { \"16\": [1, 0, true] },\n"
+    "    \"moving\": [ { \"area\": \"3x\", \"address\": 0, \"count\": 4, \"step\": 1 } ],\n"
+    "    \"stations\": { \"2\": { \"4x\": { \"100\": 1 } } } }\n"
+    "What stands at the top is for every station, what stands under \"stations\" for that one alone.\n"
     "\n"
     "The first line on standard output is the path of the pseudo-terminal. SIGTERM or SIGINT ends the "
     "program.\n"
@@ -60,12 +70,34 @@ struct Options
     bool quiet = false;
 };
 
+/// Check of the seed. The option's own conversion would take -3 for 2^64 - 3.
+std::string seedMistake(const std::string &text)
+{
+    std::uint64_t seed = 0;
+    const char *end = text.data() + text.size();
+    const auto parsed = std::from_chars(text.data(), end, seed);
+    if (parsed.ec == std::errc() && parsed.ptr == end)
+        return {};
+    return "'" + text + "' is no whole number from 0 to " +
+           std::to_string(std::numeric_limits<std::uint64_t>::max());
+}
+
+/// Check of a percentage. CLI::Range lets "nan" pass, which no comparison finds out of range.
+std::string percentMistake(const std::string &text)
+{
+    char *end = nullptr;
+    const double percent = std::strtod(text.c_str(), &end);
+    if (!text.empty() && *end == '\0' && percent >= 0 && percent <= 100)
+        return {};
+    return "'" + text + "' is no percentage from 0 to 100";
+}
+
 void addFaultOptions(CLI::App *app, Options *options)
 {
     const std::string group = "Faults (percent of the replies, 0 to 100)";
     for (const FaultName &row : kFaultNames) {
         app->add_option(std::string("--") + row.option, options->faults.share(row.fault), row.help)
-            ->check(CLI::Range(0.0, 100.0))
+            ->check(percentMistake)
             ->type_name("P")
             ->group(group);
     }
@@ -86,6 +118,7 @@ void addFaultOptions(CLI::App *app, Options *options)
         ->group(group);
     app->add_option("--seed", options->faults.seed,
                     "start of the random numbers; the same seed is the same run")
+        ->check(seedMistake)
         ->type_name("N")
         ->capture_default_str()
         ->group(group);

@@ -20,8 +20,9 @@ public:
     /// Opens a new pseudo-terminal in raw mode: every byte passes unchanged in both directions, no echo.
     /// @return empty, or what went wrong
     std::string open();
-    /// Makes @p path a symbolic link to path(); it is removed when this object goes. An old link whose
-    /// terminal is gone is replaced; anything else that stands there is left alone.
+    /// Makes @p path a symbolic link to path(); it is removed when this object goes. An old link is
+    /// replaced when its terminal is gone or when it leads to path(), as that of a killed station may;
+    /// anything else that stands there is left alone.
     /// @return empty, or what went wrong
     std::string linkAs(const std::string &path);
 

@@ -1,9 +1,12 @@
 // The built program, seen from outside: its options, its pseudo-terminal, its end.
 
+#include "station/pty_line.h"
 #include "station/rtu_text.h"
 #include "station/station_process.h"
 
 #include <gtest/gtest.h>
+
+#include <ostream>
 
 #include <chrono>
 #include <csignal>
@@ -14,6 +17,7 @@
 #include <fcntl.h>
 #include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -25,6 +29,15 @@ using namespace std::chrono_literals;
 
 using Arguments = std::vector<std::string>;
 using Clock = std::chrono::steady_clock;
+
+/// True once @p path is gone; waits for that up to 10 s.
+bool goes(const std::string &path)
+{
+    struct stat info;
+    for (int i = 0; i < 1000 && lstat(path.c_str(), &info) == 0; ++i)
+        usleep(10000);
+    return lstat(path.c_str(), &info) != 0;
+}
 
 /// A folder of its own, removed with what is in it.
 class TemporaryFolder
@@ -239,6 +252,11 @@ struct FaultRun
     std::size_t most;
 };
 
+void PrintTo(const FaultRun &run, std::ostream *stream)
+{
+    *stream << run.option;
+}
+
 class ProgramFaults : public ::testing::TestWithParam<FaultRun>
 {};
 
@@ -301,6 +319,13 @@ TEST(StationProgram, RepeatsARunWithTheSameSeed)
     EXPECT_EQ(noisyRun("5"), noisyRun("5"));
 }
 
+TEST(StationProgram, TakesTheLargestSeed)
+{
+    StationProcess station({"--seed", "18446744073709551615", "-q"});
+    EXPECT_NE("", station.path());
+    EXPECT_EQ(0, station.stop().exitCode);
+}
+
 TEST(StationProgram, TracesFramesOnStandardError)
 {
     StationProcess station({"-a", "17", "-v", "-q"});
@@ -335,6 +360,46 @@ TEST(StationProgram, ReplacesALinkThatLeadsNowhere)
     EXPECT_EQ(zero(), MasterPort(link).ask(readOne(), 7));
 }
 
+TEST(StationProgram, ReplacesTheLinkThatItsKilledPredecessorLeft)
+{
+    TemporaryFolder folder;
+    const std::string link = folder.file("line");
+    // Other programs take terminals too, so one try may well get a new number; some try gets the old one.
+    for (int i = 0; i < 5; ++i) {
+        StationProcess killed({"-a", "17", "--link", link});
+        kill(killed.pid(), SIGKILL);
+        EXPECT_EQ(-1, killed.stop().exitCode);
+        StationProcess next({"-a", "17", "--link", link});
+        ASSERT_FALSE(next.path().empty()) << next.stop().errors;
+        EXPECT_EQ(zero(), MasterPort(link).ask(readOne(), 7));
+    }
+}
+
+TEST(StationLink, ReplacesOneThatAlreadyLeadsToItsOwnTerminal)
+{
+    TemporaryFolder folder;
+    const std::string link = folder.file("line");
+    PtyLine line;
+    ASSERT_EQ("", line.open());
+    ASSERT_EQ(0, symlink(line.path().c_str(), link.c_str()));
+    EXPECT_EQ("", line.linkAs(link));
+}
+
+TEST(StationLink, LeavesOneThatLeadsToAnotherLivingTerminal)
+{
+    TemporaryFolder folder;
+    const std::string link = folder.file("line");
+    PtyLine first;
+    ASSERT_EQ("", first.open());
+    ASSERT_EQ("", first.linkAs(link));
+    PtyLine second;
+    ASSERT_EQ("", second.open());
+    EXPECT_EQ(link + ": File exists", second.linkAs(link));
+    char target[64] = {};
+    EXPECT_LT(0, readlink(link.c_str(), target, sizeof target - 1));
+    EXPECT_EQ(first.path(), target);
+}
+
 TEST(StationProgram, LeavesWhatStandsWhereItsLinkShouldGo)
 {
     TemporaryFolder folder;
@@ -355,16 +420,60 @@ TEST(StationProgram, EndsWithTheProgramThatStartedItWhenAsked)
     const std::string path = parent.readLine();
     ASSERT_FALSE(path.empty());
     EXPECT_EQ(0, parent.wait().exitCode);
+    EXPECT_TRUE(goes(path)) << "the pseudo-terminal is gone with the station";
+}
+
+// How the tests themselves treat what they start.
+
+TEST(StartedProgram, IsAskedToEndWhenItsOwnerGoes)
+{
+    TemporaryFolder folder;
+    const std::string link = folder.file("line");
     struct stat info;
-    for (int i = 0; i < 200 && stat(path.c_str(), &info) == 0; ++i)
-        usleep(50000);
-    EXPECT_NE(0, stat(path.c_str(), &info)) << "the pseudo-terminal is gone with the station";
+    pid_t pid = -1;
+    {
+        StationProcess station({"--link", link});
+        pid = station.pid();
+        ASSERT_EQ(0, lstat(link.c_str(), &info));
+    }
+    EXPECT_NE(0, kill(pid, 0));
+    EXPECT_NE(0, lstat(link.c_str(), &info)) << "the station was not left the time to clean up";
+}
+
+TEST(StartedProgram, IsKilledWhenItDoesNotListen)
+{
+    pid_t pid = -1;
+    {
+        Program deaf("/bin/sh", {"-c", "trap '' TERM; echo deaf; while :; do sleep 0.05; done"});
+        ASSERT_EQ("deaf", deaf.readLine());
+        pid = deaf.pid();
+    }
+    EXPECT_NE(0, kill(pid, 0));
+}
+
+TEST(StartedProgram, StationEndsWithATestThatIsKilled)
+{
+    TemporaryFolder folder;
+    const std::string link = folder.file("line");
+    const pid_t test = fork();
+    ASSERT_GE(test, 0);
+    if (test == 0) {
+        StationProcess station({"--link", link, "-q"});
+        if (station.path().empty())
+            _exit(1);
+        kill(getpid(), SIGKILL);
+    }
+    int status = 0;
+    ASSERT_EQ(test, waitpid(test, &status, 0));
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_TRUE(goes(link));
 }
 
 TEST(StationProgram, EndsWithExitCode5WhenThereIsNoPseudoTerminal)
 {
     // Standard streams and two descriptors more: too few for a terminal. What was inherited is closed first.
-    const char *script = "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n 5 && exec \"$0\"";
+    const char *script =
+        "exec 3>&- 4>&- 5>&- 6>&- 7>&- 8>&- 9>&-; ulimit -n 5 && exec \"$0\" --die-with-parent";
     Program program("/bin/sh", {"-c", script, PLC_STATION_PROGRAM});
     const ProgramResult result = program.wait();
     EXPECT_EQ(5, result.exitCode);
@@ -381,12 +490,33 @@ TEST(StationProgram, HelpsWithAnExample)
         EXPECT_TRUE(contains(result.output, part)) << part;
 }
 
+TEST(StationProgram, HelpsWithAnAreasFileThatWorks)
+{
+    const std::string help = runStation({"--help"}).output;
+    const std::size_t begin = help.find("{ \"4x\"");
+    const std::size_t end = help.find("\nWhat stands at the top");
+    ASSERT_LT(begin, end) << help;
+    ASSERT_NE(std::string::npos, end);
+    TemporaryFolder folder;
+    const std::string file = folder.file("areas.json", help.substr(begin, end - begin));
+    StationProcess station({"-a", "1,2", "--areas", file});
+    ASSERT_NE("", station.path()) << station.stop().errors;
+    MasterPort port(station.path());
+    EXPECT_EQ(rtu("01 03 04 1234 FFFB"), port.ask(rtu("01 03 0064 0002"), 9));
+    EXPECT_EQ(rtu("02 03 04 0001 FFFB"), port.ask(rtu("02 03 0064 0002"), 9));
+}
+
 struct BadCall
 {
     const char *name;
     Arguments arguments;
     const char *message;
 };
+
+void PrintTo(const BadCall &call, std::ostream *stream)
+{
+    *stream << call.name;
+}
 
 class ProgramRefuses : public ::testing::TestWithParam<BadCall>
 {};
@@ -408,8 +538,13 @@ const BadCall kBadCalls[] = {
     {"CounterBeyondTheEnd",
      {"--counters", "4x:9:2", "--size", "10"},
      "--counters: '4x:9:2' goes beyond the end"},
-    {"PercentTooLarge", {"--drop", "100.5"}, "--drop: "},
+    {"PercentTooLarge", {"--drop", "100.5"}, "--drop: '100.5' is no percentage from 0 to 100"},
+    {"PercentNotANumber", {"--drop", "nan"}, "--drop: 'nan' is no percentage"},
+    {"PercentWithRest", {"--drop", "10%"}, "--drop: '10%' is no percentage"},
     {"PercentNegative", {"--bad-crc", "-1"}, "--bad-crc: "},
+    {"SeedNegative", {"--seed", "-3"}, "--seed: '-3' is no whole number from 0 to 18446744073709551615"},
+    {"SeedTooLarge", {"--seed", "18446744073709551616"}, "--seed: '18446744073709551616' is no whole number"},
+    {"SeedFraction", {"--seed", "1.5"}, "--seed: '1.5' is no whole number"},
     {"SizeZero", {"--size", "0"}, "--size: "},
     {"PaceZero", {"--pace", "0"}, "--pace: "},
     {"NotANumber", {"--delay", "soon"}, "--delay: Value soon not in range"},

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 namespace {
 
 using namespace plc;
@@ -69,6 +71,11 @@ struct Mistake
     const char *text;
     const char *message; ///< behind "line.json"
 };
+
+void PrintTo(const Mistake &mistake, std::ostream *stream)
+{
+    *stream << mistake.name;
+}
 
 class AreasMistakes : public ::testing::TestWithParam<Mistake>
 {};

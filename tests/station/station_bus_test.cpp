@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 namespace {
 
 using namespace plc;
@@ -35,6 +37,11 @@ struct Exchange
     const char *request;
     const char *reply;
 };
+
+void PrintTo(const Exchange &exchange, std::ostream *stream)
+{
+    *stream << exchange.name;
+}
 
 class StationExchange : public ::testing::TestWithParam<Exchange>
 {};

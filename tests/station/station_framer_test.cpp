@@ -23,7 +23,7 @@ protected:
     const Bytes mask_ = bytes("11 16 00 64 FF F7 00 08 06 E2");
 };
 
-class FramerRequests : public ::testing::TestWithParam<const char *>
+class FramerRequests : public ::testing::TestWithParam<std::string>
 {};
 
 TEST_P(FramerRequests, AreTakenAtOnceWhenWhole)
@@ -56,7 +56,8 @@ INSTANTIATE_TEST_SUITE_P(AllFunctions, FramerRequests,
                                            "11 05 00 13 FF 00 7F 6F", "11 06 00 64 12 34 C7 F2",
                                            "11 08 00 00 5A C3 98 6A", "11 0F 00 13 00 0A 02 A5 03 11 0A",
                                            "11 10 00 64 00 02 04 12 34 AB CD 5A A7",
-                                           "11 16 00 64 FF F7 00 08 06 E2"));
+                                           "11 16 00 64 FF F7 00 08 06 E2"),
+                         [](const auto &row) { return "Function" + row.param.substr(3, 2); });
 
 TEST_F(FramerTest, FindsARequestBehindGarbageThatCannotBeginOne)
 {

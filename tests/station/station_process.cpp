@@ -21,6 +21,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr auto kLinePatience = 10s;
 constexpr auto kEndPatience = 20s;
+/// What a program has for its end when it is asked to go; then it is killed.
+constexpr auto kGoodbye = 2s;
 
 int millisecondsUntil(Clock::time_point end)
 {
@@ -57,6 +59,25 @@ void readToEnds(int first, std::string *firstText, int second, std::string *seco
     }
 }
 
+/// Waits until @p pid has ended. False when it still runs at @p end.
+bool waitForEnd(pid_t pid, Clock::time_point end)
+{
+    pid_t ended = waitpid(pid, nullptr, WNOHANG);
+    while (ended == 0 && Clock::now() < end) {
+        usleep(1000);
+        ended = waitpid(pid, nullptr, WNOHANG);
+    }
+    return ended != 0;
+}
+
+/// Options of every station that a test starts. A test that is killed cannot stop its station any more.
+std::vector<std::string> withParent(const std::vector<std::string> &arguments)
+{
+    std::vector<std::string> all = {"--die-with-parent"};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return all;
+}
+
 } // namespace
 
 Program::Program(const std::string &path, const std::vector<std::string> &arguments)
@@ -88,12 +109,16 @@ Program::Program(const std::string &path, const std::vector<std::string> &argume
 
 Program::~Program()
 {
-    if (pid_ > 0) {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-    }
+    // First, so that the program does not hang on a full pipe instead of ending.
     close(output_);
     close(errors_);
+    if (pid_ <= 0)
+        return;
+    kill(pid_, SIGTERM);
+    if (waitForEnd(pid_, Clock::now() + kGoodbye))
+        return;
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
 }
 
 std::string Program::readLine()
@@ -135,7 +160,7 @@ ProgramResult Program::wait()
 }
 
 StationProcess::StationProcess(const std::vector<std::string> &arguments)
-    : program_(PLC_STATION_PROGRAM, arguments)
+    : program_(PLC_STATION_PROGRAM, withParent(arguments))
 {
     path_ = program_.readLine();
 }
@@ -148,7 +173,7 @@ ProgramResult StationProcess::stop()
 
 ProgramResult runStation(const std::vector<std::string> &arguments)
 {
-    Program program(PLC_STATION_PROGRAM, arguments);
+    Program program(PLC_STATION_PROGRAM, withParent(arguments));
     return program.wait();
 }
 

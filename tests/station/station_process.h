@@ -19,7 +19,8 @@ struct ProgramResult
     std::string errors;
 };
 
-/// A running program with its two outputs in pipes; killed when this object goes.
+/// A running program with its two outputs in pipes. Where it still runs when this object goes, as after a
+/// failed assertion, it is asked to end with SIGTERM and killed 2 s later.
 class Program
 {
 public:
@@ -45,7 +46,8 @@ private:
     std::string pending_; ///< standard output read and not yet handed out
 };
 
-/// The built plcstation with @p arguments, serving; path() is its pseudo-terminal.
+/// The built plcstation with @p arguments, serving; path() is its pseudo-terminal. It ends with this object and
+/// with the process of the test (--die-with-parent).
 class StationProcess
 {
 public:

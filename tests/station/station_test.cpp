@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <numeric>
 
 namespace {
@@ -121,6 +123,11 @@ struct LimitCase
     std::size_t replySize;
 };
 
+void PrintTo(const LimitCase &row, std::ostream *stream)
+{
+    *stream << row.name;
+}
+
 class StationLimits : public ::testing::TestWithParam<LimitCase>
 {};
 
@@ -212,7 +219,8 @@ TEST_P(UnknownFunction, GetsException01)
 
 // 7, 11, 12, 17, 20, 23, 24 and 43 exist in the standard, and some of them in Qt's server, but not here.
 INSTANTIATE_TEST_SUITE_P(Codes, UnknownFunction,
-                         ::testing::Values(0, 7, 9, 11, 12, 17, 20, 21, 23, 24, 43, 65, 127));
+                         ::testing::Values(0, 7, 9, 11, 12, 17, 20, 21, 23, 24, 43, 65, 127),
+                         [](const auto &row) { return "Function" + std::to_string(row.param); });
 
 TEST(RegisterModel, RefusesRangesOutsideTheArea)
 {
