@@ -44,6 +44,7 @@ void addPortOption(CLI::App *app, CommandOptions *options)
     app->add_option("-p,--port", options->port, "serial port or pseudo-terminal, as /dev/ttyUSB0")
         ->type_name("PATH")
         ->required()
+        ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
         ->group(kLineGroup);
 }
 
@@ -86,7 +87,9 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->capture_default_str()
         ->group(kLineGroup);
     app->add_flag("--echo", options->echo,
-                  "the line hands back what is sent on it (two wires); take that off")
+                  "the line hands back what is sent on it (two wires); take that off. Without it the echo of "
+                  "a write "
+                  "of one register or coil passes for the reply, which looks the same")
         ->group(kLineGroup);
     app->add_flag("--any-write-reply", options->anyWriteReply,
                   "take replies to writes that do not repeat address and value, as odd devices send them")
@@ -119,7 +122,8 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
 
     app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error")
         ->group(kOutputGroup);
-    app->add_flag("-q,--quiet", options->quiet, "no statistics and no live table, errors only")
+    app->add_flag("-q,--quiet", options->quiet,
+                  "no statistics, advice or live table; values and failures are still told")
         ->group(kOutputGroup);
 }
 
@@ -130,6 +134,11 @@ void addOutputOptions(CLI::App *app, CommandOptions *options)
         ->type_name("NAME")
         ->capture_default_str()
         ->group(kOutputGroup);
+    addNumberOptions(app, options);
+}
+
+void addNumberOptions(CLI::App *app, CommandOptions *options)
+{
     auto *hex = app->add_flag("--hex", options->hex, "values in hexadecimal")->group(kOutputGroup);
     app->add_flag("--signed", options->isSigned, "values with a sign")->excludes(hex)->group(kOutputGroup);
 }
@@ -164,7 +173,7 @@ std::string commonHelp()
            "replies,\n"
            "5 port cannot be opened or is lost, 6 some good, some not. With several failures and nothing "
            "good the\n"
-           "first failure counts.";
+           "first failure counts. What an interruption (Ctrl-C) has left undone counts as no reply.";
 }
 
 LinkSettings CommandOptions::link() const

@@ -67,6 +67,9 @@ void addPortOption(CLI::App *app, CommandOptions *options);
 /// How values are shown.
 void addOutputOptions(CLI::App *app, CommandOptions *options);
 
+/// How numbers are shown, where there is no choice of format.
+void addNumberOptions(CLI::App *app, CommandOptions *options);
+
 /// VARIABLE..., -t, -r and -c.
 void addVariableOptions(CLI::App *app, CommandOptions *options);
 

@@ -38,6 +38,8 @@ std::string endText(AttemptEnd end, int exceptionCode)
         return "refused: " + std::string(exceptionMeaning(exceptionCode).name);
     case AttemptEnd::Unusable:
         return "no usable reply";
+    case AttemptEnd::LineBusy:
+        return "not sent: the line never fell silent";
     case AttemptEnd::NoReply:
         break;
     }
@@ -137,7 +139,10 @@ Protocol *Communication::next()
 {
     if (openOperations_ == 0 && pacer_.isPausing(steadyNow()))
         return nullptr;
-    return driver_.comCommunication(0);
+    Protocol *const head = driver_.comCommunication(0);
+    if (head)
+        pacer_.stepBegun();
+    return head;
 }
 
 int Communication::judge(QByteArray *reply, int length)
@@ -155,11 +160,14 @@ void Communication::onResult(int, int hostId, int hostSubId, int outcome)
 
 void Communication::stepEnded(const StepReport &report)
 {
+    pacer_.stepEnded();
     if (report.request.hostId == kCyclicHostId)
         pacer_.readEnded(report.startedAt);
-    // What the driver cannot know: a station refused a write whose reply nobody was to wait for.
-    if (report.done && report.cause == AttemptEnd::Exception)
-        refused_.emplace(report.request.hostSubId, resultOf(report));
+    // What the driver cannot know: a station refused a write whose reply nobody was to wait for, or such a write
+    // never went out.
+    const bool isFine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
+    if (report.done && !isFine)
+        failed_.emplace(report.request.hostSubId, resultOf(report));
     News news;
     news.step = report;
     const Request &request = report.request;
@@ -168,12 +176,12 @@ void Communication::stepEnded(const StepReport &report)
     news.statistics = *statistics_;
     for (const auto &[ticket, outcome] : ended_) {
         OperationResult result = resultOf(report);
-        const auto refusal = refused_.find(ticket);
-        if (refusal != refused_.end())
-            result = refusal->second;
+        const auto failure = failed_.find(ticket);
+        if (failure != failed_.end())
+            result = failure->second;
         else if (outcome == kOutcomeDone)
             result.end = OperationEnd::Good;
-        refused_.erase(ticket);
+        failed_.erase(ticket);
         news.operations.push_back({ticket, result});
     }
     ended_.clear();

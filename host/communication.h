@@ -103,8 +103,8 @@ private:
     bool trace_ = false;
     Time startedAt_{};
     std::vector<std::pair<Ticket, int>> ended_; ///< operations and outcomes that the callback brought
-    std::map<Ticket, OperationResult>
-        refused_; ///< operations of which a request was refused, but counts as done
+    /// Operations of which a request has failed that the driver counts as done.
+    std::map<Ticket, OperationResult> failed_;
 };
 
 /// "11 03 00 64": for traces.

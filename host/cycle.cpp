@@ -64,10 +64,18 @@ bool isDone(int status)
 /// The end that tells more about what is wrong.
 AttemptEnd moreTelling(AttemptEnd a, AttemptEnd b)
 {
-    if (a == AttemptEnd::Exception || b == AttemptEnd::Exception)
-        return AttemptEnd::Exception;
-    return a == AttemptEnd::Unusable || b == AttemptEnd::Unusable ? AttemptEnd::Unusable
-                                                                  : AttemptEnd::NoReply;
+    for (const AttemptEnd end : {AttemptEnd::Exception, AttemptEnd::Unusable, AttemptEnd::LineBusy}) {
+        if (a == end || b == end)
+            return end;
+    }
+    return AttemptEnd::NoReply;
+}
+
+/// The station would refuse the same request again: function, address or value is not to its liking.
+bool isFinal(int exceptionCode)
+{
+    return exceptionCode == kExceptionFunction || exceptionCode == kExceptionAddress ||
+           exceptionCode == kExceptionValue;
 }
 
 } // namespace
@@ -95,12 +103,10 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
             const Time due = silenceDue();
             if (now >= due)
                 return transmit(now);
-            const Time limit = std::max(waitingSince_, holdUntil_) + settings_.responseTimeout;
+            const Time limit = busyLimit();
             if (now < limit)
                 return {QByteArray(), std::min(due, limit)};
-            count([](Counters &c) { ++c.lineBusy; });
-            report_.cause = moreTelling(report_.cause, AttemptEnd::Unusable);
-            giveUpAttempt(now);
+            giveUpLine(now);
             break;
         }
         case CycleState::WaitingReply:
@@ -128,6 +134,24 @@ void Cycle::transmitted(Time now)
 Time Cycle::silenceDue() const
 {
     return std::max(lastActivity_ + settings_.timing.silence(), holdUntil_);
+}
+
+/// How long to wait for a silent line. Where no reply is due, the driver would take the end of the first wait
+/// for the end of the request: then there is one wait, as long as all attempts together.
+Time Cycle::busyLimit() const
+{
+    const int waits = replyIsDue() ? 1 : 1 + std::max(info_.retryLimit, 0);
+    return std::max(waitingSince_, holdUntil_) + waits * settings_.responseTimeout;
+}
+
+/// The line has not fallen silent in time: an attempt is spent without having been sent.
+void Cycle::giveUpLine(Time now)
+{
+    count([](Counters &c) { ++c.lineBusy; });
+    report_.cause = moreTelling(report_.cause, AttemptEnd::LineBusy);
+    if (observer_)
+        observer_->attemptEnded(now, AttemptEnd::LineBusy, 0);
+    giveUpAttempt(now);
 }
 
 /// What happens outside an exchange is the line's, not a station's.
@@ -171,7 +195,7 @@ Instruction Cycle::transmit(Time now)
 {
     const bool relay = isRelay(info_);
     shape_ = relay ? relayReplyShape(request_.frame, head_->replyLen,
-                                     (info_.options & kOptionReplyCrcHighFirst) != 0)
+                                     (info_.options & kOptionReplyCrcHighFirst) != 0, settings_.strictWrites)
                    : modbusReplyShape(request_.frame, (info_.options & kOptionReplyCrcHighFirst) != 0,
                                       settings_.strictWrites);
     heard_ = false;
@@ -182,6 +206,7 @@ Instruction Cycle::transmit(Time now)
         report_.startedAt = now;
     ++report_.attempts;
     report_.echoMissing = false;
+    report_.echoHeard = false;
 
     // No station answers address 0, whatever the driver expects: with the station override in force it may
     // well expect a reply.
@@ -259,6 +284,7 @@ void Cycle::examine(Time now, bool waitIsOver)
         return;
     }
     heard_ = heard_ || !buffer_.isEmpty();
+    report_.echoHeard = report_.echoHeard || (!settings_.removeEcho && buffer_.contains(request_.frame));
     for (;;) {
         const Sighting sighting = findReply(buffer_, shape_, waitIsOver);
         switch (sighting.found) {
@@ -272,8 +298,7 @@ void Cycle::examine(Time now, bool waitIsOver)
             buffer_.remove(0, sighting.length);
             dropBefore(now, buffer_.size(), "behind the reply");
             lastActivity_ = now;
-            report_.exceptionCode = sighting.exceptionCode;
-            refused_ = true;
+            noteRefusal(sighting);
             if (state_ == CycleState::WaitingReply)
                 loseAttempt(now, AttemptEnd::Exception, sighting.exceptionCode);
             else
@@ -296,6 +321,17 @@ void Cycle::examine(Time now, bool waitIsOver)
             return;
         }
     }
+}
+
+void Cycle::noteRefusal(const Sighting &sighting)
+{
+    constexpr int kExceptionFlag = 0x80;
+    report_.exceptionCode = sighting.exceptionCode;
+    report_.refusedFunction = sighting.function & ~kExceptionFlag;
+    refused_ = true;
+    // Whatever the driver has left of attempts, it is not to spend them on this.
+    if (isFinal(sighting.exceptionCode))
+        info_.retryCount = std::max(info_.retryCount, info_.retryLimit);
 }
 
 /// Shows a reply to the driver.
@@ -405,6 +441,8 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
             break;
         case AttemptEnd::NoReply:
             ++c.timeouts;
+            break;
+        case AttemptEnd::LineBusy: // counted where it happens: nothing was sent
             break;
         }
     });

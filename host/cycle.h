@@ -35,7 +35,8 @@ enum class AttemptEnd
     NoReplyDue, ///< sent, and nothing was to come back
     Exception,  ///< the station refused
     Unusable,   ///< something came, but no usable reply
-    NoReply     ///< nothing came
+    NoReply,    ///< nothing came
+    LineBusy    ///< not even sent: the line never fell silent
 };
 
 /// A request as it stood on the line, copied, since the driver's record is gone when the step is over.
@@ -56,12 +57,15 @@ struct Request
 struct StepReport
 {
     Request request;
-    bool done = false;        ///< the driver counts it as done; otherwise failed for good
+    bool done = false;        ///< the driver counts it as done; otherwise failed for good. A request that
+                              ///< needs no reply counts as done even if `cause` tells that it went wrong.
     int status = 0;           ///< the driver's result code
     AttemptEnd cause{};       ///< how it ended; of a failed one the most telling of its attempts
     int exceptionCode = 0;    ///< of the last exception reply, 0 without one
+    int refusedFunction = 0;  ///< function code that this exception reply is about
     int attempts = 0;         ///< frames sent
     bool echoMissing = false; ///< the last attempt heard bytes, but not the echo that was to come first
+    bool echoHeard = false;   ///< the last attempt heard its own request, and nobody had asked to take it off
     Time startedAt{};         ///< first transmission
     Time endedAt{};
 };
@@ -124,8 +128,8 @@ class Cycle
 public:
     /// @param driver    outlives the cycle.
     /// @param info      the settings record that the driver was given; outlives the cycle. `retryCount` is
-    /// set to 0
-    ///                  for every new transaction, so that each has the full number of retries.
+    ///                  set to 0 for every new transaction, so that each has the full number of retries, and
+    ///                  to the limit when a station has refused a request for what it is.
     /// @param observer  may be null; outlives the cycle.
     Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer);
 
@@ -153,6 +157,9 @@ private:
     void finishUnanswered(Time now);
     void loseAttempt(Time now, AttemptEnd end, int exceptionCode);
     void giveUpAttempt(Time now);
+    Time busyLimit() const;
+    void giveUpLine(Time now);
+    void noteRefusal(const Sighting &sighting);
     void endAttempt(Time now, AttemptEnd end, int exceptionCode);
     void settle(Time now, int status);
     Time silenceDue() const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "child_process.h"
@@ -19,8 +20,9 @@ namespace {
 constexpr const char *kExample =
     "Example:\n  plchost demo\n\n"
     "Starts plcstation, reads and writes variables of all kinds over a pseudo-terminal,\n"
-    "and shows what came back. Ends with exit code 0 only if all of it is what was "
-    "written.\n\n";
+    "and shows what came back, with ? for what was not read. Ends with exit code 0 only if all of it is what "
+    "was\n"
+    "written; why something is not goes to standard error.\n\n";
 
 constexpr Time kStationStart = std::chrono::seconds(10);
 constexpr Time kPatience = std::chrono::seconds(30);
@@ -53,6 +55,13 @@ constexpr Act kActs[] = {
     {"1x:8:8", "", "discrete inputs"},
 };
 
+/// One reading of a variable.
+struct Reading
+{
+    OperationResult result;
+    std::optional<Values> values; ///< only of a good one
+};
+
 /// One run of the demo.
 class Demo
 {
@@ -75,7 +84,10 @@ public:
         awaitScans(fewestScansAfterNow());
         remember(&after_);
         session_.stop();
+        if (isInterrupted())
+            std::fputs("plchost: interrupted before everything was read back\n", stderr);
         show();
+        explain();
         if (!options_.quiet)
             std::fputs(describeStatistics(session_.statistics(), session_.runningFor()).c_str(), stderr);
         return allCameBack() ? kExitGood : failureCode();
@@ -91,9 +103,16 @@ private:
         return most + 2;
     }
 
+    /// Longer than two scans take in which no request is answered.
+    Time patience() const
+    {
+        const LinkSettings &link = session_.settings();
+        return kPatience + 4 * count() * (1 + link.retries) * link.timeout;
+    }
+
     void awaitScans(std::uint64_t scans)
     {
-        const Time limit = steadyNow() + kPatience;
+        const Time limit = steadyNow() + patience();
         const auto isBehind = [&](int i) { return session_.status(i).scans < scans; };
         for (;;) {
             session_.pump(steadyNow());
@@ -105,7 +124,7 @@ private:
             if (!session_.portLost().empty())
                 throw Failure(kExitPort, session_.portLost());
             if (isInterrupted())
-                throw Failure(kExitMixed, "interrupted before everything was read back");
+                return;
             if (steadyNow() > limit)
                 throw Failure(kExitNoReply,
                               "the variables were not read in time; -v shows what happens on the line");
@@ -123,19 +142,29 @@ private:
             tickets.push_back(written ? session_.write(variables_[i], wanted_.back()) : 0);
         }
         for (const Ticket ticket : tickets)
-            writes_.push_back(ticket == 0 ? OperationEnd::Good : session_.await(ticket).end);
+            writes_.push_back(ticket == 0 ? std::nullopt : std::make_optional(session_.await(ticket)));
+        if (!session_.portLost().empty())
+            throw Failure(kExitPort, session_.portLost());
     }
 
-    void remember(std::vector<Values> *into) const
+    /// What each variable was read to be; nothing where its last reading did not succeed.
+    void remember(std::vector<Reading> *into) const
     {
-        for (const Variable &variable : variables_)
-            into->push_back(session_.values(variable));
+        for (int i = 0; i < count(); ++i) {
+            const WatchStatus status = session_.status(i);
+            const bool isRead = status.hasValue && status.last.end == OperationEnd::Good;
+            Reading reading{status.last, std::nullopt};
+            if (isRead)
+                reading.values = session_.values(variables_[static_cast<std::size_t>(i)]);
+            into->push_back(reading);
+        }
     }
 
     bool cameBack(std::size_t i) const
     {
-        const bool isRead = session_.status(static_cast<int>(i)).last.end == OperationEnd::Good;
-        return isRead && writes_[i] == OperationEnd::Good && (wanted_[i].empty() || after_[i] == wanted_[i]);
+        if (writes_[i] && writes_[i]->end != OperationEnd::Good)
+            return false;
+        return after_[i].values && (wanted_[i].empty() || *after_[i].values == wanted_[i]);
     }
 
     bool allCameBack() const
@@ -149,11 +178,37 @@ private:
 
     ExitCode failureCode() const
     {
-        std::vector<OperationEnd> ends = writes_;
-        for (int i = 0; i < count(); ++i)
-            ends.push_back(session_.status(i).last.end);
+        std::vector<OperationEnd> ends;
+        for (const auto &write : writes_) {
+            if (write)
+                ends.push_back(write->end);
+        }
+        for (const Reading &reading : after_)
+            ends.push_back(reading.result.end);
         const ExitCode code = exitCodeOf(ends);
         return code == kExitGood ? kExitMixed : code;
+    }
+
+    /// Tells the reason of each row that is wrong.
+    void explain() const
+    {
+        for (std::size_t i = 0; i < variables_.size(); ++i) {
+            if (cameBack(i))
+                continue;
+            const bool isUnwritten = writes_[i] && writes_[i]->end != OperationEnd::Good;
+            const OperationResult &result = isUnwritten ? *writes_[i] : after_[i].result;
+            const std::string reason =
+                result.end == OperationEnd::Good
+                    ? "the station holds other values than were written"
+                    : describeResult(result, session_.stationOf(variables_[i]), session_.settings());
+            std::fprintf(stderr, "plchost: %s: %s%s\n", variables_[i].text.c_str(),
+                         writes_[i] ? (isUnwritten ? "write: " : "read back: ") : "", reason.c_str());
+        }
+    }
+
+    std::string text(const Reading &reading, Unit unit) const
+    {
+        return reading.values ? formatValues(*reading.values, unit, options_.numberStyle(), " ") : "?";
     }
 
     void show() const
@@ -164,9 +219,9 @@ private:
         for (std::size_t i = 0; i < variables_.size(); ++i) {
             const Unit unit = variables_[i].area->unit;
             const bool written = !wanted_[i].empty();
-            cells.push_back({variables_[i].text, formatValues(before_[i], unit, style, " "),
+            cells.push_back({variables_[i].text, text(before_[i], unit),
                              written ? formatValues(wanted_[i], unit, style, " ") : "-",
-                             formatValues(after_[i], unit, style, " "),
+                             text(after_[i], unit),
                              !cameBack(i) ? "WRONG"
                              : written    ? "as written"
                                           : "read",
@@ -183,21 +238,27 @@ private:
     DriverLibrary driver_;
     Session session_;
     std::vector<Variable> variables_;
-    std::vector<Values> before_;
+    std::vector<Reading> before_;
     std::vector<Values> wanted_;
-    std::vector<Values> after_;
-    std::vector<OperationEnd> writes_;
+    std::vector<Reading> after_;
+    std::vector<std::optional<OperationResult>> writes_; ///< nothing for variables that are only read
 };
 
 ExitCode runDemo(const DemoOptions &options)
 {
     LinkSettings link = options.link();
+    if (link.station == 0)
+        throw Failure(kExitUsage, "--station 0: nobody answers reads of station 0; take 1 to 247");
     const std::string program = options.station.empty() ? programFolder() + "/plcstation" : options.station;
     std::vector<std::string> arguments{
         "-a",     std::to_string(link.station), "--counters", "3x:0:2", "--counters",
         "1x:8:8", "--die-with-parent",          "-q"};
     if (link.linkMode != 0)
         arguments.emplace_back("--relay");
+    if ((link.options & kOptionSwapRequestCrc) != 0)
+        arguments.emplace_back("--request-crc-high-first");
+    if ((link.options & kOptionSwapReplyCrc) != 0)
+        arguments.emplace_back("--reply-crc-high-first");
     ChildProcess station(program, arguments);
     const auto terminal = station.readLine(steadyNow() + kStationStart);
     if (!terminal)
@@ -216,7 +277,7 @@ void addDemoCommand(CLI::App *program, const Choose &choose)
     CLI::App *command =
         program->add_subcommand("demo", "show everything against a simulated station of its own");
     addLineOptions(command, options.get());
-    addOutputOptions(command, options.get());
+    addNumberOptions(command, options.get());
     command
         ->add_option("--station-program", options->station,
                      "plcstation, if it is not the one beside this program")

@@ -13,11 +13,13 @@ struct Row
 };
 
 constexpr Row kRows[] = {
-    {1, {"illegal function", "the station does not offer this function, or not in its present state"}},
-    {2,
+    {kExceptionFunction,
+     {"illegal function", "the station does not offer this function, or not in its present state"}},
+    {kExceptionAddress,
      {"illegal data address",
       "the range lies outside the station's map; read fewer registers at once, or try --option one-based"}},
-    {3, {"illegal data value", "the station does not take that many at once; try a smaller --max-block"}},
+    {kExceptionValue,
+     {"illegal data value", "the station does not take that many at once; try a smaller --max-block"}},
     {4,
      {"server device failure", "the station failed while it carried the request out; look at the station"}},
     {5, {"acknowledge", "the station has begun a long job and will answer later; ask again"}},
@@ -41,12 +43,14 @@ ExceptionMeaning exceptionMeaning(int code)
     return kUnknown;
 }
 
-std::string describeException(int function, int code)
+std::string describeException(int function, int code, int address, int count)
 {
     const ExceptionMeaning meaning = exceptionMeaning(code);
     char number[48];
     std::snprintf(number, sizeof number, "exception %02d (", code);
-    return number + std::string(meaning.name) + ") to function " + std::to_string(function) + ": " +
+    const std::string place =
+        count > 0 ? ", address " + std::to_string(address) + ", count " + std::to_string(count) : "";
+    return number + std::string(meaning.name) + ") to function " + std::to_string(function) + place + ": " +
            meaning.hint;
 }
 

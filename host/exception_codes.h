@@ -7,6 +7,9 @@
 
 namespace plc::host {
 
+constexpr int kExceptionFunction = 1;
+constexpr int kExceptionAddress = 2;
+constexpr int kExceptionValue = 3;
 constexpr int kExceptionBusy = 6;
 
 /// Name and advice for an exception code (MODBUS Application Protocol V1.1b3, 7).
@@ -19,8 +22,10 @@ struct ExceptionMeaning
 /// Meaning of @p code; a code without one is named "unknown exception".
 ExceptionMeaning exceptionMeaning(int code);
 
-/// "exception 02 (illegal data address) to function 3: ..." with the advice.
-std::string describeException(int function, int code);
+/// "exception 02 (illegal data address) to function 3, address 1000, count 20: ..." with the advice.
+/// @param address  first register or bit of the refused request.
+/// @param count    registers or bits of it; 0 when neither is known, which leaves both out.
+std::string describeException(int function, int code, int address, int count);
 
 } // namespace plc::host
 

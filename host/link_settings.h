@@ -28,6 +28,8 @@ quint32 optionMask(const std::string &name);
 constexpr quint32 kOptionOneBased = 1u << 0;
 constexpr quint32 kOptionSingleRegisters = 1u << 5;
 constexpr quint32 kOptionSingleCoils = 1u << 6;
+constexpr quint32 kOptionSwapRequestCrc = 1u << 7;
+constexpr quint32 kOptionSwapReplyCrc = 1u << 8;
 constexpr quint32 kOptionNoBitPacking = 1u << 11;
 
 struct LinkSettings

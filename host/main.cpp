@@ -31,6 +31,13 @@ std::string unknownCommand(const CLI::App &program, int argc, char **argv)
     return "'" + std::string(argv[1]) + "' is no command; commands are " + names;
 }
 
+/// The words that show the help on what was typed.
+std::string helpFor(const CLI::App &program)
+{
+    const auto chosen = program.get_subcommands();
+    return "plchost " + (chosen.empty() ? "" : chosen.front()->get_name() + " ") + "--help";
+}
+
 int failed(int code, std::string what)
 {
     // Reasons come from many places; here they become one line.
@@ -70,10 +77,11 @@ int main(int argc, char **argv)
         return command();
     } catch (const CLI::CallForHelp &) {
         const auto chosen = program.get_subcommands();
-        std::cout << (chosen.empty() ? program.help() : chosen.front()->help());
+        std::cout << (chosen.empty() ? program.help() : chosen.front()->help(program.get_name()));
         return kExitGood;
     } catch (const CLI::ParseError &error) {
-        return failed(kExitUsage, std::string(error.what()) + " (plchost --help shows what is possible)");
+        return failed(kExitUsage,
+                      std::string(error.what()) + " (" + helpFor(program) + " shows what is possible)");
     } catch (const Failure &failure) {
         return failed(failure.code(), failure.what());
     }

@@ -24,6 +24,7 @@ ExitCode exitCodeOf(OperationEnd end)
     case OperationEnd::Refused:
         return kExitException;
     case OperationEnd::Unusable:
+    case OperationEnd::LineBusy:
         return kExitUnusable;
     case OperationEnd::PortLost:
         return kExitPort;
@@ -40,6 +41,27 @@ std::string attemptsText(int attempts)
     return std::to_string(attempts) + (attempts == 1 ? " attempt" : " attempts");
 }
 
+int word(const QByteArray &frame, int at)
+{
+    return static_cast<unsigned char>(frame.at(at)) * 256 + static_cast<unsigned char>(frame.at(at + 1));
+}
+
+/// Fills in what exactly a station has refused.
+void noteRefused(const StepReport &report, OperationResult *result)
+{
+    constexpr int kRequestHead = 6;
+    const Request &request = report.request;
+    result->function = report.refusedFunction;
+    result->address = request.address;
+    result->count = request.count;
+    // A relay frame counts in its own units; a Modbus frame has on the line what the station has seen.
+    if (request.function == 0 || request.frame.size() < kRequestHead)
+        return;
+    const bool isSingle = request.function == 5 || request.function == 6;
+    result->address = word(request.frame, 2);
+    result->count = isSingle ? 1 : word(request.frame, 4);
+}
+
 } // namespace
 
 OperationResult resultOf(const StepReport &report)
@@ -49,6 +71,7 @@ OperationResult resultOf(const StepReport &report)
     result.exceptionCode = report.exceptionCode;
     result.attempts = report.attempts;
     result.echoMissing = report.echoMissing;
+    result.echoHeard = report.echoHeard;
     switch (report.cause) {
     case AttemptEnd::Good:
     case AttemptEnd::NoReplyDue:
@@ -56,12 +79,16 @@ OperationResult resultOf(const StepReport &report)
         break;
     case AttemptEnd::Exception:
         result.end = OperationEnd::Refused;
+        noteRefused(report, &result);
         break;
     case AttemptEnd::Unusable:
         result.end = OperationEnd::Unusable;
         break;
     case AttemptEnd::NoReply:
         result.end = OperationEnd::NoReply;
+        break;
+    case AttemptEnd::LineBusy:
+        result.end = OperationEnd::LineBusy;
         break;
     }
     return result;
@@ -75,18 +102,24 @@ std::string describeResult(const OperationResult &result, int station, const Lin
     case OperationEnd::Good:
         return who + " answered";
     case OperationEnd::Refused:
-        return who + " refused with " + describeException(result.function, result.exceptionCode);
+        return who + " refused with " +
+               describeException(result.function, result.exceptionCode, result.address, result.count);
     case OperationEnd::Unusable:
         if (result.echoMissing)
             return "the echo of the request was not heard" + effort + "; is --echo right for this line?";
+        if (result.echoHeard)
+            return "no usable reply from " + who + effort + ": the line hands back what is sent; add --echo";
         return "no usable reply from " + who + effort +
                "; check baud rate, parity and stop bits, wiring, and whether two stations share the number";
+    case OperationEnd::LineBusy:
+        return "the line never fell silent, so that the request to " + who + " could not go out" +
+               (result.attempts > 0 ? effort : "") + ": noise or a second master";
     case OperationEnd::PortLost:
         return "the port was lost";
     case OperationEnd::Dropped:
         return who + " is switched off";
     case OperationEnd::Open:
-        return who + " was not asked to the end";
+        return "interrupted before " + who + " had answered";
     case OperationEnd::NoReply:
         break;
     }

@@ -20,6 +20,7 @@ enum class OperationEnd
     NoReply,
     Refused,  ///< by an exception reply
     Unusable, ///< something came, but no usable reply
+    LineBusy, ///< not even sent: the line never fell silent
     PortLost,
     Dropped ///< the station was switched off before it was its turn
 };
@@ -27,10 +28,13 @@ enum class OperationEnd
 struct OperationResult
 {
     OperationEnd end = OperationEnd::Open;
-    int function = 0;      ///< Modbus function of the last request, 0 in relay mode
-    int exceptionCode = 0; ///< for Refused
-    int attempts = 0;      ///< frames sent for the last request
-    bool echoMissing = false;
+    int function = 0;         ///< Modbus function of the last request; in relay mode only for Refused, else 0
+    int address = 0;          ///< first register or bit of that request, for Refused
+    int count = 0;            ///< registers or bits of it, for Refused; 0 = neither is known
+    int exceptionCode = 0;    ///< for Refused
+    int attempts = 0;         ///< frames sent for the last request
+    bool echoMissing = false; ///< see StepReport
+    bool echoHeard = false;   ///< see StepReport
 };
 
 /// What the end of the last transaction means for its operation.

@@ -11,6 +11,7 @@ namespace plc::host {
 namespace {
 
 constexpr int kUsualWidth = 80;
+constexpr int kUsualHeight = 24;
 
 std::string fixed(double value, int digits)
 {
@@ -46,12 +47,16 @@ std::string fullState(const Row &row)
     return row.detail.empty() ? row.state : row.state + ": " + row.detail;
 }
 
-int terminalWidth()
+winsize terminalSize()
 {
     winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0)
-        return kUsualWidth;
-    return size.ws_col;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0)
+        size = winsize{};
+    if (size.ws_col == 0)
+        size.ws_col = kUsualWidth;
+    if (size.ws_row == 0)
+        size.ws_row = kUsualHeight;
+    return size;
 }
 
 std::string clipped(const std::string &text, std::size_t width)
@@ -89,6 +94,8 @@ const char *stateName(VariableState state)
         return "no answer";
     case VariableState::BadReply:
         return "bad reply";
+    case VariableState::LineBusy:
+        return "line busy";
     case VariableState::SwitchedOff:
         return "switched off";
     case VariableState::NeverRead:
@@ -106,6 +113,8 @@ const char *stateName(OperationEnd end)
         return "refused";
     case OperationEnd::Unusable:
         return "bad reply";
+    case OperationEnd::LineBusy:
+        return "line busy";
     case OperationEnd::PortLost:
         return "port lost";
     case OperationEnd::Dropped:
@@ -220,6 +229,16 @@ std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cel
     return lines;
 }
 
+std::vector<std::string> fitInto(std::vector<std::string> lines, std::size_t height)
+{
+    if (lines.size() <= height || height < 2)
+        return lines;
+    const std::size_t hidden = lines.size() - (height - 1);
+    lines.resize(height - 1);
+    lines.push_back("... " + std::to_string(hidden) + " more");
+    return lines;
+}
+
 void LiveTable::draw(const std::vector<Row> &rows)
 {
     constexpr std::size_t kValueWidth = 40;
@@ -234,10 +253,14 @@ void LiveTable::draw(const std::vector<Row> &rows)
     if (linesDrawn_ > 0)
         screen = "\x1b[" + std::to_string(linesDrawn_) + "A";
     // A line that wraps would spoil the way back up.
-    const auto width = static_cast<std::size_t>(terminalWidth() - 1);
-    for (const std::string &line : layOut(cells))
+    const winsize size = terminalSize();
+    const auto width = static_cast<std::size_t>(size.ws_col - 1);
+    // Nor may the head of the table leave the screen: nothing leads back to it. The cursor has the last line.
+    const std::vector<std::string> lines = fitInto(layOut(cells), static_cast<std::size_t>(size.ws_row - 1));
+    for (const std::string &line : lines)
         screen += "\r" + clipped(line, width) + "\x1b[K\n";
-    linesDrawn_ = static_cast<int>(cells.size());
+    linesDrawn_ = static_cast<int>(lines.size());
+    screen += "\x1b[J";
     std::fputs(screen.c_str(), stdout);
     std::fflush(stdout);
 }

@@ -31,10 +31,10 @@ struct Row
     std::optional<Time> moment; ///< since the start, for repeated rows
 };
 
-/// "never read", "good", "stale", "refused", "no answer", "bad reply", "switched off".
+/// "never read", "good", "stale", "refused", "no answer", "bad reply", "line busy", "switched off".
 const char *stateName(VariableState state);
 
-/// The same for the end of a single operation: "good", "refused", "no answer", "bad reply", "port lost", ...
+/// The same for the end of a single operation: "good", "refused", "no answer", "bad reply", "line busy", ...
 const char *stateName(OperationEnd end);
 
 /// Prints rows as they come.
@@ -62,10 +62,14 @@ private:
 /// Lines of a table: one of headings and one a row, columns under each other.
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells);
 
+/// The lines of a table that fit into @p height lines, the last one telling how many are left out; all of them
+/// when they fit or when @p height is below 2.
+std::vector<std::string> fitInto(std::vector<std::string> lines, std::size_t height);
+
 /// "0.3 s", "12 ms".
 std::string formatAge(Time age);
 
-/// The table of watch on a terminal: redrawn in place.
+/// The table of watch on a terminal: redrawn in place, no longer than the terminal is high.
 class LiveTable
 {
 public:

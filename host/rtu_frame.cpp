@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "core/register_types.h"
+
 namespace plc::host {
 
 namespace {
@@ -15,7 +17,12 @@ constexpr int kRequestHead = 6; // station, function, address, quantity or value
 
 constexpr int kRelayDirectionAt = 2;
 constexpr int kRelayStationAt = 4;
+constexpr int kRelayTypeAt = 6;
+constexpr int kRelayAddressAt = 7;
+constexpr int kRelayCountAt = 11;
 constexpr int kRelayHead = 21;
+constexpr unsigned kBitsPerRegister = 16;
+constexpr int kCoilOn = 0xFF;
 
 int byteAt(const QByteArray &bytes, int at)
 {
@@ -64,7 +71,42 @@ bool isOurException(int function, const ReplyShape &shape)
 
 bool repeatsRequest(const QByteArray &bytes, int at, const ReplyShape &shape)
 {
-    return shape.repeats.isEmpty() || bytes.mid(at + 2, shape.repeats.size()) == shape.repeats;
+    const int function = byteAt(bytes, at + 1);
+    const bool isSingle = function == 5 || function == 6;
+    const QByteArray &due = isSingle && !shape.repeatsSingle.isEmpty() ? shape.repeatsSingle : shape.repeats;
+    return due.isEmpty() || bytes.mid(at + 2, due.size()) == due;
+}
+
+bool isOwnEcho(const QByteArray &bytes, int at, const ReplyShape &shape)
+{
+    return shape.isRead && !shape.request.isEmpty() && bytes.mid(at, shape.request.size()) == shape.request;
+}
+
+/// What the replies to the write in a relay frame repeat. The frame has register values low byte first.
+void setRelayRepeats(const QByteArray &frame, ReplyShape *shape)
+{
+    const int type = byteAt(frame, kRelayTypeAt);
+    unsigned address = 0;
+    for (int i = 0; i < 4; ++i)
+        address = address << 8 | static_cast<unsigned>(byteAt(frame, kRelayAddressAt + i));
+    if (type == kHoldingRegisterBit)
+        address /= kBitsPerRegister;
+    QByteArray place;
+    place.append(static_cast<char>(address >> 8 & 0xFFu)).append(static_cast<char>(address & 0xFFu));
+    shape->repeats = shape->repeatsSingle = place;
+    if (type == kHoldingRegisterBit)
+        return;
+    const int count = byteAt(frame, kRelayCountAt) * 256 + byteAt(frame, kRelayCountAt + 1);
+    const int registers = type == kHoldingRegisterPair ? 2 * count : count;
+    shape->repeats.append(static_cast<char>(registers >> 8)).append(static_cast<char>(registers & 0xFF));
+    const int dataSize = frame.size() - kRelayHead - 1; // the last byte is the sum
+    if (count != 1 || type == kHoldingRegisterPair || dataSize < (type == kCoil ? 1 : 2))
+        return;
+    if (type == kCoil)
+        shape->repeatsSingle.append(static_cast<char>(byteAt(frame, kRelayHead) != 0 ? kCoilOn : 0))
+            .append('\0');
+    else
+        shape->repeatsSingle.append(frame.at(kRelayHead + 1)).append(frame.at(kRelayHead));
 }
 
 /// The frame that stands at @p at, if there is one.
@@ -86,6 +128,7 @@ Sighting frameAt(const QByteArray &bytes, int at, const ReplyShape &shape)
         if (available >= kExceptionLen && crcMatches(bytes, at, kExceptionLen, shape.crcHighFirst)) {
             sighting.found = Found::Exception;
             sighting.exceptionCode = byteAt(bytes, at + 2);
+            sighting.function = function;
         }
         return sighting;
     }
@@ -99,7 +142,8 @@ Sighting frameAt(const QByteArray &bytes, int at, const ReplyShape &shape)
     }
     if (!crcMatches(bytes, at, sighting.length, shape.crcHighFirst))
         return sighting;
-    sighting.found = fits && repeatsRequest(bytes, at, shape) ? Found::Reply : Found::WrongReply;
+    const bool isAnswer = fits && repeatsRequest(bytes, at, shape) && !isOwnEcho(bytes, at, shape);
+    sighting.found = isAnswer ? Found::Reply : Found::WrongReply;
     return sighting;
 }
 
@@ -123,6 +167,7 @@ ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool str
     shape.station = byteAt(frame, 0);
     shape.function = byteAt(frame, 1);
     shape.isRead = isReadFunction(shape.function);
+    shape.request = frame;
     const int quantity = byteAt(frame, 4) * 256 + byteAt(frame, 5);
     if (shape.isRead)
         shape.length = kReadOverhead + (shape.function <= 2 ? (quantity + 7) / 8 : quantity * 2);
@@ -133,7 +178,7 @@ ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool str
     return shape;
 }
 
-ReplyShape relayReplyShape(const QByteArray &frame, int replyLen, bool crcHighFirst)
+ReplyShape relayReplyShape(const QByteArray &frame, int replyLen, bool crcHighFirst, bool strict)
 {
     ReplyShape shape;
     shape.crcHighFirst = crcHighFirst;
@@ -142,6 +187,8 @@ ReplyShape relayReplyShape(const QByteArray &frame, int replyLen, bool crcHighFi
     shape.station = byteAt(frame, kRelayStationAt);
     shape.isRead = byteAt(frame, kRelayDirectionAt) == 0;
     shape.length = replyLen;
+    if (!shape.isRead && strict)
+        setRelayRepeats(frame, &shape);
     return shape;
 }
 

@@ -17,11 +17,13 @@ std::uint16_t crcOf(const char *bytes, int length);
 /// Everything that tells the reply to one request from other bytes.
 struct ReplyShape
 {
-    int station = 0;     ///< first byte
-    int function = -1;   ///< second byte; -1 = any normal function (replies to relay frames)
-    int length = 0;      ///< exact number of bytes; 0 = no reply is recognised
-    bool isRead = false; ///< the third byte counts the data bytes
-    QByteArray repeats;  ///< bytes behind the function that the reply must repeat; empty = not looked at
+    int station = 0;          ///< first byte
+    int function = -1;        ///< second byte; -1 = any normal function (replies to relay frames)
+    int length = 0;           ///< exact number of bytes; 0 = no reply is recognised
+    bool isRead = false;      ///< the third byte counts the data bytes
+    QByteArray repeats;       ///< bytes behind the function that the reply must repeat; empty = not looked at
+    QByteArray repeatsSingle; ///< the same for functions 5 and 6 where the function is not known beforehand
+    QByteArray request;       ///< a reply to a read is never these bytes: they are its echo
     bool crcHighFirst = false; ///< CRC with its high byte first
 };
 
@@ -32,7 +34,9 @@ struct ReplyShape
 ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool strict);
 
 /// Shape of the Modbus reply to the relay frame @p frame, of which @p replyLen bytes are expected.
-ReplyShape relayReplyShape(const QByteArray &frame, int replyLen, bool crcHighFirst);
+/// @param strict  as in modbusReplyShape(). Of a bit inside a register only the address is looked at, since the
+///                frame does not tell the register's new value.
+ReplyShape relayReplyShape(const QByteArray &frame, int replyLen, bool crcHighFirst, bool strict);
 
 enum class Found
 {
@@ -49,6 +53,7 @@ struct Sighting
     int at = 0;            ///< first byte of the frame
     int length = 0;        ///< bytes of the frame
     int exceptionCode = 0; ///< for Found::Exception
+    int function = 0;      ///< second byte, for Found::Exception
 };
 
 /// Looks for the first frame in @p bytes that concerns a request.

@@ -15,6 +15,12 @@ public:
     /// @param interval  from the start of one scan to the start of the next; 0 for no pause.
     ScanPacer(int reads, Time interval) : reads_(reads), interval_(interval) {}
 
+    /// A transaction was begun: until it has ended there is no pause, for the repetitions of a request belong
+    /// to it.
+    void stepBegun() { stepOpen_ = true; }
+    /// The transaction has ended, whatever it was.
+    void stepEnded() { stepOpen_ = false; }
+
     /// One cyclic read has ended, well or not, after it had started at @p startedAt.
     void readEnded(Time startedAt)
     {
@@ -27,12 +33,13 @@ public:
     }
 
     /// True while the next scan has to wait.
-    bool isPausing(Time now) const { return reads_ > 0 && done_ == 0 && now < nextScanAt_; }
+    bool isPausing(Time now) const { return !stepOpen_ && reads_ > 0 && done_ == 0 && now < nextScanAt_; }
 
 private:
     int reads_;
     Time interval_;
     int done_ = 0;
+    bool stepOpen_ = false;
     Time startedAt_{};
     Time nextScanAt_{};
 };

@@ -5,9 +5,11 @@
 #include <termios.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <thread>
 
 #include "failure.h"
+#include "line_rate.h"
 
 namespace plc::host {
 
@@ -82,6 +84,9 @@ void SerialPort::open(const LinkSettings &settings)
     if (settings.parity != Parity::None && !checkParity(port_.handle()))
         throw Failure(kExitPort, "port '" + name_ + "' does not check parity; try --parity none");
     hurry(port_.handle());
+    const std::string warning = rateWarning(name_, settings.baud, lineRate(port_.handle()));
+    if (!warning.empty())
+        std::fprintf(stderr, "plchost: %s\n", warning.c_str());
     port_.clear();
 }
 

@@ -17,7 +17,8 @@ namespace plc::host {
 class SerialPort
 {
 public:
-    /// Opens the port of @p settings and throws away what it has received so far.
+    /// Opens the port of @p settings and throws away what it has received so far. Warns on standard error when the
+    /// port has not taken the baud rate.
     /// @throw Failure  (port) that says why it cannot be opened.
     void open(const LinkSettings &settings);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "core/register_types.h"
 #include "interrupt.h"
 
 namespace plc::host {
@@ -28,6 +29,8 @@ VariableState stateOf(OperationEnd end)
         return VariableState::Refused;
     case OperationEnd::Unusable:
         return VariableState::BadReply;
+    case OperationEnd::LineBusy:
+        return VariableState::LineBusy;
     case OperationEnd::Open:
         return VariableState::NeverRead;
     case OperationEnd::NoReply:
@@ -65,7 +68,7 @@ int Session::watch(const Variable &variable)
         throw Failure(kExitUsage, "variable '" + variable.text + "': nobody answers a read of station 0");
     const int number = static_cast<int>(watched_.size());
     watched_.push_back(variable);
-    const int limit = variable.area->baseType <= 1 ? settings_.bitLimit() : settings_.wordLimit();
+    const int limit = isBitArea(variable.area->baseType) ? settings_.bitLimit() : settings_.wordLimit();
     for (int done = 0; done < variable.baseCount(); done += limit) {
         RW_VAR read;
         read.hostId = kCyclicHostId;
@@ -121,9 +124,9 @@ void Session::checkWrite(const Variable &variable) const
     if (!variable.area->writable)
         throw Failure(kExitUsage,
                       who + variable.area->name + " (" + variable.area->meaning + ") cannot be written");
-    const bool coils = variable.area->regType == 0;
+    const bool coils = variable.area->regType == kCoil;
     const int most = coils ? kMostCoilsInOneWrite : kMostRegistersInOneWrite;
-    const bool blocks = coils || variable.area->regType == 5;
+    const bool blocks = coils || variable.area->regType == kHoldingRegister;
     if (blocks && settings_.maxBlock == 1 && writePieces(variable, settings_) == 1 && variable.count > most)
         throw Failure(kExitUsage, who + "with --max-block 1 a write goes out in one piece, of at most " +
                                       std::to_string(most) + " values");

@@ -26,6 +26,7 @@ enum class VariableState
     Refused, ///< by the station
     NoAnswer,
     BadReply,
+    LineBusy,   ///< the line never fell silent
     SwitchedOff ///< nobody asks its station
 };
 

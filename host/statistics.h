@@ -9,7 +9,7 @@
 namespace plc::host {
 
 /// Counters of one station or of the whole line. Each request sent ends as exactly one of good, timeouts,
-/// bad, exceptions or unanswered.
+/// bad, exceptions or unanswered; the one that is under way, or was when the port was closed, not yet.
 struct Counters
 {
     std::uint64_t requests = 0;       ///< frames sent, repetitions included

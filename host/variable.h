@@ -48,7 +48,7 @@ struct Variable
     int count = 1;   ///< values: bits, 16-bit registers, or 32-bit values
     bool countGiven = false;
     std::optional<int> station; ///< where "@station" was written
-    std::string label; ///< name that people gave it; empty = it goes by area and address
+    std::string label;          ///< name that people gave it; empty = it goes by area and address
 
     /// `count` as the driver wants it: bits or 16-bit registers.
     int elements() const { return area->unit == Unit::RegisterPair ? count * 2 : count; }

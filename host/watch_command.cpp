@@ -22,15 +22,20 @@ namespace {
 constexpr const char *kExample =
     "Example: live values of two stations, ten seconds long, one scan each half second:\n"
     "  plchost watch -p /dev/ttyUSB0 -l 500 --for 10 4x:100:10@1 0x:16:8@2\n\n"
-    "On a terminal a table is drawn and kept up to date; otherwise a line for each variable is printed once "
-    "a scan,\n"
-    "at most once a second. The statistics at the end go to standard error. The exit code tells how the last "
-    "reading\n"
-    "of each variable ended.\n\n";
+    "On a terminal a table is drawn and kept up to date. Otherwise, and with -q, a line for each variable is "
+    "printed\n"
+    "every second, or as often as -l says where that is longer, and once more at the end; with -1 only at "
+    "the "
+    "end.\n"
+    "The statistics at the end go to standard error. The exit code tells how the last reading of each "
+    "variable "
+    "ended.\n\n";
 
 constexpr Time kSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr Time kLineInterval = std::chrono::seconds(1);
+/// Lines that are no older than this need not be repeated at the end.
+constexpr Time kFresh = std::chrono::milliseconds(50);
 
 struct WatchOptions : CommandOptions
 {
@@ -81,6 +86,7 @@ public:
                              ? start + Time(static_cast<std::int64_t>(options_.forSeconds * 1e9))
                              : Time::max();
         const Time interval = onTerminal_ ? kTableInterval : std::max(link_.pollInterval, kLineInterval);
+        Time shownAt{};
         Time nextShow = start + (onTerminal_ ? Time::zero() : interval);
         while (!isOver(end)) {
             // News come hundreds of times a second; looking at them in bundles leaves the machine to the
@@ -89,11 +95,13 @@ public:
             session_.pump(steadyNow());
             if (steadyNow() < nextShow || options_.once)
                 continue;
-            show(steadyNow() - start);
+            shownAt = steadyNow();
+            show(shownAt - start);
             nextShow += interval;
         }
         session_.stop();
-        show(steadyNow() - start);
+        if (onTerminal_ || steadyNow() - shownAt >= kFresh)
+            show(steadyNow() - start);
         return finish();
     }
 
@@ -136,7 +144,7 @@ private:
         for (int i = 0; i < count(); ++i) {
             const WatchStatus status = session_.status(i);
             ends.push_back(endOf(status));
-            if (ends.back() != OperationEnd::Good && !options_.quiet)
+            if (ends.back() != OperationEnd::Good)
                 std::fprintf(
                     stderr, "plchost: %s: %s\n", variables_[static_cast<std::size_t>(i)].text.c_str(),
                     describeResult(status.last, session_.stationOf(variables_[static_cast<std::size_t>(i)]),

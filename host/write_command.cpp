@@ -51,8 +51,9 @@ Assignment parseAssignment(const std::string &text, bool oneBased)
 }
 
 /// Reads back what was written. Fills in the row of the write.
-/// @return how reading ended; Open when the values differ.
-OperationEnd verify(Session &session, const Assignment &assignment, Row *row)
+/// @param differs  is set when the station has other values.
+/// @return how reading ended.
+OperationEnd verify(Session &session, const Assignment &assignment, Row *row, bool *differs)
 {
     const OperationResult result = session.await(session.read(assignment.variable));
     if (result.end != OperationEnd::Good) {
@@ -68,7 +69,8 @@ OperationEnd verify(Session &session, const Assignment &assignment, Row *row)
     }
     row->state = "differs";
     row->detail = "the station holds other values than were written";
-    return OperationEnd::Open;
+    *differs = true;
+    return OperationEnd::Good;
 }
 
 ExitCode writeAll(const CommandOptions &options, const std::vector<std::string> &texts, bool verifying)
@@ -105,9 +107,7 @@ ExitCode writeAll(const CommandOptions &options, const std::vector<std::string> 
         if (end != OperationEnd::Good)
             row.detail = describeResult(written[i], row.station, link);
         else if (verifying)
-            end = verify(session, assignments[i], &row);
-        // A station that takes a write and does not keep it has done half of what it was asked for.
-        differs = differs || (verifying && end == OperationEnd::Open);
+            end = verify(session, assignments[i], &row, &differs);
         ends.push_back(end);
         if (!row.detail.empty() && end != OperationEnd::PortLost)
             std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.detail.c_str());
@@ -117,6 +117,7 @@ ExitCode writeAll(const CommandOptions &options, const std::vector<std::string> 
     session.stop();
     if (!session.portLost().empty())
         throw Failure(kExitPort, session.portLost());
+    // A station that takes a write and does not keep it has done half of what it was asked for.
     return differs ? kExitMixed : exitCodeOf(ends);
 }
 
@@ -135,7 +136,10 @@ void addWriteCommand(CLI::App *program, const Choose &choose)
     command->add_option("WRITE", options->assignments, "what to write: VARIABLE=VALUE[,VALUE...]")
         ->type_name("")
         ->required();
-    command->add_flag("--verify", options->verify, "read back what was written and compare");
+    command->add_flag(
+        "--verify", options->verify,
+        "read back what was written and compare; on a line that hands back what is sent only --echo "
+        "makes sure that a single write was answered, and --verify that it was done");
     addLineOptions(command, options.get());
     addOutputOptions(command, options.get());
     command->footer(kExample +

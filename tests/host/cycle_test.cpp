@@ -124,11 +124,40 @@ TEST_F(CycleSilence, ThatNeverComesSpendsTheAttemptInsteadOfHangingForEver)
         EXPECT_TRUE(arrive(hex("55")).isEmpty());
     }
     ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+    EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[0].cause);
     EXPECT_FALSE(witness.steps[0].done);
     EXPECT_EQ(0, witness.steps[0].attempts);
     EXPECT_EQ(2u, total().lineBusy);
     EXPECT_EQ(0u, total().requests);
+}
+
+TEST_F(CycleSilence, ThatNeverComesIsNotTakenForSuccessWhereNoReplyIsDue)
+{
+    queue(kBroadcast, 0);
+    verdicts({1}); // the driver calls it done whatever has become of it
+    for (int i = 0; i < 400; ++i) {
+        run(milliseconds(1));
+        arrive(hex("55"));
+    }
+    EXPECT_TRUE(witness.sentFrames.empty());
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[0].cause);
+    EXPECT_EQ(0, witness.steps[0].attempts);
+    EXPECT_EQ(1u, total().lineBusy);
+    EXPECT_EQ(0u, total().unanswered);
+    EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::LineBusy));
+}
+
+TEST_F(CycleSilence, IsWaitedForAsLongAsAllAttemptsWouldTakeWhereNoReplyIsDue)
+{
+    info.retryLimit = 2;
+    queue(kBroadcast, 0);
+    for (int i = 0; i < 800; ++i) {
+        run(milliseconds(1));
+        arrive(hex("55"));
+    }
+    EXPECT_TRUE(driver.calls.empty());
+    EXPECT_EQ(kBroadcast, runUntilSent());
 }
 
 TEST_F(CycleReply, GoesToTheDriverTwiceAndEndsTheStep)
@@ -513,6 +542,30 @@ TEST_F(CycleException, ProvesThatTheRequestHadLeft)
     EXPECT_EQ(refused + kSilence, sentAt);
 }
 
+TEST_F(CycleException, AgainstTheRequestItselfTakesTheRemainingAttempts)
+{
+    for (const char *refusal : {"11 83 01", "11 83 02", "11 83 03"}) {
+        info.retryLimit = 4;
+        queue(kRead);
+        runUntilSent();
+        verdicts({41});
+        arrive(withCrc(refusal));
+        EXPECT_EQ(4, info.retryCount) << refusal;
+    }
+}
+
+TEST_F(CycleException, OfAnotherKindLeavesTheRemainingAttempts)
+{
+    for (const char *refusal : {"11 83 04", "11 83 05", "11 83 06"}) {
+        info.retryLimit = 4;
+        queue(kRead);
+        runUntilSent();
+        verdicts({41});
+        arrive(withCrc(refusal));
+        EXPECT_EQ(0, info.retryCount) << refusal;
+    }
+}
+
 TEST_F(CycleException, BusyIsRepeatedAfterAPause)
 {
     queue(kRead);
@@ -606,6 +659,58 @@ TEST_F(CycleEcho, WithoutTheOptionPassesAsTheReplyOfASingleWrite)
     driver.trimTo = 8;
     arrive(kWrite);
     EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+// 24 coils at 768: three bytes of data, which is what the address says where a reply has their number.
+const QByteArray kReadLikeItsReply = withCrc("11 01 0300 0018");
+
+TEST_F(CycleEcho, WithoutTheOptionIsNeverTakenForTheReplyOfARead)
+{
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(driver.calls.empty());
+    verdicts({41});
+    run(milliseconds(400));
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+    EXPECT_TRUE(witness.steps[0].echoHeard);
+}
+
+TEST_F(CycleEcho, WithoutTheOptionDoesNotHideTheReplyBehindIt)
+{
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kReadLikeItsReply);
+    const QByteArray reply = withCrc("11 01 03 A5 5A 3C");
+    arrive(reply);
+    EXPECT_THAT(driver.calls, ElementsAre(reply, reply));
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, OfAnotherAttemptDoesNotStayInTheReport)
+{
+    queue(kRead);
+    runUntilSent();
+    verdicts({0, 41});
+    arrive(kRead);
+    runUntilSent();
+    run(milliseconds(400));
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_FALSE(witness.steps[0].echoHeard);
+}
+
+TEST_F(CycleEcho, ThatIsTakenOffIsNotReportedAsHeard)
+{
+    settings.removeEcho = true;
+    queue(kRead);
+    runUntilSent();
+    verdicts({41});
+    arrive(kRead);
+    run(milliseconds(400));
+    EXPECT_FALSE(witness.steps.at(0).echoHeard);
 }
 
 TEST_F(CycleBroadcast, WaitsTheTurnaroundDelayAndIsDone)
@@ -759,6 +864,7 @@ TEST_F(CycleRelay, NoticesAnException)
     verdicts({41});
     arrive(withCrc("07 90 02"));
     EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
+    EXPECT_EQ(16, witness.steps[0].refusedFunction);
 }
 
 TEST_F(CycleRelay, WaitsTheTurnaroundDelayWhenNoReplyIsDue)

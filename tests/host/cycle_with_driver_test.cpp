@@ -222,4 +222,36 @@ TEST_F(CycleWithDriver, ReadsSwappedCrcsInBothDirections)
     EXPECT_EQ(hex("34 12"), mirrored(17, 5, 100));
 }
 
+TEST_F(CycleWithDriver, SendsARequestOnceThatTheStationRefusesForWhatItIs)
+{
+    addWrite(holding(16).station(1).data("34 12").ids(5, 6));
+    EXPECT_EQ(withCrc("01 06 0010 1234"), nextRequest());
+    arrive(withCrc("01 86 02"));
+    EXPECT_TRUE(nextRequest().isEmpty());
+    EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 2}}), outcomes);
+    EXPECT_EQ(1u, cycle().statistics().total.requests);
+}
+
+TEST_F(CycleWithDriver, RepeatsARequestThatTheStationIsTooBusyFor)
+{
+    addWrite(holding(16).station(1).data("34 12").ids(5, 6));
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        EXPECT_EQ(withCrc("01 06 0010 1234"), nextRequest());
+        arrive(withCrc("01 86 06"));
+    }
+    EXPECT_TRUE(nextRequest().isEmpty());
+    EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 2}}), outcomes);
+}
+
+TEST_F(CycleWithDriver, GivesTheRequestAfterARefusedOneAllItsRetries)
+{
+    addWrite(holding(16).station(1).data("34 12").ids(5, 6));
+    addWrite(holding(17).station(1).data("34 12").ids(5, 7));
+    EXPECT_EQ(withCrc("01 06 0010 1234"), nextRequest());
+    arrive(withCrc("01 86 02"));
+    for (int attempt = 0; attempt < 3; ++attempt)
+        EXPECT_EQ(withCrc("01 06 0011 1234"), nextRequest());
+    EXPECT_TRUE(nextRequest().isEmpty());
+}
+
 } // namespace

@@ -17,6 +17,7 @@ StepReport reportWith(AttemptEnd cause, bool done)
     report.done = done;
     report.request.function = 3;
     report.exceptionCode = cause == AttemptEnd::Exception ? 2 : 0;
+    report.refusedFunction = cause == AttemptEnd::Exception ? 3 : 0;
     report.attempts = 3;
     return report;
 }
@@ -136,6 +137,55 @@ TEST(WritePieces, AreCutAsTheDriverCutsThem)
     EXPECT_EQ(2, writes("0x:0:20", 2));
     EXPECT_EQ(1, writes("0x:0:20", 1));
     EXPECT_EQ(20, writes("0x:0:20", 100, kOptionSingleCoils));
+}
+
+TEST(OperationResults, TellABusyLineFromASilentStation)
+{
+    // Nothing went out, although the driver may call it done.
+    const OperationResult result = resultOf(reportWith(AttemptEnd::LineBusy, true));
+    EXPECT_EQ(OperationEnd::LineBusy, result.end);
+    EXPECT_EQ(kExitUnusable, exitCodeOf({result.end}));
+    EXPECT_THAT(describeResult(result, 5, LinkSettings()),
+                HasSubstr("the line never fell silent, so that the request to station 5 could not go out"));
+}
+
+TEST(OperationText, NamesTheMissingEchoOption)
+{
+    OperationResult result;
+    result.end = OperationEnd::Unusable;
+    result.echoHeard = true;
+    EXPECT_THAT(describeResult(result, 5, LinkSettings()),
+                HasSubstr("the line hands back what is sent; add --echo"));
+}
+
+TEST(OperationResults, NameThePlaceThatWasRefused)
+{
+    StepReport report = reportWith(AttemptEnd::Exception, false);
+    report.refusedFunction = 3;
+    report.request.frame = QByteArray::fromHex("010303E800140000");
+    OperationResult result = resultOf(report);
+    EXPECT_EQ(3, result.function);
+    EXPECT_EQ(1000, result.address);
+    EXPECT_EQ(20, result.count);
+    report.request.function = 6;
+    report.refusedFunction = 6;
+    report.request.frame = QByteArray::fromHex("010603E812340000");
+    result = resultOf(report);
+    EXPECT_EQ(1000, result.address);
+    EXPECT_EQ(1, result.count);
+}
+
+TEST(OperationResults, TakeTheRefusedFunctionOfARelayFrameFromTheReply)
+{
+    StepReport report = reportWith(AttemptEnd::Exception, false);
+    report.request.function = 0;
+    report.refusedFunction = 16;
+    report.request.address = 100;
+    report.request.count = 2;
+    const OperationResult result = resultOf(report);
+    EXPECT_EQ(16, result.function);
+    EXPECT_EQ(100, result.address);
+    EXPECT_EQ(2, result.count);
 }
 
 } // namespace

@@ -136,7 +136,7 @@ TEST(StatisticsText, ListsStationsWhenThereAreSeveral)
         describeStatistics(statistics, std::chrono::seconds(1)));
 }
 
-TEST(StateNames, AreTheSixThatTheTableShows)
+TEST(StateNames, AreThoseThatTheTableShows)
 {
     EXPECT_STREQ("never read", stateName(VariableState::NeverRead));
     EXPECT_STREQ("good", stateName(VariableState::Good));
@@ -144,6 +144,16 @@ TEST(StateNames, AreTheSixThatTheTableShows)
     EXPECT_STREQ("refused", stateName(VariableState::Refused));
     EXPECT_STREQ("no answer", stateName(VariableState::NoAnswer));
     EXPECT_STREQ("bad reply", stateName(VariableState::BadReply));
+    EXPECT_STREQ("line busy", stateName(VariableState::LineBusy));
+}
+
+TEST(Table, IsCutToTheHeightOfTheTerminal)
+{
+    const std::vector<std::string> lines{"head", "a", "b", "c", "d"};
+    EXPECT_EQ(lines, fitInto(lines, 5));
+    EXPECT_EQ((std::vector<std::string>{"head", "a", "b", "... 2 more"}), fitInto(lines, 4));
+    EXPECT_EQ((std::vector<std::string>{"head", "... 4 more"}), fitInto(lines, 2));
+    EXPECT_EQ(lines, fitInto(lines, 0)) << "a terminal of no height is none";
 }
 
 } // namespace

@@ -198,7 +198,7 @@ const QByteArray kRelayWrite = hex("1A 05 01 02 07 0005 00000064 0002 0000000000
 
 TEST(FindRelayReply, FindsAReadReplyOfTheStationInsideTheFrame)
 {
-    const ReplyShape shape = relayReplyShape(kRelayRead, 7, false);
+    const ReplyShape shape = relayReplyShape(kRelayRead, 7, false, true);
     EXPECT_EQ(Found::Reply, findReply(hex("FF") + withCrc("07 01 02 A503"), shape, false).found);
     EXPECT_EQ(Found::Nothing, findReply(withCrc("02 01 02 A503"), shape, false).found);
     EXPECT_EQ(Found::WrongReply, findReply(withCrc("07 01 01 A5"), shape, false).found);
@@ -206,20 +206,71 @@ TEST(FindRelayReply, FindsAReadReplyOfTheStationInsideTheFrame)
 
 TEST(FindRelayReply, FindsAWriteReply)
 {
-    const ReplyShape shape = relayReplyShape(kRelayWrite, 8, false);
+    const ReplyShape shape = relayReplyShape(kRelayWrite, 8, false, true);
     EXPECT_EQ(Found::Reply, findReply(withCrc("07 10 0064 0002"), shape, false).found);
 }
 
+TEST(FindRelayReply, RefusesAWriteReplyThatRepeatsSomethingElse)
+{
+    const ReplyShape block = relayReplyShape(kRelayWrite, 8, false, true);
+    EXPECT_EQ(Found::WrongReply, findReply(withCrc("07 10 0065 0002"), block, false).found);
+    EXPECT_EQ(Found::WrongReply, findReply(withCrc("07 10 0064 0003"), block, false).found);
+    const ReplyShape tolerant = relayReplyShape(kRelayWrite, 8, false, false);
+    EXPECT_EQ(Found::Reply, findReply(withCrc("07 10 0065 0003"), tolerant, false).found);
+}
+
+struct RelayEcho
+{
+    const char *frame; ///< without its sum, which is not looked at
+    const char *good;
+    const char *wrong;
+};
+
+void PrintTo(const RelayEcho &echo, std::ostream *out)
+{
+    *out << echo.frame;
+}
+
+class RelayWrites : public ::testing::TestWithParam<RelayEcho>
+{};
+
+TEST_P(RelayWrites, AreRepeatedInModbusForm)
+{
+    const ReplyShape shape = relayReplyShape(hex(GetParam().frame), 8, false, true);
+    EXPECT_EQ(Found::Reply, findReply(withCrc(GetParam().good), shape, false).found);
+    EXPECT_EQ(Found::WrongReply, findReply(withCrc(GetParam().wrong), shape, false).found);
+}
+
+// One register at 100, as a single write and as a block of one; a coil at 100 on and off; three coils; bit 3 of
+// register 100, whose new value the frame does not tell; a pair of registers.
+INSTANTIATE_TEST_SUITE_P(
+    Types, RelayWrites,
+    ::testing::Values(RelayEcho{"18 05 01 02 07 0005 00000064 0001 0000000000000000 3412 00",
+                                "07 06 0064 1234", "07 06 0064 1235"},
+                      RelayEcho{"18 05 01 02 07 0009 00000064 0001 0000000000000000 3412 00",
+                                "07 10 0064 0001", "07 10 0064 0002"},
+                      RelayEcho{"17 05 01 02 07 0000 00000064 0001 0000000000000000 01 00", "07 05 0064 FF00",
+                                "07 05 0064 0000"},
+                      RelayEcho{"17 05 01 02 07 0000 00000064 0001 0000000000000000 00 00", "07 05 0064 0000",
+                                "07 05 0064 FF00"},
+                      RelayEcho{"17 05 01 02 07 0000 00000064 0003 0000000000000000 05 00", "07 0F 0064 0003",
+                                "07 0F 0064 0004"},
+                      RelayEcho{"17 05 01 02 07 0003 00000643 0001 0000000000000000 01 00", "07 06 0064 ABCD",
+                                "07 06 0065 ABCD"},
+                      RelayEcho{"1A 05 01 02 07 0007 00000064 0001 0000000000000000 12345678 00",
+                                "07 10 0064 0002", "07 10 0064 0001"}),
+    [](const auto &test) { return "Row" + std::to_string(test.index); });
+
 TEST(FindRelayReply, FindsAnExceptionToAnyFunction)
 {
-    const Sighting seen = findReply(withCrc("07 90 02"), relayReplyShape(kRelayWrite, 8, false), false);
+    const Sighting seen = findReply(withCrc("07 90 02"), relayReplyShape(kRelayWrite, 8, false, true), false);
     EXPECT_EQ(Found::Exception, seen.found);
     EXPECT_EQ(2, seen.exceptionCode);
 }
 
 TEST(FindRelayReply, FindsNothingForAFrameThatIsNoRelayFrame)
 {
-    EXPECT_EQ(0, relayReplyShape(hex("16 01 00"), 7, false).length);
+    EXPECT_EQ(0, relayReplyShape(hex("16 01 00"), 7, false, true).length);
 }
 
 } // namespace

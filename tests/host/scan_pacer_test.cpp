@@ -37,4 +37,15 @@ TEST(ScanPacer, DoesNotPauseWithoutCyclicReads)
     EXPECT_FALSE(ScanPacer(0, milliseconds(500)).isPausing(milliseconds(0)));
 }
 
+TEST(ScanPacer, DoesNotPauseWhileATransactionIsOpen)
+{
+    // Otherwise the repetition of a write in the pause would never go out.
+    ScanPacer pacer(1, milliseconds(500));
+    pacer.readEnded(milliseconds(1000));
+    pacer.stepBegun();
+    EXPECT_FALSE(pacer.isPausing(milliseconds(1010)));
+    pacer.stepEnded();
+    EXPECT_TRUE(pacer.isPausing(milliseconds(1020)));
+}
+
 } // namespace

@@ -12,6 +12,7 @@
 #include <QCoreApplication>
 
 #include "host/failure.h"
+#include "host/line_rate.h"
 #include "support/hex.h"
 
 namespace {
@@ -186,6 +187,29 @@ TEST_F(SerialPortTest, ThatDoesNotExistIsAnErrorThatNamesIt)
         EXPECT_EQ(kExitPort, failure.code());
         EXPECT_THAT(failure.what(), HasSubstr("'/dev/no_such_port' cannot be opened at 19200 baud"));
     }
+}
+
+TEST_F(SerialPortTest, HasTheRateThatTheSystemTells)
+{
+    const int terminal = ::open(far.path().c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(terminal, 0);
+    termios mode = far.mode();
+    cfsetspeed(&mode, B38400);
+    EXPECT_EQ(0, tcsetattr(terminal, TCSANOW, &mode));
+    EXPECT_EQ(38400, lineRate(terminal));
+    close(terminal);
+    EXPECT_EQ(0, lineRate(-1));
+}
+
+TEST(RateWarning, IsGivenAboveOnePerCent)
+{
+    EXPECT_EQ("", rateWarning("/dev/x", 19200, 19200));
+    EXPECT_EQ("", rateWarning("/dev/x", 10000, 10100));
+    EXPECT_EQ("", rateWarning("/dev/x", 10000, 9900));
+    EXPECT_EQ("", rateWarning("/dev/x", 10000, 0)) << "not known";
+    EXPECT_EQ("port '/dev/x' runs at 10101 baud, since it cannot do 10000; stations may not understand it",
+              rateWarning("/dev/x", 10000, 10101));
+    EXPECT_THAT(rateWarning("/dev/x", 10000, 9899), HasSubstr("9899 baud"));
 }
 
 } // namespace

@@ -261,6 +261,33 @@ TEST_F(HostAndStation, SaysWhenAStationDoesNotKeepWhatItTook)
     EXPECT_THAT(run.errors, HasSubstr("the station holds other values than were written"));
 }
 
+TEST_F(HostAndStation, CountsWhatAnInterruptionLeftUndoneAsNoReply)
+{
+    serve({});
+    plc::host::ChildProcess read(PLC_HOST_PROGRAM,
+                                 {"read", "-p", station->terminal(), "-o", "60", "4x:100", "4x:100@9"}, true);
+    ASSERT_TRUE(read.readLine(plc::host::steadyNow() + kPatience).has_value());
+    read.signal(SIGINT);
+    EXPECT_EQ(6, read.waitForEnd(plc::host::steadyNow() + kPatience));
+    EXPECT_EQ("4x:100@9 = ?  (interrupted)\n", read.output());
+    EXPECT_THAT(read.errors(), HasSubstr("4x:100@9: interrupted before station 9 had answered"));
+}
+
+TEST_F(HostAndStation, AsksOnceWhereTheStationRefusesTheRequestItself)
+{
+    serve({"--size", "1000"});
+    const Finished run = host("read", {"4x:1000", "--retries", "5", "-v"});
+    EXPECT_EQ(3, run.exitCode);
+    EXPECT_THAT(run.errors, Not(HasSubstr("(attempt 2)")));
+}
+
+TEST_F(HostAndStation, NamesTheRefusedFunctionOfARelayFrame)
+{
+    serve({"--relay", "--size", "1000"});
+    const Finished run = host("read", {"4x:1000:3", "--link-mode", "1"});
+    EXPECT_THAT(run.errors, HasSubstr("(illegal data address) to function 3, address 1000, count 3"));
+}
+
 // --- faults
 
 struct FaultCase

@@ -36,7 +36,7 @@ TEST_P(Usage, MistakesGetOneLineAndExitCodeOne)
 INSTANTIATE_TEST_SUITE_P(
     Words, Usage,
     ::testing::Values(
-        Mistake{{}, "A subcommand is required"},
+        Mistake{{}, "A subcommand is required (plchost --help shows"},
         Mistake{{"reed"}, "'reed' is no command; commands are read, write, watch, "},
         Mistake{{"read", "4x:1"}, "--port is required"}, Mistake{{"read", "-p", "x"}, "no variable is given"},
         Mistake{{"read", "-p", "x", "5x:1"}, "'5x' is no area"},
@@ -50,7 +50,10 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "-p", "x", "4x:1", "--max-block", "101"}, "--max-block"},
         Mistake{{"read", "-p", "x", "4x:1", "--option", "turbo"}, "--option 'turbo' is unknown"},
         Mistake{{"read", "-p", "x", "4x:1", "--format", "xml"}, "--format"},
-        Mistake{{"read", "-p", "x", "4x:1", "--frobnicate"}, "--frobnicate"},
+        Mistake{{"read", "-p", "x", "4x:1", "--frobnicate"}, "--frobnicate (plchost read --help shows"},
+        Mistake{{"read", "-p", "", "4x:1"}, "--port: must name a port"},
+        Mistake{{"demo", "-a", "0", "--station-program", "/nowhere"}, "nobody answers reads of station 0"},
+        Mistake{{"demo", "--format", "csv"}, "--format"},
         Mistake{{"read", "-p", "x", "4x:1@0"}, "nobody answers a read of station 0"},
         Mistake{{"read", "-p", "x", "4x:0:65536", "--max-block", "1"}, "takes 65536 requests"},
         Mistake{{"read", "-p", "x", "4x:1", "--driver", "/nowhere.so"}, "/nowhere.so"},
@@ -69,7 +72,7 @@ TEST(Help, OfEveryCommandHasAnExample)
         const Finished run = plchost({command, "--help"});
         EXPECT_EQ(0, run.exitCode);
         EXPECT_THAT(run.output, HasSubstr("Example"));
-        EXPECT_THAT(run.output, HasSubstr(std::string("plchost ") + command));
+        EXPECT_THAT(run.output, HasSubstr(std::string("Usage: plchost ") + command + " [OPTIONS]"));
         EXPECT_THAT(run.output, HasSubstr("Exit codes: 0 all good, 1 wrong usage"));
         EXPECT_THAT(run.errors, IsEmpty());
     }

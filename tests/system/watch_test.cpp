@@ -5,6 +5,7 @@
 #include <spawn.h>
 #include <stdlib.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -201,6 +202,81 @@ TEST(Demo, WorksWithRelayFrames)
     const Finished run = plchost({"demo", "--link-mode", "1"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_THAT(run.output, Not(HasSubstr("WRONG")));
+}
+
+TEST_F(Watch, TellsFailuresEvenWhenQuiet)
+{
+    serve({"--size", "1000"});
+    const Finished run = plchost(watchWords({"4x:1000", "-1", "-q"}));
+    EXPECT_EQ(3, run.exitCode);
+    EXPECT_THAT(run.errors, StartsWith("plchost: 4x:1000: station 1 refused with exception 02 (illegal data "
+                                       "address) to function 3, address 1000, count 1: "));
+}
+
+TEST_F(Watch, CutsTheTableToTheHeightOfTheTerminal)
+{
+    serve({});
+    Words variables;
+    for (int i = 0; i < 40; ++i)
+        variables.push_back("4x:" + std::to_string(i));
+    Screen screen(watchWords(variables));
+    // 24 lines, one of them for the cursor.
+    EXPECT_TRUE(screen.shows("... 19 more"));
+    EXPECT_TRUE(screen.shows("\x1b[23A\rvariable"));
+}
+
+TEST_F(Watch, PrintsNothingTwiceAtTheEnd)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"4x:0", "-1", "-q"}));
+    EXPECT_EQ(1u, run.lines().size()) << run.output;
+}
+
+/// A program that starts plcstation with one more option.
+class StationScript
+{
+public:
+    explicit StationScript(const std::string &option)
+        : file_("#!/bin/sh\nexec '" PLC_STATION_PROGRAM "' \"$@\" " + option + "\n")
+    {
+        EXPECT_EQ(0, chmod(file_.path().c_str(), 0700));
+    }
+    const std::string &path() const { return file_.path(); }
+
+private:
+    TemporaryFile file_;
+};
+
+TEST(Demo, ShowsNoValueThatWasNotRead)
+{
+    const StationScript station("--bad-crc 100");
+    const Finished run =
+        plchost({"demo", "--station-program", station.path(), "-o", "0.15", "--retries", "0", "-q"});
+    EXPECT_EQ(4, run.exitCode) << run.errors;
+    const Words lines = run.lines();
+    ASSERT_EQ(12u, lines.size());
+    EXPECT_THAT(lines[1], MatchesRegex("4x:100:5 +\\? +1 22 333 4444 55555 +\\? +WRONG .*"));
+    EXPECT_THAT(lines[10], MatchesRegex("3x:0:2 +\\? +- +\\? +WRONG .*"));
+    EXPECT_THAT(run.errors, HasSubstr("plchost: 4x:100:5: write: no usable reply from station 1"));
+    EXPECT_THAT(run.errors, HasSubstr("plchost: 3x:0:2: no usable reply from station 1"));
+}
+
+TEST(Demo, TellsWhenTheStationDoesNotKeepWhatItTook)
+{
+    const StationScript station("--counters 4x:110");
+    const Finished run = plchost({"demo", "--station-program", station.path(), "-q"});
+    EXPECT_EQ(6, run.exitCode) << run.errors;
+    EXPECT_THAT(run.errors,
+                StartsWith("plchost: 4x:110: read back: the station holds other values than were written\n"));
+}
+
+TEST(Demo, StartsAStationThatHasTheCrcAsTheDriverHasIt)
+{
+    for (const char *option :
+         {"crc-swap-requests", "crc-swap-replies", "crc-swap-requests,crc-swap-replies"}) {
+        const Finished run = plchost({"demo", "--option", option, "-q"});
+        EXPECT_EQ(0, run.exitCode) << option << run.errors;
+    }
 }
 
 TEST(Demo, SaysWhenTheStationProgramIsMissing)
