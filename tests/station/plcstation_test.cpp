@@ -360,21 +360,6 @@ TEST(StationProgram, ReplacesALinkThatLeadsNowhere)
     EXPECT_EQ(zero(), MasterPort(link).ask(readOne(), 7));
 }
 
-TEST(StationProgram, ReplacesTheLinkThatItsKilledPredecessorLeft)
-{
-    TemporaryFolder folder;
-    const std::string link = folder.file("line");
-    // Other programs take terminals too, so one try may well get a new number; some try gets the old one.
-    for (int i = 0; i < 5; ++i) {
-        StationProcess killed({"-a", "17", "--link", link});
-        kill(killed.pid(), SIGKILL);
-        EXPECT_EQ(-1, killed.stop().exitCode);
-        StationProcess next({"-a", "17", "--link", link});
-        ASSERT_FALSE(next.path().empty()) << next.stop().errors;
-        EXPECT_EQ(zero(), MasterPort(link).ask(readOne(), 7));
-    }
-}
-
 TEST(StationLink, ReplacesOneThatAlreadyLeadsToItsOwnTerminal)
 {
     TemporaryFolder folder;
