@@ -2,6 +2,8 @@
 # part for panels.
 if(CPACK_GENERATOR STREQUAL "DEB")
   set(CPACK_COMPONENTS_ALL library development tools)
+  # The descriptions of the packages begin with a summary of their own.
+  set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
   set(CPACK_PACKAGING_INSTALL_PREFIX "/usr")
 else()
   set(CPACK_COMPONENTS_ALL panel)

@@ -1,7 +1,7 @@
 # Debian packages (library, -dev, tools) and a tarball for panels; scripts/package makes and tries them all.
 set(CPACK_PACKAGE_NAME plcdriver)
 set(CPACK_PACKAGE_VENDOR "plcdriver developers")
-set(CPACK_PACKAGE_CONTACT "plcdriver developers <plcdriver@users.noreply.debian.net>" CACHE STRING
+set(CPACK_PACKAGE_CONTACT "plcdriver developers <maintainers@plcdriver.invalid>" CACHE STRING
   "maintainer of the packages, as Name <address>")
 set(CPACK_GENERATOR "DEB;TGZ")
 set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_LIST_DIR}/plc_cpack_options.cmake")
@@ -21,23 +21,23 @@ set(plc_same_version "(= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${plc_library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_DESCRIPTION "Modbus RTU master driver for operator panels
- A library that the runtime of an operator panel loads to talk, as a Modbus RTU
- master, to the stations on one serial line. It packs variables into few
- requests, judges replies, keeps a mirror of all values and retries.")
+A library that the runtime of an operator panel loads to talk, as a Modbus RTU
+master, to the stations on one serial line. It packs variables into few
+requests, judges replies, keeps a mirror of all values and retries.")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libplcdriver-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${plc_library_package} ${plc_same_version}, qtbase5-dev")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION "Modbus RTU master driver for operator panels, for development
- Headers of the driver library and what CMake and pkg-config need to find it.")
+Headers of the driver library and what CMake and pkg-config need to find it.")
 
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME plcdriver-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${plc_library_package} ${plc_same_version}")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Modbus RTU commissioning tool and simulated station
- plchost reads, writes and watches variables of stations on a serial line
- through the driver library; plcstation simulates stations and a faulty line on
- a pseudo-terminal.")
+plchost reads, writes and watches variables of stations on a serial line
+through the driver library; plcstation simulates stations and a faulty line on
+a pseudo-terminal.")
 
 if(CMAKE_CROSSCOMPILING)
   # The packages of the other architecture are unknown to this machine's dpkg, so the dependencies stand here. Those of the
@@ -57,8 +57,13 @@ else()
   execute_process(COMMAND dpkg --print-architecture OUTPUT_VARIABLE CPACK_DEBIAN_PACKAGE_ARCHITECTURE
     OUTPUT_STRIP_TRAILING_WHITESPACE RESULT_VARIABLE plc_no_dpkg ERROR_QUIET)
 endif()
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_GENERATE_SHLIBS ON)
-set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
+
+# What tells dpkg that programs linked with the library need this package, and the system that there is a new library.
+file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs"
+  "libplcdriver ${PROJECT_VERSION_MAJOR} ${plc_library_package} (>= ${PROJECT_VERSION})\n")
+file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers" "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
+  "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs;${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers")
 
 # Every package has its own copy of these.
 string(TIMESTAMP plc_build_date "%a, %d %b %Y %H:%M:%S +0000" UTC)

@@ -286,7 +286,7 @@ private:
 
     std::string readName(const LocatedValue &value)
     {
-        const std::string name = text(value, "a name");
+        std::string name = text(value, "a name");
         bool good = !name.empty() && name.size() <= kLongestName && name.front() != ' ' &&
                     name.back() != ' ' && name.front() != '#';
         for (const char letter : name)
@@ -306,7 +306,7 @@ private:
 
     std::string readArea(const LocatedValue &value) const
     {
-        const std::string name = text(value, "the name of an area");
+        std::string name = text(value, "the name of an area");
         if (!findArea(name))
             // The one reader of variables knows all areas.
             return checked(name + ":0", value.place).area->name;
@@ -318,7 +318,7 @@ private:
         // A number would lose the last digit of "35.10".
         if (value.type() == QJsonValue::Double)
             return std::to_string(number(value, 0, kMostValues));
-        const std::string address = text(value, "an address, as \"100\", or REGISTER.BIT, as \"35.3\",");
+        std::string address = text(value, "an address, as \"100\", or REGISTER.BIT, as \"35.3\",");
         if (address.find_first_not_of("0123456789.") != std::string::npos)
             refuseAt(file_, value.place,
                      "an address is a number, as \"100\", or REGISTER.BIT, as \"35.3\", not " +
