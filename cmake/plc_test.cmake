@@ -5,6 +5,17 @@
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
+# Libraries and options of a test program, the same for all of them: they share their precompiled headers.
+function(plc_test_program name)
+  target_compile_features(${name} PRIVATE cxx_std_17)
+  target_link_libraries(${name} PRIVATE ${ARGN} plc_qtcore plc_flags GTest::gmock GTest::gtest_main)
+  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  if(CMAKE_CROSSCOMPILING_EMULATOR)
+    # What is tested is compiled as it ships; the tests themselves are compiled as fast as can be.
+    target_compile_options(${name} PRIVATE -O1 -g0 -Wno-psabi)
+  endif()
+endfunction()
+
 function(plc_test name)
   cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
   if(NOT arg_SOURCES)
@@ -14,12 +25,9 @@ function(plc_test name)
     set(arg_TIMEOUT 60)
   endif()
   add_executable(${name} ${arg_SOURCES})
-  target_compile_features(${name} PRIVATE cxx_std_17)
-  target_link_libraries(${name} PRIVATE ${arg_LIBS} plc_flags GTest::gmock GTest::gtest_main)
-  target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
+  plc_test_program(${name} ${arg_LIBS})
+  target_precompile_headers(${name} REUSE_FROM plc_test_headers)
   if(CMAKE_CROSSCOMPILING_EMULATOR)
-    # What is tested is compiled as it ships; the tests themselves are compiled as fast as can be.
-    target_compile_options(${name} PRIVATE -O1 -g0 -Wno-psabi)
     # Programs with a time limit of their own wait a lot: their cases run in four processes beside each other.
     set(shards 1)
     if(arg_TIMEOUT GREATER 60)
