@@ -10,6 +10,18 @@ if(PLC_SANITIZE)
   target_link_options(plc_flags INTERFACE -fsanitize=${plc_sanitizers})
 endif()
 
+if("thread" IN_LIST PLC_SANITIZE)
+  # Tells the sanitizer of Qt's locks and threads. It is part of each program, so that its functions are found before Qt's.
+  add_library(plc_qt_under_tsan OBJECT
+    "${CMAKE_SOURCE_DIR}/tests/support/qt_under_tsan.cpp" "${CMAKE_SOURCE_DIR}/tests/support/qthread_under_tsan.cpp")
+  set_source_files_properties("${CMAKE_SOURCE_DIR}/tests/support/qthread_under_tsan.cpp" PROPERTIES
+    COMPILE_OPTIONS -fsanitize=thread)
+  target_compile_features(plc_qt_under_tsan PRIVATE cxx_std_17)
+  target_link_libraries(plc_qt_under_tsan PRIVATE plc_qtcore)
+  target_link_libraries(plc_flags INTERFACE
+    "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:$<TARGET_OBJECTS:plc_qt_under_tsan>;plc_qtcore>")
+endif()
+
 if(PLC_COVERAGE)
   target_compile_options(plc_flags INTERFACE --coverage -fprofile-abs-path)
   target_link_options(plc_flags INTERFACE --coverage)

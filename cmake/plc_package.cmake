@@ -4,6 +4,10 @@ set(CPACK_PACKAGE_VENDOR "plcdriver developers")
 set(CPACK_PACKAGE_CONTACT "plcdriver developers <maintainers@plcdriver.invalid>" CACHE STRING
   "maintainer of the packages, as Name <address>")
 set(CPACK_GENERATOR "DEB;TGZ")
+if(PLC_QT EQUAL 4)
+  # No Debian release that the packages could be for has Qt 4 any more.
+  set(CPACK_GENERATOR "TGZ")
+endif()
 set(CPACK_PROJECT_CONFIG_FILE "${CMAKE_CURRENT_LIST_DIR}/plc_cpack_options.cmake")
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
   OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
@@ -45,8 +49,10 @@ if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
-  else()
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^i.86$")
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE i386)
+  else()
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
   endif()
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= 2.4), libqt5core5a (>= 5.15.1)")
   string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12), "

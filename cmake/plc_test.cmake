@@ -12,7 +12,7 @@ function(plc_test_program name)
   target_include_directories(${name} PRIVATE "${CMAKE_SOURCE_DIR}/tests")
   if(CMAKE_CROSSCOMPILING_EMULATOR)
     # What is tested is compiled as it ships; the tests themselves are compiled as fast as can be.
-    target_compile_options(${name} PRIVATE -O1 -g0 -Wno-psabi)
+    target_compile_options(${name} PRIVATE -O0 -g0 -Wno-psabi)
   endif()
 endfunction()
 

@@ -91,9 +91,6 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
                   "a write "
                   "of one register or coil passes for the reply, which looks the same")
         ->group(kLineGroup);
-    app->add_flag("--any-write-reply", options->anyWriteReply,
-                  "take replies to writes that do not repeat address and value, as odd devices send them")
-        ->group(kLineGroup);
 
     app->add_option("--retries", options->retries, "repetitions of a request that got no usable reply")
         ->check(CLI::Range(0, 100))
@@ -115,6 +112,11 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->delimiter(',')
         ->type_name("NAME")
         ->group(kDriverGroup);
+    app->add_option("--without", options->without, "policy to do without, by name, see below; repeatable")
+        ->delimiter(',')
+        ->type_name("POLICY")
+        ->group(kLineGroup);
+
     app->add_option("--driver", options->driver,
                     "the driver library, if it is not the one beside this program")
         ->type_name("PATH")
@@ -125,6 +127,30 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
     app->add_flag("-q,--quiet", options->quiet,
                   "no statistics, advice or live table; values and failures are still told")
         ->group(kOutputGroup);
+}
+
+void addOfflineOptions(CLI::App *app, CommandOptions *options)
+{
+    options->asksForEver = true;
+    app->add_option(
+           "--offline-after", options->offlineAfter,
+           "failed requests in a row after which a station is left alone but for a trial now and then")
+        ->check(CLI::Range(1, 1000))
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("--first-trial", options->firstProbeSeconds,
+                    "from then to the first trial, in seconds; each trial that fails doubles the distance")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->type_name("S")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("--longest-trial", options->longestProbeSeconds,
+                    "longest distance of the trials, in seconds")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->type_name("S")
+        ->capture_default_str()
+        ->group(kLineGroup);
 }
 
 void addOutputOptions(CLI::App *app, CommandOptions *options)
@@ -169,6 +195,7 @@ std::string commonHelp()
            "number of\n"
            "values: bits, registers, or 32-bit values (of two registers, the upper half first). Areas:\n" +
            areaHelp() + "Options of the driver:\n" + optionHelp() +
+           "Policies, all of them on without --without:\n" + policyHelp() +
            "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable "
            "replies,\n"
            "5 port cannot be opened or is lost, 6 some good, some not. With several failures and nothing "
@@ -192,7 +219,12 @@ LinkSettings CommandOptions::link() const
     for (const std::string &name : options)
         settings.options |= optionMask(name);
     settings.echo = echo;
-    settings.anyWriteReply = anyWriteReply;
+    for (const std::string &name : without)
+        turnOff(&settings.policies, name);
+    settings.policies.offline = settings.policies.offline && asksForEver;
+    settings.offline.failures = offlineAfter;
+    settings.offline.firstProbe = fromSeconds(firstProbeSeconds);
+    settings.offline.longestProbe = fromSeconds(longestProbeSeconds);
     settings.pollInterval = std::chrono::milliseconds(intervalMs);
     settings.driverPath = driver;
     if (settings.turnaround >= settings.timeout && !quiet)

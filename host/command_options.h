@@ -33,7 +33,11 @@ struct CommandOptions
     int maxBlock = 100;
     std::vector<std::string> options;
     bool echo = false;
-    bool anyWriteReply = false;
+    std::vector<std::string> without;
+    bool asksForEver = false; ///< not every request just once, so that a dead station may be left alone
+    int offlineAfter = OfflineSettings().failures;
+    double firstProbeSeconds = seconds(OfflineSettings().firstProbe);
+    double longestProbeSeconds = seconds(OfflineSettings().longestProbe);
     std::string driver;
     bool verbose = false;
     bool quiet = false;
@@ -63,6 +67,9 @@ void addLineOptions(CLI::App *app, CommandOptions *options);
 
 /// -p, without which there is no line.
 void addPortOption(CLI::App *app, CommandOptions *options);
+
+/// When a dead station is left alone, for commands that ask over and over.
+void addOfflineOptions(CLI::App *app, CommandOptions *options);
 
 /// How values are shown.
 void addOutputOptions(CLI::App *app, CommandOptions *options);

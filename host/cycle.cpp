@@ -23,6 +23,8 @@ constexpr quint32 kOptionNoReplyToBlock = 1u << 10;
 constexpr int kBufferLimit = 1024;
 constexpr int kBufferKept = 512;
 
+constexpr int kWithheldAtOnce = 16;
+
 int byteAt(const QByteArray &bytes, int at)
 {
     return at < bytes.size() ? static_cast<unsigned char>(bytes.at(at)) : 0;
@@ -93,11 +95,13 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
     }
     if (!arrived.isEmpty())
         take(now, arrived);
-    for (;;) {
+    // A driver that offers only what is withheld must not keep this loop from the line.
+    for (int withheld = 0;;) {
         switch (state_) {
         case CycleState::Idle:
-            if (!fetch(now))
+            if (withheld == kWithheldAtOnce || !fetch(now))
                 return {QByteArray(), now + settings_.idlePause};
+            withheld += state_ == CycleState::Idle ? 1 : 0;
             break;
         case CycleState::WaitingSilence: {
             const Time due = silenceDue();
@@ -169,18 +173,34 @@ bool Cycle::fetch(Time now)
     head_ = driver_.next();
     if (!head_)
         return false;
-    const Request before = request_;
     request_ = describe(*head_, isRelay(info_));
-    if (answerIsOpen_ && before.frame != request_.frame)
-        holdUntil_ = std::max(holdUntil_, report_.endedAt + settings_.lateReplyGuard);
-    answerIsOpen_ = false;
-    info_.retryCount = 0;
     report_ = StepReport();
     report_.request = request_;
     report_.cause = AttemptEnd::NoReply;
+    report_.startedAt = now;
+    const Permit permit = driver_.permit(request_);
+    info_.retryCount = permit == Permit::Send ? 0 : std::max(info_.retryLimit, 0);
+    if (permit == Permit::Withhold) {
+        withhold(now);
+        return true;
+    }
+    // The same request may be repeated at once: a late answer to it is an answer to this one as well.
+    answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame;
+    if (!answerIsOpen_)
+        holdUntil_ = std::max(holdUntil_, openUntil_);
     waitingSince_ = now;
     state_ = CycleState::WaitingSilence;
     return true;
+}
+
+/// Has the driver end the transaction without an attempt.
+void Cycle::withhold(Time now)
+{
+    report_.cause = AttemptEnd::Withheld;
+    if (observer_)
+        observer_->attemptEnded(now, AttemptEnd::Withheld, 0);
+    QByteArray nothing;
+    settle(now, driver_.judge(&nothing, 0));
 }
 
 bool Cycle::replyIsDue() const
@@ -195,9 +215,10 @@ Instruction Cycle::transmit(Time now)
 {
     const bool relay = isRelay(info_);
     shape_ = relay ? relayReplyShape(request_.frame, head_->replyLen,
-                                     (info_.options & kOptionReplyCrcHighFirst) != 0, settings_.strictWrites)
+                                     (info_.options & kOptionReplyCrcHighFirst) != 0,
+                                     settings_.policies.strictWrites)
                    : modbusReplyShape(request_.frame, (info_.options & kOptionReplyCrcHighFirst) != 0,
-                                      settings_.strictWrites);
+                                      settings_.policies.strictWrites);
     heard_ = false;
     refused_ = false;
     extended_ = false;
@@ -241,13 +262,21 @@ void Cycle::take(Time now, const QByteArray &arrived)
     buffer_.append(arrived);
     if (buffer_.size() > kBufferLimit)
         dropBefore(now, buffer_.size() - kBufferKept, "too much for one reply");
-    if (state_ == CycleState::WaitingReply || state_ == CycleState::ListeningOut) {
+    if (isListening()) {
+        if (!settings_.policies.absoluteDeadline)
+            deadline_ = std::max(deadline_, now + settings_.responseTimeout);
         examine(now, false);
         return;
     }
     if (state_ == CycleState::WaitingTurnaround && !stripEcho())
         return;
-    dropBefore(now, buffer_.size(), "outside an exchange");
+    if (settings_.policies.discardInput)
+        dropBefore(now, buffer_.size(), "outside an exchange");
+}
+
+bool Cycle::isListening() const
+{
+    return state_ == CycleState::WaitingReply || state_ == CycleState::ListeningOut;
 }
 
 /// Takes the echo of the request off the received bytes.
@@ -283,6 +312,11 @@ void Cycle::examine(Time now, bool waitIsOver)
         heard_ = true;
         return;
     }
+    if (!settings_.policies.checkReplies && state_ == CycleState::WaitingReply &&
+        head_->replyLen == kReplyOpen) {
+        showAll(now);
+        return;
+    }
     heard_ = heard_ || !buffer_.isEmpty();
     report_.echoHeard = report_.echoHeard || (!settings_.removeEcho && buffer_.contains(request_.frame));
     for (;;) {
@@ -299,6 +333,8 @@ void Cycle::examine(Time now, bool waitIsOver)
             dropBefore(now, buffer_.size(), "behind the reply");
             lastActivity_ = now;
             noteRefusal(sighting);
+            if (!settings_.policies.endOnException)
+                return;
             if (state_ == CycleState::WaitingReply)
                 loseAttempt(now, AttemptEnd::Exception, sighting.exceptionCode);
             else
@@ -329,9 +365,21 @@ void Cycle::noteRefusal(const Sighting &sighting)
     report_.exceptionCode = sighting.exceptionCode;
     report_.refusedFunction = sighting.function & ~kExceptionFlag;
     refused_ = true;
+    if (!settings_.policies.endOnException)
+        return;
     // Whatever the driver has left of attempts, it is not to spend them on this.
     if (isFinal(sighting.exceptionCode))
         info_.retryCount = std::max(info_.retryCount, info_.retryLimit);
+}
+
+/// Shows the driver whatever has come.
+void Cycle::showAll(Time now)
+{
+    heard_ = heard_ || !buffer_.isEmpty();
+    Sighting everything;
+    everything.length = buffer_.size();
+    if (!buffer_.isEmpty())
+        offerReply(now, everything);
 }
 
 /// Shows a reply to the driver.
@@ -389,7 +437,10 @@ void Cycle::expire(Time now)
     if (state_ != CycleState::WaitingReply)
         return;
     report_.echoMissing = echoDue_ && heard_;
-    loseAttempt(now, heard_ ? AttemptEnd::Unusable : AttemptEnd::NoReply, 0);
+    if (refused_)
+        loseAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
+    else
+        loseAttempt(now, heard_ ? AttemptEnd::Unusable : AttemptEnd::NoReply, 0);
 }
 
 /// Ends an attempt whose answer nobody waits for.
@@ -443,6 +494,7 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
             ++c.timeouts;
             break;
         case AttemptEnd::LineBusy: // counted where it happens: nothing was sent
+        case AttemptEnd::Withheld:
             break;
         }
     });
@@ -467,6 +519,10 @@ void Cycle::settle(Time now, int status)
     report_.done = isDone(status);
     report_.status = status;
     report_.endedAt = now;
+    if (answerIsOpen_ && report_.cause != AttemptEnd::Withheld) {
+        openFrame_ = request_.frame;
+        openUntil_ = now + settings_.lateReplyGuard;
+    }
     head_ = nullptr;
     state_ = CycleState::Idle;
     if (observer_)

@@ -12,10 +12,21 @@
 #include "core/records.h"
 #include "line_timing.h"
 #include "link_time.h"
+#include "policies.h"
 #include "rtu_frame.h"
 #include "statistics.h"
 
 namespace plc::host {
+
+/// What may become of a transaction that the driver has chosen.
+enum class Permit
+{
+    Send,
+    SendOnce, ///< without repetitions, whatever the driver has left of them
+    Withhold  ///< fails at once, without a byte on the line
+};
+
+struct Request;
 
 /// The two calls of the driver that make a cycle; see ComCommunication and DataCom in plcdriver.h.
 class CycleDriver
@@ -24,6 +35,8 @@ public:
     virtual ~CycleDriver() = default;
     /// The transaction to carry out now, null for none. While one is in progress always that one.
     virtual Protocol *next() = 0;
+    /// Asked once for each transaction, before it is sent.
+    virtual Permit permit(const Request &) { return Permit::Send; }
     /// Judges what was received for the transaction in progress; the status of the result record.
     virtual int judge(QByteArray *reply, int length) = 0;
 };
@@ -36,7 +49,8 @@ enum class AttemptEnd
     Exception,  ///< the station refused
     Unusable,   ///< something came, but no usable reply
     NoReply,    ///< nothing came
-    LineBusy    ///< not even sent: the line never fell silent
+    LineBusy,   ///< not even sent: the line never fell silent
+    Withheld    ///< not even sent: not permitted
 };
 
 /// A request as it stood on the line, copied, since the driver's record is gone when the step is over.
@@ -99,11 +113,11 @@ struct CycleSettings
     /// After a transaction with an unanswered attempt the line is listened to for this long before a
     /// different request goes out. RTU numbers nothing: an answer that comes late would be taken for the
     /// answer to that request.
-    Time lateReplyGuard = std::chrono::seconds(1);
+    Time lateReplyGuard = std::chrono::seconds(1); ///< 0 = not at all
     /// The line hands back what is sent on it.
     bool removeEcho = false;
-    /// A reply to a write counts only if it repeats address and value of the request.
-    bool strictWrites = true;
+    /// `lateReplyGuard` and `offline` mean nothing here.
+    Policies policies;
 };
 
 enum class CycleState
@@ -150,6 +164,9 @@ private:
     Instruction transmit(Time now);
     void take(Time now, const QByteArray &arrived);
     bool stripEcho();
+    void showAll(Time now);
+    bool isListening() const;
+    void withhold(Time now);
     void examine(Time now, bool waitIsOver);
     bool offerReply(Time now, const Sighting &sighting);
     void dropBefore(Time now, int bytes, const char *why);
@@ -184,7 +201,9 @@ private:
     Protocol *head_ = nullptr; ///< transaction in progress; the driver's
     Request request_;
     ReplyShape shape_;
-    bool answerIsOpen_ = false; ///< an attempt of this transaction got no proper answer
+    bool answerIsOpen_ = false; ///< the station may still answer an attempt that counts as unanswered
+    QByteArray openFrame_;      ///< the request that may still be answered, until openUntil_
+    Time openUntil_{};
     StepReport report_;
 
     QByteArray buffer_; ///< received in this attempt

@@ -8,6 +8,7 @@
 #include <string>
 
 #include "link_time.h"
+#include "policies.h"
 
 namespace plc::host {
 
@@ -26,6 +27,7 @@ std::string optionHelp();
 quint32 optionMask(const std::string &name);
 
 constexpr quint32 kOptionOneBased = 1u << 0;
+constexpr quint32 kOptionBitFromMirror = 1u << 4;
 constexpr quint32 kOptionSingleRegisters = 1u << 5;
 constexpr quint32 kOptionSingleCoils = 1u << 6;
 constexpr quint32 kOptionSwapRequestCrc = 1u << 7;
@@ -46,7 +48,8 @@ struct LinkSettings
     int maxBlock = 100;
     quint32 options = 0;
     bool echo = false;
-    bool anyWriteReply = false; ///< take replies to writes that do not repeat address and value
+    Policies policies;
+    OfflineSettings offline;
     Time pollInterval{};    ///< from the start of one scan of the cyclic reads to the next; 0 = without pause
     std::string driverPath; ///< empty = look beside the program
 

@@ -31,6 +31,7 @@ ExitCode exitCodeOf(OperationEnd end)
     case OperationEnd::Open:
     case OperationEnd::NoReply:
     case OperationEnd::Dropped:
+    case OperationEnd::Offline:
         break;
     }
     return kExitNoReply;
@@ -90,6 +91,9 @@ OperationResult resultOf(const StepReport &report)
     case AttemptEnd::LineBusy:
         result.end = OperationEnd::LineBusy;
         break;
+    case AttemptEnd::Withheld:
+        result.end = OperationEnd::Offline;
+        break;
     }
     return result;
 }
@@ -118,6 +122,8 @@ std::string describeResult(const OperationResult &result, int station, const Lin
         return "the port was lost";
     case OperationEnd::Dropped:
         return who + " is switched off";
+    case OperationEnd::Offline:
+        return who + " is offline: it has not answered for a while and is tried now and then";
     case OperationEnd::Open:
         return "interrupted before " + who + " had answered";
     case OperationEnd::NoReply:

@@ -22,7 +22,8 @@ enum class OperationEnd
     Unusable, ///< something came, but no usable reply
     LineBusy, ///< not even sent: the line never fell silent
     PortLost,
-    Dropped ///< the station was switched off before it was its turn
+    Dropped, ///< the station was switched off before it was its turn
+    Offline  ///< the station is left alone because it does not answer
 };
 
 struct OperationResult

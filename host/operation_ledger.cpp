@@ -58,18 +58,22 @@ bool OperationLedger::close(Ticket ticket, const OperationResult &result)
     return true;
 }
 
-void OperationLedger::closeAll(int station, OperationEnd end)
+std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end)
 {
+    std::vector<Ticket> withDriver;
     for (auto entry = open_.begin(); entry != open_.end();) {
         if (station >= 0 && entry->second.footprint.station != station) {
             ++entry;
             continue;
         }
+        if (entry->second.started)
+            withDriver.push_back(entry->first);
         OperationResult result;
         result.end = end;
         closed_.emplace(entry->first, result);
         entry = open_.erase(entry);
     }
+    return withDriver;
 }
 
 OperationResult OperationLedger::result(Ticket ticket) const

@@ -4,6 +4,7 @@
 #define PLC_HOST_OPERATION_LEDGER_H
 
 #include <map>
+#include <vector>
 
 #include "operation.h"
 
@@ -47,10 +48,14 @@ public:
     bool close(Ticket ticket, const OperationResult &result);
 
     /// Ends all open operations of @p station; -1 for all stations.
-    void closeAll(int station, OperationEnd end);
+    /// @return those of them that the driver has been handed.
+    std::vector<Ticket> closeAll(int station, OperationEnd end);
 
-    /// Result of an operation; `end` is Open while it is on its way.
+    /// Result of an operation; `end` is Open while it is on its way, and after it has been forgotten.
     OperationResult result(Ticket ticket) const;
+
+    /// Drops the result of an operation that has ended and has been reported.
+    void forget(Ticket ticket) { closed_.erase(ticket); }
 
     /// Operations in the driver's hands.
     int startedCount() const;

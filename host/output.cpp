@@ -98,6 +98,8 @@ const char *stateName(VariableState state)
         return "line busy";
     case VariableState::SwitchedOff:
         return "switched off";
+    case VariableState::Offline:
+        return "offline";
     case VariableState::NeverRead:
         break;
     }
@@ -119,6 +121,8 @@ const char *stateName(OperationEnd end)
         return "port lost";
     case OperationEnd::Dropped:
         return "switched off";
+    case OperationEnd::Offline:
+        return "offline";
     case OperationEnd::NoReply:
         return "no answer";
     case OperationEnd::Open:

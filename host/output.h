@@ -31,7 +31,8 @@ struct Row
     std::optional<Time> moment; ///< since the start, for repeated rows
 };
 
-/// "never read", "good", "stale", "refused", "no answer", "bad reply", "line busy", "switched off".
+/// "never read", "good", "stale", "refused", "no answer", "bad reply", "line busy", "switched off",
+/// "offline".
 const char *stateName(VariableState state);
 
 /// The same for the end of a single operation: "good", "refused", "no answer", "bad reply", "line busy", ...

@@ -20,6 +20,9 @@ constexpr int kSlowest = 300;
 constexpr int kFastest = 4000000;
 constexpr int kLongestMs = 60000;
 constexpr int kMostRetries = 100;
+constexpr int kMostFailures = 1000;
+constexpr int kMostRegistersInOneRead = 125;
+constexpr int kMostBitsInOneRead = 2000;
 constexpr int kMostValues = 65536;
 constexpr int kLevels = 4;
 constexpr int kRowTexts = 10;
@@ -204,7 +207,10 @@ private:
              {"maxBlock", numberInto(&link.maxBlock, 1, 100)},
              {"station", numberInto(&link.station, 1, kLastStation)},
              {"echo", [&](const LocatedValue &echo) { link.echo = flag(echo); }},
-             {"anyWriteReply", [&](const LocatedValue &any) { link.anyWriteReply = flag(any); }}});
+             {"without", [&](const LocatedValue &without) { readPoliciesOff(without); }},
+             {"offlineAfter", numberInto(&link.offline.failures, 1, kMostFailures)},
+             {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, 100)},
+             {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, 100)}});
     }
 
     void readParity(const LocatedValue &value)
@@ -215,6 +221,18 @@ private:
         if (found == names.end())
             refuseAt(file_, value.place, "the parity must be even, odd or none");
         project_.link.parity = found->second;
+    }
+
+    void readPoliciesOff(const LocatedValue &value)
+    {
+        for (const LocatedValue &item : list(value, "the policies to do without")) {
+            const std::string name = text(item, "the name of a policy");
+            try {
+                turnOff(&project_.link.policies, name);
+            } catch (const Failure &failure) {
+                refuseAt(file_, item.place, failure.what());
+            }
+        }
     }
 
     void readOptions(const LocatedValue &value)
@@ -268,11 +286,26 @@ private:
         if (count) {
             const int values = number(*count, 1, kMostValues);
             variable = checked(place + ":" + std::to_string(values) + at, count->place);
+            checkCount(variable, count->place);
         }
         variable.text = label;
         variable.label = label;
         project_.variables.push_back(variable);
         rates_.push_back(rate);
+    }
+
+    /// What is not packed is not cut either: a variable is one request then, and stations refuse longer ones
+    /// (MODBUS Application Protocol V1.1b3, 6.1 to 6.4).
+    void checkCount(const Variable &variable, TextPlace place) const
+    {
+        const bool bits = isBitArea(variable.area->baseType);
+        const LinkSettings &link = project_.link;
+        const bool packed = link.maxBlock > 1 && (!bits || link.bitLimit() > 1);
+        const int most = bits ? kMostBitsInOneRead : kMostRegistersInOneRead;
+        if (!packed && variable.baseCount() > most)
+            refuseAt(file_, place,
+                     "without packing a variable is one request, of at most " + std::to_string(most) +
+                         (bits ? " bits" : " registers") + ", not " + std::to_string(variable.baseCount()));
     }
 
     Variable checked(const std::string &text, TextPlace place) const

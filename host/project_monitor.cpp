@@ -12,6 +12,8 @@ constexpr Time kStaleAtLeast = std::chrono::seconds(3);
 
 void ProjectMonitor::note(const News &news)
 {
+    if (news.station)
+        setOffline(news.station->station, news.station->offline);
     if (!news.step || !isGroupedRead(news.step->request))
         return;
     const StepReport &step = *news.step;
@@ -43,7 +45,20 @@ void ProjectMonitor::setStationEnabled(int station, bool enabled)
         switchedOff_.erase(station);
     else
         switchedOff_.insert(station);
+    // Switched on again, it counts as one that has not been asked yet.
+    offline_.erase(station);
     scans_.setStationEnabled(station, enabled);
+}
+
+void ProjectMonitor::setOffline(int station, bool offline)
+{
+    if (switchedOff_.count(station) > 0)
+        return; // the news are older than that
+    if (offline)
+        offline_.insert(station);
+    else
+        offline_.erase(station);
+    scans_.setStationEnabled(station, !offline);
 }
 
 /// The driver goes on serving the priority levels of a station that is off.
@@ -87,6 +102,11 @@ WatchStatus ProjectMonitor::status(int variable, Time now) const
         status.state = VariableState::NeverRead;
     if (status.state == VariableState::Good && status.age > staleAfter())
         status.state = VariableState::Stale;
+    if (offline_.count(map_.stationOf(variable)) > 0) {
+        status.state = VariableState::Offline;
+        if (status.last.end == OperationEnd::Open)
+            status.last.end = OperationEnd::Offline;
+    }
     if (isSwitchedOff(variable))
         status.state = VariableState::SwitchedOff;
     return status;

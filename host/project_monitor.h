@@ -4,9 +4,10 @@
 #define PLC_HOST_PROJECT_MONITOR_H
 
 #include <map>
+#include <set>
 #include <vector>
 
-#include "communication.h"
+#include "driver_link.h"
 #include "request_map.h"
 #include "scan_statistics.h"
 #include "session.h"
@@ -42,6 +43,7 @@ private:
         Time lastGood{};
         std::uint64_t served = 0;
     };
+    void setOffline(int station, bool offline);
     bool isSwitchedOff(int variable) const;
     Time staleAfter() const;
 
@@ -49,7 +51,8 @@ private:
     ScanStatistics scans_;
     Time timeout_;
     std::vector<Reading> readings_; ///< by request
-    std::set<int> switchedOff_;
+    std::set<int> switchedOff_;     ///< stations
+    std::set<int> offline_;         ///< stations
 };
 
 } // namespace plc::host

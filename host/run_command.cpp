@@ -11,7 +11,6 @@
 #include <cstdio>
 #include <deque>
 #include <memory>
-#include <set>
 
 #include "commands.h"
 #include "driver_library.h"
@@ -205,7 +204,11 @@ public:
           printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
     {
         registerProject(driver_, project_);
-        session_.setListener([this](const News &news) { monitor_.note(news); });
+        session_.setListener([this](const News &news) {
+            monitor_.note(news);
+            if (news.station)
+                tell("plchost: " + describe(*news.station), stderr);
+        });
     }
 
     ExitCode run()
@@ -291,23 +294,11 @@ private:
     void write(const ProjectOrder &order)
     {
         const Variable &variable = variableAt(order.variable);
-        OpenWrite write{0, order.variable, order.values};
-        // The driver would drop it without a word.
-        if (switchedOff_.count(session_.stationOf(variable)) > 0) {
-            report(write, OperationEnd::Dropped,
-                   "station " + std::to_string(session_.stationOf(variable)) + " is switched off");
-            return;
-        }
-        write.ticket = session_.write(variable, order.values);
-        writes_.push_back(write);
+        writes_.push_back({session_.write(variable, order.values), order.variable, order.values});
     }
 
     void switchStation(int station, bool enabled)
     {
-        if (enabled)
-            switchedOff_.erase(station);
-        else
-            switchedOff_.insert(station);
         monitor_.setStationEnabled(station, enabled);
         session_.setStationEnabled(station, enabled);
         reportEnded();
@@ -319,14 +310,16 @@ private:
         std::vector<OpenWrite> open;
         for (const OpenWrite &write : writes_) {
             const OperationResult result = session_.result(write.ticket);
-            if (result.end == OperationEnd::Open)
+            if (result.end == OperationEnd::Open) {
                 open.push_back(write);
-            else
-                report(write, result.end,
-                       result.end == OperationEnd::Good
-                           ? ""
-                           : describeResult(result, session_.stationOf(variableAt(write.variable)),
-                                            project_.link));
+                continue;
+            }
+            session_.forget(write.ticket);
+            report(
+                write, result.end,
+                result.end == OperationEnd::Good
+                    ? ""
+                    : describeResult(result, session_.stationOf(variableAt(write.variable)), project_.link));
         }
         writes_ = std::move(open);
     }
@@ -506,7 +499,6 @@ private:
     bool onTerminal_;
     RowPrinter printer_;
     PagedTable table_;
-    std::set<int> switchedOff_;
     std::vector<OpenWrite> writes_;
     std::vector<OperationEnd> ends_; ///< of writes and of lines that were not understood
     int linesTaken_ = 0;

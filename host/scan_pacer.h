@@ -7,19 +7,17 @@
 
 namespace plc::host {
 
-/// Counts the cyclic reads of a scan. Not locked: the communication thread's own.
+/// Counts the cyclic reads of a scan. Not locked. To be asked between transactions only: the repetitions of a
+/// request belong to it.
 class ScanPacer
 {
 public:
-    /// @param reads     cyclic reads in a scan; 0 for none.
     /// @param interval  from the start of one scan to the start of the next; 0 for no pause.
-    ScanPacer(int reads, Time interval) : reads_(reads), interval_(interval) {}
+    /// @param reads     cyclic reads in a scan; 0 for none.
+    explicit ScanPacer(Time interval, int reads = 0) : interval_(interval), reads_(reads) {}
 
-    /// A transaction was begun: until it has ended there is no pause, for the repetitions of a request belong
-    /// to it.
-    void stepBegun() { stepOpen_ = true; }
-    /// The transaction has ended, whatever it was.
-    void stepEnded() { stepOpen_ = false; }
+    /// Stations that are left alone change the number of reads.
+    void setReads(int reads) { reads_ = reads; }
 
     /// One cyclic read has ended, well or not, after it had started at @p startedAt.
     void readEnded(Time startedAt)
@@ -33,13 +31,12 @@ public:
     }
 
     /// True while the next scan has to wait.
-    bool isPausing(Time now) const { return !stepOpen_ && reads_ > 0 && done_ == 0 && now < nextScanAt_; }
+    bool isPausing(Time now) const { return reads_ > 0 && done_ == 0 && now < nextScanAt_; }
 
 private:
-    int reads_;
     Time interval_;
+    int reads_;
     int done_ = 0;
-    bool stepOpen_ = false;
     Time startedAt_{};
     Time nextScanAt_{};
 };

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "communication.h"
 #include "core/register_types.h"
 #include "interrupt.h"
 
@@ -31,6 +32,8 @@ VariableState stateOf(OperationEnd end)
         return VariableState::BadReply;
     case OperationEnd::LineBusy:
         return VariableState::LineBusy;
+    case OperationEnd::Offline:
+        return VariableState::Offline;
     case OperationEnd::Open:
         return VariableState::NeverRead;
     case OperationEnd::NoReply:
@@ -42,8 +45,14 @@ VariableState stateOf(OperationEnd end)
 }
 
 Session::Session(DriverLibrary &driver, const LinkSettings &settings)
+    : Session(driver, settings, [](DriverLibrary &library, COM_INFO &info, const LinkSettings &link) {
+          return std::make_unique<Communication>(library, info, link);
+      })
+{}
+
+Session::Session(DriverLibrary &driver, const LinkSettings &settings, const LinkFactory &makeLink)
     : driver_(driver), settings_(settings), words_(kWordAreaSize, 0),
-      communication_(driver, info_, settings_, mailbox_)
+      link_(makeLink(driver, info_, settings_))
 {
     info_.maxBlock = settings.maxBlock;
     info_.defaultStation = settings.station;
@@ -83,14 +92,18 @@ int Session::watch(const Variable &variable)
         driver_.addListReadVar(&read);
         cyclicReads_.emplace_back();
         cyclicReads_.back().variable = number;
+        cyclicReads_.back().station = station;
     }
     return number;
 }
 
 void Session::start(bool trace)
 {
-    communication_.start(static_cast<int>(cyclicReads_.size()), trace);
-    startedAt_ = steadyNow();
+    std::map<int, int> reads;
+    for (const CyclicRead &read : cyclicReads_)
+        ++reads[read.station];
+    link_->start(reads, trace);
+    startedAt_ = link_->now();
     running_ = true;
 }
 
@@ -98,9 +111,9 @@ void Session::stop()
 {
     if (!running_)
         return;
-    communication_.stop();
-    pump(steadyNow());
-    stoppedAt_ = steadyNow();
+    link_->stop();
+    pump(link_->now());
+    stoppedAt_ = link_->now();
     running_ = false;
 }
 
@@ -124,12 +137,33 @@ void Session::checkWrite(const Variable &variable) const
     if (!variable.area->writable)
         throw Failure(kExitUsage,
                       who + variable.area->name + " (" + variable.area->meaning + ") cannot be written");
+    if (variable.area->regType == kHoldingRegisterBit)
+        checkBitWrite(variable);
     const bool coils = variable.area->regType == kCoil;
     const int most = coils ? kMostCoilsInOneWrite : kMostRegistersInOneWrite;
     const bool blocks = coils || variable.area->regType == kHoldingRegister;
     if (blocks && settings_.maxBlock == 1 && writePieces(variable, settings_) == 1 && variable.count > most)
         throw Failure(kExitUsage, who + "with --max-block 1 a write goes out in one piece, of at most " +
                                       std::to_string(most) + " values");
+}
+
+/// The other bits of the register have to come from somewhere.
+void Session::checkBitWrite(const Variable &variable) const
+{
+    const std::string who = "variable '" + variable.text + "': ";
+    if (stationOf(variable) == 0)
+        throw Failure(kExitUsage, who +
+                                      "a bit is written together with the other bits of its register, which "
+                                      "nobody at station 0 tells; write the whole register");
+    if ((settings_.options & kOptionBitFromMirror) == 0)
+        return;
+    for (int i = 0; i < variable.baseCount(); ++i) {
+        if (knownRegisters_.count({stationOf(variable), variable.baseFirst() + i}) == 0)
+            throw Failure(kExitUsage,
+                          who +
+                              "its register has not been read yet, and with the option bit-from-mirror "
+                              "the other bits would be written as 0; read it first, or leave the option out");
+    }
 }
 
 Ticket Session::submit(const Variable &variable, const Values &values, bool isWrite)
@@ -147,6 +181,12 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
                                       std::to_string(kDriverListSize) +
                                       " are possible; take fewer values or a larger --max-block");
     const Ticket ticket = ledger_.open(footprint);
+    if (isOffline(footprint.station) || switchedOff_.count(footprint.station) > 0) {
+        OperationResult result;
+        result.end = isOffline(footprint.station) ? OperationEnd::Offline : OperationEnd::Dropped;
+        ledger_.close(ticket, result);
+        return ticket;
+    }
     waiting_.push_back({variable, values, isWrite, ticket});
     startWaiting();
     return ticket;
@@ -162,7 +202,7 @@ void Session::startWaiting()
                 return;
             ledger_.start(order.ticket);
             // Before the driver has it, so that its end cannot come first.
-            communication_.setOpenOperations(ledger_.startedCount());
+            link_->setOpenOperations(ledger_.startedCount());
             if (order.isWrite)
                 handWrite(order);
             else
@@ -199,9 +239,9 @@ void Session::handWrite(const Order &order)
 
 void Session::pump(Time until)
 {
-    for (const News &news : mailbox_.take(until))
+    for (const News &news : link_->take(until))
         digest(news);
-    communication_.setOpenOperations(ledger_.startedCount());
+    link_->setOpenOperations(ledger_.startedCount());
     startWaiting();
 }
 
@@ -211,16 +251,42 @@ void Session::digest(const News &news)
         std::fprintf(stderr, "%s\n", news.trace.c_str());
     if (news.statistics)
         statistics_ = *news.statistics;
+    if (news.step)
+        noteRegisters(*news.step);
     if (news.step && news.step->request.hostId == kCyclicHostId)
         noteCyclic(*news.step);
     if (listener_)
         listener_(news);
     for (const OperationNews &operation : news.operations)
         ledger_.close(operation.ticket, operation.result);
+    if (news.station)
+        noteStation(*news.station);
     if (news.portLost.empty())
         return;
     portLost_ = news.portLost;
     ledger_.closeAll(-1, OperationEnd::PortLost);
+}
+
+void Session::noteRegisters(const StepReport &report)
+{
+    const Request &request = report.request;
+    const bool isRead = request.direction == 0 && request.regType == kHoldingRegister;
+    if ((settings_.options & kOptionBitFromMirror) == 0 || !isRead || report.cause != AttemptEnd::Good)
+        return;
+    for (int i = 0; i < request.count; ++i)
+        knownRegisters_.insert({request.station, request.address + i});
+}
+
+void Session::noteStation(const StationNews &news)
+{
+    if (!news.offline) {
+        offline_.erase(news.station);
+        return;
+    }
+    if (switchedOff_.count(news.station) > 0)
+        return; // the news are older than that
+    offline_.insert(news.station);
+    link_->withdraw(ledger_.closeAll(news.station, OperationEnd::Offline));
 }
 
 void Session::noteCyclic(const StepReport &report)
@@ -240,15 +306,20 @@ void Session::noteCyclic(const StepReport &report)
 OperationResult Session::await(Ticket ticket)
 {
     while (result(ticket).end == OperationEnd::Open && portLost_.empty() && !isInterrupted())
-        pump(steadyNow() + kPumpSlice);
+        pump(link_->now() + kPumpSlice);
     return result(ticket);
 }
 
 void Session::setStationEnabled(int station, bool enabled)
 {
-    driver_.enCommStation(station, enabled ? 1 : 0);
-    if (!enabled)
-        ledger_.closeAll(station, OperationEnd::Dropped);
+    link_->setStationEnabled(station, enabled);
+    offline_.erase(station);
+    if (enabled) {
+        switchedOff_.erase(station);
+        return;
+    }
+    switchedOff_.insert(station);
+    link_->withdraw(ledger_.closeAll(station, OperationEnd::Dropped));
 }
 
 Values Session::values(const Variable &variable) const
@@ -282,9 +353,17 @@ WatchStatus Session::status(int number) const
     }
     status.state = stateOf(status.last.end);
     if (status.hasValue)
-        status.age = steadyNow() - oldest;
+        status.age = link_->now() - oldest;
     if (status.state == VariableState::Good && status.age > staleAfter())
         status.state = VariableState::Stale;
+    const int station = stationOf(watched_[static_cast<std::size_t>(number)]);
+    if (isOffline(station)) {
+        status.state = VariableState::Offline;
+        if (status.last.end == OperationEnd::Open)
+            status.last.end = OperationEnd::Offline;
+    }
+    if (switchedOff_.count(station) > 0)
+        status.state = VariableState::SwitchedOff;
     return status;
 }
 

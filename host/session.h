@@ -6,11 +6,12 @@
 #include <deque>
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
-#include "communication.h"
 #include "driver_library.h"
+#include "link.h"
 #include "link_settings.h"
 #include "operation_ledger.h"
 #include "values.h"
@@ -26,8 +27,9 @@ enum class VariableState
     Refused, ///< by the station
     NoAnswer,
     BadReply,
-    LineBusy,   ///< the line never fell silent
-    SwitchedOff ///< nobody asks its station
+    LineBusy,    ///< the line never fell silent
+    SwitchedOff, ///< by the user: nobody asks its station
+    Offline      ///< its station does not answer and is left alone but for a trial now and then
 };
 
 /// State of a variable whose last reading ended so.
@@ -47,9 +49,11 @@ struct WatchStatus
 class Session
 {
 public:
-    /// Sets the driver up.
+    /// Sets the driver up, to be run over the serial port of the settings.
     /// @param driver  outlives the session.
     Session(DriverLibrary &driver, const LinkSettings &settings);
+    /// The same over any other link.
+    Session(DriverLibrary &driver, const LinkSettings &settings, const LinkFactory &makeLink);
     ~Session();
     Session(const Session &) = delete;
     Session &operator=(const Session &) = delete;
@@ -69,7 +73,7 @@ public:
     /// Ends communication. Values and states remain readable.
     void stop();
 
-    /// Orders one reading of a variable. It ends in exactly one result.
+    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline.
     /// @throw Failure  (wrong usage) when the driver cannot take it.
     Ticket read(const Variable &variable);
 
@@ -84,6 +88,9 @@ public:
     /// Result of an operation; its `end` is Open until it has ended.
     OperationResult result(Ticket ticket) const { return ledger_.result(ticket); }
 
+    /// Drops a result that nobody asks for any more.
+    void forget(Ticket ticket) { ledger_.forget(ticket); }
+
     /// Pumps until the operation has ended, the port is lost or the program is interrupted.
     OperationResult await(Ticket ticket);
 
@@ -96,8 +103,10 @@ public:
 
     WatchStatus status(int number) const;
 
+    bool isOffline(int station) const { return offline_.count(station) > 0; }
+
     const Statistics &statistics() const { return statistics_; }
-    Time runningFor() const { return (running_ ? steadyNow() : stoppedAt_) - startedAt_; }
+    Time runningFor() const { return (running_ ? link_->now() : stoppedAt_) - startedAt_; }
     const LinkSettings &settings() const { return settings_; }
     /// Station that a variable is served at.
     int stationOf(const Variable &variable) const { return variable.station.value_or(settings_.station); }
@@ -108,6 +117,7 @@ private:
     struct CyclicRead
     {
         int variable = 0;
+        int station = 0;
         bool hasValue = false;
         Time lastGood{};
         OperationResult last;
@@ -123,23 +133,29 @@ private:
 
     void digest(const News &news);
     void noteCyclic(const StepReport &report);
+    void noteStation(const StationNews &news);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
     void startWaiting();
     void handRead(const Order &order);
     void handWrite(const Order &order);
     void checkWrite(const Variable &variable) const;
+    void checkBitWrite(const Variable &variable) const;
+    void noteRegisters(const StepReport &report);
     Time staleAfter() const;
 
     DriverLibrary &driver_;
     LinkSettings settings_;
     COM_INFO info_{};
     std::vector<unsigned short> words_; ///< the panel's word area
-    Mailbox<News> mailbox_;
-    Communication communication_;
+    std::unique_ptr<Link> link_;
     OperationLedger ledger_;
     std::deque<Order> waiting_; ///< not handed to the driver yet, oldest first
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;
+    std::set<int> offline_;     ///< stations
+    std::set<int> switchedOff_; ///< stations
+    /// Station and address of what was read; kept only where bits are written from it.
+    std::set<std::pair<int, int>> knownRegisters_;
     Statistics statistics_;
     std::function<void(const News &)> listener_;
     std::string portLost_;

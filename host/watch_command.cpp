@@ -76,6 +76,10 @@ public:
     {
         for (const Variable &variable : variables_)
             session_.watch(variable);
+        session_.setListener([this](const News &news) {
+            if (news.station && !onTerminal_)
+                std::fprintf(stderr, "plchost: %s\n", describe(*news.station).c_str());
+        });
     }
 
     ExitCode run()
@@ -113,7 +117,8 @@ private:
         if (!options_.once)
             return false;
         for (int i = 0; i < count(); ++i) {
-            if (session_.status(i).scans == 0)
+            const WatchStatus status = session_.status(i);
+            if (status.scans == 0 && status.state != VariableState::Offline)
                 return false;
         }
         return true;
@@ -185,6 +190,7 @@ void addWatchCommand(CLI::App *program, const Choose &choose)
         ->type_name("S");
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLineOptions(command, options.get());
+    addOfflineOptions(command, options.get());
     addOutputOptions(command, options.get());
     command->footer(kExample + commonHelp());
     command->callback([options, choose] { choose([options] { return Watch(*options).run(); }); });

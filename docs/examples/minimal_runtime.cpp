@@ -82,8 +82,7 @@ RW_VAR *carryOut(int port, const Protocol &request)
         RW_VAR *result = DataCom(&reply, reply.size());
         if (wanted > 0)
             return result;
-        if (result->status ==
-            1) // found: the buffer now holds just the reply, and one more call finishes the step
+        if (result->status == 1) // the buffer now holds just the reply; one more call finishes the step
             return DataCom(&reply, reply.size());
     }
     reply.clear();

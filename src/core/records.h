@@ -186,6 +186,8 @@ static_assert(offsetof(Protocol, var) == 16 + sizeof(void *), "the runtime finds
 static_assert(offsetof(Protocol, spare1) == 64 + 4 * sizeof(void *), "the runtime finds spare1 here");
 static_assert(offsetof(Protocol, spare2) == 68 + 4 * sizeof(void *), "the runtime finds spare2 here");
 static_assert(offsetof(Protocol, spare3) == 72 + 4 * sizeof(void *), "the runtime finds spare3 here");
+static_assert(sizeof(Protocol) == (sizeof(void *) == 4 ? 92 : 112),
+              "the runtime copies records of this size");
 
 /// Element of a list that the driver keeps for the runtime's sake and never fills.
 struct PLC_EXPORT EXTENDVAR

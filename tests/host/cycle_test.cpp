@@ -234,7 +234,7 @@ TEST_F(CycleReply, OfAnotherAddressNeverCountsForAWrite)
 
 TEST_F(CycleReply, OfAnotherAddressCountsForAWriteWhenToldSo)
 {
-    settings.strictWrites = false;
+    settings.policies.strictWrites = false;
     queue(kWrite);
     runUntilSent();
     verdicts({1, 1});
@@ -304,6 +304,33 @@ TEST_F(CycleReply, JudgedBadForGoodFailsTheStepWithThatCode)
     EXPECT_FALSE(witness.steps[0].done);
     EXPECT_EQ(11, witness.steps[0].status);
     EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+}
+
+TEST_F(CycleReply, IsWaitedForBeforeAnotherRequestGoesOut)
+{
+    queue(kRead);
+    queue(withCrc("12 03 00C8 0002"));
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + milliseconds(300) - nanoseconds(2));
+    EXPECT_EQ(1u, witness.sentFrames.size());
+    EXPECT_EQ(1, driver.asked);
+    EXPECT_EQ(CycleState::WaitingReply, cycle().state());
+}
+
+TEST_F(CycleReply, WithABadCrcCostsTheAttemptAndTheRequestIsRepeated)
+{
+    queue(kRead);
+    runUntilSent();
+    verdicts({0, 1, 1});
+    driver.trimTo = 9;
+    arrive(hex("11 03 04 1234 ABCD 11E0"));
+    EXPECT_TRUE(driver.calls.empty());
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::Unusable));
+    arrive(kReply);
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_TRUE(witness.steps[0].done);
+    EXPECT_EQ(2, witness.steps[0].attempts);
 }
 
 TEST_F(CycleReply, InAFloodOfNoiseIsStillFound)
@@ -556,7 +583,8 @@ TEST_F(CycleException, AgainstTheRequestItselfTakesTheRemainingAttempts)
 
 TEST_F(CycleException, OfAnotherKindLeavesTheRemainingAttempts)
 {
-    for (const char *refusal : {"11 83 04", "11 83 05", "11 83 06"}) {
+    for (const char *refusal :
+         {"11 83 04", "11 83 05", "11 83 06", "11 83 07", "11 83 08", "11 83 0A", "11 83 0B"}) {
         info.retryLimit = 4;
         queue(kRead);
         runUntilSent();

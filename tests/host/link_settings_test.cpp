@@ -50,6 +50,20 @@ TEST(DriverOption, ThatIsUnknownIsRefusedWithTheNames)
     }
 }
 
+TEST(Defaults, AreThoseOfTheStandard)
+{
+    // MODBUS over Serial Line V1.02, 2.4.1, 2.5.1 and 3.2.
+    const LinkSettings settings;
+    EXPECT_EQ(19200, settings.baud);
+    EXPECT_EQ(Parity::Even, settings.parity);
+    EXPECT_EQ(1, settings.effectiveStopBits());
+    EXPECT_EQ(std::chrono::seconds(1), settings.timeout);
+    EXPECT_EQ(std::chrono::milliseconds(100), settings.turnaround);
+    EXPECT_LT(settings.turnaround, settings.timeout);
+    EXPECT_EQ(0, settings.linkMode);
+    EXPECT_EQ(0u, settings.options) << "CRC low byte first";
+}
+
 TEST(StopBits, AreTwoWithoutParityUnlessAskedOtherwise)
 {
     LinkSettings settings;

@@ -59,7 +59,8 @@ TEST(ProjectFile, TakesTheSettingsOfTheLink)
     const LinkSettings link =
         linked(R"({"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1, "retryLimit": 4,
                    "replyTimeoutMs": 250, "turnaroundMs": 60, "options": ["one-based", "no-bit-packing"],
-                   "linkMode": 1, "maxBlock": 50, "station": 9, "echo": true, "anyWriteReply": true})")
+                   "linkMode": 1, "maxBlock": 50, "station": 9, "echo": true, "without": ["strict-writes", "offline"],
+                   "offlineAfter": 5, "firstTrialMs": 2000, "longestTrialMs": 30000})")
             .link;
     EXPECT_EQ("/dev/ttyS3", link.port);
     EXPECT_EQ(9600, link.baud);
@@ -73,7 +74,12 @@ TEST(ProjectFile, TakesTheSettingsOfTheLink)
     EXPECT_EQ(50, link.maxBlock);
     EXPECT_EQ(9, link.station);
     EXPECT_TRUE(link.echo);
-    EXPECT_TRUE(link.anyWriteReply);
+    EXPECT_FALSE(link.policies.strictWrites);
+    EXPECT_FALSE(link.policies.offline);
+    EXPECT_TRUE(link.policies.lateReplyGuard);
+    EXPECT_EQ(5, link.offline.failures);
+    EXPECT_EQ(std::chrono::seconds(2), link.offline.firstProbe);
+    EXPECT_EQ(std::chrono::seconds(30), link.offline.longestProbe);
 }
 
 TEST(ProjectFile, KeepsTheDefaultsOfALinkThatSaysNothing)
@@ -158,6 +164,25 @@ TEST(ProjectFile, NamesLineAndColumnOfTextThatIsNoJson)
     EXPECT_THAT(mistake("{} x"), StartsWith("p.json, line 1, column 4: this is no JSON"));
 }
 
+TEST(ProjectText, RefusesControlCharactersThatJsonDoesNotAllow)
+{
+    for (const char control : {'\0', '\x01', '\x0B', '\x1F'}) {
+        try {
+            parseProject("p.json", QByteArray("{\n \"na") + QByteArray(1, control) + "me\": 1}");
+            ADD_FAILURE() << static_cast<int>(control);
+        } catch (const Failure &failure) {
+            EXPECT_STREQ(
+                "p.json, line 2, column 5: this is no JSON: a control character; write it as \\u00XX",
+                failure.what());
+        }
+    }
+}
+
+TEST(ProjectText, StaysOneLineWhereItIsQuoted)
+{
+    EXPECT_THAT(mistake(R"({"a\nb\u007F": 1})"), HasSubstr("'a?b?'"));
+}
+
 TEST(ProjectFile, CountsColumnsInCharacters)
 {
     EXPECT_THAT(mistakeIn(R"({"name": "Überdruck", "area": "5x", "address": "1"})"),
@@ -194,6 +219,11 @@ struct Refused
     const char *allowed;
 };
 
+void PrintTo(const Refused &refused, std::ostream *out)
+{
+    *out << refused.text;
+}
+
 class RefusedLink : public ::testing::TestWithParam<Refused>
 {};
 
@@ -216,7 +246,10 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"("options": ["fast"])", "options are one-based, fc16-single"},
         Refused{R"("linkMode": 2)", "from 0 to 1"}, Refused{R"("maxBlock": 0)", "from 1 to 100"},
         Refused{R"("maxBlock": 101)", "from 1 to 100"}, Refused{R"("station": 248)", "from 1 to 247"},
-        Refused{R"("echo": 1)", "true or false"}));
+        Refused{R"("echo": 1)", "true or false"}, Refused{R"("without": "offline")", "a list"},
+        Refused{R"("without": ["speed"])", "there is no policy 'speed'"},
+        Refused{R"("offlineAfter": 0)", "from 1 to 1000"}, Refused{R"("firstTrialMs": 99)", "from 100 to"},
+        Refused{R"("longestTrialMs": 99)", "from 100 to"}));
 
 class RefusedVariable : public ::testing::TestWithParam<Refused>
 {};
@@ -249,6 +282,48 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"({"name": "a", "area": "4x", "address": "1", "count": 0})", "from 1 to 65536"},
         Refused{R"({"name": "a", "area": "4x", "address": "1", "station": 0})", "from 1 to 247"},
         Refused{R"({"name": "a", "area": "4x", "address": "1", "rate": 5})", "from 0 to 4"}));
+
+/// A project with these settings of the link and one variable.
+QByteArray projectOf(const char *link, const char *variable)
+{
+    return QByteArray("{\"link\": {") + link + "},\n\"variables\": [{\"name\": \"a\", \"address\": \"0\", " +
+           variable + "}]}";
+}
+
+TEST(ProjectWithoutPacking, RefusesAVariableThatNoRequestCanHold)
+{
+    const struct
+    {
+        const char *link, *good, *bad, *reason;
+    } cases[] = {
+        {R"("maxBlock": 1)", R"("area": "4x", "count": 125)", R"("area": "4x", "count": 126)",
+         "at most 125 registers"},
+        {R"("maxBlock": 1)", R"("area": "4x_d", "count": 62)", R"("area": "4x_d", "count": 63)",
+         "at most 125 registers"},
+        {R"("maxBlock": 1)", R"("area": "0x", "count": 2000)", R"("area": "0x", "count": 2001)",
+         "at most 2000 bits"},
+        {R"("options": ["no-bit-packing"])", R"("area": "1x", "count": 2000)",
+         R"("area": "1x", "count": 2001)", "at most 2000 bits"},
+    };
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.bad);
+        EXPECT_NO_THROW(parseProject("p.json", projectOf(row.link, row.good)));
+        try {
+            parseProject("p.json", projectOf(row.link, row.bad));
+            ADD_FAILURE() << "taken";
+        } catch (const Failure &failure) {
+            EXPECT_THAT(failure.what(),
+                        ::testing::AllOf(StartsWith("p.json, line 2, column "), HasSubstr(row.reason)));
+        }
+    }
+}
+
+TEST(ProjectWithPacking, CutsLongVariables)
+{
+    EXPECT_NO_THROW(parseProject("p.json", projectOf(R"("maxBlock": 2)", R"("area": "4x", "count": 1000)")));
+    EXPECT_NO_THROW(parseProject(
+        "p.json", projectOf(R"("options": ["no-bit-packing"])", R"("area": "4x", "count": 1000)")));
+}
 
 class RefusedRow : public ::testing::TestWithParam<Refused>
 {};

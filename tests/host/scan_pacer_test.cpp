@@ -9,7 +9,7 @@ using std::chrono::milliseconds;
 
 TEST(ScanPacer, LetsAScanRunToItsEnd)
 {
-    ScanPacer pacer(3, milliseconds(500));
+    ScanPacer pacer(milliseconds(500), 3);
     EXPECT_FALSE(pacer.isPausing(milliseconds(1000)));
     pacer.readEnded(milliseconds(1000));
     pacer.readEnded(milliseconds(1010));
@@ -18,7 +18,7 @@ TEST(ScanPacer, LetsAScanRunToItsEnd)
 
 TEST(ScanPacer, PausesUntilTheIntervalFromTheStartOfTheScanIsOver)
 {
-    ScanPacer pacer(2, milliseconds(500));
+    ScanPacer pacer(milliseconds(500), 2);
     pacer.readEnded(milliseconds(1000));
     pacer.readEnded(milliseconds(1010));
     EXPECT_TRUE(pacer.isPausing(milliseconds(1499)));
@@ -27,24 +27,23 @@ TEST(ScanPacer, PausesUntilTheIntervalFromTheStartOfTheScanIsOver)
 
 TEST(ScanPacer, DoesNotPauseWithoutAnInterval)
 {
-    ScanPacer pacer(1, milliseconds(0));
+    ScanPacer pacer(milliseconds(0), 1);
     pacer.readEnded(milliseconds(1000));
     EXPECT_FALSE(pacer.isPausing(milliseconds(1000)));
 }
 
 TEST(ScanPacer, DoesNotPauseWithoutCyclicReads)
 {
-    EXPECT_FALSE(ScanPacer(0, milliseconds(500)).isPausing(milliseconds(0)));
+    EXPECT_FALSE(ScanPacer(milliseconds(500)).isPausing(milliseconds(0)));
 }
 
-TEST(ScanPacer, DoesNotPauseWhileATransactionIsOpen)
+TEST(ScanPacer, EndsTheScanEarlierWhenThereAreFewerReads)
 {
-    // Otherwise the repetition of a write in the pause would never go out.
-    ScanPacer pacer(1, milliseconds(500));
+    ScanPacer pacer(milliseconds(500), 3);
     pacer.readEnded(milliseconds(1000));
-    pacer.stepBegun();
     EXPECT_FALSE(pacer.isPausing(milliseconds(1010)));
-    pacer.stepEnded();
+    pacer.setReads(2);
+    pacer.readEnded(milliseconds(1010));
     EXPECT_TRUE(pacer.isPausing(milliseconds(1020)));
 }
 

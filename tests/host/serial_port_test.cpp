@@ -132,6 +132,33 @@ TEST_F(SerialPortTest, SetsTheBaudRate)
     EXPECT_EQ(speed_t{B9600}, cfgetospeed(&mode));
 }
 
+TEST_F(SerialPortTest, HasTheRateAndStopBitOfTheStandardUnlessAskedOtherwise)
+{
+    SerialPort port;
+    port.open(settings);
+    const termios mode = far.mode();
+    EXPECT_EQ(speed_t{B19200}, cfgetospeed(&mode));
+    EXPECT_EQ(speed_t{B19200}, cfgetispeed(&mode));
+    EXPECT_EQ(tcflag_t{CS8}, mode.c_cflag & CSIZE);
+    EXPECT_EQ(tcflag_t{0}, mode.c_cflag & CSTOPB) << "parity makes the character 11 bits long";
+    EXPECT_EQ(tcflag_t{0}, mode.c_cflag & CRTSCTS);
+    EXPECT_EQ(tcflag_t{0}, mode.c_iflag & (IXON | IXOFF));
+}
+
+TEST_F(SerialPortTest, HasOddParityOnlyWhenAsked)
+{
+    // A pseudo-terminal has no parity bit, but it keeps which one was meant.
+    {
+        SerialPort port;
+        port.open(settings);
+        EXPECT_EQ(tcflag_t{0}, far.mode().c_cflag & PARODD);
+    }
+    settings.parity = Parity::Odd;
+    SerialPort port;
+    port.open(settings);
+    EXPECT_NE(tcflag_t{0}, far.mode().c_cflag & PARODD);
+}
+
 TEST_F(SerialPortTest, WaitsNoLongerThanAsked)
 {
     SerialPort port;

@@ -5,6 +5,7 @@
 
 #include <fcntl.h>
 #include <modbus.h>
+#include <poll.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
 #include <termios.h>
@@ -61,6 +62,10 @@ int main()
     std::fflush(stdout);
 
     while (!stopping) {
+        // Waits here and not inside libmodbus, so that a signal ends it under sanitizers too.
+        pollfd arrival{line, POLLIN, 0};
+        if (poll(&arrival, 1, 100) < 1)
+            continue;
         uint8_t request[MODBUS_RTU_MAX_ADU_LENGTH];
         const int length = modbus_receive(station, request);
         if (length <= 0)

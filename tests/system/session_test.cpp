@@ -91,6 +91,51 @@ TEST_F(SessionTest, EndsTheWritesOfAStationThatIsSwitchedOff)
     EXPECT_EQ(0u, session->statistics().stations.count(9)) << "nothing was sent to it";
 }
 
+TEST_F(SessionTest, FailsOrdersForAStationThatDoesNotAnswerAtOnceUntilItIsBack)
+{
+    settings.timeout = std::chrono::milliseconds(100);
+    settings.retries = 0;
+    settings.offline.firstProbe = std::chrono::milliseconds(200);
+    begin({"-a", "1,9"});
+    session->watch(variable("4x:0@1"));
+    const int watched = session->watch(variable("4x:0@9"));
+    station->process().signal(SIGSTOP);
+    session->start(false);
+    while (!session->isOffline(9))
+        session->pump(steadyNow() + std::chrono::milliseconds(20));
+    EXPECT_EQ(VariableState::Offline, session->status(watched).state);
+    const Ticket lost = write("4x:1@9", {1});
+    EXPECT_EQ(OperationEnd::Offline, session->result(lost).end) << "without waiting";
+    station->process().signal(SIGCONT);
+    while (session->isOffline(9))
+        session->pump(steadyNow() + std::chrono::milliseconds(20));
+    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:2@9", {2})).end);
+    EXPECT_EQ((Values{0, 2}), readBack("4x:1:2@9")) << "the lost one was not written later on";
+}
+
+TEST_F(SessionTest, WritesABitFromTheMirrorOnlyWhenItsRegisterIsKnown)
+{
+    settings.options = kOptionBitFromMirror;
+    begin({});
+    session->start(false);
+    ASSERT_EQ(OperationEnd::Good, session->await(write("4x:35", {0xFFF0})).end);
+    EXPECT_THROW(write("4x_bit:35.0", {1}), Failure);
+    EXPECT_EQ((Values{0xFFF0}), readBack("4x:35"));
+    EXPECT_EQ(OperationEnd::Good, session->await(write("4x_bit:35.0", {1})).end);
+    EXPECT_EQ((Values{0xFFF1}), readBack("4x:35"));
+    EXPECT_THROW(write("4x_bit:36.0", {1}), Failure);
+}
+
+TEST_F(SessionTest, ForgetsAResultThatNobodyAsksForAnyMore)
+{
+    begin({});
+    session->start(false);
+    const Ticket ticket = write("4x:1", {1});
+    ASSERT_EQ(OperationEnd::Good, session->await(ticket).end);
+    session->forget(ticket);
+    EXPECT_EQ(OperationEnd::Open, session->result(ticket).end);
+}
+
 TEST_F(SessionTest, ServesWritesDuringThePauseBetweenScans)
 {
     settings.pollInterval = std::chrono::hours(1);

@@ -95,7 +95,7 @@ TEST_F(Watch, KeepsTheLastValueWhenTheStationFallsSilent)
     for (int i = 0; i < 60 && !noticed; ++i) {
         const auto line = watch.readLine(steadyNow() + kPatience);
         ASSERT_TRUE(line.has_value());
-        noticed = line->find("4x:0 = 0  (no answer, ") != std::string::npos;
+        noticed = line->find("4x:0 = 0  (offline, ") != std::string::npos;
     }
     EXPECT_TRUE(noticed);
     watch.signal(SIGINT);

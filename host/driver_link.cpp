@@ -1,0 +1,303 @@
+#include "driver_link.h"
+
+#include <cstdio>
+
+#include "exception_codes.h"
+#include "request_map.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr int kOutcomeDone = 1;
+constexpr int kRawMode = 1;
+
+DriverLink *active = nullptr;
+
+CycleSettings cycleSettings(const LinkSettings &link)
+{
+    CycleSettings settings;
+    settings.timing = LineTiming(link.baud);
+    settings.responseTimeout = link.timeout;
+    settings.lateReplyGuard = link.policies.lateReplyGuard ? link.timeout : Time::zero();
+    settings.turnaround = link.turnaround;
+    settings.removeEcho = link.echo;
+    settings.policies = link.policies;
+    return settings;
+}
+
+std::string endText(AttemptEnd end, int exceptionCode)
+{
+    switch (end) {
+    case AttemptEnd::Good:
+        return "good";
+    case AttemptEnd::NoReplyDue:
+        return "sent, no reply due";
+    case AttemptEnd::Exception:
+        return "refused: " + std::string(exceptionMeaning(exceptionCode).name);
+    case AttemptEnd::Unusable:
+        return "no usable reply";
+    case AttemptEnd::LineBusy:
+        return "not sent: the line never fell silent";
+    case AttemptEnd::Withheld:
+        return "not sent: withdrawn, or its station is offline";
+    case AttemptEnd::NoReply:
+        break;
+    }
+    return "time-out";
+}
+
+std::string wholeSeconds(Time time)
+{
+    return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()) + " s";
+}
+
+} // namespace
+
+std::string describe(const StationNews &news)
+{
+    const std::string who = "station " + std::to_string(news.station);
+    if (!news.offline)
+        return who + " is back after " + wholeSeconds(news.lasted);
+    return who + " is offline after " + std::to_string(news.failures) +
+           (news.failures == 1 ? " failure" : " failures in a row") + "; next try in " +
+           wholeSeconds(news.nextProbe);
+}
+
+std::string hexText(const QByteArray &bytes)
+{
+    return bytes.toHex(' ').toUpper().toStdString();
+}
+
+bool isGroupedRead(const Request &request)
+{
+    return request.hostId == kCyclicHostId && request.hostSubId == kGroupedSubId && request.direction == 0;
+}
+
+DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
+                       std::function<void(News &&)> sink)
+    : driver_(driver), settings_(settings), sink_(std::move(sink)),
+      cycle_(*this, info, cycleSettings(settings), this), pacer_(settings.pollInterval),
+      guard_(settings.offline)
+{
+    active = this;
+    driver_.registerCallbacks(onResult, nullptr);
+}
+
+DriverLink::~DriverLink()
+{
+    driver_.registerCallbacks(nullptr, nullptr);
+    active = nullptr;
+}
+
+void DriverLink::begin(Time now, const std::map<int, int> &cyclicReads, bool trace)
+{
+    cyclicReads_ = cyclicReads;
+    trace_ = trace;
+    startedAt_ = now;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    setPace();
+}
+
+Instruction DriverLink::advance(Time now, const QByteArray &arrived)
+{
+    now_ = now;
+    return cycle_.advance(now, arrived);
+}
+
+void DriverLink::setStationEnabled(int station, bool enabled)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (enabled)
+        switchedOff_.erase(station);
+    else
+        switchedOff_.insert(station);
+    guard_.forget(station);
+    queuedProbes_.erase(station);
+    driver_.enCommStation(station, enabled ? 1 : 0);
+    setPace();
+}
+
+void DriverLink::withdraw(const std::vector<Ticket> &tickets)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    withdrawn_.insert(tickets.begin(), tickets.end());
+}
+
+/// Reads of stations that are left alone are no part of a scan.
+void DriverLink::setPace()
+{
+    int reads = 0;
+    for (const auto &[station, count] : cyclicReads_) {
+        if (switchedOff_.count(station) == 0 && !guard_.isOffline(station))
+            reads += count;
+    }
+    pacer_.setReads(reads);
+}
+
+Protocol *DriverLink::next()
+{
+    if (stepOpen_)
+        return driver_.comCommunication(0);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::optional<Probe> probe = guard_.due(now_);
+    if (openOperations_ == 0 && !probe && pacer_.isPausing(now_))
+        return nullptr;
+    triedStation_ = -1;
+    Protocol *const head = probe ? tryStation(*probe) : driver_.comCommunication(0);
+    noteFetched(head);
+    stepOpen_ = head != nullptr;
+    return head;
+}
+
+/// Switches an offline station on for one call, so that the driver's choice may fall on it.
+Protocol *DriverLink::tryStation(const Probe &probe)
+{
+    if (queuedProbes_.insert(probe.station).second) {
+        RW_VAR read;
+        read.hostId = kProbeHostId;
+        read.hostSubId = probe.station;
+        read.linkMode = settings_.linkMode;
+        read.regType = probe.regType;
+        read.address = probe.address;
+        read.station = probe.station;
+        read.count = 1;
+        driver_.addListOnceReadVar(&read, kRawMode);
+    }
+    driver_.enCommStation(probe.station, 1);
+    Protocol *const head = driver_.comCommunication(0);
+    driver_.enCommStation(probe.station, 0);
+    if (head && head->var.station == probe.station)
+        triedStation_ = probe.station;
+    return head;
+}
+
+/// Two fetches in a row that are no operation prove that the driver's lists of writes and one-shot reads are
+/// empty: after the first one it would have served them before anything else.
+void DriverLink::noteFetched(const Protocol *head)
+{
+    const bool isOperation =
+        head && (head->var.hostId == kOperationHostId || head->var.hostId == kProbeHostId);
+    quietFetches_ = isOperation ? 0 : quietFetches_ + 1;
+    if (quietFetches_ >= 2)
+        withdrawn_.clear();
+    if (head && head->var.hostId == kProbeHostId)
+        queuedProbes_.erase(head->var.hostSubId);
+}
+
+Permit DriverLink::permit(const Request &request)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (request.hostId == kOperationHostId && withdrawn_.count(request.hostSubId) > 0)
+        return Permit::Withhold;
+    // The driver serves the priority levels of a station that is off all the same.
+    if (guard_.isOffline(request.station))
+        return request.station == triedStation_ ? Permit::SendOnce : Permit::Withhold;
+    return Permit::Send;
+}
+
+int DriverLink::judge(QByteArray *reply, int length)
+{
+    result_ = driver_.dataCom(reply, length);
+    return result_->status;
+}
+
+/// Runs inside DataCom with the driver's lists locked: only notes what it is told.
+void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
+{
+    if (active && hostId == kOperationHostId)
+        active->ended_.emplace_back(hostSubId, outcome);
+}
+
+void DriverLink::stepEnded(const StepReport &report)
+{
+    stepOpen_ = false;
+    News news;
+    news.step = report;
+    const Request &request = report.request;
+    news.ordinaryRead =
+        isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
+    news.statistics = cycle_.statistics();
+    news.operations = endedWith(report);
+    news.station = guard(report);
+    sink_(std::move(news));
+}
+
+/// The operations that have ended with this step.
+std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
+{
+    // What the driver cannot know: a station refused a write whose reply nobody was to wait for, or such a write
+    // never went out.
+    const bool isFine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
+    if (report.done && !isFine && report.request.hostId == kOperationHostId)
+        failed_.emplace(report.request.hostSubId, resultOf(report));
+    std::vector<OperationNews> operations;
+    for (const auto &[ticket, outcome] : ended_) {
+        OperationResult result = resultOf(report);
+        const auto failure = failed_.find(ticket);
+        if (failure != failed_.end())
+            result = failure->second;
+        else if (outcome == kOutcomeDone)
+            result.end = OperationEnd::Good;
+        failed_.erase(ticket);
+        operations.push_back({ticket, result});
+    }
+    ended_.clear();
+    return operations;
+}
+
+/// What the end of the step means for its station.
+std::optional<StationNews> DriverLink::guard(const StepReport &report)
+{
+    const int station = report.request.station;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (report.request.hostId == kCyclicHostId && report.cause != AttemptEnd::Withheld)
+        pacer_.readEnded(report.startedAt);
+    if (!settings_.policies.offline || switchedOff_.count(station) > 0)
+        return std::nullopt;
+    const StationChange change = guard_.stepEnded(report);
+    if (change == StationChange::None)
+        return std::nullopt;
+    StationNews news;
+    news.station = station;
+    news.offline = change == StationChange::WentOffline;
+    news.failures = guard_.failuresOf(station);
+    news.nextProbe = settings_.offline.firstProbe;
+    news.lasted = report.endedAt - guard_.offlineSince(station);
+    driver_.enCommStation(station, news.offline ? 0 : 1);
+    setPace();
+    return news;
+}
+
+void DriverLink::sent(Time now, const QByteArray &frame, int attempt)
+{
+    trace(now, "->", hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
+}
+
+void DriverLink::received(Time now, const QByteArray &bytes)
+{
+    trace(now, "<-", hexText(bytes));
+}
+
+void DriverLink::discarded(Time now, int bytes, const char *why)
+{
+    trace(now, "--", std::to_string(bytes) + " bytes thrown away: " + why);
+}
+
+void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
+{
+    trace(now, "--", endText(end, exceptionCode));
+}
+
+void DriverLink::trace(Time now, const char *mark, const std::string &text)
+{
+    if (!trace_)
+        return;
+    char head[32];
+    std::snprintf(head, sizeof head, "%13.6f %s ", seconds(now - startedAt_), mark);
+    News news;
+    news.trace = head + text;
+    sink_(std::move(news));
+}
+
+} // namespace plc::host

@@ -1,0 +1,86 @@
+/// @file
+/// What a session and the line tell each other.
+#ifndef PLC_HOST_LINK_H
+#define PLC_HOST_LINK_H
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cycle.h"
+#include "driver_library.h"
+#include "link_settings.h"
+#include "operation_ledger.h"
+
+namespace plc::host {
+
+/// The driver said through its callback that an operation has ended.
+struct OperationNews
+{
+    Ticket ticket;
+    OperationResult result;
+};
+
+/// A station went offline or came back.
+struct StationNews
+{
+    int station = 0;
+    bool offline = false;
+    int failures = 0; ///< requests in a row that have failed; when it went offline
+    Time lasted{};    ///< how long it was offline; when it came back
+    Time nextProbe{}; ///< from now; when it went offline
+};
+
+/// "station 5 is offline after 3 failures in a row; next try in 10 s".
+std::string describe(const StationNews &news);
+
+/// One step that has ended with all that came of it, a line of the trace, or the loss of the port.
+struct News
+{
+    std::optional<StepReport> step;
+    bool ordinaryRead = false; ///< the step was a read of the driver's read list, not of a priority level
+    std::vector<OperationNews> operations;
+    std::optional<StationNews> station; ///< behind the operations
+    std::string trace;
+    std::string portLost;
+    std::optional<Statistics> statistics;
+};
+
+/// The half of a session that talks to the line; all calls on the session's thread.
+class Link
+{
+public:
+    virtual ~Link() = default;
+
+    /// Begins communication.
+    /// @param cyclicReads  entries that were put into the read list, by station.
+    /// @param trace        news have a line for each frame.
+    /// @throw Failure      (port) when the port cannot be opened.
+    virtual void start(const std::map<int, int> &cyclicReads, bool trace) = 0;
+    /// Ends communication. Nothing is sent afterwards.
+    virtual void stop() = 0;
+
+    /// The clock of the session and of all times in the news.
+    virtual Time now() const = 0;
+    /// Takes all news, oldest first; waits for the first until @p until at the latest.
+    virtual std::vector<News> take(Time until) = 0;
+
+    /// Tells how many operations are in the driver's lists: while there are some, a pause between scans is
+    /// interrupted.
+    virtual void setOpenOperations(int count) = 0;
+    /// The user switches a station off or on; on, it counts as one that has not been asked yet.
+    virtual void setStationEnabled(int station, bool enabled) = 0;
+    /// These operations have been reported as failed while the driver may still hold them: nothing of them is
+    /// sent any more.
+    virtual void withdraw(const std::vector<Ticket> &tickets) = 0;
+};
+
+/// Makes the link of a session. The record is the one that the driver was given.
+using LinkFactory = std::function<std::unique_ptr<Link>(DriverLibrary &, COM_INFO &, const LinkSettings &)>;
+
+} // namespace plc::host
+
+#endif

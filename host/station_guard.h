@@ -1,0 +1,72 @@
+/// @file
+/// Which stations are left alone because they do not answer, and when they are tried again.
+#ifndef PLC_HOST_STATION_GUARD_H
+#define PLC_HOST_STATION_GUARD_H
+
+#include <map>
+#include <optional>
+
+#include "cycle.h"
+#include "policies.h"
+
+namespace plc::host {
+
+/// A register or bit that is asked for to see whether its station is there again.
+struct Probe
+{
+    int station = 0;
+    int regType = 0; ///< 0, 1, 4 or 5
+    int address = 0;
+};
+
+enum class StationChange
+{
+    None,
+    WentOffline,
+    CameBack
+};
+
+/// Keeps the books of stations that fail. A dead station costs the others a time-out with each of its requests;
+/// so after some failures in a row it is offline, and only single requests at growing distances try it. Told the
+/// time; neither clock nor driver inside. Not locked.
+class StationGuard
+{
+public:
+    explicit StationGuard(const OfflineSettings &settings) : settings_(settings) {}
+
+    /// Takes the end of a transaction. An answer of any kind, an exception as well, shows that the station is
+    /// there; a line that never fell silent and a request that was never sent show nothing.
+    StationChange stepEnded(const StepReport &report);
+
+    bool isOffline(int station) const;
+    /// The station that is to be tried now; nothing when there is none. The one that has waited longest comes first.
+    std::optional<Probe> due(Time now) const;
+    /// How long the station has been offline, or was.
+    Time offlineSince(int station) const;
+    int failuresOf(int station) const;
+
+    /// Forgets what is known of a station: it counts as one that has not been asked yet.
+    void forget(int station) { stations_.erase(station); }
+
+private:
+    struct Record
+    {
+        int failures = 0;
+        bool offline = false;
+        Time since{};     ///< when it went offline
+        Time nextProbe{}; ///< only while offline
+        Time distance{};  ///< from the last trial to the next
+        Probe probe;      ///< what the last failed request had asked for
+    };
+
+    StationChange failed(Record &record, const StepReport &report);
+    StationChange answered(Record &record, Time now);
+    bool allOffline() const;
+
+    OfflineSettings settings_;
+    std::map<int, Record> stations_;
+};
+
+} // namespace plc::host
+
+#endif

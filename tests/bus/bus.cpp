@@ -1,0 +1,223 @@
+#include "bus.h"
+
+#include <algorithm>
+
+#include "core/register_types.h"
+
+namespace plc::bus {
+
+namespace {
+
+constexpr int kLongestFrame = 256;
+/// A late reply begins so long before the master stops listening that it has heard of it by then.
+constexpr Time kNotice = std::chrono::milliseconds(60);
+
+std::vector<std::uint16_t> mirrorOf(const host::DriverLibrary &driver, int station, int baseType, int first,
+                                    int count)
+{
+    QByteArray bytes;
+    driver.getRegisterData(QString(), baseType, QString::number(first), station, &bytes, count);
+    const bool bits = isBitArea(baseType);
+    std::vector<std::uint16_t> values;
+    for (int i = 0; i < count; ++i) {
+        const int at = bits ? i : 2 * i;
+        const auto low = static_cast<unsigned char>(bytes.at(at));
+        const auto high = static_cast<unsigned char>(bits ? '\0' : bytes.at(at + 1));
+        values.push_back(static_cast<std::uint16_t>(low | high << 8));
+    }
+    return values;
+}
+
+/// The elements that a write touches.
+std::vector<Element> elementsOf(const host::Variable &variable, const host::Values &values)
+{
+    std::vector<Element> elements;
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const int place = variable.first + static_cast<int>(i);
+        const std::uint32_t value = values[i];
+        if (variable.area->insideRegister) {
+            elements.push_back({5, place / 16, place % 16, static_cast<std::uint16_t>(value)});
+        } else if (variable.area->unit == host::Unit::RegisterPair) {
+            // The register with the lower address has the upper half.
+            const int pair = variable.first + 2 * static_cast<int>(i);
+            elements.push_back({5, pair, -1, static_cast<std::uint16_t>(value >> 16)});
+            elements.push_back({5, pair + 1, -1, static_cast<std::uint16_t>(value & 0xFFFFu)});
+        } else {
+            elements.push_back({variable.area->baseType, place, -1, static_cast<std::uint16_t>(value)});
+        }
+    }
+    return elements;
+}
+
+const char *endName(host::OperationEnd end)
+{
+    switch (end) {
+    case host::OperationEnd::Good:
+        return "done";
+    case host::OperationEnd::NoReply:
+        return "no reply";
+    case host::OperationEnd::Refused:
+        return "refused";
+    case host::OperationEnd::Unusable:
+        return "no usable reply";
+    case host::OperationEnd::LineBusy:
+        return "the line was never silent";
+    case host::OperationEnd::PortLost:
+        return "port lost";
+    case host::OperationEnd::Dropped:
+        return "its station was switched off";
+    case host::OperationEnd::Offline:
+        return "its station is offline";
+    case host::OperationEnd::Open:
+        break;
+    }
+    return "open";
+}
+
+Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
+{
+    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst};
+}
+
+} // namespace
+
+BusPlan agreed(BusPlan plan)
+{
+    plan.field.baud = plan.link.baud;
+    plan.field.timeout = plan.link.timeout;
+    plan.field.latest = 2 * plan.link.timeout - kNotice;
+    plan.field.handsOverInBursts = plan.burst > Time::zero();
+    const auto order = [&plan](quint32 option) {
+        return (plan.link.options & option) != 0 ? CrcOrder::HighFirst : CrcOrder::LowFirst;
+    };
+    plan.field.requestOrder = order(host::kOptionSwapRequestCrc);
+    plan.field.replyOrder = order(host::kOptionSwapReplyCrc);
+    plan.link.echo = plan.echo;
+    return plan;
+}
+
+Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
+    : plan_(plan), wire_(plan.link.baud, plan.seed * 2 + 1),
+      witness_(witnessPlan(plan, wire_), journal_,
+               [&driver](int station, int baseType, int first, int count) {
+                   return mirrorOf(driver, station, baseType, first, count);
+               }),
+      field_(plan.field, wire_, journal_, witness_, plan.seed * 2),
+      session_(driver, plan.link,
+               [this](host::DriverLibrary &library, COM_INFO &info, const host::LinkSettings &link) {
+                   auto made = std::make_unique<VirtualLink>(
+                       library, info, link, Line{wire_, field_, witness_, plan_.burst, plan_.echo});
+                   link_ = made.get();
+                   return made;
+               })
+{
+    witness_.setField(&field_);
+    for (const std::string &text : plan.watched) {
+        watched_.push_back(host::parseVariable(text, false));
+        const host::Variable &variable = watched_.back();
+        session_.watch(variable);
+        witness_.watched(session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
+                         variable.baseCount());
+    }
+    session_.setListener([this](const host::News &news) {
+        if (news.step && keepSteps_)
+            steps_.push_back(*news.step);
+        if (news.station && news.station->offline) {
+            offline_.insert(news.station->station);
+            note("station " + std::to_string(news.station->station) + " is offline");
+            ++wentOffline_;
+        }
+        if (news.station && !news.station->offline) {
+            offline_.erase(news.station->station);
+            note("station " + std::to_string(news.station->station) + " is back");
+        }
+    });
+}
+
+void Bus::runUntil(Time until)
+{
+    while (now() < until && witness_.complaint().empty()) {
+        session_.pump(until);
+        digestEnds();
+    }
+}
+
+void Bus::note(const std::string &what)
+{
+    journal_.note(now(), "runtime", 0, ByteView(), what.c_str());
+}
+
+void Bus::digestEnds()
+{
+    for (auto order = open_.begin(); order != open_.end();) {
+        const host::OperationResult result = session_.result(order->first);
+        if (result.end == host::OperationEnd::Open) {
+            ++order;
+            continue;
+        }
+        note("order " + std::to_string(order->first) + " has ended: " + endName(result.end));
+        witness_.ended(now(), order->first, result);
+        order = open_.erase(order);
+    }
+}
+
+host::Ticket Bus::write(const std::string &variable, const host::Values &values)
+{
+    return write(host::parseVariable(variable, false), values);
+}
+
+host::Ticket Bus::write(const host::Variable &variable, const host::Values &values)
+{
+    const int station = session_.stationOf(variable);
+    const host::Ticket ticket = session_.write(variable, values);
+    note("orders write " + std::to_string(ticket) + " to " + variable.text);
+    witness_.ordered(now(), {ticket, station, elementsOf(variable, values)});
+    open_.emplace(ticket, now());
+    if (isOffline(station))
+        witness_.mustBeOffline(now(), ticket, session_.result(ticket));
+    digestEnds();
+    return ticket;
+}
+
+host::Ticket Bus::read(const std::string &text)
+{
+    const host::Variable variable = host::parseVariable(text, false);
+    const host::Ticket ticket = session_.read(variable);
+    note("orders reading " + std::to_string(ticket) + " of " + text);
+    witness_.orderedRead(now(), ticket, session_.stationOf(variable));
+    open_.emplace(ticket, now());
+    if (isOffline(session_.stationOf(variable)))
+        witness_.mustBeOffline(now(), ticket, session_.result(ticket));
+    digestEnds();
+    return ticket;
+}
+
+host::Values Bus::valuesOf(const std::string &variable) const
+{
+    return session_.values(host::parseVariable(variable, false));
+}
+
+void Bus::setStationEnabled(int station, bool enabled)
+{
+    note("switches station " + std::to_string(station) + (enabled ? " on" : " off"));
+    session_.setStationEnabled(station, enabled);
+    offline_.erase(station);
+    digestEnds();
+}
+
+void Bus::lookAt(std::size_t number)
+{
+    const host::Variable &variable = watched_[number];
+    witness_.lookAt(now(), session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
+                    variable.baseCount());
+}
+
+std::vector<int> Bus::watchedStations() const
+{
+    std::set<int> stations;
+    for (const host::Variable &variable : watched_)
+        stations.insert(session_.stationOf(variable));
+    return std::vector<int>(stations.begin(), stations.end());
+}
+
+} // namespace plc::bus

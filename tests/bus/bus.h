@@ -1,0 +1,98 @@
+/// @file
+/// A whole bus in virtual time: the loaded driver, a session of the host, a line, stations and a witness.
+#ifndef PLC_TESTS_BUS_BUS_H
+#define PLC_TESTS_BUS_BUS_H
+
+#include "field.h"
+#include "host/session.h"
+#include "journal.h"
+#include "virtual_link.h"
+#include "wire.h"
+#include "witness.h"
+
+namespace plc::bus {
+
+struct BusPlan
+{
+    std::uint64_t seed = 1;
+    FieldPlan field;
+    host::LinkSettings link;
+    Time burst{};
+    bool echo = false;
+    std::vector<std::string> watched; ///< variables as people write them
+};
+
+/// Brings the times and orders that both sides must know of into agreement: what the stations are told is taken
+/// from the settings of the link.
+BusPlan agreed(BusPlan plan);
+
+/// Everything that is on a line. One at a time in a process, with a driver that was not used before.
+class Bus
+{
+public:
+    /// @param plan  in agreement.
+    Bus(const BusPlan &plan, host::DriverLibrary &driver);
+
+    /// Begins communication.
+    void start() { session_.start(false); }
+    /// Lets the time pass, up to @p until.
+    void runUntil(Time until);
+    void runFor(Time time) { runUntil(now() + time); }
+    Time now() const { return link_->now(); }
+
+    /// Orders a write of @p values to a variable, and tells the witness.
+    host::Ticket write(const std::string &variable, const host::Values &values);
+    host::Ticket write(const host::Variable &variable, const host::Values &values);
+    host::Ticket read(const std::string &variable);
+    /// How an order ended; Open while it has not.
+    host::OperationEnd endOf(host::Ticket ticket) const { return session_.result(ticket).end; }
+    host::Values valuesOf(const std::string &variable) const;
+    void setStationEnabled(int station, bool enabled);
+    bool isOffline(int station) const { return offline_.count(station) > 0; }
+
+    /// How often a station went offline.
+    std::uint64_t wentOffline() const { return wentOffline_; }
+
+    /// Looks at one of the watched variables in the mirror.
+    void lookAt(std::size_t watched);
+
+    int watchedCount() const { return static_cast<int>(watched_.size()); }
+    const host::Variable &watched(std::size_t number) const { return watched_[number]; }
+    /// Stations of watched variables, each once.
+    std::vector<int> watchedStations() const;
+    /// Orders that have not ended, with the time of the order.
+    const std::map<host::Ticket, Time> &openOrders() const { return open_; }
+
+    host::Session &session() { return session_; }
+    Field &field() { return field_; }
+    Wire &wire() { return wire_; }
+    Witness &witness() { return witness_; }
+    Journal &journal() { return journal_; }
+    const host::Statistics &statistics() const { return link_->statistics(); }
+    const BusPlan &plan() const { return plan_; }
+    /// Steps that ended since the start.
+    const std::vector<host::StepReport> &steps() const { return steps_; }
+    void keepSteps(bool keep) { keepSteps_ = keep; }
+
+private:
+    void digestEnds();
+    void note(const std::string &what);
+
+    BusPlan plan_;
+    Journal journal_;
+    Wire wire_;
+    Witness witness_;
+    Field field_;
+    VirtualLink *link_ = nullptr; ///< the session's
+    host::Session session_;
+    std::vector<host::Variable> watched_;
+    std::map<host::Ticket, Time> open_;
+    std::set<int> offline_;
+    std::uint64_t wentOffline_ = 0;
+    bool keepSteps_ = false;
+    std::vector<host::StepReport> steps_;
+};
+
+} // namespace plc::bus
+
+#endif

@@ -1,0 +1,245 @@
+#include "bus_run.h"
+
+#include <malloc.h>
+
+#include "core/register_types.h"
+
+namespace plc::bus {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::minutes;
+using std::chrono::seconds;
+
+constexpr Time kFaultyTime = minutes(20);
+constexpr Time kHealthyTime = minutes(5);
+/// Longest life of an order on the worst line: the stations that do not answer, and lines that are never silent.
+constexpr Time kLongestOrder = minutes(10);
+/// Lists that breathe with the traffic differ by some kilobytes; what is lost with each order or request would be
+/// more in an hour.
+constexpr std::int64_t kMostGrowth = 96 * 1024;
+
+/// The runtime's side: orders at random times.
+class Panel
+{
+public:
+    Panel(Bus &bus, const Scenario &scenario)
+        : bus_(bus), scenario_(scenario), random_(scenario.bus.seed ^ 0xFACE)
+    {
+        choosePlaces();
+    }
+
+    void runUntil(Time until, bool healthy);
+    /// Gives back all that was switched off.
+    void switchAllOn();
+
+    std::uint64_t orders() const { return orders_; }
+    std::uint64_t done() const { return done_; }
+
+private:
+    struct Write
+    {
+        host::Variable variable;
+        host::Values values; ///< of the last order
+    };
+    void choosePlaces();
+    void act(bool healthy);
+    void order();
+    void orderWrite();
+    void orderRead();
+    std::uint32_t anyValue(const host::Variable &variable);
+    int anyStation() { return random_.pick(scenario_.bus.field.stations).number; }
+    void note(host::Ticket ticket);
+
+    Bus &bus_;
+    const Scenario &scenario_;
+    Random random_;
+    Time nextAction_{};
+    std::vector<Write> writes_;
+    std::vector<std::string> readings_;
+    std::set<int> switchedOff_;
+    std::map<host::Ticket, Time> mine_;
+    std::uint64_t orders_ = 0;
+    std::uint64_t done_ = 0;
+};
+
+void Panel::runUntil(Time until, bool healthy)
+{
+    while (bus_.now() < until && bus_.witness().complaint().empty()) {
+        bus_.runUntil(std::min(until, nextAction_));
+        if (bus_.now() < nextAction_)
+            continue;
+        act(healthy);
+        nextAction_ = bus_.now() + random_.between(scenario_.orderEvery / 10, scenario_.orderEvery * 19 / 10);
+    }
+}
+
+void Panel::act(bool healthy)
+{
+    // As a screen does that is shown: all its orders come at once.
+    const int orders = random_.oneIn(6) ? random_.between(2, 12) : 1;
+    for (int i = 0; i < orders; ++i)
+        order();
+    if (bus_.watchedCount() > 0)
+        bus_.lookAt(static_cast<std::size_t>(random_.below(bus_.watchedCount())));
+    if (!healthy && random_.oneIn(60)) {
+        const int station = anyStation();
+        const bool wasOff = switchedOff_.erase(station) > 0;
+        if (!wasOff)
+            switchedOff_.insert(station);
+        bus_.setStationEnabled(station, wasOff);
+    }
+    for (auto mine = mine_.begin(); mine != mine_.end();) {
+        const host::OperationEnd end = bus_.endOf(mine->first);
+        if (end == host::OperationEnd::Open && bus_.now() - mine->second > kLongestOrder)
+            bus_.witness().complain(bus_.now(),
+                                    "(b) order " + std::to_string(mine->first) + " is not reported");
+        if (end == host::OperationEnd::Open) {
+            ++mine;
+            continue;
+        }
+        done_ += end == host::OperationEnd::Good ? 1u : 0u;
+        mine = mine_.erase(mine);
+    }
+    bus_.witness().forget(bus_.now());
+}
+
+void Panel::switchAllOn()
+{
+    for (const int station : switchedOff_)
+        bus_.setStationEnabled(station, true);
+    switchedOff_.clear();
+}
+
+void Panel::note(host::Ticket ticket)
+{
+    ++orders_;
+    mine_.emplace(ticket, bus_.now());
+}
+
+void Panel::order()
+{
+    if (random_.oneIn(4))
+        orderRead();
+    else
+        orderWrite();
+}
+
+void Panel::orderRead()
+{
+    note(bus_.read(random_.pick(readings_)));
+}
+
+std::uint32_t Panel::anyValue(const host::Variable &variable)
+{
+    switch (variable.area->unit) {
+    case host::Unit::Bit:
+        return static_cast<std::uint32_t>(random_.below(2));
+    case host::Unit::Register:
+        return static_cast<std::uint32_t>(random_.below(65536));
+    default:
+        return static_cast<std::uint32_t>(random_.bits());
+    }
+}
+
+void Panel::orderWrite()
+{
+    // Now and then the same value again: then a frame is like an earlier one.
+    Write &write = writes_[static_cast<std::size_t>(random_.below(static_cast<int>(writes_.size())))];
+    if (write.values.empty() || !random_.oneIn(8)) {
+        write.values.clear();
+        for (int i = 0; i < write.variable.count; ++i)
+            write.values.push_back(anyValue(write.variable));
+    }
+    note(bus_.write(write.variable, write.values));
+}
+
+/// The places that are written and read on order: as on a real panel always the same ones.
+void Panel::choosePlaces()
+{
+    static const std::vector<std::string> kRead = {"0x", "1x", "3x", "4x", "4x_d"};
+    static const std::vector<std::string> kWritten = {"0x",   "4x",     "4x",        "4x",
+                                                      "4x_d", "4x_bit", "4x_single", "4x_block"};
+    constexpr int kReadings = 12;
+    constexpr int kWrites = 24;
+    constexpr int kLastSetpoint = 239;
+    for (int i = 0; i < kReadings; ++i)
+        readings_.push_back(random_.pick(kRead) + ":" + std::to_string(random_.between(0, 200)) + ":" +
+                            std::to_string(random_.between(1, 20)) + "@" + std::to_string(anyStation()));
+    for (int i = 0; i < kWrites; ++i) {
+        const std::string area = random_.pick(kWritten);
+        const bool inside = area == "4x_bit";
+        const int count = random_.oneIn(2) ? 1 : random_.between(1, inside ? 4 : 20);
+        const int first = random_.between(kFirstSetpoint, kLastSetpoint - 2 * count);
+        const bool broadcast = !inside && random_.oneIn(kWrites);
+        const std::string text = area + ":" + std::to_string(first) +
+                                 (inside ? "." + std::to_string(random_.below(16)) : "") + ":" +
+                                 std::to_string(count) + "@" + std::to_string(broadcast ? 0 : anyStation());
+        writes_.push_back({host::parseVariable(text, false), {}});
+    }
+}
+
+/// Heap in use; 0 where the allocator does not tell, as under a sanitizer.
+std::int64_t heapInUse()
+{
+    return static_cast<std::int64_t>(mallinfo2().uordblks);
+}
+
+} // namespace
+
+RunResult runSeed(std::uint64_t seed, Time simulated, host::DriverLibrary &driver)
+{
+    const Scenario scenario = makeScenario(seed);
+    Bus bus(scenario.bus, driver);
+    Panel panel(bus, scenario);
+    RunResult result;
+    std::int64_t firstHeap = 0;
+    Witness &witness = bus.witness();
+    // Long enough for everything to be registered and read once.
+    const auto isOver = [&] { return bus.now() >= simulated || !witness.complaint().empty(); };
+
+    bus.start();
+    witness.setHealthy(true);
+    panel.runUntil(scenario.recoveredWithin, true);
+    witness.checkRecovery(bus.now(), Time::zero(), bus.watchedStations());
+    while (!isOver()) {
+        panel.runUntil(bus.now() + kHealthyTime, true);
+        const std::int64_t heap = heapInUse();
+        ++result.memorySamples;
+        // The first round fills all lists that live as long as the run.
+        if (result.memorySamples == 2)
+            firstHeap = heap;
+        else if (result.memorySamples > 2)
+            result.growth = heap - firstHeap;
+        if (!scenario.withFaults)
+            continue;
+        witness.setHealthy(false);
+        bus.field().setFaults(bus.now(), true);
+        panel.runUntil(bus.now() + kFaultyTime, false);
+        bus.field().setFaults(bus.now(), false);
+        panel.switchAllOn();
+        const Time ended = bus.now();
+        panel.runUntil(ended + scenario.recoveredWithin, true);
+        witness.checkRecovery(bus.now(), ended, bus.watchedStations());
+        witness.setHealthy(true);
+    }
+    if (result.growth > kMostGrowth)
+        witness.complain(bus.now(), "(h) the heap has grown by " + std::to_string(result.growth) + " bytes");
+    result.simulated = bus.now();
+    result.requests = bus.statistics().total.requests;
+    result.replies = bus.statistics().total.good;
+    result.orders = panel.orders();
+    result.ordersDone = panel.done();
+    result.offline = bus.wentOffline();
+    result.collisions = bus.wire().collisions();
+    result.digest = bus.wire().digest();
+    result.faults = bus.field().faults();
+    result.checks = witness.checks();
+    result.complaint = witness.complaint();
+    if (!result.complaint.empty())
+        result.journal = bus.journal().text();
+    return result;
+}
+
+} // namespace plc::bus

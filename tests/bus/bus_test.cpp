@@ -1,0 +1,395 @@
+/// @file
+/// Runs whole buses in virtual time, each from a seed. A seed is run by a process of its own: the library holds one
+/// driver object, and unloading does not give a fresh one.
+#include <poll.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "bus_run.h"
+
+namespace plc::bus {
+namespace {
+
+constexpr const char *kHelp =
+    "Runs a bus of 1 to 32 simulated stations in virtual time, with faults, and checks what must hold.\n"
+    "\n"
+    "  bus_test --seed N [--hours H]          one seed, with a trace when something is wrong\n"
+    "  bus_test --seeds A-B [--hours H]       many, on all processors; prints a table\n"
+    "\n"
+    "  --hours H      simulated hours of each seed (default 2)\n"
+    "  --jobs N       processes at once (default: one a processor)\n"
+    "  --driver PATH  the driver library, if it is not the one of this build\n"
+    "\n"
+    "The same seed and hours give the same run, byte by byte. Exit codes: 0 all is well; 1 something is "
+    "wrong, it is\n"
+    "printed; 2 wrong usage.\n";
+
+struct Options
+{
+    std::uint64_t first = 0;
+    std::uint64_t last = 0;
+    bool isRange = false;
+    bool help = false;
+    double hours = 2;
+    int jobs = 0;
+    std::string driver;
+};
+
+/// @return nothing after a message, when an argument is wrong.
+std::optional<Options> parse(int argc, char **argv)
+{
+    Options options;
+    bool hasSeed = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string name = argv[i];
+        if (name == "--help" || name == "-h") {
+            options.help = true;
+            return options;
+        }
+        const char *const value = i + 1 < argc ? argv[++i] : "";
+        char *end = nullptr;
+        bool good = true;
+        if (name == "--seed") {
+            options.first = options.last = std::strtoull(value, &end, 10);
+            hasSeed = true;
+            good = end != value && *end == '\0';
+        } else if (name == "--seeds") {
+            options.first = std::strtoull(value, &end, 10);
+            good = end != value && *end == '-';
+            const char *const second = good ? end + 1 : value;
+            options.last = std::strtoull(second, &end, 10);
+            good = good && end != second && *end == '\0' && options.first <= options.last;
+            options.isRange = hasSeed = true;
+        } else if (name == "--hours") {
+            options.hours = std::strtod(value, &end);
+            good = end != value && *end == '\0' && options.hours > 0 && options.hours <= 10000;
+        } else if (name == "--jobs") {
+            options.jobs = static_cast<int>(std::strtol(value, &end, 10));
+            good = end != value && *end == '\0' && options.jobs > 0;
+        } else if (name == "--driver") {
+            options.driver = value;
+            good = !options.driver.empty();
+        } else {
+            std::fprintf(stderr, "bus_test: unknown argument '%s'; see bus_test --help\n", name.c_str());
+            return std::nullopt;
+        }
+        if (!good) {
+            std::fprintf(stderr, "bus_test: '%s' is no value for %s; see bus_test --help\n", value,
+                         name.c_str());
+            return std::nullopt;
+        }
+    }
+    if (!hasSeed) {
+        std::fprintf(stderr, "bus_test: a seed is missing; see bus_test --help\n");
+        return std::nullopt;
+    }
+    return options;
+}
+
+/// What the processes have found together.
+struct Total
+{
+    std::uint64_t runs = 0;
+    std::uint64_t failed = 0;
+    std::int64_t mostGrowth = 0;
+    RunResult sum;
+};
+
+template <typename Number>
+void addAll(Number *sums, const Number *numbers, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        sums[i] += numbers[i];
+}
+
+void add(Total *total, const RunResult &run)
+{
+    ++total->runs;
+    total->failed += run.complaint.empty() ? 0u : 1u;
+    total->mostGrowth = std::max(total->mostGrowth, run.growth);
+    RunResult &sum = total->sum;
+    sum.simulated += run.simulated;
+    sum.requests += run.requests;
+    sum.replies += run.replies;
+    sum.orders += run.orders;
+    sum.ordersDone += run.ordersDone;
+    sum.offline += run.offline;
+    sum.collisions += run.collisions;
+    sum.memorySamples += run.memorySamples;
+    addAll(sum.faults.data(), run.faults.data(), run.faults.size());
+    Checks &checks = sum.checks;
+    checks.values += run.checks.values;
+    checks.mirrored += run.checks.mirrored;
+    checks.reports += run.checks.reports;
+    checks.takenWrites += run.checks.takenWrites;
+    checks.requests += run.checks.requests;
+    checks.lateReplies += run.checks.lateReplies;
+    checks.healthySteps += run.checks.healthySteps;
+    checks.recoveries += run.checks.recoveries;
+    checks.refusals += run.checks.refusals;
+}
+
+void printFigure(const char *name, std::uint64_t value)
+{
+    std::printf("  %-58s %14llu\n", name, static_cast<unsigned long long>(value));
+}
+
+void print(const Total &total, double wallSeconds)
+{
+    const RunResult &sum = total.sum;
+    std::printf("%llu seeds, %.1f simulated hours in %.0f s\n", static_cast<unsigned long long>(total.runs),
+                host::seconds(sum.simulated) / 3600, wallSeconds);
+    printFigure("requests sent", sum.requests);
+    printFigure("good replies", sum.replies);
+    printFigure("writes and readings ordered", sum.orders);
+    printFigure("  of these done", sum.ordersDone);
+    printFigure("times that a station went offline", sum.offline);
+    printFigure("bytes garbled by collisions", sum.collisions);
+    std::printf("faults\n");
+    for (int i = 0; i < kFaults; ++i)
+        printFigure(nameOf(static_cast<Fault>(i)), sum.faults[static_cast<std::size_t>(i)]);
+    std::printf("checks\n");
+    printFigure("(a) values in the mirror after a reading", sum.checks.values);
+    printFigure("(a) values in the mirror at other times", sum.checks.mirrored);
+    printFigure("(b) orders that ended exactly once", sum.checks.reports);
+    printFigure("(c) elements written, in order", sum.checks.takenWrites);
+    printFigure("(d) requests sent with no reply to come", sum.checks.requests);
+    printFigure("(d) late replies that met no other request", sum.checks.lateReplies);
+    printFigure("(e) silences before a request", sum.checks.requests);
+    printFigure("(f) transactions on a healthy line", sum.checks.healthySteps);
+    printFigure("(g) stations read again after faults", sum.checks.recoveries);
+    printFigure("(h) samples of the heap", sum.memorySamples);
+    printFigure("(h) most growth of a run, in bytes", static_cast<std::uint64_t>(total.mostGrowth));
+    printFigure("(j) orders for an offline station refused at once", sum.checks.refusals);
+    std::printf("%llu of %llu seeds failed\n", static_cast<unsigned long long>(total.failed),
+                static_cast<unsigned long long>(total.runs));
+}
+
+void printComplaint(std::uint64_t seed, double hours, const RunResult &result)
+{
+    std::printf("seed %llu: %s\n  repeat it: bus_test --seed %llu --hours %g\n  %s\n%s\n",
+                static_cast<unsigned long long>(seed), result.complaint.c_str(),
+                static_cast<unsigned long long>(seed), hours, describe(makeScenario(seed)).c_str(),
+                result.journal.c_str());
+}
+
+Time timeOf(double hours)
+{
+    return Time(static_cast<std::int64_t>(hours * 3600e9));
+}
+
+int runOne(const Options &options)
+{
+    host::DriverLibrary driver(options.driver);
+    const auto began = std::chrono::steady_clock::now();
+    const RunResult result = runSeed(options.first, timeOf(options.hours), driver);
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+    Total total;
+    add(&total, result);
+    std::printf("seed %llu: %s\n", static_cast<unsigned long long>(options.first),
+                describe(makeScenario(options.first)).c_str());
+    print(total, wall);
+    std::printf("digest of the line: %016llx\n", static_cast<unsigned long long>(result.digest));
+    if (result.complaint.empty())
+        return 0;
+    printComplaint(options.first, options.hours, result);
+    return 1;
+}
+
+// A child tells its result as the bytes of the record's numbers, then the two texts with their lengths.
+
+void put(std::string *message, const std::string &text)
+{
+    const std::size_t length = text.size();
+    message->append(reinterpret_cast<const char *>(&length), sizeof length);
+    message->append(text);
+}
+
+bool takeText(const std::string &message, std::size_t *at, std::string *text)
+{
+    std::size_t length = 0;
+    if (message.size() - *at < sizeof length)
+        return false;
+    std::memcpy(&length, message.data() + *at, sizeof length);
+    *at += sizeof length;
+    if (message.size() - *at < length)
+        return false;
+    *text = message.substr(*at, length);
+    *at += length;
+    return true;
+}
+
+struct Numbers
+{
+    Time simulated;
+    std::uint64_t requests, replies, orders, ordersDone, offline, collisions, memorySamples, digest;
+    std::int64_t growth;
+    FaultCounts faults;
+    Checks checks;
+};
+
+std::string packed(const RunResult &run)
+{
+    const Numbers numbers = {run.simulated,  run.requests, run.replies,    run.orders,
+                             run.ordersDone, run.offline,  run.collisions, run.memorySamples,
+                             run.digest,     run.growth,   run.faults,     run.checks};
+    std::string message(reinterpret_cast<const char *>(&numbers), sizeof numbers);
+    put(&message, run.complaint);
+    put(&message, run.journal);
+    return message;
+}
+
+bool unpack(const std::string &message, RunResult *run)
+{
+    Numbers numbers;
+    if (message.size() < sizeof numbers)
+        return false;
+    std::memcpy(static_cast<void *>(&numbers), message.data(), sizeof numbers);
+    run->simulated = numbers.simulated;
+    run->requests = numbers.requests;
+    run->replies = numbers.replies;
+    run->orders = numbers.orders;
+    run->ordersDone = numbers.ordersDone;
+    run->offline = numbers.offline;
+    run->collisions = numbers.collisions;
+    run->memorySamples = numbers.memorySamples;
+    run->digest = numbers.digest;
+    run->growth = numbers.growth;
+    run->faults = numbers.faults;
+    run->checks = numbers.checks;
+    std::size_t at = sizeof numbers;
+    return takeText(message, &at, &run->complaint) && takeText(message, &at, &run->journal);
+}
+
+/// A process that runs one seed.
+struct Child
+{
+    pid_t pid = -1;
+    int pipe = -1;
+    std::uint64_t seed = 0;
+    std::string message;
+};
+
+Child startChild(std::uint64_t seed, const Options &options)
+{
+    int ends[2];
+    if (pipe(ends) != 0) {
+        std::perror("bus_test: pipe");
+        std::exit(1);
+    }
+    std::fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid < 0) {
+        std::perror("bus_test: fork");
+        std::exit(1);
+    }
+    if (pid > 0) {
+        close(ends[1]);
+        return {pid, ends[0], seed, std::string()};
+    }
+    close(ends[0]);
+    std::string message;
+    try {
+        host::DriverLibrary driver(options.driver);
+        message = packed(runSeed(seed, timeOf(options.hours), driver));
+    } catch (const std::exception &problem) {
+        RunResult failed;
+        failed.complaint = std::string("exception: ") + problem.what();
+        message = packed(failed);
+    }
+    for (std::size_t sent = 0; sent < message.size();) {
+        const ssize_t done = write(ends[1], message.data() + sent, message.size() - sent);
+        if (done <= 0)
+            _exit(3);
+        sent += static_cast<std::size_t>(done);
+    }
+    _exit(0);
+}
+
+/// Takes what the child has to tell.
+/// @return false when it has told everything.
+bool listen(Child *child)
+{
+    char buffer[4096];
+    const ssize_t got = read(child->pipe, buffer, sizeof buffer);
+    if (got > 0)
+        child->message.append(buffer, static_cast<std::size_t>(got));
+    return got > 0;
+}
+
+RunResult finish(const Child &child)
+{
+    close(child.pipe);
+    int status = 0;
+    waitpid(child.pid, &status, 0);
+    RunResult result;
+    if (unpack(child.message, &result) && WIFEXITED(status) && WEXITSTATUS(status) == 0)
+        return result;
+    result.complaint = WIFSIGNALED(status) ? "the process died of signal " + std::to_string(WTERMSIG(status))
+                                           : "the process ended with " + std::to_string(WEXITSTATUS(status));
+    return result;
+}
+
+int runMany(const Options &options)
+{
+    constexpr std::uint64_t kMostTold = 5;
+    const long processors = sysconf(_SC_NPROCESSORS_ONLN);
+    const auto jobs = static_cast<std::size_t>(options.jobs > 0 ? options.jobs : std::max(1L, processors));
+    const auto began = std::chrono::steady_clock::now();
+    Total total;
+    std::vector<Child> children;
+    std::uint64_t next = options.first;
+    while (next <= options.last || !children.empty()) {
+        while (children.size() < jobs && next <= options.last)
+            children.push_back(startChild(next++, options));
+        std::vector<pollfd> pipes;
+        for (const Child &child : children)
+            pipes.push_back({child.pipe, POLLIN, 0});
+        poll(pipes.data(), pipes.size(), -1);
+        for (std::size_t i = children.size(); i-- > 0;) {
+            if (pipes[i].revents == 0 || listen(&children[i]))
+                continue;
+            const RunResult result = finish(children[i]);
+            add(&total, result);
+            if (!result.complaint.empty() && total.failed <= kMostTold)
+                printComplaint(children[i].seed, options.hours, result);
+            children.erase(children.begin() + static_cast<std::ptrdiff_t>(i));
+        }
+    }
+    print(total, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
+    return total.failed == 0 ? 0 : 1;
+}
+
+int run(int argc, char **argv)
+{
+    const std::optional<Options> options = parse(argc, argv);
+    if (!options)
+        return 2;
+    if (options->help) {
+        std::printf("%s", kHelp);
+        return 0;
+    }
+    return options->isRange ? runMany(*options) : runOne(*options);
+}
+
+} // namespace
+} // namespace plc::bus
+
+int main(int argc, char **argv)
+{
+    try {
+        return plc::bus::run(argc, argv);
+    } catch (const plc::host::Failure &failure) {
+        std::fprintf(stderr, "bus_test: %s\n", failure.what());
+        return 2;
+    }
+}

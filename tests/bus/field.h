@@ -1,0 +1,166 @@
+/// @file
+/// Everything on the line but the master: stations, their faults, noise and a second master.
+#ifndef PLC_TESTS_BUS_FIELD_H
+#define PLC_TESTS_BUS_FIELD_H
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "fault.h"
+#include "history.h"
+#include "journal.h"
+#include "station/station_bus.h"
+#include "wire.h"
+
+namespace plc::bus {
+
+struct StationPlan
+{
+    int number = 1;
+    /// From the silence behind a request to the reply.
+    Time fastest = std::chrono::milliseconds(2);
+    Time slowest = std::chrono::milliseconds(20);
+    /// Mean time between two changes of the measured values.
+    Time moveEvery = std::chrono::seconds(5);
+};
+
+struct FieldPlan
+{
+    int baud = 19200;
+    std::vector<StationPlan> stations;
+    CrcOrder requestOrder = CrcOrder::LowFirst;
+    CrcOrder replyOrder = CrcOrder::LowFirst;
+    Time timeout = std::chrono::seconds(1); ///< the master's: what comes later is late
+    /// From the end of a request to the start of the latest late reply: as long as the master has said it listens.
+    Time latest = std::chrono::seconds(2);
+    bool handsOverInBursts = false; ///< bytes reach the master some milliseconds late
+    int faultPermille = 0;          ///< exchanges with a fault, while faults are on
+    Time troubleEvery{};            ///< mean time between two faults that last; 0 = none
+    /// Exchange faults that may happen; empty = all.
+    std::vector<Fault> faults;
+    /// Lasting faults that may happen; empty = all.
+    std::vector<Fault> troubles;
+};
+
+/// Told what happens among the stations.
+class FieldObserver
+{
+public:
+    virtual ~FieldObserver() = default;
+    /// A station has done a write that the master had sent with @p tag.
+    virtual void executed(Time now, int station, const Bytes &frame, int tag) = 0;
+    /// The reply to the master's request @p tag begins only now, after the time-out.
+    virtual void lateReplyBegins(Time now, int station, int tag) = 0;
+};
+
+/// Told the time and the bytes on the line; no clock inside. Requests are framed by silence, as MODBUS over Serial
+/// Line V1.02, 2.5.1.1, has it.
+class Field
+{
+public:
+    /// @param salt  makes the values of the stations and all that happens.
+    Field(const FieldPlan &plan, Wire &wire, Journal &journal, FieldObserver &observer, std::uint64_t salt);
+
+    /// The master sends. @param tag  comes back in the observer's calls.
+    /// @return when the last byte has left.
+    Time masterSends(Time now, const Bytes &frame, int tag);
+    /// Hands over a byte that has ended on the line.
+    void hear(const WireByte &byte);
+    /// When run() wants to be called next.
+    Time nextEvent() const;
+    void run(Time now);
+
+    /// From now on faults happen; or none does, and what was going on ends.
+    void setFaults(Time now, bool on);
+    bool faultsOn() const { return faultsOn_; }
+
+    // For tests that make one fault at a time.
+    void muteStation(int station, Time until);
+    void cutLine(bool cut);
+    void restartStation(Time now, int station);
+    /// The next exchange with a station has this fault.
+    void makeNext(Fault fault, int station) { forced_.emplace_back(fault, station); }
+    /// Anything at all: the bytes are on the line from @p at on, a time that is not over yet.
+    void sendAt(Time at, int source, const Message &message);
+    /// Answers the requests of the master instead of the stations; an empty message leaves it to them.
+    using Answering = std::function<Message(Time now, const Bytes &request)>;
+    void setAnswering(Answering answering) { answering_ = std::move(answering); }
+
+    bool isLineCut() const { return lineCut_; }
+    bool isMuted(int station) const;
+    /// A reply in time to the master's last request is under way or will come.
+    bool isReplyOpen(Time now) const { return now < openUntil_; }
+    /// The master hears this request come back although the line has no echo. Asked once for each request.
+    bool takeStrayEcho();
+
+    History &history(int station) { return stations_.at(station).history; }
+    bool hasStation(int station) const { return stations_.count(station) > 0; }
+    const FaultCounts &faults() const { return counts_; }
+
+private:
+    struct Device
+    {
+        StationPlan plan;
+        History history;
+        Time mutedUntil{};
+    };
+    struct Request
+    {
+        int station;
+        Bytes frame;
+        int tag; ///< of the master's requests; -1 = a second master's
+        Time end;
+    };
+
+    void schedule(Time at, std::function<void(Time)> what);
+    void endFrame(Time now);
+    void broadcast(Time now, const Bytes &frame);
+    void answer(Time now, const Request &request);
+    void answerLate(Time now, const Request &request);
+    void answerWith(Time now, const Request &request, Fault fault);
+    Bytes execute(Time now, const Request &request);
+    void reply(Time at, const Request &request, const Message &message, bool late, const char *what);
+    void noiseAt(Time at, int bytes);
+    Message damaged(const Bytes &reply, Fault fault);
+    bool drawFault(int station, Fault *fault);
+    bool applies(Fault fault, const Bytes &frame) const;
+    void move(int station);
+    void makeTrouble(Time now);
+    void secondMasterSends(Time now);
+    void babble(Time now);
+    Time untilSome(Time mean);
+    void count(Time now, Fault fault, int station);
+
+    FieldPlan plan_;
+    Wire &wire_;
+    Journal &journal_;
+    FieldObserver &observer_;
+    std::uint64_t salt_;
+    Random random_;
+    StationBus bus_;
+    std::map<int, Device> stations_;
+    std::multimap<Time, std::function<void(Time)>> agenda_;
+
+    Bytes frame_;              ///< heard since the last silence
+    std::vector<int> sources_; ///< who sent it
+    Time lastHeard_{};
+    Time now_{};
+
+    bool faultsOn_ = false;
+    bool lineCut_ = false;
+    Time secondMasterUntil_{};
+    Time babbleUntil_{};
+    int tag_ = -1; ///< of the master's last request
+    Time openUntil_{};
+    bool strayEcho_ = false;
+    std::optional<Fault> drawn_; ///< the station has this fault when it answers the master's last request
+    std::vector<std::pair<Fault, int>> forced_;
+    Answering answering_;
+    FaultCounts counts_{};
+};
+
+} // namespace plc::bus
+
+#endif

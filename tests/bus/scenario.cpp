@@ -1,0 +1,146 @@
+#include "scenario.h"
+
+#include <algorithm>
+
+#include "core/register_types.h"
+
+namespace plc::bus {
+
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr quint32 kOptionSixteenForOne = 1u << 1;
+
+int stationCount(Random &random)
+{
+    const int kind = random.below(10);
+    if (kind == 0)
+        return 1;
+    return kind < 8 ? random.between(2, 8) : random.between(9, 32);
+}
+
+void addStations(Random &random, Scenario *scenario)
+{
+    std::vector<int> numbers;
+    for (int number = 1; number <= 247; ++number)
+        numbers.push_back(number);
+    const int count = stationCount(random);
+    for (int i = 0; i < count; ++i) {
+        StationPlan station;
+        const int at = random.below(static_cast<int>(numbers.size()));
+        station.number = numbers[static_cast<std::size_t>(at)];
+        numbers.erase(numbers.begin() + at);
+        station.fastest = milliseconds(random.between(0, 10));
+        station.slowest = random.between(station.fastest + milliseconds(1), scenario->bus.link.timeout / 4);
+        station.moveEvery = milliseconds(random.between(500, 20000));
+        scenario->bus.field.stations.push_back(station);
+    }
+}
+
+void addVariables(Random &random, Scenario *scenario)
+{
+    static const std::vector<std::string> kAreas = {"0x",     "1x",     "3x",   "4x",  "4x",
+                                                    "3x_bit", "4x_bit", "3x_d", "4x_d"};
+    for (const StationPlan &station : scenario->bus.field.stations) {
+        const int count = random.between(1, 3);
+        for (int i = 0; i < count; ++i) {
+            const std::string area = random.pick(kAreas);
+            const bool inside = area.find("bit") != std::string::npos;
+            const int length = random.oneIn(3) ? 1 : random.between(1, 60);
+            const int first = random.between(0, 239 - 2 * length);
+            scenario->bus.watched.push_back(area + ":" + std::to_string(first) +
+                                            (inside ? "." + std::to_string(random.below(16)) : "") + ":" +
+                                            std::to_string(length) + "@" + std::to_string(station.number));
+        }
+    }
+}
+
+void setLink(Random &random, Scenario *scenario)
+{
+    static const std::vector<int> kBauds = {1200, 2400, 4800, 9600, 9600, 19200, 19200, 38400, 57600, 115200};
+    static const std::vector<int> kTimeouts = {200, 300, 500, 1000, 1000};
+    static const std::vector<int> kBlocks = {100, 100, 100, 50, 16, 8};
+    host::LinkSettings &link = scenario->bus.link;
+    link.baud = random.pick(kBauds);
+    link.timeout = milliseconds(link.baud < 4800 ? 1000 : random.pick(kTimeouts));
+    link.retries = random.oneIn(3) ? random.between(0, 4) : 2;
+    link.maxBlock = random.pick(kBlocks);
+    for (const quint32 option :
+         {host::kOptionSwapRequestCrc, host::kOptionSwapReplyCrc, host::kOptionSingleRegisters,
+          host::kOptionSingleCoils, kOptionSixteenForOne}) {
+        if (random.oneIn(8))
+            link.options |= option;
+    }
+    if (random.oneIn(2)) {
+        link.offline.failures = random.between(1, 5);
+        link.offline.firstProbe = milliseconds(random.between(500, 10000));
+        link.offline.longestProbe = seconds(random.between(10, 60));
+    }
+}
+
+/// Requests of one scan.
+int requestsOf(const BusPlan &plan)
+{
+    int requests = 0;
+    for (const std::string &text : plan.watched)
+        requests += host::readPieces(host::parseVariable(text, false), plan.link);
+    return requests;
+}
+
+void setPace(Random &random, Scenario *scenario)
+{
+    host::LinkSettings &link = scenario->bus.link;
+    const int requests = requestsOf(scenario->bus);
+    // Mostly a request or two a second: so an hour is cheap, and has idle times in it.
+    if (!random.oneIn(25))
+        link.pollInterval = requests * milliseconds(random.between(400, 1500));
+    scenario->orderEvery = milliseconds(random.between(2000, 15000));
+
+    Time slowest{};
+    for (const StationPlan &station : scenario->bus.field.stations)
+        slowest = std::max(slowest, station.slowest);
+    const Wire wire(link.baud, 1);
+    const Time exchange = wire.duration(8 + 256) + slowest + 2 * wire.silence() + milliseconds(30);
+    // The last probe may just have failed; then everything is asked for once, with orders between.
+    scenario->recoveredWithin = link.offline.longestProbe + 2 * link.pollInterval + 3 * requests * exchange +
+                                8 * link.timeout + seconds(5);
+}
+
+} // namespace
+
+Scenario makeScenario(std::uint64_t seed)
+{
+    Random random(seed ^ 0x5EED);
+    Scenario scenario;
+    scenario.bus.seed = seed;
+    setLink(random, &scenario);
+    addStations(random, &scenario);
+    addVariables(random, &scenario);
+    setPace(random, &scenario);
+    if (random.oneIn(3))
+        scenario.bus.burst = milliseconds(random.between(1, 16));
+    scenario.bus.echo = random.oneIn(6);
+    scenario.withFaults = !random.oneIn(10);
+    scenario.bus.field.faultPermille = random.between(10, 200);
+    scenario.bus.field.troubleEvery = seconds(random.between(20, 300));
+    scenario.bus = agreed(scenario.bus);
+    return scenario;
+}
+
+std::string describe(const Scenario &scenario)
+{
+    const host::LinkSettings &link = scenario.bus.link;
+    const auto ms = [](Time time) { return std::to_string(time.count() / 1000000) + " ms"; };
+    return std::to_string(scenario.bus.field.stations.size()) + " stations, " +
+           std::to_string(scenario.bus.watched.size()) + " variables, " + std::to_string(link.baud) +
+           " baud, time-out " + ms(link.timeout) + ", " + std::to_string(link.retries) +
+           " retries, a scan in " + ms(link.pollInterval) + ", blocks of " + std::to_string(link.maxBlock) +
+           ", options " + std::to_string(link.options) +
+           (scenario.bus.burst > Time::zero() ? ", bursts of " + ms(scenario.bus.burst) : "") +
+           (scenario.bus.echo ? ", echo" : "") + ", faults in " +
+           (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") + " of 1000";
+}
+
+} // namespace plc::bus

@@ -1,0 +1,26 @@
+/// @file
+/// The bus of a seed: how fast the line is, who is on it, what is read, and what goes wrong.
+#ifndef PLC_TESTS_BUS_SCENARIO_H
+#define PLC_TESTS_BUS_SCENARIO_H
+
+#include "bus.h"
+
+namespace plc::bus {
+
+struct Scenario
+{
+    BusPlan bus;
+    bool withFaults = true;
+    Time orderEvery{};      ///< mean time between two orders of the runtime
+    Time recoveredWithin{}; ///< from the end of all faults until every station was read again
+};
+
+/// Makes one bus of 1 to 32 stations; the same one for the same seed.
+Scenario makeScenario(std::uint64_t seed);
+
+/// "8 stations, 19200 baud, ...": for people.
+std::string describe(const Scenario &scenario);
+
+} // namespace plc::bus
+
+#endif

@@ -1,0 +1,155 @@
+#include "virtual_link.h"
+
+#include <algorithm>
+
+namespace plc::bus {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+/// Converters hand over what fits into a packet.
+constexpr int kPacket = 62;
+/// A host that has found nothing to do a few times looks less often, as long as nothing is ordered.
+constexpr int kIdleCalls = 4;
+constexpr Time kIdlePause = milliseconds(2);
+constexpr Time kLongestIdlePause = milliseconds(64);
+
+/// The library whose transactions are looked at, and what it has chosen last: its entry points carry no object.
+decltype(&::ComCommunication) comCommunication = nullptr;
+struct
+{
+    int hostId = 0;
+    int hostSubId = 0;
+    bool isWrite = false;
+} chosen;
+
+} // namespace
+
+/// Looks at what the driver chooses.
+Protocol *VirtualLink::fetch(int ignored)
+{
+    Protocol *const head = comCommunication(ignored);
+    if (head)
+        chosen = {head->var.hostId, head->var.hostSubId, head->var.direction != 0};
+    return head;
+}
+
+VirtualLink::VirtualLink(host::DriverLibrary &driver, COM_INFO &info, const host::LinkSettings &settings,
+                         Line line)
+    : line_(line), link_(driver, info, settings, [this](host::News &&news) {
+          line_.witness.news(now_, news);
+          news_.push_back(std::move(news));
+      })
+{
+    comCommunication = driver.comCommunication;
+    driver.comCommunication = &VirtualLink::fetch;
+}
+
+void VirtualLink::start(const std::map<int, int> &cyclicReads, bool trace)
+{
+    link_.begin(now_, cyclicReads, trace);
+    running_ = true;
+    wakeAt_ = now_;
+}
+
+void VirtualLink::setOpenOperations(int count)
+{
+    link_.setOpenOperations(count);
+    if (count > openOperations_) {
+        idleCalls_ = 0;
+        wakeAt_ = std::min(wakeAt_, now_ + kIdlePause);
+    }
+    openOperations_ = count;
+}
+
+void VirtualLink::setStationEnabled(int station, bool enabled)
+{
+    link_.setStationEnabled(station, enabled);
+}
+
+std::vector<host::News> VirtualLink::take(Time until)
+{
+    while (running_ && news_.empty() && now_ < until)
+        step(until);
+    return std::exchange(news_, {});
+}
+
+/// Goes on to the next event, at most to @p until.
+void VirtualLink::step(Time until)
+{
+    const Time wake = transmitting_ ? sentAt_ : wakeAt_;
+    now_ = std::max(now_, std::min({until, wake, line_.wire.nextEnd(), line_.field.nextEvent(), flushAt_}));
+    while (line_.wire.nextEnd() <= now_)
+        deliver(line_.wire.take());
+    line_.field.run(now_);
+    if (flushAt_ <= now_) {
+        arrived_.append(held_);
+        held_.clear();
+        lastHeard_ = std::max(lastHeard_, heldLast_);
+        flushAt_ = Time::max();
+    }
+    if (transmitting_) {
+        if (now_ < sentAt_)
+            return;
+        transmitting_ = false;
+        lastHeard_ = std::max(lastHeard_, sentAt_);
+        link_.transmitted(now_);
+        if (arrived_.isEmpty())
+            return;
+    }
+    if (!arrived_.isEmpty() || now_ >= wakeAt_)
+        advance();
+}
+
+/// A byte has ended on the line.
+void VirtualLink::deliver(const WireByte &byte)
+{
+    line_.field.hear(byte);
+    if (byte.source == kMaster ? !line_.echo : line_.field.isLineCut())
+        return;
+    if (line_.burst == Time::zero()) {
+        arrived_.append(static_cast<char>(byte.value));
+        lastHeard_ = std::max(lastHeard_, byte.end);
+        return;
+    }
+    if (held_.isEmpty())
+        flushAt_ = byte.end + line_.burst;
+    held_.append(static_cast<char>(byte.value));
+    heldLast_ = byte.end;
+    if (held_.size() >= kPacket)
+        flushAt_ = now_;
+}
+
+void VirtualLink::advance()
+{
+    const bool nothingNew = arrived_.isEmpty();
+    const host::Instruction todo = link_.advance(now_, std::exchange(arrived_, QByteArray()));
+    wakeAt_ = todo.wakeAt;
+    if (!todo.send.isEmpty()) {
+        idleCalls_ = 0;
+        transmit(todo.send);
+        return;
+    }
+    const bool isIdle = nothingNew && todo.wakeAt - now_ == kIdlePause && openOperations_ == 0;
+    idleCalls_ = isIdle ? idleCalls_ + 1 : 0;
+    if (idleCalls_ > kIdleCalls)
+        wakeAt_ =
+            now_ + std::min(kIdlePause * (1 << std::min(idleCalls_ - kIdleCalls, 5)), kLongestIdlePause);
+}
+
+void VirtualLink::transmit(const QByteArray &frame)
+{
+    const Bytes bytes(frame.begin(), frame.end());
+    const int tag = line_.witness.nextTag();
+    line_.witness.masterSends(now_, lastHeard_, bytes, chosen.hostId, chosen.hostSubId, chosen.isWrite);
+    sentAt_ = line_.field.masterSends(now_, bytes, tag);
+    line_.witness.masterHasSent(sentAt_);
+    transmitting_ = true;
+    if (!line_.echo && line_.field.takeStrayEcho()) {
+        arrived_.append(frame);
+        lastHeard_ = sentAt_;
+    }
+}
+
+} // namespace plc::bus

@@ -1,0 +1,68 @@
+/// @file
+/// The host's link over a simulated line, in virtual time.
+#ifndef PLC_TESTS_BUS_VIRTUAL_LINK_H
+#define PLC_TESTS_BUS_VIRTUAL_LINK_H
+
+#include "field.h"
+#include "host/driver_link.h"
+#include "witness.h"
+
+namespace plc::bus {
+
+/// What the virtual line is made of; outlives the link.
+struct Line
+{
+    Wire &wire;
+    Field &field;
+    Witness &witness;
+    /// How long a converter may hold bytes back; 0 = they are handed over as they end.
+    Time burst{};
+    /// The master hears itself.
+    bool echo = false;
+};
+
+/// Runs the line whenever the session waits: the time jumps from event to event.
+class VirtualLink : public host::Link
+{
+public:
+    VirtualLink(host::DriverLibrary &driver, COM_INFO &info, const host::LinkSettings &settings, Line line);
+
+    void start(const std::map<int, int> &cyclicReads, bool trace) override;
+    void stop() override { running_ = false; }
+    Time now() const override { return now_; }
+    std::vector<host::News> take(Time until) override;
+    void setOpenOperations(int count) override;
+    void setStationEnabled(int station, bool enabled) override;
+    void withdraw(const std::vector<host::Ticket> &tickets) override { link_.withdraw(tickets); }
+
+    const host::Statistics &statistics() const { return link_.statistics(); }
+
+private:
+    void step(Time until);
+    void deliver(const WireByte &byte);
+    void advance();
+    void transmit(const QByteArray &frame);
+
+    static Protocol *fetch(int ignored);
+
+    Line line_;
+    std::vector<host::News> news_;
+    host::DriverLink link_;
+    bool running_ = false;
+    Time now_{};
+    Time wakeAt_{};
+    int idleCalls_ = 0; ///< in a row that found nothing to do
+    int openOperations_ = 0;
+
+    bool transmitting_ = false;
+    Time sentAt_{};
+    Time lastHeard_ = -std::chrono::hours(1); ///< end of the last byte that the link was handed, or has sent
+    QByteArray held_;                         ///< by the converter
+    Time heldLast_{};
+    Time flushAt_ = Time::max();
+    QByteArray arrived_;
+};
+
+} // namespace plc::bus
+
+#endif

@@ -1,0 +1,437 @@
+#include "witness.h"
+
+#include <algorithm>
+#include <cstdio>
+
+#include "host/driver_link.h"
+#include "station/modbus_codes.h"
+
+namespace plc::bus {
+
+namespace {
+
+using host::AttemptEnd;
+using host::OperationEnd;
+
+/// How long the driver may still hold an order that has been withdrawn: it drops it when its turn comes.
+constexpr Time kWithdrawn = std::chrono::minutes(2);
+
+Area areaOf(int baseType)
+{
+    switch (baseType) {
+    case 0:
+        return Area::Coils;
+    case 1:
+        return Area::DiscreteInputs;
+    case 4:
+        return Area::InputRegisters;
+    default:
+        return Area::HoldingRegisters;
+    }
+}
+
+std::string nameOf(int station, int baseType, int address)
+{
+    return areaText(areaOf(baseType)) + ":" + std::to_string(address) + "@" + std::to_string(station);
+}
+
+std::string hex(std::uint16_t value)
+{
+    char text[8];
+    std::snprintf(text, sizeof text, "%04X", value);
+    return text;
+}
+
+bool bitOf(std::uint16_t value, int bit)
+{
+    return (value >> bit & 1) != 0;
+}
+
+/// The value that a write frame puts at an address; false when it puts none there.
+bool valueIn(const Bytes &frame, int baseType, int address, std::uint16_t *value)
+{
+    const int at = address - getBe16(frame, 2);
+    const int quantity = getBe16(frame, 4);
+    switch (frame[1]) {
+    case kWriteSingleCoil:
+        *value = frame[4] != 0;
+        return baseType == 0 && at == 0;
+    case kWriteSingleRegister:
+        *value = getBe16(frame, 4);
+        return baseType == 5 && at == 0;
+    case kWriteMultipleCoils:
+        if (baseType != 0 || at < 0 || at >= quantity)
+            return false;
+        *value = frame[static_cast<std::size_t>(7 + at / 8)] >> (at % 8) & 1;
+        return true;
+    case kWriteMultipleRegisters:
+        if (baseType != 5 || at < 0 || at >= quantity)
+            return false;
+        *value = getBe16(frame, static_cast<std::size_t>(7 + 2 * at));
+        return true;
+    default:
+        return false;
+    }
+}
+
+} // namespace
+
+Witness::Witness(const Plan &plan, Journal &journal, ReadMirror readMirror)
+    : plan_(plan), journal_(journal), readMirror_(std::move(readMirror))
+{}
+
+void Witness::complain(Time now, const std::string &what)
+{
+    if (!complaint_.empty())
+        return;
+    char time[32];
+    std::snprintf(time, sizeof time, "%.6f s: ", host::seconds(now));
+    complaint_ = time + what;
+    journal_.note(now, "WITNESS", 0, ByteView(), what.c_str());
+}
+
+const Witness::Sent *Witness::sentWith(int tag) const
+{
+    if (sent_.tag == tag)
+        return &sent_;
+    const auto found =
+        std::find_if(earlier_.rbegin(), earlier_.rend(), [tag](const Sent &sent) { return sent.tag == tag; });
+    return found == earlier_.rend() ? nullptr : &*found;
+}
+
+void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId,
+                          bool isWrite)
+{
+    ++checks_.requests;
+    if (now - lastHeard < plan_.silence)
+        complain(now, "(e) the line was silent for " + std::to_string((now - lastHeard).count() / 1000) +
+                          " us only, not for " + std::to_string(plan_.silence.count() / 1000));
+    if (field_->isReplyOpen(now))
+        complain(now,
+                 "(d) a request goes out while the reply to the one before is under way or still to come");
+
+    Sent sent;
+    sent.tag = sent_.tag + 1;
+    sent.start = now;
+    sent.chainStart = frame == sent_.frame ? sent_.chainStart : now;
+    sent.frame = frame;
+    sent.hostId = hostId;
+    sent.ticket = hostId == host::kOperationHostId ? hostSubId : 0;
+    sent.isWrite = isWrite;
+    if (sent_.tag >= 0)
+        earlier_.push_back(std::move(sent_));
+    sent_ = std::move(sent);
+    while (!earlier_.empty() && earlier_.front().start < now - 2 * plan_.latest - plan_.longestReply)
+        earlier_.pop_front();
+
+    const auto order = orders_.find(sent_.ticket);
+    if (order != orders_.end() && order->second.ended && order->second.endedAt < now)
+        complain(now,
+                 "(j) order " + std::to_string(sent_.ticket) + " is sent after it was reported as ended");
+}
+
+void Witness::lateReplyBegins(Time now, int station, int tag)
+{
+    ++checks_.lateReplies;
+    const Sent *const late = sentWith(tag);
+    if (!late)
+        complain(now, "a late reply is later than any may be");
+    else if (late->start < sent_.chainStart)
+        complain(now, "(d) a late reply of station " + std::to_string(station) +
+                          " falls into the exchange of another request: it answers " + hexText(late->frame) +
+                          ", sent at " + std::to_string(host::seconds(late->start)) + " s");
+}
+
+void Witness::executed(Time now, int station, const Bytes &frame, int tag)
+{
+    executions_.push_back({now, station, frame});
+    while (executions_.front().at < now - 2 * plan_.latest - plan_.longestReply)
+        executions_.pop_front();
+    const Sent *const sent = sentWith(tag);
+    if (!sent || !sent->isWrite || frame != sent->frame) {
+        complain(now, "station " + std::to_string(station) +
+                          " did a write that the master had not sent: " + hexText(frame));
+        return;
+    }
+    const auto order = orders_.find(sent->ticket);
+    if (order == orders_.end()) {
+        complain(now, "station " + std::to_string(station) +
+                          " did a write that nobody had ordered: " + hexText(frame));
+        return;
+    }
+    for (std::size_t i = 0; i < order->second.order.elements.size(); ++i) {
+        const Element &element = order->second.order.elements[i];
+        std::uint16_t value = 0;
+        if (valueIn(frame, element.baseType, element.address, &value))
+            taken(now, station, *sent, &order->second, i, value);
+    }
+}
+
+/// A station has taken an element of an order.
+void Witness::taken(Time now, int station, const Sent &sent, Order *order, std::size_t index,
+                    std::uint16_t value)
+{
+    ++checks_.takenWrites;
+    const Element &element = order->order.elements[index];
+    const std::string name = nameOf(station, element.baseType, element.address);
+    if (element.bit < 0 && value != element.value)
+        complain(now, "(b) " + name + " was written " + hex(value) + ", ordered was " + hex(element.value));
+    if (element.bit >= 0) {
+        if (bitOf(value, element.bit) != (element.value != 0)) {
+            // Another bit of the same order, written before or after this one.
+            return;
+        }
+        // The other bits are those that the station had held.
+        const auto flipped = static_cast<std::uint16_t>(value ^ (1u << element.bit));
+        const History &history = field_->history(station);
+        const Time from = std::max(order->orderedAt, now - std::chrono::seconds(60));
+        if (!history.held(Area::HoldingRegisters, element.address, value, from, now) &&
+            !history.held(Area::HoldingRegisters, element.address, flipped, from, now))
+            complain(now, "(b) writing a bit of " + name + " changed other bits: " + hex(value));
+    }
+    order->taken[index] = true;
+    host::Ticket &last = lastTaken_[{station, element.baseType, element.address}];
+    if (sent.ticket < last)
+        complain(now, "(c) " + name + " takes order " + std::to_string(sent.ticket) + " after order " +
+                          std::to_string(last));
+    last = std::max(last, sent.ticket);
+}
+
+void Witness::news(Time now, const host::News &news)
+{
+    if (news.step)
+        stepEnded(now, *news.step);
+    for (const host::OperationNews &operation : news.operations)
+        reported(now, operation);
+}
+
+void Witness::stepEnded(Time now, const host::StepReport &step)
+{
+    if (healthy_) {
+        ++checks_.healthySteps;
+        const bool fine = step.cause == AttemptEnd::Good || step.cause == AttemptEnd::NoReplyDue;
+        if (!fine || !step.done || step.attempts != 1)
+            complain(now, "(f) on a healthy line a request to station " +
+                              std::to_string(step.request.station) + " ended badly or was repeated: cause " +
+                              std::to_string(static_cast<int>(step.cause)) + ", " +
+                              std::to_string(step.attempts) + " attempts");
+    }
+    const bool isHalfOfWrite =
+        step.request.hostId == host::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
+    if (step.cause == AttemptEnd::Good && step.done && step.request.direction == 0 && !isHalfOfWrite)
+        checkReading(now, step);
+}
+
+void Witness::checkReading(Time now, const host::StepReport &step)
+{
+    const QByteArray &frame = step.request.frame;
+    const Bytes sent(frame.begin(), frame.end());
+    if (sent != sent_.frame) {
+        complain(now, "a reading ended well that was not the last one sent");
+        return;
+    }
+    const int station = step.request.station;
+    const int function = sent[1];
+    const int baseType = function == kReadCoils            ? 0
+                         : function == kReadDiscreteInputs ? 1
+                         : function == kReadInputRegisters ? 4
+                                                           : 5;
+    const int first = getBe16(sent, 2);
+    const int count = getBe16(sent, 4);
+    const Time from = std::max(sent_.chainStart, now - plan_.latest - plan_.longestReply);
+    const std::vector<std::uint16_t> values = readMirror_(station, baseType, first, count);
+    lastGood_[station] = now;
+    if (static_cast<int>(values.size()) != count) {
+        complain(now, "the mirror does not show what was read");
+        return;
+    }
+    for (int i = 0; i < count; ++i) {
+        ++checks_.values;
+        const std::uint16_t value = values[static_cast<std::size_t>(i)];
+        if (!field_->history(station).held(areaOf(baseType), first + i, value, from, now)) {
+            complain(now, "(a) the mirror shows " + hex(value) + " at " +
+                              nameOf(station, baseType, first + i) +
+                              ", which the station did not hold; it holds " +
+                              hex(field_->history(station).value(areaOf(baseType), first + i)));
+            return;
+        }
+        const auto shown = shown_.find({station, baseType, first + i});
+        if (shown == shown_.end())
+            continue;
+        shown->second.read = value;
+        auto &written = shown->second.written;
+        written.erase(std::remove_if(written.begin(), written.end(),
+                                     [this, now](const auto &entry) { return isOver(entry.first, now); }),
+                      written.end());
+    }
+}
+
+/// True when the driver has done with an order, so that it mirrors no value of it any more.
+bool Witness::isOver(host::Ticket ticket, Time now) const
+{
+    const auto found = orders_.find(ticket);
+    if (found == orders_.end())
+        return true;
+    const Order &order = found->second;
+    return order.reports > 0 || (order.ended && order.endedAt < now - kWithdrawn);
+}
+
+void Witness::reported(Time now, const host::OperationNews &news)
+{
+    const auto read = reads_.find(news.ticket);
+    if (read != reads_.end()) {
+        if (++read->second > 1)
+            complain(now, "(b) reading " + std::to_string(news.ticket) + " is reported twice");
+        return;
+    }
+    const auto found = orders_.find(news.ticket);
+    if (found == orders_.end())
+        return; // reported as ended a while ago
+    if (++found->second.reports > 1)
+        complain(now, "(b) order " + std::to_string(news.ticket) + " is reported twice");
+    // Nobody answers a broadcast.
+    const bool done = news.result.end == OperationEnd::Good && found->second.order.station != 0;
+    for (std::size_t i = 0; done && i < found->second.order.elements.size(); ++i) {
+        if (found->second.taken[i] || wasTaken(found->second, i, now))
+            continue;
+        const Element &element = found->second.order.elements[i];
+        complain(now, "(b) order " + std::to_string(news.ticket) +
+                          " is reported as done, but the station has not taken " + hex(element.value) +
+                          " at " + nameOf(found->second.order.station, element.baseType, element.address));
+    }
+}
+
+/// True when the station took an equal frame of an earlier order so late that its reply may have passed for this
+/// order's.
+bool Witness::wasTaken(const Order &order, std::size_t index, Time now) const
+{
+    const Element &element = order.order.elements[index];
+    const Time from = std::max(sent_.chainStart, now - plan_.latest - plan_.longestReply);
+    return std::any_of(executions_.begin(), executions_.end(), [&](const Execution &execution) {
+        std::uint16_t value = 0;
+        return execution.station == order.order.station && execution.at >= from &&
+               execution.frame == sent_.frame &&
+               valueIn(execution.frame, element.baseType, element.address, &value) &&
+               (element.bit < 0 ? value == element.value : bitOf(value, element.bit) == (element.value != 0));
+    });
+}
+
+void Witness::watched(int station, int baseType, int first, int count)
+{
+    for (int i = 0; i < count; ++i)
+        shown_[{station, baseType, first + i}];
+}
+
+void Witness::ordered(Time now, const WriteOrder &order)
+{
+    Order entry;
+    entry.order = order;
+    entry.taken.resize(order.elements.size(), false);
+    entry.orderedAt = now;
+    for (const Element &element : order.elements) {
+        const auto shown = shown_.find({order.station, element.baseType, element.address});
+        if (shown != shown_.end())
+            shown->second.written.emplace_back(order.ticket, element);
+    }
+    orders_.emplace(order.ticket, std::move(entry));
+}
+
+void Witness::orderedRead(Time, host::Ticket ticket, int)
+{
+    reads_.emplace(ticket, 0);
+}
+
+void Witness::ended(Time now, host::Ticket ticket, const host::OperationResult &result)
+{
+    ++checks_.reports;
+    if (reads_.erase(ticket) > 0)
+        return;
+    const auto found = orders_.find(ticket);
+    if (found == orders_.end() || found->second.ended) {
+        complain(now, "(b) order " + std::to_string(ticket) + " ended twice");
+        return;
+    }
+    found->second.ended = true;
+    found->second.endedAt = now;
+    const bool withdrawn = result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped;
+    if (found->second.reports == 0 && !withdrawn)
+        complain(now, "(b) order " + std::to_string(ticket) + " ended without a report of the driver");
+}
+
+void Witness::mustBeOffline(Time now, host::Ticket ticket, const host::OperationResult &result)
+{
+    ++checks_.refusals;
+    if (result.end != OperationEnd::Offline)
+        complain(now, "(j) order " + std::to_string(ticket) + " for an offline station did not end at once");
+}
+
+void Witness::lookAt(Time now, int station, int baseType, int first, int count)
+{
+    const std::vector<std::uint16_t> values = readMirror_(station, baseType, first, count);
+    for (int i = 0; i < count; ++i) {
+        const auto shown = shown_.find({station, baseType, first + i});
+        if (shown == shown_.end())
+            continue;
+        ++checks_.mirrored;
+        const std::uint16_t value = values[static_cast<std::size_t>(i)];
+        if (!mayShow(shown->second, value))
+            complain(now, "(a) the mirror shows " + hex(value) + " at " +
+                              nameOf(station, baseType, first + i) + ", which was neither read last (" +
+                              hex(shown->second.read) + ") nor written since");
+    }
+}
+
+bool Witness::mayShow(const Shown &shown, std::uint16_t value)
+{
+    std::vector<std::uint16_t> whole = {shown.read};
+    for (const auto &[ticket, element] : shown.written) {
+        if (element.bit < 0)
+            whole.push_back(element.value);
+    }
+    return std::any_of(whole.begin(), whole.end(), [&](std::uint16_t base) {
+        // A bit that is written is put into the register as the mirror has it.
+        for (int bit = 0; bit < 16; ++bit) {
+            if (bitOf(value, bit) == bitOf(base, bit))
+                continue;
+            const bool written =
+                std::any_of(shown.written.begin(), shown.written.end(), [&](const auto &entry) {
+                    return entry.second.bit == bit && (entry.second.value != 0) == bitOf(value, bit);
+                });
+            if (!written)
+                return false;
+        }
+        return true;
+    });
+}
+
+std::optional<Time> Witness::lastGood(int station) const
+{
+    const auto found = lastGood_.find(station);
+    return found == lastGood_.end() ? std::nullopt : std::optional<Time>(found->second);
+}
+
+void Witness::checkRecovery(Time now, Time since, const std::vector<int> &stations)
+{
+    for (const int station : stations) {
+        ++checks_.recoveries;
+        if (lastGood(station).value_or(Time::zero()) <= since)
+            complain(now, "(g) station " + std::to_string(station) +
+                              " was not read since the faults ended at " +
+                              std::to_string(host::seconds(since)) + " s");
+    }
+}
+
+void Witness::forget(Time now)
+{
+    for (auto order = orders_.begin(); order != orders_.end();) {
+        const bool old = order->second.ended && order->second.endedAt < now - kWithdrawn - 2 * plan_.latest;
+        order = old ? orders_.erase(order) : std::next(order);
+    }
+}
+
+std::size_t Witness::size() const
+{
+    return earlier_.size() + orders_.size() + reads_.size() + executions_.size();
+}
+
+} // namespace plc::bus

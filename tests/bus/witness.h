@@ -1,0 +1,205 @@
+/// @file
+/// What must hold on every line at every time.
+///
+/// - (a) What a read has brought into the mirror is what that station held there between the request and the end of
+///   the reply; at any other time the mirror shows the last such value or one that the runtime wrote since.
+/// - (b) A write is reported exactly once, and as done only if the station took it.
+/// - (c) Writes to one place are taken in the order in which they were ordered.
+/// - (d) No request goes out while a reply in time to the one before is under way or still to come, and no late
+///   reply falls into the exchange of another request.
+/// - (e) The line was silent for 3.5 characters before each request.
+/// - (f) A healthy line never reports a failure.
+/// - (g) After the faults have ended, every station is read again within a stated time.
+/// - (h) Memory does not grow (see BusRun).
+/// - (j) An order for a station that is offline ends at once, and what was reported as ended is not sent any more.
+///
+/// Where these are less strict than they read:
+/// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
+///   RTU numbers nothing. So 'the request' of (a) may be an earlier transmission of the same bytes, with none of
+///   others between, but none that is longer ago than the latest late reply. The same holds for 'took it' in (b):
+///   the station may have taken an equal frame of an earlier order.
+/// - A late reply begins at most one time-out after the time-out, which is how long the master listens for it.
+/// - The silence of (e) is that of the bytes that the master has been handed: of a byte that is under way, or that a
+///   converter holds back, it cannot know. For the same reason a second master's byte may be under way.
+/// - Made-up bytes never form a good CRC (ForgeGuard), and a second master asks for quantities and places that this
+///   master never asks for (Field): a frame that is right in every byte cannot be told from a true one.
+#ifndef PLC_TESTS_BUS_WITNESS_H
+#define PLC_TESTS_BUS_WITNESS_H
+
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "field.h"
+#include "host/link.h"
+
+namespace plc::bus {
+
+/// A value of one bit or register.
+struct Element
+{
+    int baseType = 5; ///< 0, 1, 4 or 5
+    int address = 0;
+    int bit = -1; ///< of a register; -1 = the whole element
+    std::uint16_t value = 0;
+};
+
+/// A write of the runtime.
+struct WriteOrder
+{
+    host::Ticket ticket = 0;
+    int station = 0;
+    std::vector<Element> elements;
+};
+
+/// How often each of the rules above was checked.
+struct Checks
+{
+    std::uint64_t values = 0;      ///< (a), elements after a reading
+    std::uint64_t mirrored = 0;    ///< (a), elements at other times
+    std::uint64_t reports = 0;     ///< (b), ends of orders
+    std::uint64_t takenWrites = 0; ///< (c), elements
+    std::uint64_t requests = 0;    ///< (d) and (e)
+    std::uint64_t lateReplies = 0; ///< (d)
+    std::uint64_t healthySteps = 0;
+    std::uint64_t recoveries = 0; ///< (g), stations
+    std::uint64_t refusals = 0;   ///< (j)
+};
+
+/// Looks on and compares. Notes the first thing that is wrong.
+class Witness : public FieldObserver
+{
+public:
+    struct Plan
+    {
+        Time silence{}; ///< before each request
+        Time latest{};  ///< as in FieldPlan
+        Time longestReply{};
+    };
+    /// Reads elements from the driver's mirror.
+    using ReadMirror =
+        std::function<std::vector<std::uint16_t>(int station, int baseType, int first, int count)>;
+
+    Witness(const Plan &plan, Journal &journal, ReadMirror readMirror);
+    void setField(Field *field) { field_ = field; }
+
+    // From the line.
+    /// @param lastHeard  end of the last byte that the master has been handed.
+    /// @param hostId     @p hostSubId of the transaction.
+    void masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId, bool isWrite);
+    /// The master's last request has left.
+    void masterHasSent(Time end) { sent_.end = end; }
+    void executed(Time now, int station, const Bytes &frame, int tag) override;
+    void lateReplyBegins(Time now, int station, int tag) override;
+    /// Tag of the request that is to be sent now.
+    int nextTag() const { return sent_.tag + 1; }
+
+    // From the host.
+    void news(Time now, const host::News &news);
+
+    // From the runtime.
+    /// These elements are read over and over.
+    void watched(int station, int baseType, int first, int count);
+    void ordered(Time now, const WriteOrder &order);
+    void orderedRead(Time now, host::Ticket ticket, int station);
+    /// The session says that the order has ended.
+    void ended(Time now, host::Ticket ticket, const host::OperationResult &result);
+    /// Looks at the mirror at any time.
+    void lookAt(Time now, int station, int baseType, int first, int count);
+    /// Stations whose orders end at once.
+    void mustBeOffline(Time now, host::Ticket ticket, const host::OperationResult &result);
+    void setHealthy(bool healthy) { healthy_ = healthy; }
+    /// When the station was last read well; nothing if it never was.
+    std::optional<Time> lastGood(int station) const;
+    void checkRecovery(Time now, Time since, const std::vector<int> &stations);
+
+    /// Forgets what nobody needs any more.
+    void forget(Time now);
+
+    void complain(Time now, const std::string &what);
+    /// What is wrong, with the time; empty as long as all is well.
+    const std::string &complaint() const { return complaint_; }
+    const Checks &checks() const { return checks_; }
+    /// Entries of all lists.
+    std::size_t size() const;
+
+private:
+    struct Sent
+    {
+        int tag = -1;
+        Time start{};
+        Time end{};
+        Time chainStart{}; ///< first transmission of these bytes, with none of others between
+        Bytes frame;
+        int hostId = 0;
+        int ticket = 0;
+        bool isWrite = false;
+    };
+    struct Order
+    {
+        WriteOrder order;
+        std::vector<bool> taken; ///< by element
+        Time orderedAt{};
+        Time endedAt{}; ///< only if `ended`
+        bool ended = false;
+        int reports = 0;
+    };
+    struct Execution
+    {
+        Time at;
+        int station;
+        Bytes frame;
+    };
+    /// What the mirror may show at a place: the last reading, and what the runtime wrote since.
+    struct Shown
+    {
+        std::uint16_t read = 0;
+        std::vector<std::pair<host::Ticket, Element>> written;
+    };
+    struct Place
+    {
+        int station;
+        int baseType;
+        int address;
+        bool operator<(const Place &other) const
+        {
+            return std::tie(station, baseType, address) <
+                   std::tie(other.station, other.baseType, other.address);
+        }
+    };
+
+    void stepEnded(Time now, const host::StepReport &step);
+    void checkReading(Time now, const host::StepReport &step);
+    void reported(Time now, const host::OperationNews &news);
+    bool wasTaken(const Order &order, std::size_t element, Time now) const;
+    bool isOver(host::Ticket ticket, Time now) const;
+    static bool mayShow(const Shown &shown, std::uint16_t value);
+    const Sent *sentWith(int tag) const;
+    void taken(Time now, int station, const Sent &sent, Order *order, std::size_t element,
+               std::uint16_t value);
+
+    Plan plan_;
+    Journal &journal_;
+    ReadMirror readMirror_;
+    Field *field_ = nullptr;
+    bool healthy_ = false;
+    std::string complaint_;
+    Checks checks_;
+
+    Sent sent_;
+    std::deque<Sent> earlier_; ///< sent before, as long as a late reply may come
+    std::map<host::Ticket, Order> orders_; ///< open, and ended a while ago
+    std::map<host::Ticket, int> reads_;    ///< open ones, by their reports
+    std::map<Place, host::Ticket> lastTaken_;
+    std::deque<Execution> executions_;
+    std::map<Place, Shown> shown_;
+    std::map<int, Time> lastGood_;
+};
+
+} // namespace plc::bus
+
+#endif

@@ -1,0 +1,201 @@
+#include "host/station_guard.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace plc::host;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+/// Three failures, first trial after 10 s, at most 60 s between two.
+class StationGuardTest : public ::testing::Test
+{
+protected:
+    StationChange end(int station, AttemptEnd cause, int regType = 5, int address = 100)
+    {
+        StepReport report;
+        report.request.station = station;
+        report.request.regType = regType;
+        report.request.address = address;
+        report.request.count = 10;
+        report.cause = cause;
+        report.endedAt = now;
+        return guard.stepEnded(report);
+    }
+
+    void goOffline(int station)
+    {
+        end(station, AttemptEnd::NoReply);
+        end(station, AttemptEnd::NoReply);
+        ASSERT_EQ(StationChange::WentOffline, end(station, AttemptEnd::NoReply));
+    }
+
+    /// Station of the trial that is due.
+    int due() const
+    {
+        const std::optional<Probe> probe = guard.due(now);
+        return probe ? probe->station : -1;
+    }
+
+    Time now = seconds(100);
+    StationGuard guard{OfflineSettings()};
+};
+
+TEST_F(StationGuardTest, TakesAStationOfflineAfterSoManyFailuresInARow)
+{
+    EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
+    EXPECT_EQ(StationChange::None, end(5, AttemptEnd::Unusable));
+    EXPECT_FALSE(guard.isOffline(5));
+    EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
+    EXPECT_TRUE(guard.isOffline(5));
+    EXPECT_FALSE(guard.isOffline(6));
+    EXPECT_EQ(3, guard.failuresOf(5));
+}
+
+TEST_F(StationGuardTest, CountsFailuresInARowOnly)
+{
+    end(5, AttemptEnd::NoReply);
+    end(5, AttemptEnd::NoReply);
+    end(5, AttemptEnd::Good);
+    end(5, AttemptEnd::NoReply);
+    EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
+}
+
+TEST_F(StationGuardTest, TakesAnExceptionForASignOfLife)
+{
+    end(5, AttemptEnd::NoReply);
+    end(5, AttemptEnd::NoReply);
+    end(5, AttemptEnd::Exception);
+    EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
+}
+
+TEST_F(StationGuardTest, LearnsNothingFromWhatWasNotSentOrNotToBeAnswered)
+{
+    end(5, AttemptEnd::NoReply);
+    end(5, AttemptEnd::NoReply);
+    for (const AttemptEnd cause : {AttemptEnd::LineBusy, AttemptEnd::Withheld, AttemptEnd::NoReplyDue})
+        EXPECT_EQ(StationChange::None, end(5, cause));
+    EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
+    for (const AttemptEnd cause : {AttemptEnd::LineBusy, AttemptEnd::Withheld, AttemptEnd::NoReplyDue})
+        EXPECT_EQ(StationChange::None, end(5, cause));
+}
+
+TEST_F(StationGuardTest, CountsStationsOneByOne)
+{
+    for (int station = 1; station <= 5; ++station) {
+        end(station, AttemptEnd::NoReply);
+        EXPECT_EQ(StationChange::None, end(station, AttemptEnd::NoReply));
+    }
+}
+
+TEST_F(StationGuardTest, NeverTakesBroadcastsForAStation)
+{
+    for (int i = 0; i < 10; ++i)
+        EXPECT_EQ(StationChange::None, end(0, AttemptEnd::NoReply));
+    EXPECT_FALSE(guard.isOffline(0));
+}
+
+TEST_F(StationGuardTest, DoublesTheDistanceOfTheTrialsUpToTheLongest)
+{
+    goOffline(5);
+    for (const int distance : {10, 20, 40, 60, 60, 60}) {
+        now += seconds(distance) - milliseconds(1);
+        EXPECT_EQ(-1, due()) << distance;
+        now += milliseconds(1);
+        EXPECT_EQ(5, due()) << distance;
+        EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
+    }
+}
+
+TEST_F(StationGuardTest, NeverWaitsLongerThanTheLongestDistance)
+{
+    OfflineSettings settings;
+    settings.failures = 1;
+    settings.firstProbe = seconds(30);
+    settings.longestProbe = seconds(4);
+    guard = StationGuard(settings);
+    EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
+    now += seconds(4);
+    EXPECT_EQ(5, due());
+}
+
+TEST_F(StationGuardTest, BringsAStationBackWithItsFirstAnswer)
+{
+    goOffline(5);
+    now += seconds(12);
+    EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Exception));
+    EXPECT_FALSE(guard.isOffline(5));
+    EXPECT_EQ(seconds(100), guard.offlineSince(5));
+    EXPECT_EQ(-1, due());
+    end(5, AttemptEnd::NoReply);
+    EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply)) << "it starts anew";
+}
+
+TEST_F(StationGuardTest, TriesFirstWhatHasWaitedLongest)
+{
+    goOffline(7);
+    now += milliseconds(1);
+    goOffline(3);
+    now += seconds(20);
+    EXPECT_EQ(7, due());
+    end(7, AttemptEnd::NoReply);
+    EXPECT_EQ(3, due());
+}
+
+TEST_F(StationGuardTest, TriesAllOthersAtOnceWhenTheWholeLineHadBeenSilent)
+{
+    for (const int station : {1, 2, 3})
+        goOffline(station);
+    now += seconds(10);
+    end(2, AttemptEnd::NoReply);
+    end(3, AttemptEnd::NoReply);
+    EXPECT_EQ(StationChange::CameBack, end(1, AttemptEnd::Good));
+    EXPECT_NE(-1, due());
+    EXPECT_EQ(StationChange::CameBack, end(2, AttemptEnd::Good));
+    EXPECT_EQ(3, due());
+}
+
+TEST_F(StationGuardTest, LeavesADeadStationAloneWhenAnotherOneComesBack)
+{
+    end(9, AttemptEnd::Good);
+    goOffline(1);
+    goOffline(2);
+    now += seconds(10);
+    end(2, AttemptEnd::NoReply);
+    EXPECT_EQ(StationChange::CameBack, end(1, AttemptEnd::Good));
+    EXPECT_EQ(-1, due());
+}
+
+TEST_F(StationGuardTest, AsksForTheFirstRegisterOfWhatHadFailedLast)
+{
+    struct
+    {
+        int regType, address, probeType, probeAddress;
+    } const cases[] = {{0, 17, 0, 17}, {1, 8, 1, 8}, {2, 35 * 16 + 3, 4, 35}, {3, 16 * 9 + 15, 5, 9},
+                       {4, 3, 4, 3},   {5, 4, 5, 4}, {6, 20, 4, 20},          {7, 22, 5, 22},
+                       {8, 1, 5, 1},   {9, 2, 5, 2}};
+    for (const auto &row : cases) {
+        SCOPED_TRACE(row.regType);
+        guard = StationGuard(OfflineSettings());
+        end(5, AttemptEnd::NoReply);
+        end(5, AttemptEnd::NoReply);
+        end(5, AttemptEnd::NoReply, row.regType, row.address);
+        now += seconds(10);
+        const std::optional<Probe> probe = guard.due(now);
+        ASSERT_TRUE(probe);
+        EXPECT_EQ(row.probeType, probe->regType);
+        EXPECT_EQ(row.probeAddress, probe->address);
+    }
+}
+
+TEST_F(StationGuardTest, ForgetsAStation)
+{
+    goOffline(5);
+    guard.forget(5);
+    EXPECT_FALSE(guard.isOffline(5));
+    now += seconds(1000);
+    EXPECT_EQ(-1, due());
+}
+
+} // namespace
