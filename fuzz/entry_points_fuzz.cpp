@@ -213,7 +213,8 @@ private:
 
     void switchStation()
     {
-        const int station = input_.below(4) - (input_.below(16) == 15 ? 4 : 0);
+        int station = input_.below(4);
+        station -= input_.below(16) == 15 ? 4 : 0;
         const int enable = input_.below(3);
         (input_.flag() ? EnCommStation : EnableEthernet)(station, enable);
         if (station < 0)

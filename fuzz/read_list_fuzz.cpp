@@ -277,7 +277,8 @@ void passPriorities(Input &input)
         for (int i = 0; i < 10; ++i)
             row.texts.append(QString());
         row.texts[8] = QString::number(1 + input.below(kLevels));
-        row.texts.last() = QLatin1String(kPrefixes[input.below(6)]) + QString::number(input.number());
+        row.texts.last() = QLatin1String(kPrefixes[input.below(6)]);
+        row.texts.last() += QString::number(input.number());
         QList<NameRow *> rows;
         rows << &row;
         PassVarName(&rows);
@@ -291,7 +292,8 @@ void play(Input &input)
     info.maxBlock = input.flag() ? 1 + input.below(12) : input.number();
     info.stationMode = input.below(4) == 3 ? 0 : 1;
     info.defaultStation = input.below(3);
-    info.options = (input.flag() ? 1u : 0u) | (input.below(4) == 3 ? 1u << 11 : 0u);
+    info.options = input.flag() ? 1u : 0u;
+    info.options |= input.below(4) == 3 ? 1u << 11 : 0u;
     runtime.applySettings();
     passPriorities(input);
 

@@ -81,6 +81,13 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->type_name("S")
         ->capture_default_str()
         ->group(kLineGroup);
+    app->add_option(
+           "--late-guard", options->lateGuardSeconds,
+           "listen that long after a time-out before a different request goes out, in seconds; without it "
+           "as long as the time-out")
+        ->check(CLI::Range(0.0, 60.0))
+        ->type_name("S")
+        ->group(kLineGroup);
     app->add_option("--turnaround", options->turnaroundMs, "pause after a broadcast (ms)")
         ->check(CLI::Range(0, 60000))
         ->type_name("MS")
@@ -211,6 +218,8 @@ LinkSettings CommandOptions::link() const
     settings.parity = parityOf(parity);
     settings.stopBits = stopBits;
     settings.timeout = fromSeconds(timeoutSeconds);
+    if (lateGuardSeconds >= 0)
+        settings.lateGuard = fromSeconds(lateGuardSeconds);
     settings.turnaround = std::chrono::milliseconds(turnaroundMs);
     settings.retries = retries;
     settings.station = station;

@@ -27,6 +27,7 @@ struct CommandOptions
     int dataBits = 8;
     int stopBits = 0;
     double timeoutSeconds = 1.0;
+    double lateGuardSeconds = -1; ///< negative = as long as the time-out
     int turnaroundMs = 100;
     int retries = 2;
     int linkMode = 0;

@@ -133,6 +133,7 @@ void Cycle::transmitted(Time now)
         return;
     deadline_ += now - lastActivity_;
     lastActivity_ = now;
+    sentUntil_ = now;
 }
 
 Time Cycle::silenceDue() const
@@ -238,6 +239,7 @@ Instruction Cycle::transmit(Time now)
     // The clock of the wait starts when the last stop bit has left, which can be long after the bytes were
     // handed over.
     lastActivity_ = now + settings_.timing.wire(request_.frame.size());
+    sentUntil_ = lastActivity_;
     deadline_ = lastActivity_ + (broadcast ? settings_.turnaround : settings_.responseTimeout);
 
     const bool repeated = report_.attempts > 1;
@@ -519,9 +521,11 @@ void Cycle::settle(Time now, int status)
     report_.done = isDone(status);
     report_.status = status;
     report_.endedAt = now;
-    if (answerIsOpen_ && report_.cause != AttemptEnd::Withheld) {
+    if (answerIsOpen_ && report_.cause != AttemptEnd::Withheld && settings_.lateReplyGuard > Time::zero()) {
+        // The answer that ended the transaction may have been that to an earlier attempt: the last one has its whole
+        // wait before it.
         openFrame_ = request_.frame;
-        openUntil_ = now + settings_.lateReplyGuard;
+        openUntil_ = std::max(now, sentUntil_ + settings_.responseTimeout) + settings_.lateReplyGuard;
     }
     head_ = nullptr;
     state_ = CycleState::Idle;

@@ -204,6 +204,7 @@ private:
     bool answerIsOpen_ = false; ///< the station may still answer an attempt that counts as unanswered
     QByteArray openFrame_;      ///< the request that may still be answered, until openUntil_
     Time openUntil_{};
+    Time sentUntil_{}; ///< when the last stop bit of the last request left, or will
     StepReport report_;
 
     QByteArray buffer_; ///< received in this attempt

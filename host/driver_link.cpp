@@ -19,7 +19,8 @@ CycleSettings cycleSettings(const LinkSettings &link)
     CycleSettings settings;
     settings.timing = LineTiming(link.baud);
     settings.responseTimeout = link.timeout;
-    settings.lateReplyGuard = link.policies.lateReplyGuard ? link.timeout : Time::zero();
+    settings.lateReplyGuard =
+        link.policies.lateReplyGuard ? link.lateGuard.value_or(link.timeout) : Time::zero();
     settings.turnaround = link.turnaround;
     settings.removeEcho = link.echo;
     settings.policies = link.policies;

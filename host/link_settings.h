@@ -5,6 +5,7 @@
 
 #include <QtGlobal>
 
+#include <optional>
 #include <string>
 
 #include "link_time.h"
@@ -41,6 +42,7 @@ struct LinkSettings
     Parity parity = Parity::Even;
     int stopBits = 0; ///< 0 = as the parity asks: 2 without parity, else 1
     Time timeout = std::chrono::seconds(1);
+    std::optional<Time> lateGuard; ///< as in CycleSettings; nothing = as long as the time-out
     Time turnaround = std::chrono::milliseconds(100);
     int retries = 2;
     int station = 1; ///< of variables that name none

@@ -201,6 +201,12 @@ private:
              {"stopBits", numberInto(&link.stopBits, 1, 2)},
              {"retryLimit", numberInto(&link.retries, 0, kMostRetries)},
              {"replyTimeoutMs", millisecondsInto(&link.timeout, 10)},
+             {"lateGuardMs",
+              [&](const LocatedValue &given) {
+                  Time guard{};
+                  millisecondsInto(&guard, 0)(given);
+                  link.lateGuard = guard;
+              }},
              {"turnaroundMs", millisecondsInto(&link.turnaround, 0)},
              {"options", [&](const LocatedValue &options) { readOptions(options); }},
              {"linkMode", numberInto(&link.linkMode, 0, 1)},

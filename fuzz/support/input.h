@@ -12,6 +12,8 @@
 
 namespace plc::fuzz {
 
+/// Callers take one thing in a statement: of two in one expression, compilers choose which comes first.
+///
 /// Every call takes what it needs; when the bytes are used up, zeros are taken, so that any input is a good one.
 class Input
 {
@@ -25,7 +27,11 @@ public:
     bool flag() { return (byte() & 1) != 0; }
     /// 0 to @p limit - 1; @p limit is at most 256.
     int below(int limit) { return byte() % limit; }
-    int twoBytes() { return byte() * 256 + byte(); }
+    int twoBytes()
+    {
+        const int high = byte();
+        return high * 256 + byte();
+    }
 
     /// Any int: mostly small, often one at which something ends.
     int number()
@@ -47,7 +53,8 @@ public:
     /// At most @p most bytes, 255 or fewer: a byte says how many.
     std::string bytes(int most)
     {
-        const std::size_t size = std::min(static_cast<std::size_t>(below(most + 1)), left());
+        const auto wanted = static_cast<std::size_t>(below(most + 1));
+        const std::size_t size = std::min(wanted, left());
         const std::string taken(at_, at_ + size);
         at_ += size;
         return taken;

@@ -330,7 +330,7 @@ int SetRegisterData(const QString &varName, int regType, const QString &addrText
         write.request.station = plc::effectiveStation(station);
         // A maxBlock of 1 lets the runtime's writes go out whole.
         const int limit = plc::registerLimit();
-        write.limit = limit == 1 ? count : limit;
+        write.limit = limit == 1 ? std::max(count, 1) : limit;
         writeValues(write, count);
         return write.queued >= 0 ? write.queued : writeListLength();
     });

@@ -60,7 +60,7 @@ TEST(ProjectFile, TakesTheSettingsOfTheLink)
         linked(R"({"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1, "retryLimit": 4,
                    "replyTimeoutMs": 250, "turnaroundMs": 60, "options": ["one-based", "no-bit-packing"],
                    "linkMode": 1, "maxBlock": 50, "station": 9, "echo": true, "without": ["strict-writes", "offline"],
-                   "offlineAfter": 5, "firstTrialMs": 2000, "longestTrialMs": 30000})")
+                   "offlineAfter": 5, "lateGuardMs": 700, "firstTrialMs": 2000, "longestTrialMs": 30000})")
             .link;
     EXPECT_EQ("/dev/ttyS3", link.port);
     EXPECT_EQ(9600, link.baud);
@@ -77,6 +77,7 @@ TEST(ProjectFile, TakesTheSettingsOfTheLink)
     EXPECT_FALSE(link.policies.strictWrites);
     EXPECT_FALSE(link.policies.offline);
     EXPECT_TRUE(link.policies.lateReplyGuard);
+    EXPECT_EQ(std::chrono::milliseconds(700), link.lateGuard.value_or(Time::zero()));
     EXPECT_EQ(5, link.offline.failures);
     EXPECT_EQ(std::chrono::seconds(2), link.offline.firstProbe);
     EXPECT_EQ(std::chrono::seconds(30), link.offline.longestProbe);
@@ -248,6 +249,7 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"("maxBlock": 101)", "from 1 to 100"}, Refused{R"("station": 248)", "from 1 to 247"},
         Refused{R"("echo": 1)", "true or false"}, Refused{R"("without": "offline")", "a list"},
         Refused{R"("without": ["speed"])", "there is no policy 'speed'"},
+        Refused{R"("lateGuardMs": 60001)", "from 0 to 60000"},
         Refused{R"("offlineAfter": 0)", "from 1 to 1000"}, Refused{R"("firstTrialMs": 99)", "from 100 to"},
         Refused{R"("longestTrialMs": 99)", "from 100 to"}));
 

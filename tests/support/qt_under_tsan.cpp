@@ -140,3 +140,17 @@ void **QListData::erase(void **element)
     __tsan_write8(this);
     return real(this, element);
 }
+
+QListData::Data *QListData::detach(int capacity)
+{
+    static auto *const real = inQt<Data *(QListData *, int)>("_ZN9QListData6detachEi");
+    __tsan_write8(this);
+    return real(this, capacity);
+}
+
+QListData::Data *QListData::detach_grow(int *index, int count)
+{
+    static auto *const real = inQt<Data *(QListData *, int *, int)>("_ZN9QListData11detach_growEPii");
+    __tsan_write8(this);
+    return real(this, index, count);
+}

@@ -4,16 +4,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <functional>
 #include <map>
 
-#include "host/project_file.h"
-#include "programs.h"
+#include "packaging_line.h"
 
 namespace {
 
@@ -21,172 +15,6 @@ using namespace plc::test;
 using namespace plc::host;
 using ::testing::HasSubstr;
 using ::testing::UnorderedElementsAreArray;
-
-const std::string kPackagingLine = PLC_EXAMPLES "/packaging_line.json";
-
-/// What stands in every bit and register of the simulated stations: in each one something else.
-std::uint32_t knownRegister(int station, int baseType, int address)
-{
-    return static_cast<std::uint32_t>(station * 7919 + baseType * 2087 + address * 31) & 0xFFFFu;
-}
-
-std::uint32_t knownBit(int station, int baseType, int address)
-{
-    return (static_cast<std::uint32_t>(station + baseType + address * address / 3) >> 1) & 1u;
-}
-
-std::uint32_t known(int station, int baseType, int address)
-{
-    return baseType <= 1 ? knownBit(station, baseType, address) : knownRegister(station, baseType, address);
-}
-
-/// A piece of an area of all stations.
-struct Filled
-{
-    const char *area;
-    int baseType;
-    int first;
-    int count;
-};
-
-constexpr Filled kFilled[] = {{"0x", 0, 0, 20},    {"1x", 1, 0, 30},    {"3x", 4, 0, 40},
-                              {"4x", 5, 1000, 50}, {"4x", 5, 2000, 10}, {"4x", 5, 3000, 10},
-                              {"4x", 5, 4000, 20}, {"4x", 5, 5000, 10}};
-
-std::string areasOfEightStations()
-{
-    QJsonObject stations;
-    for (int station = 1; station <= 8; ++station) {
-        QJsonObject areas;
-        for (const Filled &filled : kFilled) {
-            QJsonArray values;
-            for (int i = 0; i < filled.count; ++i)
-                values.append(static_cast<int>(known(station, filled.baseType, filled.first + i)));
-            QJsonObject area = areas.value(filled.area).toObject();
-            area.insert(QString::number(filled.first), values);
-            areas.insert(filled.area, area);
-        }
-        stations.insert(QString::number(station), areas);
-    }
-    return QJsonDocument(QJsonObject{{"stations", stations}}).toJson().toStdString();
-}
-
-/// What the stations hold for a variable.
-std::vector<double> knownValues(const Variable &variable)
-{
-    const int station = variable.station.value_or(0);
-    const int baseType = variable.area->baseType;
-    std::vector<double> values;
-    for (int i = 0; i < variable.count; ++i) {
-        if (variable.area->insideRegister) {
-            const int bit = variable.first + i;
-            values.push_back((known(station, baseType, bit / 16) >> (bit % 16)) & 1u);
-        } else if (variable.area->unit == Unit::RegisterPair) {
-            const int first = variable.first + 2 * i;
-            values.push_back(known(station, baseType, first) * 65536.0 + known(station, baseType, first + 1));
-        } else {
-            values.push_back(known(station, baseType, variable.first + i));
-        }
-    }
-    return values;
-}
-
-QJsonObject json(const std::string &line)
-{
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(line), &error);
-    EXPECT_EQ(QJsonParseError::NoError, error.error) << line;
-    return document.object();
-}
-
-std::vector<double> numbers(const QJsonValue &list)
-{
-    std::vector<double> result;
-    for (const QJsonValue &item : list.toArray())
-        result.push_back(item.toDouble());
-    return result;
-}
-
-std::string word(const QJsonObject &object, const char *key)
-{
-    return object.value(key).toString().toStdString();
-}
-
-/// plchost run with standard input in the test's hand.
-class RunningProject
-{
-public:
-    RunningProject(const Words &arguments)
-        : pipe_(::testing::TempDir() + "plc_input_" + std::to_string(getpid()))
-    {
-        EXPECT_EQ(0, mkfifo(pipe_.c_str(), 0600));
-        // Opened for both directions it waits for no reader.
-        input_ = open(pipe_.c_str(), O_RDWR | O_CLOEXEC);
-        process_ = std::make_unique<ChildProcess>("/bin/sh",
-                                                  Words{"-c", "exec \"$0\" \"$@\" <'" + pipe_ + "'",
-                                                        PLC_HOST_PROGRAM, "run", "--format", "ndjson", "-q"} +
-                                                      arguments,
-                                                  true);
-    }
-    ~RunningProject()
-    {
-        close(input_);
-        unlink(pipe_.c_str());
-    }
-
-    void say(const std::string &line)
-    {
-        const std::string text = line + "\n";
-        EXPECT_EQ(static_cast<ssize_t>(text.size()), write(input_, text.data(), text.size()));
-    }
-
-    /// Reads on until a line is as wanted.
-    QJsonObject await(const std::function<bool(const QJsonObject &)> &wanted)
-    {
-        const Time limit = steadyNow() + kPatience;
-        while (const auto line = process_->readLine(limit)) {
-            QJsonObject object = json(*line);
-            seen_.push_back(object);
-            if (wanted(object))
-                return object;
-        }
-        ADD_FAILURE() << "the line never came; standard error: " << process_->errors();
-        return QJsonObject();
-    }
-
-    QJsonObject awaitState(const std::string &variable, const std::string &state)
-    {
-        return await([&](const QJsonObject &line) {
-            return word(line, "variable") == variable && word(line, "state") == state;
-        });
-    }
-
-    QJsonObject awaitWrite(const std::string &variable)
-    {
-        return await([&](const QJsonObject &line) { return word(line, "write") == variable; });
-    }
-
-    int end()
-    {
-        say("quit");
-        await([](const QJsonObject &line) { return line.contains("statistics"); });
-        return process_->waitForEnd(steadyNow() + kPatience).value_or(-1);
-    }
-
-    /// Every line so far.
-    const std::vector<QJsonObject> &seen() const { return seen_; }
-    int countOfWrites() const
-    {
-        return static_cast<int>(std::count_if(
-            seen_.begin(), seen_.end(), [](const QJsonObject &line) { return line.contains("write"); }));
-    }
-
-private:
-    std::string pipe_;
-    int input_ = -1;
-    std::unique_ptr<ChildProcess> process_;
-    std::vector<QJsonObject> seen_;
-};
 
 class Plan : public ::testing::Test
 {
@@ -415,7 +243,7 @@ TEST_F(RunOfThePackagingLine, ReportsEachWriteDuringTheScanOnce)
                numbers(line.value("values")) == std::vector<double>{4711};
     };
     run.await(isNew);
-    run.awaitState("Wrapper.Total.Service due", "good"); // of the slowest level, in the last station
+    run.awaitAllGood();
     EXPECT_EQ(0, run.end());
 
     Words reported;

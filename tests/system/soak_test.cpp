@@ -1,0 +1,184 @@
+// A long run on a bad line: no value that was never there, no write without its one report, no memory that grows.
+// PLC_SOAK_SECONDS says how long; scripts/soak runs it for ten minutes.
+
+#include <QJsonArray>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <set>
+
+#include "packaging_line.h"
+
+namespace {
+
+using namespace plc::test;
+using namespace plc::host;
+
+constexpr int kUsualSeconds = 10;
+
+Time soakTime()
+{
+    const char *text = std::getenv("PLC_SOAK_SECONDS");
+    return std::chrono::seconds(text ? std::atoi(text) : kUsualSeconds);
+}
+
+/// Memory of a process in KiB.
+long residentMemory(pid_t pid)
+{
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string field; status >> field;) {
+        long size = 0;
+        if (field == "VmRSS:" && status >> size)
+            return size;
+    }
+    ADD_FAILURE() << "no memory of process " << pid;
+    return 0;
+}
+
+/// Writes ever new values to a few variables and checks everything that comes back.
+class Soak
+{
+public:
+    Soak(RunningProject &run, const Project &project) : run_(run)
+    {
+        for (const Variable &variable : project.variables)
+            allowed_[variable.label].insert(knownValues(variable));
+    }
+
+    void write(const std::string &name)
+    {
+        const double value = ++lastValue_;
+        allowed_[name].insert({value});
+        open_.insert({name, value});
+        run_.say(name + " = " + std::to_string(lastValue_));
+    }
+
+    void take(const QJsonObject &line)
+    {
+        if (line.contains("write"))
+            takeReport(line);
+        else if (line.contains("values"))
+            takeValue(line);
+        ++states_[word(line, "state")];
+    }
+
+    std::size_t openWrites() const { return open_.size(); }
+    /// The value of the last write that was reported as done, or of a later one that was reported as failed: its
+    /// reply may have been lost.
+    bool mayStandInTheStation(const std::string &name, double value) const
+    {
+        const auto done = done_.find(name);
+        const auto failed = failedSince_.find(name);
+        return (done != done_.end() && done->second == value) ||
+               (failed != failedSince_.end() && failed->second.count(value) > 0);
+    }
+
+    void print() const
+    {
+        std::printf("values checked %ld, writes done %ld, failed %ld\n", values_, writesDone_, writesFailed_);
+        for (const auto &[state, count] : states_) {
+            if (!state.empty())
+                std::printf("  %s: %ld\n", state.c_str(), count);
+        }
+    }
+
+private:
+    void takeReport(const QJsonObject &line)
+    {
+        const std::string name = word(line, "write");
+        const double value = numbers(line.value("values")).at(0);
+        EXPECT_EQ(1u, open_.erase({name, value}))
+            << name << " = " << value << " is reported twice, or was never written";
+        if (word(line, "result") == "done") {
+            ++writesDone_;
+            done_[name] = value;
+            failedSince_[name].clear();
+        } else {
+            ++writesFailed_;
+            failedSince_[name].insert(value);
+        }
+    }
+
+    void takeValue(const QJsonObject &line)
+    {
+        ++values_;
+        const std::string name = word(line, "variable");
+        EXPECT_EQ(1u, allowed_[name].count(numbers(line.value("values"))))
+            << name << " shows what was never there";
+    }
+
+    RunningProject &run_;
+    int lastValue_ = 10000;
+    std::map<std::string, std::set<std::vector<double>>> allowed_;
+    std::set<std::pair<std::string, double>> open_;
+    std::map<std::string, double> done_;
+    std::map<std::string, std::set<double>> failedSince_;
+    std::map<std::string, long> states_;
+    long values_ = 0;
+    long writesDone_ = 0;
+    long writesFailed_ = 0;
+};
+
+/// What the station has at the place of the jog speeds.
+double readBack(const std::string &terminal, int station)
+{
+    const Finished finished = plchost({"read", "-p", terminal, "--retries", "30", "--format", "ndjson", "-q",
+                                       "4x:1006@" + std::to_string(station)});
+    EXPECT_EQ(0, finished.exitCode) << finished.errors;
+    const std::vector<double> values = numbers(json(finished.output).value("values"));
+    return values.empty() ? -1 : values.front();
+}
+
+TEST(SoakOfThePackagingLine, ShowsNoWrongValueReportsEachWriteOnceAndDoesNotGrow)
+{
+    Words arguments{"-a", "1-8", "-q", "--seed", "11"};
+    for (const char *fault : {"--drop", "--cut", "--cut-forever", "--bad-crc", "--swap-crc", "--noise-before",
+                              "--noise-after", "--foreign", "--exception", "--twice", "--late"}) {
+        arguments.emplace_back(fault);
+        arguments.emplace_back("2");
+    }
+    // Later than the project's time-out of 300 ms, and within the guard behind it.
+    arguments = arguments + Words{"--late-by", "450"};
+    const TemporaryFile areas(areasOfEightStations());
+    const std::unique_ptr<Server> stations = startStation(arguments + Words{"--areas", areas.path()});
+    const Project project = loadProject(kPackagingLine);
+    RunningProject run({kPackagingLine, "-p", stations->terminal(), "--every", "1"});
+    Soak soak(run, project);
+
+    const Words written{"Line.Set.Jog speed", "Filler.Set.Jog speed", "Wrapper.Set.Jog speed"};
+    const std::vector<int> stationsWritten{1, 3, 8};
+    const Time start = steadyNow();
+    const Time duration = soakTime();
+    Time nextWrites = start;
+    long memoryBefore = 0;
+    while (steadyNow() < start + duration) {
+        // A line each second at least: the table of values.
+        const auto line = run.next(steadyNow() + kPatience);
+        ASSERT_TRUE(line) << run.process().errors();
+        soak.take(*line);
+        if (steadyNow() >= nextWrites) {
+            for (const std::string &name : written)
+                soak.write(name);
+            nextWrites = steadyNow() + std::chrono::seconds(3);
+        }
+        if (memoryBefore == 0 && steadyNow() > start + duration / 4)
+            memoryBefore = residentMemory(run.process().pid());
+    }
+    const long memoryAfter = residentMemory(run.process().pid());
+    run.say("quit");
+    while (const auto line = run.next(steadyNow() + kPatience))
+        soak.take(*line);
+    ASSERT_TRUE(run.process().waitForEnd(steadyNow() + kPatience).has_value());
+
+    soak.print();
+    std::printf("memory %ld KiB after a quarter of the time, %ld KiB at the end\n%s", memoryBefore,
+                memoryAfter, run.process().errors().c_str());
+    EXPECT_EQ(0u, soak.openWrites()) << "writes without a report";
+    EXPECT_LT(memoryAfter, memoryBefore + 512);
+    for (std::size_t i = 0; i < written.size(); ++i)
+        EXPECT_TRUE(soak.mayStandInTheStation(written[i], readBack(stations->terminal(), stationsWritten[i])))
+            << written[i];
+}
+
+} // namespace
