@@ -105,8 +105,13 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
             break;
         case CycleState::WaitingSilence: {
             const Time due = silenceDue();
-            if (now >= due)
-                return transmit(now);
+            if (now >= due) {
+                if (driver_.permit(request_) != Permit::Withhold)
+                    return transmit(now);
+                withhold(now);
+                ++withheld;
+                break;
+            }
             const Time limit = busyLimit();
             if (now < limit)
                 return {QByteArray(), std::min(due, limit)};
@@ -179,14 +184,14 @@ bool Cycle::fetch(Time now)
     report_.request = request_;
     report_.cause = AttemptEnd::NoReply;
     report_.startedAt = now;
+    // A request that was not answered may be repeated at once: a late answer to it is one to this as well.
+    answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame;
     const Permit permit = driver_.permit(request_);
-    info_.retryCount = permit == Permit::Send ? 0 : std::max(info_.retryLimit, 0);
     if (permit == Permit::Withhold) {
         withhold(now);
         return true;
     }
-    // The same request may be repeated at once: a late answer to it is an answer to this one as well.
-    answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame;
+    info_.retryCount = permit == Permit::Send ? 0 : std::max(info_.retryLimit, 0);
     if (!answerIsOpen_)
         holdUntil_ = std::max(holdUntil_, openUntil_);
     waitingSince_ = now;
@@ -194,9 +199,10 @@ bool Cycle::fetch(Time now)
     return true;
 }
 
-/// Has the driver end the transaction without an attempt.
+/// Has the driver end the transaction without another attempt.
 void Cycle::withhold(Time now)
 {
+    info_.retryCount = std::max(info_.retryLimit, 0);
     report_.cause = AttemptEnd::Withheld;
     if (observer_)
         observer_->attemptEnded(now, AttemptEnd::Withheld, 0);
@@ -221,6 +227,7 @@ Instruction Cycle::transmit(Time now)
                    : modbusReplyShape(request_.frame, (info_.options & kOptionReplyCrcHighFirst) != 0,
                                       settings_.policies.strictWrites);
     heard_ = false;
+    answered_ = false;
     refused_ = false;
     extended_ = false;
     echoDue_ = settings_.removeEcho;
@@ -500,6 +507,10 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
             break;
         }
     });
+    answered_ = end == AttemptEnd::Good || end == AttemptEnd::Exception;
+    // What came may have been the answer to an earlier transmission, and its own is still under way.
+    if (answered_ && answerIsOpen_)
+        holdUntil_ = std::max(holdUntil_, sentUntil_ + settings_.responseTimeout);
     answerIsOpen_ = answerIsOpen_ || end == AttemptEnd::NoReply || end == AttemptEnd::Unusable;
     const bool fine = end == AttemptEnd::Good || end == AttemptEnd::NoReplyDue;
     report_.cause = fine ? end : moreTelling(report_.cause, end);
@@ -521,10 +532,11 @@ void Cycle::settle(Time now, int status)
     report_.done = isDone(status);
     report_.status = status;
     report_.endedAt = now;
-    if (answerIsOpen_ && report_.cause != AttemptEnd::Withheld && settings_.lateReplyGuard > Time::zero()) {
-        // The answer that ended the transaction may have been that to an earlier attempt: the last one has its whole
-        // wait before it.
-        openFrame_ = request_.frame;
+    if (answerIsOpen_ && report_.attempts > 0 && settings_.lateReplyGuard > Time::zero()) {
+        // The last attempt has its whole wait before it. Only a request that was not answered at all is repeated
+        // without the guard: after an answer, one more to the same bytes would put each into the exchange behind
+        // its own.
+        openFrame_ = answered_ ? QByteArray() : request_.frame;
         openUntil_ = std::max(now, sentUntil_ + settings_.responseTimeout) + settings_.lateReplyGuard;
     }
     head_ = nullptr;

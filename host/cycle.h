@@ -35,7 +35,8 @@ public:
     virtual ~CycleDriver() = default;
     /// The transaction to carry out now, null for none. While one is in progress always that one.
     virtual Protocol *next() = 0;
-    /// Asked once for each transaction, before it is sent.
+    /// Asked when a transaction has been chosen, and again before each of its transmissions: it may have waited for
+    /// the line, and been withdrawn meanwhile.
     virtual Permit permit(const Request &) { return Permit::Send; }
     /// Judges what was received for the transaction in progress; the status of the result record.
     virtual int judge(QByteArray *reply, int length) = 0;
@@ -50,7 +51,7 @@ enum class AttemptEnd
     Unusable,   ///< something came, but no usable reply
     NoReply,    ///< nothing came
     LineBusy,   ///< not even sent: the line never fell silent
-    Withheld    ///< not even sent: not permitted
+    Withheld    ///< not sent, or not sent again: not permitted
 };
 
 /// A request as it stood on the line, copied, since the driver's record is gone when the step is over.
@@ -110,9 +111,9 @@ struct CycleSettings
     /// Granted once to a reply that has begun, on top of its own time on the wire: converters hand bytes over
     /// in bursts.
     Time deliverySlack = std::chrono::milliseconds(20);
-    /// After a transaction with an unanswered attempt the line is listened to for this long before a
-    /// different request goes out. RTU numbers nothing: an answer that comes late would be taken for the
-    /// answer to that request.
+    /// After a transaction with an unanswered attempt the line is listened to for this long before another
+    /// request goes out. RTU numbers nothing: an answer that comes late would be taken for the answer to that
+    /// request. Only a transaction that ended without any answer is repeated at once.
     Time lateReplyGuard = std::chrono::seconds(1); ///< 0 = not at all
     /// The line hands back what is sent on it.
     bool removeEcho = false;
@@ -202,9 +203,10 @@ private:
     Request request_;
     ReplyShape shape_;
     bool answerIsOpen_ = false; ///< the station may still answer an attempt that counts as unanswered
-    QByteArray openFrame_;      ///< the request that may still be answered, until openUntil_
-    Time openUntil_{};
-    Time sentUntil_{}; ///< when the last stop bit of the last request left, or will
+    bool answered_ = false;     ///< the last attempt ended with an answer
+    QByteArray openFrame_;      ///< the request that may be repeated all the same; empty for none
+    Time openUntil_{};          ///< until when an answer may come that belongs to none of the next requests
+    Time sentUntil_{};          ///< when the last stop bit of the last request left, or will
     StepReport report_;
 
     QByteArray buffer_; ///< received in this attempt

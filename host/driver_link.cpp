@@ -191,7 +191,9 @@ Permit DriverLink::permit(const Request &request)
     const std::lock_guard<std::mutex> lock(mutex_);
     if (request.hostId == kOperationHostId && withdrawn_.count(request.hostSubId) > 0)
         return Permit::Withhold;
-    // The driver serves the priority levels of a station that is off all the same.
+    // The driver serves the priority levels of a station that is off all the same, and what it chose before.
+    if (switchedOff_.count(request.station) > 0)
+        return Permit::Withhold;
     if (guard_.isOffline(request.station))
         return request.station == triedStation_ ? Permit::SendOnce : Permit::Withhold;
     return Permit::Send;

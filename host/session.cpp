@@ -294,6 +294,8 @@ void Session::noteCyclic(const StepReport &report)
     const auto index = static_cast<std::size_t>(report.request.hostSubId);
     if (index >= cyclicReads_.size())
         return;
+    if (report.cause == AttemptEnd::Withheld)
+        return; // nobody was asked
     CyclicRead &read = cyclicReads_[index];
     read.last = resultOf(report);
     ++read.scans;

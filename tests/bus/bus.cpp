@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/register_types.h"
+#include "host/project_setup.h"
 
 namespace plc::bus {
 
@@ -85,7 +86,7 @@ BusPlan agreed(BusPlan plan)
 {
     plan.field.baud = plan.link.baud;
     plan.field.timeout = plan.link.timeout;
-    plan.field.latest = 2 * plan.link.timeout - kNotice;
+    plan.field.latest = plan.link.timeout + plan.link.lateGuard.value_or(plan.link.timeout) - kNotice;
     plan.field.handsOverInBursts = plan.burst > Time::zero();
     const auto order = [&plan](quint32 option) {
         return (plan.link.options & option) != 0 ? CrcOrder::HighFirst : CrcOrder::LowFirst;
@@ -112,13 +113,7 @@ Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
                })
 {
     witness_.setField(&field_);
-    for (const std::string &text : plan.watched) {
-        watched_.push_back(host::parseVariable(text, false));
-        const host::Variable &variable = watched_.back();
-        session_.watch(variable);
-        witness_.watched(session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
-                         variable.baseCount());
-    }
+    watch(driver);
     session_.setListener([this](const host::News &news) {
         if (news.step && keepSteps_)
             steps_.push_back(*news.step);
@@ -132,6 +127,33 @@ Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
             note("station " + std::to_string(news.station->station) + " is back");
         }
     });
+}
+
+void Bus::watch(host::DriverLibrary &driver)
+{
+    host::Project project;
+    for (const std::string &text : plan_.watched) {
+        watched_.push_back(host::parseVariable(text, false));
+        const host::Variable &variable = watched_.back();
+        if (plan_.packed)
+            project.variables.push_back(variable);
+        else
+            session_.watch(variable);
+        witness_.watched(session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
+                         variable.baseCount());
+    }
+    constexpr int kTexts = 10;
+    constexpr int kLevelText = 8;
+    for (const auto &[name, level] : plan_.priorities) {
+        host::PriorityRow row;
+        for (int i = 0; i < kTexts; ++i)
+            row.texts.append(QString());
+        row.texts[kLevelText] = QString::number(level);
+        row.texts.last() = QString::fromStdString(name);
+        project.rows.push_back(row);
+    }
+    if (plan_.packed)
+        host::registerProject(driver, project);
 }
 
 void Bus::runUntil(Time until)
@@ -157,8 +179,17 @@ void Bus::digestEnds()
         }
         note("order " + std::to_string(order->first) + " has ended: " + endName(result.end));
         witness_.ended(now(), order->first, result);
+        ended_.push_back(order->first);
         order = open_.erase(order);
     }
+}
+
+void Bus::forgetEnds()
+{
+    for (const host::Ticket ticket : ended_)
+        session_.forget(ticket);
+    ended_.clear();
+    witness_.forget(now());
 }
 
 host::Ticket Bus::write(const std::string &variable, const host::Values &values)

@@ -20,6 +20,10 @@ struct BusPlan
     Time burst{};
     bool echo = false;
     std::vector<std::string> watched; ///< variables as people write them
+    /// The driver packs the variables into requests itself, as for a panel project. Without pauses between scans.
+    bool packed = false;
+    /// "4x100": places with a priority and its level, 1 to 4; only where the driver packs.
+    std::vector<std::pair<std::string, int>> priorities;
 };
 
 /// Brings the times and orders that both sides must know of into agreement: what the stations are told is taken
@@ -44,9 +48,11 @@ public:
     host::Ticket write(const std::string &variable, const host::Values &values);
     host::Ticket write(const host::Variable &variable, const host::Values &values);
     host::Ticket read(const std::string &variable);
-    /// How an order ended; Open while it has not.
+    /// How an order ended; Open while it has not, and when it has been forgotten.
     host::OperationEnd endOf(host::Ticket ticket) const { return session_.result(ticket).end; }
     host::Values valuesOf(const std::string &variable) const;
+    /// Forgets how orders ended, as a runtime does that has shown it, and what was known of them.
+    void forgetEnds();
     void setStationEnabled(int station, bool enabled);
     bool isOffline(int station) const { return offline_.count(station) > 0; }
 
@@ -75,6 +81,7 @@ public:
     void keepSteps(bool keep) { keepSteps_ = keep; }
 
 private:
+    void watch(host::DriverLibrary &driver);
     void digestEnds();
     void note(const std::string &what);
 
@@ -87,6 +94,7 @@ private:
     host::Session session_;
     std::vector<host::Variable> watched_;
     std::map<host::Ticket, Time> open_;
+    std::vector<host::Ticket> ended_; ///< and not forgotten
     std::set<int> offline_;
     std::uint64_t wentOffline_ = 0;
     bool keepSteps_ = false;

@@ -14,11 +14,11 @@ std::uint64_t spread(std::uint64_t value)
 }
 
 /// Leaves out what nobody asks about any more, but never the present value.
-template <typename Item>
-void forget(std::deque<Item> *items, Time before)
+template <typename Items>
+void forget(Items *items, Time before)
 {
     while (items->size() > 1 && (*items)[1].since < before)
-        items->pop_front();
+        items->erase(items->begin());
 }
 
 } // namespace

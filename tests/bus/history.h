@@ -53,7 +53,7 @@ private:
         Time since;
         std::uint16_t value;
     };
-    using Changes = std::deque<Change>;
+    using Changes = std::vector<Change>; ///< few at a time
 
     std::uint16_t made(Area area, int address, std::uint32_t epoch) const;
     Changes &changesOf(Area area, int address);

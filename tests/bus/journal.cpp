@@ -4,6 +4,15 @@
 
 namespace plc::bus {
 
+Journal::Journal(std::size_t kept) : entries_(kept)
+{
+    constexpr std::size_t kLongest = 600;
+    for (Entry &entry : entries_) {
+        entry.bytes.reserve(kLongest);
+        entry.what.reserve(kLongest / 4);
+    }
+}
+
 void Journal::note(Time at, const char *who, int number, ByteView bytes, const char *what)
 {
     // Entries are used again, so that a run of hours does not spend its time on memory.

@@ -16,7 +16,7 @@ namespace plc::bus {
 class Journal
 {
 public:
-    explicit Journal(std::size_t kept = 60) : entries_(kept) {}
+    explicit Journal(std::size_t kept = 60);
 
     /// @param who    in the second column, as "master" or "station 3".
     /// @param bytes  what went over the line; may be empty.

@@ -73,6 +73,8 @@ void setLink(Random &random, Scenario *scenario)
         if (random.oneIn(8))
             link.options |= option;
     }
+    if (random.oneIn(4))
+        link.lateGuard = random.between(link.timeout / 2, 2 * link.timeout);
     if (random.oneIn(2)) {
         link.offline.failures = random.between(1, 5);
         link.offline.firstProbe = milliseconds(random.between(500, 10000));
@@ -96,7 +98,8 @@ void setPace(Random &random, Scenario *scenario)
     // Mostly a request or two a second: so an hour is cheap, and has idle times in it.
     if (!random.oneIn(25))
         link.pollInterval = requests * milliseconds(random.between(400, 1500));
-    scenario->orderEvery = milliseconds(random.between(2000, 15000));
+    // A slow line has a panel that asks for less: what is ordered must be possible.
+    scenario->orderEvery = milliseconds(random.between(2000, 15000)) * std::max(1, 9600 / link.baud);
 
     Time slowest{};
     for (const StationPlan &station : scenario->bus.field.stations)
@@ -105,7 +108,20 @@ void setPace(Random &random, Scenario *scenario)
     const Time exchange = wire.duration(8 + 256) + slowest + 2 * wire.silence() + milliseconds(30);
     // The last probe may just have failed; then everything is asked for once, with orders between.
     scenario->recoveredWithin = link.offline.longestProbe + 2 * link.pollInterval + 3 * requests * exchange +
-                                8 * link.timeout + seconds(5);
+                                8 * link.timeout + link.lateGuard.value_or(link.timeout) + seconds(5);
+}
+
+/// Has the driver pack the variables, with a few priorities. It reads without a pause then, so that only slow lines
+/// keep an hour cheap.
+void packVariables(Random &random, Scenario *scenario)
+{
+    static const std::vector<std::string> kAreas = {"0x", "1x", "3x", "4x"};
+    scenario->bus.packed = true;
+    scenario->bus.link.baud = random.oneIn(2) ? 2400 : 4800;
+    scenario->bus.link.timeout = seconds(1);
+    for (int i = random.between(0, 6); i > 0; --i)
+        scenario->bus.priorities.emplace_back(random.pick(kAreas) + std::to_string(random.between(0, 200)),
+                                              random.between(1, 4));
 }
 
 } // namespace
@@ -116,6 +132,8 @@ Scenario makeScenario(std::uint64_t seed)
     Scenario scenario;
     scenario.bus.seed = seed;
     setLink(random, &scenario);
+    if (random.oneIn(16))
+        packVariables(random, &scenario);
     addStations(random, &scenario);
     addVariables(random, &scenario);
     setPace(random, &scenario);
@@ -139,8 +157,9 @@ std::string describe(const Scenario &scenario)
            " retries, a scan in " + ms(link.pollInterval) + ", blocks of " + std::to_string(link.maxBlock) +
            ", options " + std::to_string(link.options) +
            (scenario.bus.burst > Time::zero() ? ", bursts of " + ms(scenario.bus.burst) : "") +
-           (scenario.bus.echo ? ", echo" : "") + ", faults in " +
-           (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") + " of 1000";
+           (scenario.bus.echo ? ", echo" : "") + (scenario.bus.packed ? ", packed by the driver" : "") +
+           ", faults in " + (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") +
+           " of 1000";
 }
 
 } // namespace plc::bus

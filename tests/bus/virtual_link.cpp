@@ -13,6 +13,7 @@ constexpr int kPacket = 62;
 /// A host that has found nothing to do a few times looks less often, as long as nothing is ordered.
 constexpr int kIdleCalls = 4;
 constexpr Time kIdlePause = milliseconds(2);
+constexpr int kMostStanding = 1000;
 constexpr Time kLongestIdlePause = milliseconds(64);
 
 /// The library whose transactions are looked at, and what it has chosen last: its entry points carry no object.
@@ -70,7 +71,7 @@ void VirtualLink::setStationEnabled(int station, bool enabled)
 
 std::vector<host::News> VirtualLink::take(Time until)
 {
-    while (running_ && news_.empty() && now_ < until)
+    while (running_ && news_.empty() && now_ < until && line_.witness.complaint().empty())
         step(until);
     return std::exchange(news_, {});
 }
@@ -126,6 +127,10 @@ void VirtualLink::advance()
     const bool nothingNew = arrived_.isEmpty();
     const host::Instruction todo = link_.advance(now_, std::exchange(arrived_, QByteArray()));
     wakeAt_ = todo.wakeAt;
+    standing_ = todo.wakeAt > now_ ? 0 : standing_ + 1;
+    if (standing_ > kMostStanding)
+        line_.witness.complain(
+            now_, "the time stands still: the link wants to be woken in the past again and again");
     if (!todo.send.isEmpty()) {
         idleCalls_ = 0;
         transmit(todo.send);

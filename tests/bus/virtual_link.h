@@ -52,6 +52,7 @@ private:
     Time now_{};
     Time wakeAt_{};
     int idleCalls_ = 0; ///< in a row that found nothing to do
+    int standing_ = 0;  ///< calls in a row that asked to be called again at once
     int openOperations_ = 0;
 
     bool transmitting_ = false;

@@ -82,7 +82,8 @@ Witness::Witness(const Plan &plan, Journal &journal, ReadMirror readMirror)
 
 void Witness::complain(Time now, const std::string &what)
 {
-    if (!complaint_.empty())
+    const auto begins = [&what](const std::string &rule) { return what.compare(0, rule.size(), rule) == 0; };
+    if (!complaint_.empty() || std::any_of(overlooked_.begin(), overlooked_.end(), begins))
         return;
     char time[32];
     std::snprintf(time, sizeof time, "%.6f s: ", host::seconds(now));

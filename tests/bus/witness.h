@@ -120,6 +120,9 @@ public:
     /// Forgets what nobody needs any more.
     void forget(Time now);
 
+    /// Complaints that begin so are not made, as "(d)": to see what else comes of a fault.
+    void overlook(const std::string &rule) { overlooked_.push_back(rule); }
+    /// Notes what is wrong, unless something else was before.
     void complain(Time now, const std::string &what);
     /// What is wrong, with the time; empty as long as all is well.
     const std::string &complaint() const { return complaint_; }
@@ -187,11 +190,12 @@ private:
     ReadMirror readMirror_;
     Field *field_ = nullptr;
     bool healthy_ = false;
+    std::vector<std::string> overlooked_;
     std::string complaint_;
     Checks checks_;
 
     Sent sent_;
-    std::deque<Sent> earlier_; ///< sent before, as long as a late reply may come
+    std::deque<Sent> earlier_;             ///< sent before, as long as a late reply may come
     std::map<host::Ticket, Order> orders_; ///< open, and ended a while ago
     std::map<host::Ticket, int> reads_;    ///< open ones, by their reports
     std::map<Place, host::Ticket> lastTaken_;

@@ -55,6 +55,14 @@ public:
         return status;
     }
 
+    host::Permit permit(const host::Request &) override
+    {
+        ++permitsAsked;
+        return permitted;
+    }
+
+    host::Permit permitted = host::Permit::Send;
+    int permitsAsked = 0;
     std::deque<std::unique_ptr<Protocol>> transactions;
     std::deque<int> verdicts;
     std::vector<QByteArray> calls; ///< what each call of judge() was given

@@ -3,6 +3,7 @@
 namespace {
 
 using namespace plc::test;
+using plc::host::Permit;
 using plc::host::StepReport;
 using ::testing::ElementsAre;
 
@@ -34,6 +35,8 @@ class CycleBroadcast : public CycleScript
 class CycleNoReply : public CycleScript
 {};
 class CycleRelay : public CycleScript
+{};
+class CyclePermit : public CycleScript
 {};
 class CycleStatistics : public CycleScript
 {};
@@ -530,6 +533,25 @@ TEST_F(CycleTimeout, LeavesTimeForTheSecondReplyToARepeatedRequest)
     EXPECT_EQ(3u, driver.calls.size());
 }
 
+TEST_F(CycleTimeout, HoldsEvenTheSameRequestBackOnceARepetitionWasAnswered)
+{
+    // Otherwise the answer to the repetition would be taken for that to the next request, and so on for ever.
+    queue(kRead);
+    queue(kRead);
+    verdicts({0, 1, 1});
+    driver.trimTo = 9;
+    runUntilSent();
+    runUntilSent();
+    const Time repeated = sentAt;
+    run(milliseconds(20));
+    arrive(kReply);
+    run(milliseconds(100));
+    arrive(kReply);
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(repeated + kEightBytes + milliseconds(300 + 200), sentAt);
+    EXPECT_EQ(3u, driver.calls.size());
+}
+
 TEST_F(CycleException, EndsTheAttemptAtOnceAndIsReported)
 {
     queue(kRead);
@@ -593,6 +615,19 @@ TEST_F(CycleException, OfAnotherKindLeavesTheRemainingAttempts)
         arrive(withCrc(refusal));
         EXPECT_EQ(0, info.retryCount) << refusal;
     }
+}
+
+TEST_F(CycleException, OfARepetitionMayBelongToTheFirstAttemptSoTheLastKeepsItsWait)
+{
+    queue(kRead);
+    verdicts({0, 0});
+    runUntilSent();
+    runUntilSent();
+    const Time repeated = sentAt;
+    run(milliseconds(20));
+    arrive(withCrc("11 83 04"));
+    runUntilSent();
+    EXPECT_EQ(repeated + kEightBytes + milliseconds(300), sentAt);
 }
 
 TEST_F(CycleException, BusyIsRepeatedAfterAPause)
@@ -905,6 +940,69 @@ TEST_F(CycleRelay, WaitsTheTurnaroundDelayWhenNoReplyIsDue)
     verdicts({100});
     run(milliseconds(200));
     EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CyclePermit, IsAskedForBeforeEachTransmission)
+{
+    queue(kRead);
+    verdicts({0, 41});
+    runUntilSent();
+    EXPECT_EQ(2, driver.permitsAsked);
+    runUntilSent();
+    EXPECT_EQ(3, driver.permitsAsked);
+}
+
+TEST_F(CyclePermit, NotGivenKeepsEveryByteFromTheLine)
+{
+    queue(kRead);
+    verdicts({41});
+    driver.permitted = Permit::Withhold;
+    EXPECT_TRUE(run(seconds(1)).isEmpty());
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
+    EXPECT_EQ(0, witness.steps[0].attempts);
+    EXPECT_EQ(std::vector<QByteArray>{QByteArray()}, driver.calls);
+}
+
+TEST_F(CyclePermit, IsStillNeededWhenTheLineFallsSilent)
+{
+    queue(kRead);
+    verdicts({41});
+    EXPECT_TRUE(cycle().advance(now, QByteArray()).send.isEmpty());
+    driver.permitted = Permit::Withhold;
+    EXPECT_TRUE(run(seconds(1)).isEmpty());
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
+}
+
+TEST_F(CyclePermit, TakenBackEndsTheRepetitionsAtOnce)
+{
+    info.retryLimit = 5;
+    queue(kRead);
+    verdicts({0, 41});
+    runUntilSent();
+    const Time first = sentAt;
+    driver.permitted = Permit::Withhold;
+    runUntil(first + kEightBytes + milliseconds(310));
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
+    EXPECT_EQ(1, witness.steps[0].attempts);
+    EXPECT_EQ(5, info.retryCount) << "the driver is not to try again";
+    // The attempt before may still be answered.
+    driver.permitted = Permit::Send;
+    queue(withCrc("11 03 00C8 0002"));
+    runUntilSent();
+    EXPECT_EQ(first + kEightBytes + milliseconds(300 + 200), sentAt);
+}
+
+TEST_F(CyclePermit, ForOnceLeavesNoRepetitions)
+{
+    info.retryLimit = 5;
+    queue(kRead);
+    verdicts({41});
+    driver.permitted = Permit::SendOnce;
+    runUntilSent();
+    EXPECT_EQ(5, info.retryCount);
 }
 
 TEST_F(CycleStatistics, CountEachRequestUnderOneEnd)

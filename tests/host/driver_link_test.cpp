@@ -312,6 +312,24 @@ TEST_F(DriverLinkTest, SendsAWithdrawnWriteNeverAgain)
     EXPECT_EQ(withCrc("02 06 003C 2222"), sentTo(2)[0].frame);
 }
 
+TEST_F(DriverLinkTest, SendsNothingToAStationThatIsSwitchedOffWhileItsRequestWaitsForTheLine)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {1};
+    while (steps.empty() || steps.back().request.station != 1)
+        runFor(milliseconds(10));
+    runFor(milliseconds(10)); // now the line is listened to for a late answer, with the next read chosen
+    const std::size_t before = sentTo(2).size();
+    link().setStationEnabled(2, false);
+    runFor(seconds(3));
+    EXPECT_EQ(before, sentTo(2).size());
+    link().setStationEnabled(2, true);
+    runFor(seconds(3));
+    EXPECT_GT(sentTo(2).size(), before);
+}
+
 TEST_F(DriverLinkTest, ForgetsWithdrawnWritesOnceTheDriverCannotHoldThemAnyMore)
 {
     // A new write under an old number, which a session never gives out twice, shows that the number is forgotten.
