@@ -137,19 +137,20 @@ Time Wire::send(int source, Time at, const Message &message)
         byte.value = message.bytes[index];
         byte.source = source;
         byte.isNoise = !message.noise.empty() && message.noise[index];
+        const auto endsAfter = [this](Time moment) {
+            return std::upper_bound(pending_.begin(), pending_.end(), moment,
+                                    [](Time time, const WireByte &other) { return time < other.end; });
+        };
         bool collides = false;
-        for (WireByte &other : pending_) {
-            if (other.source == source || other.end <= byte.start || byte.end <= other.start)
+        for (auto other = endsAfter(byte.start); other != pending_.end(); ++other) {
+            if (other->source == source || byte.end <= other->start)
                 continue;
-            garble(&other);
+            garble(&*other);
             collides = true;
         }
         if (collides)
             garble(&byte);
-        const auto place =
-            std::upper_bound(pending_.begin(), pending_.end(), byte,
-                             [](const WireByte &a, const WireByte &b) { return a.end < b.end; });
-        pending_.insert(place, byte);
+        pending_.insert(endsAfter(byte.end), byte);
     }
     return end;
 }
