@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <cmath>
 #include <cstdio>
 
 #include "failure.h"
@@ -14,8 +13,6 @@ namespace {
 constexpr const char *kLineGroup = "Line";
 constexpr const char *kDriverGroup = "Driver";
 constexpr const char *kOutputGroup = "Output";
-constexpr int kSlowest = 300;
-constexpr int kFastest = 4000000;
 
 /// Areas by the digits that Modbus command-line masters have for them.
 std::string areaOfType(const std::string &type)
@@ -23,11 +20,6 @@ std::string areaOfType(const std::string &type)
     if (type == "0" || type == "1" || type == "3" || type == "4")
         return type + "x";
     return type;
-}
-
-Time fromSeconds(double value)
-{
-    return Time(static_cast<std::int64_t>(std::llround(value * 1e9)));
 }
 
 Parity parityOf(const std::string &name)
@@ -57,7 +49,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->capture_default_str()
         ->group(kLineGroup);
     app->add_option("-b,--baud", options->baud, "bits per second")
-        ->check(CLI::Range(kSlowest, kFastest))
+        ->check(CLI::Range(kSlowestBaud, kFastestBaud))
         ->type_name("RATE")
         ->capture_default_str()
         ->group(kLineGroup);
@@ -83,7 +75,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->group(kLineGroup);
     app->add_option(
            "--late-guard", options->lateGuardSeconds,
-           "listen that long after a time-out before a different request goes out, in seconds; without it "
+           "listen that long after a time-out before another request goes out, in seconds; without it "
            "as long as the time-out")
         ->check(CLI::Range(0.0, 60.0))
         ->type_name("S")
@@ -117,10 +109,12 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->group(kDriverGroup);
     app->add_option("--option", options->options, "option of the driver by name, see below; repeatable")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->type_name("NAME")
         ->group(kDriverGroup);
     app->add_option("--without", options->without, "policy to do without, by name, see below; repeatable")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->type_name("POLICY")
         ->group(kLineGroup);
 
@@ -234,6 +228,10 @@ LinkSettings CommandOptions::link() const
     settings.offline.failures = offlineAfter;
     settings.offline.firstProbe = fromSeconds(firstProbeSeconds);
     settings.offline.longestProbe = fromSeconds(longestProbeSeconds);
+    if (settings.offline.firstProbe > settings.offline.longestProbe)
+        throw Failure(kExitUsage,
+                      "the first trial (--first-trial) comes later than the longest distance of the "
+                      "trials (--longest-trial) allows; make it shorter");
     settings.pollInterval = std::chrono::milliseconds(intervalMs);
     settings.driverPath = driver;
     if (settings.turnaround >= settings.timeout && !quiet)
@@ -241,20 +239,6 @@ LinkSettings CommandOptions::link() const
             stderr, "plchost: the pause after a broadcast (--turnaround) should be shorter than the wait for "
                     "a reply (--timeout)\n");
     return settings;
-}
-
-NumberStyle CommandOptions::numberStyle() const
-{
-    if (hex)
-        return NumberStyle::Hex;
-    return isSigned ? NumberStyle::Signed : NumberStyle::Unsigned;
-}
-
-Format CommandOptions::outputFormat() const
-{
-    if (format == "csv")
-        return Format::Csv;
-    return format == "ndjson" ? Format::NdJson : Format::Text;
 }
 
 std::vector<Variable> CommandOptions::variableList(bool oneBased) const

@@ -56,8 +56,8 @@ struct CommandOptions
     /// Settings of the link. Warns on standard error about settings that are allowed and unwise.
     /// @throw Failure  (wrong usage)
     LinkSettings link() const;
-    NumberStyle numberStyle() const;
-    Format outputFormat() const;
+    NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
+    Format outputFormat() const { return formatOf(format); }
     /// The variables given by name and the one given by -t, -r and -c.
     /// @throw Failure  (wrong usage)
     std::vector<Variable> variableList(bool oneBased) const;

@@ -13,8 +13,7 @@ constexpr Time kLongestWait = std::chrono::milliseconds(50);
 } // namespace
 
 Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings)
-    : settings_(settings),
-      link_(driver, info, settings, [this](News &&news) { mailbox_.put(std::move(news)); })
+    : settings_(settings), link_(driver, info, settings, [this](News &&news) { news_.put(std::move(news)); })
 {}
 
 Communication::~Communication()
@@ -65,7 +64,7 @@ void Communication::run(std::promise<void> &opened)
         last.portLost = failure.what();
     }
     last.statistics = link_.statistics();
-    mailbox_.put(std::move(last));
+    news_.put(std::move(last));
 }
 
 void Communication::exchange(SerialPort &port)

@@ -9,7 +9,7 @@
 #include <future>
 
 #include "driver_link.h"
-#include "mailbox.h"
+#include "news_box.h"
 
 namespace plc::host {
 
@@ -26,7 +26,7 @@ public:
     /// Ends the thread and waits for it.
     void stop() override;
     Time now() const override { return steadyNow(); }
-    std::vector<News> take(Time until) override { return mailbox_.take(until); }
+    std::vector<News> take(Time until) override { return news_.take(until); }
     void setOpenOperations(int count) override { link_.setOpenOperations(count); }
     void setStationEnabled(int station, bool enabled) override { link_.setStationEnabled(station, enabled); }
     void withdraw(const std::vector<Ticket> &tickets) override { link_.withdraw(tickets); }
@@ -36,7 +36,7 @@ private:
     void exchange(class SerialPort &port);
 
     const LinkSettings settings_;
-    Mailbox<News> mailbox_;
+    NewsBox news_;
     DriverLink link_;
     std::unique_ptr<QThread> thread_;
     std::atomic<bool> stopping_{false};

@@ -4,6 +4,7 @@
 
 #include "core/register_types.h"
 #include "exception_codes.h"
+#include "link_settings.h"
 
 namespace plc::host {
 
@@ -13,10 +14,6 @@ constexpr int kResultPending = 0;
 constexpr int kResultDone = 1;
 constexpr int kResultDoneWithoutData = 100;
 constexpr int kReplyOpen = -1;
-
-constexpr quint32 kOptionReplyCrcHighFirst = 1u << 8;
-constexpr quint32 kOptionNoReplyToSingle = 1u << 9;
-constexpr quint32 kOptionNoReplyToBlock = 1u << 10;
 
 // The longest frame has 256 bytes (MODBUS over Serial Line V1.02, 2.5.1.1); the rest is room for noise around
 // it.
@@ -221,11 +218,11 @@ bool Cycle::replyIsDue() const
 Instruction Cycle::transmit(Time now)
 {
     const bool relay = isRelay(info_);
-    shape_ = relay ? relayReplyShape(request_.frame, head_->replyLen,
-                                     (info_.options & kOptionReplyCrcHighFirst) != 0,
-                                     settings_.policies.strictWrites)
-                   : modbusReplyShape(request_.frame, (info_.options & kOptionReplyCrcHighFirst) != 0,
-                                      settings_.policies.strictWrites);
+    shape_ =
+        relay ? relayReplyShape(request_.frame, head_->replyLen, (info_.options & kOptionSwapReplyCrc) != 0,
+                                settings_.policies.strictWrites)
+              : modbusReplyShape(request_.frame, (info_.options & kOptionSwapReplyCrc) != 0,
+                                 settings_.policies.strictWrites);
     heard_ = false;
     answered_ = false;
     refused_ = false;
@@ -321,15 +318,16 @@ void Cycle::examine(Time now, bool waitIsOver)
         heard_ = true;
         return;
     }
-    if (!settings_.policies.checkReplies && state_ == CycleState::WaitingReply &&
-        head_->replyLen == kReplyOpen) {
-        showAll(now);
-        return;
-    }
     heard_ = heard_ || !buffer_.isEmpty();
     report_.echoHeard = report_.echoHeard || (!settings_.removeEcho && buffer_.contains(request_.frame));
+    const bool unchecked = !settings_.policies.checkReplies && state_ == CycleState::WaitingReply &&
+                           head_->replyLen == kReplyOpen;
     for (;;) {
         const Sighting sighting = findReply(buffer_, shape_, waitIsOver);
+        if (unchecked && sighting.found != Found::Exception) {
+            showAll(now);
+            return;
+        }
         switch (sighting.found) {
         case Found::WrongReply:
             count([](Counters &c) { ++c.ignoredReplies; });
@@ -384,7 +382,6 @@ void Cycle::noteRefusal(const Sighting &sighting)
 /// Shows the driver whatever has come.
 void Cycle::showAll(Time now)
 {
-    heard_ = heard_ || !buffer_.isEmpty();
     Sighting everything;
     everything.length = buffer_.size();
     if (!buffer_.isEmpty())

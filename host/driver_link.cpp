@@ -1,5 +1,6 @@
 #include "driver_link.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "exception_codes.h"
@@ -41,16 +42,26 @@ std::string endText(AttemptEnd end, int exceptionCode)
     case AttemptEnd::LineBusy:
         return "not sent: the line never fell silent";
     case AttemptEnd::Withheld:
-        return "not sent: withdrawn, or its station is offline";
+        return "not sent: withdrawn, or its station is offline or switched off";
     case AttemptEnd::NoReply:
         break;
     }
     return "time-out";
 }
 
-std::string wholeSeconds(Time time)
+/// "0.5 s", "12 s".
+std::string roughly(Time time)
 {
-    return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(time).count()) + " s";
+    constexpr double kShort = 10;
+    char text[32];
+    std::snprintf(text, sizeof text, seconds(time) < kShort ? "%.1f s" : "%.0f s", seconds(time));
+    return text;
+}
+
+/// Lists of writes and of one-shot reads come before the cyclic ones.
+bool isServedFirst(const Protocol *head)
+{
+    return head && (head->var.hostId == kOperationHostId || head->var.hostId == kProbeHostId);
 }
 
 } // namespace
@@ -59,10 +70,10 @@ std::string describe(const StationNews &news)
 {
     const std::string who = "station " + std::to_string(news.station);
     if (!news.offline)
-        return who + " is back after " + wholeSeconds(news.lasted);
+        return who + " is back after " + roughly(news.lasted);
     return who + " is offline after " + std::to_string(news.failures) +
            (news.failures == 1 ? " failure" : " failures in a row") + "; next try in " +
-           wholeSeconds(news.nextProbe);
+           roughly(news.nextProbe);
 }
 
 std::string hexText(const QByteArray &bytes)
@@ -103,7 +114,9 @@ void DriverLink::begin(Time now, const std::map<int, int> &cyclicReads, bool tra
 Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 {
     now_ = now;
-    return cycle_.advance(now, arrived);
+    const Instruction todo = cycle_.advance(now, arrived);
+    tellReleased();
+    return todo;
 }
 
 void DriverLink::setStationEnabled(int station, bool enabled)
@@ -113,6 +126,7 @@ void DriverLink::setStationEnabled(int station, bool enabled)
         switchedOff_.erase(station);
     else
         switchedOff_.insert(station);
+    ++switches_[station];
     guard_.forget(station);
     queuedProbes_.erase(station);
     driver_.enCommStation(station, enabled ? 1 : 0);
@@ -170,6 +184,9 @@ Protocol *DriverLink::tryStation(const Probe &probe)
     driver_.enCommStation(probe.station, 0);
     if (head && head->var.station == probe.station)
         triedStation_ = probe.station;
+    // A driver that serves a cyclic read has dropped the trial, or is about to: for its turn the station was off.
+    if (!isServedFirst(head))
+        queuedProbes_.erase(probe.station);
     return head;
 }
 
@@ -177,13 +194,27 @@ Protocol *DriverLink::tryStation(const Probe &probe)
 /// empty: after the first one it would have served them before anything else.
 void DriverLink::noteFetched(const Protocol *head)
 {
-    const bool isOperation =
-        head && (head->var.hostId == kOperationHostId || head->var.hostId == kProbeHostId);
-    quietFetches_ = isOperation ? 0 : quietFetches_ + 1;
-    if (quietFetches_ >= 2)
+    quietFetches_ = isServedFirst(head) ? 0 : std::min(quietFetches_ + 1, 2);
+    if (quietFetches_ == 2) {
+        released_.insert(released_.end(), withdrawn_.begin(), withdrawn_.end());
         withdrawn_.clear();
+    }
     if (head && head->var.hostId == kProbeHostId)
         queuedProbes_.erase(head->var.hostSubId);
+}
+
+void DriverLink::tellReleased()
+{
+    News news;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        news.released.swap(released_);
+    }
+    if (news.released.empty())
+        return;
+    for (const Ticket ticket : news.released)
+        failed_.erase(ticket);
+    sink_(std::move(news));
 }
 
 Permit DriverLink::permit(const Request &request)
@@ -196,6 +227,8 @@ Permit DriverLink::permit(const Request &request)
         return Permit::Withhold;
     if (guard_.isOffline(request.station))
         return request.station == triedStation_ ? Permit::SendOnce : Permit::Withhold;
+    if (request.hostId == kCyclicHostId && guard_.isOnProbation(request.station))
+        return Permit::SendOnce;
     return Permit::Send;
 }
 
@@ -265,7 +298,8 @@ std::optional<StationNews> DriverLink::guard(const StepReport &report)
     news.station = station;
     news.offline = change == StationChange::WentOffline;
     news.failures = guard_.failuresOf(station);
-    news.nextProbe = settings_.offline.firstProbe;
+    news.nextProbe = guard_.nextDistance(station);
+    news.switches = switches_[station];
     news.lasted = report.endedAt - guard_.offlineSince(station);
     driver_.enCommStation(station, news.offline ? 0 : 1);
     setPace();

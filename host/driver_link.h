@@ -67,6 +67,7 @@ private:
 
     Protocol *tryStation(const Probe &probe);
     void noteFetched(const Protocol *head);
+    void tellReleased();
     std::optional<StationNews> guard(const StepReport &report);
     std::vector<OperationNews> endedWith(const StepReport &report);
     void setPace();
@@ -95,11 +96,13 @@ private:
     std::mutex mutex_;
     ScanPacer pacer_;
     StationGuard guard_;
-    std::set<int> switchedOff_;  ///< by the user
-    std::set<int> queuedProbes_; ///< stations with a trial in the driver's list
-    int triedStation_ = -1;      ///< the step in progress tries it
+    std::set<int> switchedOff_;   ///< by the user
+    std::map<int, int> switches_; ///< how often the user has switched a station
+    std::set<int> queuedProbes_;  ///< stations with a trial in the driver's list
+    int triedStation_ = -1;       ///< the step in progress tries it
     std::set<Ticket> withdrawn_;
-    int quietFetches_ = 0; ///< in a row that were no operation
+    std::vector<Ticket> released_; ///< were withdrawn, and are not in the driver's lists any more
+    int quietFetches_ = 0;         ///< in a row that were no operation; 2 stands for more as well
 };
 
 } // namespace plc::host

@@ -26,8 +26,10 @@ constexpr Row kRows[] = {
     {kExceptionBusy, {"server device busy", "the station is at work on something else; ask again"}},
     {7, {"negative acknowledge", "the station cannot carry the request out"}},
     {8, {"memory parity error", "the station's extended memory is damaged"}},
-    {10, {"gateway path unavailable", "the gateway is badly set up or overloaded; look at the gateway"}},
-    {11, {"gateway target failed to respond", "the station behind the gateway is silent"}},
+    {kExceptionGatewayPath,
+     {"gateway path unavailable", "the gateway is badly set up or overloaded; look at the gateway"}},
+    {kExceptionGatewayTarget,
+     {"gateway target failed to respond", "the station behind the gateway is silent"}},
 };
 
 constexpr ExceptionMeaning kUnknown = {"unknown exception", "see the station's manual"};
@@ -41,6 +43,13 @@ ExceptionMeaning exceptionMeaning(int code)
             return row.meaning;
     }
     return kUnknown;
+}
+
+std::string exceptionLabel(int code)
+{
+    char number[16];
+    std::snprintf(number, sizeof number, "%02d ", code);
+    return number + std::string(exceptionMeaning(code).name);
 }
 
 std::string describeException(int function, int code, int address, int count)

@@ -11,6 +11,8 @@ constexpr int kExceptionFunction = 1;
 constexpr int kExceptionAddress = 2;
 constexpr int kExceptionValue = 3;
 constexpr int kExceptionBusy = 6;
+constexpr int kExceptionGatewayPath = 10;
+constexpr int kExceptionGatewayTarget = 11;
 
 /// Name and advice for an exception code (MODBUS Application Protocol V1.1b3, 7).
 struct ExceptionMeaning
@@ -21,6 +23,9 @@ struct ExceptionMeaning
 
 /// Meaning of @p code; a code without one is named "unknown exception".
 ExceptionMeaning exceptionMeaning(int code);
+
+/// "02 illegal data address".
+std::string exceptionLabel(int code);
 
 /// "exception 02 (illegal data address) to function 3, address 1000, count 20: ..." with the advice.
 /// @param address  first register or bit of the refused request.

@@ -32,6 +32,8 @@ struct StationNews
     int failures = 0; ///< requests in a row that have failed; when it went offline
     Time lasted{};    ///< how long it was offline; when it came back
     Time nextProbe{}; ///< from now; when it went offline
+    int switches =
+        0; ///< how often the user had switched it by then; the news mean nothing after another time
 };
 
 /// "station 5 is offline after 3 failures in a row; next try in 10 s".
@@ -43,6 +45,7 @@ struct News
     std::optional<StepReport> step;
     bool ordinaryRead = false; ///< the step was a read of the driver's read list, not of a priority level
     std::vector<OperationNews> operations;
+    std::vector<Ticket> released;       ///< withdrawn operations that the driver holds no more
     std::optional<StationNews> station; ///< behind the operations
     std::string trace;
     std::string portLost;

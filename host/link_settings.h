@@ -27,12 +27,17 @@ std::string optionHelp();
 /// @throw Failure  (wrong usage) that lists the names.
 quint32 optionMask(const std::string &name);
 
+constexpr int kSlowestBaud = 300;
+constexpr int kFastestBaud = 4000000;
+
 constexpr quint32 kOptionOneBased = 1u << 0;
 constexpr quint32 kOptionBitFromMirror = 1u << 4;
 constexpr quint32 kOptionSingleRegisters = 1u << 5;
 constexpr quint32 kOptionSingleCoils = 1u << 6;
 constexpr quint32 kOptionSwapRequestCrc = 1u << 7;
 constexpr quint32 kOptionSwapReplyCrc = 1u << 8;
+constexpr quint32 kOptionNoReplyToSingle = 1u << 9;
+constexpr quint32 kOptionNoReplyToBlock = 1u << 10;
 constexpr quint32 kOptionNoBitPacking = 1u << 11;
 
 struct LinkSettings

@@ -4,6 +4,7 @@
 #define PLC_HOST_LINK_TIME_H
 
 #include <chrono>
+#include <cmath>
 
 namespace plc::host {
 
@@ -19,6 +20,12 @@ inline Time steadyNow()
 inline double seconds(Time duration)
 {
     return std::chrono::duration<double>(duration).count();
+}
+
+/// From what people type.
+inline Time fromSeconds(double value)
+{
+    return Time(std::llround(value * 1e9));
 }
 
 } // namespace plc::host

@@ -12,7 +12,15 @@ bool samePlace(const Footprint &a, const Footprint &b)
            b.first < a.first + a.count;
 }
 
+/// Trials of offline stations share the list of one-shot reads.
+constexpr int kMostTrials = 256;
+
 } // namespace
+
+int OperationLedger::listSize(bool isWrite)
+{
+    return isWrite ? kDriverListSize : kDriverListSize - kMostTrials;
+}
 
 Ticket OperationLedger::open(const Footprint &footprint)
 {
@@ -26,15 +34,29 @@ bool OperationLedger::mayStart(Ticket ticket) const
     if (entry == open_.end())
         return false;
     const Footprint &wanted = entry->second.footprint;
-    int pieces = wanted.pieces;
-    for (const auto &[otherTicket, other] : open_) {
-        if (!other.started || other.footprint.isWrite != wanted.isWrite)
-            continue;
-        pieces += other.footprint.pieces;
-        if (wanted.isWrite && samePlace(wanted, other.footprint))
-            return false;
+    if (wanted.isWrite && !(isFree(open_, wanted) && isFree(withdrawn_, wanted)))
+        return false;
+    const int pieces = piecesIn(open_, wanted.isWrite) + piecesIn(withdrawn_, wanted.isWrite);
+    return pieces + wanted.pieces <= listSize(wanted.isWrite);
+}
+
+/// True when no write in the driver's list is to the same place.
+bool OperationLedger::isFree(const Entries &entries, const Footprint &wanted)
+{
+    return std::none_of(entries.begin(), entries.end(), [&wanted](const auto &other) {
+        const Footprint &taken = other.second.footprint;
+        return other.second.started && taken.isWrite && samePlace(wanted, taken);
+    });
+}
+
+int OperationLedger::piecesIn(const Entries &entries, bool isWrite)
+{
+    int pieces = 0;
+    for (const auto &[ticket, entry] : entries) {
+        if (entry.started && entry.footprint.isWrite == isWrite)
+            pieces += entry.footprint.pieces;
     }
-    return pieces <= kDriverListSize;
+    return pieces;
 }
 
 void OperationLedger::start(Ticket ticket)
@@ -46,8 +68,9 @@ void OperationLedger::start(Ticket ticket)
 
 int OperationLedger::startedCount() const
 {
-    return static_cast<int>(
-        std::count_if(open_.begin(), open_.end(), [](const auto &entry) { return entry.second.started; }));
+    const auto started =
+        std::count_if(open_.begin(), open_.end(), [](const auto &entry) { return entry.second.started; });
+    return static_cast<int>(started) + static_cast<int>(withdrawn_.size());
 }
 
 bool OperationLedger::close(Ticket ticket, const OperationResult &result)
@@ -66,14 +89,22 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end)
             ++entry;
             continue;
         }
-        if (entry->second.started)
+        if (entry->second.started) {
             withDriver.push_back(entry->first);
+            withdrawn_.insert(*entry);
+        }
         OperationResult result;
         result.end = end;
         closed_.emplace(entry->first, result);
         entry = open_.erase(entry);
     }
     return withDriver;
+}
+
+void OperationLedger::release(const std::vector<Ticket> &tickets)
+{
+    for (const Ticket ticket : tickets)
+        withdrawn_.erase(ticket);
 }
 
 OperationResult OperationLedger::result(Ticket ticket) const

@@ -47,9 +47,13 @@ public:
     /// @return false when it had ended before, or was never opened; then nothing changes.
     bool close(Ticket ticket, const OperationResult &result);
 
-    /// Ends all open operations of @p station; -1 for all stations.
+    /// Ends all open operations of @p station; -1 for all stations. Those that the driver has been handed go on
+    /// filling its lists until they are released.
     /// @return those of them that the driver has been handed.
     std::vector<Ticket> closeAll(int station, OperationEnd end);
+
+    /// The driver's lists hold none of these operations any more.
+    void release(const std::vector<Ticket> &tickets);
 
     /// Result of an operation; `end` is Open while it is on its way, and after it has been forgotten.
     OperationResult result(Ticket ticket) const;
@@ -57,8 +61,11 @@ public:
     /// Drops the result of an operation that has ended and has been reported.
     void forget(Ticket ticket) { closed_.erase(ticket); }
 
-    /// Operations in the driver's hands.
+    /// Operations in the driver's hands, ended ones included.
     int startedCount() const;
+
+    /// Pieces that one list of the driver takes, of writes or of reads.
+    static int listSize(bool isWrite);
 
 private:
     struct Entry
@@ -66,7 +73,13 @@ private:
         Footprint footprint;
         bool started;
     };
-    std::map<Ticket, Entry> open_;
+    using Entries = std::map<Ticket, Entry>;
+
+    static bool isFree(const Entries &entries, const Footprint &wanted);
+    static int piecesIn(const Entries &entries, bool isWrite);
+
+    Entries open_;
+    Entries withdrawn_; ///< ended, but still in the driver's lists
     std::map<Ticket, OperationResult> closed_;
     Ticket last_ = 0;
 };

@@ -6,19 +6,14 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "exception_codes.h"
+
 namespace plc::host {
 
 namespace {
 
 constexpr int kUsualWidth = 80;
 constexpr int kUsualHeight = 24;
-
-std::string fixed(double value, int digits)
-{
-    char text[48];
-    std::snprintf(text, sizeof text, "%.*f", digits, value);
-    return text;
-}
 
 long milliseconds(Time time)
 {
@@ -80,6 +75,42 @@ std::string counterLine(const Counters &c)
 }
 
 } // namespace
+
+Format formatOf(const std::string &name)
+{
+    if (name == "csv")
+        return Format::Csv;
+    return name == "ndjson" ? Format::NdJson : Format::Text;
+}
+
+NumberStyle numberStyleOf(bool hex, bool isSigned)
+{
+    if (hex)
+        return NumberStyle::Hex;
+    return isSigned ? NumberStyle::Signed : NumberStyle::Unsigned;
+}
+
+std::string fixed(double value, int digits)
+{
+    char text[48];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    return text;
+}
+
+Row rowOf(const Variable &variable, int station, const WatchStatus &status, const Values &values)
+{
+    Row row;
+    row.variable = variable;
+    row.station = station;
+    row.state = stateName(status.state);
+    if (status.state == VariableState::Refused)
+        row.detail = exceptionLabel(status.last.exceptionCode);
+    if (status.hasValue) {
+        row.values = values;
+        row.age = status.age;
+    }
+    return row;
+}
 
 const char *stateName(VariableState state)
 {

@@ -19,6 +19,14 @@ enum class Format
     NdJson
 };
 
+/// "text", "csv" or "ndjson"; anything else is text.
+Format formatOf(const std::string &name);
+
+NumberStyle numberStyleOf(bool hex, bool isSigned);
+
+/// "12.50" with two digits.
+std::string fixed(double value, int digits);
+
 /// One variable as it is shown.
 struct Row
 {
@@ -30,6 +38,10 @@ struct Row
     std::optional<Time> age;
     std::optional<Time> moment; ///< since the start, for repeated rows
 };
+
+/// The row of a variable that is read over and over.
+/// @param values  as the mirror has them; shown only if the status says that there are any.
+Row rowOf(const Variable &variable, int station, const WatchStatus &status, const Values &values);
 
 /// "never read", "good", "stale", "refused", "no answer", "bad reply", "line busy", "switched off",
 /// "offline".

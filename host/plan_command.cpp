@@ -49,13 +49,6 @@ double inMilliseconds(Time time)
     return seconds(time) * 1000.0;
 }
 
-std::string fixed(double value, int digits)
-{
-    char text[48];
-    std::snprintf(text, sizeof text, "%.*f", digits, value);
-    return text;
-}
-
 double ratio(double single, double grouped)
 {
     return grouped > 0 ? single / grouped : 0.0;

@@ -16,9 +16,8 @@ namespace plc::host {
 
 namespace {
 
-constexpr int kSlowest = 300;
-constexpr int kFastest = 4000000;
 constexpr int kLongestMs = 60000;
+constexpr int kLongestTrialMs = 3600000;
 constexpr int kMostRetries = 100;
 constexpr int kMostFailures = 1000;
 constexpr int kMostRegistersInOneRead = 125;
@@ -50,20 +49,6 @@ constexpr NamePrefix kNamePrefixes[] = {
 /// The driver divides the number in a bit's name by this.
 constexpr int kBitNameScale = 8;
 
-const char *prefixOf(int baseType)
-{
-    switch (baseType) {
-    case kCoil:
-        return "0x";
-    case kDiscreteInput:
-        return "1x";
-    case kInputRegister:
-        return "3x";
-    default:
-        return "4x";
-    }
-}
-
 std::string quoted(const std::string &text)
 {
     return "'" + text + "'";
@@ -89,7 +74,7 @@ PriorityRow rowFor(const std::string &name, int baseType, int address, int level
         row.texts.append(QString());
     row.texts[0] = QString::fromStdString(name);
     row.texts[kLevelText] = QString::number(level);
-    row.texts.last() = QLatin1String(prefixOf(baseType)) +
+    row.texts.last() = QLatin1String(areaName(baseType)) +
                        QString::number(isBitArea(baseType) ? address * kBitNameScale : address);
     return row;
 }
@@ -183,10 +168,10 @@ private:
         return [=](const LocatedValue &value) { *target = number(value, least, most); };
     }
 
-    Take millisecondsInto(Time *target, int least) const
+    Take millisecondsInto(Time *target, int least, int most = kLongestMs) const
     {
         return [=](const LocatedValue &value) {
-            *target = std::chrono::milliseconds(number(value, least, kLongestMs));
+            *target = std::chrono::milliseconds(number(value, least, most));
         };
     }
 
@@ -196,7 +181,7 @@ private:
         visit(
             value, "the link",
             {{"port", [&](const LocatedValue &port) { link.port = text(port, "a path, as /dev/ttyUSB0,"); }},
-             {"baud", numberInto(&link.baud, kSlowest, kFastest)},
+             {"baud", numberInto(&link.baud, kSlowestBaud, kFastestBaud)},
              {"parity", [&](const LocatedValue &parity) { readParity(parity); }},
              {"stopBits", numberInto(&link.stopBits, 1, 2)},
              {"retryLimit", numberInto(&link.retries, 0, kMostRetries)},
@@ -215,8 +200,10 @@ private:
              {"echo", [&](const LocatedValue &echo) { link.echo = flag(echo); }},
              {"without", [&](const LocatedValue &without) { readPoliciesOff(without); }},
              {"offlineAfter", numberInto(&link.offline.failures, 1, kMostFailures)},
-             {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, 100)},
-             {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, 100)}});
+             {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, 100, kLongestTrialMs)},
+             {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, 100, kLongestTrialMs)}});
+        if (link.offline.firstProbe > link.offline.longestProbe)
+            refuseAt(file_, value.place, "firstTrialMs must not be longer than longestTrialMs");
     }
 
     void readParity(const LocatedValue &value)

@@ -36,23 +36,14 @@ public:
     const ScanStatistics &scans() const { return scans_; }
 
 private:
-    struct Reading
-    {
-        OperationResult last;
-        bool hasValue = false;
-        Time lastGood{};
-        std::uint64_t served = 0;
-    };
     void setOffline(int station, bool offline);
-    bool isSwitchedOff(int variable) const;
-    Time staleAfter() const;
 
     RequestMap map_;
     ScanStatistics scans_;
     Time timeout_;
-    std::vector<Reading> readings_; ///< by request
-    std::set<int> switchedOff_;     ///< stations
-    std::set<int> offline_;         ///< stations
+    std::vector<ReadState> readings_; ///< by request
+    std::set<int> switchedOff_;       ///< stations
+    std::set<int> offline_;           ///< stations
 };
 
 } // namespace plc::host

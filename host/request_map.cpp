@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/register_types.h"
+#include "driver_link.h"
 
 namespace plc::host {
 
@@ -53,23 +54,9 @@ bool operator<(const RequestPlace &a, const RequestPlace &b)
 
 bool isOrdinaryRead(const RW_VAR &result, const RequestPlace &place)
 {
-    return result.hostId == kGroupedHostId && result.hostSubId == kGroupedSubId && result.direction == 0 &&
+    return result.hostId == kCyclicHostId && result.hostSubId == kGroupedSubId && result.direction == 0 &&
            result.station == place.station && result.regType == place.baseType &&
            result.address == place.first && result.count == place.count;
-}
-
-const char *areaName(int baseType)
-{
-    switch (baseType) {
-    case kCoil:
-        return "0x";
-    case kDiscreteInput:
-        return "1x";
-    case kInputRegister:
-        return "3x";
-    default:
-        return "4x";
-    }
 }
 
 RequestMap::RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows)

@@ -24,17 +24,13 @@ struct RequestPlace
 
 bool operator<(const RequestPlace &a, const RequestPlace &b);
 
-/// `hostId` of all cyclic reads, and `hostSubId` of those that the driver has grouped itself.
-constexpr int kGroupedHostId = 0;
+/// `hostSubId` of the cyclic reads that the driver has grouped itself.
 constexpr int kGroupedSubId = -1;
 
 /// True when @p result, the record that DataCom() returned at the end of a step, says that the grouped read
 /// at
 /// @p place was one of the read list. Reads of the priority levels leave the record as it was.
 bool isOrdinaryRead(const RW_VAR &result, const RequestPlace &place);
-
-/// "0x", "1x", "3x", "4x" for base types 0, 1, 4, 5.
-const char *areaName(int baseType);
 
 /// Grouped requests carry no identifier of the variables that they cover, so that they are told apart by
 /// their place. Requests and variables are numbered from 0, variables as in the project. Not locked: one

@@ -18,7 +18,6 @@ constexpr int kScansToSettle = 2;
 constexpr int kScans = 10;
 /// Far more than scans of thousands of requests take; reached only where some are never served.
 constexpr int kMostExchanges = 200000;
-constexpr quint32 kOptionReplyCrcHighFirst = 1u << 8;
 
 int readFunction(int baseType)
 {
@@ -56,7 +55,7 @@ std::optional<Exchange> exchangeWithoutLine(DriverLibrary &driver, const LinkSet
     Protocol *const head = driver.comCommunication(0);
     if (!head)
         return std::nullopt;
-    QByteArray reply = zeroReply(*head, (link.options & kOptionReplyCrcHighFirst) != 0);
+    QByteArray reply = zeroReply(*head, (link.options & kOptionSwapReplyCrc) != 0);
     Exchange exchange;
     exchange.place = {head->var.station, head->var.regType, head->var.address, head->var.count};
     exchange.bytesOut = head->sendLen;

@@ -14,7 +14,6 @@
 
 #include "commands.h"
 #include "driver_library.h"
-#include "exception_codes.h"
 #include "input_lines.h"
 #include "interrupt.h"
 #include "line_timing.h"
@@ -78,27 +77,9 @@ struct RunOptions
     bool verbose = false;
     bool quiet = false;
 
-    Format outputFormat() const
-    {
-        return format == "csv" ? Format::Csv : format == "ndjson" ? Format::NdJson : Format::Text;
-    }
-    NumberStyle numberStyle() const
-    {
-        return hex ? NumberStyle::Hex : isSigned ? NumberStyle::Signed : NumberStyle::Unsigned;
-    }
+    Format outputFormat() const { return formatOf(format); }
+    NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
 };
-
-Time fromSeconds(double value)
-{
-    return Time(static_cast<std::int64_t>(value * 1e9));
-}
-
-std::string fixed(double value, int digits)
-{
-    char text[48];
-    std::snprintf(text, sizeof text, "%.*f", digits, value);
-    return text;
-}
 
 /// A page of rows on a terminal, with the latest reports under it, redrawn in place. What people type stands
 /// in the line below.
@@ -235,7 +216,8 @@ public:
         endedAt_ = steadyNow();
         reportEnded();
         for (const OpenWrite &write : writes_)
-            report(write, OperationEnd::Open, "the run was ended before it was its turn");
+            report(write, OperationEnd::Open,
+                   "the run was ended before the write had; it may have been sent");
         writes_.clear();
         show(endedAt_ - start);
         return finish();
@@ -364,20 +346,10 @@ private:
         std::fflush(stdout);
     }
 
-    Row rowOf(int number) const
+    Row rowAt(int number) const
     {
-        const WatchStatus status = statusOf(number);
-        Row row;
-        row.variable = variableAt(number);
-        row.station = session_.stationOf(row.variable);
-        row.state = stateName(status.state);
-        if (status.state == VariableState::Refused)
-            row.detail = exceptionMeaning(status.last.exceptionCode).name;
-        if (status.hasValue) {
-            row.values = session_.values(row.variable);
-            row.age = status.age;
-        }
-        return row;
+        const Variable &variable = variableAt(number);
+        return rowOf(variable, session_.stationOf(variable), statusOf(number), session_.values(variable));
     }
 
     void show(Time moment)
@@ -386,14 +358,14 @@ private:
             const auto [from, end] = table_.visible(count());
             std::vector<Row> rows;
             for (int i = from; i < end; ++i)
-                rows.push_back(rowOf(i));
+                rows.push_back(rowAt(i));
             table_.draw(rows);
             if (endedAt_ != Time::zero())
                 std::fputs("\r\x1b[K", stdout); // a line that was begun
             return;
         }
         for (int i = 0; i < count(); ++i) {
-            Row row = rowOf(i);
+            Row row = rowAt(i);
             row.moment = moment;
             printer_.print(row);
         }
@@ -475,8 +447,17 @@ private:
             if (status.state == VariableState::SwitchedOff)
                 continue;
             ends_.push_back(status.last.end);
+            tellFailure(variableAt(i), status);
         }
         return ends_.empty() ? kExitGood : exitCodeOf(ends_);
+    }
+
+    /// What is wrong with a variable, and what to try.
+    void tellFailure(const Variable &variable, const WatchStatus &status) const
+    {
+        if (status.last.end != OperationEnd::Good)
+            std::fprintf(stderr, "plchost: %s: %s\n", variable.label.c_str(),
+                         describeResult(status.last, session_.stationOf(variable), project_.link).c_str());
     }
 
     WatchStatus statusOf(int number) const

@@ -12,7 +12,6 @@ namespace plc::host {
 namespace {
 
 constexpr Time kPumpSlice = std::chrono::milliseconds(50);
-constexpr Time kStaleAtLeast = std::chrono::seconds(3);
 constexpr std::size_t kWordAreaSize = 50501;
 constexpr int kWriteModeQueued = 2;
 constexpr int kModeParsed = 0;
@@ -20,29 +19,6 @@ constexpr int kMostRegistersInOneWrite = 123;
 constexpr int kMostCoilsInOneWrite = 1968;
 
 } // namespace
-
-VariableState stateOf(OperationEnd end)
-{
-    switch (end) {
-    case OperationEnd::Good:
-        return VariableState::Good;
-    case OperationEnd::Refused:
-        return VariableState::Refused;
-    case OperationEnd::Unusable:
-        return VariableState::BadReply;
-    case OperationEnd::LineBusy:
-        return VariableState::LineBusy;
-    case OperationEnd::Offline:
-        return VariableState::Offline;
-    case OperationEnd::Open:
-        return VariableState::NeverRead;
-    case OperationEnd::NoReply:
-    case OperationEnd::PortLost:
-    case OperationEnd::Dropped:
-        break;
-    }
-    return VariableState::NoAnswer;
-}
 
 Session::Session(DriverLibrary &driver, const LinkSettings &settings)
     : Session(driver, settings, [](DriverLibrary &library, COM_INFO &info, const LinkSettings &link) {
@@ -175,10 +151,11 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
     footprint.first = variable.baseFirst();
     footprint.count = variable.baseCount();
     footprint.pieces = isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
-    if (footprint.pieces > kDriverListSize)
+    const int most = OperationLedger::listSize(isWrite);
+    if (footprint.pieces > most)
         throw Failure(kExitUsage, "variable '" + variable.text + "' takes " +
                                       std::to_string(footprint.pieces) + " requests, at most " +
-                                      std::to_string(kDriverListSize) +
+                                      std::to_string(most) +
                                       " are possible; take fewer values or a larger --max-block");
     const Ticket ticket = ledger_.open(footprint);
     if (isOffline(footprint.station) || switchedOff_.count(footprint.station) > 0) {
@@ -239,16 +216,18 @@ void Session::handWrite(const Order &order)
 
 void Session::pump(Time until)
 {
-    for (const News &news : link_->take(until))
-        digest(news);
+    for (News &news : link_->take(until))
+        digest(std::move(news));
     link_->setOpenOperations(ledger_.startedCount());
     startWaiting();
 }
 
-void Session::digest(const News &news)
+void Session::digest(News &&news)
 {
     if (!news.trace.empty())
         std::fprintf(stderr, "%s\n", news.trace.c_str());
+    if (news.station && isOutdated(*news.station))
+        news.station.reset();
     if (news.statistics)
         statistics_ = *news.statistics;
     if (news.step)
@@ -259,6 +238,7 @@ void Session::digest(const News &news)
         listener_(news);
     for (const OperationNews &operation : news.operations)
         ledger_.close(operation.ticket, operation.result);
+    ledger_.release(news.released);
     if (news.station)
         noteStation(*news.station);
     if (news.portLost.empty())
@@ -277,14 +257,19 @@ void Session::noteRegisters(const StepReport &report)
         knownRegisters_.insert({request.station, request.address + i});
 }
 
+/// True when the user has switched the station since.
+bool Session::isOutdated(const StationNews &news) const
+{
+    const auto found = switches_.find(news.station);
+    return (found == switches_.end() ? 0 : found->second) != news.switches;
+}
+
 void Session::noteStation(const StationNews &news)
 {
     if (!news.offline) {
         offline_.erase(news.station);
         return;
     }
-    if (switchedOff_.count(news.station) > 0)
-        return; // the news are older than that
     offline_.insert(news.station);
     link_->withdraw(ledger_.closeAll(news.station, OperationEnd::Offline));
 }
@@ -292,17 +277,8 @@ void Session::noteStation(const StationNews &news)
 void Session::noteCyclic(const StepReport &report)
 {
     const auto index = static_cast<std::size_t>(report.request.hostSubId);
-    if (index >= cyclicReads_.size())
-        return;
-    if (report.cause == AttemptEnd::Withheld)
-        return; // nobody was asked
-    CyclicRead &read = cyclicReads_[index];
-    read.last = resultOf(report);
-    ++read.scans;
-    if (read.last.end != OperationEnd::Good)
-        return;
-    read.hasValue = true;
-    read.lastGood = report.endedAt;
+    if (index < cyclicReads_.size())
+        cyclicReads_[index].state.note(report);
 }
 
 OperationResult Session::await(Ticket ticket)
@@ -315,6 +291,7 @@ OperationResult Session::await(Ticket ticket)
 void Session::setStationEnabled(int station, bool enabled)
 {
     link_->setStationEnabled(station, enabled);
+    ++switches_[station];
     offline_.erase(station);
     if (enabled) {
         switchedOff_.erase(station);
@@ -332,32 +309,14 @@ Values Session::values(const Variable &variable) const
     return decodeValues(bytes, variable.area->unit, variable.count);
 }
 
-Time Session::staleAfter() const
-{
-    return std::max(kStaleAtLeast, 2 * (settings_.pollInterval + settings_.timeout));
-}
-
 WatchStatus Session::status(int number) const
 {
-    WatchStatus status;
-    bool first = true;
-    Time oldest{};
+    std::vector<const ReadState *> parts;
     for (const CyclicRead &read : cyclicReads_) {
-        if (read.variable != number)
-            continue;
-        const bool worse = status.last.end == OperationEnd::Good && read.last.end != OperationEnd::Good;
-        if (first || worse)
-            status.last = read.last;
-        status.hasValue = (first || status.hasValue) && read.hasValue;
-        oldest = first ? read.lastGood : std::min(oldest, read.lastGood);
-        status.scans = first ? read.scans : std::min(status.scans, read.scans);
-        first = false;
+        if (read.variable == number)
+            parts.push_back(&read.state);
     }
-    status.state = stateOf(status.last.end);
-    if (status.hasValue)
-        status.age = link_->now() - oldest;
-    if (status.state == VariableState::Good && status.age > staleAfter())
-        status.state = VariableState::Stale;
+    WatchStatus status = statusOf(parts, link_->now(), settings_.timeout);
     const int station = stationOf(watched_[static_cast<std::size_t>(number)]);
     if (isOffline(station)) {
         status.state = VariableState::Offline;

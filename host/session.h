@@ -5,6 +5,7 @@
 
 #include <deque>
 #include <functional>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -14,36 +15,11 @@
 #include "link.h"
 #include "link_settings.h"
 #include "operation_ledger.h"
+#include "read_state.h"
 #include "values.h"
 #include "variable.h"
 
 namespace plc::host {
-
-enum class VariableState
-{
-    NeverRead,
-    Good,
-    Stale,   ///< the last answer was good and is too long ago
-    Refused, ///< by the station
-    NoAnswer,
-    BadReply,
-    LineBusy,    ///< the line never fell silent
-    SwitchedOff, ///< by the user: nobody asks its station
-    Offline      ///< its station does not answer and is left alone but for a trial now and then
-};
-
-/// State of a variable whose last reading ended so.
-VariableState stateOf(OperationEnd end);
-
-/// What is known of a cyclically read variable besides its value.
-struct WatchStatus
-{
-    VariableState state = VariableState::NeverRead;
-    OperationResult last;    ///< of the last attempt to read it
-    bool hasValue = false;   ///< it was read completely at least once
-    Time age{};              ///< since its oldest part was read; only with hasValue
-    std::uint64_t scans = 0; ///< how often each part of it was asked for at least, with any result
-};
 
 /// Drives the driver. All calls on one thread, the main thread; one session at a time.
 class Session
@@ -118,10 +94,7 @@ private:
     {
         int variable = 0;
         int station = 0;
-        bool hasValue = false;
-        Time lastGood{};
-        OperationResult last;
-        std::uint64_t scans = 0;
+        ReadState state;
     };
     struct Order
     {
@@ -131,8 +104,9 @@ private:
         Ticket ticket;
     };
 
-    void digest(const News &news);
+    void digest(News &&news);
     void noteCyclic(const StepReport &report);
+    bool isOutdated(const StationNews &news) const;
     void noteStation(const StationNews &news);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
     void startWaiting();
@@ -141,7 +115,6 @@ private:
     void checkWrite(const Variable &variable) const;
     void checkBitWrite(const Variable &variable) const;
     void noteRegisters(const StepReport &report);
-    Time staleAfter() const;
 
     DriverLibrary &driver_;
     LinkSettings settings_;
@@ -152,8 +125,9 @@ private:
     std::deque<Order> waiting_; ///< not handed to the driver yet, oldest first
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;
-    std::set<int> offline_;     ///< stations
-    std::set<int> switchedOff_; ///< stations
+    std::set<int> offline_;       ///< stations
+    std::set<int> switchedOff_;   ///< stations
+    std::map<int, int> switches_; ///< how often the user has switched a station
     /// Station and address of what was read; kept only where bits are written from it.
     std::set<std::pair<int, int>> knownRegisters_;
     Statistics statistics_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/register_types.h"
+#include "exception_codes.h"
 
 namespace plc::host {
 
@@ -28,6 +29,12 @@ Probe probeFor(const Request &request)
     }
 }
 
+/// Nobody is behind the gateway.
+bool isGatewaysWord(int exceptionCode)
+{
+    return exceptionCode == kExceptionGatewayPath || exceptionCode == kExceptionGatewayTarget;
+}
+
 } // namespace
 
 StationChange StationGuard::stepEnded(const StepReport &report)
@@ -35,24 +42,29 @@ StationChange StationGuard::stepEnded(const StepReport &report)
     constexpr int kBroadcast = 0;
     if (report.request.station == kBroadcast)
         return StationChange::None;
-    Record &record = stations_[report.request.station];
     switch (report.cause) {
-    case AttemptEnd::Good:
     case AttemptEnd::Exception:
-        return answered(record, report.endedAt);
+        if (isGatewaysWord(report.exceptionCode))
+            return failed(report);
+        return answered(report.request.station, report.endedAt);
+    case AttemptEnd::Good:
+        return answered(report.request.station, report.endedAt);
     case AttemptEnd::NoReply:
     case AttemptEnd::Unusable:
-        return failed(record, report);
-    case AttemptEnd::NoReplyDue:
+        return failed(report);
     case AttemptEnd::LineBusy:
+        putOff(report);
+        break;
+    case AttemptEnd::NoReplyDue:
     case AttemptEnd::Withheld:
         break;
     }
     return StationChange::None;
 }
 
-StationChange StationGuard::failed(Record &record, const StepReport &report)
+StationChange StationGuard::failed(const StepReport &report)
 {
+    Record &record = stations_[report.request.station];
     record.failures = std::min(record.failures, settings_.failures) + 1;
     record.probe = probeFor(report.request);
     if (record.offline) {
@@ -60,40 +72,61 @@ StationChange StationGuard::failed(Record &record, const StepReport &report)
         record.nextProbe = report.endedAt + record.distance;
         return StationChange::None;
     }
-    if (record.failures < settings_.failures)
+    // One that manages a short frame now and then would otherwise take its share of the line over and over.
+    const bool isRelapse = record.onProbation;
+    if (!isRelapse && record.failures < settings_.failures)
         return StationChange::None;
     record.offline = true;
+    record.onProbation = false;
     record.since = report.endedAt;
-    record.distance = std::min(settings_.firstProbe, settings_.longestProbe);
+    record.distance =
+        std::min(isRelapse ? 2 * record.distance : settings_.firstProbe, settings_.longestProbe);
     record.nextProbe = report.endedAt + record.distance;
     return StationChange::WentOffline;
 }
 
-StationChange StationGuard::answered(Record &record, Time now)
+StationChange StationGuard::answered(int station, Time now)
 {
+    Record &record = stations_[station];
+    // Where nobody had answered meanwhile, it was the line that was gone: then the others are there again, too.
+    const bool lineIsBack = record.offline && isSilentSince(record.since);
+    const bool isBack = record.offline;
     record.failures = 0;
-    if (!record.offline)
-        return StationChange::None;
-    // Where nobody had answered, it was the line that was gone: then the others are there again, too.
-    const bool lineIsBack = allOffline();
+    record.lastAnswer = now;
     record.offline = false;
+    record.onProbation = isBack;
     if (lineIsBack) {
-        for (auto &[station, other] : stations_)
+        for (auto &[number, other] : stations_)
             other.nextProbe = std::min(other.nextProbe, now);
     }
-    return StationChange::CameBack;
+    return isBack ? StationChange::CameBack : StationChange::None;
 }
 
-bool StationGuard::allOffline() const
+/// A trial could not go out: the others have the next turns.
+void StationGuard::putOff(const StepReport &report)
+{
+    constexpr Time kSoon = std::chrono::seconds(1);
+    const auto found = stations_.find(report.request.station);
+    if (found != stations_.end())
+        found->second.nextProbe = std::max(found->second.nextProbe, report.endedAt + kSoon);
+}
+
+bool StationGuard::isSilentSince(Time moment) const
 {
     return std::all_of(stations_.begin(), stations_.end(),
-                       [](const auto &entry) { return entry.second.offline; });
+                       [moment](const auto &entry) { return entry.second.lastAnswer < moment; });
 }
 
 bool StationGuard::isOffline(int station) const
 {
     const auto found = stations_.find(station);
     return found != stations_.end() && found->second.offline;
+}
+
+bool StationGuard::isOnProbation(int station) const
+{
+    const auto found = stations_.find(station);
+    return found != stations_.end() && found->second.onProbation;
 }
 
 std::optional<Probe> StationGuard::due(Time now) const
@@ -116,6 +149,12 @@ int StationGuard::failuresOf(int station) const
 {
     const auto found = stations_.find(station);
     return found == stations_.end() ? 0 : found->second.failures;
+}
+
+Time StationGuard::nextDistance(int station) const
+{
+    const auto found = stations_.find(station);
+    return found == stations_.end() ? Time::zero() : found->second.distance;
 }
 
 } // namespace plc::host

@@ -35,15 +35,20 @@ public:
     explicit StationGuard(const OfflineSettings &settings) : settings_(settings) {}
 
     /// Takes the end of a transaction. An answer of any kind, an exception as well, shows that the station is
-    /// there; a line that never fell silent and a request that was never sent show nothing.
+    /// there, unless it is a gateway's, which says that nobody is behind it. A line that never fell silent and a
+    /// request that was never sent show nothing.
     StationChange stepEnded(const StepReport &report);
 
     bool isOffline(int station) const;
+    /// It has answered a trial, and nothing of what it is asked otherwise yet.
+    bool isOnProbation(int station) const;
     /// The station that is to be tried now; nothing when there is none. The one that has waited longest comes first.
     std::optional<Probe> due(Time now) const;
     /// How long the station has been offline, or was.
     Time offlineSince(int station) const;
     int failuresOf(int station) const;
+    /// Of an offline station, from the last trial to the next.
+    Time nextDistance(int station) const;
 
     /// Forgets what is known of a station: it counts as one that has not been asked yet.
     void forget(int station) { stations_.erase(station); }
@@ -53,15 +58,18 @@ private:
     {
         int failures = 0;
         bool offline = false;
-        Time since{};     ///< when it went offline
-        Time nextProbe{}; ///< only while offline
-        Time distance{};  ///< from the last trial to the next
-        Probe probe;      ///< what the last failed request had asked for
+        bool onProbation = false;
+        Time since{};      ///< when it went offline
+        Time nextProbe{};  ///< only while offline
+        Time distance{};   ///< from the last trial to the next
+        Time lastAnswer{}; ///< 0 = never
+        Probe probe;       ///< what the last failed request had asked for
     };
 
-    StationChange failed(Record &record, const StepReport &report);
-    StationChange answered(Record &record, Time now);
-    bool allOffline() const;
+    StationChange failed(const StepReport &report);
+    StationChange answered(int station, Time now);
+    void putOff(const StepReport &report);
+    bool isSilentSince(Time moment) const;
 
     OfflineSettings settings_;
     std::map<int, Record> stations_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "core/register_types.h"
 #include "failure.h"
 
 namespace plc::host {
@@ -181,6 +182,20 @@ Variable parseVariable(const std::string &text, bool oneBased)
         refuse(text, addressPart.at, "a 32-bit value needs two registers, and this is the last one");
     variable.count = number(text, rest, "the count", 1, most);
     return variable;
+}
+
+const char *areaName(int baseType)
+{
+    switch (baseType) {
+    case kCoil:
+        return "0x";
+    case kDiscreteInput:
+        return "1x";
+    case kInputRegister:
+        return "3x";
+    default:
+        return "4x";
+    }
 }
 
 } // namespace plc::host

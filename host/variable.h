@@ -66,6 +66,9 @@ struct Variable
 /// @throw Failure   (wrong usage) that names the variable, the place in it, and what is allowed.
 Variable parseVariable(const std::string &text, bool oneBased);
 
+/// "0x", "1x", "3x", "4x" for base types 0, 1, 4, 5.
+const char *areaName(int baseType);
+
 } // namespace plc::host
 
 #endif

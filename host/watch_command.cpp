@@ -11,7 +11,6 @@
 #include "command_options.h"
 #include "commands.h"
 #include "driver_library.h"
-#include "exception_codes.h"
 #include "interrupt.h"
 #include "session.h"
 
@@ -48,21 +47,6 @@ OperationEnd endOf(const WatchStatus &status)
     return status.last.end;
 }
 
-Row rowOf(const Session &session, const Variable &variable, const WatchStatus &status)
-{
-    Row row;
-    row.variable = variable;
-    row.station = session.stationOf(variable);
-    row.state = stateName(status.state);
-    if (status.state == VariableState::Refused)
-        row.detail = exceptionMeaning(status.last.exceptionCode).name;
-    if (status.hasValue) {
-        row.values = session.values(variable);
-        row.age = status.age;
-    }
-    return row;
-}
-
 /// One run of the command.
 class Watch
 {
@@ -86,9 +70,7 @@ public:
     {
         session_.start(options_.verbose);
         const Time start = steadyNow();
-        const Time end = options_.forSeconds > 0
-                             ? start + Time(static_cast<std::int64_t>(options_.forSeconds * 1e9))
-                             : Time::max();
+        const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
         const Time interval = onTerminal_ ? kTableInterval : std::max(link_.pollInterval, kLineInterval);
         Time shownAt{};
         Time nextShow = start + (onTerminal_ ? Time::zero() : interval);
@@ -127,8 +109,11 @@ private:
     void show(Time moment)
     {
         std::vector<Row> rows;
-        for (int i = 0; i < count(); ++i)
-            rows.push_back(rowOf(session_, variables_[static_cast<std::size_t>(i)], session_.status(i)));
+        for (int i = 0; i < count(); ++i) {
+            const Variable &variable = variables_[static_cast<std::size_t>(i)];
+            rows.push_back(
+                rowOf(variable, session_.stationOf(variable), session_.status(i), session_.values(variable)));
+        }
         if (onTerminal_) {
             table_.draw(rows);
             return;

@@ -552,6 +552,19 @@ TEST_F(CycleTimeout, HoldsEvenTheSameRequestBackOnceARepetitionWasAnswered)
     EXPECT_EQ(3u, driver.calls.size());
 }
 
+TEST_F(CycleException, EndsTheAttemptAlsoWhereRepliesAreNotChecked)
+{
+    settings.policies.checkReplies = false;
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    run(milliseconds(20));
+    arrive(kException);
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::Exception, witness.steps[0].cause);
+    EXPECT_EQ(2, witness.steps[0].exceptionCode);
+}
+
 TEST_F(CycleException, EndsTheAttemptAtOnceAndIsReported)
 {
     queue(kRead);

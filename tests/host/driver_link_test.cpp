@@ -72,17 +72,18 @@ protected:
             stations.push_back(*news.station);
         for (const OperationNews &operation : news.operations)
             operations.push_back(operation);
+        released.insert(released.end(), news.released.begin(), news.released.end());
     }
 
-    /// One register of @p station is read over and over.
-    void watch(int station, int address = 7)
+    /// A register of @p station, or some, are read over and over.
+    void watch(int station, int address = 7, int count = 1)
     {
         RW_VAR read;
         read.hostId = kCyclicHostId;
         read.regType = 5;
         read.address = address;
         read.station = station;
-        read.count = 1;
+        read.count = count;
         library.addListReadVar(&read);
         ++reads_[station];
     }
@@ -149,6 +150,7 @@ protected:
     std::vector<StepReport> steps;
     std::vector<StationNews> stations;
     std::vector<OperationNews> operations;
+    std::vector<Ticket> released;
 
 private:
     std::unique_ptr<DriverLink> link_;
@@ -328,6 +330,94 @@ TEST_F(DriverLinkTest, SendsNothingToAStationThatIsSwitchedOffWhileItsRequestWai
     link().setStationEnabled(2, true);
     runFor(seconds(3));
     EXPECT_GT(sentTo(2).size(), before);
+}
+
+TEST_F(DriverLinkTest, TellsWhenTheDriverHoldsAWithdrawnWriteNoMore)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    link().setStationEnabled(2, false);
+    write(1, 2, 50, 0x1111);
+    write(2, 2, 51, 0x1111);
+    link().withdraw({1, 2});
+    EXPECT_TRUE(released.empty());
+    runFor(seconds(1));
+    EXPECT_THAT(released, ElementsAre(1, 2));
+    runFor(seconds(1));
+    EXPECT_EQ(2u, released.size()) << "once";
+    EXPECT_EQ(0u, sentTo(2).size());
+}
+
+TEST_F(DriverLinkTest, TellsHowOftenAStationHadBeenSwitchedWhenItWentOffline)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    link().setStationEnabled(2, false);
+    link().setStationEnabled(2, true);
+    dead = {2};
+    runFor(seconds(6));
+    ASSERT_EQ(1u, stations.size());
+    EXPECT_EQ(2, stations[0].switches);
+}
+
+TEST_F(DriverLinkTest, TellsWhenTheNextTrialIs)
+{
+    settings.offline.firstProbe = milliseconds(500);
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    ASSERT_FALSE(stations.empty());
+    EXPECT_EQ("station 2 is offline after 3 failures in a row; next try in 0.5 s", describe(stations[0]));
+}
+
+TEST_F(DriverLinkTest, GoesOnTryingManyStationsWithSingleRegisters)
+{
+    // The driver serves five one-shot reads in a row and then a cyclic read; what it passes over it drops.
+    setUpDriver();
+    watch(1);
+    for (int station = 2; station <= 21; ++station)
+        watch(station, 300, 20);
+    for (int station = 1; station <= 21; ++station)
+        dead.push_back(station);
+    runFor(seconds(300));
+    ASSERT_EQ(21u, stations.size());
+    dead.erase(dead.begin()); // the line is back, so that all are tried in a row
+    runFor(seconds(100));
+    ASSERT_EQ(22u, stations.size());
+    sent.clear();
+    runFor(seconds(3600));
+    for (const int station : dead) {
+        const std::vector<Sent> trials = sentTo(station);
+        EXPECT_GT(trials.size(), 55u) << station;
+        EXPECT_LT(trials.size(), 65u) << station;
+        const auto whole = std::count_if(trials.begin(), trials.end(), [](const Sent &trial) {
+            constexpr int kLowByteOfTheQuantity = 5;
+            return trial.frame.at(kLowByteOfTheQuantity) == 20;
+        });
+        EXPECT_LT(whole, 20) << station;
+    }
+}
+
+TEST_F(DriverLinkTest, RepeatsNothingForAStationThatAnswersOnlyTrials)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    dead.clear();
+    while (stations.size() < 2)
+        runFor(milliseconds(10));
+    dead = {2};
+    sent.clear();
+    runFor(seconds(3));
+    EXPECT_EQ(1u, sentTo(2).size()) << "once, although one repetition is allowed";
+    ASSERT_EQ(3u, stations.size());
+    EXPECT_EQ("station 2 is offline after 1 failure; next try in 20 s", describe(stations[2]));
 }
 
 TEST_F(DriverLinkTest, ForgetsWithdrawnWritesOnceTheDriverCannotHoldThemAnyMore)

@@ -5,6 +5,7 @@
 namespace {
 
 using plc::host::describeException;
+using plc::host::exceptionLabel;
 using plc::host::exceptionMeaning;
 
 struct Row
@@ -45,6 +46,13 @@ TEST(Exceptions, AreDescribedWithCodeNameFunctionAndAdvice)
               describeException(3, 2, 1000, 20));
     EXPECT_EQ("exception 99 (unknown exception) to function 16: see the station's manual",
               describeException(16, 99, 0, 0));
+}
+
+TEST(ExceptionLabel, HasCodeAndName)
+{
+    EXPECT_EQ("02 illegal data address", exceptionLabel(2));
+    EXPECT_EQ("11 gateway target failed to respond", exceptionLabel(11));
+    EXPECT_EQ("99 unknown exception", exceptionLabel(99));
 }
 
 } // namespace

@@ -251,7 +251,10 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"("without": ["speed"])", "there is no policy 'speed'"},
         Refused{R"("lateGuardMs": 60001)", "from 0 to 60000"},
         Refused{R"("offlineAfter": 0)", "from 1 to 1000"}, Refused{R"("firstTrialMs": 99)", "from 100 to"},
-        Refused{R"("longestTrialMs": 99)", "from 100 to"}));
+        Refused{R"("longestTrialMs": 99)", "from 100 to"},
+        Refused{R"("longestTrialMs": 3600001)", "to 3600000"},
+        Refused{R"("firstTrialMs": 20000, "longestTrialMs": 19999)",
+                "firstTrialMs must not be longer than longestTrialMs"}));
 
 class RefusedVariable : public ::testing::TestWithParam<Refused>
 {};

@@ -90,20 +90,8 @@ TEST_F(ProjectMonitorTest, ShowsTheWorstOfTheParts)
 TEST_F(ProjectMonitorTest, CallsAnOldValueStale)
 {
     serve(first);
-    now += seconds(4);
-    EXPECT_EQ(VariableState::Stale, status(0).state);
-}
-
-TEST_F(ProjectMonitorTest, AllowsThreeScansBeforeAValueIsStale)
-{
     serve(first);
     now += seconds(4);
-    serve(second);
-    serve(urgent, AttemptEnd::Good, false);
-    ASSERT_EQ(1u, monitor.scans().scans());
-    now += seconds(6);
-    EXPECT_EQ(VariableState::Good, status(0).state);
-    now += seconds(3);
     EXPECT_EQ(VariableState::Stale, status(0).state);
 }
 
@@ -114,8 +102,32 @@ TEST_F(ProjectMonitorTest, TellsStationsThatAreSwitchedOff)
     monitor.setStationEnabled(1, false);
     EXPECT_EQ(VariableState::SwitchedOff, status(0).state);
     EXPECT_EQ(VariableState::SwitchedOff, status(1).state) << "also what was never read";
-    EXPECT_EQ(VariableState::Good, status(2).state) << "priority levels are served all the same";
+    EXPECT_EQ(VariableState::SwitchedOff, status(2).state) << "also what has a priority";
     monitor.setStationEnabled(1, true);
+    EXPECT_EQ(VariableState::Good, status(0).state);
+}
+
+TEST_F(ProjectMonitorTest, PassesOverReadsThatWereNeverSent)
+{
+    // The driver serves the priority levels of stations that are off, and the host keeps them from the line.
+    serve(urgent, AttemptEnd::Good, false);
+    serve(urgent, AttemptEnd::Withheld, false);
+    EXPECT_EQ(VariableState::Good, status(2).state);
+    EXPECT_EQ(1u, status(2).scans);
+}
+
+TEST_F(ProjectMonitorTest, TellsStationsThatAreOffline)
+{
+    serve(first);
+    News news;
+    news.station.emplace();
+    news.station->station = 1;
+    news.station->offline = true;
+    monitor.note(news);
+    EXPECT_EQ(VariableState::Offline, status(0).state);
+    EXPECT_TRUE(status(0).hasValue);
+    news.station->offline = false;
+    monitor.note(news);
     EXPECT_EQ(VariableState::Good, status(0).state);
 }
 

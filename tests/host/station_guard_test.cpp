@@ -12,6 +12,16 @@ using std::chrono::seconds;
 class StationGuardTest : public ::testing::Test
 {
 protected:
+    StationChange refuse(int station, int code)
+    {
+        StepReport report;
+        report.request.station = station;
+        report.cause = AttemptEnd::Exception;
+        report.exceptionCode = code;
+        report.endedAt = now;
+        return guard.stepEnded(report);
+    }
+
     StationChange end(int station, AttemptEnd cause, int regType = 5, int address = 100)
     {
         StepReport report;
@@ -68,6 +78,17 @@ TEST_F(StationGuardTest, TakesAnExceptionForASignOfLife)
     end(5, AttemptEnd::NoReply);
     end(5, AttemptEnd::Exception);
     EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
+}
+
+TEST_F(StationGuardTest, TakesTheWordOfAGatewayForTheStationsSilence)
+{
+    // Gateway path unavailable, gateway target device failed to respond.
+    EXPECT_EQ(StationChange::None, refuse(5, 0x0A));
+    EXPECT_EQ(StationChange::None, refuse(5, 0x0B));
+    EXPECT_EQ(StationChange::WentOffline, refuse(5, 0x0B));
+    now += seconds(10);
+    EXPECT_EQ(StationChange::None, refuse(5, 0x0B));
+    EXPECT_EQ(StationChange::CameBack, refuse(5, 0x02));
 }
 
 TEST_F(StationGuardTest, LearnsNothingFromWhatWasNotSentOrNotToBeAnswered)
@@ -128,8 +149,41 @@ TEST_F(StationGuardTest, BringsAStationBackWithItsFirstAnswer)
     EXPECT_FALSE(guard.isOffline(5));
     EXPECT_EQ(seconds(100), guard.offlineSince(5));
     EXPECT_EQ(-1, due());
+    end(5, AttemptEnd::Good);
     end(5, AttemptEnd::NoReply);
     EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply)) << "it starts anew";
+    EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
+    EXPECT_EQ(seconds(10), guard.nextDistance(5)) << "it starts anew";
+}
+
+TEST_F(StationGuardTest, PutsAStationOffAtOnceThatAnswersNothingButTrials)
+{
+    goOffline(5);
+    for (const int distance : {10, 20, 40, 60, 60}) {
+        EXPECT_EQ(seconds(distance), guard.nextDistance(5));
+        now += seconds(distance);
+        EXPECT_FALSE(guard.isOnProbation(5));
+        EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Good));
+        EXPECT_TRUE(guard.isOnProbation(5));
+        EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
+        EXPECT_EQ(1, guard.failuresOf(5));
+    }
+    now += seconds(60);
+    end(5, AttemptEnd::Good);
+    end(5, AttemptEnd::Good);
+    EXPECT_FALSE(guard.isOnProbation(5));
+}
+
+TEST_F(StationGuardTest, GivesTheOthersTheNextTurnsWhenATrialCannotGoOut)
+{
+    goOffline(5);
+    now += seconds(10);
+    ASSERT_EQ(5, due());
+    end(5, AttemptEnd::LineBusy);
+    EXPECT_EQ(-1, due());
+    now += seconds(1);
+    EXPECT_EQ(5, due());
+    EXPECT_EQ(seconds(10), guard.nextDistance(5)) << "it was not tried";
 }
 
 TEST_F(StationGuardTest, TriesFirstWhatHasWaitedLongest)
@@ -156,11 +210,24 @@ TEST_F(StationGuardTest, TriesAllOthersAtOnceWhenTheWholeLineHadBeenSilent)
     EXPECT_EQ(3, due());
 }
 
-TEST_F(StationGuardTest, LeavesADeadStationAloneWhenAnotherOneComesBack)
+TEST_F(StationGuardTest, TakesTheLineForSilentAlsoWhereAStationHadOnlyBegunToFail)
 {
     end(9, AttemptEnd::Good);
+    now += seconds(1);
     goOffline(1);
     goOffline(2);
+    end(9, AttemptEnd::NoReply);
+    now += seconds(10);
+    end(2, AttemptEnd::NoReply);
+    EXPECT_EQ(StationChange::CameBack, end(1, AttemptEnd::Good));
+    EXPECT_EQ(2, due());
+}
+
+TEST_F(StationGuardTest, LeavesADeadStationAloneWhenAnotherOneComesBack)
+{
+    goOffline(1);
+    goOffline(2);
+    end(9, AttemptEnd::Good);
     now += seconds(10);
     end(2, AttemptEnd::NoReply);
     EXPECT_EQ(StationChange::CameBack, end(1, AttemptEnd::Good));

@@ -3,6 +3,7 @@
 
 #include <QJsonArray>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -16,6 +17,8 @@ using namespace plc::test;
 using namespace plc::host;
 
 constexpr int kUsualSeconds = 10;
+/// What is told through the pipe has happened no longer ago.
+constexpr Time kPipeTime = std::chrono::seconds(1);
 
 Time soakTime()
 {
@@ -43,13 +46,13 @@ public:
     Soak(RunningProject &run, const Project &project) : run_(run)
     {
         for (const Variable &variable : project.variables)
-            allowed_[variable.label].insert(knownValues(variable));
+            allowed_[variable.label].push_back(knownValues(variable));
     }
 
     void write(const std::string &name)
     {
         const double value = ++lastValue_;
-        allowed_[name].insert({value});
+        allowed_[name].push_back({value});
         open_.insert({name, value});
         run_.say(name + " = " + std::to_string(lastValue_));
     }
@@ -93,6 +96,7 @@ private:
         if (word(line, "result") == "done") {
             ++writesDone_;
             done_[name] = value;
+            doneAt_[name] = steadyNow();
             failedSince_[name].clear();
         } else {
             ++writesFailed_;
@@ -104,15 +108,30 @@ private:
     {
         ++values_;
         const std::string name = word(line, "variable");
-        EXPECT_EQ(1u, allowed_[name].count(numbers(line.value("values"))))
-            << name << " shows what was never there";
+        forgetOverwritten(name, line.value("age_ms"));
+        const std::vector<std::vector<double>> &allowed = allowed_[name];
+        EXPECT_NE(allowed.end(), std::find(allowed.begin(), allowed.end(), numbers(line.value("values"))))
+            << name << " shows what was never there, or not any more";
+    }
+
+    /// What was read well after a write was done shows that write or a later one.
+    void forgetOverwritten(const std::string &name, const QJsonValue &age)
+    {
+        const auto done = doneAt_.find(name);
+        if (done == doneAt_.end() || !age.isDouble() ||
+            steadyNow() - fromSeconds(age.toDouble() / 1000) < done->second + kPipeTime)
+            return;
+        std::vector<std::vector<double>> &allowed = allowed_[name];
+        const auto last = std::find(allowed.begin(), allowed.end(), std::vector<double>{done_[name]});
+        allowed.erase(allowed.begin(), last);
     }
 
     RunningProject &run_;
     int lastValue_ = 10000;
-    std::map<std::string, std::set<std::vector<double>>> allowed_;
+    std::map<std::string, std::vector<std::vector<double>>> allowed_; ///< oldest first
     std::set<std::pair<std::string, double>> open_;
     std::map<std::string, double> done_;
+    std::map<std::string, Time> doneAt_;
     std::map<std::string, std::set<double>> failedSince_;
     std::map<std::string, long> states_;
     long values_ = 0;
@@ -175,7 +194,9 @@ TEST(SoakOfThePackagingLine, ShowsNoWrongValueReportsEachWriteOnceAndDoesNotGrow
     std::printf("memory %ld KiB after a quarter of the time, %ld KiB at the end\n%s", memoryBefore,
                 memoryAfter, run.process().errors().c_str());
     EXPECT_EQ(0u, soak.openWrites()) << "writes without a report";
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // these keep what was freed
     EXPECT_LT(memoryAfter, memoryBefore + 512);
+#endif
     for (std::size_t i = 0; i < written.size(); ++i)
         EXPECT_TRUE(soak.mayStandInTheStation(written[i], readBack(stations->terminal(), stationsWritten[i])))
             << written[i];

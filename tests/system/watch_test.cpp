@@ -81,7 +81,7 @@ TEST_F(Watch, ShowsWhyAVariableHasNoValue)
     EXPECT_EQ(6, run.exitCode) << run.errors;
     ASSERT_EQ(3u, run.lines().size()) << run.output;
     EXPECT_THAT(run.lines()[0], HasSubstr("  4x:0 = 0  (good, "));
-    EXPECT_THAT(run.lines()[1], HasSubstr("  4x:1000 = ?  (refused: illegal data address)"));
+    EXPECT_THAT(run.lines()[1], HasSubstr("  4x:1000 = ?  (refused: 02 illegal data address)"));
     EXPECT_THAT(run.lines()[2], HasSubstr("  4x:0@9 = ?  (no answer)"));
 }
 
@@ -176,7 +176,7 @@ TEST_F(Watch, RedrawsTheTableOverItself)
     serve({"--size", "1000", "--counters", "4x:0"});
     Screen screen(watchWords({"4x:0:2", "4x:1000", "4x:0:60"}));
     EXPECT_TRUE(screen.shows("variable  station  value"));
-    EXPECT_TRUE(screen.shows("refused: illegal data address"));
+    EXPECT_TRUE(screen.shows("refused: 02 illegal data address"));
     EXPECT_TRUE(screen.shows("good"));
     // Four lines up: the heading and three variables. Long values are cut so that no line wraps.
     EXPECT_TRUE(screen.shows("\x1b[4A\rvariable"));

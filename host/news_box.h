@@ -1,0 +1,38 @@
+/// @file
+/// News on their way from the communication thread to the main thread.
+#ifndef PLC_HOST_NEWS_BOX_H
+#define PLC_HOST_NEWS_BOX_H
+
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+#include "link.h"
+
+namespace plc::host {
+
+/// A queue between two threads. The line goes on while the main thread stands still, as behind a terminal that is
+/// stopped; so that memory does not, steps and lines of the trace are dropped while too much is waiting. Ends of
+/// operations, changes of stations and the loss of the port are never dropped.
+class NewsBox
+{
+public:
+    static constexpr std::size_t kMostWaiting = 1000;
+
+    void put(News &&news);
+
+    /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands a line
+    /// of the trace that tells how much was dropped.
+    std::vector<News> take(Time until);
+
+private:
+    std::mutex mutex_;
+    std::condition_variable filled_;
+    std::vector<News> news_;
+    std::uint64_t dropped_ = 0;
+};
+
+} // namespace plc::host
+
+#endif

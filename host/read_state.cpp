@@ -1,0 +1,81 @@
+#include "read_state.h"
+
+#include <algorithm>
+
+namespace plc::host {
+
+namespace {
+
+constexpr Time kStaleAtLeast = std::chrono::seconds(3);
+
+} // namespace
+
+VariableState stateOf(OperationEnd end)
+{
+    switch (end) {
+    case OperationEnd::Good:
+        return VariableState::Good;
+    case OperationEnd::Refused:
+        return VariableState::Refused;
+    case OperationEnd::Unusable:
+        return VariableState::BadReply;
+    case OperationEnd::LineBusy:
+        return VariableState::LineBusy;
+    case OperationEnd::Offline:
+        return VariableState::Offline;
+    case OperationEnd::Open:
+        return VariableState::NeverRead;
+    case OperationEnd::NoReply:
+    case OperationEnd::PortLost:
+    case OperationEnd::Dropped:
+        break;
+    }
+    return VariableState::NoAnswer;
+}
+
+void ReadState::note(const StepReport &report)
+{
+    if (report.cause == AttemptEnd::Withheld)
+        return;
+    last_ = resultOf(report);
+    if (times_ > 0)
+        revisit_ = report.endedAt - lastEnd_;
+    lastEnd_ = report.endedAt;
+    ++times_;
+    if (last_.end != OperationEnd::Good)
+        return;
+    hasValue_ = true;
+    lastGood_ = report.endedAt;
+}
+
+/// Its turn has passed three times over. During the first scan nobody knows yet how long one takes.
+bool ReadState::isStale(Time now, Time timeout) const
+{
+    return times_ > 1 && now - lastGood_ > std::max({kStaleAtLeast, 2 * timeout, 3 * revisit_});
+}
+
+WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout)
+{
+    WatchStatus status;
+    bool first = true;
+    bool stale = false;
+    Time oldest{};
+    for (const ReadState *part : parts) {
+        const bool worse = status.last.end == OperationEnd::Good && part->last_.end != OperationEnd::Good;
+        if (first || worse)
+            status.last = part->last_;
+        status.hasValue = (first || status.hasValue) && part->hasValue_;
+        oldest = first ? part->lastGood_ : std::min(oldest, part->lastGood_);
+        status.scans = first ? part->times_ : std::min(status.scans, part->times_);
+        stale = stale || part->isStale(now, timeout);
+        first = false;
+    }
+    status.state = stateOf(status.last.end);
+    if (status.hasValue)
+        status.age = now - oldest;
+    if (status.state == VariableState::Good && stale)
+        status.state = VariableState::Stale;
+    return status;
+}
+
+} // namespace plc::host

@@ -1,0 +1,66 @@
+/// @file
+/// What is known of variables that are read over and over, besides their values.
+#ifndef PLC_HOST_READ_STATE_H
+#define PLC_HOST_READ_STATE_H
+
+#include <cstdint>
+#include <vector>
+
+#include "link_time.h"
+#include "operation.h"
+
+namespace plc::host {
+
+enum class VariableState
+{
+    NeverRead,
+    Good,
+    Stale,   ///< the last answer was good and is too long ago
+    Refused, ///< by the station
+    NoAnswer,
+    BadReply,
+    LineBusy,    ///< the line never fell silent
+    SwitchedOff, ///< by the user: nobody asks its station
+    Offline      ///< its station does not answer and is left alone but for a trial now and then
+};
+
+/// State of a variable whose last reading ended so.
+VariableState stateOf(OperationEnd end);
+
+/// What is known of a cyclically read variable besides its value.
+struct WatchStatus
+{
+    VariableState state = VariableState::NeverRead;
+    OperationResult last;    ///< of the last attempt to read it
+    bool hasValue = false;   ///< it was read completely at least once
+    Time age{};              ///< since its oldest part was read; only with hasValue
+    std::uint64_t scans = 0; ///< how often each part of it was asked for at least, with any result
+};
+
+/// The history of one cyclic request.
+class ReadState
+{
+public:
+    /// The request has ended; one that was never sent does not count.
+    void note(const StepReport &report);
+
+private:
+    friend WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
+    bool isStale(Time now, Time timeout) const;
+
+    OperationResult last_;
+    bool hasValue_ = false;
+    Time lastGood_{};
+    Time lastEnd_{};
+    Time
+        revisit_{}; ///< from the end before to the last one, which is how long a scan takes; 0 before the second
+    std::uint64_t times_ = 0;
+};
+
+/// Status of a variable that is read in these parts; the worst of them counts. Whether its station is asked at all
+/// is for the caller to say.
+WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
+
+} // namespace plc::host
+
+#endif

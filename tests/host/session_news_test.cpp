@@ -1,0 +1,110 @@
+// A session on a link that the test plays: what it makes of news that come late or not yet.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "host/session.h"
+
+namespace {
+
+using namespace plc::host;
+using std::chrono::seconds;
+
+class PlayedLink : public Link
+{
+public:
+    void start(const std::map<int, int> &, bool) override {}
+    void stop() override {}
+    Time now() const override { return seconds(100); }
+    std::vector<News> take(Time) override { return std::exchange(news, {}); }
+    void setOpenOperations(int count) override { openOperations = count; }
+    void setStationEnabled(int, bool) override {}
+    void withdraw(const std::vector<Ticket> &tickets) override { withdrawn = tickets; }
+
+    std::vector<News> news;
+    int openOperations = 0;
+    std::vector<Ticket> withdrawn;
+};
+
+class SessionNewsTest : public ::testing::Test
+{
+protected:
+    SessionNewsTest()
+        : library(PLC_DRIVER_PATH), session(library, LinkSettings(), [this](auto &, auto &, const auto &) {
+              auto made = std::make_unique<PlayedLink>();
+              link = made.get();
+              return made;
+          })
+    {}
+
+    /// Station 5 has gone offline, or come back, after the user had switched it so often.
+    void tell(bool offline, int switches)
+    {
+        News item;
+        item.station.emplace();
+        item.station->station = 5;
+        item.station->offline = offline;
+        item.station->switches = switches;
+        link->news.push_back(std::move(item));
+        session.pump(seconds(100));
+    }
+
+    Ticket writeSingles(int count, int station)
+    {
+        const std::string text = "4x_single:0:" + std::to_string(count) + "@" + std::to_string(station);
+        return session.write(parseVariable(text, false), Values(static_cast<std::size_t>(count), 7));
+    }
+
+    DriverLibrary library;
+    PlayedLink *link = nullptr;
+    Session session;
+};
+
+TEST_F(SessionNewsTest, GoesByWhatItIsToldOfAStation)
+{
+    tell(true, 0);
+    EXPECT_TRUE(session.isOffline(5));
+    tell(false, 0);
+    EXPECT_FALSE(session.isOffline(5));
+}
+
+TEST_F(SessionNewsTest, DoesNotBelieveNewsFromBeforeTheUserSwitchedTheStation)
+{
+    int heard = 0;
+    session.setListener([&heard](const News &news) { heard += news.station ? 1 : 0; });
+    session.setStationEnabled(5, false);
+    session.setStationEnabled(5, true);
+    tell(true, 0);
+    EXPECT_FALSE(session.isOffline(5)) << "nothing would ever bring it back";
+    tell(true, 1);
+    EXPECT_FALSE(session.isOffline(5));
+    EXPECT_EQ(0, heard);
+    tell(true, 2);
+    EXPECT_TRUE(session.isOffline(5));
+    EXPECT_EQ(1, heard);
+}
+
+TEST_F(SessionNewsTest, HandsTheDriverNoMoreThanItsListTakesBesideWhatWasWithdrawn)
+{
+    const Ticket big = writeSingles(1000, 2);
+    EXPECT_EQ(1, link->openOperations);
+    session.setStationEnabled(2, false);
+    EXPECT_EQ(std::vector<Ticket>{big}, link->withdrawn);
+    EXPECT_EQ(OperationEnd::Dropped, session.result(big).end);
+
+    writeSingles(500, 1);
+    session.pump(seconds(100));
+    EXPECT_EQ(1, link->openOperations)
+        << "the driver still holds the first one, and has no room for the second";
+
+    News item;
+    item.released = {big};
+    link->news.push_back(std::move(item));
+    session.pump(seconds(100));
+    EXPECT_EQ(1, link->openOperations) << "the second one";
+    session.setStationEnabled(1, false);
+    EXPECT_EQ(1u, link->withdrawn.size()) << "it was with the driver";
+}
+
+} // namespace
