@@ -59,6 +59,8 @@ set(plc_panel_system "${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR}")
 configure_file(packaging/panel_readme.txt.in "${plc_made}/README.txt" @ONLY)
 install(TARGETS plcdriver LIBRARY DESTINATION lib COMPONENT panel EXCLUDE_FROM_ALL)
 install(FILES "${plc_made}/README.txt" DESTINATION . COMPONENT panel EXCLUDE_FROM_ALL)
-install(FILES docs/integration.md docs/wire_formats.md docs/abi.md CHANGELOG.md DESTINATION doc COMPONENT panel
+# In the folders of the checkout, so that the links between them hold.
+install(FILES CHANGELOG.md SECURITY.md DESTINATION . COMPONENT panel EXCLUDE_FROM_ALL)
+install(FILES docs/integration.md docs/host-policies.md docs/wire_formats.md docs/abi.md DESTINATION docs COMPONENT panel
   EXCLUDE_FROM_ALL)
-install(FILES docs/examples/minimal_runtime.cpp DESTINATION example COMPONENT panel EXCLUDE_FROM_ALL)
+install(FILES docs/examples/minimal_runtime.cpp DESTINATION docs/examples COMPONENT panel EXCLUDE_FROM_ALL)

@@ -1,8 +1,9 @@
 # Debian packages (library, -dev, tools) and a tarball for panels; scripts/package makes and tries them all.
 set(CPACK_PACKAGE_NAME plcdriver)
 set(CPACK_PACKAGE_VENDOR "plcdriver developers")
-set(CPACK_PACKAGE_CONTACT "plcdriver developers <maintainers@plcdriver.invalid>" CACHE STRING
-  "maintainer of the packages, as Name <address>")
+set(PLC_CONTACT "plcdriver developers <maintainers@plcdriver.invalid>" CACHE STRING
+  "maintainer of the packages, as Name <address>; the default reaches nobody")
+set(CPACK_PACKAGE_CONTACT "${PLC_CONTACT}")
 set(CPACK_GENERATOR "DEB;TGZ")
 if(PLC_QT EQUAL 4)
   # No Debian release that the packages could be for has Qt 4 any more.
@@ -91,6 +92,7 @@ option(PLC_PACKAGE_ARMHF "make the armhf packages too" OFF)
 if(PLC_PACKAGE_ARMHF)
   add_custom_target(package_armhf ALL
     COMMAND "${CMAKE_CURRENT_SOURCE_DIR}/scripts/sysroot" armhf
+    COMMAND "${CMAKE_COMMAND}" --preset armhf "-DPLC_CONTACT=${PLC_CONTACT}"
     COMMAND "${CMAKE_COMMAND}" --workflow --preset package-armhf
     WORKING_DIRECTORY "${CMAKE_CURRENT_SOURCE_DIR}" USES_TERMINAL VERBATIM)
 endif()

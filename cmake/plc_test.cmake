@@ -1,9 +1,16 @@
 # plc_test(NAME [SOURCES a.cpp ...] [LIBS lib ...] [LABELS label ...] [TIMEOUT seconds])
 #
-# One GoogleTest program, registered with ctest case by case. Without SOURCES the program is NAME.cpp. Where programs need
-# an emulator, whose start takes longer than most cases, the program is one test with all its cases.
+# One GoogleTest program, registered with ctest case by case. Without SOURCES the program is NAME.cpp. With
+# PLC_WHOLE_PROGRAMS the program is one test with all its cases: where starting it takes longer than most cases, as under
+# an emulator or a sanitizer.
 find_package(GTest REQUIRED)
 include(GoogleTest)
+
+set(plc_needs_emulator OFF)
+if(CMAKE_CROSSCOMPILING_EMULATOR)
+  set(plc_needs_emulator ON)
+endif()
+option(PLC_WHOLE_PROGRAMS "A test program is one test of ctest, with all its cases" ${plc_needs_emulator})
 
 # Libraries and options of a test program, the same for all of them: they share their precompiled headers.
 function(plc_test_program name)
@@ -27,7 +34,7 @@ function(plc_test name)
   add_executable(${name} ${arg_SOURCES})
   plc_test_program(${name} ${arg_LIBS})
   target_precompile_headers(${name} REUSE_FROM plc_test_headers)
-  if(CMAKE_CROSSCOMPILING_EMULATOR)
+  if(PLC_WHOLE_PROGRAMS)
     # Programs with a time limit of their own wait a lot: their cases run in four processes beside each other.
     set(shards 1)
     if(arg_TIMEOUT GREATER 60)
@@ -35,10 +42,14 @@ function(plc_test name)
     endif()
     foreach(shard RANGE 1 ${shards})
       math(EXPR index "${shard} - 1")
+      set(filter "")
+      if(PLC_SKIPPED_FILTER)
+        set(filter "--gtest_filter=*-${PLC_SKIPPED_FILTER}")
+      endif()
       # Process ids repeat from one namespace to the next, so files that are named after them need folders of their own.
       set(folder "${CMAKE_BINARY_DIR}/tmp/${name}.${shard}")
       file(MAKE_DIRECTORY "${folder}")
-      add_test(NAME ${name}.${shard} COMMAND ${name} --gtest_brief=1 "--gtest_filter=*-${PLC_SKIPPED_FILTER}")
+      add_test(NAME ${name}.${shard} COMMAND ${name} --gtest_brief=1 ${filter})
       set_tests_properties(${name}.${shard} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 600
         ENVIRONMENT "PLC_RUN_SECONDS=590;GTEST_TOTAL_SHARDS=${shards};GTEST_SHARD_INDEX=${index};TEST_TMPDIR=${folder}/")
     endforeach()

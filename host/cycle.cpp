@@ -506,7 +506,7 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
     });
     answered_ = end == AttemptEnd::Good || end == AttemptEnd::Exception;
     // What came may have been the answer to an earlier transmission, and its own is still under way.
-    if (answered_ && answerIsOpen_)
+    if (answered_ && answerIsOpen_ && settings_.lateReplyGuard > Time::zero())
         holdUntil_ = std::max(holdUntil_, sentUntil_ + settings_.responseTimeout);
     answerIsOpen_ = answerIsOpen_ || end == AttemptEnd::NoReply || end == AttemptEnd::Unusable;
     const bool fine = end == AttemptEnd::Good || end == AttemptEnd::NoReplyDue;

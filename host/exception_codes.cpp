@@ -48,7 +48,7 @@ ExceptionMeaning exceptionMeaning(int code)
 std::string exceptionLabel(int code)
 {
     char number[16];
-    std::snprintf(number, sizeof number, "%02d ", code);
+    std::snprintf(number, sizeof number, "%02X ", code);
     return number + std::string(exceptionMeaning(code).name);
 }
 
@@ -56,7 +56,7 @@ std::string describeException(int function, int code, int address, int count)
 {
     const ExceptionMeaning meaning = exceptionMeaning(code);
     char number[48];
-    std::snprintf(number, sizeof number, "exception %02d (", code);
+    std::snprintf(number, sizeof number, "exception %02X (", code);
     const std::string place =
         count > 0 ? ", address " + std::to_string(address) + ", count " + std::to_string(count) : "";
     return number + std::string(meaning.name) + ") to function " + std::to_string(function) + place + ": " +

@@ -16,7 +16,7 @@ struct PolicyName
 constexpr PolicyName kPolicies[] = {
     {"discard-input", &Policies::discardInput, "what arrives between two exchanges is thrown away"},
     {"late-reply-guard", &Policies::lateReplyGuard,
-     "after a time-out the line is listened to before a different request goes out"},
+     "after a time-out the line is listened to before another request goes out"},
     {"reply-check", &Policies::checkReplies, "replies that do not fit the request are passed over"},
     {"strict-writes", &Policies::strictWrites, "a reply to a write must repeat address and value"},
     {"exception-end", &Policies::endOnException, "an exception reply ends the wait at once"},

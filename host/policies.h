@@ -14,7 +14,7 @@ struct Policies
 {
     /// What arrives between two exchanges is thrown away, and not taken for the beginning of the next reply.
     bool discardInput = true;
-    /// After an attempt without a proper answer the line is listened to before a different request goes out.
+    /// After an attempt without a proper answer the line is listened to before another request goes out.
     bool lateReplyGuard = true;
     /// Replies of other stations, to other functions and of the wrong length are passed over, and only what fits
     /// the request is shown to the driver.

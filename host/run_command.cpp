@@ -35,9 +35,10 @@ constexpr const char *kExample =
     "--format ndjson\n\n";
 
 constexpr const char *kScanHelp =
-    "A scan is over when, since the scan before it, every variable of the stations that are switched on has "
-    "been asked\n"
-    "for, whether its station answered or not: every request of the driver's read list and every request of "
+    "A scan is over when, since the scan before it, every variable has been asked for, whether its station "
+    "answered or\n"
+    "not, those of stations that are switched off or offline left out: every request of the driver's read "
+    "list and every request of "
     "its\n"
     "priority levels has been served at least once. Level 1 is the slowest: the driver serves it once in "
     "three turns\n"

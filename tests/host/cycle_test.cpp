@@ -643,6 +643,20 @@ TEST_F(CycleException, OfARepetitionMayBelongToTheFirstAttemptSoTheLastKeepsItsW
     EXPECT_EQ(repeated + kEightBytes + milliseconds(300), sentAt);
 }
 
+TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
+{
+    settings.lateReplyGuard = Time::zero();
+    queue(kRead);
+    verdicts({0, 0});
+    runUntilSent();
+    runUntilSent();
+    run(milliseconds(20));
+    const Time answered = now;
+    arrive(withCrc("11 83 04"));
+    runUntilSent();
+    EXPECT_EQ(answered + kSilence, sentAt);
+}
+
 TEST_F(CycleException, BusyIsRepeatedAfterAPause)
 {
     queue(kRead);

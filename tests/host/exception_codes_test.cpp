@@ -44,15 +44,15 @@ TEST(Exceptions, AreDescribedWithCodeNameFunctionAndAdvice)
               "outside the station's map; read "
               "fewer registers at once, or try --option one-based",
               describeException(3, 2, 1000, 20));
-    EXPECT_EQ("exception 99 (unknown exception) to function 16: see the station's manual",
+    EXPECT_EQ("exception 63 (unknown exception) to function 16: see the station's manual",
               describeException(16, 99, 0, 0));
 }
 
 TEST(ExceptionLabel, HasCodeAndName)
 {
     EXPECT_EQ("02 illegal data address", exceptionLabel(2));
-    EXPECT_EQ("11 gateway target failed to respond", exceptionLabel(11));
-    EXPECT_EQ("99 unknown exception", exceptionLabel(99));
+    EXPECT_EQ("0B gateway target failed to respond", exceptionLabel(11));
+    EXPECT_EQ("63 unknown exception", exceptionLabel(99));
 }
 
 } // namespace
