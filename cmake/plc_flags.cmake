@@ -1,4 +1,4 @@
-# plc_flags: the warnings, sanitizers and coverage that every target of ours is built with.
+# plc_flags: the warnings and sanitizers that every target of ours is built with.
 add_library(plc_flags INTERFACE)
 target_compile_options(plc_flags INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wnon-virtual-dtor -Wold-style-cast -Werror)
@@ -20,9 +20,4 @@ if("thread" IN_LIST PLC_SANITIZE)
   target_link_libraries(plc_qt_under_tsan PRIVATE plc_qtcore)
   target_link_libraries(plc_flags INTERFACE
     "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:$<TARGET_OBJECTS:plc_qt_under_tsan>;plc_qtcore>")
-endif()
-
-if(PLC_COVERAGE)
-  target_compile_options(plc_flags INTERFACE --coverage -fprofile-abs-path)
-  target_link_options(plc_flags INTERFACE --coverage)
 endif()

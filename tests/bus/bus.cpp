@@ -10,6 +10,9 @@ namespace plc::bus {
 namespace {
 
 constexpr int kLongestFrame = 256;
+/// Entries of the journal.
+constexpr std::size_t kUntraced = 80;
+constexpr std::size_t kTraced = 400;
 /// A late reply begins so long before the master stops listening that it has heard of it by then.
 constexpr Time kNotice = std::chrono::milliseconds(60);
 
@@ -98,7 +101,7 @@ BusPlan agreed(BusPlan plan)
 }
 
 Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
-    : plan_(plan), wire_(plan.link.baud, plan.seed * 2 + 1),
+    : plan_(plan), journal_(plan.trace ? kTraced : kUntraced), wire_(plan.link.baud, plan.seed * 2 + 1),
       witness_(witnessPlan(plan, wire_), journal_,
                [&driver](int station, int baseType, int first, int count) {
                    return mirrorOf(driver, station, baseType, first, count);
@@ -107,7 +110,8 @@ Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
       session_(driver, plan.link,
                [this](host::DriverLibrary &library, COM_INFO &info, const host::LinkSettings &link) {
                    auto made = std::make_unique<VirtualLink>(
-                       library, info, link, Line{wire_, field_, witness_, plan_.burst, plan_.echo});
+                       library, info, link,
+                       Line{wire_, field_, witness_, journal_, plan_.burst, plan_.echo, plan_.trace});
                    link_ = made.get();
                    return made;
                })
@@ -132,6 +136,7 @@ Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
 void Bus::watch(host::DriverLibrary &driver)
 {
     host::Project project;
+    int reads = 0;
     for (const std::string &text : plan_.watched) {
         watched_.push_back(host::parseVariable(text, false));
         const host::Variable &variable = watched_.back();
@@ -139,6 +144,8 @@ void Bus::watch(host::DriverLibrary &driver)
             project.variables.push_back(variable);
         else
             session_.watch(variable);
+        firstReads_.push_back(reads);
+        reads += host::readPieces(variable, plan_.link);
         witness_.watched(session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
                          variable.baseCount());
     }
@@ -215,7 +222,7 @@ host::Ticket Bus::read(const std::string &text)
     const host::Variable variable = host::parseVariable(text, false);
     const host::Ticket ticket = session_.read(variable);
     note("orders reading " + std::to_string(ticket) + " of " + text);
-    witness_.orderedRead(now(), ticket, session_.stationOf(variable));
+    witness_.orderedRead(now(), ticket);
     open_.emplace(ticket, now());
     if (isOffline(session_.stationOf(variable)))
         witness_.mustBeOffline(now(), ticket, session_.result(ticket));
@@ -232,6 +239,7 @@ void Bus::setStationEnabled(int station, bool enabled)
 {
     note("switches station " + std::to_string(station) + (enabled ? " on" : " off"));
     session_.setStationEnabled(station, enabled);
+    witness_.switched(station, enabled);
     offline_.erase(station);
     digestEnds();
 }
@@ -241,14 +249,11 @@ void Bus::lookAt(std::size_t number)
     const host::Variable &variable = watched_[number];
     witness_.lookAt(now(), session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
                     variable.baseCount());
-}
-
-std::vector<int> Bus::watchedStations() const
-{
-    std::set<int> stations;
-    for (const host::Variable &variable : watched_)
-        stations.insert(session_.stationOf(variable));
-    return std::vector<int>(stations.begin(), stations.end());
+    // What the driver has packed has no status in the session.
+    if (!plan_.packed)
+        witness_.checkStatus(now(), variable.text, session_.stationOf(variable), firstReads_[number],
+                             host::readPieces(variable, plan_.link),
+                             session_.status(static_cast<int>(number)));
 }
 
 } // namespace plc::bus

@@ -19,6 +19,7 @@ struct BusPlan
     host::LinkSettings link;
     Time burst{};
     bool echo = false;
+    bool trace = false;               ///< the journal has the host's own trace as well, and is longer
     std::vector<std::string> watched; ///< variables as people write them
     /// The driver packs the variables into requests itself, as for a panel project. Without pauses between scans.
     bool packed = false;
@@ -59,13 +60,11 @@ public:
     /// How often a station went offline.
     std::uint64_t wentOffline() const { return wentOffline_; }
 
-    /// Looks at one of the watched variables in the mirror.
+    /// Looks at one of the watched variables: at its values in the mirror, and at its state.
     void lookAt(std::size_t watched);
 
     int watchedCount() const { return static_cast<int>(watched_.size()); }
     const host::Variable &watched(std::size_t number) const { return watched_[number]; }
-    /// Stations of watched variables, each once.
-    std::vector<int> watchedStations() const;
     /// Orders that have not ended, with the time of the order.
     const std::map<host::Ticket, Time> &openOrders() const { return open_; }
 
@@ -93,6 +92,7 @@ private:
     VirtualLink *link_ = nullptr; ///< the session's
     host::Session session_;
     std::vector<host::Variable> watched_;
+    std::vector<int> firstReads_; ///< of each, its first cyclic read
     std::map<host::Ticket, Time> open_;
     std::vector<host::Ticket> ended_; ///< and not forgotten
     std::set<int> offline_;

@@ -17,8 +17,9 @@ struct RunResult
     std::uint64_t offline = 0; ///< times that a station went offline
     std::uint64_t collisions = 0;
     std::uint64_t memorySamples = 0;
-    std::uint64_t digest = 0; ///< the same for the same run
-    std::int64_t growth = 0;  ///< bytes of heap between the first healthy time and the last
+    std::uint64_t growthJudged = 0; ///< 1 if the run was long enough to judge `growth`
+    std::uint64_t digest = 0;       ///< the same for the same run
+    std::int64_t growth = 0;        ///< bytes of heap between an early healthy time and the last
     FaultCounts faults{};
     Checks checks;
     std::string complaint; ///< empty when all went well
@@ -27,7 +28,8 @@ struct RunResult
 
 /// Runs a seed.
 /// @param driver  not used before in this process.
-RunResult runSeed(std::uint64_t seed, Time simulated, host::DriverLibrary &driver);
+/// @param trace   the journal has the host's own trace as well.
+RunResult runSeed(std::uint64_t seed, Time simulated, host::DriverLibrary &driver, bool trace = false);
 
 } // namespace plc::bus
 

@@ -42,5 +42,18 @@ TEST(BusSeed, MeetsFaultsOfManyKinds)
     EXPECT_GT(result.checks.values, 1000u);
 }
 
+TEST(BusSeed, WithPrioritiesHasSomeThatAreServed)
+{
+    std::uint64_t seed = 1;
+    for (int found = 0; found < 3; ++seed) {
+        if (!makeScenario(seed).bus.packed)
+            continue;
+        ++found;
+        const RunResult result = run(seed, minutes(10));
+        EXPECT_EQ("", result.complaint) << result.journal;
+        EXPECT_GT(result.checks.priorityReads, 20u) << "seed " << seed;
+    }
+}
+
 } // namespace
 } // namespace plc::bus

@@ -6,12 +6,14 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "bus_run.h"
@@ -22,84 +24,114 @@ namespace {
 constexpr const char *kHelp =
     "Runs a bus of 1 to 32 simulated stations in virtual time, with faults, and checks what must hold.\n"
     "\n"
-    "  bus_test --seed N [--hours H]          one seed, with a trace when something is wrong\n"
-    "  bus_test --seeds A-B [--hours H]       many, on all processors; prints a table\n"
+    "  bus_test --seed N [options]      one seed; when something is wrong, with a long trace of line and "
+    "host\n"
+    "  bus_test --seeds A-B [options]   many, on all processors; prints a table, and each seed that fails\n"
     "\n"
-    "  --hours H      simulated hours of each seed (default 2)\n"
-    "  --jobs N       processes at once (default: one a processor)\n"
+    "  --hours H      simulated hours of each seed, at most 10000 (default 2)\n"
+    "  --jobs N       processes at once with --seeds, at most 1000 (default: one a processor)\n"
     "  --driver PATH  the driver library, if it is not the one of this build\n"
     "\n"
-    "The same seed and hours give the same run, byte by byte. Exit codes: 0 all is well; 1 something is "
-    "wrong, it is\n"
-    "printed; 2 wrong usage.\n";
+    "The same seed and hours give the same run, byte by byte.\n"
+    "\n"
+    "Exit codes: 0 all is well; 1 something is wrong, it is printed; 2 wrong usage, or no such driver.\n"
+    "Examples: bus_test --seed 17\n"
+    "          bus_test --seeds 1-500 --hours 2\n"
+    "          bus_test --seeds 1-20 --hours 0.2 --jobs 1 --driver build/dev/lib/libplcdriver.so\n";
+
+constexpr std::uint64_t kLastSeed = 999999999999999999u;
+constexpr std::uint64_t kMostJobs = 1000;
+constexpr double kMostHours = 10000;
 
 struct Options
 {
     std::uint64_t first = 0;
     std::uint64_t last = 0;
+    bool isOne = false;
     bool isRange = false;
     bool help = false;
     double hours = 2;
-    int jobs = 0;
+    std::uint64_t jobs = 0; ///< 0 = one a processor
     std::string driver;
 };
+
+/// Digits and nothing else.
+bool parseNumber(std::string_view text, std::uint64_t most, std::uint64_t *value)
+{
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), *value);
+    return end.ec == std::errc() && end.ptr == text.data() + text.size() && *value <= most;
+}
+
+bool parseHours(std::string_view text, double *hours)
+{
+    const auto end = std::from_chars(text.data(), text.data() + text.size(), *hours);
+    return end.ec == std::errc() && end.ptr == text.data() + text.size() && *hours > 0 &&
+           *hours <= kMostHours;
+}
+
+bool parseRange(std::string_view text, Options *options)
+{
+    const std::size_t dash = text.find('-');
+    return dash != std::string_view::npos && parseNumber(text.substr(0, dash), kLastSeed, &options->first) &&
+           parseNumber(text.substr(dash + 1), kLastSeed, &options->last) && options->first <= options->last;
+}
+
+/// Takes one argument.
+/// @return what is wrong; empty for nothing.
+std::string take(const std::string &name, const std::string &value, Options *options)
+{
+    bool good = true;
+    if (name == "--seed") {
+        options->isOne = true;
+        good = parseNumber(value, kLastSeed, &options->first);
+        options->last = options->first;
+    } else if (name == "--seeds") {
+        options->isRange = true;
+        good = parseRange(value, options);
+    } else if (name == "--hours") {
+        good = parseHours(value, &options->hours);
+    } else if (name == "--jobs") {
+        good = parseNumber(value, kMostJobs, &options->jobs) && options->jobs > 0;
+    } else if (name == "--driver") {
+        options->driver = value;
+        good = !value.empty();
+    } else {
+        return "unknown argument '" + name + "'";
+    }
+    if (options->isOne && options->isRange)
+        return "--seed and --seeds exclude each other";
+    return good ? std::string() : "'" + value + "' is no value for " + name;
+}
 
 /// @return nothing after a message, when an argument is wrong.
 std::optional<Options> parse(int argc, char **argv)
 {
     Options options;
-    bool hasSeed = false;
-    for (int i = 1; i < argc; ++i) {
+    std::string problem;
+    for (int i = 1; i < argc && problem.empty(); ++i) {
         const std::string name = argv[i];
         if (name == "--help" || name == "-h") {
             options.help = true;
             return options;
         }
-        const char *const value = i + 1 < argc ? argv[++i] : "";
-        char *end = nullptr;
-        bool good = true;
-        if (name == "--seed") {
-            options.first = options.last = std::strtoull(value, &end, 10);
-            hasSeed = true;
-            good = end != value && *end == '\0';
-        } else if (name == "--seeds") {
-            options.first = std::strtoull(value, &end, 10);
-            good = end != value && *end == '-';
-            const char *const second = good ? end + 1 : value;
-            options.last = std::strtoull(second, &end, 10);
-            good = good && end != second && *end == '\0' && options.first <= options.last;
-            options.isRange = hasSeed = true;
-        } else if (name == "--hours") {
-            options.hours = std::strtod(value, &end);
-            good = end != value && *end == '\0' && options.hours > 0 && options.hours <= 10000;
-        } else if (name == "--jobs") {
-            options.jobs = static_cast<int>(std::strtol(value, &end, 10));
-            good = end != value && *end == '\0' && options.jobs > 0;
-        } else if (name == "--driver") {
-            options.driver = value;
-            good = !options.driver.empty();
-        } else {
-            std::fprintf(stderr, "bus_test: unknown argument '%s'; see bus_test --help\n", name.c_str());
-            return std::nullopt;
-        }
-        if (!good) {
-            std::fprintf(stderr, "bus_test: '%s' is no value for %s; see bus_test --help\n", value,
-                         name.c_str());
-            return std::nullopt;
-        }
+        const bool hasValue = i + 1 < argc;
+        problem = take(name, hasValue ? argv[++i] : "", &options);
+        if (!hasValue && problem.compare(0, 7, "unknown") != 0)
+            problem = "a value is missing behind " + name;
     }
-    if (!hasSeed) {
-        std::fprintf(stderr, "bus_test: a seed is missing; see bus_test --help\n");
-        return std::nullopt;
-    }
-    return options;
+    if (problem.empty() && !options.isOne && !options.isRange)
+        problem = "a seed is missing";
+    if (problem.empty())
+        return options;
+    std::fprintf(stderr, "bus_test: %s; see bus_test --help\n", problem.c_str());
+    return std::nullopt;
 }
 
 /// What the processes have found together.
 struct Total
 {
     std::uint64_t runs = 0;
-    std::uint64_t failed = 0;
+    std::vector<std::uint64_t> failedSeeds;
     std::int64_t mostGrowth = 0;
     RunResult sum;
 };
@@ -111,10 +143,11 @@ void addAll(Number *sums, const Number *numbers, std::size_t count)
         sums[i] += numbers[i];
 }
 
-void add(Total *total, const RunResult &run)
+void add(Total *total, std::uint64_t seed, const RunResult &run)
 {
     ++total->runs;
-    total->failed += run.complaint.empty() ? 0u : 1u;
+    if (!run.complaint.empty())
+        total->failedSeeds.push_back(seed);
     total->mostGrowth = std::max(total->mostGrowth, run.growth);
     RunResult &sum = total->sum;
     sum.simulated += run.simulated;
@@ -124,7 +157,8 @@ void add(Total *total, const RunResult &run)
     sum.ordersDone += run.ordersDone;
     sum.offline += run.offline;
     sum.collisions += run.collisions;
-    sum.memorySamples += run.memorySamples;
+    sum.memorySamples += run.growthJudged > 0 ? run.memorySamples : 0;
+    sum.growthJudged += run.growthJudged;
     addAll(sum.faults.data(), run.faults.data(), run.faults.size());
     Checks &checks = sum.checks;
     checks.values += run.checks.values;
@@ -136,6 +170,9 @@ void add(Total *total, const RunResult &run)
     checks.healthySteps += run.checks.healthySteps;
     checks.recoveries += run.checks.recoveries;
     checks.refusals += run.checks.refusals;
+    checks.trials += run.checks.trials;
+    checks.statuses += run.checks.statuses;
+    checks.priorityReads += run.checks.priorityReads;
 }
 
 void printFigure(const char *name, std::uint64_t value)
@@ -150,6 +187,7 @@ void print(const Total &total, double wallSeconds)
                 host::seconds(sum.simulated) / 3600, wallSeconds);
     printFigure("requests sent", sum.requests);
     printFigure("good replies", sum.replies);
+    printFigure("cyclic reads of priority levels", sum.checks.priorityReads);
     printFigure("writes and readings ordered", sum.orders);
     printFigure("  of these done", sum.ordersDone);
     printFigure("times that a station went offline", sum.offline);
@@ -166,20 +204,33 @@ void print(const Total &total, double wallSeconds)
     printFigure("(d) late replies that met no other request", sum.checks.lateReplies);
     printFigure("(e) silences before a request", sum.checks.requests);
     printFigure("(f) transactions on a healthy line", sum.checks.healthySteps);
-    printFigure("(g) stations read again after faults", sum.checks.recoveries);
-    printFigure("(h) samples of the heap", sum.memorySamples);
-    printFigure("(h) most growth of a run, in bytes", static_cast<std::uint64_t>(total.mostGrowth));
+    printFigure("(g) elements read again after faults", sum.checks.recoveries);
+    printFigure("(h) runs long enough to judge the growth of the heap", sum.growthJudged);
+    if (sum.growthJudged > 0) {
+        printFigure("(h)   samples of the heap", sum.memorySamples);
+        printFigure("(h)   most growth of a run, in bytes", static_cast<std::uint64_t>(total.mostGrowth));
+    }
     printFigure("(j) orders for an offline station refused at once", sum.checks.refusals);
-    std::printf("%llu of %llu seeds failed\n", static_cast<unsigned long long>(total.failed),
+    printFigure("(k) requests to stations that were offline or just back", sum.checks.trials);
+    printFigure("(l) states and ages of variables", sum.checks.statuses);
+    std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
+    if (total.failedSeeds.empty())
+        return;
+    std::printf("they are:");
+    for (const std::uint64_t seed : total.failedSeeds)
+        std::printf(" %llu", static_cast<unsigned long long>(seed));
+    std::printf("\n");
 }
 
-void printComplaint(std::uint64_t seed, double hours, const RunResult &result)
+/// @param journal  with the last events.
+void printComplaint(std::uint64_t seed, double hours, const RunResult &result, bool journal)
 {
-    std::printf("seed %llu: %s\n  repeat it: bus_test --seed %llu --hours %g\n  %s\n%s\n",
+    std::printf("seed %llu: %s\n  repeat it: bus_test --seed %llu --hours %g\n",
                 static_cast<unsigned long long>(seed), result.complaint.c_str(),
-                static_cast<unsigned long long>(seed), hours, describe(makeScenario(seed)).c_str(),
-                result.journal.c_str());
+                static_cast<unsigned long long>(seed), hours);
+    if (journal)
+        std::printf("  %s\n%s\n", describe(makeScenario(seed)).c_str(), result.journal.c_str());
 }
 
 Time timeOf(double hours)
@@ -187,21 +238,20 @@ Time timeOf(double hours)
     return Time(static_cast<std::int64_t>(hours * 3600e9));
 }
 
-int runOne(const Options &options)
+int runOne(const Options &options, host::DriverLibrary &driver)
 {
-    host::DriverLibrary driver(options.driver);
     const auto began = std::chrono::steady_clock::now();
-    const RunResult result = runSeed(options.first, timeOf(options.hours), driver);
+    const RunResult result = runSeed(options.first, timeOf(options.hours), driver, true);
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
     Total total;
-    add(&total, result);
+    add(&total, options.first, result);
     std::printf("seed %llu: %s\n", static_cast<unsigned long long>(options.first),
                 describe(makeScenario(options.first)).c_str());
     print(total, wall);
     std::printf("digest of the line: %016llx\n", static_cast<unsigned long long>(result.digest));
     if (result.complaint.empty())
         return 0;
-    printComplaint(options.first, options.hours, result);
+    printComplaint(options.first, options.hours, result, true);
     return 1;
 }
 
@@ -231,7 +281,8 @@ bool takeText(const std::string &message, std::size_t *at, std::string *text)
 struct Numbers
 {
     Time simulated;
-    std::uint64_t requests, replies, orders, ordersDone, offline, collisions, memorySamples, digest;
+    std::uint64_t requests, replies, orders, ordersDone, offline, collisions, memorySamples, growthJudged,
+        digest;
     std::int64_t growth;
     FaultCounts faults;
     Checks checks;
@@ -239,9 +290,10 @@ struct Numbers
 
 std::string packed(const RunResult &run)
 {
-    const Numbers numbers = {run.simulated,  run.requests, run.replies,    run.orders,
-                             run.ordersDone, run.offline,  run.collisions, run.memorySamples,
-                             run.digest,     run.growth,   run.faults,     run.checks};
+    const Numbers numbers = {run.simulated,    run.requests, run.replies,    run.orders,
+                             run.ordersDone,   run.offline,  run.collisions, run.memorySamples,
+                             run.growthJudged, run.digest,   run.growth,     run.faults,
+                             run.checks};
     std::string message(reinterpret_cast<const char *>(&numbers), sizeof numbers);
     put(&message, run.complaint);
     put(&message, run.journal);
@@ -262,6 +314,7 @@ bool unpack(const std::string &message, RunResult *run)
     run->offline = numbers.offline;
     run->collisions = numbers.collisions;
     run->memorySamples = numbers.memorySamples;
+    run->growthJudged = numbers.growthJudged;
     run->digest = numbers.digest;
     run->growth = numbers.growth;
     run->faults = numbers.faults;
@@ -279,7 +332,8 @@ struct Child
     std::string message;
 };
 
-Child startChild(std::uint64_t seed, const Options &options)
+/// @param driver  loaded and not used: the child has a copy of its own.
+Child startChild(std::uint64_t seed, const Options &options, host::DriverLibrary &driver)
 {
     int ends[2];
     if (pipe(ends) != 0) {
@@ -299,7 +353,6 @@ Child startChild(std::uint64_t seed, const Options &options)
     close(ends[0]);
     std::string message;
     try {
-        host::DriverLibrary driver(options.driver);
         message = packed(runSeed(seed, timeOf(options.hours), driver));
     } catch (const std::exception &problem) {
         RunResult failed;
@@ -339,18 +392,18 @@ RunResult finish(const Child &child)
     return result;
 }
 
-int runMany(const Options &options)
+int runMany(const Options &options, host::DriverLibrary &driver)
 {
-    constexpr std::uint64_t kMostTold = 5;
-    const long processors = sysconf(_SC_NPROCESSORS_ONLN);
-    const auto jobs = static_cast<std::size_t>(options.jobs > 0 ? options.jobs : std::max(1L, processors));
+    constexpr std::size_t kMostTold = 5; ///< with their journals
+    const auto processors = static_cast<std::uint64_t>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
+    const std::uint64_t jobs = options.jobs > 0 ? options.jobs : processors;
     const auto began = std::chrono::steady_clock::now();
     Total total;
     std::vector<Child> children;
     std::uint64_t next = options.first;
     while (next <= options.last || !children.empty()) {
         while (children.size() < jobs && next <= options.last)
-            children.push_back(startChild(next++, options));
+            children.push_back(startChild(next++, options, driver));
         std::vector<pollfd> pipes;
         for (const Child &child : children)
             pipes.push_back({child.pipe, POLLIN, 0});
@@ -359,14 +412,15 @@ int runMany(const Options &options)
             if (pipes[i].revents == 0 || listen(&children[i]))
                 continue;
             const RunResult result = finish(children[i]);
-            add(&total, result);
-            if (!result.complaint.empty() && total.failed <= kMostTold)
-                printComplaint(children[i].seed, options.hours, result);
+            add(&total, children[i].seed, result);
+            if (!result.complaint.empty())
+                printComplaint(children[i].seed, options.hours, result,
+                               total.failedSeeds.size() <= kMostTold);
             children.erase(children.begin() + static_cast<std::ptrdiff_t>(i));
         }
     }
     print(total, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
-    return total.failed == 0 ? 0 : 1;
+    return total.failedSeeds.empty() ? 0 : 1;
 }
 
 int run(int argc, char **argv)
@@ -378,7 +432,8 @@ int run(int argc, char **argv)
         std::printf("%s", kHelp);
         return 0;
     }
-    return options->isRange ? runMany(*options) : runOne(*options);
+    host::DriverLibrary driver(options->driver);
+    return options->isRange ? runMany(*options, driver) : runOne(*options, driver);
 }
 
 } // namespace
@@ -391,5 +446,8 @@ int main(int argc, char **argv)
     } catch (const plc::host::Failure &failure) {
         std::fprintf(stderr, "bus_test: %s\n", failure.what());
         return 2;
+    } catch (const std::exception &problem) {
+        std::fprintf(stderr, "bus_test: %s\n", problem.what());
+        return 1;
     }
 }

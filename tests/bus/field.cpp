@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frames.h"
 #include "station/crc.h"
 #include "station/modbus_codes.h"
 
@@ -12,9 +13,8 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr std::size_t kCrcLen = 2;
-/// Stations, addresses and quantities that the master never asks for, so that what a second master is answered
-/// cannot be taken for an answer to the master: RTU has nothing else to tell them apart by.
+/// The second master polls the same stations, but only quantities and set-points that the master never asks for: what
+/// it is answered could otherwise be taken for an answer to the master, as RTU has nothing else to tell them apart by.
 constexpr int kForeignQuantity = 101;
 constexpr int kLastForeignQuantity = 120;
 constexpr int kFirstForeignSetpoint = 240;
@@ -47,27 +47,6 @@ std::vector<int> numbersOf(const FieldPlan &plan)
     return numbers;
 }
 
-bool isRead(std::uint8_t function)
-{
-    return function >= kReadCoils && function <= kReadInputRegisters;
-}
-
-Area areaOf(std::uint8_t function)
-{
-    switch (function) {
-    case kReadDiscreteInputs:
-        return Area::DiscreteInputs;
-    case kReadInputRegisters:
-        return Area::InputRegisters;
-    case kReadCoils:
-    case kWriteSingleCoil:
-    case kWriteMultipleCoils:
-        return Area::Coils;
-    default:
-        return Area::HoldingRegisters;
-    }
-}
-
 /// The part between the station number and the CRC.
 ByteView pduOf(const Bytes &frame)
 {
@@ -81,33 +60,12 @@ Message messageOf(const Bytes &bytes)
     return message;
 }
 
-/// Items that a write frame changes, first one and values; nothing for any other frame.
-std::vector<std::uint16_t> writtenValues(const Bytes &frame, int *first)
+/// Keeps in mind what a write frame has changed.
+void store(Time now, const Bytes &frame, History *history)
 {
-    std::vector<std::uint16_t> values;
-    *first = getBe16(frame, 2);
-    const int quantity = getBe16(frame, 4);
-    switch (frame[1]) {
-    case kWriteSingleCoil:
-        values.push_back(frame[4] != 0);
-        break;
-    case kWriteSingleRegister:
-        values.push_back(getBe16(frame, 4));
-        break;
-    case kWriteMultipleCoils:
-        for (int i = 0; i < quantity; ++i) {
-            const std::uint8_t group = frame[static_cast<std::size_t>(7 + i / 8)];
-            values.push_back(static_cast<std::uint16_t>(group >> (i % 8) & 1));
-        }
-        break;
-    case kWriteMultipleRegisters:
-        for (int i = 0; i < quantity; ++i)
-            values.push_back(getBe16(frame, static_cast<std::size_t>(7 + 2 * i)));
-        break;
-    default:
-        break;
-    }
-    return values;
+    const WrittenItems items = writtenItems(frame);
+    for (std::size_t i = 0; i < items.values.size(); ++i)
+        history->write(now, items.area, items.first + static_cast<int>(i), items.values[i]);
 }
 
 void markNoise(Message *message, std::size_t at)
@@ -248,9 +206,10 @@ Time Field::masterSends(Time now, const Bytes &frame, int tag)
         return end;
     if (fault == Fault::NoiseInRequest) {
         count(now, fault, frame[0]);
-        noiseAt(random_.between(now, end), random_.between(1, 4));
+        const Time at = random_.between(now, end);
+        noiseAt(at, random_.between(1, 4));
     } else if (fault == Fault::StrayEcho) {
-        strayEcho_ = isRead(frame[1]);
+        strayEcho_ = isReadFunction(frame[1]);
         if (strayEcho_)
             count(now, fault, frame[0]);
     } else {
@@ -320,10 +279,7 @@ void Field::broadcast(Time now, const Bytes &frame)
         if (now < device.mutedUntil)
             continue;
         bus_.station(number)->executeBroadcast(pduOf(frame));
-        int first = 0;
-        const std::vector<std::uint16_t> values = writtenValues(frame, &first);
-        for (std::size_t i = 0; i < values.size(); ++i)
-            device.history.write(now, areaOf(frame[1]), first + static_cast<int>(i), values[i]);
+        store(now, frame, &device.history);
         observer_.executed(now, number, frame, tag_);
     }
 }
@@ -332,21 +288,18 @@ void Field::broadcast(Time now, const Bytes &frame)
 Bytes Field::execute(Time now, const Request &request)
 {
     Device &device = stations_.at(request.station);
-    const Area area = areaOf(request.frame[1]);
+    const Area area = areaOfFunction(request.frame[1]);
     const int first = getBe16(request.frame, 2);
-    if (isRead(request.frame[1])) {
+    if (isReadFunction(request.frame[1])) {
         std::vector<std::uint16_t> present;
         for (int i = 0; i < getBe16(request.frame, 4) && first + i < kItems; ++i)
             present.push_back(device.history.value(area, first + i));
         bus_.station(request.station)->registers().write(area, first, present);
     }
     const Answer answer = bus_.answer(request.frame);
-    if (answer.outcome != Outcome::Answered || isRead(request.frame[1]))
+    if (answer.outcome != Outcome::Answered || isReadFunction(request.frame[1]))
         return answer.reply;
-    int at = 0;
-    const std::vector<std::uint16_t> values = writtenValues(request.frame, &at);
-    for (std::size_t i = 0; i < values.size(); ++i)
-        device.history.write(now, area, at + static_cast<int>(i), values[i]);
+    store(now, request.frame, &device.history);
     if (request.tag >= 0)
         observer_.executed(now, request.station, request.frame, request.tag);
     return answer.reply;
@@ -355,9 +308,9 @@ Bytes Field::execute(Time now, const Request &request)
 void Field::answer(Time now, const Request &request)
 {
     if (request.tag >= 0 && answering_) {
-        const Message made = answering_(now, request.frame);
-        if (!made.bytes.empty()) {
-            reply(now, request, made, false, "as the test has it");
+        const std::optional<Message> made = answering_(now, request.frame);
+        if (made) {
+            reply(now, request, *made, false, "as the test has it");
             return;
         }
     }
@@ -379,7 +332,7 @@ bool Field::applies(Fault fault, const Bytes &frame) const
         // it would meet in its next exchange.
         return !plan_.handsOverInBursts;
     case Fault::WrongLength:
-        return isRead(frame[1]);
+        return isReadFunction(frame[1]);
     default:
         return true;
     }
@@ -443,10 +396,14 @@ void Field::answerWith(Time now, const Request &request, Fault fault)
     const Message message = damaged(good, fault);
     reply(at, request, message, false, nameOf(fault));
     const Time end = at + wire_.duration(static_cast<int>(message.bytes.size())) + message.gap;
-    if (fault == Fault::NoiseAfter)
-        noiseAt(end + random_.between(Time(1), wire_.silence() / 2), random_.between(1, 12));
-    if (fault == Fault::NoiseWithin)
-        noiseAt(random_.between(at + Time(1), end - wire_.duration(1) / 2), random_.between(1, 4));
+    if (fault == Fault::NoiseAfter) {
+        const Time noise = end + random_.between(Time(1), wire_.silence() / 2);
+        noiseAt(noise, random_.between(1, 12));
+    }
+    if (fault == Fault::NoiseWithin) {
+        const Time noise = random_.between(at + Time(1), end - wire_.duration(1) / 2);
+        noiseAt(noise, random_.between(1, 4));
+    }
 }
 
 /// The reply as the fault makes it.

@@ -84,8 +84,9 @@ public:
     void makeNext(Fault fault, int station) { forced_.emplace_back(fault, station); }
     /// Anything at all: the bytes are on the line from @p at on, a time that is not over yet.
     void sendAt(Time at, int source, const Message &message);
-    /// Answers the requests of the master instead of the stations; an empty message leaves it to them.
-    using Answering = std::function<Message(Time now, const Bytes &request)>;
+    /// Answers the requests of the master instead of the stations, with a message without bytes not at all; nothing
+    /// leaves it to them.
+    using Answering = std::function<std::optional<Message>(Time now, const Bytes &request)>;
     void setAnswering(Answering answering) { answering_ = std::move(answering); }
 
     bool isLineCut() const { return lineCut_; }

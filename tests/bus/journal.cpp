@@ -4,6 +4,13 @@
 
 namespace plc::bus {
 
+namespace {
+
+/// No frame is longer; of a babble no more is worth reading.
+constexpr std::size_t kMostHeard = 256;
+
+} // namespace
+
 Journal::Journal(std::size_t kept) : entries_(kept)
 {
     constexpr std::size_t kLongest = 600;
@@ -20,9 +27,39 @@ void Journal::note(Time at, const char *who, int number, ByteView bytes, const c
     entry.at = at;
     entry.who = who;
     entry.number = number;
+    entry.isHeard = false;
     entry.bytes.assign(bytes.data, bytes.data + bytes.size);
     entry.what = what;
     next_ = (next_ + 1) % entries_.size();
+}
+
+void Journal::noteHeard(Time at, std::uint8_t byte, bool isNoise, Time silence)
+{
+    const std::size_t latest = (next_ + entries_.size() - 1) % entries_.size();
+    if (!entries_[latest].isHeard || at - entries_[latest].last >= silence) {
+        note(at, "master hears", 0, ByteView(), "");
+        Entry &begun = entries_[(next_ + entries_.size() - 1) % entries_.size()];
+        begun.isHeard = true;
+        begun.noise = begun.length = 0;
+    }
+    Entry &entry = entries_[(next_ + entries_.size() - 1) % entries_.size()];
+    entry.last = at;
+    ++entry.length;
+    entry.noise += isNoise ? 1u : 0u;
+    if (entry.bytes.size() < kMostHeard)
+        entry.bytes.push_back(byte);
+}
+
+/// Bytes and words of an entry.
+std::string Journal::textOf(const Entry &entry)
+{
+    std::string text = hexText(entry.bytes);
+    std::string what = entry.what;
+    if (entry.isHeard && entry.length > entry.bytes.size())
+        text += " ... " + std::to_string(entry.length) + " bytes in all";
+    if (entry.isHeard && entry.noise > 0)
+        what = std::to_string(entry.noise) + " of them noise or collided";
+    return text + (text.empty() || what.empty() ? "" : "  ") + what;
 }
 
 std::string Journal::text() const
@@ -36,8 +73,7 @@ std::string Journal::text() const
         const std::string number = entry.number > 0 ? " " + std::to_string(entry.number) : "";
         std::snprintf(head, sizeof head, "%16.6f  %-13s ", host::seconds(entry.at),
                       (entry.who + number).c_str());
-        all += head + hexText(entry.bytes) + (entry.bytes.empty() || entry.what.empty() ? "" : "  ") +
-               entry.what + "\n";
+        all += head + textOf(entry) + "\n";
     }
     return all;
 }

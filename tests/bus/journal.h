@@ -16,11 +16,16 @@ namespace plc::bus {
 class Journal
 {
 public:
-    explicit Journal(std::size_t kept = 60);
+    explicit Journal(std::size_t kept);
 
     /// @param who    in the second column, as "master" or "station 3".
     /// @param bytes  what went over the line; may be empty.
     void note(Time at, const char *who, int number, ByteView bytes, const char *what);
+
+    /// The master hears a byte. Those that follow each other without a silence, and with nothing else between, make
+    /// one entry.
+    /// @param isNoise  it is not what anybody meant: made up, or garbled by a collision.
+    void noteHeard(Time at, std::uint8_t byte, bool isNoise, Time silence);
 
     /// A line for each entry, the oldest first.
     std::string text() const;
@@ -31,9 +36,15 @@ private:
         Time at{};
         const char *who = nullptr; ///< null: not filled yet
         int number = 0;
+        bool isHeard = false; ///< by the master
+        Time last{};          ///< when the last byte of it was heard
+        std::size_t noise = 0;
+        std::size_t length = 0; ///< of what was heard; more than is kept of a babble
         Bytes bytes;
         std::string what;
     };
+    static std::string textOf(const Entry &entry);
+
     std::vector<Entry> entries_;
     std::size_t next_ = 0;
 };

@@ -3,13 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <malloc.h>
-
 #include <algorithm>
 #include <memory>
 
 #include "bus.h"
 #include "fresh_driver.h"
+#include "heap_use.h"
 #include "station/crc.h"
 
 namespace plc::bus {
@@ -105,6 +104,31 @@ std::vector<double> milliseconds_of(const std::vector<host::StepReport> &steps)
     for (const host::StepReport &step : steps)
         times.push_back(host::seconds(step.endedAt - step.startedAt) * 1000);
     return times;
+}
+
+/// An exception reply of the station that is asked.
+Message refusal(const Bytes &request, std::uint8_t code)
+{
+    Message reply;
+    reply.bytes = {request[0], static_cast<std::uint8_t>(request[1] | 0x80), code};
+    appendCrc(&reply.bytes, CrcOrder::LowFirst);
+    return reply;
+}
+
+Message noiseOf(std::size_t bytes)
+{
+    Message message;
+    message.bytes.assign(bytes, 0x55);
+    message.noise.assign(bytes, true);
+    return message;
+}
+
+std::vector<int> attemptsOf(const std::vector<host::StepReport> &steps)
+{
+    std::vector<int> attempts;
+    for (const host::StepReport &step : steps)
+        attempts.push_back(step.attempts);
+    return attempts;
 }
 
 const std::vector<std::string> kTwins = {"4x:0:4@1", "4x:50:4@1"};
@@ -215,12 +239,8 @@ TEST_F(BusPolicy, ABabblingLineDoesNotLengthenTheWait)
         plan.link.policies.absoluteDeadline = absolute;
         Bus &bus = build(plan);
         bus.field().muteStation(1, hours(1));
-        for (int i = 1; i <= 60; ++i) {
-            Message noise;
-            noise.bytes = {0x55};
-            noise.noise = {true};
-            bus.field().sendAt(milliseconds(100) * i, kNoise, noise);
-        }
+        for (int i = 1; i <= 60; ++i)
+            bus.field().sendAt(milliseconds(100) * i, kNoise, noiseOf(1));
         bus.start();
         const std::vector<double> times = milliseconds_of(stepsOf(1, seconds(10)));
         ASSERT_THAT(times, testing::Not(IsEmpty()));
@@ -230,6 +250,85 @@ TEST_F(BusPolicy, ABabblingLineDoesNotLengthenTheWait)
             EXPECT_GT(times.front(), 5000.0);
         EXPECT_EQ("", bus.witness().complaint());
     }
+}
+
+TEST_F(BusPolicy, ARefusalForGoodIsNotRepeated)
+{
+    BusPlan plan = planOf(1, {"4x:0:4@1"});
+    plan.link.retries = 2;
+    for (const int code : {1, 2, 3, 4}) {
+        Bus &bus = build(plan);
+        bus.field().setAnswering(
+            [code](Time, const Bytes &request) { return refusal(request, static_cast<std::uint8_t>(code)); });
+        bus.start();
+        const std::vector<host::StepReport> steps = stepsOf(1, seconds(10));
+        ASSERT_THAT(steps, testing::SizeIs(Gt(20u)));
+        EXPECT_EQ(code, steps.back().exceptionCode);
+        // 04 may pass: the device has failed for once.
+        EXPECT_THAT(attemptsOf(steps), Each(code == 4 ? 3 : 1)) << code;
+        EXPECT_EQ("", bus.witness().complaint());
+    }
+}
+
+TEST_F(BusPolicy, RepetitionsBringLostRepliesHome)
+{
+    BusPlan plan = withFault(planOf(2, kTwins), {Fault::LostReply});
+    plan.link.retries = 2;
+    Bus &bus = build(plan);
+    bus.start();
+    bus.field().setFaults(bus.now(), true);
+    const std::vector<host::StepReport> steps = stepsOf(1, minutes(10));
+    EXPECT_EQ("", bus.witness().complaint());
+    const auto isRepeated = [](const auto &step) { return step.done && step.attempts == 2; };
+    EXPECT_GT(std::count_if(steps.begin(), steps.end(), isRepeated), 100);
+    for (const host::StepReport &step : steps) {
+        EXPECT_LE(step.attempts, 3);
+        EXPECT_TRUE(step.done || step.attempts == 3) << step.attempts;
+    }
+}
+
+TEST_F(BusPolicy, ABroadcastIsGivenItsTurnaround)
+{
+    BusPlan plan = planOf(1, {"4x:0:4@1"});
+    plan.link.turnaround = milliseconds(300);
+    Bus &bus = build(plan);
+    bus.keepSteps(true);
+    bus.start();
+    bus.runFor(seconds(1));
+    const host::Ticket ticket = bus.write("4x:130@0", {17});
+    bus.runFor(seconds(2));
+    EXPECT_EQ(OperationEnd::Good, bus.endOf(ticket));
+    EXPECT_EQ(17, bus.field().history(1).value(Area::HoldingRegisters, 130));
+    const std::vector<host::StepReport> &steps = bus.steps();
+    const auto broadcast =
+        std::find_if(steps.begin(), steps.end(), [](const auto &step) { return step.request.station == 0; });
+    ASSERT_LT(broadcast, steps.end() - 1);
+    const Time left = broadcast->startedAt + bus.wire().duration(broadcast->request.frame.size());
+    EXPECT_GE((broadcast + 1)->startedAt, left + milliseconds(300));
+    EXPECT_EQ("", bus.witness().complaint());
+}
+
+TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
+{
+    Bus &bus = build(planOf(1, {}));
+    bus.start();
+    bus.field().sendAt(milliseconds(20), kNoise, noiseOf(9000)); // more than five seconds
+    bus.runFor(milliseconds(100));
+    const host::Ticket written = bus.write("4x:130@1", {17});
+    const host::Ticket read = bus.read("4x:140:5@1");
+    bus.runFor(seconds(1));
+    EXPECT_EQ(OperationEnd::LineBusy, bus.endOf(written));
+    EXPECT_EQ(OperationEnd::LineBusy, bus.endOf(read));
+    EXPECT_TRUE(bus.wire().isBusy());
+    EXPECT_EQ(0u, bus.statistics().total.requests);
+    EXPECT_EQ(2u, bus.statistics().total.lineBusy);
+    EXPECT_FALSE(bus.isOffline(1));
+
+    bus.runFor(seconds(10));
+    const host::Ticket again = bus.write("4x:130@1", {18});
+    bus.runFor(seconds(1));
+    EXPECT_EQ(OperationEnd::Good, bus.endOf(again));
+    EXPECT_EQ("", bus.witness().complaint());
 }
 
 /// Long enough for the distance between trials to have grown to its full length.
@@ -281,6 +380,61 @@ TEST_F(BusPolicy, ADeadStationOfEightCostsTheOthersAtMostOneTwentieth)
     EXPECT_LT(static_cast<double>(goodReadings(unguarded)) / without, 0.95);
 }
 
+TEST_F(BusPolicy, AStationThatManagesShortFramesOnlyCostsTheOthersLittle)
+{
+    Bus &alone = build(eightStations(false));
+    alone.start();
+    alone.runFor(kCompared);
+    const auto without = static_cast<double>(goodReadings(alone));
+
+    Bus &bus = build(eightStations(true));
+    bus.field().setAnswering([](Time, const Bytes &request) {
+        const bool isLong = request[0] == 8 && request[5] != 1;
+        return isLong ? std::optional<Message>(Message()) : std::nullopt;
+    });
+    bus.start();
+    bus.runFor(kCompared);
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_GT(bus.wentOffline(), 10u);
+    const double kept = static_cast<double>(goodReadings(bus)) / without;
+    RecordProperty("loss_percent", std::to_string(100 * (1 - kept)));
+    EXPECT_GE(kept, 0.9);
+}
+
+TEST_F(BusPolicy, AGatewayThatFindsNobodyTakesTheStationOffline)
+{
+    for (const int code : {4, 10, 11}) {
+        Bus &bus = build(planOf(2, {"4x:0:4@1", "4x:0:4@2"}));
+        bus.field().setAnswering([code](Time, const Bytes &request) {
+            return request[0] == 2 ? std::optional<Message>(refusal(request, static_cast<std::uint8_t>(code)))
+                                   : std::nullopt;
+        });
+        bus.start();
+        bus.runFor(seconds(5));
+        EXPECT_EQ(code != 4, bus.isOffline(2)) << code;
+        EXPECT_FALSE(bus.isOffline(1)) << code;
+        // Its trials are answered in the same way.
+        bus.runFor(seconds(60));
+        EXPECT_EQ(code != 4, bus.isOffline(2)) << code;
+        EXPECT_EQ("", bus.witness().complaint());
+    }
+}
+
+TEST_F(BusPolicy, ATrialIsSentOnceHoweverManyRepetitionsThereAre)
+{
+    BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2"});
+    plan.link.retries = 4;
+    Bus &bus = build(plan);
+    bus.field().muteStation(2, hours(2));
+    bus.start();
+    const std::vector<host::StepReport> steps = stepsOf(2, minutes(10));
+    ASSERT_THAT(steps, testing::SizeIs(Ge(10u)));
+    std::vector<int> attempts = attemptsOf(steps);
+    EXPECT_THAT(std::vector<int>(attempts.begin(), attempts.begin() + 3), Each(5));
+    EXPECT_THAT(std::vector<int>(attempts.begin() + 3, attempts.end()), Each(1));
+    EXPECT_EQ("", bus.witness().complaint());
+}
+
 TEST_F(BusPolicy, ADeadStationIsTriedAtGrowingDistances)
 {
     BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2"});
@@ -320,10 +474,8 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
         EXPECT_NE(OperationEnd::Open, bus.endOf(ticket)) << ticket;
     EXPECT_EQ(OperationEnd::Offline, bus.endOf(tickets.back()));
 
-    const Time before = bus.now();
     EXPECT_EQ(OperationEnd::Offline, bus.endOf(bus.write("4x:131@2", {7})));
     EXPECT_EQ(OperationEnd::Offline, bus.endOf(bus.read("4x:131@2")));
-    EXPECT_EQ(before, bus.now());
     EXPECT_EQ(host::VariableState::Offline, bus.session().status(1).state);
 
     bus.runFor(minutes(6));
@@ -334,6 +486,103 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
     EXPECT_EQ(OperationEnd::Good, bus.endOf(again));
     EXPECT_EQ(99, bus.field().history(2).value(Area::HoldingRegisters, 131));
     EXPECT_EQ("", bus.witness().complaint());
+}
+
+TEST_F(BusPolicy, TheStateOfAVariableTellsOfASilentStationAndItsAgeOfTheLastReading)
+{
+    BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2", "3x:0:150@2"});
+    plan.link.offline.failures = 10; // so that each read fails before the station is left alone
+    Bus &bus = build(plan);
+    // With the witness, which has seen the readings.
+    const auto stateOf = [&bus](int number) {
+        bus.lookAt(static_cast<std::size_t>(number));
+        return bus.session().status(number).state;
+    };
+    EXPECT_EQ(host::VariableState::NeverRead, stateOf(1));
+    bus.start();
+    bus.runFor(seconds(5));
+    for (const int number : {0, 1, 2})
+        EXPECT_EQ(host::VariableState::Good, stateOf(number));
+    const Time silentSince = bus.now();
+    bus.field().muteStation(2, minutes(5));
+    bus.runFor(seconds(2));
+    EXPECT_EQ(host::VariableState::Good, stateOf(0));
+    EXPECT_EQ(host::VariableState::NoAnswer, stateOf(1));
+    bus.runFor(minutes(1));
+    EXPECT_EQ(host::VariableState::Good, stateOf(0));
+    EXPECT_LT(bus.session().status(0).age, seconds(1));
+    for (const int number : {1, 2}) {
+        EXPECT_EQ(host::VariableState::Offline, stateOf(number));
+        EXPECT_GE(bus.session().status(number).age, bus.now() - silentSince);
+        EXPECT_LT(bus.session().status(number).age, bus.now() - silentSince + seconds(2));
+    }
+    bus.setStationEnabled(2, false);
+    EXPECT_EQ(host::VariableState::SwitchedOff, stateOf(1));
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_GE(bus.witness().checks().statuses, 10u);
+}
+
+TEST_F(BusPolicy, OrdersThatAreTakenBackFromTheDriverAreNeverSent)
+{
+    for (const bool byUser : {true, false}) {
+        BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2"});
+        plan.link.offline.firstProbe = milliseconds(1);
+        Bus &bus = build(plan);
+        bus.start();
+        bus.runFor(seconds(2));
+        bus.field().muteStation(2, hours(1));
+        std::vector<host::Ticket> tickets;
+        for (std::uint32_t i = 0; i < 60; ++i) {
+            tickets.push_back(bus.write("4x:" + std::to_string(130 + i) + "@2", {4000 + i}));
+            tickets.push_back(bus.read("3x:" + std::to_string(130 + i) + "@2"));
+        }
+        bus.runFor(milliseconds(300));
+        if (byUser) {
+            // On again at once: what the driver holds would have its turn.
+            bus.setStationEnabled(2, false);
+            bus.setStationEnabled(2, true);
+        }
+        bus.runFor(seconds(10));
+        bus.field().muteStation(2, bus.now());
+        bus.runFor(minutes(2));
+        EXPECT_EQ("", bus.witness().complaint());
+        EXPECT_FALSE(bus.isOffline(2));
+        const OperationEnd takenBack = byUser ? OperationEnd::Dropped : OperationEnd::Offline;
+        std::size_t withdrawn = 0;
+        for (std::size_t i = 0; i < tickets.size(); i += 2) {
+            if (bus.endOf(tickets[i]) != takenBack)
+                continue;
+            ++withdrawn;
+            const int address = 130 + static_cast<int>(i) / 2;
+            EXPECT_NE(4000 + i / 2, bus.field().history(2).value(Area::HoldingRegisters, address));
+        }
+        EXPECT_GT(withdrawn, 50u);
+    }
+}
+
+TEST_F(BusPolicy, NothingIsSentToAStationThatIsOffNotEvenWhatHasPriority)
+{
+    BusPlan plan = planOf(8, {});
+    for (int station = 1; station <= 8; ++station)
+        plan.watched.push_back("3x:0:4@" + std::to_string(station));
+    plan.watched.emplace_back("4x:100:4@3");
+    plan.watched.emplace_back("4x:100:4@4");
+    plan.packed = true;
+    plan.priorities = {{"4x101", 4}};
+    Bus &bus = build(plan);
+    bus.start();
+    bus.runFor(seconds(5));
+    const std::uint64_t before = bus.statistics().stations.at(3).requests;
+    EXPECT_GT(before, 20u);
+    bus.field().muteStation(4, hours(1));
+    bus.setStationEnabled(3, false);
+    bus.runFor(minutes(5));
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_EQ(before, bus.statistics().stations.at(3).requests);
+    EXPECT_TRUE(bus.isOffline(4));
+    EXPECT_GT(bus.witness().checks().trials, 3u);
+    // Three failures, and a trial a minute.
+    EXPECT_LT(bus.statistics().stations.at(4).timeouts, 15u);
 }
 
 TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
@@ -352,7 +601,7 @@ TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
     EXPECT_NE(4711, bus.field().history(2).value(Area::HoldingRegisters, 130));
 }
 
-TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackSoon)
+TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackWithTheFirst)
 {
     BusPlan plan = planOf(8, {});
     for (int station = 1; station <= 8; ++station)
@@ -361,13 +610,30 @@ TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackSoon)
     bus.start();
     bus.runFor(seconds(5));
     bus.field().cutLine(true);
+    bus.runFor(minutes(1));
+    // Each goes offline at a time of its own, so that the trials are spread over a minute.
+    for (int station = 1; station <= 8; ++station) {
+        bus.setStationEnabled(station, false);
+        bus.setStationEnabled(station, true);
+        bus.runFor(milliseconds(7500));
+    }
     bus.runFor(minutes(10));
     for (int station = 1; station <= 8; ++station)
         EXPECT_TRUE(bus.isOffline(station)) << station;
     bus.field().cutLine(false);
     const Time since = bus.now();
-    bus.runFor(plan.link.offline.longestProbe + seconds(5));
-    bus.witness().checkRecovery(bus.now(), since, bus.watchedStations());
+    const auto offline = [&bus] {
+        int count = 0;
+        for (int station = 1; station <= 8; ++station)
+            count += bus.isOffline(station) ? 1 : 0;
+        return count;
+    };
+    while (offline() == 8 && bus.now() < since + 2 * plan.link.offline.longestProbe)
+        bus.runFor(milliseconds(100));
+    EXPECT_LT(offline(), 8);
+    bus.runFor(seconds(5));
+    EXPECT_EQ(0, offline());
+    bus.witness().checkRecovery(bus.now(), since);
     EXPECT_EQ("", bus.witness().complaint());
 }
 
@@ -378,7 +644,7 @@ protected:
     void runHealthy(BusPlan plan, Time time)
     {
         Bus &bus = build(agreed(plan));
-        bus.witness().setHealthy(true);
+        bus.witness().setHealthy(bus.now(), true);
         bus.start();
         for (Time end = bus.now() + time; bus.now() < end && bus.witness().complaint().empty();) {
             bus.write("4x:130:3@1", {1, 2, 3});
@@ -443,11 +709,79 @@ TEST_F(HealthyBus, KeepsNoMemoryOfWhatIsOver)
         }
     };
     order(1200); // enough to fill every list that has a limit
-    const std::size_t before = mallinfo2().uordblks;
+    const std::int64_t before = heapInUse();
     order(2000);
-    const std::size_t after = mallinfo2().uordblks;
+    const std::int64_t after = heapInUse();
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_LT(after, before + 16 * 1024);
+}
+
+TEST_F(HealthyBus, ServesThePriorityLevelsAtTheirRates)
+{
+    constexpr int kOrdinary = 8;
+    // Ordinary reads from one service of a level to the next: the higher the level, the more often. The lowest one
+    // comes after three rounds.
+    const std::map<int, int> expected = {{1, 3 * kOrdinary}, {2, 6}, {3, 3}, {4, 1}};
+    for (const auto &[level, distance] : expected) {
+        BusPlan plan = planOf(kOrdinary, {"4x:100:4@1"});
+        for (int station = 1; station <= kOrdinary; ++station)
+            plan.watched.push_back("3x:0:4@" + std::to_string(station));
+        plan.packed = true;
+        plan.priorities = {{"4x101", level}};
+        Bus &bus = build(plan);
+        bus.witness().setHealthy(bus.now(), true);
+        bus.keepSteps(true);
+        bus.start();
+        bus.runFor(seconds(20));
+        EXPECT_EQ("", bus.witness().complaint());
+        std::vector<int> distances;
+        int ordinary = 0;
+        for (const host::StepReport &step : bus.steps()) {
+            if (step.request.regType == 4) {
+                ++ordinary;
+                continue;
+            }
+            distances.push_back(std::exchange(ordinary, 0));
+        }
+        ASSERT_THAT(distances, testing::SizeIs(Gt(5u))) << "level " << level;
+        distances.erase(distances.begin());
+        EXPECT_THAT(distances, Each(distance)) << "level " << level;
+    }
+}
+
+TEST_F(BusPolicy, KeepsNoMemoryOfFailuresAndTrials)
+{
+    BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2"});
+    plan.link.offline.firstProbe = plan.link.offline.longestProbe = milliseconds(500);
+    for (const bool offline : {true, false}) {
+        plan.link.policies.offline = offline;
+        Bus &bus = build(plan);
+        bus.field().muteStation(2, hours(10));
+        bus.start();
+        bus.runFor(minutes(10));
+        const std::int64_t before = heapInUse();
+        bus.runFor(minutes(30));
+        EXPECT_EQ("", bus.witness().complaint());
+        EXPECT_GT(bus.statistics().total.timeouts, 2000u);
+        EXPECT_LT(heapInUse(), before + 16 * 1024);
+    }
+}
+
+TEST_F(BusPolicy, NoiseZeroAndForeignRepliesInFrontCostNoAttempt)
+{
+    for (const Fault fault :
+         {Fault::LeadingZero, Fault::NoiseBefore, Fault::NoiseAfter, Fault::ForeignReply}) {
+        Bus &bus = build(withFault(planOf(2, kTwins), {fault}));
+        bus.start();
+        bus.field().setFaults(bus.now(), true);
+        bus.runFor(minutes(10));
+        EXPECT_EQ("", bus.witness().complaint());
+        const std::uint64_t met = bus.field().faults()[static_cast<std::size_t>(fault)];
+        EXPECT_GT(met, 500u);
+        // Some are lost where ForgeGuard has changed a byte, or the noise looks like the beginning of a reply.
+        EXPECT_LE(bus.statistics().total.requests, bus.statistics().total.good + 1 + met / 20)
+            << nameOf(fault);
+    }
 }
 
 } // namespace

@@ -13,6 +13,9 @@ using std::chrono::seconds;
 
 constexpr quint32 kOptionSixteenForOne = 1u << 1;
 
+/// Below this many requests in its read list the driver gives a priority level up.
+constexpr int kFewestOrdinary = 7;
+
 int stationCount(Random &random)
 {
     const int kind = random.below(10);
@@ -23,10 +26,15 @@ int stationCount(Random &random)
 
 void addStations(Random &random, Scenario *scenario)
 {
+    // Three areas of three stations make requests enough beside those with a priority, and a round of all of them must
+    // not take too long.
+    constexpr int kFewestPacked = 3;
+    constexpr int kMostPacked = 6;
     std::vector<int> numbers;
     for (int number = 1; number <= 247; ++number)
         numbers.push_back(number);
-    const int count = stationCount(random);
+    const int drawn = stationCount(random);
+    const int count = scenario->bus.packed ? std::clamp(drawn, kFewestPacked, kMostPacked) : drawn;
     for (int i = 0; i < count; ++i) {
         StationPlan station;
         const int at = random.below(static_cast<int>(numbers.size()));
@@ -50,8 +58,9 @@ void addVariables(Random &random, Scenario *scenario)
             const bool inside = area.find("bit") != std::string::npos;
             const int length = random.oneIn(3) ? 1 : random.between(1, 60);
             const int first = random.between(0, 239 - 2 * length);
-            scenario->bus.watched.push_back(area + ":" + std::to_string(first) +
-                                            (inside ? "." + std::to_string(random.below(16)) : "") + ":" +
+            // One draw in a statement: the order within an expression is the compiler's.
+            const std::string bit = inside ? "." + std::to_string(random.below(16)) : "";
+            scenario->bus.watched.push_back(area + ":" + std::to_string(first) + bit + ":" +
                                             std::to_string(length) + "@" + std::to_string(station.number));
         }
     }
@@ -91,12 +100,33 @@ int requestsOf(const BusPlan &plan)
     return requests;
 }
 
+/// Cyclic reads that may pass until each has had its turn. All reads of level 4 come between two ordinary ones, those of
+/// level 3 after every third, of level 2 after every sixth, of level 1 after three rounds of them.
+int turnsOf(const BusPlan &plan, int requests)
+{
+    if (plan.priorities.empty())
+        return requests;
+    const std::string area = plan.priorities.front().first.substr(0, 2);
+    int claimed = 0;
+    for (const std::string &text : plan.watched)
+        claimed += text.compare(0, area.size(), area) == 0 ? 1 : 0;
+    constexpr int kOrdinaryBetween[] = {0, 0, 6, 3, 1}; ///< by level
+    int high = 0;
+    bool isLowest = false;
+    for (const auto &[place, level] : plan.priorities) {
+        isLowest = isLowest || level == 1;
+        if (level > 1)
+            high = std::max(high, claimed * requests / kOrdinaryBetween[static_cast<std::size_t>(level)]);
+    }
+    return (requests + high) * (isLowest ? 3 : 1) + claimed;
+}
+
 void setPace(Random &random, Scenario *scenario)
 {
     host::LinkSettings &link = scenario->bus.link;
     const int requests = requestsOf(scenario->bus);
     // Mostly a request or two a second: so an hour is cheap, and has idle times in it.
-    if (!random.oneIn(25))
+    if (!scenario->bus.packed && !random.oneIn(25))
         link.pollInterval = requests * milliseconds(random.between(400, 1500));
     // A slow line has a panel that asks for less: what is ordered must be possible.
     scenario->orderEvery = milliseconds(random.between(2000, 15000)) * std::max(1, 9600 / link.baud);
@@ -107,21 +137,51 @@ void setPace(Random &random, Scenario *scenario)
     const Wire wire(link.baud, 1);
     const Time exchange = wire.duration(8 + 256) + slowest + 2 * wire.silence() + milliseconds(30);
     // The last probe may just have failed; then everything is asked for once, with orders between.
-    scenario->recoveredWithin = link.offline.longestProbe + 2 * link.pollInterval + 3 * requests * exchange +
-                                8 * link.timeout + link.lateGuard.value_or(link.timeout) + seconds(5);
+    scenario->recoveredWithin = link.offline.longestProbe + 2 * link.pollInterval +
+                                3 * turnsOf(scenario->bus, requests) * exchange + 8 * link.timeout +
+                                link.lateGuard.value_or(link.timeout) + seconds(5);
 }
 
-/// Has the driver pack the variables, with a few priorities. It reads without a pause then, so that only slow lines
-/// keep an hour cheap.
+/// Has the driver pack the variables. It reads without a pause then, so that only slow lines keep an hour cheap.
 void packVariables(Random &random, Scenario *scenario)
 {
-    static const std::vector<std::string> kAreas = {"0x", "1x", "3x", "4x"};
     scenario->bus.packed = true;
     scenario->bus.link.baud = random.oneIn(2) ? 2400 : 4800;
     scenario->bus.link.timeout = seconds(1);
-    for (int i = random.between(0, 6); i > 0; --i)
-        scenario->bus.priorities.emplace_back(random.pick(kAreas) + std::to_string(random.between(0, 200)),
-                                              random.between(1, 4));
+}
+
+/// Priorities for places of one area, the first of them in a variable that is read, and so many variables of other
+/// areas that the driver keeps the levels.
+void addPriorities(Random &random, Scenario *scenario)
+{
+    static const std::vector<std::string> kAreas = {"0x", "1x", "3x", "4x"};
+    constexpr int kCoilsOfANumber = 8; ///< the driver divides the numbers of bits by 8
+    BusPlan &bus = scenario->bus;
+    const std::string area = random.pick(kAreas);
+    const int scale = area == "0x" || area == "1x" ? kCoilsOfANumber : 1;
+    const int place = random.between(0, 100);
+    const auto prefer = [&bus, &area, scale](int address, int level) {
+        bus.priorities.emplace_back(area + std::to_string(address * scale), level);
+    };
+    prefer(place, random.between(1, 4));
+    for (int i = random.between(0, 2); i > 0; --i) {
+        const int other = random.between(0, 200);
+        prefer(other, random.between(1, 4));
+    }
+    const auto watch = [&bus](const std::string &where, int first, int station) {
+        bus.watched.push_back(where + ":" + std::to_string(first) + ":4@" + std::to_string(station));
+    };
+    watch(area, place, random.pick(bus.field.stations).number);
+    // One request at least for each area of a station.
+    int ordinary = 0;
+    for (const StationPlan &station : bus.field.stations) {
+        for (const std::string &other : kAreas) {
+            if (other == area || ordinary == kFewestOrdinary)
+                continue;
+            watch(other, random.between(0, 200), station.number);
+            ++ordinary;
+        }
+    }
 }
 
 } // namespace
@@ -136,6 +196,8 @@ Scenario makeScenario(std::uint64_t seed)
         packVariables(random, &scenario);
     addStations(random, &scenario);
     addVariables(random, &scenario);
+    if (scenario.bus.packed)
+        addPriorities(random, &scenario);
     setPace(random, &scenario);
     if (random.oneIn(3))
         scenario.bus.burst = milliseconds(random.between(1, 16));

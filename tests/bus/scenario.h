@@ -12,7 +12,7 @@ struct Scenario
     BusPlan bus;
     bool withFaults = true;
     Time orderEvery{};      ///< mean time between two orders of the runtime
-    Time recoveredWithin{}; ///< from the end of all faults until every station was read again
+    Time recoveredWithin{}; ///< from the end of all faults until every variable was read again
 };
 
 /// Makes one bus of 1 to 32 stations; the same one for the same seed.

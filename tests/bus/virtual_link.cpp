@@ -39,6 +39,10 @@ Protocol *VirtualLink::fetch(int ignored)
 VirtualLink::VirtualLink(host::DriverLibrary &driver, COM_INFO &info, const host::LinkSettings &settings,
                          Line line)
     : line_(line), link_(driver, info, settings, [this](host::News &&news) {
+          if (!news.trace.empty()) {
+              noteTrace(news.trace);
+              return;
+          }
           line_.witness.news(now_, news);
           news_.push_back(std::move(news));
       })
@@ -49,9 +53,19 @@ VirtualLink::VirtualLink(host::DriverLibrary &driver, COM_INFO &info, const host
 
 void VirtualLink::start(const std::map<int, int> &cyclicReads, bool trace)
 {
-    link_.begin(now_, cyclicReads, trace);
+    link_.begin(now_, cyclicReads, trace || line_.trace);
     running_ = true;
     wakeAt_ = now_;
+}
+
+/// Puts a line of the host's trace into the journal, which has a time of its own.
+void VirtualLink::noteTrace(const std::string &trace)
+{
+    const std::size_t mark = std::min(trace.find_first_of("<-"), trace.size());
+    // Byte by byte the host hears what the journal has anyhow; only a converter makes another story of it.
+    const bool isHeard = trace.compare(mark, 2, "<-") == 0;
+    if (!isHeard || line_.burst > Time::zero())
+        line_.journal.note(now_, "host", 0, ByteView(), trace.c_str() + mark);
 }
 
 void VirtualLink::setOpenOperations(int count)
@@ -109,6 +123,7 @@ void VirtualLink::deliver(const WireByte &byte)
     line_.field.hear(byte);
     if (byte.source == kMaster ? !line_.echo : line_.field.isLineCut())
         return;
+    line_.journal.noteHeard(byte.end, byte.value, byte.isNoise, line_.wire.silence());
     if (line_.burst == Time::zero()) {
         arrived_.append(static_cast<char>(byte.value));
         lastHeard_ = std::max(lastHeard_, byte.end);

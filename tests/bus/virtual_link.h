@@ -15,10 +15,13 @@ struct Line
     Wire &wire;
     Field &field;
     Witness &witness;
+    Journal &journal;
     /// How long a converter may hold bytes back; 0 = they are handed over as they end.
     Time burst{};
     /// The master hears itself.
     bool echo = false;
+    /// The host's own trace goes into the journal.
+    bool trace = false;
 };
 
 /// Runs the line whenever the session waits: the time jumps from event to event.
@@ -42,6 +45,7 @@ private:
     void deliver(const WireByte &byte);
     void advance();
     void transmit(const QByteArray &frame);
+    void noteTrace(const std::string &trace);
 
     static Protocol *fetch(int ignored);
 

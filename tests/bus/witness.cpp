@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "host/driver_link.h"
+#include "host/exception_codes.h"
 #include "station/modbus_codes.h"
 
 namespace plc::bus {
@@ -16,23 +17,9 @@ using host::OperationEnd;
 /// How long the driver may still hold an order that has been withdrawn: it drops it when its turn comes.
 constexpr Time kWithdrawn = std::chrono::minutes(2);
 
-Area areaOf(int baseType)
-{
-    switch (baseType) {
-    case 0:
-        return Area::Coils;
-    case 1:
-        return Area::DiscreteInputs;
-    case 4:
-        return Area::InputRegisters;
-    default:
-        return Area::HoldingRegisters;
-    }
-}
-
 std::string nameOf(int station, int baseType, int address)
 {
-    return areaText(areaOf(baseType)) + ":" + std::to_string(address) + "@" + std::to_string(station);
+    return areaText(areaOfBaseType(baseType)) + ":" + std::to_string(address) + "@" + std::to_string(station);
 }
 
 std::string hex(std::uint16_t value)
@@ -47,31 +34,10 @@ bool bitOf(std::uint16_t value, int bit)
     return (value >> bit & 1) != 0;
 }
 
-/// The value that a write frame puts at an address; false when it puts none there.
-bool valueIn(const Bytes &frame, int baseType, int address, std::uint16_t *value)
+/// The host has taken the order back before the driver reported anything.
+bool isWithdrawn(const host::OperationResult &result)
 {
-    const int at = address - getBe16(frame, 2);
-    const int quantity = getBe16(frame, 4);
-    switch (frame[1]) {
-    case kWriteSingleCoil:
-        *value = frame[4] != 0;
-        return baseType == 0 && at == 0;
-    case kWriteSingleRegister:
-        *value = getBe16(frame, 4);
-        return baseType == 5 && at == 0;
-    case kWriteMultipleCoils:
-        if (baseType != 0 || at < 0 || at >= quantity)
-            return false;
-        *value = frame[static_cast<std::size_t>(7 + at / 8)] >> (at % 8) & 1;
-        return true;
-    case kWriteMultipleRegisters:
-        if (baseType != 5 || at < 0 || at >= quantity)
-            return false;
-        *value = getBe16(frame, static_cast<std::size_t>(7 + 2 * at));
-        return true;
-    default:
-        return false;
-    }
+    return result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped;
 }
 
 } // namespace
@@ -126,9 +92,34 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
         earlier_.pop_front();
 
     const auto order = orders_.find(sent_.ticket);
-    if (order != orders_.end() && order->second.ended && order->second.endedAt < now)
+    const auto reading = reads_.find(sent_.ticket);
+    const bool isOverOrder = order != orders_.end() && order->second.ended && order->second.endedAt < now;
+    const bool isOverReading =
+        reading != reads_.end() && reading->second.ended && reading->second.endedAt < now;
+    if (isOverOrder || isOverReading)
         complain(now,
                  "(j) order " + std::to_string(sent_.ticket) + " is sent after it was reported as ended");
+    checkLeftAlone(now);
+}
+
+/// What goes to a station that is off, offline, or only just back?
+void Witness::checkLeftAlone(Time now)
+{
+    const int station = sent_.frame[0];
+    const bool isRepetition = sentInStep_++ > 0;
+    const std::string who = "station " + std::to_string(station);
+    if (switchedOff_.count(station) > 0)
+        complain(now, "(k) a request goes to " + who + ", which is switched off");
+    const auto absence = absences_.find(station);
+    if (absence == absences_.end())
+        return;
+    ++checks_.trials;
+    const bool isOffline = absence->second == Absence::Offline;
+    if (isOffline && sent_.isWrite)
+        complain(now, "(k) a write goes to " + who + ", which is offline");
+    if (isRepetition && (isOffline || sent_.hostId == host::kCyclicHostId))
+        complain(now, "(k) a read is repeated to " + who + ", which " +
+                          (isOffline ? "is offline" : "was offline and has only answered a trial yet"));
 }
 
 void Witness::lateReplyBegins(Time now, int station, int tag)
@@ -160,12 +151,51 @@ void Witness::executed(Time now, int station, const Bytes &frame, int tag)
                           " did a write that nobody had ordered: " + hexText(frame));
         return;
     }
-    for (std::size_t i = 0; i < order->second.order.elements.size(); ++i) {
-        const Element &element = order->second.order.elements[i];
-        std::uint16_t value = 0;
-        if (valueIn(frame, element.baseType, element.address, &value))
-            taken(now, station, *sent, &order->second, i, value);
+    const WriteOrder &ordered = order->second.order;
+    if (ordered.station != 0 && ordered.station != station)
+        complain(now, "(b) order " + std::to_string(ordered.ticket) + " for station " +
+                          std::to_string(ordered.station) + " was done by station " +
+                          std::to_string(station));
+    checkOnlyOrdered(now, frame, ordered);
+    const WrittenItems items = writtenItems(frame);
+    for (std::size_t i = 0; i < ordered.elements.size(); ++i) {
+        const Element &element = ordered.elements[i];
+        const std::optional<std::uint16_t> value = items.at(element.baseType, element.address);
+        if (value)
+            taken(now, station, *sent, &order->second, i, *value);
     }
+}
+
+/// A write changes what was ordered and nothing beside it.
+void Witness::checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &order)
+{
+    const WrittenItems items = writtenItems(frame);
+    const int baseType = baseTypeOf(items.area);
+    const int end = items.first + static_cast<int>(items.values.size());
+    for (int address = items.first; address < end; ++address) {
+        const bool ordered =
+            std::any_of(order.elements.begin(), order.elements.end(), [baseType, address](const Element &e) {
+                return e.baseType == baseType && e.address == address;
+            });
+        if (!ordered)
+            complain(now, "(b) order " + std::to_string(order.ticket) + " wrote " +
+                              nameOf(order.station, baseType, address) + " too, which nobody had ordered");
+    }
+}
+
+/// The register had held the same but for one bit of the order. By now it holds the written value.
+bool Witness::isOneBitAway(Time now, int station, const Order &order, int address, std::uint16_t value) const
+{
+    const History &history = field_->history(station);
+    const Time from = std::max(order.orderedAt, now - std::chrono::seconds(60));
+    const Time to = now - Time(1);
+    const auto &elements = order.order.elements;
+    return history.held(Area::HoldingRegisters, address, value, from, to) ||
+           std::any_of(elements.begin(), elements.end(), [&](const Element &element) {
+               const auto before = static_cast<std::uint16_t>(value ^ (1u << element.bit));
+               return element.address == address && bitOf(value, element.bit) == (element.value != 0) &&
+                      history.held(Area::HoldingRegisters, address, before, from, to);
+           });
 }
 
 /// A station has taken an element of an order.
@@ -182,14 +212,13 @@ void Witness::taken(Time now, int station, const Sent &sent, Order *order, std::
             // Another bit of the same order, written before or after this one.
             return;
         }
-        // The other bits are those that the station had held.
-        const auto flipped = static_cast<std::uint16_t>(value ^ (1u << element.bit));
-        const History &history = field_->history(station);
-        const Time from = std::max(order->orderedAt, now - std::chrono::seconds(60));
-        if (!history.held(Area::HoldingRegisters, element.address, value, from, now) &&
-            !history.held(Area::HoldingRegisters, element.address, flipped, from, now))
+        if (!isOneBitAway(now, station, *order, element.address, value))
             complain(now, "(b) writing a bit of " + name + " changed other bits: " + hex(value));
     }
+    if (isHealthySince(order->orderedAt) && order->taken[index] && element.bit < 0 &&
+        order->order.station != 0)
+        complain(now, "(b) on a healthy line " + name + " was written twice by order " +
+                          std::to_string(sent.ticket));
     order->taken[index] = true;
     host::Ticket &last = lastTaken_[{station, element.baseType, element.address}];
     if (sent.ticket < last)
@@ -202,13 +231,56 @@ void Witness::news(Time now, const host::News &news)
 {
     if (news.step)
         stepEnded(now, *news.step);
+    if (news.step && host::isGroupedRead(news.step->request) && !news.ordinaryRead)
+        ++checks_.priorityReads;
     for (const host::OperationNews &operation : news.operations)
         reported(now, operation);
+    if (news.step)
+        checkProbation(now, *news.step, news.station);
+    if (news.station)
+        absences_[news.station->station] = news.station->offline ? Absence::Offline : Absence::Probation;
+}
+
+/// The first transaction behind a trial decides.
+void Witness::checkProbation(Time now, const host::StepReport &step,
+                             const std::optional<host::StationNews> &news)
+{
+    const int station = step.request.station;
+    const auto absence = absences_.find(station);
+    if (absence == absences_.end() || absence->second != Absence::Probation)
+        return;
+    const bool isGateways = step.exceptionCode == host::kExceptionGatewayPath ||
+                            step.exceptionCode == host::kExceptionGatewayTarget;
+    const bool answered =
+        step.cause == AttemptEnd::Good || (step.cause == AttemptEnd::Exception && !isGateways);
+    const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable ||
+                        (step.cause == AttemptEnd::Exception && isGateways);
+    if (answered)
+        absences_.erase(absence);
+    if (failed && !(news && news->station == station && news->offline))
+        complain(now, "(k) station " + std::to_string(station) +
+                          " has answered a trial and nothing else, and is not offline again");
+}
+
+void Witness::switched(int station, bool enabled)
+{
+    absences_.erase(station);
+    if (enabled)
+        switchedOff_.erase(station);
+    else
+        switchedOff_.insert(station);
 }
 
 void Witness::stepEnded(Time now, const host::StepReport &step)
 {
-    if (healthy_) {
+    sentInStep_ = 0;
+    if (step.request.hostId == host::kCyclicHostId && step.cause != AttemptEnd::Withheld) {
+        CyclicRead &read = cyclicReads_[step.request.hostSubId];
+        read.lastEndedWell = step.cause == AttemptEnd::Good;
+        if (read.lastEndedWell)
+            read.lastGood = now;
+    }
+    if (isHealthySince(step.startedAt)) {
         ++checks_.healthySteps;
         const bool fine = step.cause == AttemptEnd::Good || step.cause == AttemptEnd::NoReplyDue;
         if (!fine || !step.done || step.attempts != 1)
@@ -217,6 +289,10 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
                               std::to_string(static_cast<int>(step.cause)) + ", " +
                               std::to_string(step.attempts) + " attempts");
     }
+    const auto read = reads_.find(step.request.hostSubId);
+    if (step.request.hostId == host::kOperationHostId && read != reads_.end() &&
+        step.cause == AttemptEnd::Good)
+        ++read->second.steps;
     const bool isHalfOfWrite =
         step.request.hostId == host::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
     if (step.cause == AttemptEnd::Good && step.done && step.request.direction == 0 && !isHalfOfWrite)
@@ -232,16 +308,11 @@ void Witness::checkReading(Time now, const host::StepReport &step)
         return;
     }
     const int station = step.request.station;
-    const int function = sent[1];
-    const int baseType = function == kReadCoils            ? 0
-                         : function == kReadDiscreteInputs ? 1
-                         : function == kReadInputRegisters ? 4
-                                                           : 5;
+    const int baseType = baseTypeOf(areaOfFunction(sent[1]));
     const int first = getBe16(sent, 2);
     const int count = getBe16(sent, 4);
     const Time from = std::max(sent_.chainStart, now - plan_.latest - plan_.longestReply);
     const std::vector<std::uint16_t> values = readMirror_(station, baseType, first, count);
-    lastGood_[station] = now;
     if (static_cast<int>(values.size()) != count) {
         complain(now, "the mirror does not show what was read");
         return;
@@ -249,17 +320,19 @@ void Witness::checkReading(Time now, const host::StepReport &step)
     for (int i = 0; i < count; ++i) {
         ++checks_.values;
         const std::uint16_t value = values[static_cast<std::size_t>(i)];
-        if (!field_->history(station).held(areaOf(baseType), first + i, value, from, now)) {
+        if (!field_->history(station).held(areaOfBaseType(baseType), first + i, value, from, now)) {
             complain(now, "(a) the mirror shows " + hex(value) + " at " +
                               nameOf(station, baseType, first + i) +
                               ", which the station did not hold; it holds " +
-                              hex(field_->history(station).value(areaOf(baseType), first + i)));
+                              hex(field_->history(station).value(areaOfBaseType(baseType), first + i)));
             return;
         }
         const auto shown = shown_.find({station, baseType, first + i});
         if (shown == shown_.end())
             continue;
         shown->second.read = value;
+        if (step.request.hostId == host::kCyclicHostId)
+            shown->second.lastGood = now;
         auto &written = shown->second.written;
         written.erase(std::remove_if(written.begin(), written.end(),
                                      [this, now](const auto &entry) { return isOver(entry.first, now); }),
@@ -281,7 +354,7 @@ void Witness::reported(Time now, const host::OperationNews &news)
 {
     const auto read = reads_.find(news.ticket);
     if (read != reads_.end()) {
-        if (++read->second > 1)
+        if (++read->second.reports > 1)
             complain(now, "(b) reading " + std::to_string(news.ticket) + " is reported twice");
         return;
     }
@@ -309,11 +382,12 @@ bool Witness::wasTaken(const Order &order, std::size_t index, Time now) const
     const Element &element = order.order.elements[index];
     const Time from = std::max(sent_.chainStart, now - plan_.latest - plan_.longestReply);
     return std::any_of(executions_.begin(), executions_.end(), [&](const Execution &execution) {
-        std::uint16_t value = 0;
-        return execution.station == order.order.station && execution.at >= from &&
-               execution.frame == sent_.frame &&
-               valueIn(execution.frame, element.baseType, element.address, &value) &&
-               (element.bit < 0 ? value == element.value : bitOf(value, element.bit) == (element.value != 0));
+        if (execution.station != order.order.station || execution.at < from || execution.frame != sent_.frame)
+            return false;
+        const std::optional<std::uint16_t> value =
+            writtenItems(execution.frame).at(element.baseType, element.address);
+        return value && (element.bit < 0 ? *value == element.value
+                                         : bitOf(*value, element.bit) == (element.value != 0));
     });
 }
 
@@ -337,16 +411,20 @@ void Witness::ordered(Time now, const WriteOrder &order)
     orders_.emplace(order.ticket, std::move(entry));
 }
 
-void Witness::orderedRead(Time, host::Ticket ticket, int)
+void Witness::orderedRead(Time now, host::Ticket ticket)
 {
-    reads_.emplace(ticket, 0);
+    Reading reading;
+    reading.orderedAt = now;
+    reads_.emplace(ticket, reading);
 }
 
 void Witness::ended(Time now, host::Ticket ticket, const host::OperationResult &result)
 {
     ++checks_.reports;
-    if (reads_.erase(ticket) > 0)
+    if (reads_.count(ticket) > 0) {
+        readingEnded(now, ticket, result);
         return;
+    }
     const auto found = orders_.find(ticket);
     if (found == orders_.end() || found->second.ended) {
         complain(now, "(b) order " + std::to_string(ticket) + " ended twice");
@@ -354,9 +432,27 @@ void Witness::ended(Time now, host::Ticket ticket, const host::OperationResult &
     }
     found->second.ended = true;
     found->second.endedAt = now;
-    const bool withdrawn = result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped;
-    if (found->second.reports == 0 && !withdrawn)
+    if (result.end != OperationEnd::Good && isHealthySince(found->second.orderedAt))
+        complain(now, "(f) on a healthy line order " + std::to_string(ticket) + " is reported as failed");
+    if (found->second.reports == 0 && !isWithdrawn(result))
         complain(now, "(b) order " + std::to_string(ticket) + " ended without a report of the driver");
+}
+
+void Witness::readingEnded(Time now, host::Ticket ticket, const host::OperationResult &result)
+{
+    Reading &reading = reads_.at(ticket);
+    const std::string who = "reading " + std::to_string(ticket);
+    if (reading.ended)
+        complain(now, "(b) " + who + " ended twice");
+    reading.ended = true;
+    reading.endedAt = now;
+    const bool done = result.end == OperationEnd::Good;
+    if (done && reading.steps == 0)
+        complain(now, "(b) " + who + " is reported as done, but nobody was asked");
+    if (!done && isHealthySince(reading.orderedAt))
+        complain(now, "(f) on a healthy line " + who + " is reported as failed");
+    if (reading.reports == 0 && !isWithdrawn(result))
+        complain(now, "(b) " + who + " ended without a report of the driver");
 }
 
 void Witness::mustBeOffline(Time now, host::Ticket ticket, const host::OperationResult &result)
@@ -382,6 +478,34 @@ void Witness::lookAt(Time now, int station, int baseType, int first, int count)
     }
 }
 
+void Witness::checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
+                          const host::WatchStatus &status)
+{
+    ++checks_.statuses;
+    bool hasValue = true;
+    bool allWell = true;
+    Time oldest = now;
+    for (int number = firstRead; number < firstRead + count; ++number) {
+        const CyclicRead &read = cyclicReads_[number];
+        hasValue = hasValue && read.lastGood;
+        allWell = allWell && read.lastEndedWell;
+        oldest = std::min(oldest, read.lastGood.value_or(now));
+    }
+    const auto absence = absences_.find(station);
+    const bool isOffline = absence != absences_.end() && absence->second == Absence::Offline;
+    const bool isOff = switchedOff_.count(station) > 0;
+    if (status.state == host::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
+        complain(now, "(l) " + name + " is said to be good, and was not read well last");
+    if (isOff != (status.state == host::VariableState::SwitchedOff) ||
+        (isOffline && !isOff) != (status.state == host::VariableState::Offline))
+        complain(now, "(l) " + name + " is not said to be offline or switched off when it is");
+    if (status.hasValue != hasValue)
+        complain(now, "(l) whether " + name + " was ever read is told wrongly");
+    if (hasValue && status.age != now - oldest)
+        complain(now, "(l) the age of " + name + " is " + std::to_string(host::seconds(now - oldest)) +
+                          " s, and is said to be " + std::to_string(host::seconds(status.age)) + " s");
+}
+
 bool Witness::mayShow(const Shown &shown, std::uint16_t value)
 {
     std::vector<std::uint16_t> whole = {shown.read};
@@ -405,21 +529,25 @@ bool Witness::mayShow(const Shown &shown, std::uint16_t value)
     });
 }
 
-std::optional<Time> Witness::lastGood(int station) const
+void Witness::checkRecovery(Time now, Time since)
 {
-    const auto found = lastGood_.find(station);
-    return found == lastGood_.end() ? std::nullopt : std::optional<Time>(found->second);
-}
-
-void Witness::checkRecovery(Time now, Time since, const std::vector<int> &stations)
-{
-    for (const int station : stations) {
+    for (const auto &[place, shown] : shown_) {
         ++checks_.recoveries;
-        if (lastGood(station).value_or(Time::zero()) <= since)
-            complain(now, "(g) station " + std::to_string(station) +
+        if (shown.lastGood.value_or(Time::zero()) <= since)
+            complain(now, "(g) " + nameOf(place.station, place.baseType, place.address) +
                               " was not read since the faults ended at " +
                               std::to_string(host::seconds(since)) + " s");
     }
+}
+
+void Witness::setHealthy(Time now, bool healthy)
+{
+    healthySince_ = healthy ? std::optional<Time>(now) : std::nullopt;
+}
+
+bool Witness::isHealthySince(Time time) const
+{
+    return healthySince_ && *healthySince_ <= time;
 }
 
 void Witness::forget(Time now)
@@ -427,6 +555,10 @@ void Witness::forget(Time now)
     for (auto order = orders_.begin(); order != orders_.end();) {
         const bool old = order->second.ended && order->second.endedAt < now - kWithdrawn - 2 * plan_.latest;
         order = old ? orders_.erase(order) : std::next(order);
+    }
+    for (auto read = reads_.begin(); read != reads_.end();) {
+        const bool old = read->second.ended && read->second.endedAt < now - kWithdrawn - 2 * plan_.latest;
+        read = old ? reads_.erase(read) : std::next(read);
     }
 }
 

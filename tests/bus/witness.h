@@ -9,9 +9,13 @@
 ///   reply falls into the exchange of another request.
 /// - (e) The line was silent for 3.5 characters before each request.
 /// - (f) A healthy line never reports a failure.
-/// - (g) After the faults have ended, every station is read again within a stated time.
+/// - (g) After the faults have ended, every watched element is read again by its cyclic read within a stated time.
 /// - (h) Memory does not grow (see BusRun).
 /// - (j) An order for a station that is offline ends at once, and what was reported as ended is not sent any more.
+/// - (k) Nothing is sent to a station that the user has switched off; to one that is offline only reads, each once. The
+///   first transaction after it has come back decides whether it stays: a cyclic read is sent once, and one that fails
+///   takes it offline again.
+/// - (l) A variable is said to be good only if all its parts were read well last, and its age is that of the oldest.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
@@ -30,12 +34,15 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
 
 #include "field.h"
+#include "frames.h"
 #include "host/link.h"
+#include "host/read_state.h"
 
 namespace plc::bus {
 
@@ -66,8 +73,11 @@ struct Checks
     std::uint64_t requests = 0;    ///< (d) and (e)
     std::uint64_t lateReplies = 0; ///< (d)
     std::uint64_t healthySteps = 0;
-    std::uint64_t recoveries = 0; ///< (g), stations
+    std::uint64_t recoveries = 0; ///< (g), elements
     std::uint64_t refusals = 0;   ///< (j)
+    std::uint64_t trials = 0;     ///< (k), requests to stations that are offline or only just back
+    std::uint64_t statuses = 0;   ///< (l)
+    std::uint64_t priorityReads = 0;
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -105,17 +115,20 @@ public:
     /// These elements are read over and over.
     void watched(int station, int baseType, int first, int count);
     void ordered(Time now, const WriteOrder &order);
-    void orderedRead(Time now, host::Ticket ticket, int station);
+    void orderedRead(Time now, host::Ticket ticket);
+    void switched(int station, bool enabled);
     /// The session says that the order has ended.
     void ended(Time now, host::Ticket ticket, const host::OperationResult &result);
     /// Looks at the mirror at any time.
     void lookAt(Time now, int station, int baseType, int first, int count);
     /// Stations whose orders end at once.
     void mustBeOffline(Time now, host::Ticket ticket, const host::OperationResult &result);
-    void setHealthy(bool healthy) { healthy_ = healthy; }
-    /// When the station was last read well; nothing if it never was.
-    std::optional<Time> lastGood(int station) const;
-    void checkRecovery(Time now, Time since, const std::vector<int> &stations);
+    /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p count - 1.
+    void checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
+                     const host::WatchStatus &status);
+    void setHealthy(Time now, bool healthy);
+    /// Every watched element has been read by its cyclic read.
+    void checkRecovery(Time now, Time since);
 
     /// Forgets what nobody needs any more.
     void forget(Time now);
@@ -151,6 +164,24 @@ private:
         bool ended = false;
         int reports = 0;
     };
+    struct Reading
+    {
+        Time orderedAt{};
+        Time endedAt{}; ///< only if `ended`
+        bool ended = false;
+        int steps = 0; ///< that ended well
+        int reports = 0;
+    };
+    struct CyclicRead
+    {
+        std::optional<Time> lastGood;
+        bool lastEndedWell = false;
+    };
+    enum class Absence
+    {
+        Offline,
+        Probation ///< it has answered a trial, and nothing else yet
+    };
     struct Execution
     {
         Time at;
@@ -161,6 +192,7 @@ private:
     struct Shown
     {
         std::uint16_t read = 0;
+        std::optional<Time> lastGood; ///< end of the last cyclic read that brought it
         std::vector<std::pair<host::Ticket, Element>> written;
     };
     struct Place
@@ -175,6 +207,12 @@ private:
         }
     };
 
+    bool isHealthySince(Time time) const;
+    void checkLeftAlone(Time now);
+    void checkProbation(Time now, const host::StepReport &step, const std::optional<host::StationNews> &news);
+    void readingEnded(Time now, host::Ticket ticket, const host::OperationResult &result);
+    void checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &order);
+    bool isOneBitAway(Time now, int station, const Order &order, int address, std::uint16_t value) const;
     void stepEnded(Time now, const host::StepReport &step);
     void checkReading(Time now, const host::StepReport &step);
     void reported(Time now, const host::OperationNews &news);
@@ -189,19 +227,22 @@ private:
     Journal &journal_;
     ReadMirror readMirror_;
     Field *field_ = nullptr;
-    bool healthy_ = false;
+    std::optional<Time> healthySince_;
     std::vector<std::string> overlooked_;
     std::string complaint_;
     Checks checks_;
 
     Sent sent_;
-    std::deque<Sent> earlier_;             ///< sent before, as long as a late reply may come
-    std::map<host::Ticket, Order> orders_; ///< open, and ended a while ago
-    std::map<host::Ticket, int> reads_;    ///< open ones, by their reports
+    std::deque<Sent> earlier_;              ///< sent before, as long as a late reply may come
+    std::map<host::Ticket, Order> orders_;  ///< open, and ended a while ago
+    std::map<host::Ticket, Reading> reads_; ///< open, and ended a while ago
+    int sentInStep_ = 0;                    ///< transmissions of the transaction in progress
+    std::set<int> switchedOff_;
+    std::map<int, Absence> absences_;       ///< of stations that are away or only just back
+    std::map<int, CyclicRead> cyclicReads_; ///< by number
     std::map<Place, host::Ticket> lastTaken_;
     std::deque<Execution> executions_;
     std::map<Place, Shown> shown_;
-    std::map<int, Time> lastGood_;
 };
 
 } // namespace plc::bus
