@@ -10,6 +10,7 @@ set(plc_needs_emulator OFF)
 if(CMAKE_CROSSCOMPILING_EMULATOR)
   set(plc_needs_emulator ON)
 endif()
+option(PLC_THREADS_ONLY "only the tests in which threads meet: those labelled threads or system" OFF)
 option(PLC_WHOLE_PROGRAMS "A test program is one test of ctest, with all its cases" ${plc_needs_emulator})
 
 # Libraries and options of a test program, the same for all of them: they share their precompiled headers.
@@ -34,6 +35,10 @@ function(plc_test name)
   add_executable(${name} ${arg_SOURCES})
   plc_test_program(${name} ${arg_LIBS})
   target_precompile_headers(${name} REUSE_FROM plc_test_headers)
+  if(PLC_THREADS_ONLY AND NOT "threads" IN_LIST arg_LABELS AND NOT "system" IN_LIST arg_LABELS)
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
+    return()
+  endif()
   if(PLC_WHOLE_PROGRAMS)
     # Programs with a time limit of their own wait a lot: their cases run in four processes beside each other.
     set(shards 1)

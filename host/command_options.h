@@ -1,5 +1,5 @@
 /// @file
-/// Options that the commands share, and how they become settings.
+/// Options of the commands as they were typed, and how they become settings.
 #ifndef PLC_HOST_COMMAND_OPTIONS_H
 #define PLC_HOST_COMMAND_OPTIONS_H
 
@@ -11,14 +11,23 @@
 #include "values.h"
 #include "variable.h"
 
-namespace CLI {
-class App;
-}
-
 namespace plc::host {
 
+/// How values are shown and what is told besides them.
+struct OutputOptions
+{
+    std::string format = "text";
+    bool hex = false;
+    bool isSigned = false;
+    bool verbose = false;
+    bool quiet = false;
+
+    NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
+    Format outputFormat() const { return formatOf(format); }
+};
+
 /// As typed. link() and the other functions check and convert.
-struct CommandOptions
+struct CommandOptions : OutputOptions
 {
     std::string port;
     int station = 1;
@@ -40,12 +49,6 @@ struct CommandOptions
     double firstProbeSeconds = seconds(OfflineSettings().firstProbe);
     double longestProbeSeconds = seconds(OfflineSettings().longestProbe);
     std::string driver;
-    bool verbose = false;
-    bool quiet = false;
-
-    std::string format = "text";
-    bool hex = false;
-    bool isSigned = false;
 
     std::vector<std::string> variables;
     std::string type;
@@ -56,33 +59,47 @@ struct CommandOptions
     /// Settings of the link. Warns on standard error about settings that are allowed and unwise.
     /// @throw Failure  (wrong usage)
     LinkSettings link() const;
-    NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
-    Format outputFormat() const { return formatOf(format); }
     /// The variables given by name and the one given by -t, -r and -c.
     /// @throw Failure  (wrong usage)
     std::vector<Variable> variableList(bool oneBased) const;
 };
 
-/// Options of the line: all but the port.
-void addLineOptions(CLI::App *app, CommandOptions *options);
+struct WriteOptions : CommandOptions
+{
+    std::vector<std::string> assignments;
+    bool verify = false;
+};
 
-/// -p, without which there is no line.
-void addPortOption(CLI::App *app, CommandOptions *options);
+struct WatchOptions : CommandOptions
+{
+    double forSeconds = 0; ///< 0 = without end
+    bool once = false;
+};
 
-/// When a dead station is left alone, for commands that ask over and over.
-void addOfflineOptions(CLI::App *app, CommandOptions *options);
+struct DemoOptions : CommandOptions
+{
+    std::string stationProgram; ///< empty = the one beside this program
+};
 
-/// How values are shown.
-void addOutputOptions(CLI::App *app, CommandOptions *options);
+struct RunOptions : OutputOptions
+{
+    std::string file;
+    std::string port;        ///< empty = the project's
+    std::string driver;      ///< empty = the one beside this program
+    double forSeconds = 0;   ///< 0 = without end
+    double everySeconds = 0; ///< 0 = only at the end
+    int scans = 0;           ///< 0 = without end
+};
 
-/// How numbers are shown, where there is no choice of format.
-void addNumberOptions(CLI::App *app, CommandOptions *options);
-
-/// VARIABLE..., -t, -r and -c.
-void addVariableOptions(CLI::App *app, CommandOptions *options);
-
-/// How variables are written and what exit codes mean, for the end of a help text.
-std::string commonHelp();
+struct PlanOptions
+{
+    std::string file;
+    std::string driver; ///< empty = the one beside this program
+    std::string format = "text";
+    int baud = 0; ///< 0 = the project's
+    double answerDelayMs = 0;
+    bool allNames = false;
+};
 
 } // namespace plc::host
 

@@ -1,36 +1,31 @@
 /// @file
-/// The commands of plchost. Each adds itself to the command line and hands out what is to be run.
+/// The commands of plchost. Each runs once, with the options that were typed, and throws Failure where it cannot go on.
 #ifndef PLC_HOST_COMMANDS_H
 #define PLC_HOST_COMMANDS_H
 
-#include <functional>
-
 #include "failure.h"
-
-namespace CLI {
-class App;
-}
 
 namespace plc::host {
 
-/// Runs a command whose options have been parsed.
-using Command = std::function<ExitCode()>;
-
-/// Called by the command line with the command that was chosen.
-using Choose = std::function<void(Command)>;
+struct CommandOptions;
+struct DemoOptions;
+struct PlanOptions;
+struct RunOptions;
+struct WatchOptions;
+struct WriteOptions;
 
 /// plchost read: reads each variable once.
-void addReadCommand(CLI::App *program, const Choose &choose);
+ExitCode readVariables(const CommandOptions &options);
 /// plchost write: writes values and waits until each write has ended.
-void addWriteCommand(CLI::App *program, const Choose &choose);
+ExitCode writeVariables(const WriteOptions &options);
 /// plchost watch: reads variables over and over.
-void addWatchCommand(CLI::App *program, const Choose &choose);
+ExitCode watchVariables(const WatchOptions &options);
 /// plchost run: plays the runtime of a project.
-void addRunCommand(CLI::App *program, const Choose &choose);
+ExitCode runProject(const RunOptions &options);
 /// plchost plan: what a project costs on the line.
-void addPlanCommand(CLI::App *program, const Choose &choose);
+ExitCode planProject(const PlanOptions &options);
 /// plchost demo: everything at once against a simulated station of its own.
-void addDemoCommand(CLI::App *program, const Choose &choose);
+ExitCode runDemo(const DemoOptions &options);
 
 } // namespace plc::host
 

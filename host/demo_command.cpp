@@ -1,8 +1,5 @@
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <thread>
 
@@ -17,21 +14,9 @@ namespace plc::host {
 
 namespace {
 
-constexpr const char *kExample =
-    "Example:\n  plchost demo\n\n"
-    "Starts plcstation, reads and writes variables of all kinds over a pseudo-terminal,\n"
-    "and shows what came back, with ? for what was not read. Ends with exit code 0 only if all of it is what "
-    "was\n"
-    "written; why something is not goes to standard error.\n\n";
-
 constexpr Time kStationStart = std::chrono::seconds(10);
 constexpr Time kPatience = std::chrono::seconds(30);
 constexpr Time kSlice = std::chrono::milliseconds(20);
-
-struct DemoOptions : CommandOptions
-{
-    std::string station;
-};
 
 /// One variable of the demo and what is done to it.
 struct Act
@@ -244,12 +229,15 @@ private:
     std::vector<std::optional<OperationResult>> writes_; ///< nothing for variables that are only read
 };
 
+} // namespace
+
 ExitCode runDemo(const DemoOptions &options)
 {
     LinkSettings link = options.link();
     if (link.station == 0)
         throw Failure(kExitUsage, "--station 0: nobody answers reads of station 0; take 1 to 247");
-    const std::string program = options.station.empty() ? programFolder() + "/plcstation" : options.station;
+    const std::string program =
+        options.stationProgram.empty() ? programFolder() + "/plcstation" : options.stationProgram;
     std::vector<std::string> arguments{
         "-a",     std::to_string(link.station), "--counters", "3x:0:2", "--counters",
         "1x:8:8", "--die-with-parent",          "-q"};
@@ -267,23 +255,6 @@ ExitCode runDemo(const DemoOptions &options)
     if (!options.quiet)
         std::fprintf(stderr, "plcstation serves station %d on %s\n", link.station, terminal->c_str());
     return Demo(options, link).run();
-}
-
-} // namespace
-
-void addDemoCommand(CLI::App *program, const Choose &choose)
-{
-    auto options = std::make_shared<DemoOptions>();
-    CLI::App *command =
-        program->add_subcommand("demo", "show everything against a simulated station of its own");
-    addLineOptions(command, options.get());
-    addNumberOptions(command, options.get());
-    command
-        ->add_option("--station-program", options->station,
-                     "plcstation, if it is not the one beside this program")
-        ->type_name("PATH");
-    command->footer(kExample + commonHelp());
-    command->callback([options, choose] { choose([options] { return runDemo(*options); }); });
 }
 
 } // namespace plc::host

@@ -114,7 +114,7 @@ void DriverLink::begin(Time now, const std::map<int, int> &cyclicReads, bool tra
 Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 {
     now_ = now;
-    const Instruction todo = cycle_.advance(now, arrived);
+    Instruction todo = cycle_.advance(now, arrived);
     tellReleased();
     return todo;
 }

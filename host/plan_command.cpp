@@ -1,13 +1,11 @@
-#include <CLI/CLI.hpp>
-
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
+#include "command_options.h"
 #include "commands.h"
 #include "driver_library.h"
 #include "output.h"
@@ -17,32 +15,7 @@ namespace plc::host {
 
 namespace {
 
-constexpr const char *kHelp =
-    "Example: what a project costs at 115200 baud with stations that think for 5 ms:\n"
-    "  plchost plan docs/examples/packaging_line.json -b 115200 --answer-delay 5\n\n"
-    "No line is needed: the driver is loaded, gets the project, and its requests are answered with zeros. "
-    "Shown are the\n"
-    "requests that it makes, the registers or bits among them that no variable wants, and times computed "
-    "from the baud\n"
-    "rate: 11 bits a character, a silence of 3.5 characters (1.75 ms above 19200 baud) before each request, "
-    "and the\n"
-    "same or the answer delay before each reply.\n\n"
-    "A scan is over when every request, also those of the priority levels, has been served at least once; "
-    "meanwhile the\n"
-    "levels are served at their rates, so that some requests go out many times.\n\n"
-    "The file format is described in docs/projects.md.\n";
-
 constexpr std::size_t kNamesWidth = 60;
-
-struct PlanOptions
-{
-    std::string file;
-    std::string driver;
-    std::string format = "text";
-    int baud = 0;
-    double answerDelayMs = 0;
-    bool allNames = false;
-};
 
 double inMilliseconds(Time time)
 {
@@ -215,7 +188,9 @@ void printJson(const Project &project, const RequestPlan &plan, const PlanOption
     std::fputs(QJsonDocument(root).toJson().constData(), stdout);
 }
 
-ExitCode plan(const PlanOptions &options)
+} // namespace
+
+ExitCode planProject(const PlanOptions &options)
 {
     Project project = loadProject(options.file);
     if (options.baud > 0)
@@ -229,36 +204,6 @@ ExitCode plan(const PlanOptions &options)
     else
         printText(project, result, options);
     return kExitGood;
-}
-
-} // namespace
-
-void addPlanCommand(CLI::App *program, const Choose &choose)
-{
-    auto options = std::make_shared<PlanOptions>();
-    CLI::App *command =
-        program->add_subcommand("plan", "show what a project costs on the line, without a line");
-    command->add_option("PROJECT", options->file, "project file")->type_name("")->required();
-    command->add_option("-b,--baud", options->baud, "bits per second, in place of the project's")
-        ->check(CLI::Range(300, 4000000))
-        ->type_name("RATE");
-    command
-        ->add_option("--answer-delay", options->answerDelayMs,
-                     "what stations take from request to reply (ms)")
-        ->check(CLI::Range(0.0, 60000.0))
-        ->type_name("MS")
-        ->capture_default_str();
-    command->add_option("--format", options->format, "text or json")
-        ->check(CLI::IsMember({"text", "json"}))
-        ->type_name("NAME")
-        ->capture_default_str();
-    command->add_flag("--names", options->allNames, "name all variables of a request, however many");
-    command
-        ->add_option("--driver", options->driver,
-                     "the driver library, if it is not the one beside this program")
-        ->type_name("PATH");
-    command->footer(kHelp);
-    command->callback([options, choose] { choose([options] { return plan(*options); }); });
 }
 
 } // namespace plc::host

@@ -1,7 +1,4 @@
-#include <CLI/CLI.hpp>
-
 #include <cstdio>
-#include <memory>
 
 #include "command_options.h"
 #include "commands.h"
@@ -10,12 +7,9 @@
 
 namespace plc::host {
 
-namespace {
+namespace {} // namespace
 
-constexpr const char *kExample = "Example: ten holding registers and a 32-bit value of station 5:\n"
-                                 "  plchost read -p /dev/ttyUSB0 -b 9600 -a 5 4x:100:10 4x_d:200\n\n";
-
-ExitCode readOnce(const CommandOptions &options)
+ExitCode readVariables(const CommandOptions &options)
 {
     const LinkSettings link = options.link();
     const std::vector<Variable> variables = options.variableList(link.oneBased());
@@ -46,20 +40,6 @@ ExitCode readOnce(const CommandOptions &options)
     if (!session.portLost().empty())
         throw Failure(kExitPort, session.portLost());
     return exitCodeOf(ends);
-}
-
-} // namespace
-
-void addReadCommand(CLI::App *program, const Choose &choose)
-{
-    auto options = std::make_shared<CommandOptions>();
-    CLI::App *command = program->add_subcommand("read", "read each variable once and print its values");
-    addPortOption(command, options.get());
-    addVariableOptions(command, options.get());
-    addLineOptions(command, options.get());
-    addOutputOptions(command, options.get());
-    command->footer(kExample + commonHelp());
-    command->callback([options, choose] { choose([options] { return readOnce(*options); }); });
 }
 
 } // namespace plc::host

@@ -1,5 +1,3 @@
-#include <CLI/CLI.hpp>
-
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -10,8 +8,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <deque>
-#include <memory>
 
+#include "command_options.h"
 #include "commands.h"
 #include "driver_library.h"
 #include "input_lines.h"
@@ -28,59 +26,12 @@ namespace plc::host {
 
 namespace {
 
-constexpr const char *kExample =
-    "Example: one scan of a project over a simulated line, all values as JSON, a line each:\n"
-    "  plcstation -a 1-8 --link /tmp/line & plchost run docs/examples/packaging_line.json -p /tmp/line "
-    "--scans 1 "
-    "--format ndjson\n\n";
-
-constexpr const char *kScanHelp =
-    "A scan is over when, since the scan before it, every variable has been asked for, whether its station "
-    "answered or\n"
-    "not, those of stations that are switched off or offline left out: every request of the driver's read "
-    "list and every request of "
-    "its\n"
-    "priority levels has been served at least once. Level 1 is the slowest: the driver serves it once in "
-    "three turns\n"
-    "of the ordinary requests. Levels 2, 3 and 4 are served after every sixth, third and single ordinary "
-    "request.\n\n"
-    "On a terminal a table is drawn and kept up to date; otherwise the values are printed at the end, and "
-    "with --every\n"
-    "meanwhile. Writes are reported on standard output in text and ndjson, on standard error in csv. The "
-    "statistics at\n"
-    "the end go to standard error, and in ndjson to the last line of standard output as well. Writes that "
-    "are still\n"
-    "waiting when --for, --scans or quit end the run are carried out first.\n\n"
-    "The file format is described in docs/projects.md.\n"
-    "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable replies,\n"
-    "5 port cannot be opened or is lost, 6 some good, some not. The last reading of each variable counts, "
-    "each write,\n"
-    "and each line that was not understood. Variables of stations that are switched off do not count.\n";
-
 constexpr Time kSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr std::size_t kReportsShown = 4;
 constexpr int kUsualRows = 24;
 constexpr int kUsualColumns = 80;
 constexpr int kOtherLines = 5; ///< of a table: headings, page, hint, and some air
-
-struct RunOptions
-{
-    std::string file;
-    std::string port;
-    std::string driver;
-    std::string format = "text";
-    double forSeconds = 0;
-    double everySeconds = 0;
-    int scans = 0;
-    bool hex = false;
-    bool isSigned = false;
-    bool verbose = false;
-    bool quiet = false;
-
-    Format outputFormat() const { return formatOf(format); }
-    NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
-};
 
 /// A page of rows on a terminal, with the latest reports under it, redrawn in place. What people type stands
 /// in the line below.
@@ -488,6 +439,8 @@ private:
     Time endedAt_{};
 };
 
+} // namespace
+
 ExitCode runProject(const RunOptions &options)
 {
     Project project = loadProject(options.file);
@@ -500,44 +453,6 @@ ExitCode runProject(const RunOptions &options)
     for (const std::string &warning : projectWarnings(project))
         std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
     return Run(options, std::move(project)).run();
-}
-
-} // namespace
-
-void addRunCommand(CLI::App *program, const Choose &choose)
-{
-    auto options = std::make_shared<RunOptions>();
-    CLI::App *command =
-        program->add_subcommand("run", "play the runtime of a project: read, show and write its variables");
-    command->add_option("PROJECT", options->file, "project file")->type_name("")->required();
-    command
-        ->add_option("-p,--port", options->port, "serial port or pseudo-terminal, in place of the project's")
-        ->type_name("PATH");
-    command->add_option("--for", options->forSeconds, "end after that many seconds")
-        ->check(CLI::Range(0.1, 1e6))
-        ->type_name("S");
-    command->add_option("--scans", options->scans, "end after that many full scans")
-        ->check(CLI::Range(1, 1000000000))
-        ->type_name("N");
-    command
-        ->add_option("--every", options->everySeconds,
-                     "print all values every S seconds where there is no table")
-        ->check(CLI::Range(0.1, 1e6))
-        ->type_name("S");
-    command->add_option("--format", options->format, "text, csv or ndjson")
-        ->check(CLI::IsMember({"text", "csv", "ndjson"}))
-        ->type_name("NAME")
-        ->capture_default_str();
-    auto *hex = command->add_flag("--hex", options->hex, "values in hexadecimal");
-    command->add_flag("--signed", options->isSigned, "values with a sign")->excludes(hex);
-    command
-        ->add_option("--driver", options->driver,
-                     "the driver library, if it is not the one beside this program")
-        ->type_name("PATH");
-    command->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error");
-    command->add_flag("-q,--quiet", options->quiet, "no statistics on standard error and no live table");
-    command->footer(kExample + projectInputHelp() + "\n" + kScanHelp);
-    command->callback([options, choose] { choose([options] { return runProject(*options); }); });
 }
 
 } // namespace plc::host

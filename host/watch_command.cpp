@@ -1,11 +1,8 @@
-#include <CLI/CLI.hpp>
-
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <limits>
-#include <memory>
 #include <thread>
 
 #include "command_options.h"
@@ -18,29 +15,11 @@ namespace plc::host {
 
 namespace {
 
-constexpr const char *kExample =
-    "Example: live values of two stations, ten seconds long, one scan each half second:\n"
-    "  plchost watch -p /dev/ttyUSB0 -l 500 --for 10 4x:100:10@1 0x:16:8@2\n\n"
-    "On a terminal a table is drawn and kept up to date. Otherwise, and with -q, a line for each variable is "
-    "printed\n"
-    "every second, or as often as -l says where that is longer, and once more at the end; with -1 only at "
-    "the "
-    "end.\n"
-    "The statistics at the end go to standard error. The exit code tells how the last reading of each "
-    "variable "
-    "ended.\n\n";
-
 constexpr Time kSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr Time kLineInterval = std::chrono::seconds(1);
 /// Lines that are no older than this need not be repeated at the end.
 constexpr Time kFresh = std::chrono::milliseconds(50);
-
-struct WatchOptions : CommandOptions
-{
-    double forSeconds = 0;
-    bool once = false;
-};
 
 OperationEnd endOf(const WatchStatus &status)
 {
@@ -158,27 +137,9 @@ private:
 
 } // namespace
 
-void addWatchCommand(CLI::App *program, const Choose &choose)
+ExitCode watchVariables(const WatchOptions &options)
 {
-    auto options = std::make_shared<WatchOptions>();
-    CLI::App *command = program->add_subcommand("watch", "read variables over and over and show them");
-    addPortOption(command, options.get());
-    addVariableOptions(command, options.get());
-    command
-        ->add_option("-l,--interval", options->intervalMs,
-                     "from the start of a scan to the start of the next (ms); 0 = without pause")
-        ->check(CLI::Range(0, 3600000))
-        ->type_name("MS")
-        ->capture_default_str();
-    command->add_option("--for", options->forSeconds, "end after that many seconds")
-        ->check(CLI::Range(0.1, 1e6))
-        ->type_name("S");
-    command->add_flag("-1,--once", options->once, "end when each variable has been read once");
-    addLineOptions(command, options.get());
-    addOfflineOptions(command, options.get());
-    addOutputOptions(command, options.get());
-    command->footer(kExample + commonHelp());
-    command->callback([options, choose] { choose([options] { return Watch(*options).run(); }); });
+    return Watch(options).run();
 }
 
 } // namespace plc::host

@@ -1,7 +1,5 @@
-#include <CLI/CLI.hpp>
-
+#include <algorithm>
 #include <cstdio>
-#include <memory>
 
 #include "command_options.h"
 #include "commands.h"
@@ -11,12 +9,6 @@
 namespace plc::host {
 
 namespace {
-
-constexpr const char *kExample =
-    "Example: two registers, a bit inside a register and a 32-bit value, read back "
-    "afterwards:\n"
-    "  plchost write -p /dev/ttyUSB0 -a 5 4x:100=1,2 4x_bit:35.3=1 4x_d:200=-70000 "
-    "--verify\n\n";
 
 /// One write as it was typed.
 struct Assignment
@@ -73,17 +65,19 @@ OperationEnd verify(Session &session, const Assignment &assignment, Row *row, bo
     return OperationEnd::Good;
 }
 
-ExitCode writeAll(const CommandOptions &options, const std::vector<std::string> &texts, bool verifying)
+} // namespace
+
+ExitCode writeVariables(const WriteOptions &options)
 {
     const LinkSettings link = options.link();
     std::vector<Assignment> assignments;
-    for (const std::string &text : texts)
+    for (const std::string &text : options.assignments)
         assignments.push_back(parseAssignment(text, link.oneBased()));
     DriverLibrary driver(link.driverPath);
     Session session(driver, link);
     std::vector<Ticket> tickets;
     for (const Assignment &assignment : assignments) {
-        if (verifying && session.stationOf(assignment.variable) == 0)
+        if (options.verify && session.stationOf(assignment.variable) == 0)
             throw Failure(kExitUsage, "'" + assignment.variable.text +
                                           "': a broadcast cannot be read back; leave --verify out");
         tickets.push_back(session.write(assignment.variable, assignment.values));
@@ -106,7 +100,7 @@ ExitCode writeAll(const CommandOptions &options, const std::vector<std::string> 
         row.state = end == OperationEnd::Good ? "written" : stateName(end);
         if (end != OperationEnd::Good)
             row.detail = describeResult(written[i], row.station, link);
-        else if (verifying)
+        else if (options.verify)
             end = verify(session, assignments[i], &row, &differs);
         ends.push_back(end);
         if (!row.detail.empty() && end != OperationEnd::PortLost)
@@ -119,37 +113,6 @@ ExitCode writeAll(const CommandOptions &options, const std::vector<std::string> 
         throw Failure(kExitPort, session.portLost());
     // A station that takes a write and does not keep it has done half of what it was asked for.
     return differs ? kExitMixed : exitCodeOf(ends);
-}
-
-} // namespace
-
-void addWriteCommand(CLI::App *program, const Choose &choose)
-{
-    struct WriteOptions : CommandOptions
-    {
-        std::vector<std::string> assignments;
-        bool verify = false;
-    };
-    auto options = std::make_shared<WriteOptions>();
-    CLI::App *command = program->add_subcommand("write", "write values and wait until each write has ended");
-    addPortOption(command, options.get());
-    command->add_option("WRITE", options->assignments, "what to write: VARIABLE=VALUE[,VALUE...]")
-        ->type_name("")
-        ->required();
-    command->add_flag(
-        "--verify", options->verify,
-        "read back what was written and compare; on a line that hands back what is sent only --echo "
-        "makes sure that a single write was answered, and --verify that it was done");
-    addLineOptions(command, options.get());
-    addOutputOptions(command, options.get());
-    command->footer(kExample +
-                    std::string("Values are decimal (-32768 to 65535 in a register, -2147483648 to "
-                                "4294967295 in 32 bits),\nhexadecimal (0x04D2), or for bits 0, 1, off, on, "
-                                "false, true.\n\n") +
-                    commonHelp());
-    command->callback([options, choose] {
-        choose([options] { return writeAll(*options, options->assignments, options->verify); });
-    });
 }
 
 } // namespace plc::host

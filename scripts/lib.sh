@@ -38,11 +38,17 @@ is_configured() {
         grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$plc_root" "$1/CMakeCache.txt"
 }
 
+# What was compiled once with the same flags is not compiled again, in whichever build folder.
+use_ccache() {
+    ! command -v ccache >/dev/null 2>&1 || export CMAKE_CXX_COMPILER_LAUNCHER=${CMAKE_CXX_COMPILER_LAUNCHER-ccache}
+}
+
 # configure FOLDER CMAKE-ARGUMENTS...: configures build/FOLDER unless that is done. Ninja notices changed CMake lists.
 configure() {
     local folder=$plc_root/build/$1
     shift
     is_configured "$folder" && return 0
+    use_ccache
     (cd "$plc_root" && cmake --fresh "$@") >&2
 }
 
