@@ -1,6 +1,9 @@
 # plc_qtcore: the QtCore that the driver is built against, Qt 5 or Qt 4.8 (-DPLC_QT=4).
 add_library(plc_qtcore INTERFACE)
 if(PLC_QT EQUAL 4)
+  if(NOT QT_QMAKE_EXECUTABLE)
+    message(STATUS "Looking for a qmake of Qt 4.8; if another one is found, say -DQT_QMAKE_EXECUTABLE=/path/of/qmake")
+  endif()
   find_package(Qt4 4.8 REQUIRED COMPONENTS QtCore)
   target_link_libraries(plc_qtcore INTERFACE Qt4::QtCore)
   if(PLC_TOOLS OR PLC_TESTS OR PLC_BENCH)

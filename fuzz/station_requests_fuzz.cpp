@@ -1,6 +1,7 @@
 // Bytes on the line into the simulated stations: only good requests for a station's own number are answered, each reply
 // is whole and says what the registers hold, and a write changes what it names and nothing else.
 #include <algorithm>
+#include <set>
 #include <vector>
 
 #include "fuzz/support/claim.h"
@@ -65,14 +66,18 @@ bool isWrite(int function)
     return function == 5 || function == 6 || function == 15 || function == 16 || function == 22;
 }
 
-void claimEffect(const Bytes &request, const Answer &answer, const Picture &before, const Picture &after)
+/// @param listening  stations that only listen: they take no broadcast either.
+void claimEffect(const Bytes &request, const Answer &answer, const std::set<int> &listening,
+                 const Picture &before, const Picture &after)
 {
     Picture expected = before;
     if (answer.outcome == Outcome::Answered && isWrite(request[1]))
         applyWrite(request, request[0], &expected);
     else if (answer.outcome == Outcome::Broadcast && isWrite(request[1]) && !(before == after))
-        for (const int station : kStations)
-            applyWrite(request, station, &expected);
+        for (const int station : kStations) {
+            if (listening.count(station) == 0)
+                applyWrite(request, station, &expected);
+        }
     claim(expected == after, "a write changes what it names, and nothing else does anything");
 }
 
@@ -96,6 +101,11 @@ void claimReply(const Bytes &request, const Answer &answer, CrcOrder order, cons
 void hand(StationBus *bus, const Bytes &frame, CrcOrder requestOrder, CrcOrder replyOrder)
 {
     const Picture before(*bus);
+    std::set<int> listening;
+    for (const int station : kStations) {
+        if (bus->station(station)->diagnostics().listenOnly)
+            listening.insert(station);
+    }
     const bool expected = bus->expectsReply(frame);
     const Answer answer = bus->answer(frame);
     const Picture after(*bus);
@@ -106,7 +116,7 @@ void hand(StationBus *bus, const Bytes &frame, CrcOrder requestOrder, CrcOrder r
     claim((answer.outcome == Outcome::Damaged) == !good, "damaged frames, and only those, are known as such");
     if (!good)
         return claim(before == after && !replies, "a damaged frame does nothing");
-    claimEffect(frame, answer, before, after);
+    claimEffect(frame, answer, listening, before, after);
     if (!replies)
         return;
     claim(bus->station(frame[0]) != nullptr && frame[0] != 0, "only stations that are there answer");

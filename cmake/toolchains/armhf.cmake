@@ -6,5 +6,6 @@ include("${CMAKE_CURRENT_LIST_DIR}/sysroot.cmake")
 plc_use_sysroot(armhf)
 
 set(CMAKE_CXX_COMPILER arm-linux-gnueabihf-g++)
-set(CMAKE_CROSSCOMPILING_EMULATOR "${CMAKE_CURRENT_LIST_DIR}/../../scripts/run-armhf")
+set(CMAKE_CROSSCOMPILING_EMULATOR
+  env "PLC_SYSROOT=${CMAKE_SYSROOT}" "${CMAKE_CURRENT_LIST_DIR}/../../scripts/run-armhf")
 set(PLC_SKIPPED_TESTS "${CMAKE_CURRENT_LIST_DIR}/../armhf_skipped_tests.txt")

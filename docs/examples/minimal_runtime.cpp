@@ -79,6 +79,8 @@ RW_VAR *carryOut(int port, const Protocol &request)
     while (receiveMore(port, reply, until)) {
         if (wanted > 0 && reply.size() < wanted)
             continue;
+        if (wanted > 0)
+            reply.truncate(wanted);
         RW_VAR *result = DataCom(&reply, reply.size());
         if (wanted > 0)
             return result;

@@ -36,9 +36,11 @@ struct NameRow
 static_assert(offsetof(HostVariable, regType) == 1, "the runtime keeps the register type here");
 static_assert(offsetof(HostVariable, station) == 2, "the runtime keeps the station here");
 static_assert(offsetof(HostVariable, addrText) == 8, "the runtime keeps the address text here");
-static_assert(sizeof(void *) != 4 || offsetof(HostVariable, varName) == 12,
+static_assert(offsetof(HostVariable, varName) == (sizeof(void *) == 4 ? 12 : 16),
               "the runtime keeps the name here");
-static_assert(sizeof(void *) != 4 || offsetof(HostVariable, count) == 16, "the runtime keeps the count here");
-static_assert(sizeof(void *) != 4 || offsetof(NameRow, texts) == 12, "the runtime keeps the texts here");
+static_assert(offsetof(HostVariable, count) == (sizeof(void *) == 4 ? 16 : 24),
+              "the runtime keeps the count here");
+static_assert(offsetof(NameRow, texts) == (sizeof(void *) == 4 ? 12 : 16),
+              "the runtime keeps the texts here");
 
 #endif

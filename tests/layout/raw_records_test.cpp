@@ -296,10 +296,17 @@ protected:
         QByteArray reply = QByteArray::fromHex(hexText);
         return RawView(function<void *(QByteArray *, int)>("DataCom")(&reply, reply.size()));
     }
-    int get(const char *address, int count, QByteArray *out)
+    int get(int regType, const char *address, int count, QByteArray *out)
     {
         return function<int(const QString &, int, const QString &, int, QByteArray *, int)>(
-            "GetRegisterData")(QString(), 0, QString::fromLatin1(address), 1, out, count);
+            "GetRegisterData")(QString(), regType, QString::fromLatin1(address), 1, out, count);
+    }
+    /// Writes one holding register of station 1.
+    int set(const char *address, const char *hexValue)
+    {
+        QByteArray value = QByteArray::fromHex(hexValue);
+        return function<int(const QString &, int, const QString &, int, QByteArray *, int, int, int)>(
+            "SetRegisterData")(QString(), 5, QString::fromLatin1(address), 1, &value, 1, 7, 8);
     }
 
     RawRecord settings;
@@ -357,6 +364,39 @@ TEST_F(RawRecords, SettingsOfferTheDefaultStationAtByteTwentyFour)
     setUp();
     rebuild({hostVariable(5, 1, "10", "", 1)});
     EXPECT_EQ("1103000a0001a698", nextFrame());
+}
+
+TEST_F(RawRecords, SettingsTellAtByteSixtyFourWhetherWritesGoOut)
+{
+    setUp();
+    EXPECT_LT(0, set("10", "3412"));
+    EXPECT_EQ("0106000a1234a4bf", nextFrame());
+}
+
+TEST_F(RawRecords, SettingsTellAtByteSixtyFourWhetherWritesStayInTheMirror)
+{
+    settings.putInt(kWriteMode, 0);
+    setUp();
+    set("10", "3412");
+    EXPECT_TRUE(next().isNull());
+    QByteArray values;
+    EXPECT_EQ(1, get(5, "10", 1, &values));
+    EXPECT_EQ("3412", values.toHex());
+}
+
+TEST_F(RawRecords, SettingsSayAtByteSixtyEightThatNothingIsLeftToDo)
+{
+    setUp();
+    EXPECT_TRUE(next().isNull());
+    EXPECT_EQ(1, settings.intAt(kScanDone));
+}
+
+TEST_F(RawRecords, SettingsHaveTheOptionsAtByteEightyEight)
+{
+    settings.putInt(kOptions, 0x80); // the CRC of requests goes out high byte first
+    setUp();
+    rebuild({hostVariable(5, 1, "10", "", 1)});
+    EXPECT_EQ("0103000a000108a4", nextFrame());
 }
 
 // ------------------------------------------------------------------------------------------- host variables
@@ -541,10 +581,10 @@ TEST_F(RawRecords, OutputThatDoesNotFitTheMemoryIsRefusedAndNothingEnds)
     {
         const std::size_t piece = 64u << 20;
         const AddressSpaceTaken taken(piece);
-        result = get("0", 200 << 20, &out);
+        result = get(0, "0", 200 << 20, &out);
     }
     EXPECT_EQ(0, result);
-    EXPECT_EQ(1, get("0", 3, &out));
+    EXPECT_EQ(1, get(0, "0", 3, &out));
     EXPECT_EQ(3, out.size());
 }
 

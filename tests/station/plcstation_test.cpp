@@ -400,10 +400,15 @@ TEST(StationProgram, LeavesWhatStandsWhereItsLinkShouldGo)
 
 TEST(StationProgram, EndsWithTheProgramThatStartedItWhenAsked)
 {
-    // The shell starts the station, hands on its path, and goes.
-    Program parent("/bin/sh", {"-c", "\"$0\" --die-with-parent -q & sleep 0.2", PLC_STATION_PROGRAM});
+    // The shell starts the station, hands on its path, and goes when it is told to.
+    TemporaryFolder folder;
+    const std::string sign = folder.file("go");
+    Program parent("/bin/sh",
+                   {"-c", "\"$0\" --die-with-parent -q & while [ ! -e \"$1\" ]; do sleep 0.05; done",
+                    PLC_STATION_PROGRAM, sign});
     const std::string path = parent.readLine();
     ASSERT_FALSE(path.empty());
+    std::ofstream(sign) << "go";
     EXPECT_EQ(0, parent.wait().exitCode);
     EXPECT_TRUE(goes(path)) << "the pseudo-terminal is gone with the station";
 }
