@@ -10,7 +10,7 @@ set(plc_needs_emulator OFF)
 if(CMAKE_CROSSCOMPILING_EMULATOR)
   set(plc_needs_emulator ON)
 endif()
-option(PLC_THREADS_ONLY "only the tests in which threads meet: those labelled threads or system" OFF)
+option(PLC_THREADS_ONLY "only the test programs that start threads: those labelled threads or system" OFF)
 option(PLC_WHOLE_PROGRAMS "A test program is one test of ctest, with all its cases" ${plc_needs_emulator})
 
 # Libraries and options of a test program, the same for all of them: they share their precompiled headers.

@@ -227,7 +227,7 @@ void addOfflineOptions(CLI::App *app, CommandOptions *options)
         ->capture_default_str()
         ->group(kLineGroup);
     app->add_option("--longest-trial", options->longestProbeSeconds,
-                    "longest distance of the trials, in seconds")
+                    "longest distance of the trials, in seconds; more where several stations are offline")
         ->check(CLI::Range(0.1, 3600.0))
         ->type_name("S")
         ->capture_default_str()

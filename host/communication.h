@@ -28,7 +28,11 @@ public:
     Time now() const override { return steadyNow(); }
     std::vector<News> take(Time until) override { return news_.take(until); }
     void setOpenOperations(int count) override { link_.setOpenOperations(count); }
-    void setStationEnabled(int station, bool enabled) override { link_.setStationEnabled(station, enabled); }
+    bool setStationEnabled(int station, bool enabled) override
+    {
+        return link_.setStationEnabled(station, enabled);
+    }
+    void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
     void withdraw(const std::vector<Ticket> &tickets) override { link_.withdraw(tickets); }
 
 private:

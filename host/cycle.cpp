@@ -118,8 +118,8 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
         case CycleState::WaitingReply:
         case CycleState::WaitingTurnaround:
         case CycleState::ListeningOut:
-            if (now < deadline_)
-                return {QByteArray(), deadline_};
+            if (now < waitEnd())
+                return {QByteArray(), waitEnd()};
             expire(now);
             break;
         }
@@ -136,6 +136,15 @@ void Cycle::transmitted(Time now)
     deadline_ += now - lastActivity_;
     lastActivity_ = now;
     sentUntil_ = now;
+}
+
+/// Behind a damaged reply nothing else is due. Where an earlier attempt is unanswered it may have been that one's,
+/// and the wait goes on (see examine()).
+Time Cycle::waitEnd() const
+{
+    return damaged_
+               ? std::min(deadline_, lastActivity_ + settings_.timing.silence() + settings_.deliverySlack)
+               : deadline_;
 }
 
 Time Cycle::silenceDue() const
@@ -226,6 +235,7 @@ Instruction Cycle::transmit(Time now)
     heard_ = false;
     answered_ = false;
     refused_ = false;
+    damaged_ = false;
     extended_ = false;
     echoDue_ = settings_.removeEcho;
     if (report_.attempts == 0)
@@ -274,7 +284,7 @@ void Cycle::take(Time now, const QByteArray &arrived)
         examine(now, false);
         return;
     }
-    if (state_ == CycleState::WaitingTurnaround && !stripEcho())
+    if (state_ == CycleState::WaitingTurnaround && !stripEcho(now))
         return;
     if (settings_.policies.discardInput)
         dropBefore(now, buffer_.size(), "outside an exchange");
@@ -287,14 +297,16 @@ bool Cycle::isListening() const
 
 /// Takes the echo of the request off the received bytes.
 /// @return false while the echo is still due.
-bool Cycle::stripEcho()
+bool Cycle::stripEcho(Time now)
 {
     if (!echoDue_)
         return true;
     const int at = buffer_.indexOf(request_.frame);
     if (at < 0)
         return false;
-    buffer_.remove(at, request_.frame.size());
+    // What came before the request was heard cannot be its answer.
+    dropBefore(now, at, "in front of the echo");
+    buffer_.remove(0, request_.frame.size());
     echoDue_ = false;
     return true;
 }
@@ -314,7 +326,8 @@ void Cycle::dropBefore(Time now, int bytes, const char *why)
 void Cycle::examine(Time now, bool waitIsOver)
 {
     // Without the echo gone nothing may pass: the echo of a single write is byte for byte its own good reply.
-    if (!stripEcho()) {
+    damaged_ = false;
+    if (!stripEcho(now)) {
         heard_ = true;
         return;
     }
@@ -361,6 +374,8 @@ void Cycle::examine(Time now, bool waitIsOver)
             continue;
         case Found::Beginning:
         case Found::Nothing:
+            damaged_ = settings_.policies.endOnDamage && state_ == CycleState::WaitingReply &&
+                       !answerIsOpen_ && endWithDamagedReply(buffer_, shape_);
             return;
         }
     }
@@ -429,7 +444,7 @@ void Cycle::expire(Time now)
         return;
     }
     // A reply that has begun gets the time that it needs, once; whatever else comes in moves nothing.
-    if (!extended_ && !refused_ && !buffer_.isEmpty()) {
+    if (!extended_ && !refused_ && !damaged_ && !buffer_.isEmpty()) {
         extended_ = true;
         deadline_ += settings_.timing.wire(shape_.length) + settings_.deliverySlack;
         if (now < deadline_)
@@ -467,7 +482,7 @@ void Cycle::loseAttempt(Time now, AttemptEnd end, int exceptionCode)
 {
     endAttempt(now, end, exceptionCode);
     if (end == AttemptEnd::Exception && exceptionCode == kExceptionBusy)
-        holdUntil_ = now + settings_.turnaround;
+        holdUntil_ = std::max(holdUntil_, now + settings_.turnaround);
     giveUpAttempt(now);
 }
 
@@ -508,7 +523,8 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
     // What came may have been the answer to an earlier transmission, and its own is still under way.
     if (answered_ && answerIsOpen_ && settings_.lateReplyGuard > Time::zero())
         holdUntil_ = std::max(holdUntil_, sentUntil_ + settings_.responseTimeout);
-    answerIsOpen_ = answerIsOpen_ || end == AttemptEnd::NoReply || end == AttemptEnd::Unusable;
+    const bool unanswered = end == AttemptEnd::NoReply || (end == AttemptEnd::Unusable && !damaged_);
+    answerIsOpen_ = answerIsOpen_ || unanswered;
     const bool fine = end == AttemptEnd::Good || end == AttemptEnd::NoReplyDue;
     report_.cause = fine ? end : moreTelling(report_.cause, end);
     if (observer_)

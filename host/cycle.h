@@ -164,7 +164,8 @@ private:
     bool fetch(Time now);
     Instruction transmit(Time now);
     void take(Time now, const QByteArray &arrived);
-    bool stripEcho();
+    bool stripEcho(Time now);
+    Time waitEnd() const;
     void showAll(Time now);
     bool isListening() const;
     void withhold(Time now);
@@ -213,6 +214,7 @@ private:
     bool echoDue_ = false;
     bool heard_ = false;   ///< something was received in this attempt
     bool refused_ = false; ///< while listening out: the station answered with an exception
+    bool damaged_ = false; ///< what was received last was the reply, damaged on the way
 };
 
 } // namespace plc::host

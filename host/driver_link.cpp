@@ -90,7 +90,7 @@ DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings
                        std::function<void(News &&)> sink)
     : driver_(driver), settings_(settings), sink_(std::move(sink)),
       cycle_(*this, info, cycleSettings(settings), this), pacer_(settings.pollInterval),
-      guard_(settings.offline)
+      guard_(settings.offline, cycleSettings(settings).lateReplyGuard)
 {
     active = this;
     driver_.registerCallbacks(onResult, nullptr);
@@ -119,9 +119,10 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
     return todo;
 }
 
-void DriverLink::setStationEnabled(int station, bool enabled)
+bool DriverLink::setStationEnabled(int station, bool enabled)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
+    const bool wasOffline = guard_.isOffline(station);
     if (enabled)
         switchedOff_.erase(station);
     else
@@ -131,6 +132,13 @@ void DriverLink::setStationEnabled(int station, bool enabled)
     queuedProbes_.erase(station);
     driver_.enCommStation(station, enabled ? 1 : 0);
     setPace();
+    return wasOffline;
+}
+
+void DriverLink::betweenRequests(const std::function<void()> &work)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    work();
 }
 
 void DriverLink::withdraw(const std::vector<Ticket> &tickets)

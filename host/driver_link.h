@@ -31,7 +31,7 @@ std::string hexText(const QByteArray &bytes);
 /// and the bytes, it answers what to send and when to wake it. One object at a time, since the driver's callbacks
 /// carry no object.
 ///
-/// advance() and transmitted() belong to one thread; setOpenOperations(), setStationEnabled() and withdraw() may
+/// advance() and transmitted() belong to one thread; setOpenOperations(), setStationEnabled(), betweenRequests() and withdraw() may
 /// come from another.
 class DriverLink : private CycleDriver, private CycleObserver
 {
@@ -52,7 +52,8 @@ public:
 
     /// As in Link.
     void setOpenOperations(int count) { openOperations_ = count; }
-    void setStationEnabled(int station, bool enabled);
+    bool setStationEnabled(int station, bool enabled);
+    void betweenRequests(const std::function<void()> &work);
     void withdraw(const std::vector<Ticket> &tickets);
 
 private:

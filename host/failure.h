@@ -20,11 +20,24 @@ enum ExitCode
     kExitMixed = 6
 };
 
+/// Texts of files and of other libraries may be quoted in a reason; on a terminal and in a log it is one line all the
+/// same. Line ends become blanks, other control characters question marks.
+inline std::string onOneLine(std::string text)
+{
+    for (char &letter : text) {
+        if (letter == '\n' || letter == '\r')
+            letter = ' ';
+        else if (static_cast<unsigned char>(letter) < 0x20 || letter == '\x7F')
+            letter = '?';
+    }
+    return text;
+}
+
 /// Thrown where a command cannot go on. The text says what is wrong, where, and what to try, in one line.
 class Failure : public std::runtime_error
 {
 public:
-    Failure(ExitCode code, const std::string &text) : std::runtime_error(text), code_(code) {}
+    Failure(ExitCode code, const std::string &text) : std::runtime_error(onOneLine(text)), code_(code) {}
     ExitCode code() const { return code_; }
 
 private:

@@ -75,7 +75,10 @@ public:
     /// interrupted.
     virtual void setOpenOperations(int count) = 0;
     /// The user switches a station off or on; on, it counts as one that has not been asked yet.
-    virtual void setStationEnabled(int station, bool enabled) = 0;
+    /// @return whether it was offline until now, so that the driver may have dropped what was queued for it.
+    virtual bool setStationEnabled(int station, bool enabled) = 0;
+    /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a whole.
+    virtual void betweenRequests(const std::function<void()> &work) = 0;
     /// These operations have been reported as failed while the driver may still hold them: nothing of them is
     /// sent any more.
     virtual void withdraw(const std::vector<Ticket> &tickets) = 0;

@@ -169,21 +169,12 @@ bool isForbidden(char byte)
     return static_cast<unsigned char>(byte) < 0x20 && byte != '\t' && byte != '\n' && byte != '\r';
 }
 
-/// A text from the file may be quoted, and the message is to stay one line.
-std::string onOneLine(std::string text)
-{
-    std::replace_if(
-        text.begin(), text.end(),
-        [](char letter) { return static_cast<unsigned char>(letter) < 0x20 || letter == '\x7F'; }, '?');
-    return text;
-}
-
 } // namespace
 
 void refuseAt(const std::string &file, TextPlace place, const std::string &what)
 {
-    throw Failure(kExitUsage, onOneLine(file + ", line " + std::to_string(place.line) + ", column " +
-                                        std::to_string(place.column) + ": " + what));
+    throw Failure(kExitUsage, file + ", line " + std::to_string(place.line) + ", column " +
+                                  std::to_string(place.column) + ": " + what);
 }
 
 LocatedValue parseLocatedJson(const std::string &file, const QByteArray &text)

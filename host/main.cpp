@@ -4,28 +4,12 @@
 #include <QCoreApplication>
 
 #include <cstdio>
-#include <string>
 
 #include "command_line.h"
 #include "failure.h"
 #include "interrupt.h"
 
-namespace {
-
 using namespace plc::host;
-
-int failed(int code, std::string what)
-{
-    // Reasons come from many places; here they become one line.
-    for (char &letter : what) {
-        if (letter == '\n')
-            letter = ' ';
-    }
-    std::fprintf(stderr, "plchost: %s\n", what.c_str());
-    return code;
-}
-
-} // namespace
 
 int main(int argc, char **argv)
 {
@@ -35,6 +19,7 @@ int main(int argc, char **argv)
         catchInterrupts();
         return command();
     } catch (const Failure &failure) {
-        return failed(failure.code(), failure.what());
+        std::fprintf(stderr, "plchost: %s\n", failure.what());
+        return failure.code();
     }
 }

@@ -21,6 +21,7 @@ void NewsBox::put(News &&news)
             ++dropped_;
             news.step.reset();
             news.trace.clear();
+            news.statistics.reset();
             if (!mustNotBeLost(news))
                 return;
         }

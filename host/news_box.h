@@ -13,8 +13,9 @@
 namespace plc::host {
 
 /// A queue between two threads. The line goes on while the main thread stands still, as behind a terminal that is
-/// stopped; so that memory does not, steps and lines of the trace are dropped while too much is waiting. Ends of
-/// operations, changes of stations and the loss of the port are never dropped.
+/// stopped; so that memory does not, steps, statistics and lines of the trace are dropped while too much is waiting. Ends of
+/// operations, of which there is a bounded number, changes of stations, which are rare and short, and the loss of the
+/// port are never dropped.
 class NewsBox
 {
 public:

@@ -136,12 +136,28 @@ std::string describeResult(const OperationResult &result, int station, const Lin
 
 ExitCode exitCodeOf(const std::vector<OperationEnd> &ends)
 {
-    if (std::count(ends.begin(), ends.end(), OperationEnd::PortLost) > 0)
+    EndTally tally;
+    for (const OperationEnd end : ends)
+        tally.add(end);
+    return tally.exitCode();
+}
+
+void EndTally::add(OperationEnd end)
+{
+    if (all_ == 0)
+        first_ = end;
+    ++all_;
+    good_ += end == OperationEnd::Good ? 1 : 0;
+    portLost_ = portLost_ || end == OperationEnd::PortLost;
+}
+
+ExitCode EndTally::exitCode() const
+{
+    if (portLost_)
         return kExitPort;
-    const auto good = std::count(ends.begin(), ends.end(), OperationEnd::Good);
-    if (good == static_cast<std::ptrdiff_t>(ends.size()))
+    if (good_ == all_)
         return kExitGood;
-    return good > 0 ? kExitMixed : exitCodeOf(ends.front());
+    return good_ > 0 ? kExitMixed : exitCodeOf(first_);
 }
 
 int readPieces(const Variable &variable, const LinkSettings &settings)

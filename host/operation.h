@@ -3,6 +3,7 @@
 #ifndef PLC_HOST_OPERATION_H
 #define PLC_HOST_OPERATION_H
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -47,6 +48,21 @@ std::string describeResult(const OperationResult &result, int station, const Lin
 /// Exit code of several operations: 0 when all are good, 6 when some are, otherwise that of the first one. A
 /// lost port is always 5.
 ExitCode exitCodeOf(const std::vector<OperationEnd> &ends);
+
+/// How many operations ended well, and what tells the exit code of the others.
+class EndTally
+{
+public:
+    void add(OperationEnd end);
+    /// As exitCodeOf() of all ends so far.
+    ExitCode exitCode() const;
+
+private:
+    std::uint64_t all_ = 0;
+    std::uint64_t good_ = 0;
+    bool portLost_ = false;
+    OperationEnd first_ = OperationEnd::Good;
+};
 
 /// Number of requests that reading @p variable takes.
 int readPieces(const Variable &variable, const LinkSettings &settings);

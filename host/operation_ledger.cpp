@@ -1,6 +1,7 @@
 #include "operation_ledger.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace plc::host {
 
@@ -24,7 +25,10 @@ int OperationLedger::listSize(bool isWrite)
 
 Ticket OperationLedger::open(const Footprint &footprint)
 {
-    open_.emplace(++last_, Entry{footprint, false});
+    do {
+        last_ = last_ < std::numeric_limits<Ticket>::max() ? last_ + 1 : 1;
+    } while (open_.count(last_) + withdrawn_.count(last_) + closed_.count(last_) > 0);
+    open_.emplace(last_, Entry{footprint, false});
     return last_;
 }
 

@@ -32,6 +32,9 @@ struct Footprint
 class OperationLedger
 {
 public:
+    /// @param last  the ticket before the first.
+    explicit OperationLedger(Ticket last = 0) : last_(last) {}
+
     /// Opens an operation. It waits in the host until it is started.
     Ticket open(const Footprint &footprint);
 
@@ -81,7 +84,7 @@ private:
     Entries open_;
     Entries withdrawn_; ///< ended, but still in the driver's lists
     std::map<Ticket, OperationResult> closed_;
-    Ticket last_ = 0;
+    Ticket last_;
 };
 
 } // namespace plc::host

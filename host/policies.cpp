@@ -20,6 +20,7 @@ constexpr PolicyName kPolicies[] = {
     {"reply-check", &Policies::checkReplies, "replies that do not fit the request are passed over"},
     {"strict-writes", &Policies::strictWrites, "a reply to a write must repeat address and value"},
     {"exception-end", &Policies::endOnException, "an exception reply ends the wait at once"},
+    {"damage-end", &Policies::endOnDamage, "a damaged reply ends the wait at once"},
     {"absolute-deadline", &Policies::absoluteDeadline, "noise does not lengthen the wait for a reply"},
     {"offline", &Policies::offline, "a station that fails over and over is left alone but for trials"},
 };

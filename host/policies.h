@@ -23,6 +23,8 @@ struct Policies
     bool strictWrites = true;
     /// An exception reply ends the attempt at once, and one that would come again ends the request.
     bool endOnException = true;
+    /// A reply that was damaged on the way ends the attempt as soon as the line is silent behind it.
+    bool endOnDamage = true;
     /// Noise does not lengthen the wait for a reply.
     bool absoluteDeadline = true;
     /// A station that fails over and over is left alone but for a trial now and then.
@@ -40,8 +42,10 @@ std::string policyHelp();
 struct OfflineSettings
 {
     int failures = 3; ///< requests in a row without a proper answer, repetitions included; at least 1
-    Time firstProbe = std::chrono::seconds(10);   ///< from going offline to the first trial
-    Time longestProbe = std::chrono::seconds(60); ///< the distance doubles with each trial, up to this
+    Time firstProbe = std::chrono::seconds(10); ///< from going offline to the first trial
+    /// The distance doubles with each trial, up to this; to more where many stations are offline, so that all trials
+    /// together take a tenth of the time.
+    Time longestProbe = std::chrono::seconds(60);
 };
 
 } // namespace plc::host

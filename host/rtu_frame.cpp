@@ -147,6 +147,15 @@ Sighting frameAt(const QByteArray &bytes, int at, const ReplyShape &shape)
     return sighting;
 }
 
+/// Whether the bytes at @p at have station, function, byte count and repeated bytes of the reply; all but its CRC.
+bool looksLikeReply(const QByteArray &bytes, int at, const ReplyShape &shape)
+{
+    if (byteAt(bytes, at) != (shape.station & 0xFF) || !isOurs(byteAt(bytes, at + 1), shape))
+        return false;
+    const int length = shape.isRead ? byteAt(bytes, at + 2) + kReadOverhead : kWriteReplyLen;
+    return length == shape.length && repeatsRequest(bytes, at, shape);
+}
+
 } // namespace
 
 std::uint16_t crcOf(const char *bytes, int length)
@@ -209,6 +218,13 @@ Sighting findReply(const QByteArray &bytes, const ReplyShape &shape, bool lookPa
             begun = here;
     }
     return begun;
+}
+
+bool endWithDamagedReply(const QByteArray &bytes, const ReplyShape &shape)
+{
+    const int at = bytes.size() - shape.length;
+    return shape.length >= kReadOverhead && at >= 0 && looksLikeReply(bytes, at, shape) &&
+           !crcMatches(bytes, at, shape.length, shape.crcHighFirst);
 }
 
 } // namespace plc::host

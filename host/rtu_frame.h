@@ -63,6 +63,10 @@ struct Sighting
 /// @p lookPastBeginnings is for the end of the wait, when what has begun will not be completed any more.
 Sighting findReply(const QByteArray &bytes, const ReplyShape &shape, bool lookPastBeginnings);
 
+/// True when @p bytes end with what is the reply in everything that @p shape tells but its CRC: it has come and was
+/// damaged on the way.
+bool endWithDamagedReply(const QByteArray &bytes, const ReplyShape &shape);
+
 } // namespace plc::host
 
 #endif

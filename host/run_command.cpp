@@ -158,7 +158,7 @@ public:
             if (interval == Time::zero() || steadyNow() < nextShow)
                 continue;
             show(steadyNow() - start);
-            nextShow += interval;
+            nextShow = std::max(nextShow + interval, steadyNow());
         }
         while (!writes_.empty() && !isInterrupted() && session_.portLost().empty()) {
             session_.pump(steadyNow() + kSlice);
@@ -197,7 +197,7 @@ private:
         try {
             obey(input_.parse(line));
         } catch (const Failure &failure) {
-            ends_.push_back(OperationEnd::Unusable);
+            ends_.add(OperationEnd::Unusable);
             tell("plchost: input line " + std::to_string(linesTaken_) + ": " + failure.what(), stderr);
         }
     }
@@ -262,7 +262,7 @@ private:
     {
         const Variable &variable = variableAt(write.variable);
         const bool done = end == OperationEnd::Good;
-        ends_.push_back(end);
+        ends_.add(end);
         if (options_.outputFormat() == Format::NdJson) {
             QJsonArray values;
             for (const std::uint32_t value : write.values)
@@ -398,10 +398,10 @@ private:
             const WatchStatus status = statusOf(i);
             if (status.state == VariableState::SwitchedOff)
                 continue;
-            ends_.push_back(status.last.end);
+            ends_.add(status.last.end);
             tellFailure(variableAt(i), status);
         }
-        return ends_.empty() ? kExitGood : exitCodeOf(ends_);
+        return ends_.exitCode();
     }
 
     /// What is wrong with a variable, and what to try.
@@ -433,8 +433,8 @@ private:
     RowPrinter printer_;
     PagedTable table_;
     std::vector<OpenWrite> writes_;
-    std::vector<OperationEnd> ends_; ///< of writes and of lines that were not understood
-    int linesTaken_ = 0;
+    EndTally ends_; ///< of writes and of lines that were not understood
+    std::uint64_t linesTaken_ = 0;
     bool quit_ = false;
     Time endedAt_{};
 };

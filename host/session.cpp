@@ -180,10 +180,8 @@ void Session::startWaiting()
             ledger_.start(order.ticket);
             // Before the driver has it, so that its end cannot come first.
             link_->setOpenOperations(ledger_.startedCount());
-            if (order.isWrite)
-                handWrite(order);
-            else
-                handRead(order);
+            // The driver reports an order of several pieces with the last that it holds.
+            link_->betweenRequests([this, &order] { order.isWrite ? handWrite(order) : handRead(order); });
         }
         waiting_.pop_front();
     }
@@ -290,11 +288,14 @@ OperationResult Session::await(Ticket ticket)
 
 void Session::setStationEnabled(int station, bool enabled)
 {
-    link_->setStationEnabled(station, enabled);
+    const bool wasOffline = link_->setStationEnabled(station, enabled);
     ++switches_[station];
     offline_.erase(station);
     if (enabled) {
         switchedOff_.erase(station);
+        // The news of that may still be on their way, and are outdated now.
+        if (wasOffline)
+            link_->withdraw(ledger_.closeAll(station, OperationEnd::Offline));
         return;
     }
     switchedOff_.insert(station);

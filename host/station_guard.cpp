@@ -53,6 +53,8 @@ StationChange StationGuard::stepEnded(const StepReport &report)
     case AttemptEnd::Unusable:
         return failed(report);
     case AttemptEnd::LineBusy:
+        if (report.attempts > 0) // and none of them was answered
+            return failed(report);
         putOff(report);
         break;
     case AttemptEnd::NoReplyDue:
@@ -68,7 +70,7 @@ StationChange StationGuard::failed(const StepReport &report)
     record.failures = std::min(record.failures, settings_.failures) + 1;
     record.probe = probeFor(report.request);
     if (record.offline) {
-        record.distance = std::min(2 * record.distance, settings_.longestProbe);
+        record.distance = std::min(2 * record.distance, longestDistance(report));
         record.nextProbe = report.endedAt + record.distance;
         return StationChange::None;
     }
@@ -80,9 +82,20 @@ StationChange StationGuard::failed(const StepReport &report)
     record.onProbation = false;
     record.since = report.endedAt;
     record.distance =
-        std::min(isRelapse ? 2 * record.distance : settings_.firstProbe, settings_.longestProbe);
+        std::min(isRelapse ? 2 * record.distance : settings_.firstProbe, longestDistance(report));
     record.nextProbe = report.endedAt + record.distance;
     return StationChange::WentOffline;
+}
+
+/// A single station is tried as often as the settings have it. Each trial costs those that do answer what this one has
+/// cost.
+Time StationGuard::longestDistance(const StepReport &report) const
+{
+    constexpr int kShare = 10; // a tenth of the time, for all trials together
+    const auto offline = std::count_if(stations_.begin(), stations_.end(),
+                                       [](const auto &entry) { return entry.second.offline; });
+    const Time cost = report.endedAt - report.startedAt + quiet_;
+    return offline > 1 ? std::max(settings_.longestProbe, kShare * offline * cost) : settings_.longestProbe;
 }
 
 StationChange StationGuard::answered(int station, Time now)

@@ -32,11 +32,14 @@ enum class StationChange
 class StationGuard
 {
 public:
-    explicit StationGuard(const OfflineSettings &settings) : settings_(settings) {}
+    /// @param quiet  how long the line is listened to after a trial that nobody answers.
+    explicit StationGuard(const OfflineSettings &settings, Time quiet = Time::zero())
+        : settings_(settings), quiet_(quiet)
+    {}
 
     /// Takes the end of a transaction. An answer of any kind, an exception as well, shows that the station is
-    /// there, unless it is a gateway's, which says that nobody is behind it. A line that never fell silent and a
-    /// request that was never sent show nothing.
+    /// there, unless it is a gateway's, which says that nobody is behind it. A request that was never sent, since the
+    /// line did not fall silent or for another reason, shows nothing.
     StationChange stepEnded(const StepReport &report);
 
     bool isOffline(int station) const;
@@ -69,9 +72,11 @@ private:
     StationChange failed(const StepReport &report);
     StationChange answered(int station, Time now);
     void putOff(const StepReport &report);
+    Time longestDistance(const StepReport &report) const;
     bool isSilentSince(Time moment) const;
 
     OfflineSettings settings_;
+    Time quiet_;
     std::map<int, Record> stations_;
 };
 

@@ -62,7 +62,7 @@ public:
                 continue;
             shownAt = steadyNow();
             show(shownAt - start);
-            nextShow += interval;
+            nextShow = std::max(nextShow + interval, steadyNow());
         }
         session_.stop();
         if (onTerminal_ || steadyNow() - shownAt >= kFresh)

@@ -380,6 +380,50 @@ TEST_F(BusPolicy, ADeadStationOfEightCostsTheOthersAtMostOneTwentieth)
     EXPECT_LT(static_cast<double>(goodReadings(unguarded)) / without, 0.95);
 }
 
+TEST_F(BusPolicy, TrialsOfManyDeadStationsTakeATenthOfTheTime)
+{
+    BusPlan plan = planOf(16, {});
+    plan.link.timeout = host::LinkSettings().timeout;
+    for (int station = 1; station <= 16; ++station)
+        plan.watched.push_back("4x:0:100@" + std::to_string(station));
+    Bus &bus = build(agreed(plan));
+    for (int station = 9; station <= 16; ++station)
+        bus.field().muteStation(station, hours(2));
+    bus.start();
+    bus.runFor(minutes(30));
+    const std::uint64_t before = bus.statistics().total.timeouts;
+    bus.runFor(minutes(30));
+    EXPECT_EQ("", bus.witness().complaint());
+    // Each costs two seconds: a time-out, and as long again to listen for a late answer.
+    const std::uint64_t trials = bus.statistics().total.timeouts - before;
+    EXPECT_LE(trials, 100u);
+    EXPECT_GE(trials, 60u);
+}
+
+TEST_F(BusPolicy, ADamagedReplyCostsTheLineLittle)
+{
+    BusPlan plan = withFault(eightStations(true), {Fault::WrongCrc});
+    plan.field.faultPermille = 20;
+    std::map<bool, double> readings;
+    for (const bool ends : {true, false}) {
+        plan.link.policies.endOnDamage = ends;
+        Bus &bus = build(plan);
+        bus.start();
+        bus.field().setFaults(bus.now(), true);
+        bus.runFor(minutes(10));
+        EXPECT_EQ("", bus.witness().complaint());
+        EXPECT_GT(bus.statistics().total.bad, 20u);
+        readings[ends] = static_cast<double>(bus.statistics().total.good);
+    }
+    plan.field.faultPermille = 0;
+    Bus &bus = build(plan);
+    bus.start();
+    bus.runFor(minutes(10));
+    const auto undamaged = static_cast<double>(bus.statistics().total.good);
+    EXPECT_GE(readings[true], 0.9 * undamaged) << "a repetition and a short wait each";
+    EXPECT_LE(readings[false], 0.9 * undamaged);
+}
+
 TEST_F(BusPolicy, AStationThatManagesShortFramesOnlyCostsTheOthersLittle)
 {
     Bus &alone = build(eightStations(false));
@@ -765,6 +809,30 @@ TEST_F(BusPolicy, KeepsNoMemoryOfFailuresAndTrials)
         EXPECT_GT(bus.statistics().total.timeouts, 2000u);
         EXPECT_LT(heapInUse(), before + 16 * 1024);
     }
+}
+
+TEST_F(BusPolicy, KeepsNoMemoryOfOrdersThatAreTakenBack)
+{
+    BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2"});
+    plan.link.offline.firstProbe = plan.link.offline.longestProbe = milliseconds(500);
+    Bus &bus = build(plan);
+    bus.start();
+    const auto goAndReturn = [&bus](int times) {
+        for (int i = 0; i < times; ++i) {
+            for (int place = 0; place < 5; ++place)
+                bus.write("4x:" + std::to_string(130 + place) + "@2", {7});
+            bus.field().muteStation(2, bus.now() + seconds(2));
+            bus.runFor(seconds(6));
+            bus.forgetEnds();
+        }
+    };
+    goAndReturn(100);
+    const std::uint64_t wentOffline = bus.wentOffline();
+    const std::int64_t before = heapInUse();
+    goAndReturn(300);
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_GE(bus.wentOffline(), wentOffline + 300);
+    EXPECT_LT(heapInUse(), before + 16 * 1024);
 }
 
 TEST_F(BusPolicy, NoiseZeroAndForeignRepliesInFrontCostNoAttempt)

@@ -78,9 +78,9 @@ void VirtualLink::setOpenOperations(int count)
     openOperations_ = count;
 }
 
-void VirtualLink::setStationEnabled(int station, bool enabled)
+bool VirtualLink::setStationEnabled(int station, bool enabled)
 {
-    link_.setStationEnabled(station, enabled);
+    return link_.setStationEnabled(station, enabled);
 }
 
 std::vector<host::News> VirtualLink::take(Time until)

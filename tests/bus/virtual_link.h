@@ -35,7 +35,8 @@ public:
     Time now() const override { return now_; }
     std::vector<host::News> take(Time until) override;
     void setOpenOperations(int count) override;
-    void setStationEnabled(int station, bool enabled) override;
+    bool setStationEnabled(int station, bool enabled) override;
+    void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
     void withdraw(const std::vector<host::Ticket> &tickets) override { link_.withdraw(tickets); }
 
     const host::Statistics &statistics() const { return link_.statistics(); }

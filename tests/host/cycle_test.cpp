@@ -28,6 +28,8 @@ class CycleTimeout : public CycleScript
 {};
 class CycleException : public CycleScript
 {};
+class CycleDamage : public CycleScript
+{};
 class CycleEcho : public CycleScript
 {};
 class CycleBroadcast : public CycleScript
@@ -643,6 +645,19 @@ TEST_F(CycleException, OfARepetitionMayBelongToTheFirstAttemptSoTheLastKeepsItsW
     EXPECT_EQ(repeated + kEightBytes + milliseconds(300), sentAt);
 }
 
+TEST_F(CycleException, BusyOfARepetitionLeavesTheLastItsWaitAsWell)
+{
+    queue(kRead);
+    verdicts({0, 0});
+    runUntilSent();
+    runUntilSent();
+    const Time repeated = sentAt;
+    run(milliseconds(20));
+    arrive(withCrc("11 83 06"));
+    runUntilSent();
+    EXPECT_EQ(repeated + kEightBytes + milliseconds(300), sentAt) << "longer than the pause of 100 ms";
+}
+
 TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
 {
     settings.lateReplyGuard = Time::zero();
@@ -689,6 +704,91 @@ TEST_F(CycleException, WithABadCrcIsNoise)
     EXPECT_EQ(CycleState::WaitingReply, cycle().state());
 }
 
+// The reply with another value and the CRC that it had.
+const QByteArray kDamaged = hex("11 03 04 1235 ABCD 11E1");
+constexpr Time kSlack = milliseconds(20);
+
+TEST_F(CycleDamage, EndsTheWaitWhenTheLineIsSilentBehindTheReply)
+{
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    run(milliseconds(20));
+    arrive(kDamaged.left(4));
+    run(milliseconds(1));
+    arrive(kDamaged.mid(4));
+    const Time arrived = now;
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(arrived + kSilence + kSlack, sentAt);
+    EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::Unusable));
+    EXPECT_EQ(1u, total().bad);
+}
+
+TEST_F(CycleDamage, LeavesNothingToListenFor)
+{
+    const QByteArray other = withCrc("11 03 00C8 0002");
+    queue(kRead);
+    queue(other);
+    verdicts({41});
+    runUntilSent();
+    run(milliseconds(20));
+    arrive(kDamaged);
+    const Time arrived = now;
+    EXPECT_EQ(other, runUntilSent());
+    EXPECT_EQ(arrived + kSilence + kSlack, sentAt);
+}
+
+TEST_F(CycleDamage, DoesNotKeepAReplyBehindItFromBeingSeen)
+{
+    queue(kRead);
+    runUntilSent();
+    arrive(kDamaged);
+    run(milliseconds(10));
+    verdicts({1, 1});
+    driver.trimTo = 9;
+    arrive(kReply);
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_TRUE(witness.steps[0].done);
+}
+
+TEST_F(CycleDamage, DoesNotEndTheWaitWhileSomethingFollows)
+{
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    const Time wait = sentAt + kEightBytes + milliseconds(300);
+    arrive(kDamaged);
+    run(milliseconds(10));
+    arrive(hex("55"));
+    runUntilSent();
+    EXPECT_GT(sentAt, wait);
+}
+
+TEST_F(CycleDamage, OfWhatMayAnswerAnEarlierAttemptDoesNotEndTheWait)
+{
+    queue(kRead);
+    verdicts({0, 0});
+    runUntilSent();
+    runUntilSent();
+    const Time wait = sentAt + kEightBytes + milliseconds(300);
+    run(milliseconds(20));
+    arrive(kDamaged);
+    runUntilSent();
+    EXPECT_GT(sentAt, wait);
+}
+
+TEST_F(CycleDamage, IsWaitedOutWithoutThePolicy)
+{
+    settings.policies.endOnDamage = false;
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    const Time wait = sentAt + kEightBytes + milliseconds(300);
+    arrive(kDamaged);
+    runUntilSent();
+    EXPECT_GT(sentAt, wait);
+}
+
 TEST_F(CycleEcho, OfASingleWriteIsNotTakenForItsReply)
 {
     settings.removeEcho = true;
@@ -714,6 +814,20 @@ TEST_F(CycleEcho, IsRemovedInPiecesAndGluedToTheReply)
     arrive(kRead.mid(3) + kReply.left(2));
     arrive(kReply.mid(2));
     EXPECT_THAT(driver.calls, ElementsAre(kReply, kReply));
+}
+
+TEST_F(CycleEcho, IsNeverBehindTheReply)
+{
+    settings.removeEcho = true;
+    queue(kRead);
+    runUntilSent();
+    arrive(kReply + kRead);
+    EXPECT_TRUE(driver.calls.empty()) << "an old reply";
+    EXPECT_EQ(9u, total().foreignBytes);
+    verdicts({1, 1});
+    driver.trimTo = 9;
+    arrive(kReply);
+    EXPECT_TRUE(witness.steps.at(0).done);
 }
 
 TEST_F(CycleEcho, ThatIsMissingIsNamedInTheReport)

@@ -61,6 +61,21 @@ TEST(NewsBox, DropsStepsAndTraceWhileNobodyTakesThem)
     EXPECT_EQ(1u, box.take(steadyNow()).size()) << "the gap is told once";
 }
 
+TEST(NewsBox, KeepsChangesOfStationsWithoutTheirStatistics)
+{
+    NewsBox box;
+    for (std::size_t i = 0; i < NewsBox::kMostWaiting; ++i)
+        box.put(stepNews(1));
+    News change;
+    change.station.emplace();
+    change.statistics.emplace();
+    box.put(std::move(change));
+    const std::vector<News> taken = box.take(steadyNow());
+    ASSERT_EQ(NewsBox::kMostWaiting + 2, taken.size());
+    EXPECT_TRUE(taken[NewsBox::kMostWaiting].station);
+    EXPECT_FALSE(taken[NewsBox::kMostWaiting].statistics) << "a map with a row for each station";
+}
+
 TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
 {
     NewsBox box;

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
+
 namespace {
 
 using namespace plc::host;
@@ -91,6 +93,19 @@ TEST(OperationLedger, CountsWhatIsWithdrawnUntilTheDriverHasDroppedIt)
     EXPECT_TRUE(ledger.mayStart(samePlace));
     EXPECT_EQ(0, ledger.startedCount());
     EXPECT_EQ(OperationEnd::Dropped, ledger.result(big).end);
+}
+
+TEST(OperationLedger, BeginsAgainAtOneWhenTheTicketsRunOut)
+{
+    OperationLedger ledger(std::numeric_limits<Ticket>::max() - 1);
+    EXPECT_EQ(std::numeric_limits<Ticket>::max(), ledger.open(write(1, 100)));
+    EXPECT_EQ(1, ledger.open(write(1, 101)));
+
+    OperationLedger again(std::numeric_limits<Ticket>::max() - 2);
+    const Ticket old = again.open(write(1, 100));
+    const Ticket oldest = again.open(write(1, 101));
+    EXPECT_EQ(std::numeric_limits<Ticket>::max(), oldest);
+    EXPECT_NE(old, again.open(write(1, 102)));
 }
 
 TEST(OperationLedger, EndsEverythingOfAStation)

@@ -17,13 +17,10 @@ struct NamedPolicy
 };
 
 constexpr NamedPolicy kAll[] = {
-    {"discard-input", &Policies::discardInput},
-    {"late-reply-guard", &Policies::lateReplyGuard},
-    {"reply-check", &Policies::checkReplies},
-    {"strict-writes", &Policies::strictWrites},
-    {"exception-end", &Policies::endOnException},
-    {"absolute-deadline", &Policies::absoluteDeadline},
-    {"offline", &Policies::offline},
+    {"discard-input", &Policies::discardInput},         {"late-reply-guard", &Policies::lateReplyGuard},
+    {"reply-check", &Policies::checkReplies},           {"strict-writes", &Policies::strictWrites},
+    {"exception-end", &Policies::endOnException},       {"damage-end", &Policies::endOnDamage},
+    {"absolute-deadline", &Policies::absoluteDeadline}, {"offline", &Policies::offline},
 };
 
 TEST(PoliciesTest, AreAllOnFromTheStart)

@@ -181,7 +181,10 @@ TEST(ProjectText, RefusesControlCharactersThatJsonDoesNotAllow)
 
 TEST(ProjectText, StaysOneLineWhereItIsQuoted)
 {
-    EXPECT_THAT(mistake(R"({"a\nb\u007F": 1})"), HasSubstr("'a?b?'"));
+    EXPECT_THAT(mistake(R"({"a\nb\u007F": 1})"), HasSubstr("'a b?'"));
+    EXPECT_THAT(mistakeIn(R"({"name": "a", "area": "\u0000", "address": "1"})"),
+                HasSubstr("'?' is no area; areas are 0x, 1x,"))
+        << "not cut at the zero";
 }
 
 TEST(ProjectFile, CountsColumnsInCharacters)

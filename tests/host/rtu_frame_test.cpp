@@ -34,6 +34,43 @@ TEST(HostCrc, AgreesWithTheBitwiseWitness)
     EXPECT_EQ(0x1241, plc::host::crcOf("\x02\x07", 2));
 }
 
+TEST(DamagedReply, HasEverythingOfTheReplyButItsCrc)
+{
+    const ReplyShape shape = modbusReplyShape(kRequest, false, true);
+    const auto isDamaged = [&shape](const char *text) {
+        return plc::host::endWithDamagedReply(hex(text), shape);
+    };
+    EXPECT_TRUE(isDamaged("11 03 04 1235 ABCD 11E1"));
+    EXPECT_TRUE(isDamaged("11 03 04 1234 ABCD E111"));
+    EXPECT_TRUE(isDamaged("55 00 11 03 04 1235 ABCD 11E1")) << "behind noise";
+    EXPECT_FALSE(isDamaged("11 03 04 1234 ABCD 11E1")) << "it is good";
+    EXPECT_FALSE(isDamaged("11 03 04 1235 ABCD 11")) << "it is not complete";
+    EXPECT_FALSE(isDamaged("11 03 04 1235 ABCD 11E1 55")) << "something follows";
+    EXPECT_FALSE(isDamaged("12 03 04 1235 ABCD 11E1")) << "another station";
+    EXPECT_FALSE(isDamaged("11 04 04 1235 ABCD 11E1")) << "another function";
+    EXPECT_FALSE(isDamaged("11 03 05 1235 ABCD 11E1")) << "another byte count";
+    EXPECT_FALSE(isDamaged(""));
+    EXPECT_FALSE(plc::host::endWithDamagedReply(hex("11 03 04 1235 ABCD 11E1"), ReplyShape()));
+}
+
+TEST(DamagedReply, OfAWriteRepeatsWhatWasWritten)
+{
+    const ReplyShape shape = modbusReplyShape(hex("11 06 0064 1234 C7F2"), false, true);
+    EXPECT_TRUE(plc::host::endWithDamagedReply(hex("11 06 0064 1234 C7F3"), shape));
+    EXPECT_FALSE(plc::host::endWithDamagedReply(hex("11 06 0064 1235 C7F2"), shape));
+    EXPECT_FALSE(plc::host::endWithDamagedReply(hex("11 06 0064 1234 C7F2"), shape));
+}
+
+TEST(DamagedReply, ToARelayFrameMayHaveAnyNormalFunction)
+{
+    ReplyShape shape;
+    shape.station = 0x11;
+    shape.length = 9;
+    shape.isRead = true;
+    EXPECT_TRUE(plc::host::endWithDamagedReply(hex("11 03 04 1235 ABCD 11E1"), shape));
+    EXPECT_FALSE(plc::host::endWithDamagedReply(hex("11 83 04 1235 ABCD 11E1"), shape));
+}
+
 struct Length
 {
     const char *name;

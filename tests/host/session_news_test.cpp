@@ -19,12 +19,19 @@ public:
     Time now() const override { return seconds(100); }
     std::vector<News> take(Time) override { return std::exchange(news, {}); }
     void setOpenOperations(int count) override { openOperations = count; }
-    void setStationEnabled(int, bool) override {}
+    bool setStationEnabled(int, bool) override { return wasOffline; }
+    void betweenRequests(const std::function<void()> &work) override
+    {
+        ++handedOver;
+        work();
+    }
     void withdraw(const std::vector<Ticket> &tickets) override { withdrawn = tickets; }
 
     std::vector<News> news;
     int openOperations = 0;
     std::vector<Ticket> withdrawn;
+    bool wasOffline = false;
+    int handedOver = 0;
 };
 
 class SessionNewsTest : public ::testing::Test
@@ -83,6 +90,30 @@ TEST_F(SessionNewsTest, DoesNotBelieveNewsFromBeforeTheUserSwitchedTheStation)
     tell(true, 2);
     EXPECT_TRUE(session.isOffline(5));
     EXPECT_EQ(1, heard);
+}
+
+TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCame)
+{
+    const Ticket ticket = writeSingles(3, 5);
+    link->wasOffline = true;
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end);
+    EXPECT_EQ(std::vector<Ticket>{ticket}, link->withdrawn);
+    tell(true, 0);
+    EXPECT_FALSE(session.isOffline(5)) << "that was before";
+}
+
+TEST_F(SessionNewsTest, KeepsTheOrdersOfAStationThatIsSwitchedOnOnceMore)
+{
+    const Ticket ticket = writeSingles(3, 5);
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::Open, session.result(ticket).end);
+}
+
+TEST_F(SessionNewsTest, HandsOrdersOverBetweenTwoRequests)
+{
+    writeSingles(3, 5);
+    EXPECT_EQ(1, link->handedOver);
 }
 
 TEST_F(SessionNewsTest, HandsTheDriverNoMoreThanItsListTakesBesideWhatWasWithdrawn)

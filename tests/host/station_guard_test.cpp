@@ -18,11 +18,12 @@ protected:
         report.request.station = station;
         report.cause = AttemptEnd::Exception;
         report.exceptionCode = code;
+        report.startedAt = now - milliseconds(100);
         report.endedAt = now;
         return guard.stepEnded(report);
     }
 
-    StationChange end(int station, AttemptEnd cause, int regType = 5, int address = 100)
+    StationChange end(int station, AttemptEnd cause, int regType = 5, int address = 100, int attempts = 0)
     {
         StepReport report;
         report.request.station = station;
@@ -30,6 +31,8 @@ protected:
         report.request.address = address;
         report.request.count = 10;
         report.cause = cause;
+        report.attempts = attempts;
+        report.startedAt = now - seconds(1);
         report.endedAt = now;
         return guard.stepEnded(report);
     }
@@ -100,6 +103,34 @@ TEST_F(StationGuardTest, LearnsNothingFromWhatWasNotSentOrNotToBeAnswered)
     EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
     for (const AttemptEnd cause : {AttemptEnd::LineBusy, AttemptEnd::Withheld, AttemptEnd::NoReplyDue})
         EXPECT_EQ(StationChange::None, end(5, cause));
+}
+
+TEST_F(StationGuardTest, CountsARequestThatWasSentInVainBeforeTheLineGotBusy)
+{
+    for (int i = 0; i < 2; ++i)
+        EXPECT_EQ(StationChange::None, end(5, AttemptEnd::LineBusy, 5, 100, 1));
+    EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::LineBusy, 5, 100, 2));
+}
+
+TEST_F(StationGuardTest, TriesManyDeadStationsSoSeldomThatAllTrialsTakeATenthOfTheTime)
+{
+    // A trial costs a second of waiting and one of listening for late answers.
+    guard = StationGuard(OfflineSettings(), seconds(1));
+    for (int station = 1; station <= 16; ++station)
+        goOffline(station);
+    Time distance{};
+    for (int i = 0; i < 10; ++i) {
+        now += seconds(1000);
+        end(7, AttemptEnd::NoReply);
+        EXPECT_GE(guard.nextDistance(7), distance);
+        distance = guard.nextDistance(7);
+    }
+    EXPECT_EQ(seconds(320), distance) << "16 stations, 2 s each, ten times";
+
+    for (int station = 8; station <= 16; ++station)
+        end(station, AttemptEnd::Good);
+    end(7, AttemptEnd::NoReply);
+    EXPECT_EQ(seconds(140), guard.nextDistance(7)) << "7 are left";
 }
 
 TEST_F(StationGuardTest, CountsStationsOneByOne)
