@@ -142,9 +142,19 @@ void Cycle::transmitted(Time now)
 /// and the wait goes on (see examine()).
 Time Cycle::waitEnd() const
 {
-    return damaged_
-               ? std::min(deadline_, lastActivity_ + settings_.timing.silence() + settings_.deliverySlack)
-               : deadline_;
+    return damaged_ ? std::min(silentBehindDamage(), extendedDeadline()) : deadline_;
+}
+
+/// When it is plain that nothing follows what was received last.
+Time Cycle::silentBehindDamage() const
+{
+    return lastActivity_ + settings_.timing.silence() + settings_.deliverySlack;
+}
+
+/// A reply that has begun gets the time that it needs, once; whatever else comes in moves nothing.
+Time Cycle::extendedDeadline() const
+{
+    return extended_ ? deadline_ : deadline_ + settings_.timing.wire(shape_.length) + settings_.deliverySlack;
 }
 
 Time Cycle::silenceDue() const
@@ -308,6 +318,7 @@ bool Cycle::stripEcho(Time now)
     dropBefore(now, at, "in front of the echo");
     buffer_.remove(0, request_.frame.size());
     echoDue_ = false;
+    heard_ = false; // so far nothing but the echo
     return true;
 }
 
@@ -443,10 +454,10 @@ void Cycle::expire(Time now)
             loseAttempt(now, AttemptEnd::NoReply, 0);
         return;
     }
-    // A reply that has begun gets the time that it needs, once; whatever else comes in moves nothing.
+    damaged_ = damaged_ && now >= silentBehindDamage();
     if (!extended_ && !refused_ && !damaged_ && !buffer_.isEmpty()) {
+        deadline_ = extendedDeadline();
         extended_ = true;
-        deadline_ += settings_.timing.wire(shape_.length) + settings_.deliverySlack;
         if (now < deadline_)
             return;
     }

@@ -166,6 +166,8 @@ private:
     void take(Time now, const QByteArray &arrived);
     bool stripEcho(Time now);
     Time waitEnd() const;
+    Time silentBehindDamage() const;
+    Time extendedDeadline() const;
     void showAll(Time now);
     bool isListening() const;
     void withhold(Time now);

@@ -21,7 +21,8 @@ void NewsBox::put(News &&news)
             ++dropped_;
             news.step.reset();
             news.trace.clear();
-            news.statistics.reset();
+            if (news.portLost.empty())
+                news.statistics.reset();
             if (!mustNotBeLost(news))
                 return;
         }

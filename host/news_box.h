@@ -13,7 +13,7 @@
 namespace plc::host {
 
 /// A queue between two threads. The line goes on while the main thread stands still, as behind a terminal that is
-/// stopped; so that memory does not, steps, statistics and lines of the trace are dropped while too much is waiting. Ends of
+/// stopped; so that memory does not, steps, statistics but the last and lines of the trace are dropped while too much is waiting. Ends of
 /// operations, of which there is a bounded number, changes of stations, which are rare and short, and the loss of the
 /// port are never dropped.
 class NewsBox

@@ -7,8 +7,6 @@
 
 namespace plc::host {
 
-namespace {} // namespace
-
 ExitCode readVariables(const CommandOptions &options)
 {
     const LinkSettings link = options.link();

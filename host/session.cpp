@@ -173,17 +173,30 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
 void Session::startWaiting()
 {
     while (!waiting_.empty()) {
-        const Order &order = waiting_.front();
-        if (ledger_.isOpen(order.ticket)) {
-            if (!ledger_.mayStart(order.ticket))
-                return;
-            ledger_.start(order.ticket);
-            // Before the driver has it, so that its end cannot come first.
-            link_->setOpenOperations(ledger_.startedCount());
-            // The driver reports an order of several pieces with the last that it holds.
-            link_->betweenRequests([this, &order] { order.isWrite ? handWrite(order) : handRead(order); });
-        }
+        const Ticket ticket = waiting_.front().ticket;
+        if (ledger_.isOpen(ticket) && !ledger_.mayStart(ticket))
+            return;
+        const Order order = std::move(waiting_.front());
         waiting_.pop_front();
+        if (ledger_.isOpen(ticket))
+            handOver(order);
+    }
+}
+
+/// @throw Failure  (wrong usage) when the driver does not take it; it has ended then.
+void Session::handOver(const Order &order)
+{
+    ledger_.start(order.ticket);
+    // Before the driver has it, so that its end cannot come first.
+    link_->setOpenOperations(ledger_.startedCount());
+    try {
+        // The driver reports an order of several pieces with the last that it holds.
+        link_->betweenRequests([this, &order] { order.isWrite ? handWrite(order) : handRead(order); });
+    } catch (const Failure &) {
+        OperationResult refused;
+        refused.end = OperationEnd::Dropped;
+        ledger_.close(order.ticket, refused);
+        throw;
     }
 }
 
@@ -288,6 +301,7 @@ OperationResult Session::await(Ticket ticket)
 
 void Session::setStationEnabled(int station, bool enabled)
 {
+    pump(link_->now()); // what has become of the station until now counts first
     const bool wasOffline = link_->setStationEnabled(station, enabled);
     ++switches_[station];
     offline_.erase(station);

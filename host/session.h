@@ -110,6 +110,7 @@ private:
     void noteStation(const StationNews &news);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
     void startWaiting();
+    void handOver(const Order &order);
     void handRead(const Order &order);
     void handWrite(const Order &order);
     void checkWrite(const Variable &variable) const;

@@ -70,7 +70,8 @@ StationChange StationGuard::failed(const StepReport &report)
     record.failures = std::min(record.failures, settings_.failures) + 1;
     record.probe = probeFor(report.request);
     if (record.offline) {
-        record.distance = std::min(2 * record.distance, longestDistance(report));
+        record.distance =
+            std::max(std::min(2 * record.distance, settings_.longestProbe), shareOfMany(report));
         record.nextProbe = report.endedAt + record.distance;
         return StationChange::None;
     }
@@ -82,20 +83,23 @@ StationChange StationGuard::failed(const StepReport &report)
     record.onProbation = false;
     record.since = report.endedAt;
     record.distance =
-        std::min(isRelapse ? 2 * record.distance : settings_.firstProbe, longestDistance(report));
+        std::min(isRelapse ? 2 * record.distance : settings_.firstProbe, settings_.longestProbe);
     record.nextProbe = report.endedAt + record.distance;
     return StationChange::WentOffline;
 }
 
-/// A single station is tried as often as the settings have it. Each trial costs those that do answer what this one has
-/// cost.
-Time StationGuard::longestDistance(const StepReport &report) const
+/// Least distance of the trials of one of many offline stations: all trials together take a tenth of the time. Each
+/// costs the stations that do answer what this one has cost. A single one is tried as often as the settings have it.
+Time StationGuard::shareOfMany(const StepReport &report) const
 {
-    constexpr int kShare = 10; // a tenth of the time, for all trials together
+    constexpr int kTimesTheCost = 10;
     const auto offline = std::count_if(stations_.begin(), stations_.end(),
                                        [](const auto &entry) { return entry.second.offline; });
-    const Time cost = report.endedAt - report.startedAt + quiet_;
-    return offline > 1 ? std::max(settings_.longestProbe, kShare * offline * cost) : settings_.longestProbe;
+    if (offline < 2)
+        return Time::zero();
+    // Nobody listens for late answers behind an exception, of a gateway.
+    const Time quiet = report.cause == AttemptEnd::Exception ? Time::zero() : quiet_;
+    return kTimesTheCost * offline * (report.endedAt - report.startedAt + quiet);
 }
 
 StationChange StationGuard::answered(int station, Time now)

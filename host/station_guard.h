@@ -72,7 +72,7 @@ private:
     StationChange failed(const StepReport &report);
     StationChange answered(int station, Time now);
     void putOff(const StepReport &report);
-    Time longestDistance(const StepReport &report) const;
+    Time shareOfMany(const StepReport &report) const;
     bool isSilentSince(Time moment) const;
 
     OfflineSettings settings_;

@@ -186,9 +186,14 @@ class FigurePrinter
 public:
     void operator()(const char *name, std::uint64_t value)
     {
-        std::printf("  %-58s %14llu\n", name, static_cast<unsigned long long>(value));
+        plain(name, value);
         if (value == 0)
             zeros_.emplace_back(name);
+    }
+    /// One of which 0 says nothing.
+    void plain(const char *name, std::uint64_t value) const
+    {
+        std::printf("  %-58s %14llu\n", name, static_cast<unsigned long long>(value));
     }
     const std::vector<std::string> &zeros() const { return zeros_; }
 
@@ -223,10 +228,11 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(e) silences before a request", sum.checks.requests);
     printFigure("(f) transactions on a healthy line", sum.checks.healthySteps);
     printFigure("(g) elements read again after faults", sum.checks.recoveries);
-    printFigure("(h) runs long enough to judge the growth of the heap", sum.growthJudged);
+    printFigure.plain("(h) runs long enough to judge the growth of the heap", sum.growthJudged);
     if (sum.growthJudged > 0) {
         printFigure("(h)   samples of the heap", sum.memorySamples);
-        printFigure("(h)   most growth of a run, in bytes", static_cast<std::uint64_t>(total.mostGrowth));
+        printFigure.plain("(h)   most growth of a run, in bytes",
+                          static_cast<std::uint64_t>(total.mostGrowth));
     }
     printFigure("(j) orders for an offline station refused at once", sum.checks.refusals);
     printFigure("(k) requests to stations that were offline or just back", sum.checks.trials);

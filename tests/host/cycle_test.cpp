@@ -764,6 +764,18 @@ TEST_F(CycleDamage, DoesNotEndTheWaitWhileSomethingFollows)
     EXPECT_GT(sentAt, wait);
 }
 
+TEST_F(CycleDamage, KeepsItsSilenceBeyondTheEndOfTheWait)
+{
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + milliseconds(298));
+    arrive(kDamaged);
+    const Time arrived = now;
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(arrived + kSilence + kSlack, sentAt);
+}
+
 TEST_F(CycleDamage, OfWhatMayAnswerAnEarlierAttemptDoesNotEndTheWait)
 {
     queue(kRead);
@@ -814,6 +826,20 @@ TEST_F(CycleEcho, IsRemovedInPiecesAndGluedToTheReply)
     arrive(kRead.mid(3) + kReply.left(2));
     arrive(kReply.mid(2));
     EXPECT_THAT(driver.calls, ElementsAre(kReply, kReply));
+}
+
+TEST_F(CycleEcho, InPiecesIsNoReplyEither)
+{
+    settings.removeEcho = true;
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    arrive(kRead.left(3));
+    arrive(kRead.mid(3));
+    run(seconds(1));
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::NoReply, witness.steps[0].cause);
+    EXPECT_FALSE(witness.steps[0].echoMissing);
 }
 
 TEST_F(CycleEcho, IsNeverBehindTheReply)

@@ -7,7 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <future>
 #include <memory>
+#include <thread>
 
 #include "host/project_setup.h"
 #include "support/hex.h"
@@ -312,6 +315,47 @@ TEST_F(DriverLinkTest, SendsAWithdrawnWriteNeverAgain)
     runFor(seconds(1));
     ASSERT_EQ(1u, sentTo(2).size());
     EXPECT_EQ(withCrc("02 06 003C 2222"), sentTo(2)[0].frame);
+}
+
+TEST_F(DriverLinkTest, ChoosesNoRequestWhileAnOrderIsHandedOver)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    const std::size_t before = sent.size();
+    std::promise<void> handing;
+    std::promise<void> enough;
+    std::thread session([this, &handing, &enough] {
+        link().betweenRequests([&handing, &enough] {
+            handing.set_value();
+            enough.get_future().wait();
+        });
+    });
+    handing.get_future().wait();
+    std::atomic<bool> ended{false};
+    std::thread line([this, &ended] {
+        runFor(seconds(1));
+        ended = true;
+    });
+    std::this_thread::sleep_for(milliseconds(100)); // the simulated second is over much sooner
+    EXPECT_FALSE(ended);
+    enough.set_value();
+    line.join();
+    session.join();
+    EXPECT_GT(sent.size(), before);
+}
+
+TEST_F(DriverLinkTest, TellsWhetherAStationThatIsSwitchedWasOffline)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    while (stations.empty())
+        runFor(milliseconds(10));
+    EXPECT_TRUE(link().setStationEnabled(2, true));
+    EXPECT_FALSE(link().setStationEnabled(2, true));
+    EXPECT_FALSE(link().setStationEnabled(1, false));
 }
 
 TEST_F(DriverLinkTest, SendsNothingToAStationThatIsSwitchedOffWhileItsRequestWaitsForTheLine)

@@ -70,8 +70,13 @@ TEST(NewsBox, KeepsChangesOfStationsWithoutTheirStatistics)
     change.station.emplace();
     change.statistics.emplace();
     box.put(std::move(change));
+    News last;
+    last.portLost = "gone";
+    last.statistics.emplace();
+    box.put(std::move(last));
     const std::vector<News> taken = box.take(steadyNow());
-    ASSERT_EQ(NewsBox::kMostWaiting + 2, taken.size());
+    ASSERT_EQ(NewsBox::kMostWaiting + 3, taken.size());
+    EXPECT_TRUE(taken[NewsBox::kMostWaiting + 1].statistics) << "there are no later ones";
     EXPECT_TRUE(taken[NewsBox::kMostWaiting].station);
     EXPECT_FALSE(taken[NewsBox::kMostWaiting].statistics) << "a map with a row for each station";
 }

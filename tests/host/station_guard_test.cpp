@@ -118,14 +118,14 @@ TEST_F(StationGuardTest, TriesManyDeadStationsSoSeldomThatAllTrialsTakeATenthOfT
     guard = StationGuard(OfflineSettings(), seconds(1));
     for (int station = 1; station <= 16; ++station)
         goOffline(station);
-    Time distance{};
+    EXPECT_EQ(seconds(10), guard.nextDistance(7));
     for (int i = 0; i < 10; ++i) {
         now += seconds(1000);
         end(7, AttemptEnd::NoReply);
-        EXPECT_GE(guard.nextDistance(7), distance);
-        distance = guard.nextDistance(7);
+        EXPECT_EQ(seconds(320), guard.nextDistance(7)) << "16 stations, 2 s each, ten times";
     }
-    EXPECT_EQ(seconds(320), distance) << "16 stations, 2 s each, ten times";
+    refuse(7, 0x0B);
+    EXPECT_EQ(seconds(60), guard.nextDistance(7)) << "a gateway's word costs 100 ms";
 
     for (int station = 8; station <= 16; ++station)
         end(station, AttemptEnd::Good);
