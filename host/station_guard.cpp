@@ -89,13 +89,17 @@ StationChange StationGuard::failed(const StepReport &report)
 }
 
 /// Least distance of the trials of one of many offline stations: all trials together take a tenth of the time. Each
-/// costs the stations that do answer what this one has cost. A single one is tried as often as the settings have it.
+/// costs the stations that do answer what this one has cost. Where there are none of these, and where a single station
+/// is offline, it is tried as often as the settings have it.
 Time StationGuard::shareOfMany(const StepReport &report) const
 {
     constexpr int kTimesTheCost = 10;
     const auto offline = std::count_if(stations_.begin(), stations_.end(),
                                        [](const auto &entry) { return entry.second.offline; });
-    if (offline < 2)
+    const bool isAnyThere = std::any_of(stations_.begin(), stations_.end(), [](const auto &entry) {
+        return !entry.second.offline && entry.second.lastAnswer > Time::zero();
+    });
+    if (offline < 2 || !isAnyThere)
         return Time::zero();
     // Nobody listens for late answers behind an exception, of a gateway.
     const Time quiet = report.cause == AttemptEnd::Exception ? Time::zero() : quiet_;

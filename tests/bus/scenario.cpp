@@ -136,10 +136,12 @@ void setPace(Random &random, Scenario *scenario)
         slowest = std::max(slowest, station.slowest);
     const Wire wire(link.baud, 1);
     const Time exchange = wire.duration(8 + 256) + slowest + 2 * wire.silence() + milliseconds(30);
-    // The last probe may just have failed; then everything is asked for once, with orders between.
-    scenario->recoveredWithin = link.offline.longestProbe + 2 * link.pollInterval +
-                                3 * turnsOf(scenario->bus, requests) * exchange + 8 * link.timeout +
-                                link.lateGuard.value_or(link.timeout) + seconds(5);
+    // The last probe may just have failed, of one of many; then everything is asked for once, with orders between.
+    const auto others = static_cast<int>(scenario->bus.field.stations.size()) - 1;
+    const Time trial = link.timeout + link.lateGuard.value_or(link.timeout) + exchange;
+    scenario->recoveredWithin = std::max(link.offline.longestProbe, 10 * others * trial) +
+                                2 * link.pollInterval + 3 * turnsOf(scenario->bus, requests) * exchange +
+                                8 * link.timeout + link.lateGuard.value_or(link.timeout) + seconds(5);
 }
 
 /// Has the driver pack the variables. It reads without a pause then, so that only slow lines keep an hour cheap.

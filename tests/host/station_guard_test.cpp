@@ -116,6 +116,7 @@ TEST_F(StationGuardTest, TriesManyDeadStationsSoSeldomThatAllTrialsTakeATenthOfT
 {
     // A trial costs a second of waiting and one of listening for late answers.
     guard = StationGuard(OfflineSettings(), seconds(1));
+    end(99, AttemptEnd::Good);
     for (int station = 1; station <= 16; ++station)
         goOffline(station);
     EXPECT_EQ(seconds(10), guard.nextDistance(7));
@@ -131,6 +132,17 @@ TEST_F(StationGuardTest, TriesManyDeadStationsSoSeldomThatAllTrialsTakeATenthOfT
         end(station, AttemptEnd::Good);
     end(7, AttemptEnd::NoReply);
     EXPECT_EQ(seconds(140), guard.nextDistance(7)) << "7 are left";
+}
+
+TEST_F(StationGuardTest, TriesAllAsOftenAsEverWhereNobodyIsThere)
+{
+    guard = StationGuard(OfflineSettings(), seconds(1));
+    for (int station = 1; station <= 16; ++station)
+        goOffline(station);
+    for (const int distance : {20, 40, 60, 60}) {
+        end(7, AttemptEnd::NoReply);
+        EXPECT_EQ(seconds(distance), guard.nextDistance(7)) << "there is nobody to lose anything";
+    }
 }
 
 TEST_F(StationGuardTest, CountsStationsOneByOne)
