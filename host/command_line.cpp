@@ -19,6 +19,10 @@ constexpr const char *kLineGroup = "Line";
 constexpr const char *kDriverGroup = "Driver";
 constexpr const char *kOutputGroup = "Output";
 
+constexpr const char *kExitCodes =
+    "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable replies,\n"
+    "5 port cannot be opened or is lost, 6 some good, some not.";
+
 constexpr const char *kReadExample = "Example: ten holding registers and a 32-bit value of station 5:\n"
                                      "  plchost read -p /dev/ttyUSB0 -b 9600 -a 5 4x:100:10 4x_d:200\n\n";
 
@@ -78,10 +82,10 @@ constexpr const char *kScanHelp =
     "the end go to standard error, and in ndjson to the last line of standard output as well. Writes that "
     "are still\n"
     "waiting when --for, --scans or quit end the run are carried out first.\n\n"
-    "The file format is described in docs/projects.md.\n"
-    "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable replies,\n"
-    "5 port cannot be opened or is lost, 6 some good, some not. The last reading of each variable counts, "
-    "each write,\n"
+    "The file format is described in docs/projects.md.\n";
+
+constexpr const char *kRunCodes =
+    " The last reading of each variable counts, each write,\n"
     "and each line that was not understood. Variables of stations that are switched off do not count.\n";
 
 constexpr const char *kDemoExample =
@@ -91,19 +95,25 @@ constexpr const char *kDemoExample =
     "was\n"
     "written; why something is not goes to standard error.\n\n";
 
+/// An option with a number from @p least to @p most.
+template <typename Number>
+CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number least, Number most,
+                       const char *unit, const char *help, const char *group = "Options")
+{
+    return app->add_option(name, *number, help)
+        ->check(CLI::Range(least, most))
+        ->type_name(unit)
+        ->group(group);
+}
+
 void addLineOptions(CLI::App *app, CommandOptions *options)
 {
-    app->add_option("-a,--station", options->station,
-                    "station of variables that name none, 1 to 247; 0 broadcasts writes")
-        ->check(CLI::Range(0, kLastStation))
-        ->type_name("N")
-        ->capture_default_str()
-        ->group(kLineGroup);
-    app->add_option("-b,--baud", options->baud, "bits per second")
-        ->check(CLI::Range(kSlowestBaud, kFastestBaud))
-        ->type_name("RATE")
-        ->capture_default_str()
-        ->group(kLineGroup);
+    addNumber(app, "-a,--station", &options->station, 0, kLastStation, "N",
+              "station of variables that name none, 1 to 247; 0 broadcasts writes", kLineGroup)
+        ->capture_default_str();
+    addNumber(app, "-b,--baud", &options->baud, kSlowestBaud, kFastestBaud, "RATE", "bits per second",
+              kLineGroup)
+        ->capture_default_str();
     app->add_option("-P,--parity", options->parity, "even, odd or none")
         ->check(CLI::IsMember({"even", "odd", "none"}))
         ->type_name("NAME")
@@ -119,23 +129,16 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->check(CLI::IsMember({1, 2}))
         ->type_name("N")
         ->group(kLineGroup);
-    app->add_option("-o,--timeout", options->timeoutSeconds, "wait for the first byte of a reply, in seconds")
-        ->check(CLI::Range(0.01, 60.0))
-        ->type_name("S")
-        ->capture_default_str()
-        ->group(kLineGroup);
-    app->add_option(
-           "--late-guard", options->lateGuardSeconds,
-           "listen that long after a time-out before another request goes out, in seconds; without it "
-           "as long as the time-out")
-        ->check(CLI::Range(0.0, 60.0))
-        ->type_name("S")
-        ->group(kLineGroup);
-    app->add_option("--turnaround", options->turnaroundMs, "pause after a broadcast (ms)")
-        ->check(CLI::Range(0, 60000))
-        ->type_name("MS")
-        ->capture_default_str()
-        ->group(kLineGroup);
+    addNumber(app, "-o,--timeout", &options->timeoutSeconds, 0.01, 60.0, "S",
+              "wait for the first byte of a reply, in seconds", kLineGroup)
+        ->capture_default_str();
+    addNumber(app, "--late-guard", &options->lateGuardSeconds, 0.0, 60.0, "S",
+              "listen that long after a time-out before another request goes out, in seconds; without it "
+              "as long as the time-out",
+              kLineGroup);
+    addNumber(app, "--turnaround", &options->turnaroundMs, 0, 60000, "MS", "pause after a broadcast (ms)",
+              kLineGroup)
+        ->capture_default_str();
     app->add_flag("--echo", options->echo,
                   "the line hands back what is sent on it (two wires); take that off. Without it the echo of "
                   "a write "
@@ -157,22 +160,15 @@ void addDriverOption(CLI::App *app, std::string *path)
 
 void addDriverOptions(CLI::App *app, CommandOptions *options)
 {
-    app->add_option("--retries", options->retries, "repetitions of a request that got no usable reply")
-        ->check(CLI::Range(0, 100))
-        ->type_name("N")
-        ->capture_default_str()
-        ->group(kDriverGroup);
-    app->add_option("--max-block", options->maxBlock,
-                    "most registers in one request; eight times as many bits")
-        ->check(CLI::Range(1, 100))
-        ->type_name("N")
-        ->capture_default_str()
-        ->group(kDriverGroup);
-    app->add_option("--link-mode", options->linkMode, "0 = Modbus frames, 1 = relay frames")
-        ->check(CLI::Range(0, 1))
-        ->type_name("N")
-        ->capture_default_str()
-        ->group(kDriverGroup);
+    addNumber(app, "--retries", &options->retries, 0, 100, "N",
+              "repetitions of a request that got no usable reply", kDriverGroup)
+        ->capture_default_str();
+    addNumber(app, "--max-block", &options->maxBlock, 1, 100, "N",
+              "most registers in one request; eight times as many bits", kDriverGroup)
+        ->capture_default_str();
+    addNumber(app, "--link-mode", &options->linkMode, 0, 1, "N", "0 = Modbus frames, 1 = relay frames",
+              kDriverGroup)
+        ->capture_default_str();
     app->add_option("--option", options->options, "option of the driver by name, see below; repeatable")
         ->delimiter(',')
         ->allow_extra_args(false)
@@ -213,25 +209,18 @@ void addLinkOptions(CLI::App *app, CommandOptions *options)
 void addOfflineOptions(CLI::App *app, CommandOptions *options)
 {
     options->asksForEver = true;
-    app->add_option(
-           "--offline-after", options->offlineAfter,
-           "failed requests in a row after which a station is left alone but for a trial now and then")
-        ->check(CLI::Range(1, 1000))
-        ->type_name("N")
-        ->capture_default_str()
-        ->group(kLineGroup);
-    app->add_option("--first-trial", options->firstProbeSeconds,
-                    "from then to the first trial, in seconds; each trial that fails doubles the distance")
-        ->check(CLI::Range(0.1, 3600.0))
-        ->type_name("S")
-        ->capture_default_str()
-        ->group(kLineGroup);
-    app->add_option("--longest-trial", options->longestProbeSeconds,
-                    "longest distance of the trials, in seconds; more where several stations are offline")
-        ->check(CLI::Range(0.1, 3600.0))
-        ->type_name("S")
-        ->capture_default_str()
-        ->group(kLineGroup);
+    addNumber(app, "--offline-after", &options->offlineAfter, 1, 1000, "N",
+              "failed requests in a row after which a station is left alone but for a trial now and then",
+              kLineGroup)
+        ->capture_default_str();
+    addNumber(app, "--first-trial", &options->firstProbeSeconds, 0.1, 3600.0, "S",
+              "from then to the first trial, in seconds; each trial that fails doubles the distance",
+              kLineGroup)
+        ->capture_default_str();
+    addNumber(app, "--longest-trial", &options->longestProbeSeconds, 0.1, 3600.0, "S",
+              "longest distance of the trials, in seconds; more where several stations are offline",
+              kLineGroup)
+        ->capture_default_str();
 }
 
 /// How numbers are shown.
@@ -264,9 +253,7 @@ void addVariableOptions(CLI::App *app, CommandOptions *options)
             ->type_name("AREA")
             ->needs(start);
     start->needs(type);
-    app->add_option("-c,--count", options->count, "number of values from -r on")
-        ->check(CLI::Range(1, 65536))
-        ->type_name("N")
+    addNumber(app, "-c,--count", &options->count, 1, 65536, "N", "number of values from -r on")
         ->capture_default_str()
         ->needs(start);
 }
@@ -280,11 +267,8 @@ std::string commonHelp()
            "number of\n"
            "values: bits, registers, or 32-bit values (of two registers, the upper half first). Areas:\n" +
            areaHelp() + "Options of the driver:\n" + optionHelp() +
-           "Policies, all of them on without --without:\n" + policyHelp() +
-           "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable "
-           "replies,\n"
-           "5 port cannot be opened or is lost, 6 some good, some not. With several failures and nothing "
-           "good the\n"
+           "Policies, all of them on without --without:\n" + policyHelp() + kExitCodes +
+           " With several failures and nothing good the\n"
            "first failure counts. What an interruption (Ctrl-C) has left undone counts as no reply.";
 }
 
@@ -328,15 +312,10 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     CLI::App *command = program->add_subcommand("watch", "read variables over and over and show them");
     addPortOption(command, options.get());
     addVariableOptions(command, options.get());
-    command
-        ->add_option("-l,--interval", options->intervalMs,
-                     "from the start of a scan to the start of the next (ms); 0 = without pause")
-        ->check(CLI::Range(0, 3600000))
-        ->type_name("MS")
+    addNumber(command, "-l,--interval", &options->intervalMs, 0, 3600000, "MS",
+              "from the start of a scan to the start of the next (ms); 0 = without pause")
         ->capture_default_str();
-    command->add_option("--for", options->forSeconds, "end after that many seconds")
-        ->check(CLI::Range(0.1, 1e6))
-        ->type_name("S");
+    addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLinkOptions(command, options.get());
     addOfflineOptions(command, options.get());
@@ -354,21 +333,14 @@ void addRunCommand(CLI::App *program, Command *chosen)
     command
         ->add_option("-p,--port", options->port, "serial port or pseudo-terminal, in place of the project's")
         ->type_name("PATH");
-    command->add_option("--for", options->forSeconds, "end after that many seconds")
-        ->check(CLI::Range(0.1, 1e6))
-        ->type_name("S");
-    command->add_option("--scans", options->scans, "end after that many full scans")
-        ->check(CLI::Range(1, 1000000000))
-        ->type_name("N");
-    command
-        ->add_option("--every", options->everySeconds,
-                     "print all values every S seconds where there is no table")
-        ->check(CLI::Range(0.1, 1e6))
-        ->type_name("S");
+    addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
+    addNumber(command, "--scans", &options->scans, 1, 1000000000, "N", "end after that many full scans");
+    addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
+              "print all values every S seconds where there is no table");
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());
-    command->footer(kRunExample + projectInputHelp() + "\n" + kScanHelp);
+    command->footer(kRunExample + projectInputHelp() + "\n" + kScanHelp + kExitCodes + kRunCodes);
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }
 
@@ -378,14 +350,10 @@ void addPlanCommand(CLI::App *program, Command *chosen)
     CLI::App *command =
         program->add_subcommand("plan", "show what a project costs on the line, without a line");
     command->add_option("PROJECT", options->file, "project file")->type_name("")->required();
-    command->add_option("-b,--baud", options->baud, "bits per second, in place of the project's")
-        ->check(CLI::Range(kSlowestBaud, kFastestBaud))
-        ->type_name("RATE");
-    command
-        ->add_option("--answer-delay", options->answerDelayMs,
-                     "what stations take from request to reply (ms)")
-        ->check(CLI::Range(0.0, 60000.0))
-        ->type_name("MS")
+    addNumber(command, "-b,--baud", &options->baud, kSlowestBaud, kFastestBaud, "RATE",
+              "bits per second, in place of the project's");
+    addNumber(command, "--answer-delay", &options->answerDelayMs, 0.0, 60000.0, "MS",
+              "what stations take from request to reply (ms)")
         ->capture_default_str();
     command->add_option("--format", options->format, "text or json")
         ->check(CLI::IsMember({"text", "json"}))
@@ -439,10 +407,8 @@ Command parseCommandLine(int argc, char **argv)
 {
     CLI::App program("plchost: reads and writes Modbus RTU stations through the panel driver", "plchost");
     program.require_subcommand(1);
-    program.footer(
-        "plchost COMMAND --help shows the options of a command and an example.\n"
-        "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable replies,\n"
-        "5 port cannot be opened or is lost, 6 some good, some not.");
+    program.footer(std::string("plchost COMMAND --help shows the options of a command and an example.\n") +
+                   kExitCodes);
     Command chosen;
     addReadCommand(&program, &chosen);
     addWriteCommand(&program, &chosen);

@@ -77,6 +77,12 @@ bool repeatsRequest(const QByteArray &bytes, int at, const ReplyShape &shape)
     return due.isEmpty() || bytes.mid(at + 2, due.size()) == due;
 }
 
+/// Bytes of the normal reply that begins at @p at; of a read its third byte must be there.
+int replyLengthAt(const QByteArray &bytes, int at, const ReplyShape &shape)
+{
+    return shape.isRead ? byteAt(bytes, at + 2) + kReadOverhead : kWriteReplyLen;
+}
+
 bool isOwnEcho(const QByteArray &bytes, int at, const ReplyShape &shape)
 {
     return shape.isRead && !shape.request.isEmpty() && bytes.mid(at, shape.request.size()) == shape.request;
@@ -134,7 +140,7 @@ Sighting frameAt(const QByteArray &bytes, int at, const ReplyShape &shape)
     }
     if (!isOurs(function, shape))
         return sighting;
-    sighting.length = shape.isRead ? byteAt(bytes, at + 2) + kReadOverhead : kWriteReplyLen;
+    sighting.length = replyLengthAt(bytes, at, shape);
     const bool fits = sighting.length == shape.length;
     if (available < sighting.length) {
         sighting.found = fits ? Found::Beginning : Found::Nothing;
@@ -152,8 +158,7 @@ bool looksLikeReply(const QByteArray &bytes, int at, const ReplyShape &shape)
 {
     if (byteAt(bytes, at) != (shape.station & 0xFF) || !isOurs(byteAt(bytes, at + 1), shape))
         return false;
-    const int length = shape.isRead ? byteAt(bytes, at + 2) + kReadOverhead : kWriteReplyLen;
-    return length == shape.length && repeatsRequest(bytes, at, shape);
+    return replyLengthAt(bytes, at, shape) == shape.length && repeatsRequest(bytes, at, shape);
 }
 
 } // namespace

@@ -27,7 +27,25 @@ class CycleReply : public CycleScript
 class CycleTimeout : public CycleScript
 {};
 class CycleException : public CycleScript
-{};
+{
+protected:
+    /// The first attempt is not answered, the second refused after 20 ms, and the third goes out.
+    void refuseTheRepetition(const char *refusal)
+    {
+        queue(kRead);
+        verdicts({0, 0});
+        runUntilSent();
+        runUntilSent();
+        repeatedAt = sentAt;
+        run(milliseconds(20));
+        refusedAt = now;
+        arrive(withCrc(refusal));
+        runUntilSent();
+    }
+
+    Time repeatedAt{};
+    Time refusedAt{};
+};
 class CycleDamage : public CycleScript
 {};
 class CycleEcho : public CycleScript
@@ -634,42 +652,21 @@ TEST_F(CycleException, OfAnotherKindLeavesTheRemainingAttempts)
 
 TEST_F(CycleException, OfARepetitionMayBelongToTheFirstAttemptSoTheLastKeepsItsWait)
 {
-    queue(kRead);
-    verdicts({0, 0});
-    runUntilSent();
-    runUntilSent();
-    const Time repeated = sentAt;
-    run(milliseconds(20));
-    arrive(withCrc("11 83 04"));
-    runUntilSent();
-    EXPECT_EQ(repeated + kEightBytes + milliseconds(300), sentAt);
+    refuseTheRepetition("11 83 04");
+    EXPECT_EQ(repeatedAt + kEightBytes + milliseconds(300), sentAt);
 }
 
 TEST_F(CycleException, BusyOfARepetitionLeavesTheLastItsWaitAsWell)
 {
-    queue(kRead);
-    verdicts({0, 0});
-    runUntilSent();
-    runUntilSent();
-    const Time repeated = sentAt;
-    run(milliseconds(20));
-    arrive(withCrc("11 83 06"));
-    runUntilSent();
-    EXPECT_EQ(repeated + kEightBytes + milliseconds(300), sentAt) << "longer than the pause of 100 ms";
+    refuseTheRepetition("11 83 06");
+    EXPECT_EQ(repeatedAt + kEightBytes + milliseconds(300), sentAt) << "longer than the pause of 100 ms";
 }
 
 TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
 {
     settings.lateReplyGuard = Time::zero();
-    queue(kRead);
-    verdicts({0, 0});
-    runUntilSent();
-    runUntilSent();
-    run(milliseconds(20));
-    const Time answered = now;
-    arrive(withCrc("11 83 04"));
-    runUntilSent();
-    EXPECT_EQ(answered + kSilence, sentAt);
+    refuseTheRepetition("11 83 04");
+    EXPECT_EQ(refusedAt + kSilence, sentAt);
 }
 
 TEST_F(CycleException, BusyIsRepeatedAfterAPause)

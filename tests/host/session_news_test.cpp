@@ -103,6 +103,30 @@ TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCam
     EXPECT_FALSE(session.isOffline(5)) << "that was before";
 }
 
+TEST_F(SessionNewsTest, BelievesWhatHadHappenedBeforeTheUserSwitchesTheStationOn)
+{
+    const Ticket ticket = writeSingles(3, 5);
+    for (const bool offline : {true, false}) {
+        News item;
+        item.station.emplace();
+        item.station->station = 5;
+        item.station->offline = offline;
+        link->news.push_back(std::move(item));
+    }
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end) << "the driver had dropped it";
+}
+
+TEST_F(SessionNewsTest, HoldsNobodyUpWithAnOrderThatTheDriverRefuses)
+{
+    Variable bad = parseVariable("4x:7@5", false);
+    bad.address = QString::fromLatin1("no address");
+    EXPECT_THROW(session.write(bad, {1}), Failure);
+    const Ticket next = session.write(parseVariable("4x:7@5", false), {2});
+    EXPECT_EQ(2, link->handedOver) << "to the same place";
+    EXPECT_EQ(OperationEnd::Open, session.result(next).end);
+}
+
 TEST_F(SessionNewsTest, KeepsTheOrdersOfAStationThatIsSwitchedOnOnceMore)
 {
     const Ticket ticket = writeSingles(3, 5);
