@@ -71,7 +71,7 @@ void BM_WriteRegisters(benchmark::State &state)
         if (reply.isEmpty())
             reply = plc::bench::writeReply(request->frame);
         DataCom(&reply, reply.size());
-        if (DataCom(&reply, reply.size())->status != 1)
+        if (DataCom(&reply, reply.size())->status != plc::kResultDone)
             state.SkipWithError("a write failed");
     }
     state.SetItemsProcessed(state.iterations() * count);

@@ -115,8 +115,8 @@ bool CyclicRead::serveNext()
     const int size = reply.size();
     if (ComCommunication(0) == nullptr)
         return false;
-    const bool accepted = DataCom(&reply, size)->status == 1 && reply.size() == size;
-    return DataCom(&reply, size)->status == 1 && accepted;
+    const bool accepted = DataCom(&reply, size)->status == plc::kResultDone && reply.size() == size;
+    return DataCom(&reply, size)->status == plc::kResultDone && accepted;
 }
 
 } // namespace plc::bench

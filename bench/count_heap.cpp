@@ -52,8 +52,8 @@ void readOnce(int address, int registers, QByteArray &reply)
     RW_VAR var = plc::bench::variable(plc::kHoldingRegister, address, registers);
     AddListOnceReadVar(&var, 1);
     require(plc::bench::nextRequest() != nullptr, "asking for a request");
-    require(DataCom(&reply, reply.size())->status == 1, "finding a reply");
-    require(DataCom(&reply, reply.size())->status == 1, "storing a reply");
+    require(DataCom(&reply, reply.size())->status == plc::kResultDone, "finding a reply");
+    require(DataCom(&reply, reply.size())->status == plc::kResultDone, "storing a reply");
 }
 
 void measureMirror(int registers)

@@ -9,8 +9,10 @@ set(plc_headers
   plcdriver.h
   core/context.h
   core/export.h
+  core/options.h
   core/records.h
   core/register_types.h
+  core/result_codes.h
   varlists/host_records.h)
 set(plc_headers_to "${CMAKE_INSTALL_INCLUDEDIR}/plcdriver")
 set(plc_cmake_to "${CMAKE_INSTALL_LIBDIR}/cmake/plcdriver")

@@ -69,7 +69,7 @@ void play(Input &input)
 {
     Runtime runtime;
     const bool oneBased = input.flag();
-    runtime.info.options = oneBased ? 1u : 0u;
+    runtime.info.options = oneBased ? kOptionOneBased : 0u;
     runtime.applySettings();
     const int regType = input.below(8) == 7 ? input.number() : input.below(10);
     claimPlainNumbers(regType, input.number(), oneBased);

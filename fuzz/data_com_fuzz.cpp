@@ -133,7 +133,14 @@ private:
         const bool reads = function >= 1 && function <= 4;
         const bool writes = function == 5 || function == 6 || function == 15 || function == 16;
         const int length = reads ? byteOf(piece, 2) + 5 : writes ? 8 : 0;
-        return piece.size() == length && hasGoodCrc(piece, option(8));
+        return piece.size() == length && hasGoodCrc(piece, option(8)) && !lacksItsRegister(piece);
+    }
+
+    /// The one register that a bit write puts back has to be there whole.
+    bool lacksItsRegister(const QByteArray &piece) const
+    {
+        const RW_VAR &var = now.queue.front().var;
+        return var.relayArg1 == kReadHalfMark && var.regType == 5 && var.count == 1 && piece.size() < 7;
     }
 
     void judge(const QByteArray &reply, int length)
@@ -314,7 +321,7 @@ private:
         });
         if ((local || !once) && (now.failed || !shared))
             now.reports.push_back(
-                {info_.callbackArg, done.hostId, done.hostSubId, now.failed ? kFailed : kDone});
+                {info_.callbackArg, done.hostId, done.hostSubId, now.failed ? kOutcomeFailed : kOutcomeDone});
         take(done);
     }
 

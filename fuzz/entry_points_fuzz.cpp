@@ -417,17 +417,18 @@ private:
         if (PLC_driver.sendQueue.size() == queued)
             claim(reports.empty(), "nothing is reported while the transaction goes on");
         for (const Report &report : reports)
-            claim((report.outcome == kDone) == (result->status == 1 || result->status == 100),
+            claim((report.outcome == kOutcomeDone) == isDone(result->status),
                   "the outcome is that of the transaction");
         claimLedger(before, countWrites(), serving == 1 ? reports : std::vector<Report>());
     }
 
     static void claimStatus(int status)
     {
-        const bool band = (status >= 11 && status <= 22) || (status >= 41 && status <= 52) ||
-                          (status >= 71 && status <= 82) || (status >= 111 && status <= 122) ||
-                          (status >= 141 && status <= 152) || (status >= 171 && status <= 182);
-        claim(status == 0 || status == 1 || status == 100 || band,
+        bool band = false;
+        for (const int first : {kBandBadReply, kBandReplyMissing, kBandWrongLength, kBandRelayBadReply,
+                                kBandRelayReplyMissing, kBandRelayWrongLength})
+            band = band || isInBand(status, first);
+        claim(status == kResultPending || isDone(status) || band,
               "the status is one that the interface knows");
     }
 
@@ -450,7 +451,7 @@ private:
             claim(ended.front() == Ids(report.hostId, report.hostSubId) && report.callbackArg == 77,
                   "the report is that of the write that has ended");
         for (const Ids &ids : ended)
-            claim(before.at(ids) == 1 || reports.front().outcome == kFailed,
+            claim(before.at(ids) == 1 || reports.front().outcome == kOutcomeFailed,
                   "several pieces end at once only by a failure");
     }
 

@@ -292,8 +292,8 @@ void play(Input &input)
     info.maxBlock = input.flag() ? 1 + input.below(12) : input.number();
     info.stationMode = input.below(4) == 3 ? 0 : 1;
     info.defaultStation = input.below(3);
-    info.options = input.flag() ? 1u : 0u;
-    info.options |= input.below(4) == 3 ? 1u << 11 : 0u;
+    info.options = input.flag() ? kOptionOneBased : 0u;
+    info.options |= input.below(4) == 3 ? kOptionNoBitPacking : 0u;
     runtime.applySettings();
     passPriorities(input);
 

@@ -3,17 +3,13 @@
 #include <algorithm>
 
 #include "core/register_types.h"
+#include "core/result_codes.h"
 #include "exception_codes.h"
 #include "link_settings.h"
 
 namespace plc::host {
 
 namespace {
-
-constexpr int kResultPending = 0;
-constexpr int kResultDone = 1;
-constexpr int kResultDoneWithoutData = 100;
-constexpr int kReplyOpen = -1;
 
 // The longest frame has 256 bytes (MODBUS over Serial Line V1.02, 2.5.1.1); the rest is room for noise around
 // it.
@@ -51,13 +47,8 @@ Request describe(const Protocol &head, bool relay)
 /// The driver was told that stations do not answer writes of this type.
 bool isSilencedByOption(const COM_INFO &info, int regType)
 {
-    return (regType == kHoldingSingle && (info.options & kOptionNoReplyToSingle) != 0) ||
-           (regType == kHoldingBlock && (info.options & kOptionNoReplyToBlock) != 0);
-}
-
-bool isDone(int status)
-{
-    return status == kResultDone || status == kResultDoneWithoutData;
+    return (regType == kHoldingSingle && hasOption(info.options, kOptionNoReplyToSingle)) ||
+           (regType == kHoldingBlock && hasOption(info.options, kOptionNoReplyToBlock));
 }
 
 /// The end that tells more about what is wrong.
@@ -237,11 +228,11 @@ bool Cycle::replyIsDue() const
 Instruction Cycle::transmit(Time now)
 {
     const bool relay = isRelay(info_);
-    shape_ =
-        relay ? relayReplyShape(request_.frame, head_->replyLen, (info_.options & kOptionSwapReplyCrc) != 0,
-                                settings_.policies.strictWrites)
-              : modbusReplyShape(request_.frame, (info_.options & kOptionSwapReplyCrc) != 0,
-                                 settings_.policies.strictWrites);
+    shape_ = relay ? relayReplyShape(request_.frame, head_->replyLen,
+                                     hasOption(info_.options, kOptionSwapReplyCrc),
+                                     settings_.policies.strictWrites)
+                   : modbusReplyShape(request_.frame, hasOption(info_.options, kOptionSwapReplyCrc),
+                                      settings_.policies.strictWrites);
     heard_ = false;
     answered_ = false;
     refused_ = false;

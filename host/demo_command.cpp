@@ -243,9 +243,9 @@ ExitCode runDemo(const DemoOptions &options)
         "1x:8:8", "--die-with-parent",          "-q"};
     if (link.linkMode != 0)
         arguments.emplace_back("--relay");
-    if ((link.options & kOptionSwapRequestCrc) != 0)
+    if (hasOption(link.options, kOptionSwapRequestCrc))
         arguments.emplace_back("--request-crc-high-first");
-    if ((link.options & kOptionSwapReplyCrc) != 0)
+    if (hasOption(link.options, kOptionSwapReplyCrc))
         arguments.emplace_back("--reply-crc-high-first");
     ChildProcess station(program, arguments);
     const auto terminal = station.readLine(steadyNow() + kStationStart);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "core/result_codes.h"
 #include "exception_codes.h"
 #include "request_map.h"
 
@@ -10,7 +11,6 @@ namespace plc::host {
 
 namespace {
 
-constexpr int kOutcomeDone = 1;
 constexpr int kRawMode = 1;
 
 DriverLink *active = nullptr;

@@ -3,11 +3,10 @@
 #ifndef PLC_HOST_LINK_SETTINGS_H
 #define PLC_HOST_LINK_SETTINGS_H
 
-#include <QtGlobal>
-
 #include <optional>
 #include <string>
 
+#include "core/options.h"
 #include "link_time.h"
 #include "policies.h"
 
@@ -30,16 +29,6 @@ quint32 optionMask(const std::string &name);
 constexpr int kSlowestBaud = 300;
 constexpr int kFastestBaud = 4000000;
 
-constexpr quint32 kOptionOneBased = 1u << 0;
-constexpr quint32 kOptionBitFromMirror = 1u << 4;
-constexpr quint32 kOptionSingleRegisters = 1u << 5;
-constexpr quint32 kOptionSingleCoils = 1u << 6;
-constexpr quint32 kOptionSwapRequestCrc = 1u << 7;
-constexpr quint32 kOptionSwapReplyCrc = 1u << 8;
-constexpr quint32 kOptionNoReplyToSingle = 1u << 9;
-constexpr quint32 kOptionNoReplyToBlock = 1u << 10;
-constexpr quint32 kOptionNoBitPacking = 1u << 11;
-
 struct LinkSettings
 {
     std::string port;
@@ -61,11 +50,11 @@ struct LinkSettings
     std::string driverPath; ///< empty = look beside the program
 
     int effectiveStopBits() const { return stopBits != 0 ? stopBits : parity == Parity::None ? 2 : 1; }
-    bool oneBased() const { return (options & kOptionOneBased) != 0; }
+    bool oneBased() const { return hasOption(options, kOptionOneBased); }
     /// Most registers in one request.
     int wordLimit() const { return maxBlock; }
     /// Most bits in one read request.
-    int bitLimit() const { return (options & kOptionNoBitPacking) != 0 ? 1 : maxBlock * 8; }
+    int bitLimit() const { return hasOption(options, kOptionNoBitPacking) ? 1 : maxBlock * 8; }
 };
 
 } // namespace plc::host

@@ -173,9 +173,11 @@ int writePieces(const Variable &variable, const LinkSettings &settings)
     const auto pieces = [&](int limit) { return unlimited ? 1 : dividedUp(variable.count, limit); };
     switch (variable.area->regType) {
     case kCoil:
-        return (settings.options & kOptionSingleCoils) != 0 ? variable.count : pieces(settings.maxBlock * 8);
+        return hasOption(settings.options, kOptionSingleCoils) ? variable.count
+                                                               : pieces(settings.maxBlock * 8);
     case kHoldingRegister:
-        return (settings.options & kOptionSingleRegisters) != 0 ? variable.count : pieces(settings.maxBlock);
+        return hasOption(settings.options, kOptionSingleRegisters) ? variable.count
+                                                                   : pieces(settings.maxBlock);
     case kHoldingRegisterPair:
         return dividedUp(variable.count,
                          unlimited ? kPairsInOneWrite : std::min(kPairsInOneWrite, settings.maxBlock));

@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "core/register_types.h"
+#include "core/result_codes.h"
 #include "project_setup.h"
 #include "rtu_frame.h"
 #include "session.h"
@@ -12,8 +13,6 @@ namespace plc::host {
 
 namespace {
 
-constexpr int kResultPending = 0;
-constexpr int kReplyOpen = -1;
 constexpr int kScansToSettle = 2;
 constexpr int kScans = 10;
 /// Far more than scans of thousands of requests take; reached only where some are never served.
@@ -55,7 +54,7 @@ std::optional<Exchange> exchangeWithoutLine(DriverLibrary &driver, const LinkSet
     Protocol *const head = driver.comCommunication(0);
     if (!head)
         return std::nullopt;
-    QByteArray reply = zeroReply(*head, (link.options & kOptionSwapReplyCrc) != 0);
+    QByteArray reply = zeroReply(*head, hasOption(link.options, kOptionSwapReplyCrc));
     Exchange exchange;
     exchange.place = {head->var.station, head->var.regType, head->var.address, head->var.count};
     exchange.bytesOut = head->sendLen;

@@ -131,7 +131,7 @@ void Session::checkBitWrite(const Variable &variable) const
         throw Failure(kExitUsage, who +
                                       "a bit is written together with the other bits of its register, which "
                                       "nobody at station 0 tells; write the whole register");
-    if ((settings_.options & kOptionBitFromMirror) == 0)
+    if (!hasOption(settings_.options, kOptionBitFromMirror))
         return;
     for (int i = 0; i < variable.baseCount(); ++i) {
         if (knownRegisters_.count({stationOf(variable), variable.baseFirst() + i}) == 0)
@@ -262,7 +262,7 @@ void Session::noteRegisters(const StepReport &report)
 {
     const Request &request = report.request;
     const bool isRead = request.direction == 0 && request.regType == kHoldingRegister;
-    if ((settings_.options & kOptionBitFromMirror) == 0 || !isRead || report.cause != AttemptEnd::Good)
+    if (!hasOption(settings_.options, kOptionBitFromMirror) || !isRead || report.cause != AttemptEnd::Good)
         return;
     for (int i = 0; i < request.count; ++i)
         knownRegisters_.insert({request.station, request.address + i});

@@ -7,7 +7,8 @@
 /// SetRegisterData().
 ///
 /// Conventions of all entry points:
-/// - Names are unmangled and no exception leaves them. Out of memory, a call is refused in its own way.
+/// - Names are unmangled and no exception leaves them. Out of memory, a call is refused in its own way. A thread that is
+///   cancelled inside a call ends alone: the driver's locks are released and other threads go on.
 /// - A null pointer is refused, and so is every call before SetComInfo() that registers variables (but for
 ///   PassVarName()), runs the cycle or accesses data: the result is 0 or null and nothing is changed, but that
 ///   GetRegisterData() still fills its output with zeros. DataCom() always returns its record.
@@ -29,8 +30,10 @@
 
 #include "core/context.h"
 #include "core/export.h"
+#include "core/options.h"
 #include "core/records.h"
 #include "core/register_types.h"
+#include "core/result_codes.h"
 #include "varlists/host_records.h"
 
 extern "C" {
@@ -60,9 +63,10 @@ PLC_EXPORT void FlashLocalRegister(unsigned char *bits, unsigned short *words, u
 
 /// Registers the two callbacks; null for one that is not wanted.
 ///
-/// Both run on the cycle thread inside DataCom() with `listMutex` held.
+/// Both run on the cycle thread inside DataCom() with `listMutex` held. What a callback throws ends there, and the step
+/// goes on as if it had returned.
 /// @param onResult   (`callbackArg` of the settings, `hostId`, `hostSubId`, outcome): a queued write or
-///                   one-shot read has ended, outcome 1 = done, 2 = failed. Of several queued entries with
+///                   one-shot read has ended, outcome plc::kOutcomeDone or plc::kOutcomeFailed. Of several queued entries with
 ///                   the same two identifiers only the last reports success, and a failure of one discards
 ///                   the others.
 /// @param onFailure  (an empty list that stays the driver's, `hostId` of the result record, 1): after every
@@ -92,22 +96,25 @@ PLC_EXPORT Protocol *ComCommunication(int ignored);
 ///
 /// Modbus requests: while `replyLen` of the transaction is -1, call with the bytes received so far as they
 /// arrive; once a reply was found (status 1, `replyLen` is its length) the buffer holds exactly that reply
-/// and one more call finishes the step. An empty buffer means that the wait has run out, and counts as a
+/// and one more call finishes the step. A reply to a read with less data than was asked for stores nothing and counts as
+/// done; only the read half of a bit write is passed over when it lacks its register, which would be written back as zeros. An empty buffer means that the wait has run out, and counts as a
 /// failed attempt each time. Relay requests: call once, with the whole reply, or empty after the wait has run
 /// out.
 /// @param reply   bytes received so far, may be changed (noise around the reply is cut off); null counts as
 ///                empty.
 /// @param length  size of the buffer handed in with this call; 0 when nothing was received.
 /// @return always the same record, the driver's own, with empty `data`. After a completed operation its fields
-///         are those of the operation's variable. Its `status`:
-///         - 0: nothing finished. More bytes are needed; or, after an empty or bad reply, the same request is to
-///           be sent again.
-///         - 1: reply found, or step done. 100: step done with nothing to store.
-///         - 41: a Modbus request got no reply at all.
+///         are those of the operation's variable. Its `status` (names in core/result_codes.h):
+///         - plc::kResultPending, 0: nothing finished. More bytes are needed; or, after an empty or bad reply, the same
+///           request is to be sent again.
+///         - plc::kResultDone, 1: reply found, or step done. plc::kResultDoneWithoutData, 100: step done with nothing to
+///           store.
+///         - plc::kResultNoReply, 41: a Modbus request got no reply at all.
 ///         - 11..22: bad reply; 41..52: no reply although its length was known; 71..82: another length than was
 ///           known. 111..122, 141..152 and 171..182: the same three for an operation of another `linkId`. Within
-///           a band the code is the first one plus `hostId` for a `hostId` of 1 to 11, otherwise the first one.
-///         - 200: any other verdict.
+///           a band (plc::kBandBadReply and the like) the code is the first one plus `hostId` for a `hostId` of 1 to 11,
+///           otherwise the first one.
+///         - plc::kResultUnknownVerdict, 200: any other verdict.
 /// Takes `listMutex` for completion (and for a read-modify-write's first reply), `cacheMutex` while values
 /// are stored.
 PLC_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);

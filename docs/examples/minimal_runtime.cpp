@@ -84,7 +84,8 @@ RW_VAR *carryOut(int port, const Protocol &request)
         RW_VAR *result = DataCom(&reply, reply.size());
         if (wanted > 0)
             return result;
-        if (result->status == 1) // the buffer now holds just the reply; one more call finishes the step
+        if (result->status ==
+            plc::kResultDone) // the buffer now holds just the reply; one more call finishes the step
             return DataCom(&reply, reply.size());
     }
     reply.clear();
@@ -93,7 +94,7 @@ RW_VAR *carryOut(int port, const Protocol &request)
 
 void onResult(int, int hostId, int, int outcome)
 {
-    std::printf("write %d %s\n", hostId, outcome == 1 ? "done" : "failed");
+    std::printf("write %d %s\n", hostId, outcome == plc::kOutcomeDone ? "done" : "failed");
 }
 
 } // namespace
@@ -134,11 +135,11 @@ int main(int argc, char **argv)
             continue;
         }
         const RW_VAR *result = carryOut(port, *request);
-        if (result->status > 1 && result->status != 100) {
+        if (result->status != plc::kResultPending && !plc::isDone(result->status)) {
             std::fprintf(stderr, "station %d: result code %d\n", station, result->status);
             return 1;
         }
-        if (result->status != 1 || result->direction != 0)
+        if (result->status != plc::kResultDone || result->direction != 0)
             continue; // to be sent again, or the write
         ++readings;
         GetRegisterData(QString(), 5, QLatin1String("100"), station, &value, 5);

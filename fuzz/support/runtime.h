@@ -28,9 +28,6 @@ struct Report
     }
 };
 
-constexpr int kDone = 1;
-constexpr int kFailed = 2;
-
 /// Builds the driver anew for each input. One object at a time.
 class Runtime
 {

@@ -1,6 +1,7 @@
 #include "core/context.h"
 
 #include "core/arithmetic.h"
+#include "core/options.h"
 #include "plcdriver.h"
 
 Communication_Protocol PLC_driver;
@@ -12,11 +13,6 @@ unsigned short *RWI = nullptr;
 namespace {
 
 constexpr int kLargestBlock = 100;
-
-bool isSet(quint32 options, int bit)
-{
-    return ((options >> bit) & 1u) != 0;
-}
 
 } // namespace
 
@@ -44,16 +40,16 @@ void SetComInfo(COM_INFO *info)
     const quint32 options = info->options;
     PLC_driver.options = options;
     PLC_driver.comInfo = info;
-    PLC_driver.optBit0 = isSet(options, 0);
-    PLC_driver.optBit1 = isSet(options, 1);
-    PLC_driver.optBit4 = isSet(options, 4);
-    PLC_driver.optBit5 = isSet(options, 5);
-    PLC_driver.optBit6 = isSet(options, 6);
-    PLC_driver.optBit7 = isSet(options, 7);
-    PLC_driver.optBit8 = isSet(options, 8);
-    PLC_driver.optBit9 = isSet(options, 9);
-    PLC_driver.optBit10 = isSet(options, 10);
-    PLC_driver.optBit11 = isSet(options, 11);
+    PLC_driver.optBit0 = plc::hasOption(options, plc::kOptionOneBased);
+    PLC_driver.optBit1 = plc::hasOption(options, plc::kOptionRegisterAsBlock);
+    PLC_driver.optBit4 = plc::hasOption(options, plc::kOptionBitFromMirror);
+    PLC_driver.optBit5 = plc::hasOption(options, plc::kOptionSingleRegisters);
+    PLC_driver.optBit6 = plc::hasOption(options, plc::kOptionSingleCoils);
+    PLC_driver.optBit7 = plc::hasOption(options, plc::kOptionSwapRequestCrc);
+    PLC_driver.optBit8 = plc::hasOption(options, plc::kOptionSwapReplyCrc);
+    PLC_driver.optBit9 = plc::hasOption(options, plc::kOptionNoReplyToSingle);
+    PLC_driver.optBit10 = plc::hasOption(options, plc::kOptionNoReplyToBlock);
+    PLC_driver.optBit11 = plc::hasOption(options, plc::kOptionNoBitPacking);
 }
 
 void FlashLocalRegister(unsigned char *bits, unsigned short *words, unsigned short *third)

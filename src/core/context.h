@@ -104,6 +104,55 @@ extern PLC_EXPORT unsigned short *LW;  ///< local word area of the runtime
 extern PLC_EXPORT unsigned short *RWI; ///< third area of the runtime, only kept
 }
 
+namespace plc {
+
+/// @name Options in force
+/// What SetComInfo decoded from the settings; see core/options.h.
+/// @{
+inline bool addressesAreOneBased()
+{
+    return PLC_driver.optBit0;
+}
+inline bool registerGoesAsBlock()
+{
+    return PLC_driver.optBit1;
+}
+inline bool bitComesFromMirror()
+{
+    return PLC_driver.optBit4;
+}
+inline bool registersGoSingly()
+{
+    return PLC_driver.optBit5;
+}
+inline bool coilsGoSingly()
+{
+    return PLC_driver.optBit6;
+}
+inline bool swapsRequestCrc()
+{
+    return PLC_driver.optBit7;
+}
+inline bool swapsReplyCrc()
+{
+    return PLC_driver.optBit8;
+}
+inline bool singleWritesGetNoReply()
+{
+    return PLC_driver.optBit9;
+}
+inline bool blockWritesGetNoReply()
+{
+    return PLC_driver.optBit10;
+}
+inline bool bitsAreNotPacked()
+{
+    return PLC_driver.optBit11;
+}
+/// @}
+
+} // namespace plc
+
 /// Copies @p var into the record that DataCom returns, without its data: values of a read are handed over by
 /// the mirror only. Null does nothing. Caller holds listMutex when @p var lies in a list.
 PLC_EXPORT void passRetValue(const RW_VAR *var);

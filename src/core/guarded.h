@@ -1,20 +1,49 @@
 /// @file
-/// Keeps exceptions inside the library: a panel must not end because memory ran out.
+/// What leaves a function of the library, and what does not: exceptions stay inside, since a panel must not end because
+/// memory ran out; the end of a cancelled thread passes.
 #ifndef PLC_CORE_GUARDED_H
 #define PLC_CORE_GUARDED_H
+
+#include <cxxabi.h>
 
 namespace plc {
 
 /// Runs @p body and returns its result, or @p refusal when it throws.
+///
+/// A thread that is cancelled inside (pthread_cancel, QThread::terminate) unwinds through here: swallowing that would
+/// end the whole process, and so would noexcept.
 template <typename Result, typename Body>
-Result guarded(Result refusal, Body body) noexcept
+Result guarded(Result refusal, Body body)
 {
     try {
         return body();
+    } catch (abi::__forced_unwind &) {
+        throw;
     } catch (...) {
         return refusal;
     }
 }
+
+/// Runs its work when the scope is left in whatever way, also by an exception or by the end of a cancelled thread.
+template <typename Work>
+class OnLeaving
+{
+public:
+    explicit OnLeaving(Work work) : work_(work) {}
+    ~OnLeaving()
+    {
+        const Work &work = work_;
+        guarded(0, [&work] {
+            work();
+            return 0;
+        });
+    }
+    OnLeaving(const OnLeaving &) = delete;
+    OnLeaving &operator=(const OnLeaving &) = delete;
+
+private:
+    const Work work_;
+};
 
 } // namespace plc
 

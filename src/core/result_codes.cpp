@@ -4,8 +4,7 @@
 
 namespace {
 
-constexpr int kResultUnknownVerdict = 200;
-constexpr int kHighestOffset = 11;
+constexpr int kHighestOffset = plc::kBandSize - 1;
 
 } // namespace
 
@@ -15,21 +14,21 @@ int GetDriverReturnValue(int verdict)
     case plc::kAccepted:
         return plc::kResultDone;
     case plc::kBadReply:
-        return SwitchErrorReturn(10);
+        return SwitchErrorReturn(plc::kBandBadReply);
     case plc::kReplyMissing:
-        return SwitchErrorReturn(40);
+        return SwitchErrorReturn(plc::kBandReplyMissing);
     case plc::kWrongLength:
-        return SwitchErrorReturn(70);
+        return SwitchErrorReturn(plc::kBandWrongLength);
     case plc::kRelayAccepted:
         return plc::kResultDoneWithoutData;
     case plc::kRelayBadReply:
-        return SwitchErrorReturn(110);
+        return SwitchErrorReturn(plc::kBandRelayBadReply);
     case plc::kRelayReplyMissing:
-        return SwitchErrorReturn(140);
+        return SwitchErrorReturn(plc::kBandRelayReplyMissing);
     case plc::kRelayWrongLength:
-        return SwitchErrorReturn(170);
+        return SwitchErrorReturn(plc::kBandRelayWrongLength);
     default:
-        return kResultUnknownVerdict;
+        return plc::kResultUnknownVerdict;
     }
 }
 

@@ -10,13 +10,10 @@
 
 namespace {
 
-constexpr int kOutcomeDone = 1;
-constexpr int kOutcomeFailed = 2;
-
 bool expectsNoReply(int regType)
 {
-    return (PLC_driver.optBit9 && regType == plc::kHoldingSingle) ||
-           (PLC_driver.optBit10 && regType == plc::kHoldingBlock);
+    return (plc::singleWritesGetNoReply() && regType == plc::kHoldingSingle) ||
+           (plc::blockWritesGetNoReply() && regType == plc::kHoldingBlock);
 }
 
 // Counts a failed attempt. True when the transaction may be tried again. Only giving up clears the count, so
@@ -29,12 +26,24 @@ bool mayTryAgain()
     return info->retryCount <= info->retryLimit;
 }
 
+// Calls the runtime. What it throws ends here, so that nothing is sent or told twice.
+template <typename Call>
+void callRuntime(Call call)
+{
+    plc::guarded(0, [&call] {
+        call();
+        return 0;
+    });
+}
+
 void reportOutcome(const RW_VAR &var)
 {
     if (!PLC_driver.resultCallback)
         return;
-    const int outcome = PLC_driver.failed.load() ? kOutcomeFailed : kOutcomeDone;
-    PLC_driver.resultCallback(PLC_driver.comInfo->callbackArg, var.hostId, var.hostSubId, outcome);
+    const int outcome = PLC_driver.failed.load() ? plc::kOutcomeFailed : plc::kOutcomeDone;
+    callRuntime([&var, outcome] {
+        PLC_driver.resultCallback(PLC_driver.comInfo->callbackArg, var.hostId, var.hostSubId, outcome);
+    });
 }
 
 bool hasSameIds(const RW_VAR &a, const RW_VAR &b)
@@ -56,12 +65,16 @@ void completeFirstLocked(QList<RW_VAR> &list, bool report, bool (*isShared)(cons
     bool shared = false;
     for (int i = 1; i < list.size() && !shared; ++i)
         shared = isShared(list.first(), list.at(i));
+    const auto takeOff = [&list] {
+        passRetValue(&list.first());
+        list.removeFirst();
+        // The failure callback may ask for the length of the write list.
+        plc::noteWriteCountLocked();
+    };
+    // A thread that is cancelled in the callback must not leave a told entry behind, which would be sent again.
+    const plc::OnLeaving<decltype(takeOff)> ended(takeOff);
     if (report && (PLC_driver.failed.load() || !shared))
         reportOutcome(list.first());
-    passRetValue(&list.first());
-    list.removeFirst();
-    // The failure callback may ask for the length of the write list.
-    plc::noteWriteCountLocked();
 }
 
 void completeCyclicReadLocked()
@@ -87,11 +100,16 @@ void purgeLocked(QList<RW_VAR> &list)
     plc::noteWriteCountLocked();
 }
 
-void reportFailureLocked()
+void reportFailure()
 {
+    if (!PLC_driver.failureCallback)
+        return;
     QList<RW_VAR> none;
-    if (PLC_driver.failureCallback)
-        PLC_driver.failureCallback(&none, PLC_driver.retVar.hostId, 1);
+    callRuntime([&none] { PLC_driver.failureCallback(&none, PLC_driver.retVar.hostId, 1); });
+}
+
+void purgeServedListLocked()
+{
     if (PLC_driver.servingList == plc::kServingWriteList)
         purgeLocked(PLC_driver.writeList);
     else if (PLC_driver.servingList == plc::kServingOnceReadList)
@@ -100,6 +118,11 @@ void reportFailureLocked()
 
 void completeOperationLocked(bool local)
 {
+    const auto purgeAfterFailure = [] {
+        if (PLC_driver.failed.load())
+            purgeServedListLocked();
+    };
+    const plc::OnLeaving<decltype(purgeAfterFailure)> ended(purgeAfterFailure);
     switch (PLC_driver.servingList) {
     case plc::kServingWriteList:
         completeFirstLocked(PLC_driver.writeList, true, hasSameIds);
@@ -114,7 +137,7 @@ void completeOperationLocked(bool local)
         break;
     }
     if (PLC_driver.failed.load())
-        reportFailureLocked();
+        reportFailure();
 }
 
 // A scan is complete when more operations have ended than there are cyclic reads.
@@ -181,7 +204,7 @@ void handleReply(QByteArray *reply, int length)
 {
     const bool local = PLC_driver.sendQueue.first().var.linkId == PLC_driver.comInfo->linkId;
     const int result = judgeHead(reply, length, local);
-    if (result == plc::kResultDone || result == plc::kResultDoneWithoutData)
+    if (plc::isDone(result))
         succeed(result, local);
     else if (mayTryAgain())
         tryAgain();

@@ -231,7 +231,7 @@ void writeBitByBit(HostWrite &write, int count)
 
 void writeRegisters(HostWrite &write, int count)
 {
-    const int limit = PLC_driver.optBit5 ? 1 : write.limit;
+    const int limit = plc::registersGoSingly() ? 1 : write.limit;
     for (int done = 0; done < count;) {
         const int chunk = std::min(count - done, limit);
         write.emitChunk(chunk, valuesFrom(write.values, done * 2, chunk * 2), chunk);
@@ -260,7 +260,7 @@ void writeValues(HostWrite &write, int count)
 {
     switch (write.request.regType) {
     case plc::kCoil:
-        return PLC_driver.optBit6 ? writeBitByBit(write, count) : writeCoils(write, count);
+        return plc::coilsGoSingly() ? writeBitByBit(write, count) : writeCoils(write, count);
     case plc::kHoldingRegisterBit:
         return writeBitByBit(write, count);
     case plc::kHoldingRegister:

@@ -46,7 +46,7 @@ void ReadAnalog(RW_VAR *var)
     plc::putBe16(tx + plc::kAddressAt, static_cast<quint32>(var->address));
     plc::putBe16(tx + plc::kQuantityAt, static_cast<quint32>(var->count));
     const int crcAt = plc::kReadRequestLen - plc::kCrcLen;
-    plc::putCrc(tx + crcAt, plc::crc16(tx, crcAt), PLC_driver.optBit7);
+    plc::putCrc(tx + crcAt, plc::crc16(tx, crcAt), plc::swapsRequestCrc());
 
     Protocol request;
     request.frame = QByteArray(reinterpret_cast<const char *>(tx), plc::kReadRequestLen);

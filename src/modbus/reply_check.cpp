@@ -4,6 +4,7 @@
 
 #include "core/byte_order.h"
 #include "core/context.h"
+#include "core/register_types.h"
 #include "core/result_codes.h"
 #include "modbus/checksums.h"
 #include "modbus/frame_layout.h"
@@ -21,7 +22,7 @@ const Protocol *head()
 bool crcMatches(const uchar *frame, int length)
 {
     const int crcAt = length - plc::kCrcLen;
-    return plc::crc16(frame, crcAt) == plc::getCrc(frame + crcAt, PLC_driver.optBit8);
+    return plc::crc16(frame, crcAt) == plc::getCrc(frame + crcAt, plc::swapsReplyCrc());
 }
 
 // Length of the reply that begins at @p start, 0 for a function that has none.
@@ -43,14 +44,24 @@ int replyLength(const uchar *start)
     }
 }
 
-// Length of the good reply to @p request that begins at @p start, 0 if there is none.
-int matchedLength(const uchar *start, int available, const uchar *request)
+// Shortest frame that may pass for the reply. A bit write puts back the register that its read half brings: one that was
+// not read whole would be put back as zeros.
+int shortestReplyTo(const Protocol &transaction)
+{
+    const RW_VAR &var = transaction.var;
+    const bool isReadHalf =
+        var.relayArg1 == plc::kReadHalf && var.regType == plc::kHoldingRegister && var.count == 1;
+    return isReadHalf ? plc::kReadHeaderLen + 2 + plc::kCrcLen : plc::kShortestReply;
+}
+
+// Length of the good reply to @p request that begins at @p start and has at least @p shortest bytes, 0 if there is none.
+int matchedLength(const uchar *start, int available, const uchar *request, int shortest)
 {
     if (start[plc::kStationAt] != request[plc::kStationAt] ||
         start[plc::kFunctionAt] != request[plc::kFunctionAt])
         return 0;
     const int length = replyLength(start);
-    if (length == 0 || length > available || !crcMatches(start, length))
+    if (length < shortest || length > available || !crcMatches(start, length))
         return 0;
     return length;
 }
@@ -100,8 +111,9 @@ int check_data(QByteArray *received)
     const uchar *const request = plc::bytesOf(transaction->frame);
     const QByteArray &bytes = *received;
     const int size = bytes.size();
-    for (int start = 0; start + plc::kShortestReply <= size; ++start) {
-        const int length = matchedLength(plc::bytesOf(bytes) + start, size - start, request);
+    const int shortest = shortestReplyTo(*transaction);
+    for (int start = 0; start + shortest <= size; ++start) {
+        const int length = matchedLength(plc::bytesOf(bytes) + start, size - start, request, shortest);
         if (length == 0)
             continue;
         if (length != size)

@@ -20,7 +20,8 @@ enum CheckResult
 } // namespace plc
 
 /// Looks for the reply of the head transaction anywhere in @p received: same station and function code as the
-/// request, complete, good CRC. The first match wins and the buffer is cut down to it.
+/// request, complete, good CRC. The first match wins and the buffer is cut down to it. For the read half of a bit write a
+/// frame without a whole register is no match, since the register is written back.
 /// @return 1 when found; 0 when not (yet), with the buffer untouched. Exception replies never match.
 /// Cycle thread, no lock.
 PLC_EXPORT int check_data(QByteArray *received);

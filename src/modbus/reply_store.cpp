@@ -31,7 +31,7 @@ void patchValue(QByteArray &frame, quint16 value)
         frame.append(QByteArray(needed - frame.size(), '\0'));
     uchar *const bytes = plc::bytesOf(frame);
     plc::putBe16(bytes + valueAt, value);
-    plc::putCrc(bytes + crcAt, plc::crc16(bytes, crcAt), PLC_driver.optBit7);
+    plc::putCrc(bytes + crcAt, plc::crc16(bytes, crcAt), plc::swapsRequestCrc());
 }
 
 // Bits that the reply does not carry are not stored.

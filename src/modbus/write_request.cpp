@@ -46,7 +46,7 @@ WriteLayout layoutOf(const RW_VAR &var)
     case plc::kCoil:
         return var.count == 1 ? coil : coils;
     case plc::kHoldingRegister:
-        return var.count == 1 && !PLC_driver.optBit1 ? oneRegister : registers;
+        return var.count == 1 && !plc::registerGoesAsBlock() ? oneRegister : registers;
     case plc::kHoldingRegisterPair:
         return pairs;
     case plc::kHoldingSingle:
@@ -109,7 +109,7 @@ QByteArray makeWriteFrame(const RW_VAR &var)
     if (dataLen > 0)
         putReversedGroups(bytes + headerLen, var.data, layout.group);
     const int crcAt = frame.size() - plc::kCrcLen;
-    plc::putCrc(bytes + crcAt, plc::crc16(bytes, crcAt), PLC_driver.optBit7);
+    plc::putCrc(bytes + crcAt, plc::crc16(bytes, crcAt), plc::swapsRequestCrc());
     return frame;
 }
 
@@ -154,7 +154,7 @@ void queueBitWrite(const RW_VAR &bit)
     reg.regType = getPlcReg(bit.regType);
     reg.count = 1;
     reg.address = bit.address / 16;
-    if (PLC_driver.optBit4)
+    if (plc::bitComesFromMirror())
         queueWriteFromMirror(reg, bit);
     else
         queueReadThenWrite(reg);

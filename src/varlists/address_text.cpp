@@ -12,7 +12,7 @@ constexpr int kInvalid = -1;
 // Numbers typed one-based count from 1; a typed 0 stays 0.
 int zeroBased(int number)
 {
-    return PLC_driver.optBit0 && number >= 1 ? number - 1 : number;
+    return plc::addressesAreOneBased() && number >= 1 ? number - 1 : number;
 }
 
 // "register.bit". Deliberate: a part that is no number counts as 0, and the bit may reach into the following

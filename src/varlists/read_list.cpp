@@ -53,7 +53,7 @@ int unitLimit(int baseType)
 {
     if (!plc::isBitArea(baseType))
         return plc::registerLimit();
-    return PLC_driver.optBit11 || plc::registerLimit() == 1 ? 1 : plc::bitLimit();
+    return plc::bitsAreNotPacked() || plc::registerLimit() == 1 ? 1 : plc::bitLimit();
 }
 
 void buildReadListLocked(const QList<HostVariable *> &variables)

@@ -69,7 +69,7 @@ int pieceLimit(int regType)
 {
     if (!plc::isBitArea(regType))
         return plc::registerLimit();
-    return PLC_driver.optBit11 ? 1 : plc::bitLimit();
+    return plc::bitsAreNotPacked() ? 1 : plc::bitLimit();
 }
 
 int appendOnceRead(const RW_VAR &var)

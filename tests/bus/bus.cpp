@@ -94,8 +94,8 @@ BusPlan agreed(BusPlan plan)
     const auto order = [&plan](quint32 option) {
         return (plan.link.options & option) != 0 ? CrcOrder::HighFirst : CrcOrder::LowFirst;
     };
-    plan.field.requestOrder = order(host::kOptionSwapRequestCrc);
-    plan.field.replyOrder = order(host::kOptionSwapReplyCrc);
+    plan.field.requestOrder = order(kOptionSwapRequestCrc);
+    plan.field.replyOrder = order(kOptionSwapReplyCrc);
     plan.link.echo = plan.echo;
     return plan;
 }

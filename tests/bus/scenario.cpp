@@ -11,8 +11,6 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-constexpr quint32 kOptionSixteenForOne = 1u << 1;
-
 /// Below this many requests in its read list the driver gives a priority level up.
 constexpr int kFewestOrdinary = 7;
 
@@ -76,9 +74,8 @@ void setLink(Random &random, Scenario *scenario)
     link.timeout = milliseconds(link.baud < 4800 ? 1000 : random.pick(kTimeouts));
     link.retries = random.oneIn(3) ? random.between(0, 4) : 2;
     link.maxBlock = random.pick(kBlocks);
-    for (const quint32 option :
-         {host::kOptionSwapRequestCrc, host::kOptionSwapReplyCrc, host::kOptionSingleRegisters,
-          host::kOptionSingleCoils, kOptionSixteenForOne}) {
+    for (const quint32 option : {kOptionSwapRequestCrc, kOptionSwapReplyCrc, kOptionSingleRegisters,
+                                 kOptionSingleCoils, kOptionRegisterAsBlock}) {
         if (random.oneIn(8))
             link.options |= option;
     }

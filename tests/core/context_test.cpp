@@ -138,6 +138,41 @@ TEST_F(Options, EachKnownBitSetsItsOwnFlagAlone)
     }
 }
 
+TEST_F(Options, EachHasANameForItsBitAndAPredicateForItsFlag)
+{
+    struct Row
+    {
+        int bit;
+        quint32 name;
+        bool (*isOn)();
+    };
+    const Row rows[] = {{0, kOptionOneBased, addressesAreOneBased},
+                        {1, kOptionRegisterAsBlock, registerGoesAsBlock},
+                        {4, kOptionBitFromMirror, bitComesFromMirror},
+                        {5, kOptionSingleRegisters, registersGoSingly},
+                        {6, kOptionSingleCoils, coilsGoSingly},
+                        {7, kOptionSwapRequestCrc, swapsRequestCrc},
+                        {8, kOptionSwapReplyCrc, swapsReplyCrc},
+                        {9, kOptionNoReplyToSingle, singleWritesGetNoReply},
+                        {10, kOptionNoReplyToBlock, blockWritesGetNoReply},
+                        {11, kOptionNoBitPacking, bitsAreNotPacked}};
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.bit);
+        EXPECT_EQ(1u << row.bit, row.name);
+        setOptions(1u << row.bit);
+        for (const Row &other : rows)
+            EXPECT_EQ(other.bit == row.bit, other.isOn()) << other.bit;
+    }
+}
+
+TEST(OptionWord, HasAnOptionWhenAllItsBitsAreSet)
+{
+    EXPECT_TRUE(hasOption(0x211, kOptionNoReplyToSingle));
+    EXPECT_TRUE(hasOption(0x211, kOptionNoReplyToSingle | kOptionOneBased));
+    EXPECT_FALSE(hasOption(0x211, kOptionNoReplyToSingle | kOptionSingleCoils));
+    EXPECT_FALSE(hasOption(0, kOptionOneBased));
+}
+
 TEST_F(Options, BitsTwoThreeAndTwelveUpwardsSetNoFlag)
 {
     setOptions(0x0C);

@@ -117,14 +117,14 @@ protected:
         addWrite(holdingBit(35).ids(1, 0).data("01"));
         addWrite(holding(9).ids(2, 0).data("01 00"));
         next();
-        EXPECT_EQ(1, complete(hex("01 03 02 00 00 B8 44")));
+        EXPECT_EQ(kResultDone, complete(hex("01 03 02 00 00 B8 44")));
         next();
-        EXPECT_EQ(1, complete(hex("01 06 00 02 00 08 29 CC")));
+        EXPECT_EQ(kResultDone, complete(hex("01 06 00 02 00 08 29 CC")));
         next();
-        EXPECT_EQ(0, silence());
-        EXPECT_EQ(41, silence());
+        EXPECT_EQ(kResultPending, silence());
+        EXPECT_EQ(kResultNoReply, silence());
         next();
-        EXPECT_EQ(1, complete(hex("01 03 02 00 2A 39 9B")));
+        EXPECT_EQ(kResultDone, complete(hex("01 03 02 00 2A 39 9B")));
     }
 
     qint32 raw[23];

@@ -137,6 +137,39 @@ TEST_F(ResultCodes, NothingIsAddedWithoutATransaction)
     EXPECT_EQ(1, GetDriverReturnValue(0));
 }
 
+TEST(ResultCodeNames, StandForTheNumbersThatRuntimesKnow)
+{
+    EXPECT_EQ(0, kResultPending);
+    EXPECT_EQ(1, kResultDone);
+    EXPECT_EQ(100, kResultDoneWithoutData);
+    EXPECT_EQ(41, kResultNoReply);
+    EXPECT_EQ(200, kResultUnknownVerdict);
+    EXPECT_EQ(1, kOutcomeDone);
+    EXPECT_EQ(2, kOutcomeFailed);
+}
+
+TEST(ResultCodeNames, OfDoneStepsAreTwo)
+{
+    for (int code = -1; code <= 201; ++code)
+        EXPECT_EQ(code == 1 || code == 100, isDone(code)) << code;
+}
+
+TEST(ResultCodeNames, OfBandsHoldTwelveCodesEach)
+{
+    struct Row
+    {
+        int band;
+        int first;
+        int last;
+    };
+    for (const Row &row : {Row{kBandBadReply, 11, 22}, Row{kBandReplyMissing, 41, 52},
+                           Row{kBandWrongLength, 71, 82}, Row{kBandRelayBadReply, 111, 122},
+                           Row{kBandRelayReplyMissing, 141, 152}, Row{kBandRelayWrongLength, 171, 182}}) {
+        for (int code = 0; code <= 201; ++code)
+            EXPECT_EQ(code >= row.first && code <= row.last, isInBand(code, row.band)) << code;
+    }
+}
+
 TEST_F(ResultCodes, JudgingChangesNothingInTheQueue)
 {
     judgeTransactionOf(4);

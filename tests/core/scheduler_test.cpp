@@ -582,7 +582,7 @@ TEST_F(SwitchedOff, TransactionInProgressIsCarriedToItsEnd)
     const Protocol *head = next();
     EnCommStation(9, 0);
     EXPECT_EQ(head, next());
-    EXPECT_EQ(1, answer());
+    EXPECT_EQ(kResultDone, answer());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 1}));
 }
 

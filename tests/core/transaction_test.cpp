@@ -50,16 +50,16 @@ using EmptyQueue = Engine;
 
 TEST_F(EmptyQueue, GivesStatusOne)
 {
-    EXPECT_EQ(1, silence());
-    EXPECT_EQ(1, receive(hex(kZeroRead)));
+    EXPECT_EQ(kResultDone, silence());
+    EXPECT_EQ(kResultDone, receive(hex(kZeroRead)));
 }
 
 TEST_F(EmptyQueue, GivesStatusOneAlsoAfterAFailure)
 {
     info.retryLimit = 0;
     serveRead();
-    ASSERT_EQ(41, silence());
-    EXPECT_EQ(1, silence());
+    ASSERT_EQ(kResultNoReply, silence());
+    EXPECT_EQ(kResultDone, silence());
 }
 
 TEST_F(EmptyQueue, ChangesNothingElseInTheResultRecord)
@@ -110,7 +110,7 @@ using Reception = Engine;
 TEST_F(Reception, FoundReplyGivesStatusOneButFinishesNothingYet)
 {
     serveWrite();
-    EXPECT_EQ(1, receive(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDone, receive(hex(kWriteEcho)));
     EXPECT_EQ(1, PLC_driver.sendQueue.size());
     EXPECT_EQ(1, PLC_driver.writeList.size());
     EXPECT_EQ(0, info.stepDone);
@@ -121,7 +121,7 @@ TEST_F(Reception, FoundReplyIsHandledByTheNextCall)
 {
     serveWrite();
     receive(hex(kWriteEcho));
-    EXPECT_EQ(1, receive(buffer));
+    EXPECT_EQ(kResultDone, receive(buffer));
     EXPECT_EQ(0, PLC_driver.sendQueue.size());
     EXPECT_EQ(0, PLC_driver.writeList.size());
     EXPECT_EQ(1, info.stepDone);
@@ -147,7 +147,7 @@ TEST_F(Reception, LengthOfAFoundReplyIsKeptInTheTransaction)
 TEST_F(Reception, LengthKeptIsThatOfTheReplyWithoutTheNoise)
 {
     serveRead();
-    EXPECT_EQ(1, receive(hex("00 FF 01 03 02 00 2A 39 9B EE EE EE")));
+    EXPECT_EQ(kResultDone, receive(hex("00 FF 01 03 02 00 2A 39 9B EE EE EE")));
     EXPECT_EQ(7, head().replyLen);
     EXPECT_EQ(hex(k42Read), buffer);
 }
@@ -168,7 +168,7 @@ TEST_F(Reception, ArgumentDoesNotMatterWhileTheReplyIsLookedFor)
 TEST_F(Reception, IncompleteReplyGivesStatusZero)
 {
     serveRead();
-    EXPECT_EQ(0, receive(hex("01 03 02 00 2A 39")));
+    EXPECT_EQ(kResultPending, receive(hex("01 03 02 00 2A 39")));
     EXPECT_EQ(-1, head().replyLen);
     EXPECT_EQ(hex("01 03 02 00 2A 39"), buffer);
 }
@@ -178,7 +178,7 @@ TEST_F(Reception, IncompleteReplyCountsAsNoFailureHoweverOften)
     info.retryLimit = 0;
     serveRead();
     for (int i = 0; i < 20; ++i)
-        EXPECT_EQ(0, receive(hex("01 03 02")));
+        EXPECT_EQ(kResultPending, receive(hex("01 03 02")));
     EXPECT_EQ(0, info.retryCount);
     EXPECT_THAT(failures, IsEmpty());
 }
@@ -188,15 +188,15 @@ TEST_F(Reception, ReplyArrivesByteByByte)
     serveRead();
     const QByteArray reply = hex(k42Read);
     for (int length = 1; length < reply.size(); ++length)
-        EXPECT_EQ(0, receive(reply.left(length)));
-    EXPECT_EQ(1, complete(reply));
+        EXPECT_EQ(kResultPending, receive(reply.left(length)));
+    EXPECT_EQ(kResultDone, complete(reply));
     EXPECT_EQ(hex("2A 00"), mirrored(1, 5, 0));
 }
 
 TEST_F(Reception, ExceptionReplyIsNeverFound)
 {
     serveRead();
-    EXPECT_EQ(0, receive(hex("01 83 02 C0 F1")));
+    EXPECT_EQ(kResultPending, receive(hex("01 83 02 C0 F1")));
     EXPECT_EQ(0, info.retryCount);
 }
 
@@ -206,17 +206,17 @@ TEST_F(Reception, ForceCheckLooksIntoAnEmptyBufferInsteadOfCountingASilence)
     serveRead();
     PLC_driver.forceCheck = 1;
     for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(0, silence());
+        EXPECT_EQ(kResultPending, silence());
     EXPECT_EQ(0, info.retryCount);
     PLC_driver.forceCheck = 0;
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 TEST_F(Reception, ForceCheckOfAnyOtherValueThanZeroCounts)
 {
     serveRead();
     PLC_driver.forceCheck = -1;
-    EXPECT_EQ(0, silence());
+    EXPECT_EQ(kResultPending, silence());
     EXPECT_EQ(0, info.retryCount);
 }
 
@@ -224,7 +224,7 @@ TEST_F(Reception, FoundReplyIsNotLookedForAgain)
 {
     serveRead();
     receive(hex(k42Read));
-    EXPECT_EQ(0, receive(hex("FF 01 03 02 00 2A 39 9B")));
+    EXPECT_EQ(kResultPending, receive(hex("FF 01 03 02 00 2A 39 9B")));
     EXPECT_EQ(hex("FF 01 03 02 00 2A 39 9B"), buffer);
     EXPECT_EQ(1, info.retryCount);
 }
@@ -237,16 +237,16 @@ TEST_F(Silence, IsToleratedUpToTheRetryLimitAndThenFailsWith41)
 {
     info.retryLimit = 2;
     serveRead();
-    EXPECT_EQ(0, silence());
-    EXPECT_EQ(0, silence());
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultPending, silence());
+    EXPECT_EQ(kResultPending, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 TEST_F(Silence, FailsAtOnceWithoutRetries)
 {
     info.retryLimit = 0;
     serveRead();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 TEST_F(Silence, FailsAtOnceWithANegativeLimit)
@@ -256,7 +256,7 @@ TEST_F(Silence, FailsAtOnceWithANegativeLimit)
         info.retryLimit = limit;
         PLC_driver.readList.clear();
         serveRead();
-        EXPECT_EQ(41, silence());
+        EXPECT_EQ(kResultNoReply, silence());
     }
 }
 
@@ -275,7 +275,7 @@ TEST_F(Silence, LeavesTheTransactionForTheNextAttempt)
     silence();
     EXPECT_EQ(served, next());
     EXPECT_EQ(-1, served->replyLen);
-    EXPECT_EQ(1, complete(hex(k42Read)));
+    EXPECT_EQ(kResultDone, complete(hex(k42Read)));
 }
 
 TEST_F(Silence, IsAnEmptyBufferWhateverTheArgument)
@@ -299,16 +299,16 @@ TEST_F(Silence, FailsWith41WhateverTheHostId)
     info.retryLimit = 0;
     addWrite(write(4, 0));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 TEST_F(Silence, CountsTogetherWithBadReplies)
 {
     info.retryLimit = 2;
     serveRead();
-    EXPECT_EQ(0, silence());
+    EXPECT_EQ(kResultPending, silence());
     receive(hex(k42Read));
-    EXPECT_EQ(0, receive(hex("01 03 02 00 2A 39 9C")));
+    EXPECT_EQ(kResultPending, receive(hex("01 03 02 00 2A 39 9C")));
     EXPECT_EQ(11, receive(hex("01 03 02 00 2A 39 9C")));
 }
 
@@ -317,7 +317,7 @@ TEST_F(Silence, AtTheEndOfTheNumbersIsStillTolerated)
     info.retryLimit = INT_MAX;
     info.retryCount = INT_MAX;
     serveRead();
-    EXPECT_EQ(0, silence());
+    EXPECT_EQ(kResultPending, silence());
 }
 
 // ---- the retry count outlives a transaction ----
@@ -330,7 +330,7 @@ TEST_F(RetryCount, IsNotResetByASuccess)
     serveRead();
     silence();
     silence();
-    EXPECT_EQ(1, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDone, complete(hex(kZeroRead)));
     EXPECT_EQ(2, info.retryCount);
 }
 
@@ -342,16 +342,16 @@ TEST_F(RetryCount, OfEarlierTransactionsCountsAgainstALaterOne)
     silence();
     complete(hex(kZeroRead));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 TEST_F(RetryCount, IsResetByAFinalFailure)
 {
     serveRead();
-    EXPECT_EQ(41, failBySilence());
+    EXPECT_EQ(kResultNoReply, failBySilence());
     EXPECT_EQ(0, info.retryCount);
     next();
-    EXPECT_EQ(0, silence());
+    EXPECT_EQ(kResultPending, silence());
 }
 
 TEST_F(RetryCount, IsNotTouchedByAnIncompleteReply)
@@ -366,10 +366,10 @@ TEST_F(RetryCount, MayBeResetByTheRuntime)
 {
     info.retryLimit = 1;
     serveRead();
-    EXPECT_EQ(0, silence());
+    EXPECT_EQ(kResultPending, silence());
     info.retryCount = 0;
-    EXPECT_EQ(0, silence());
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultPending, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 // ---- requests that expect no reply ----
@@ -412,26 +412,26 @@ using NoReply = Engine;
 
 TEST_F(NoReply, BytesThatArriveAllTheSameAreNotJudged)
 {
-    setOptions(0x200);
+    setOptions(kOptionNoReplyToSingle);
     addWrite(Variable(8, 16).ids(3, 4).data("34 12"));
     next();
-    EXPECT_EQ(1, receive(hex("DE AD BE EF")));
+    EXPECT_EQ(kResultDone, receive(hex("DE AD BE EF")));
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 1}));
 }
 
 TEST_F(NoReply, ExpectedReplyLengthBecomesZeroEvenWhenTheTransactionStays)
 {
-    setOptions(0x200);
+    setOptions(kOptionNoReplyToSingle);
     info.retryLimit = 5;
     addWrite(Variable(8, 16).linkId(9).data("34 12"));
     next();
-    EXPECT_EQ(0, receive(hex("DE AD")));
+    EXPECT_EQ(kResultPending, receive(hex("DE AD")));
     EXPECT_EQ(0, head().replyLen);
 }
 
 TEST_F(NoReply, RequestOfAnotherLinkIsJudgedAllTheSame)
 {
-    setOptions(0x200);
+    setOptions(kOptionNoReplyToSingle);
     info.retryLimit = 0;
     addWrite(Variable(8, 16).linkId(9).data("34 12"));
     next();
@@ -440,12 +440,12 @@ TEST_F(NoReply, RequestOfAnotherLinkIsJudgedAllTheSame)
 
 TEST_F(NoReply, OptionDoesNotReachRelayFrames)
 {
-    setOptions(0x600);
+    setOptions(kOptionNoReplyToSingle | kOptionNoReplyToBlock);
     info.linkMode = 1;
     info.retryLimit = 0;
     addWrite(Variable(8, 16).data("34 12"));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 TEST_F(NoReply, WriteToStationZeroCompletesWithoutAByte)
@@ -453,7 +453,7 @@ TEST_F(NoReply, WriteToStationZeroCompletesWithoutAByte)
     addWrite(write(3, 4).station(0));
     next();
     EXPECT_EQ(0, head().replyLen);
-    EXPECT_EQ(1, silence());
+    EXPECT_EQ(kResultDone, silence());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 1}));
     EXPECT_EQ(0, info.retryCount);
 }
@@ -462,7 +462,7 @@ TEST_F(NoReply, WriteToStationZeroOnAnotherLinkEndsWithoutData)
 {
     addWrite(write(3, 4).station(0).linkId(9));
     next();
-    EXPECT_EQ(100, silence());
+    EXPECT_EQ(kResultDoneWithoutData, silence());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 1}));
 }
 
@@ -475,7 +475,7 @@ TEST_F(Judging, OwnLinkIsLocalAndStored)
     info.linkId = 9;
     addRead(holding(0).linkId(9));
     next();
-    EXPECT_EQ(1, complete(hex(k42Read)));
+    EXPECT_EQ(kResultDone, complete(hex(k42Read)));
     EXPECT_EQ(hex("2A 00"), mirrored(1, 5, 0));
 }
 
@@ -487,7 +487,7 @@ TEST_F(Judging, AnyOtherLinkIsRelayedAndNotStored)
         PLC_driver.readList.clear();
         addRead(holding(0).linkId(linkId));
         next();
-        EXPECT_EQ(100, complete(hex(k42Read)));
+        EXPECT_EQ(kResultDoneWithoutData, complete(hex(k42Read)));
         EXPECT_TRUE(mirrored(1, 5, 0).isEmpty());
     }
 }
@@ -498,7 +498,7 @@ TEST_F(Judging, LinkIsComparedWithTheSettingsAsTheyAreNow)
     next();
     receive(hex(k42Read));
     info.linkId = 9;
-    EXPECT_EQ(100, receive(buffer));
+    EXPECT_EQ(kResultDoneWithoutData, receive(buffer));
 }
 
 TEST_F(Judging, LinkIsThatOfTheQueuedTransactionNotOfTheListEntry)
@@ -506,7 +506,7 @@ TEST_F(Judging, LinkIsThatOfTheQueuedTransactionNotOfTheListEntry)
     addRead(holding(0));
     next();
     PLC_driver.readList[0].linkId = 9;
-    EXPECT_EQ(1, complete(hex(k42Read)));
+    EXPECT_EQ(kResultDone, complete(hex(k42Read)));
 }
 
 TEST_F(Judging, RelayModeOfOwnLinkIsLocalAndStoredInOneCall)
@@ -515,7 +515,7 @@ TEST_F(Judging, RelayModeOfOwnLinkIsLocalAndStoredInOneCall)
     addRead(holding(0));
     next();
     EXPECT_EQ(7, head().replyLen);
-    EXPECT_EQ(1, receive(hex(k42Read)));
+    EXPECT_EQ(kResultDone, receive(hex(k42Read)));
     EXPECT_EQ(0, PLC_driver.sendQueue.size());
     EXPECT_EQ(hex("2A 00"), mirrored(1, 5, 0));
 }
@@ -611,7 +611,7 @@ TEST_F(Judging, OverridingStationIsFoundAndThenRefused)
     info.retryLimit = 0;
     overrideStation(7);
     serveRead();
-    EXPECT_EQ(1, receive(hex("07 03 02 00 2A B1 9B")));
+    EXPECT_EQ(kResultDone, receive(hex("07 03 02 00 2A B1 9B")));
     EXPECT_EQ(11, receive(buffer));
 }
 
@@ -623,7 +623,7 @@ TEST_F(BadReply, WithinTheLimitGivesStatusZeroAndKeepsTheTransaction)
 {
     const Protocol *served = serveRead();
     receive(hex(k42Read));
-    EXPECT_EQ(0, receive(hex("01 03 02 00 2A 39 9C")));
+    EXPECT_EQ(kResultPending, receive(hex("01 03 02 00 2A 39 9C")));
     EXPECT_EQ(served, next());
     EXPECT_EQ(7, served->replyLen);
 }
@@ -655,7 +655,7 @@ TEST_F(BadReply, NextGoodReplyOfTheSameLengthFinishesInOneCall)
     serveRead();
     receive(hex(k42Read));
     receive(hex("01 03 02 00 2A 39 9C"));
-    EXPECT_EQ(1, receive(hex(k42Read)));
+    EXPECT_EQ(kResultDone, receive(hex(k42Read)));
     EXPECT_EQ(0, PLC_driver.sendQueue.size());
     EXPECT_EQ(hex("2A 00"), mirrored(1, 5, 0));
 }
@@ -675,7 +675,7 @@ TEST_F(BadReply, SilenceAfterItIsJudgedByTheReplyHandler)
     addWrite(write(4, 0));
     next();
     receive(hex(kWriteEcho));
-    EXPECT_EQ(0, receive(hex("01 06 00 10 12 34 85 79")));
+    EXPECT_EQ(kResultPending, receive(hex("01 06 00 10 12 34 85 79")));
     EXPECT_EQ(45, silence());
 }
 
@@ -718,7 +718,7 @@ TEST_F(Success, FillsTheResultRecordFromTheWriteList)
     var.data = hex("34 12");
     addWrite(var);
     next();
-    EXPECT_EQ(1, complete(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDone, complete(hex(kWriteEcho)));
     expectSameRequest(var, result());
     EXPECT_TRUE(result().data.isEmpty());
 }
@@ -734,7 +734,7 @@ TEST_F(Success, FillsTheResultRecordFromTheOnceReadList)
     var.direction = 0;
     addOnceRead(var);
     next();
-    EXPECT_EQ(1, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDone, complete(hex(kZeroRead)));
     expectSameRequest(var, result());
     EXPECT_TRUE(result().data.isEmpty());
 }
@@ -743,7 +743,7 @@ TEST_F(Success, FillsTheResultRecordFromTheReadList)
 {
     addRead(holding(0).ids(6, 8).text("zero"));
     next();
-    EXPECT_EQ(1, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDone, complete(hex(kZeroRead)));
     EXPECT_EQ(6, result().hostId);
     EXPECT_EQ(8, result().hostSubId);
     EXPECT_EQ("zero", result().addrText.toStdString());
@@ -755,7 +755,7 @@ TEST_F(Success, StatusIsTheResultNotThatOfTheVariable)
     var.status = 55;
     addWrite(var);
     next();
-    EXPECT_EQ(1, complete(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDone, complete(hex(kWriteEcho)));
 }
 
 TEST_F(Success, RotatesTheReadList)
@@ -794,7 +794,7 @@ TEST_F(Success, OfARelayedOneShotReadIsNotReported)
 {
     addOnceRead(holding(0).ids(3, 4).linkId(9));
     next();
-    EXPECT_EQ(100, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDoneWithoutData, complete(hex(kZeroRead)));
     EXPECT_THAT(outcomes, IsEmpty());
     EXPECT_EQ(0, PLC_driver.onceReadList.size());
     EXPECT_EQ(3, result().hostId);
@@ -804,7 +804,7 @@ TEST_F(Success, OfARelayedWriteIsReported)
 {
     addWrite(write(3, 4).linkId(9));
     next();
-    EXPECT_EQ(100, complete(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDoneWithoutData, complete(hex(kWriteEcho)));
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 1}));
 }
 
@@ -812,7 +812,7 @@ TEST_F(Success, WorksWithoutCallbacks)
 {
     RegistCallBackFuncIntf(nullptr, nullptr);
     serveWrite();
-    EXPECT_EQ(1, complete(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDone, complete(hex(kWriteEcho)));
     EXPECT_EQ(0, PLC_driver.writeList.size());
 }
 
@@ -827,7 +827,7 @@ TEST_F(ChangedList, ReadListThatWasReplacedIsNotRotated)
     PLC_driver.readList.clear();
     addRead(holding(10).ids(10, 0));
     addRead(holding(11));
-    EXPECT_EQ(1, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDone, complete(hex(kZeroRead)));
     EXPECT_THAT(addressesOf(PLC_driver.readList), ElementsAre(10, 11));
     EXPECT_EQ(0, result().hostId);
 }
@@ -837,7 +837,7 @@ TEST_F(ChangedList, ReadListThatWasEmptiedIsLeftAlone)
     addCyclic(1);
     next();
     PLC_driver.readList.clear();
-    EXPECT_EQ(1, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDone, complete(hex(kZeroRead)));
 }
 
 TEST_F(ChangedList, OnlyAMarkOfMinusOneRotatesTheReadList)
@@ -861,7 +861,7 @@ TEST_F(ChangedList, WriteListThatWasEmptiedReportsNothing)
 {
     serveWrite();
     PLC_driver.writeList.clear();
-    EXPECT_EQ(1, complete(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDone, complete(hex(kWriteEcho)));
     EXPECT_THAT(outcomes, IsEmpty());
 }
 
@@ -870,7 +870,7 @@ TEST_F(ChangedList, OnceReadListThatWasEmptiedReportsNothing)
     addOnceRead(holding(0).ids(3, 4));
     next();
     PLC_driver.onceReadList.clear();
-    EXPECT_EQ(1, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDone, complete(hex(kZeroRead)));
     EXPECT_THAT(outcomes, IsEmpty());
 }
 
@@ -891,7 +891,7 @@ TEST_F(ChangedList, EmptiedListsAreNoTroubleForAFailureEither)
     addOnceRead(holding(0).ids(3, 4));
     next();
     PLC_driver.onceReadList.clear();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(outcomes, IsEmpty());
     EXPECT_THAT(failures, ElementsAre(FailureReport{0, 0, 1}));
 }
@@ -908,7 +908,7 @@ TEST_F(ChangedList, NothingServedYetCompletesInNoList)
         Protocol transaction;
         transaction.replyLen = 0;
         queueTransaction(transaction);
-        EXPECT_EQ(1, silence());
+        EXPECT_EQ(kResultDone, silence());
         EXPECT_EQ(-1, PLC_driver.readList.first().status);
         EXPECT_EQ(1, PLC_driver.writeList.size());
         EXPECT_EQ(1, PLC_driver.onceReadList.size());
@@ -923,7 +923,7 @@ TEST_F(ChangedList, FailureOfNothingServedYetPurgesNoList)
     Protocol transaction;
     transaction.replyLen = -1;
     queueTransaction(transaction);
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_EQ(1, PLC_driver.writeList.size());
     EXPECT_THAT(outcomes, IsEmpty());
     EXPECT_THAT(failures, ElementsAre(FailureReport{0, 0, 1}));
@@ -986,7 +986,7 @@ TEST_F(BitWrite, SecondReplyCompletesTheWrite)
     serveBitWrite();
     answerRead();
     next();
-    EXPECT_EQ(1, complete(hex("01 06 00 02 00 09 E8 0C")));
+    EXPECT_EQ(kResultDone, complete(hex("01 06 00 02 00 09 E8 0C")));
     EXPECT_EQ(2, info.stepDone);
     EXPECT_EQ(0, PLC_driver.writeList.size());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 1}));
@@ -1006,7 +1006,7 @@ TEST_F(BitWrite, SilenceInTheFirstHalfAbandonsBoth)
 {
     info.retryLimit = 0;
     serveBitWrite();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_EQ(0, PLC_driver.sendQueue.size());
     EXPECT_EQ(0, PLC_driver.writeList.size());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 2}));
@@ -1018,7 +1018,7 @@ TEST_F(BitWrite, FailureOfTheSecondHalfFailsTheWrite)
     info.retryLimit = 0;
     serveBitWrite();
     answerRead();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 2}));
     EXPECT_EQ(0, PLC_driver.writeList.size());
 }
@@ -1027,9 +1027,9 @@ TEST_F(BitWrite, RetriesOfBothHalvesAreCountedTogether)
 {
     info.retryLimit = 1;
     serveBitWrite();
-    EXPECT_EQ(0, silence());
+    EXPECT_EQ(kResultPending, silence());
     answerRead();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
 }
 
 TEST_F(BitWrite, OfAnotherLinkIsMergedToo)
@@ -1038,7 +1038,7 @@ TEST_F(BitWrite, OfAnotherLinkIsMergedToo)
     next();
     EXPECT_EQ(1, answerRead());
     EXPECT_EQ(hex("01 06 00 02 00 09 E8 0C"), queuedFrame());
-    EXPECT_EQ(100, complete(queuedFrame()));
+    EXPECT_EQ(kResultDoneWithoutData, complete(queuedFrame()));
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 1}));
 }
 
@@ -1109,7 +1109,7 @@ TEST_F(Scan, DoesNotCountRelayedOperations)
 {
     addRead(holding(0).linkId(9));
     next();
-    EXPECT_EQ(100, complete(hex(kZeroRead)));
+    EXPECT_EQ(kResultDoneWithoutData, complete(hex(kZeroRead)));
     EXPECT_EQ(0, PLC_driver.readsServed);
     EXPECT_EQ(0, info.scanDone);
 }
@@ -1167,7 +1167,7 @@ TEST_F(FinalFailure, EmptiesTheSendQueue)
     Protocol another;
     queueTransaction(another);
     queueTransaction(another);
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_EQ(0, PLC_driver.sendQueue.size());
 }
 
@@ -1193,7 +1193,7 @@ TEST_F(FinalFailure, StaysRememberedUntilASuccess)
 TEST_F(FinalFailure, OfAWriteIsReportedWithOutcomeTwo)
 {
     serveWrite();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 2}));
 }
 
@@ -1201,7 +1201,7 @@ TEST_F(FinalFailure, OfAnOneShotReadIsReportedWithOutcomeTwo)
 {
     addOnceRead(holding(0).ids(3, 4));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 2}));
 }
 
@@ -1295,7 +1295,7 @@ TEST_F(FinalFailure, OfAPriorityRequestReportsTheHostIdLeftInTheResultRecord)
     priorityReads(4).append(holding(4000).ids(7, -1));
     EXPECT_EQ("C", serve(1));
     ASSERT_EQ(4000, next()->var.address);
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(failures, ElementsAre(FailureReport{0, 6, 1}));
 }
 
@@ -1316,7 +1316,7 @@ TEST_F(FinalFailure, OfAPriorityCallInRelayFormTurnsTheReadList)
     addPriority(4, 1);
     serve(1);
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(addressesOf(PLC_driver.readList), ElementsAre(0, 1));
 }
 
@@ -1326,7 +1326,7 @@ TEST_F(FinalFailure, WorksWithoutCallbacks)
     addWrite(write(3, 4));
     addWrite(write(3, 4));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_EQ(0, PLC_driver.writeList.size());
 }
 
@@ -1346,7 +1346,7 @@ TEST_F(FinalFailure, OfARelayedOneShotReadBySilenceInModbusFormIsReported)
 {
     addOnceRead(holding(0).ids(3, 4).linkId(9));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(outcomes, ElementsAre(Outcome{77, 3, 4, 2}));
 }
 
@@ -1688,7 +1688,7 @@ TEST_F(CallbackScene, StatusIsSetOnlyAfterTheCallbacks)
     var.status = 66;
     addWrite(var);
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     ASSERT_EQ(2u, scenes.size());
     EXPECT_EQ(66, scenes[1].resultStatus);
 }
@@ -1726,7 +1726,7 @@ TEST_F(CallbackUse, ReadsMayBeAddedAndValuesReadFromACallback)
         },
         nullptr);
     serveWrite();
-    EXPECT_EQ(1, complete(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDone, complete(hex(kWriteEcho)));
     EXPECT_EQ(1, PLC_driver.readList.size());
 }
 
@@ -1739,7 +1739,7 @@ TEST_F(CallbackUse, ReadsMayBeAddedWhileACyclicReadFails)
     });
     addCyclic(2);
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_THAT(addressesOf(PLC_driver.readList), ElementsAre(1, 0, 9));
 }
 
@@ -1753,7 +1753,7 @@ TEST_F(CallbackUse, MirrorMayBeChangedFromACallback)
         },
         nullptr);
     serveWrite();
-    EXPECT_EQ(1, complete(hex(kWriteEcho)));
+    EXPECT_EQ(kResultDone, complete(hex(kWriteEcho)));
     EXPECT_EQ(hex("07 00"), mirrored(1, 5, 300));
 }
 

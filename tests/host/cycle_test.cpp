@@ -1,3 +1,4 @@
+#include "core/options.h"
 #include "cycle_script.h"
 
 namespace {
@@ -1008,7 +1009,7 @@ TEST_F(CycleNoReply, EndsWithTheTimeOutWhenTheStationKeepsSilent)
 
 TEST_F(CycleNoReply, IsWhatTheOptionBitsMakeOfTypesEightAndNine)
 {
-    info.options = 1u << 9;
+    info.options = plc::kOptionNoReplyToSingle;
     queue(kWrite).var.regType = 8;
     runUntilSent();
     EXPECT_EQ(CycleState::ListeningOut, cycle().state());
@@ -1016,7 +1017,7 @@ TEST_F(CycleNoReply, IsWhatTheOptionBitsMakeOfTypesEightAndNine)
 
 TEST_F(CycleNoReply, BitTenConcernsTypeNineOnly)
 {
-    info.options = 1u << 10;
+    info.options = plc::kOptionNoReplyToBlock;
     queue(kWrite).var.regType = 8;
     runUntilSent();
     EXPECT_EQ(CycleState::WaitingReply, cycle().state());
@@ -1024,7 +1025,7 @@ TEST_F(CycleNoReply, BitTenConcernsTypeNineOnly)
 
 TEST_F(CycleNoReply, IsNotWhatTypeNineMeansWithoutTheOption)
 {
-    info.options = 1u << 9;
+    info.options = plc::kOptionNoReplyToSingle;
     queue(hex("11 10 0064 0002 04 1234 ABCD 5AA7")).var.regType = 9;
     runUntilSent();
     EXPECT_EQ(CycleState::WaitingReply, cycle().state());
@@ -1032,7 +1033,7 @@ TEST_F(CycleNoReply, IsNotWhatTypeNineMeansWithoutTheOption)
 
 TEST_F(CycleNoReply, BitTenListensTypeNineOut)
 {
-    info.options = 1u << 10;
+    info.options = plc::kOptionNoReplyToBlock;
     queue(hex("11 10 0064 0002 04 1234 ABCD 5AA7")).var.regType = 9;
     runUntilSent();
     EXPECT_EQ(CycleState::ListeningOut, cycle().state());

@@ -152,7 +152,7 @@ TEST_F(CycleWithDriver, FinishesABroadcastAfterTheTurnaround)
 
 TEST_F(CycleWithDriver, FinishesAWriteThatTheOptionSilences)
 {
-    setOptions(1u << 9);
+    setOptions(plc::kOptionNoReplyToSingle);
     addWrite(Variable(8, 100).station(17).data("34 12").ids(5, 6));
     EXPECT_EQ(hex("11 06 0064 1234 C7F2"), nextRequest());
     arrive(hex("11 06 0064 1234 C7F2"));
@@ -215,7 +215,7 @@ TEST_F(CycleWithDriver, StoresNothingOfAReplyWithTheWrongByteCount)
 
 TEST_F(CycleWithDriver, ReadsSwappedCrcsInBothDirections)
 {
-    setOptions((1u << 7) | (1u << 8));
+    setOptions(plc::kOptionSwapRequestCrc | plc::kOptionSwapReplyCrc);
     addRead(holding(100).count(2).station(17));
     EXPECT_EQ(withSwappedCrc("11 03 0064 0002"), nextRequest());
     arrive(withSwappedCrc("11 03 04 1234 ABCD"));

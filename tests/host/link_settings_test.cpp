@@ -81,7 +81,7 @@ TEST(BitLimit, IsEightTimesTheWordLimitOrOne)
     LinkSettings settings;
     settings.maxBlock = 100;
     EXPECT_EQ(800, settings.bitLimit());
-    settings.options = kOptionNoBitPacking;
+    settings.options = plc::kOptionNoBitPacking;
     EXPECT_EQ(1, settings.bitLimit());
 }
 

@@ -100,7 +100,7 @@ TEST_F(BlockLimit, WrittenBelowOneLaterActsAsOneInWrites)
 TEST_F(BlockLimit, WrittenBelowOneLaterWritesSingleElementsToo)
 {
     info.maxBlock = 0;
-    setOptions((1u << 5) | (1u << 6));
+    setOptions(kOptionSingleRegisters | kOptionSingleCoils);
     info.maxBlock = 0;
     set(5, "10", QByteArray(4, 'x'), 2);
     set(0, "5", QByteArray(2, 1), 2);
@@ -312,7 +312,7 @@ TEST_F(Addresses, BelowZeroAndNearTheTopAreStoredFromReplies)
 
 TEST_F(Addresses, BelowZeroOfABitInARegisterAreWrittenSafely)
 {
-    for (const quint32 options : {0u, 1u << 4}) {
+    for (const quint32 options : {0u, kOptionBitFromMirror}) {
         setOptions(options);
         for (const int address : {-1, -15, -16, -17, INT_MIN, INT_MAX}) {
             SCOPED_TRACE(address);
@@ -322,7 +322,7 @@ TEST_F(Addresses, BelowZeroOfABitInARegisterAreWrittenSafely)
             addWrite(holdingBit(address).data("01"));
             ASSERT_NE(nullptr, next());
             if (options == 0) {
-                EXPECT_EQ(1, complete(QByteArray(withCrc("01 03 02 0000"))));
+                EXPECT_EQ(kResultDone, complete(QByteArray(withCrc("01 03 02 0000"))));
             }
             EXPECT_EQ(8, queuedFrame().size());
         }

@@ -193,7 +193,7 @@ class MutexScopes : public SetUpDriver
 
 TEST_F(MutexScopes, ABitWriteFromTheMirrorLooksItsRegisterUpUnderTheCacheMutex)
 {
-    setOptions(1u << 4);
+    setOptions(kOptionBitFromMirror);
     addWrite(holdingBit(16).data("01"));
     EXPECT_TRUE(waitsFor(PLC_driver.cacheMutex, [this] { next(); }));
     EXPECT_TRUE(!isHeld(PLC_driver.cacheMutex));
@@ -203,7 +203,7 @@ TEST_F(MutexScopes, TheFirstHalfOfAReadModifyWriteIsHandledUnderTheListMutex)
 {
     addWrite(holdingBit(16).data("01"));
     next();
-    ASSERT_EQ(1, receive(withCrc("01 03 02 0000")));
+    ASSERT_EQ(kResultDone, receive(withCrc("01 03 02 0000")));
     const QByteArray before = queuedFrame(1);
     // The reply is merged from the write list, so nothing may happen to the frame while the list is held.
     PLC_driver.listMutex.lock();

@@ -111,11 +111,11 @@ TEST_F(LongData, OfABitInARegisterIsCutToIt)
 
 TEST_F(LongData, OfABitWrittenFromTheMirrorIsCutToTheRegister)
 {
-    setOptions(1u << 4);
+    setOptions(kOptionBitFromMirror);
     QByteArray data(5000, '\0');
     data[0] = 1;
     EXPECT_EQ(withCrc("01 06 0001 0001"), frameOf(holdingBit(16).data(data)));
-    setOptions((1u << 4) | (1u << 1));
+    setOptions(kOptionBitFromMirror | kOptionRegisterAsBlock);
     const QByteArray frame = frameOf(holdingBit(16).data(data));
     EXPECT_EQ(hex("01 10 0001 0001"), frame.left(6));
     EXPECT_EQ(hex("00 01"), frame.mid(7, 2));
@@ -193,7 +193,7 @@ TEST_F(ShortData, OfReadOnlyAndUnknownTypesSendsSixBytes)
 
 TEST_F(ShortData, WithOptionOneSendsAnEmptyBlock)
 {
-    setOptions(1u << 1);
+    setOptions(kOptionRegisterAsBlock);
     EXPECT_EQ(withCrc("01 10 0010 0001 00"), frameOf(holding(16).data("")));
 }
 
@@ -223,7 +223,7 @@ TEST_F(ShortData, IsCompletedWithZerosAlsoAfterALongFrame)
 
 TEST_F(ShortData, OfABitInARegisterClearsIt)
 {
-    setOptions(1u << 4);
+    setOptions(kOptionBitFromMirror);
     mirror(1, 5, 1, hex("FF FF"));
     EXPECT_EQ(withCrc("01 06 0001 FFFE"), frameOf(holdingBit(16).data("")));
 }
@@ -231,13 +231,13 @@ TEST_F(ShortData, OfABitInARegisterClearsIt)
 TEST_F(ShortData, OfABitInARegisterClearsItInTheReplyToo)
 {
     frameOf(holdingBit(16).data(""));
-    EXPECT_EQ(1, complete(withCrc("01 03 02 FFFF")));
+    EXPECT_EQ(kResultDone, complete(withCrc("01 03 02 FFFF")));
     EXPECT_EQ(withCrc("01 06 0001 FFFE"), queuedFrame(0));
 }
 
 TEST_F(ShortData, OfABitWrittenFromAShortOrMissingMirrorEntryCountsItAsZero)
 {
-    setOptions(1u << 4);
+    setOptions(kOptionBitFromMirror);
     EXPECT_EQ(withCrc("01 06 0001 0001"), frameOf(holdingBit(16).data("01")));
     PLC_driver.registerCache.clear();
     mirror(1, 5, 1, hex("F0"));

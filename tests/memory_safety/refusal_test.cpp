@@ -209,7 +209,7 @@ TEST_F(NullArguments, OfBuffersCountAsABadReplyOnceAReplyWasFound)
 {
     addRead(holding(0));
     next();
-    EXPECT_EQ(1, receive(hex("01 03 02 0001 7984")));
+    EXPECT_EQ(kResultDone, receive(hex("01 03 02 0001 7984")));
     EXPECT_EQ(0, DataCom(nullptr, 7)->status);
     EXPECT_EQ(1, info.retryCount);
     EXPECT_EQ(0, DataCom(nullptr, 0)->status);
@@ -243,11 +243,11 @@ TEST_F(NullArguments, OfCallbacksAreSkipped)
     addWrite(holding(0).data("12 34").ids(1, 1));
     addOnceRead(holding(0));
     next();
-    EXPECT_EQ(1, complete(withCrc("01 06 0000 3412")));
+    EXPECT_EQ(kResultDone, complete(withCrc("01 06 0000 3412")));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_TRUE(PLC_driver.writeList.isEmpty());
     EXPECT_TRUE(PLC_driver.onceReadList.isEmpty());
 }
@@ -258,7 +258,7 @@ TEST_F(NullArguments, OfOneCallbackLeaveTheOther)
     RegistCallBackFuncIntf(nullptr, PLC_driver.failureCallback);
     addWrite(holding(0).data("12 34"));
     next();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_TRUE(outcomes.empty());
     EXPECT_EQ(1u, failures.size());
 }
@@ -322,7 +322,7 @@ class NothingInProgress : public SetUpDriver
 
 TEST_F(NothingInProgress, RepliesAreIgnored)
 {
-    EXPECT_EQ(1, receive(hex("01 03 02 0001 7984")));
+    EXPECT_EQ(kResultDone, receive(hex("01 03 02 0001 7984")));
     EXPECT_EQ(1, DataCom(nullptr, -5)->status);
     EXPECT_EQ(1, DataCom(nullptr, INT_MAX)->status);
     EXPECT_EQ(0, info.retryCount);

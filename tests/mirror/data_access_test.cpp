@@ -281,7 +281,7 @@ TEST_F(GetRegisterDataTest, SharesTheValuesOfStationsWithTheSameLowByte)
 TEST_F(GetRegisterDataTest, TakesAddressesOneBasedWhenTheyAreTypedSo)
 {
     mirror(1, 5, 99, hex("12 34"));
-    setOptions(0x1);
+    setOptions(kOptionOneBased);
     EXPECT_EQ(1, get(5, "100", 1));
     EXPECT_EQ(hex("12 34"), out);
 }
@@ -397,7 +397,7 @@ TEST_F(SetRegisterDataTest, UsesTheDefaultStationWhenAllVariablesShareOne)
 
 TEST_F(SetRegisterDataTest, TakesAddressesOneBasedWhenTheyAreTypedSo)
 {
-    setOptions(0x1);
+    setOptions(kOptionOneBased);
     set(5, "100", hex("12 34"), 1);
     EXPECT_EQ(99, PLC_driver.writeList.at(0).address);
 }
@@ -510,21 +510,21 @@ TEST_F(SetRegisterDataTest, IgnoresCoilsOfTheBufferBeyondCount)
 
 TEST_F(SetRegisterDataTest, WithOptionSixWritesCoilsOneByOne)
 {
-    setOptions(1u << 6);
+    setOptions(kOptionSingleCoils);
     EXPECT_EQ(4, set(0, "5", hex("01 00 02 FF"), 4));
     EXPECT_EQ((Writes{"5 x 1: 01", "6 x 1: 00", "7 x 1: 01", "8 x 1: 01"}), queued());
 }
 
 TEST_F(SetRegisterDataTest, WithOptionSixTakesMissingCoilsAsZero)
 {
-    setOptions(1u << 6);
+    setOptions(kOptionSingleCoils);
     set(0, "5", hex("01"), 2);
     EXPECT_EQ((Writes{"5 x 1: 01", "6 x 1: 00"}), queued());
 }
 
 TEST_F(SetRegisterDataTest, WithOptionFiveStillPacksCoils)
 {
-    setOptions(1u << 5);
+    setOptions(kOptionSingleRegisters);
     set(0, "5", hex("01 01"), 2);
     EXPECT_EQ((Writes{"5 x 2: 03"}), queued());
 }
@@ -561,7 +561,7 @@ TEST_F(SetRegisterDataTest, DoesNotSplitRegistersWithABlockLimitOfOne)
 
 TEST_F(SetRegisterDataTest, WithOptionFiveWritesRegistersOneByOne)
 {
-    setOptions(1u << 5);
+    setOptions(kOptionSingleRegisters);
     info.maxBlock = 2;
     EXPECT_EQ(5, set(5, "100", hex("01 02 03 04 05 06 07 08 09 0A"), 5));
     EXPECT_EQ(
@@ -571,7 +571,7 @@ TEST_F(SetRegisterDataTest, WithOptionFiveWritesRegistersOneByOne)
 
 TEST_F(SetRegisterDataTest, WithOptionFiveWritesRegistersOneByOneAlsoAtABlockLimitOfOne)
 {
-    setOptions(1u << 5);
+    setOptions(kOptionSingleRegisters);
     info.maxBlock = 1;
     EXPECT_EQ(2, set(5, "100", hex("01 02 03 04"), 2));
     EXPECT_EQ((Writes{"100 x 1: 01 02", "101 x 1: 03 04"}), queued());
@@ -579,7 +579,7 @@ TEST_F(SetRegisterDataTest, WithOptionFiveWritesRegistersOneByOneAlsoAtABlockLim
 
 TEST_F(SetRegisterDataTest, WithOptionSixStillPacksRegisters)
 {
-    setOptions(1u << 6);
+    setOptions(kOptionSingleCoils);
     set(5, "100", hex("01 02 03 04"), 2);
     EXPECT_EQ((Writes{"100 x 2: 01 02 03 04"}), queued());
 }
@@ -649,7 +649,7 @@ TEST_F(SetRegisterDataTest, CompletesMissingPairBytesWithZeros)
 
 TEST_F(SetRegisterDataTest, WithOptionFiveStillPacksPairs)
 {
-    setOptions(1u << 5);
+    setOptions(kOptionSingleRegisters);
     set(7, "100", hex("01 02 03 04 05 06 07 08"), 4);
     EXPECT_EQ((Writes{"100 x 2: 01 02 03 04 05 06 07 08"}), queued());
 }
@@ -700,7 +700,7 @@ TEST_F(SetRegisterDataTest, OfACountBelowOneWritesNothing)
     set(5, "1", hex("12 34"), 1);
     for (const int regType : {0, 3, 5, 7, 8, 9}) {
         for (const int count : {0, -1, -2, -100, INT_MIN}) {
-            for (const quint32 options : {0u, 1u << 5, 1u << 6}) {
+            for (const quint32 options : {0u, kOptionSingleRegisters, kOptionSingleCoils}) {
                 SCOPED_TRACE(::testing::Message() << "type " << regType << ", count " << count);
                 setOptions(options);
                 EXPECT_EQ(1, set(regType, regType == 3 ? "6.4" : "100", hex("01 02 03 04"), count));
@@ -794,7 +794,7 @@ TEST_F(SetRegisterDataTest, ReturnsHowManyWritesArePendingAfterAFailurePurgedSom
     addWrite(holding(2).ids(4, 5).data("00 00"));
     addWrite(holding(3).ids(6, 7).data("00 00"));
     ASSERT_NE(nullptr, next());
-    ASSERT_EQ(41, silence());
+    ASSERT_EQ(kResultNoReply, silence());
     EXPECT_EQ(1, set(4, "100", hex("12 34"), 1));
 }
 

@@ -483,7 +483,7 @@ TEST_F(RegisterCache, KeepsValuesThroughACommunicationFailure)
     info.retryLimit = 0;
     addRead(holding(100));
     ASSERT_NE(nullptr, next());
-    ASSERT_EQ(41, silence());
+    ASSERT_EQ(kResultNoReply, silence());
     EXPECT_EQ(hex("12 34"), mirrored(1, 5, 100));
 }
 
@@ -492,7 +492,7 @@ TEST_F(RegisterCache, KeepsTheWrittenValueWhenTheWriteFailsOnTheLine)
     info.retryLimit = 0;
     addWrite(holding(100).data("12 34"));
     ASSERT_NE(nullptr, next());
-    ASSERT_EQ(41, silence());
+    ASSERT_EQ(kResultNoReply, silence());
     EXPECT_EQ(hex("12 34"), mirrored(1, 5, 100));
 }
 

@@ -228,7 +228,7 @@ TEST_F(Stations, From1To247AreEachAskedAndHeard)
         QByteArray reply = hex("00 03 02 0000");
         reply[0] = static_cast<char>(station);
         reply[4] = static_cast<char>(station);
-        ASSERT_EQ(1, complete(closed(reply)));
+        ASSERT_EQ(plc::kResultDone, complete(closed(reply)));
         QByteArray entry(2, '\0');
         entry[0] = static_cast<char>(station);
         EXPECT_EQ(entry, mirrored(station, 5, 100));

@@ -40,7 +40,7 @@ TEST_P(ReadRequestOf, ExpectsTheDataOfTheTableBehindThreeBytes)
 
 TEST_P(ReadRequestOf, GoesOutWithItsCrcHighByteFirstWhenOptionBit7IsSet)
 {
-    setOptions(1u << 7);
+    setOptions(kOptionSwapRequestCrc);
     EXPECT_EQ(crcSwapped(hex(GetParam().request)), frameOf(GetParam().variable));
 }
 
@@ -70,25 +70,25 @@ TEST_F(ReadRequest, AsksForTenHoldingRegistersWithCrcLowByteFirst)
 
 TEST_F(ReadRequest, AsksForTenHoldingRegistersWithCrcHighByteFirstOnOptionBit7)
 {
-    setOptions(0x80);
+    setOptions(kOptionSwapRequestCrc);
     EXPECT_EQ(hex("01 03 0000 000A CDC5"), frameOf(holding(0).count(10)));
 }
 
 TEST_F(ReadRequest, DoesNotHeedTheCrcOrderOfReplies)
 {
-    setOptions(0x100);
+    setOptions(kOptionSwapReplyCrc);
     EXPECT_EQ(hex("01 03 0000 000A C5CD"), frameOf(holding(0).count(10)));
 }
 
 TEST_F(ReadRequest, HeedsNoOptionButBit7)
 {
-    setOptions(0xFFFFFF7F);
+    setOptions(~kOptionSwapRequestCrc);
     EXPECT_EQ(hex("01 03 0000 000A C5CD"), frameOf(holding(0).count(10)));
 }
 
 TEST_F(ReadRequest, DoesNotHeedOptionsThatWereNotHandedOver)
 {
-    info.options = 0x80;
+    info.options = kOptionSwapRequestCrc;
     EXPECT_EQ(hex("01 03 0000 000A C5CD"), frameOf(holding(0).count(10)));
 }
 

@@ -12,10 +12,6 @@
 namespace plc::test {
 namespace {
 
-constexpr quint32 kSingleRegisterAsBlock = 1u << 1;
-constexpr quint32 kRequestCrcHighFirst = 1u << 7;
-constexpr quint32 kReplyCrcHighFirst = 1u << 8;
-
 class ReplyStore : public SetUpDriver
 {
 protected:
@@ -429,7 +425,7 @@ TEST_F(BitMerge, TakesEveryOtherFunctionForABlockWrite)
 
 TEST_F(BitMerge, PutsTheCrcHighByteFirstOnOptionBit7)
 {
-    setOptions(kRequestCrcHighFirst);
+    setOptions(kOptionSwapRequestCrc);
     prepare(holdingBit(35).data("01"));
     merge(hex("01 03 02 0001 7984"));
     EXPECT_EQ(hex("01 06 0002 0009 0CE8"), queuedFrame(1));
@@ -440,7 +436,7 @@ TEST_F(BitMerge, PutsTheCrcHighByteFirstOnOptionBit7)
 
 TEST_F(BitMerge, DoesNotHeedTheCrcOrderOfReplies)
 {
-    setOptions(kReplyCrcHighFirst);
+    setOptions(kOptionSwapReplyCrc);
     prepare(holdingBit(35).data("01"));
     merge(hex("01 03 02 0001 8479"));
     EXPECT_EQ(hex("01 06 0002 0009 E80C"), queuedFrame(1));
@@ -661,7 +657,7 @@ protected:
         const Protocol *read = next();
         ASSERT_NE(nullptr, read);
         ASSERT_EQ(hex("01 03 0002 0001 25CA"), read->frame);
-        EXPECT_EQ(1, complete(hex(reply)));
+        EXPECT_EQ(kResultDone, complete(hex(reply)));
     }
 };
 
@@ -673,7 +669,7 @@ TEST_F(BitWrite, ReadsMergesAndWrites)
     ASSERT_NE(nullptr, write);
     EXPECT_EQ(hex("01 06 0002 0009 E80C"), write->frame);
     EXPECT_EQ(8, write->sendLen);
-    EXPECT_EQ(1, complete(hex("01 06 0002 0009 E80C")));
+    EXPECT_EQ(kResultDone, complete(hex("01 06 0002 0009 E80C")));
     EXPECT_EQ((std::vector<Outcome>{{77, 21, 22, 1}}), outcomes);
     EXPECT_TRUE(PLC_driver.sendQueue.isEmpty());
     EXPECT_TRUE(PLC_driver.writeList.isEmpty());
@@ -681,12 +677,12 @@ TEST_F(BitWrite, ReadsMergesAndWrites)
 
 TEST_F(BitWrite, ReadsMergesAndWritesWithFunction16)
 {
-    setOptions(kSingleRegisterAsBlock);
+    setOptions(kOptionRegisterAsBlock);
     begin(holdingBit(35).ids(21, 22).data("01"), "01 03 02 0001 7984");
     const Protocol *write = next();
     ASSERT_NE(nullptr, write);
     EXPECT_EQ(hex("01 10 0002 0001 02 0009 67B4"), write->frame);
-    EXPECT_EQ(1, complete(withCrc("01 10 0002 0001")));
+    EXPECT_EQ(kResultDone, complete(withCrc("01 10 0002 0001")));
     EXPECT_EQ((std::vector<Outcome>{{77, 21, 22, 1}}), outcomes);
 }
 
@@ -717,10 +713,10 @@ TEST_F(BitWrite, IsNotMergedWhenTheReadHalfIsRetried)
 {
     addWrite(holdingBit(35).ids(21, 22).data("01"));
     ASSERT_NE(nullptr, next());
-    EXPECT_EQ(0, silence());
+    EXPECT_EQ(kResultPending, silence());
     EXPECT_EQ(hex("01 03 0002 0001 25CA"), next()->frame);
     EXPECT_EQ(hex("01 06 0002 0000 280A"), queuedFrame(1));
-    EXPECT_EQ(1, complete(hex("01 03 02 0001 7984")));
+    EXPECT_EQ(kResultDone, complete(hex("01 03 02 0001 7984")));
     EXPECT_EQ(hex("01 06 0002 0009 E80C"), next()->frame);
 }
 
@@ -730,17 +726,43 @@ TEST_F(BitWrite, IsAbandonedWholeWhenItsReadHalfFails)
     ASSERT_NE(nullptr, next());
     silence();
     silence();
-    EXPECT_EQ(41, silence());
+    EXPECT_EQ(kResultNoReply, silence());
     EXPECT_TRUE(PLC_driver.sendQueue.isEmpty());
     EXPECT_TRUE(PLC_driver.writeList.isEmpty());
     EXPECT_EQ((std::vector<Outcome>{{77, 21, 22, 2}}), outcomes);
+}
+
+TEST_F(BitWrite, ThatReadsLessThanTheRegisterFailsOnceAndWritesNothing)
+{
+    addWrite(holdingBit(35).ids(21, 22).data("01"));
+    for (int attempt = 0; attempt < 2; ++attempt) {
+        ASSERT_EQ(hex("01 03 0002 0001 25CA"), next()->frame);
+        EXPECT_EQ(kResultPending, receive(withCrc("01 03 01 AB"))) << "more may follow";
+        EXPECT_EQ(kResultPending, silence()) << "an attempt is left";
+    }
+    ASSERT_EQ(hex("01 03 0002 0001 25CA"), next()->frame);
+    EXPECT_EQ(kResultPending, receive(withCrc("01 03 01 AB")));
+    EXPECT_EQ(kResultNoReply, silence());
+    EXPECT_EQ((std::vector<Outcome>{{77, 21, 22, 2}}), outcomes);
+    EXPECT_EQ(nullptr, next()) << "no write goes out";
+}
+
+TEST_F(BitWrite, ReadsAgainAfterHalfARegister)
+{
+    addWrite(holdingBit(35).ids(21, 22).data("01"));
+    ASSERT_NE(nullptr, next());
+    EXPECT_EQ(kResultPending, receive(withCrc("01 03 01 AB")));
+    EXPECT_EQ(kResultPending, silence());
+    EXPECT_EQ(hex("01 03 0002 0001 25CA"), next()->frame);
+    EXPECT_EQ(kResultDone, complete(hex("01 03 02 0001 7984")));
+    EXPECT_EQ(hex("01 06 0002 0009 E80C"), next()->frame);
 }
 
 TEST_F(BitWrite, WaitsForTheListMutexBeforeItMerges)
 {
     addWrite(holdingBit(35).data("01"));
     ASSERT_NE(nullptr, next());
-    ASSERT_EQ(1, receive(hex("01 03 02 0001 7984")));
+    ASSERT_EQ(kResultDone, receive(hex("01 03 02 0001 7984")));
     PLC_driver.listMutex.lock();
     std::future<int> result = std::async(std::launch::async, [this] { return receive(buffer); });
     EXPECT_EQ(std::future_status::timeout, result.wait_for(std::chrono::milliseconds(30)));
@@ -754,7 +776,7 @@ TEST_F(BitWrite, TakesItsEchoByAnyValue)
 {
     begin(holdingBit(35).ids(21, 22).data("01"), "01 03 02 0001 7984");
     next();
-    EXPECT_EQ(1, complete(withCrc("01 06 0002 0000")));
+    EXPECT_EQ(kResultDone, complete(withCrc("01 06 0002 0000")));
     EXPECT_EQ(hex("0800"), mirrored(1, 5, 2));
     EXPECT_EQ((std::vector<Outcome>{{77, 21, 22, 1}}), outcomes);
 }

@@ -13,10 +13,6 @@
 namespace plc::test {
 namespace {
 
-constexpr quint32 kSingleRegisterAsBlock = 1u << 1;
-constexpr quint32 kBitFromMirror = 1u << 4;
-constexpr quint32 kRequestCrcHighFirst = 1u << 7;
-
 class WriteRequest : public SetUpDriver
 {
 protected:
@@ -45,13 +41,13 @@ TEST_P(WriteRequestOf, IsTheFrameOfTheTable)
 
 TEST_P(WriteRequestOf, GoesOutWithItsCrcHighByteFirstWhenOptionBit7IsSet)
 {
-    setOptions(kRequestCrcHighFirst);
+    setOptions(kOptionSwapRequestCrc);
     EXPECT_EQ(crcSwapped(hex(GetParam().request)), frameOf(GetParam().variable));
 }
 
 TEST_P(WriteRequestOf, DoesNotHeedTheCrcOrderOfReplies)
 {
-    setOptions(1u << 8);
+    setOptions(kOptionSwapReplyCrc);
     EXPECT_EQ(hex(GetParam().request), frameOf(GetParam().variable));
 }
 
@@ -108,7 +104,7 @@ TEST_F(WriteRequest, SwitchesOneCoilOffWhenItsByteIsMissing)
 
 TEST_F(WriteRequest, WritesOneCoilWithFunction5WhateverOptionBit1Says)
 {
-    setOptions(kSingleRegisterAsBlock);
+    setOptions(kOptionRegisterAsBlock);
     EXPECT_EQ(hex("01 05 0013 FF00 7DFF"), frameOf(coil(0x13).data("01")));
 }
 
@@ -153,7 +149,7 @@ TEST_F(WriteRequest, WritesOneHoldingRegisterWithFunction6HighByteFirst)
 
 TEST_F(WriteRequest, WritesOneHoldingRegisterWithFunction16OnOptionBit1)
 {
-    setOptions(kSingleRegisterAsBlock);
+    setOptions(kOptionRegisterAsBlock);
     const Protocol &queued = build(holding(0x10).data("34 12"));
     EXPECT_EQ(hex("01 10 0010 0001 02 1234 A9B7"), queued.frame);
     EXPECT_EQ(11, queued.sendLen);
@@ -217,7 +213,7 @@ TEST_F(WriteRequest, SendsTwiceTheCountAsTheQuantityOfPairs)
 
 TEST_F(WriteRequest, TakesFunction16ForOnePairWhateverOptionBit1Says)
 {
-    for (quint32 options : {0u, kSingleRegisterAsBlock}) {
+    for (quint32 options : {0u, kOptionRegisterAsBlock}) {
         setOptions(options);
         EXPECT_EQ(hex("01 10 0064 0002 04 12345678 8F40"), frameOf(holdingPair(100).data("78563412")));
     }
@@ -247,7 +243,7 @@ TEST_F(WriteRequest, CompletesTheLastPairWithZerosButCountsTheBytesGiven)
 
 TEST_F(WriteRequest, TakesFunction6ForType8WhateverCountAndOptionBit1Say)
 {
-    for (quint32 options : {0u, kSingleRegisterAsBlock}) {
+    for (quint32 options : {0u, kOptionRegisterAsBlock}) {
         setOptions(options);
         for (int count : {0, 1, 2, 100}) {
             SCOPED_TRACE(count);
@@ -264,7 +260,7 @@ TEST_F(WriteRequest, ReadsMissingBytesOfType8AsZero)
 
 TEST_F(WriteRequest, TakesFunction16ForType9EvenForOneRegister)
 {
-    for (quint32 options : {0u, kSingleRegisterAsBlock}) {
+    for (quint32 options : {0u, kOptionRegisterAsBlock}) {
         setOptions(options);
         EXPECT_EQ(hex("01 10 0010 0001 02 1234 A9B7"), frameOf(Variable(9, 0x10).data("34 12")));
         EXPECT_EQ(hex("01 10 0010 0002 04 1234 5678 8997"),
@@ -300,7 +296,7 @@ TEST_F(WriteRequest, OfATypeWithoutWriteFrameHasFunctionCodeZeroOnAFreshDriver)
 
 TEST_F(WriteRequest, OfATypeWithoutWriteFrameGoesOutWithItsCrcInTheChosenOrder)
 {
-    setOptions(kRequestCrcHighFirst);
+    setOptions(kOptionSwapRequestCrc);
     EXPECT_EQ(withSwappedCrc("01 00 0010"), frameOf(inputRegister(0x10).data("34 12")));
 }
 
@@ -367,7 +363,7 @@ TEST_F(WriteRequest, AwaitsAReplyOfStation256ThoughItsLowByteIsZero)
 
 TEST_F(WriteRequest, AwaitsAReplyOfTypes8And9WhateverOptionBits9And10Say)
 {
-    setOptions((1u << 9) | (1u << 10));
+    setOptions(kOptionNoReplyToSingle | kOptionNoReplyToBlock);
     EXPECT_EQ(-1, build(Variable(8, 0x10).data("3412")).replyLen);
     EXPECT_EQ(-1, build(Variable(9, 0x10).data("3412")).replyLen);
 }
@@ -612,7 +608,7 @@ TEST_F(WriteRequest, OfABitQueuesAReadAndAWriteOfItsRegister)
 
 TEST_F(WriteRequest, OfABitQueuesAFunction16WriteOnOptionBit1)
 {
-    setOptions(kSingleRegisterAsBlock);
+    setOptions(kOptionRegisterAsBlock);
     write(holdingBit(35).data("01"));
     ASSERT_EQ(2, PLC_driver.sendQueue.size());
     EXPECT_EQ(hex("01 03 0002 0001 25CA"), queuedFrame(0));
@@ -752,7 +748,7 @@ TEST_F(WriteRequest, OfABitDoesNotChangeTheVariable)
 class BitFromMirror : public WriteRequest
 {
 protected:
-    BitFromMirror() { setOptions(kBitFromMirror); }
+    BitFromMirror() { setOptions(kOptionBitFromMirror); }
 
     /// Register value in the single-register write at the head of the queue.
     int writtenValue() const
@@ -780,7 +776,7 @@ TEST_F(BitFromMirror, IsClearedInTheMirroredValue)
 
 TEST_F(BitFromMirror, GoesOutWithFunction16OnOptionBit1)
 {
-    setOptions(kBitFromMirror | kSingleRegisterAsBlock);
+    setOptions(kOptionBitFromMirror | kOptionRegisterAsBlock);
     mirror(1, 5, 2, hex("0100"));
     write(holdingBit(35).data("01"));
     EXPECT_EQ(hex("01 10 0002 0001 02 0009 67B4"), queuedFrame());
@@ -905,7 +901,7 @@ TEST_F(BitFromMirror, CarriesTheVariableAsAWriteOfItsRegister)
 
 TEST_F(BitFromMirror, LeavesBytesBehindTheNewValueWhichABlockWriteThenSends)
 {
-    setOptions(kBitFromMirror | kSingleRegisterAsBlock);
+    setOptions(kOptionBitFromMirror | kOptionRegisterAsBlock);
     mirror(1, 5, 2, hex("0100"));
     write(holdingBit(35).data("01 AA BB"));
     EXPECT_EQ(hex("01 10 0002 0001 03 0009 00BB 57F4"), queuedFrame());

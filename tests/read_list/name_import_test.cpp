@@ -232,7 +232,7 @@ TEST_F(NameImport, NeverClearsWhatWasHandedOverBefore)
 
 TEST_F(NameImport, DoesNotApplyTheOneBasedOption)
 {
-    setOptions(1);
+    setOptions(kOptionOneBased);
     prioritise(2, "4x100");
     prioritise(2, "0x8");
     EXPECT_EQ("100+0 1+0", spans(priorityAddresses(2)));

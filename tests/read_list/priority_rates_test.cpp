@@ -353,7 +353,7 @@ TEST_P(Rates, StayTheSameWhenReadsFail)
         const int before = clock(2).remaining;
         ASSERT_NE(nullptr, next());
         digits += clock(2).remaining < before ? '2' : '0';
-        EXPECT_EQ(41, silence());
+        EXPECT_EQ(kResultNoReply, silence());
     }
     EXPECT_EQ("000000222000000222", digits);
 }

@@ -522,7 +522,8 @@ protected:
         info.defaultStation = settings.defaultStation;
         info.linkMode = settings.linkMode;
         info.linkId = settings.linkId;
-        setOptions((settings.oneBased ? 1u : 0u) | (settings.singleBits ? 1u << 11 : 0u));
+        setOptions((settings.oneBased ? kOptionOneBased : 0u) |
+                   (settings.singleBits ? kOptionNoBitPacking : 0u));
         info.maxBlock = settings.maxBlock; // as a runtime may, behind the driver's back
         given = randomVariables(random);
         places = randomPriorities(random, twinRebuild(given, {}, settings).usable);

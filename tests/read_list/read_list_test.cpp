@@ -134,7 +134,7 @@ TEST_F(Rebuild, DoesNotLoseATurnToAReadThatWasUnderWay)
     next();
     panel.add(5, 10).add(5, 1000);
     rebuild();
-    EXPECT_EQ(1, complete(withCrc("01 03 02 00 2A")));
+    EXPECT_EQ(kResultDone, complete(withCrc("01 03 02 00 2A")));
     EXPECT_EQ("1/5:10+1 1/5:1000+1", shown(readList()));
     EXPECT_EQ(10, next()->var.address);
 }
@@ -396,7 +396,7 @@ TEST_F(Rebuild, FillsTheRequest)
 
 TEST_F(Rebuild, KeepsTheTextAsTypedThoughTheAddressIsConverted)
 {
-    setOptions(1);
+    setOptions(kOptionOneBased);
     panel.add(3, "10.3");
     ASSERT_EQ(1, rebuild());
     EXPECT_EQ("10.3", readList().first().addrText.toStdString());
@@ -482,7 +482,7 @@ TEST_F(Rebuild, ConvertsEachTypeToTheAreaThatIsRead)
         setOptions(0);
         ReCreatReadVarList(table.records());
         EXPECT_EQ(conversion.zeroBased, shown(readList()));
-        setOptions(1);
+        setOptions(kOptionOneBased);
         ReCreatReadVarList(table.records());
         EXPECT_EQ(conversion.oneBased, shown(readList()));
     }
@@ -589,7 +589,7 @@ TEST_F(Rebuild, PacksSixteenCoilsIntoOneRequest)
 
 TEST_F(Rebuild, AsksForEachCoilAndInputAloneWithOption11)
 {
-    setOptions(1u << 11);
+    setOptions(kOptionNoBitPacking);
     for (int i = 0; i < 16; ++i)
         panel.add(0, i);
     panel.add(1, 3).add(1, 4);
@@ -601,7 +601,7 @@ TEST_F(Rebuild, AsksForEachCoilAndInputAloneWithOption11)
 
 TEST_F(Rebuild, KeepsTheLargestCountOfACoilWithOption11)
 {
-    setOptions(1u << 11);
+    setOptions(kOptionNoBitPacking);
     panel.add(0, 5, 2).add(0, 5, 9).add(0, 5, 3).add(0, 6, 1);
     rebuild();
     EXPECT_EQ("1/0:5+9 1/0:6+1", shown(readList()));
@@ -609,7 +609,7 @@ TEST_F(Rebuild, KeepsTheLargestCountOfACoilWithOption11)
 
 TEST_F(Rebuild, StillPacksRegistersWithOption11)
 {
-    setOptions(1u << 11);
+    setOptions(kOptionNoBitPacking);
     panel.add(5, 0).add(5, 99).add(4, 0).add(4, 1).add(3, "5.0");
     rebuild();
     EXPECT_EQ("1/4:0+2 1/5:0+100", shown(readList()));
@@ -617,7 +617,7 @@ TEST_F(Rebuild, StillPacksRegistersWithOption11)
 
 TEST_F(Rebuild, UsesTheOptionsAsLastDecoded)
 {
-    info.options = 1u << 11; // not handed over again
+    info.options = kOptionNoBitPacking; // not handed over again
     panel.add(0, 0).add(0, 1);
     rebuild();
     EXPECT_EQ("1/0:0+2", shown(readList()));

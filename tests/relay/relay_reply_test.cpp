@@ -146,7 +146,7 @@ TEST_F(RelayReply, IsNotCheckedForFunctionCodeAndByteCount)
 
 TEST_F(RelayReply, ComesWithItsChecksumHighByteFirstWhenTheOptionSaysSo)
 {
-    setOptions(1u << 8);
+    setOptions(kOptionSwapReplyCrc);
     queueRead(tenCoils());
     EXPECT_EQ(100, judge(hex("07 01 02 A5 03 AD0A")));
     EXPECT_EQ(111, judge(goodReply));
@@ -154,7 +154,7 @@ TEST_F(RelayReply, ComesWithItsChecksumHighByteFirstWhenTheOptionSaysSo)
 
 TEST_F(RelayReply, HasItsChecksumOrderFromOptionEightNotFromSeven)
 {
-    setOptions(1u << 7);
+    setOptions(kOptionSwapRequestCrc);
     queueRead(tenCoils());
     EXPECT_EQ(100, judge(goodReply));
 }
@@ -321,7 +321,7 @@ TEST_F(RelayCycle, JudgesAReplyAtTheFirstCall)
 {
     addRead(tenCoils());
     ASSERT_NE(nullptr, next());
-    EXPECT_EQ(100, receive(goodReply));
+    EXPECT_EQ(kResultDoneWithoutData, receive(goodReply));
     EXPECT_TRUE(PLC_driver.sendQueue.isEmpty());
 }
 
@@ -337,7 +337,7 @@ TEST_F(RelayCycle, ShowsValuesOfItsOwnLink)
 {
     addRead(holding(100).count(2).station(7).linkId(1));
     next();
-    EXPECT_EQ(1, receive(hex("07 03 04 1234 5678 E707")));
+    EXPECT_EQ(kResultDone, receive(hex("07 03 04 1234 5678 E707")));
     EXPECT_EQ(hex("34 12"), mirrored(7, 5, 100));
     EXPECT_EQ(hex("78 56"), mirrored(7, 5, 101));
 }
@@ -347,7 +347,7 @@ TEST_F(RelayCycle, CountsAWrongLengthAsAnAttempt)
     info.retryLimit = 1;
     addRead(tenCoils().ids(4, 0));
     next();
-    EXPECT_EQ(0, receive(goodReply.left(5)));
+    EXPECT_EQ(kResultPending, receive(goodReply.left(5)));
     EXPECT_EQ(1, info.retryCount);
     EXPECT_EQ(175, receive(goodReply.left(5)));
     EXPECT_TRUE(PLC_driver.sendQueue.isEmpty());
@@ -373,15 +373,15 @@ TEST_F(RelayCycle, TakesASecondReplyAfterABadOne)
 {
     addRead(tenCoils());
     next();
-    EXPECT_EQ(0, receive(hex("07 01 02 A5 03 0000")));
-    EXPECT_EQ(100, receive(goodReply));
+    EXPECT_EQ(kResultPending, receive(hex("07 01 02 A5 03 0000")));
+    EXPECT_EQ(kResultDoneWithoutData, receive(goodReply));
 }
 
 TEST_F(RelayCycle, FinishesABroadcastWithoutAnyReply)
 {
     addWrite(holding(100).station(0).linkId(2).ids(8, 9).data("12 34"));
     next();
-    EXPECT_EQ(100, silence());
+    EXPECT_EQ(kResultDoneWithoutData, silence());
     EXPECT_EQ((std::vector<Outcome>{{77, 8, 9, 1}}), outcomes);
 }
 
@@ -391,12 +391,12 @@ TEST_F(RelayCycle, CarriesAReadModifyWriteOfAnotherLinkThroughBothSteps)
     info.linkMode = 0;
     addWrite(holdingBit(35).linkId(2).ids(8, 9).data("01"));
     ASSERT_NE(nullptr, next());
-    EXPECT_EQ(1, complete(hex("01 03 02 0001 7984")));
+    EXPECT_EQ(kResultDone, complete(hex("01 03 02 0001 7984")));
     EXPECT_TRUE(outcomes.empty());
     Protocol *second = next();
     ASSERT_NE(nullptr, second);
     EXPECT_EQ(hex("01 06 0002 0009 E80C"), second->frame);
-    EXPECT_EQ(100, complete(hex("01 06 0002 0009 E80C")));
+    EXPECT_EQ(kResultDoneWithoutData, complete(hex("01 06 0002 0009 E80C")));
     EXPECT_EQ((std::vector<Outcome>{{77, 8, 9, 1}}), outcomes);
     EXPECT_TRUE(PLC_driver.writeList.isEmpty());
 }

@@ -146,7 +146,7 @@ TEST_F(RelayRead, IgnoresTheStationOverride)
 
 TEST_F(RelayRead, IgnoresTheOrderOfModbusChecksums)
 {
-    setOptions((1u << 7) | (1u << 8));
+    setOptions(kOptionSwapRequestCrc | kOptionSwapReplyCrc);
     EXPECT_EQ(hex("16 01 00 02 07 0000 00000100 000A 00000000 00000000 2B"), read(tenCoils()).frame);
 }
 

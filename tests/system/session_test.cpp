@@ -115,7 +115,7 @@ TEST_F(SessionTest, FailsOrdersForAStationThatDoesNotAnswerAtOnceUntilItIsBack)
 
 TEST_F(SessionTest, WritesABitFromTheMirrorOnlyWhenItsRegisterIsKnown)
 {
-    settings.options = kOptionBitFromMirror;
+    settings.options = plc::kOptionBitFromMirror;
     begin({});
     session->start(false);
     ASSERT_EQ(OperationEnd::Good, session->await(write("4x:35", {0xFFF0})).end);

@@ -163,7 +163,7 @@ TEST_F(Pairs, AreShownWholeWhenTheStationHasFailed)
             SetRegisterData(QString(), 3, QString::fromLatin1("100.7"), 1, &bit, 1, 3, i);
         }
     };
-    setOptions(1u << 4);
+    setOptions(kOptionBitFromMirror);
     stations.loseEvery(1);
     addRead(holding(0).count(2 * kPairs));
     turn();

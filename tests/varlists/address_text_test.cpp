@@ -148,7 +148,7 @@ TEST_F(AddressTextTypes, AllButTheBitsInRegistersTakeOneNumber)
 
 TEST_F(AddressTextTypes, AllButTheBitsInRegistersAreCountedFromOneOnRequest)
 {
-    setOptions(0x1);
+    setOptions(kOptionOneBased);
     for (const int regType : {0, 1, 4, 5, 6, 7, 8, 9}) {
         SCOPED_TRACE(regType);
         EXPECT_EQ(99, StringAddressToInt(regType, QString::fromLatin1("100")));
@@ -181,11 +181,11 @@ TEST_F(AddressTextTypes, LettersOutsideLatinAreNoNumber)
 
 TEST_F(AddressTextTypes, OneBasedCountingIsDecodedWithTheOptionsNotReadFromTheRecord)
 {
-    info.options = 0x1;
+    info.options = kOptionOneBased;
     EXPECT_EQ(100, StringAddressToInt(5, QString::fromLatin1("100")));
     SetComInfo(&info);
     EXPECT_EQ(99, StringAddressToInt(5, QString::fromLatin1("100")));
-    setOptions(~0x1u);
+    setOptions(~kOptionOneBased);
     EXPECT_EQ(100, StringAddressToInt(5, QString::fromLatin1("100")));
 }
 

@@ -532,7 +532,7 @@ TEST_F(AddListOnceReadVarTest, TakesTheNumberOfRegistersBehindTheBitsForTheLimit
 
 TEST_F(AddListOnceReadVarTest, TakesAddressesOneBasedWhenTheyAreTypedSo)
 {
-    setOptions(0x1);
+    setOptions(kOptionOneBased);
     add(request(5, "10"));
     add(request(3, "3.5"));
     EXPECT_EQ((Places{"5: 9 x 1", "5: 2 x 1"}), queued());
@@ -575,7 +575,7 @@ TEST_F(AddListOnceReadVarTest, CutsRegistersOneByOneAtABlockLimitOfOne)
 
 TEST_F(AddListOnceReadVarTest, WithOptionElevenCutsBitsOneByOne)
 {
-    setOptions(1u << 11);
+    setOptions(kOptionNoBitPacking);
     EXPECT_EQ(20, add(request(0, "5").count(20)));
     EXPECT_EQ("0: 5 x 1", queued().front());
     EXPECT_EQ("0: 24 x 1", queued().back());
@@ -585,7 +585,7 @@ TEST_F(AddListOnceReadVarTest, WithOptionElevenCutsBitsOneByOne)
 
 TEST_F(AddListOnceReadVarTest, WithOptionElevenStillPacksRegisters)
 {
-    setOptions(1u << 11);
+    setOptions(kOptionNoBitPacking);
     EXPECT_EQ(1, add(request(5, "5").count(20)));
     PLC_driver.onceReadList.clear();
     EXPECT_EQ(1, add(request(3, "5.0").count(20)));
@@ -691,7 +691,7 @@ TEST_F(AddListOnceReadVarTest, OfTheLargestCountFillsTheListAndReturns)
 TEST_F(AddListOnceReadVarTest, ReturnsAtOnceWithTheLargestCountWhenTheListIsFull)
 {
     add(request(5, "0").count(102400));
-    setOptions(0x800);
+    setOptions(kOptionNoBitPacking);
     RW_VAR var = request(0, "0").count(INT_MAX);
     EXPECT_EQ(1024, AddListOnceReadVar(&var, 0));
     EXPECT_EQ(1, var.count);
