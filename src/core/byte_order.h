@@ -41,6 +41,13 @@ inline quint16 getLe16(const uchar *from)
     return static_cast<quint16>((from[1] << 8) | from[0]);
 }
 
+/// Low byte first.
+inline void putLe16(uchar *to, quint16 value)
+{
+    to[0] = lowByte(value);
+    to[1] = highByte(value);
+}
+
 /// CRC of a frame: low byte first on a standard line, high byte first for odd devices.
 inline void putCrc(uchar *to, quint16 crc, bool highFirst)
 {

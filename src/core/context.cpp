@@ -80,9 +80,14 @@ void passRetValue(const RW_VAR *var)
 
 namespace plc {
 
-void queueTransaction(const Protocol &transaction)
+Protocol &queueTransaction(const RW_VAR &var, QByteArray frame)
 {
-    PLC_driver.sendQueue.append(transaction);
+    PLC_driver.sendQueue.append(Protocol());
+    Protocol &transaction = PLC_driver.sendQueue.last();
+    transaction.frame.swap(frame);
+    transaction.sendLen = transaction.frame.size();
+    transaction.var = var;
+    return transaction;
 }
 
 void beginOperation(int steps)

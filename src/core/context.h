@@ -159,8 +159,9 @@ PLC_EXPORT void passRetValue(const RW_VAR *var);
 
 namespace plc {
 
-/// Appends @p transaction to the send queue.
-void queueTransaction(const Protocol &transaction);
+/// Appends a transaction for @p var to the send queue: its frame, to be sent whole, and a copy of the variable. What its
+/// reply must look like is for the caller to say, in the record that is returned.
+Protocol &queueTransaction(const RW_VAR &var, QByteArray frame);
 
 /// Starts counting an operation of @p steps transactions. Does nothing without settings.
 void beginOperation(int steps);

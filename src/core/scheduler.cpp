@@ -41,8 +41,7 @@ bool serveBurstLocked(QList<RW_VAR> &list, qint32 &burst, int servingList, Build
         list.removeFirst();
     if (list.isEmpty())
         return false;
-    RW_VAR var = list.first();
-    build(&var);
+    build(&list.first());
     PLC_driver.servingList = servingList;
     ++burst;
     return true;
@@ -50,6 +49,8 @@ bool serveBurstLocked(QList<RW_VAR> &list, qint32 &burst, int servingList, Build
 
 bool serveWriteLocked()
 {
+    if (PLC_driver.writeList.isEmpty())
+        return false;
     const bool built =
         serveBurstLocked(PLC_driver.writeList, PLC_driver.writeBurst, plc::kServingWriteList, writeBuilder());
     plc::noteWriteCountLocked();
@@ -58,7 +59,8 @@ bool serveWriteLocked()
 
 bool serveOnceReadLocked()
 {
-    return serveBurstLocked(PLC_driver.onceReadList, PLC_driver.onceBurst, plc::kServingOnceReadList,
+    return !PLC_driver.onceReadList.isEmpty() &&
+           serveBurstLocked(PLC_driver.onceReadList, PLC_driver.onceBurst, plc::kServingOnceReadList,
                             readBuilder());
 }
 
@@ -85,18 +87,18 @@ int dueLevelLocked()
     return kNoLevel;
 }
 
-RW_VAR takePriorityReadLocked(int level)
+// The request stays in its list, behind the others.
+RW_VAR *takePriorityReadLocked(int level)
 {
     // Deliberate: level 3 counts double, so half of its list is served each time it is due.
     static const int kSteps[plc::kPriorityLevels] = {1, 1, 2, 1};
     QList<RW_VAR> &list = PLC_driver.priorityReads[level];
     plc::PriorityClock &clock = PLC_driver.priorityClocks[level];
-    RW_VAR request = list.first();
     plc::rotate(list);
     clock.remaining -= kSteps[level];
     if (clock.remaining <= 0)
         clock.due = false;
-    return request;
+    return &list.last();
 }
 
 // Calls without a priority service after which a level becomes due.
@@ -129,15 +131,32 @@ void advanceClocksLocked()
     }
 }
 
-RW_VAR chooseCyclicReadLocked()
+void buildModbusReadLocked()
+{
+    const int level = dueLevelLocked();
+    if (level != kNoLevel) {
+        ReadRegister(takePriorityReadLocked(level));
+        return;
+    }
+    advanceClocksLocked();
+    RW_VAR &head = PLC_driver.readList.first();
+    ReadRegister(&head);
+    // The transaction has a copy of the entry as it was before.
+    head.status = plc::kPending;
+}
+
+// Deliberate: over a relay the head of the read list goes out even when a priority level was due; the levels only shape
+// the timing.
+void buildRelayReadLocked()
 {
     const int level = dueLevelLocked();
     if (level != kNoLevel)
-        return takePriorityReadLocked(level);
-    advanceClocksLocked();
-    RW_VAR request = PLC_driver.readList.first();
-    PLC_driver.readList.first().status = plc::kPending;
-    return request;
+        takePriorityReadLocked(level);
+    else
+        advanceClocksLocked();
+    RW_VAR &head = PLC_driver.readList.first();
+    head.status = plc::kPending;
+    Remote_ReadVar(&head);
 }
 
 void serveCyclicReadLocked()
@@ -145,14 +164,10 @@ void serveCyclicReadLocked()
     QList<RW_VAR> &list = PLC_driver.readList;
     if (list.isEmpty() || !skipDisabledLocked(list))
         return;
-    RW_VAR request = chooseCyclicReadLocked();
-    if (sendsRelayFrames()) {
-        // Deliberate: over a relay the head of the read list goes out even when a priority level was due; the
-        // levels only shape the timing.
-        list.first().status = plc::kPending;
-        request = list.first();
-    }
-    readBuilder()(&request);
+    if (sendsRelayFrames())
+        buildRelayReadLocked();
+    else
+        buildModbusReadLocked();
     PLC_driver.servingList = plc::kServingReadList;
     PLC_driver.writeBurst = 0;
     PLC_driver.onceBurst = 0;

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "core/byte_order.h"
 #include "core/register_types.h"
 
 namespace {
@@ -11,18 +12,32 @@ namespace {
 constexpr int kStationShift = 56;
 constexpr int kBaseTypeShift = 48;
 
+typedef QHash<quint64, QByteArray> Mirror;
+
+inline void putRegister(QByteArray &entry, quint16 value)
+{
+    plc::putLe16(reinterpret_cast<uchar *>(entry.data()), value);
+}
+
+// Register @p index of values in the runtime's layout; missing bytes are 0.
+quint16 hostRegister(const QByteArray &data, int index)
+{
+    const uchar bytes[2] = {plc::byteAt(data, 2 * index), plc::byteAt(data, 2 * index + 1)};
+    return plc::getLe16(bytes);
+}
+
 void storeRegistersLocked(quint64 key, const QByteArray &data)
 {
-    for (int i = 0; i < data.size(); i += 2, ++key)
-        plc::storeRegisterLocked(key, plc::byteAt(data, i), plc::byteAt(data, i + 1));
+    for (int i = 0; 2 * i < data.size(); ++i, ++key)
+        plc::storeRegisterLocked(key, hostRegister(data, i));
 }
 
 // The register with the lower address holds the upper half of the value.
 void storePairsLocked(quint64 key, const QByteArray &data)
 {
-    for (int i = 0; i < data.size(); i += 4, key += 2) {
-        plc::storeRegisterLocked(key + 1, plc::byteAt(data, i), plc::byteAt(data, i + 1));
-        plc::storeRegisterLocked(key, plc::byteAt(data, i + 2), plc::byteAt(data, i + 3));
+    for (int i = 0; 2 * i < data.size(); i += 2, key += 2) {
+        plc::storeRegisterLocked(key + 1, hostRegister(data, i));
+        plc::storeRegisterLocked(key, hostRegister(data, i + 1));
     }
 }
 
@@ -71,6 +86,28 @@ void WriteDataToLocal(RW_VAR *var)
         return;
     default: // read-only areas and unknown codes have nothing to show
         return;
+    }
+}
+
+// Never inline: the loop below is for entries that are there.
+__attribute__((noinline)) void plc::storeRegisterLocked(quint64 key, quint16 value)
+{
+    putRegister(entryLocked(key, 2), value);
+}
+
+// Most of a cyclic read happens here, nearly always in entries that are there: the look-up is part of the loop (flatten),
+// what makes entries is not.
+__attribute__((flatten)) void plc::storeRunLocked(quint64 key, const uchar *data, int registers)
+{
+    Mirror &mirror = PLC_driver.registerCache;
+    mirror.detach(); // so that entries found below are the mirror's own
+    const Mirror &present = mirror;
+    for (const uchar *const end = data + 2 * static_cast<qint64>(registers); data < end; data += 2, ++key) {
+        const Mirror::const_iterator entry = present.constFind(key);
+        if (entry != present.constEnd() && entry->size() >= 2)
+            putRegister(const_cast<QByteArray &>(*entry), getBe16(data));
+        else
+            storeRegisterLocked(key, getBe16(data));
     }
 }
 

@@ -51,12 +51,11 @@ inline QByteArray &entryLocked(quint64 key, int size)
 }
 
 /// Writes both bytes of a register's entry in place. Caller holds cacheMutex.
-inline void storeRegisterLocked(quint64 key, uchar low, uchar high)
-{
-    char *const bytes = entryLocked(key, 2).data();
-    bytes[0] = static_cast<char>(low);
-    bytes[1] = static_cast<char>(high);
-}
+void storeRegisterLocked(quint64 key, quint16 value);
+
+/// Writes @p registers entries side by side from @p data, which has two bytes for each, high byte first as on the line.
+/// Caller holds cacheMutex.
+void storeRunLocked(quint64 key, const uchar *data, int registers);
 
 /// Writes @p bitCount entries from the bits of @p bytes, counted from byte @p first, eight to a byte, lowest
 /// bit first. Caller holds cacheMutex.

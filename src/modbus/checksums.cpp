@@ -1,5 +1,6 @@
 #include "modbus/checksums.h"
 
+#include "core/byte_order.h"
 #include "plcdriver.h"
 
 namespace {
@@ -7,20 +8,31 @@ namespace {
 constexpr quint16 kCrcStart = 0xFFFF;
 constexpr quint16 kCrcPolynomial = 0xA001; // x^16 + x^15 + x^2 + 1, bits reflected
 
-// One byte's worth of the bitwise algorithm, worked out by the compiler.
+// The bitwise algorithm, worked out by the compiler.
 constexpr quint16 shiftedBits(quint32 crc, int bits)
 {
     return bits == 0 ? static_cast<quint16>(crc)
                      : shiftedBits((crc & 1u) ? (crc >> 1) ^ kCrcPolynomial : crc >> 1, bits - 1);
 }
 
-#define PLC_CRC_4(n)                                                                                         \
-    shiftedBits(n, 8), shiftedBits((n) + 1, 8), shiftedBits((n) + 2, 8), shiftedBits((n) + 3, 8)
-#define PLC_CRC_16(n) PLC_CRC_4(n), PLC_CRC_4((n) + 4), PLC_CRC_4((n) + 8), PLC_CRC_4((n) + 12)
-#define PLC_CRC_64(n) PLC_CRC_16(n), PLC_CRC_16((n) + 16), PLC_CRC_16((n) + 32), PLC_CRC_16((n) + 48)
+#define PLC_CRC_4(n, bits)                                                                                   \
+    shiftedBits(n, bits), shiftedBits((n) + 1, bits), shiftedBits((n) + 2, bits), shiftedBits((n) + 3, bits)
+#define PLC_CRC_16(n, bits)                                                                                  \
+    PLC_CRC_4(n, bits), PLC_CRC_4((n) + 4, bits), PLC_CRC_4((n) + 8, bits), PLC_CRC_4((n) + 12, bits)
+#define PLC_CRC_64(n, bits)                                                                                  \
+    PLC_CRC_16(n, bits), PLC_CRC_16((n) + 16, bits), PLC_CRC_16((n) + 32, bits), PLC_CRC_16((n) + 48, bits)
+#define PLC_CRC_256(bits)                                                                                    \
+    {                                                                                                        \
+        PLC_CRC_64(0u, bits), PLC_CRC_64(64u, bits), PLC_CRC_64(128u, bits), PLC_CRC_64(192u, bits)          \
+    }
 
-constexpr quint16 kCrcOfByte[256] = {PLC_CRC_64(0u), PLC_CRC_64(64u), PLC_CRC_64(128u), PLC_CRC_64(192u)};
+// What a byte does to the CRC when that is shifted by 8, 16, 24 and 32 bits: itself and up to three bytes behind it. The
+// CRC is linear, so four bytes at a time are four look-ups that do not wait for each other. 2 KiB.
+constexpr int kStride = 4;
+constexpr quint16 kCrcOfByte[kStride][256] = {PLC_CRC_256(8), PLC_CRC_256(16), PLC_CRC_256(24),
+                                              PLC_CRC_256(32)};
 
+#undef PLC_CRC_256
 #undef PLC_CRC_64
 #undef PLC_CRC_16
 #undef PLC_CRC_4
@@ -40,8 +52,14 @@ namespace plc {
 quint16 crc16(const uchar *bytes, int length)
 {
     quint32 crc = kCrcStart;
-    for (int i = 0; i < length; ++i)
-        crc = (crc >> 8) ^ kCrcOfByte[(crc ^ bytes[i]) & 0xFFu];
+    const uchar *const end = bytes + length;
+    for (; end - bytes >= kStride; bytes += kStride) {
+        crc = static_cast<quint32>(kCrcOfByte[3][bytes[0] ^ lowByte(crc)] ^
+                                   kCrcOfByte[2][bytes[1] ^ highByte(crc)] ^ kCrcOfByte[1][bytes[2]] ^
+                                   kCrcOfByte[0][bytes[3]]);
+    }
+    for (; bytes < end; ++bytes)
+        crc = (crc >> 8) ^ kCrcOfByte[0][(crc ^ *bytes) & 0xFFu];
     return static_cast<quint16>(crc);
 }
 

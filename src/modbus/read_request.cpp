@@ -48,13 +48,10 @@ void ReadAnalog(RW_VAR *var)
     const int crcAt = plc::kReadRequestLen - plc::kCrcLen;
     plc::putCrc(tx + crcAt, plc::crc16(tx, crcAt), plc::swapsRequestCrc());
 
-    Protocol request;
-    request.frame = QByteArray(reinterpret_cast<const char *>(tx), plc::kReadRequestLen);
-    request.sendLen = plc::kReadRequestLen;
+    Protocol &request =
+        plc::queueTransaction(*var, QByteArray(reinterpret_cast<const char *>(tx), plc::kReadRequestLen));
     request.replyLen = plc::kReplyOpen;
     request.headerLen = plc::kReadHeaderLen;
     request.dataLen = function != 0 ? plc::readDataLen(var->regType, var->count) : 0;
-    request.var = *var;
-    plc::queueTransaction(request);
     plc::beginOperation(1);
 }

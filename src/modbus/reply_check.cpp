@@ -16,7 +16,8 @@ constexpr int kShortestCheckedReply = 6;
 
 const Protocol *head()
 {
-    return PLC_driver.sendQueue.isEmpty() ? nullptr : &PLC_driver.sendQueue.first();
+    const QList<Protocol> &queue = PLC_driver.sendQueue;
+    return queue.isEmpty() ? nullptr : &queue.first();
 }
 
 bool crcMatches(const uchar *frame, int length)

@@ -45,10 +45,12 @@ void storeBits(const QByteArray &reply, const Protocol &transaction, quint64 key
 // On the line the high byte comes first, in an entry the low byte.
 void storeRegisters(const QByteArray &reply, const Protocol &transaction, quint64 key)
 {
-    const int end = transaction.headerLen + transaction.dataLen;
-    const uchar *const bytes = plc::bytesOf(reply);
-    for (int at = transaction.headerLen; at < end; at += 2, ++key)
-        plc::storeRegisterLocked(key, at + 1 < end ? bytes[at + 1] : uchar(0), bytes[at]);
+    const uchar *const data = plc::bytesOf(reply) + transaction.headerLen;
+    const int registers = transaction.dataLen / 2;
+    plc::storeRunLocked(key, data, registers);
+    if (transaction.dataLen > 2 * registers) // half a register at the end
+        plc::storeRegisterLocked(key + static_cast<quint64>(registers),
+                                 static_cast<quint16>(data[2 * registers] << 8));
 }
 
 } // namespace

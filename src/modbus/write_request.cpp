@@ -166,15 +166,11 @@ void WriteAnalog(RW_VAR *var)
 {
     if (!var)
         return;
-    Protocol request;
-    request.frame = makeWriteFrame(*var);
-    if (request.frame.isEmpty())
+    const QByteArray frame = makeWriteFrame(*var);
+    if (frame.isEmpty())
         return;
-    request.sendLen = request.frame.size();
     // Nobody answers a broadcast (MODBUS over Serial Line V1.02, 2.1).
-    request.replyLen = var->station != 0 ? plc::kReplyOpen : 0;
-    request.var = *var;
-    plc::queueTransaction(request);
+    plc::queueTransaction(*var, frame).replyLen = var->station != 0 ? plc::kReplyOpen : 0;
     plc::beginOperation(1);
 }
 

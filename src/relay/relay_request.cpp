@@ -57,26 +57,16 @@ QByteArray makeRelayFrame(const RW_VAR &var, const QByteArray &data)
     return frame;
 }
 
-Protocol makeTransaction(const RW_VAR &var, const QByteArray &frame)
-{
-    Protocol transaction;
-    transaction.frame = frame;
-    transaction.sendLen = frame.size();
-    transaction.var = var;
-    return transaction;
-}
-
 } // namespace
 
 void Remote_ReadVar(RW_VAR *var)
 {
     if (!var)
         return;
-    Protocol request = makeTransaction(*var, makeRelayFrame(*var, QByteArray()));
+    Protocol &request = plc::queueTransaction(*var, makeRelayFrame(*var, QByteArray()));
     request.headerLen = plc::kReadHeaderLen;
     request.dataLen = plc::readDataLen(var->regType, var->count);
     request.replyLen = plc::wrappingSum(request.dataLen, kReplyOverhead);
-    plc::queueTransaction(request);
     plc::beginOperation(1);
 }
 
@@ -87,9 +77,7 @@ void Remote_WriteVar(RW_VAR *var)
     const QByteArray frame = makeRelayFrame(*var, var->data);
     if (frame.isEmpty())
         return;
-    Protocol request = makeTransaction(*var, frame);
-    request.replyLen = var->station != 0 ? plc::kWriteReplyLen : 0;
-    plc::queueTransaction(request);
+    plc::queueTransaction(*var, frame).replyLen = var->station != 0 ? plc::kWriteReplyLen : 0;
     plc::beginOperation(1);
     // The runtime sees its own values from now on; the reply of a relayed write brings none.
     WriteDataToLocal(var);

@@ -40,6 +40,8 @@ void extendLast(QList<RW_VAR> &out, qint64 end, int limit)
     const qint64 span = end - start;
     const int first = static_cast<int>(std::min<qint64>(span, limit));
     out.last().count = first;
+    if (span == first)
+        return;
     const RW_VAR pattern = out.last();
     appendPieces(out, pattern, plc::wrappingSum(start, first), span - first, limit);
 }

@@ -248,7 +248,7 @@ TEST_F(Library, HidesEverythingElse)
 {
     EXPECT_EQ(nullptr, address("_ZN3plc11stationByteEi"));
     EXPECT_EQ(nullptr, address("_ZN3plc13registerLimitEv"));
-    EXPECT_EQ(nullptr, address("_ZN3plc16queueTransactionERK8Protocol"));
+    EXPECT_EQ(nullptr, address("_ZN3plc16queueTransactionERK6RW_VAR10QByteArray"));
 }
 
 TEST_F(Library, IsGoneAfterUnloadingAndStartsAfreshWhenLoadedAgain)

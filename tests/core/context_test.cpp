@@ -569,27 +569,36 @@ using SendQueue = FreshDriver;
 
 TEST_F(SendQueue, TransactionGoesBehindTheOthers)
 {
-    Protocol first;
-    first.sendLen = 1;
-    Protocol second;
-    second.sendLen = 2;
-    queueTransaction(first);
-    queueTransaction(second);
+    queueTransaction(holding(1), hex("01"));
+    queueTransaction(holding(2), hex("01 02"));
     ASSERT_EQ(2, PLC_driver.sendQueue.size());
     EXPECT_EQ(1, PLC_driver.sendQueue.at(0).sendLen);
     EXPECT_EQ(2, PLC_driver.sendQueue.at(1).sendLen);
 }
 
+TEST_F(SendQueue, TransactionIsAsNewButForItsFrameAndVariable)
+{
+    Protocol &transaction = queueTransaction(holding(100).ids(3, 4).data("34 12"), hex("01 06"));
+    EXPECT_EQ(&PLC_driver.sendQueue.last(), &transaction);
+    EXPECT_EQ(hex("01 06"), transaction.frame);
+    EXPECT_EQ(2, transaction.sendLen);
+    EXPECT_EQ(0, transaction.replyLen);
+    EXPECT_EQ(0, transaction.headerLen);
+    EXPECT_EQ(0, transaction.dataLen);
+    EXPECT_EQ(0, transaction.spare1 | transaction.spare2 | transaction.spare3);
+    EXPECT_EQ(100, transaction.var.address);
+    EXPECT_EQ(3, transaction.var.hostId);
+    EXPECT_EQ(4, transaction.var.hostSubId);
+    EXPECT_EQ(hex("34 12"), transaction.var.data);
+}
+
 // The runtime keeps the pointer to the head while it transmits.
 TEST_F(SendQueue, HeadStaysWhereItIsWhileOthersAreQueuedBehindIt)
 {
-    Protocol transaction;
-    transaction.sendLen = 1;
-    queueTransaction(transaction);
+    queueTransaction(holding(1), hex("01"));
     const Protocol *head = &PLC_driver.sendQueue.at(0);
-    transaction.sendLen = 2;
     for (int i = 0; i < 1000; ++i)
-        queueTransaction(transaction);
+        queueTransaction(holding(2), hex("01 02"));
     EXPECT_EQ(head, &PLC_driver.sendQueue.at(0));
     EXPECT_EQ(1, head->sendLen);
 }

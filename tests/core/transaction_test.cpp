@@ -850,7 +850,7 @@ TEST_F(ChangedList, OnlyAMarkOfMinusOneRotatesTheReadList)
         PLC_driver.servingList = 0;
         Protocol transaction;
         transaction.replyLen = 0;
-        queueTransaction(transaction);
+        PLC_driver.sendQueue.append(transaction);
         silence();
         EXPECT_THAT(addressesOf(PLC_driver.readList), ElementsAre(0, 1));
         EXPECT_EQ(status, PLC_driver.readList.at(0).status);
@@ -907,7 +907,7 @@ TEST_F(ChangedList, NothingServedYetCompletesInNoList)
         PLC_driver.servingList = serving;
         Protocol transaction;
         transaction.replyLen = 0;
-        queueTransaction(transaction);
+        PLC_driver.sendQueue.append(transaction);
         EXPECT_EQ(kResultDone, silence());
         EXPECT_EQ(-1, PLC_driver.readList.first().status);
         EXPECT_EQ(1, PLC_driver.writeList.size());
@@ -922,7 +922,7 @@ TEST_F(ChangedList, FailureOfNothingServedYetPurgesNoList)
     addWrite(holding(16).station(0).ids(0, 0).data("34 12"));
     Protocol transaction;
     transaction.replyLen = -1;
-    queueTransaction(transaction);
+    PLC_driver.sendQueue.append(transaction);
     EXPECT_EQ(kResultNoReply, silence());
     EXPECT_EQ(1, PLC_driver.writeList.size());
     EXPECT_THAT(outcomes, IsEmpty());
@@ -1165,8 +1165,8 @@ TEST_F(FinalFailure, EmptiesTheSendQueue)
 {
     serveRead();
     Protocol another;
-    queueTransaction(another);
-    queueTransaction(another);
+    PLC_driver.sendQueue.append(another);
+    PLC_driver.sendQueue.append(another);
     EXPECT_EQ(kResultNoReply, silence());
     EXPECT_EQ(0, PLC_driver.sendQueue.size());
 }

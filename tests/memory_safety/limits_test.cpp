@@ -257,10 +257,10 @@ class Addresses : public Limits
 
 TEST_F(Addresses, NearTheTopAreReadWithoutOverflow)
 {
-    storeRegisterLocked(makeCacheKey(1, 5, INT_MAX), 0x12, 0x34);
+    storeRegisterLocked(makeCacheKey(1, 5, INT_MAX), 0x3412);
+    storeRegisterLocked(makeCacheKey(1, 5, INT_MIN), 0x7856); // the number behind the largest
     EXPECT_EQ(1, get(5, "2147483647", 3));
-    EXPECT_EQ(6, out.size());
-    EXPECT_EQ(hex("12 34"), out.left(2));
+    EXPECT_EQ(hex("12 34 56 78 00 00"), out);
     EXPECT_EQ(1, get(7, "2147483647", 4));
     EXPECT_EQ(8, out.size());
     EXPECT_EQ(hex("12 34"), out.mid(2, 2));

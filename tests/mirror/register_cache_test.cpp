@@ -104,7 +104,7 @@ TEST_F(RegisterCache, IsEmptyAfterConstruction)
 
 TEST_F(RegisterCache, StoringARegisterWritesLowByteFirst)
 {
-    storeRegisterLocked(makeCacheKey(1, 5, 7), 0x34, 0x12);
+    storeRegisterLocked(makeCacheKey(1, 5, 7), 0x1234);
     EXPECT_EQ(hex("34 12"), mirrored(1, 5, 7));
 }
 
@@ -112,8 +112,28 @@ TEST_F(RegisterCache, StoringDoesNotChangeCopiesHandedOutBefore)
 {
     mirror(1, 5, 7, hex("11 22"));
     const QByteArray before = mirrored(1, 5, 7);
-    storeRegisterLocked(makeCacheKey(1, 5, 7), 0x34, 0x12);
+    storeRegisterLocked(makeCacheKey(1, 5, 7), 0x1234);
     EXPECT_EQ(hex("11 22"), before);
+}
+
+// What stands on the line high byte first: new entries, short ones, entries of somebody who holds a copy, all in one run.
+TEST_F(RegisterCache, StoringARunMakesLengthensAndReplacesEntries)
+{
+    mirror(1, 5, 8, hex("AA"));
+    mirror(1, 5, 9, hex("BB BB CC"));
+    mirror(1, 5, 11, hex("EE EE"));
+    const QByteArray before = mirrored(1, 5, 9);
+    const QHash<quint64, QByteArray> copy = PLC_driver.registerCache;
+    const uchar data[] = {0x12, 0x34, 0x56, 0x78, 0x9A, 0xBC, 0xDE, 0xF0};
+    storeRunLocked(makeCacheKey(1, 5, 7), data, 4);
+    EXPECT_EQ(hex("34 12"), mirrored(1, 5, 7));
+    EXPECT_EQ(hex("78 56"), mirrored(1, 5, 8));
+    EXPECT_EQ(hex("BC 9A CC"), mirrored(1, 5, 9));
+    EXPECT_EQ(hex("F0 DE"), mirrored(1, 5, 10));
+    EXPECT_EQ(hex("EE EE"), mirrored(1, 5, 11));
+    EXPECT_EQ(hex("BB BB CC"), before);
+    EXPECT_EQ(3, copy.size());
+    EXPECT_EQ(hex("BB BB CC"), copy.value(makeCacheKey(1, 5, 9)));
 }
 
 // ---------------------------------------------------------------------------------------- write: coils
