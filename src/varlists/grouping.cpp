@@ -3,6 +3,7 @@
 #include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/register_types.h"
+#include "plcdriver.h"
 
 namespace {
 
@@ -124,3 +125,19 @@ int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records)
     records.insert(key, var);
     return 0;
 }
+
+// The same functions under plain names, for runtimes that look names up. In the sources a function of C linkage cannot
+// bear the name of one of C++ linkage with the same arguments; in the library it is a second name of that function.
+extern "C" {
+
+PLC_EXPORT void plainBitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit,
+                                     QList<RW_VAR> &out) __asm__("BitVarReCreat_2")
+    __attribute__((alias("_Z15BitVarReCreat_2P5QListI6RW_VAREiRS1_")));
+PLC_EXPORT void plainWhetherGroup(int count, int unitLimit, RW_VAR *var,
+                                  QList<RW_VAR> *out) __asm__("WhetherGroup")
+    __attribute__((alias("_Z12WhetherGroupiiP6RW_VARP5QListIS_E")));
+PLC_EXPORT int plainSpeedInsert(QString key, RW_VAR var,
+                                QHash<QString, RW_VAR> &records) __asm__("speed_insert")
+    __attribute__((alias("_Z12speed_insert7QString6RW_VARR5QHashIS_S0_E")));
+
+} // extern "C"
