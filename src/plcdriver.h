@@ -270,7 +270,7 @@ PLC_EXPORT void customMessageHandler(QtMsgType type, const char *message);
 ///
 /// A unit is a bit in bit areas and a 16-bit register in word areas. A unit limit below 1 counts as 1. What
 /// would be split into more than 65536 requests, as many as an area has elements, is a mistake and appends
-/// nothing.
+/// nothing. Out of memory, what was appended by then stays.
 ///
 /// Any thread, no lock: they work on the caller's lists alone. Callback: yes.
 /// @{
@@ -290,7 +290,8 @@ PLC_EXPORT void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_V
 PLC_EXPORT void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out);
 
 /// Keeps one record per key.
-/// @return 0 when @p var was inserted, 1 when the key is there already and nothing was changed.
+/// @return 0 when @p var was inserted; 1 when the key is there already, or memory has run out, and nothing was
+///         changed.
 PLC_EXPORT int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records);
 
 /// @}
