@@ -140,8 +140,8 @@ int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records)
 // bear the name of one of C++ linkage with the same arguments; in the library it is a second name of that function.
 extern "C" {
 
-PLC_EXPORT void plainBitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit,
-                                     QList<RW_VAR> &out) __asm__("BitVarReCreat_2")
+PLC_EXPORT void plainBitVarReCreat2(QList<RW_VAR> *bucket, int unitLimit,
+                                    QList<RW_VAR> &out) __asm__("BitVarReCreat_2")
     __attribute__((alias("_Z15BitVarReCreat_2P5QListI6RW_VAREiRS1_")));
 PLC_EXPORT void plainWhetherGroup(int count, int unitLimit, RW_VAR *var,
                                   QList<RW_VAR> *out) __asm__("WhetherGroup")
