@@ -32,6 +32,16 @@ endif()
 target_link_libraries(plcdriver INTERFACE $<INSTALL_INTERFACE:${plc_qt_target}>)
 target_compile_features(plcdriver INTERFACE cxx_std_11)
 
+# A program that looks at the library's data has to look at the library's own, and not at a copy that the linker makes in the
+# program: code that is compiled so does. Any other is refused by the linker; on ARM it only warns, so there warnings count.
+set(plc_program_compile_options -fPIC)
+set(plc_program_link_options)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  set(plc_program_link_options -Wl,--fatal-warnings)
+endif()
+target_compile_options(plcdriver INTERFACE ${plc_program_compile_options})
+target_link_options(plcdriver INTERFACE ${plc_program_link_options})
+
 install(TARGETS plcdriver EXPORT plcdriverTargets
   LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT library NAMELINK_COMPONENT development
   INCLUDES DESTINATION "${plc_headers_to}")

@@ -86,6 +86,11 @@ foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
     DESTINATION "${folder}" COMPONENT ${part} OPTIONAL)
 endforeach()
 
+if("DEB" IN_LIST CPACK_GENERATOR)
+  install(FILES packaging/libplcdriver-dev.lintian-overrides
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME libplcdriver-dev COMPONENT development)
+endif()
+
 include(CPack)
 
 option(PLC_PACKAGE_ARMHF "make the armhf packages too" OFF)

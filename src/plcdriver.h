@@ -7,8 +7,8 @@
 /// SetRegisterData().
 ///
 /// Conventions of all entry points:
-/// - Names are unmangled and no exception leaves them. Out of memory, a call is refused in its own way. A thread that is
-///   cancelled inside a call ends alone: the driver's locks are released and other threads go on.
+/// - Names are unmangled, but for the three at the end, and no exception leaves them. Out of memory, a call is refused in its
+///   own way. A thread that is cancelled inside a call ends alone: the driver's locks are released and other threads go on.
 /// - A null pointer is refused, and so is every call before SetComInfo() that registers variables (but for
 ///   PassVarName()), runs the cycle or accesses data: the result is 0 or null and nothing is changed, but that
 ///   GetRegisterData() still fills its output with zeros. DataCom() always returns its record.
@@ -25,6 +25,7 @@
 #define PLC_PLCDRIVER_H
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -268,5 +269,38 @@ PLC_EXPORT void customMessageHandler(QtMsgType type, const char *message);
 /// @}
 
 } // extern "C"
+
+/// @name Grouping utilities
+/// For a runtime that groups variables into lists of its own; the driver does not call them. A program that is
+/// linked with the library calls them by these C++ names. Each can also be looked up under its plain name, such
+/// as "speed_insert", with the same arguments and result.
+///
+/// A unit is a bit in bit areas and a 16-bit register in word areas. A unit limit below 1 counts as 1. What
+/// would be split into more than 65536 requests, as many as an area has elements, is a mistake and appends
+/// nothing. Out of memory, what was appended by then stays.
+///
+/// Any thread, no lock: they work on the caller's lists alone. Callback: yes.
+/// @{
+
+/// Appends the requests that read all entries of @p bucket to the end of @p out.
+///
+/// With a limit of 1 nothing is packed: one request for each distinct address, with the largest count found
+/// there, never split. With any other limit an entry that starts less than the limit behind the start of the
+/// last request joins it, gaps included, and requests are split into pieces of at most the limit. The last
+/// entry of @p out counts as the last request only when this call appended it.
+/// @param bucket     entries of one station and area, sorted by address; null does nothing.
+/// @param unitLimit  most units in one request.
+PLC_EXPORT void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_VAR> &out);
+
+/// Appends @p var to @p out, split into pieces of at most @p unitLimit when @p count is larger. `var->count`
+/// is not looked at; after a split @p var holds the last piece. A null pointer appends nothing.
+PLC_EXPORT void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out);
+
+/// Keeps one record per key.
+/// @return 0 when @p var was inserted; 1 when the key is there already, or memory has run out, and nothing was
+///         changed.
+PLC_EXPORT int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records);
+
+/// @}
 
 #endif

@@ -96,12 +96,12 @@ private:
     Q_DISABLE_COPY(Communication_Protocol)
 };
 
-extern PLC_EXPORT Communication_Protocol PLC_driver;
+extern PLC_EXPORT_DATA Communication_Protocol PLC_driver;
 
 extern "C" {
-extern PLC_EXPORT unsigned char *LB;   ///< local bit area of the runtime
-extern PLC_EXPORT unsigned short *LW;  ///< local word area of the runtime
-extern PLC_EXPORT unsigned short *RWI; ///< third area of the runtime, only kept
+extern PLC_EXPORT_DATA unsigned char *LB;   ///< local bit area of the runtime
+extern PLC_EXPORT_DATA unsigned short *LW;  ///< local word area of the runtime
+extern PLC_EXPORT_DATA unsigned short *RWI; ///< third area of the runtime, only kept
 }
 
 namespace plc {

@@ -2,7 +2,9 @@
 
 #include "core/arithmetic.h"
 #include "core/context.h"
+#include "core/guarded.h"
 #include "core/register_types.h"
+#include "plcdriver.h"
 
 namespace {
 
@@ -100,8 +102,12 @@ void BitVarReCreat(QList<RW_VAR> *bucket, int unitLimit)
 
 void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_VAR> &out)
 {
-    if (bucket)
+    if (!bucket)
+        return;
+    plc::guarded(0, [&] {
         appendGrouped(*bucket, unitLimit, out);
+        return 0;
+    });
 }
 
 void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out)
@@ -109,20 +115,41 @@ void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out)
     const int limit = std::max(unitLimit, 1);
     if (!var || !out || isTooLong(count, limit))
         return;
-    if (count <= limit) {
-        out->append(*var);
-        return;
-    }
-    appendPieces(*out, *var, var->address, count, limit);
-    *var = out->last();
+    plc::guarded(0, [=] {
+        if (count <= limit) {
+            out->append(*var);
+            return 0;
+        }
+        appendPieces(*out, *var, var->address, count, limit);
+        *var = out->last();
+        return 0;
+    });
 }
 
 // A runtime calls it with its arguments by value.
 // NOLINTNEXTLINE(performance-unnecessary-value-param)
 int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records)
 {
-    if (records.contains(key))
-        return 1;
-    records.insert(key, var);
-    return 0;
+    return plc::guarded(1, [&] {
+        if (records.contains(key))
+            return 1;
+        records.insert(key, var);
+        return 0;
+    });
 }
+
+// The same functions under plain names, for runtimes that look names up. In the sources a function of C linkage cannot
+// bear the name of one of C++ linkage with the same arguments; in the library it is a second name of that function.
+extern "C" {
+
+PLC_EXPORT void plainBitVarReCreat2(QList<RW_VAR> *bucket, int unitLimit,
+                                    QList<RW_VAR> &out) __asm__("BitVarReCreat_2")
+    __attribute__((alias("_Z15BitVarReCreat_2P5QListI6RW_VAREiRS1_")));
+PLC_EXPORT void plainWhetherGroup(int count, int unitLimit, RW_VAR *var,
+                                  QList<RW_VAR> *out) __asm__("WhetherGroup")
+    __attribute__((alias("_Z12WhetherGroupiiP6RW_VARP5QListIS_E")));
+PLC_EXPORT int plainSpeedInsert(QString key, RW_VAR var,
+                                QHash<QString, RW_VAR> &records) __asm__("speed_insert")
+    __attribute__((alias("_Z12speed_insert7QString6RW_VARR5QHashIS_S0_E")));
+
+} // extern "C"

@@ -1,9 +1,9 @@
 # Compares the names that LIBRARY exports with those in the file RECORD, one a line, demangled. With -DWRITE=ON it
 # writes the file instead.
 #
-# Left out: names that begin with two underscores, which belong to the tool chain (sanitizers, coverage), and weak
-# names, which are instances of other people's templates and come and go with the compiler's mood. A weak name of our
-# own is an error.
+# Nothing is left out. A weak or unique name is an error, recorded or not: such a name is an instance of a template or an
+# inline function, which the loader would share with other files of the process; a unique one also keeps the library from
+# being unloaded.
 cmake_minimum_required(VERSION 3.25)
 
 execute_process(COMMAND ${NM} -D --defined-only -C ${LIBRARY}
@@ -12,23 +12,18 @@ if(failed)
   message(FATAL_ERROR "${NM} cannot read ${LIBRARY}: build the target plcdriver first")
 endif()
 
+string(STRIP "${listing}" listing)
 string(REPLACE ";" "," listing "${listing}")
 string(REGEX REPLACE "\n" ";" lines "${listing}")
 set(exported)
 foreach(line IN LISTS lines)
   if(NOT line MATCHES "^[0-9a-fA-F]+ (.) (.*)$")
-    continue()
+    message(FATAL_ERROR "cannot tell what ${NM} means by: ${line}")
   endif()
   set(kind "${CMAKE_MATCH_1}")
   set(name "${CMAKE_MATCH_2}")
-  if(name MATCHES "^_[_fi]")
-    continue()
-  endif()
-  if(kind MATCHES "[WVu]")
-    if(name MATCHES "(^|[ *&])(plc|RW_VAR|Protocol|EXTENDVAR|COM_INFO|Communication_Protocol)::")
-      message(SEND_ERROR "weak name of our own: ${name}")
-    endif()
-    continue()
+  if(NOT kind MATCHES "[TBDR]")
+    message(SEND_ERROR "weak or unique (${kind}): ${name}")
   endif()
   list(APPEND exported "${name}")
 endforeach()

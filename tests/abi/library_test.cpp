@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -202,6 +203,14 @@ TEST_F(Library, OffersEveryEntryPointUnderItsPlainName)
         EXPECT_NE(nullptr, address(name)) << name;
 }
 
+TEST_F(Library, OffersTheGroupingUtilitiesUnderPlainAndMangledNames)
+{
+    for (const char *name :
+         {"BitVarReCreat_2", "WhetherGroup", "speed_insert", "_Z15BitVarReCreat_2P5QListI6RW_VAREiRS1_",
+          "_Z12WhetherGroupiiP6RW_VARP5QListIS_E", "_Z12speed_insert7QString6RW_VARR5QHashIS_S0_E"})
+        EXPECT_NE(nullptr, address(name)) << name;
+}
+
 TEST_F(Library, OffersItsMemoryAreasUnderTheirPlainNames)
 {
     for (const char *name : {"PLC_driver", "LB", "LW", "RWI"})
@@ -269,6 +278,41 @@ TEST_F(Library, WorksThroughPlainCalls)
     EXPECT_EQ(0xCDC5, function<unsigned short(unsigned char *, unsigned short)>("CalCRC")(bytes, 6));
     EXPECT_EQ(1, function<int()>("QueryFinishFlag")());
     EXPECT_EQ(163, function<int(int, QString)>("PLCAddressChangeIntef")(3, QString::fromLatin1("10.3")));
+}
+
+// ---------------------------------------------------------------- grouping utilities, by their plain names
+
+TEST_F(Library, PacksIntoTheListOfTheCaller)
+{
+    QList<HostVariable> bucket, out;
+    bucket << holding(10, 2) << holding(14, 2) << holding(200);
+    function<void(QList<HostVariable> *, int, QList<HostVariable> &)>("BitVarReCreat_2")(&bucket, 100, out);
+    ASSERT_EQ(2, out.size());
+    EXPECT_EQ(10, out.at(0).address);
+    EXPECT_EQ(6, out.at(0).count);
+    EXPECT_EQ(200, out.at(1).address);
+    EXPECT_EQ(1, out.at(1).count);
+}
+
+TEST_F(Library, SplitsAVariableIntoPieces)
+{
+    QList<HostVariable> out;
+    HostVariable var = holding(10);
+    function<void(int, int, HostVariable *, QList<HostVariable> *)>("WhetherGroup")(250, 100, &var, &out);
+    ASSERT_EQ(3, out.size());
+    EXPECT_EQ(110, out.at(1).address);
+    EXPECT_EQ(100, out.at(1).count);
+    EXPECT_EQ(210, var.address);
+    EXPECT_EQ(50, var.count);
+}
+
+TEST_F(Library, KeepsTheFirstRecordOfAKey)
+{
+    QHash<QString, HostVariable> records;
+    auto *const insert = function<int(QString, HostVariable, QHash<QString, HostVariable> &)>("speed_insert");
+    EXPECT_EQ(0, insert(QString::fromLatin1("key"), holding(1), records));
+    EXPECT_EQ(1, insert(QString::fromLatin1("key"), holding(2), records));
+    EXPECT_EQ(1, records.value(QString::fromLatin1("key")).address);
 }
 
 // ------------------------------------------------------------------------ settings: fields that are read
