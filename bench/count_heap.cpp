@@ -3,6 +3,8 @@
 //   count_heap allocations
 //       Prints "mean M most N": calls of malloc, calloc and realloc per cyclic read of 100 holding registers,
 //       over 10,000 reads after the lists and the mirror have grown.
+//   count_heap retries
+//       The same for a request that is sent again after silence: ComCommunication() and DataCom() with nothing received.
 //   count_heap mirror REGISTERS
 //       Reads REGISTERS holding registers (a multiple of 100, at most 65,500) into the empty mirror and
 //       prints "requested R chunks C": bytes kept per register, as asked for, and as the allocator's chunks
@@ -14,6 +16,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 
 #include "bench_link.h"
 #include "heap_watch.h"
@@ -32,19 +35,38 @@ void require(bool succeeded, const char *what)
     std::exit(1);
 }
 
-void countAllocations()
+template <typename Operation>
+void countAllocations(Operation carryOut, const char *what)
 {
-    constexpr int kReads = 10000;
-    CyclicRead read(plc::kHoldingRegister, kMostRegisters);
+    constexpr int kTimes = 10000;
     std::size_t most = 0;
     const std::size_t before = allocationCount();
-    for (int i = 0; i < kReads; ++i) {
+    for (int i = 0; i < kTimes; ++i) {
         const std::size_t start = allocationCount();
-        require(read.serveNext(), "a cyclic read");
+        require(carryOut(), what);
         most = std::max(most, allocationCount() - start);
     }
     const auto all = static_cast<double>(allocationCount() - before);
-    std::printf("mean %.2f most %zu\n", all / kReads, most);
+    std::printf("mean %.2f most %zu\n", all / kTimes, most);
+}
+
+void countAllocationsOfReads()
+{
+    CyclicRead read(plc::kHoldingRegister, kMostRegisters);
+    countAllocations([&read] { return read.serveNext(); }, "a cyclic read");
+}
+
+void countAllocationsOfRetries(COM_INFO &settings)
+{
+    const CyclicRead read(plc::kHoldingRegister, kMostRegisters);
+    settings.retryLimit = std::numeric_limits<qint32>::max();
+    QByteArray nothing;
+    const Protocol *const head = ComCommunication(0);
+    countAllocations(
+        [head, &nothing] {
+            return DataCom(&nothing, 0)->status == plc::kResultPending && ComCommunication(0) == head;
+        },
+        "a retry");
 }
 
 void readOnce(int address, int registers, QByteArray &reply)
@@ -75,9 +97,13 @@ void measureMirror(int registers)
 
 int main(int argc, char **argv)
 {
-    plc::bench::setUpLink();
+    COM_INFO &settings = plc::bench::setUpLink();
     if (argc == 2 && std::strcmp(argv[1], "allocations") == 0) {
-        countAllocations();
+        countAllocationsOfReads();
+        return 0;
+    }
+    if (argc == 2 && std::strcmp(argv[1], "retries") == 0) {
+        countAllocationsOfRetries(settings);
         return 0;
     }
     const int registers = argc == 3 && std::strcmp(argv[1], "mirror") == 0 ? std::atoi(argv[2]) : 0;
@@ -85,8 +111,8 @@ int main(int argc, char **argv)
         measureMirror(registers);
         return 0;
     }
-    std::fputs(
-        "usage: count_heap allocations | count_heap mirror REGISTERS (a multiple of 100, at most 65500)\n",
-        stderr);
+    std::fputs("usage: count_heap allocations | count_heap retries | count_heap mirror REGISTERS (a multiple "
+               "of 100, at most 65500)\n",
+               stderr);
     return 2;
 }

@@ -1,5 +1,7 @@
 #include "core/context.h"
 
+#include <utility>
+
 #include "core/arithmetic.h"
 #include "core/options.h"
 #include "plcdriver.h"
@@ -74,8 +76,10 @@ void passRetValue(const RW_VAR *var)
 {
     if (!var)
         return;
-    PLC_driver.retVar = *var;
-    PLC_driver.retVar.data.clear();
+    // Copies that are moved: Qt's assignments are calls, its copies and, with Qt 5, its moves are not.
+    RW_VAR copy(*var);
+    copy.data = QByteArray();
+    PLC_driver.retVar = std::move(copy);
 }
 
 namespace plc {
@@ -86,26 +90,8 @@ Protocol &queueTransaction(const RW_VAR &var, QByteArray frame)
     Protocol &transaction = PLC_driver.sendQueue.last();
     transaction.frame.swap(frame);
     transaction.sendLen = transaction.frame.size();
-    transaction.var = var;
+    transaction.var = RW_VAR(var);
     return transaction;
-}
-
-void beginOperation(int steps)
-{
-    if (!PLC_driver.comInfo)
-        return;
-    PLC_driver.comInfo->stepTotal = steps;
-    PLC_driver.comInfo->stepDone = 0;
-}
-
-void rotate(QList<RW_VAR> &list)
-{
-    list.move(0, list.size() - 1);
-}
-
-void noteWriteCountLocked()
-{
-    PLC_driver.writeCount.store(PLC_driver.writeList.size());
 }
 
 int registerLimit()

@@ -159,18 +159,37 @@ PLC_EXPORT void passRetValue(const RW_VAR *var);
 
 namespace plc {
 
+/// The transaction in progress, null for none. Cycle thread.
+inline const Protocol *headTransaction()
+{
+    const QList<Protocol> &queue = PLC_driver.sendQueue;
+    return queue.isEmpty() ? nullptr : &queue.first();
+}
+
 /// Appends a transaction for @p var to the send queue: its frame, to be sent whole, and a copy of the variable. What its
 /// reply must look like is for the caller to say, in the record that is returned.
 Protocol &queueTransaction(const RW_VAR &var, QByteArray frame);
 
 /// Starts counting an operation of @p steps transactions. Does nothing without settings.
-void beginOperation(int steps);
+inline void beginOperation(int steps)
+{
+    if (!PLC_driver.comInfo)
+        return;
+    PLC_driver.comInfo->stepTotal = steps;
+    PLC_driver.comInfo->stepDone = 0;
+}
 
 /// Moves the first entry of @p list, which must not be empty, behind the others.
-void rotate(QList<RW_VAR> &list);
+inline void rotate(QList<RW_VAR> &list)
+{
+    list.move(0, list.size() - 1);
+}
 
 /// Brings writeCount up to date. Caller holds listMutex and has changed the write list.
-void noteWriteCountLocked();
+inline void noteWriteCountLocked()
+{
+    PLC_driver.writeCount.store(PLC_driver.writeList.size());
+}
 
 /// Largest request of a word area in registers: COM_INFO::maxBlock, but never below 1.
 int registerLimit();

@@ -35,8 +35,9 @@ int GetDriverReturnValue(int verdict)
 int SwitchErrorReturn(int base)
 {
     const int first = base + 1;
-    if (PLC_driver.sendQueue.isEmpty())
+    const Protocol *const head = plc::headTransaction();
+    if (!head)
         return first;
-    const int hostId = PLC_driver.sendQueue.first().var.hostId;
+    const int hostId = head->var.hostId;
     return hostId >= 1 && hostId <= kHighestOffset ? first + hostId : first;
 }

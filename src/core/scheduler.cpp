@@ -197,7 +197,8 @@ void abandonChoice()
 
 Protocol *queueHead()
 {
-    return PLC_driver.sendQueue.isEmpty() ? nullptr : &PLC_driver.sendQueue.first();
+    QList<Protocol> &queue = PLC_driver.sendQueue;
+    return queue.isEmpty() ? nullptr : &queue.first();
 }
 
 } // namespace

@@ -193,7 +193,7 @@ int judge(QByteArray *reply, int length, bool local)
 
 int judgeHead(QByteArray *reply, int length, bool local)
 {
-    if (PLC_driver.sendQueue.first().var.relayArg1 != plc::kReadHalf)
+    if (plc::headTransaction()->var.relayArg1 != plc::kReadHalf)
         return judge(reply, length, local);
     // The first half of a read-modify-write looks into the write list.
     QMutexLocker lock(&PLC_driver.listMutex);
@@ -202,7 +202,7 @@ int judgeHead(QByteArray *reply, int length, bool local)
 
 void handleReply(QByteArray *reply, int length)
 {
-    const bool local = PLC_driver.sendQueue.first().var.linkId == PLC_driver.comInfo->linkId;
+    const bool local = plc::headTransaction()->var.linkId == PLC_driver.comInfo->linkId;
     const int result = judgeHead(reply, length, local);
     if (plc::isDone(result))
         succeed(result, local);
@@ -229,7 +229,7 @@ void countSilence()
         fail(plc::kResultNoReply, true);
 }
 
-// Leaves the outcome in the status of the result record, which is "done" before.
+// Null counts as nothing, all the way down. Leaves the outcome in the status of the result record, which is "done" before.
 void takeReceived(QByteArray *received, int length)
 {
     if (PLC_driver.sendQueue.isEmpty() || !PLC_driver.comInfo)
@@ -239,7 +239,7 @@ void takeReceived(QByteArray *received, int length)
         head.replyLen = 0;
     if (head.replyLen != plc::kReplyOpen)
         handleReply(received, length);
-    else if (PLC_driver.forceCheck != 0 || !received->isEmpty())
+    else if (PLC_driver.forceCheck != 0 || (received && !received->isEmpty()))
         findReply(received, head);
     else
         countSilence();
@@ -249,11 +249,9 @@ void takeReceived(QByteArray *received, int length)
 
 RW_VAR *DataCom(QByteArray *reply, int length)
 {
-    QByteArray nothing;
-    QByteArray *const received = reply ? reply : &nothing;
     PLC_driver.retVar.status = plc::kResultDone;
     const bool finished = plc::guarded(false, [=] {
-        takeReceived(received, length);
+        takeReceived(reply, length);
         return true;
     });
     if (!finished)

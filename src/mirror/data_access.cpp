@@ -175,10 +175,10 @@ struct HostWrite
 
     explicit HostWrite(const QByteArray &hostValues) : values(hostValues), limit(1), queued(-1) {}
 
-    void emitChunk(int count, const QByteArray &data, int addressStep)
+    void emitChunk(int count, QByteArray data, int addressStep)
     {
         request.count = count;
-        request.data = data;
+        request.data.swap(data);
         emitRequest();
         request.address = plc::wrappingSum(request.address, addressStep);
     }

@@ -14,12 +14,6 @@ namespace {
 
 constexpr int kShortestCheckedReply = 6;
 
-const Protocol *head()
-{
-    const QList<Protocol> &queue = PLC_driver.sendQueue;
-    return queue.isEmpty() ? nullptr : &queue.first();
-}
-
 bool crcMatches(const uchar *frame, int length)
 {
     const int crcAt = length - plc::kCrcLen;
@@ -106,7 +100,7 @@ plc::Verdict judgeLocal(QByteArray *reply, int length, const Protocol &transacti
 
 int check_data(QByteArray *received)
 {
-    const Protocol *const transaction = head();
+    const Protocol *const transaction = plc::headTransaction();
     if (!received || !transaction || transaction->frame.size() <= plc::kFunctionAt)
         return 0;
     const uchar *const request = plc::bytesOf(transaction->frame);
@@ -126,7 +120,7 @@ int check_data(QByteArray *received)
 
 int CheckGetData(QByteArray *reply, int)
 {
-    const Protocol *const transaction = head();
+    const Protocol *const transaction = plc::headTransaction();
     if (!transaction)
         return plc::kReject;
     const int station = transaction->var.station & 0xFF;
@@ -142,7 +136,7 @@ int CheckGetData(QByteArray *reply, int)
 
 int DealDataOfLocalArea(QByteArray *reply, int length)
 {
-    const Protocol *const transaction = head();
+    const Protocol *const transaction = plc::headTransaction();
     if (!transaction)
         return GetDriverReturnValue(plc::kReplyMissing);
     return GetDriverReturnValue(judgeLocal(reply, length, *transaction));

@@ -57,9 +57,10 @@ void storeRegisters(const QByteArray &reply, const Protocol &transaction, quint6
 
 void SaveToLocalDataErea(QByteArray *reply)
 {
-    if (!reply || PLC_driver.sendQueue.isEmpty())
+    const Protocol *const head = plc::headTransaction();
+    if (!reply || !head)
         return;
-    const Protocol &transaction = PLC_driver.sendQueue.first();
+    const Protocol &transaction = *head;
     const RW_VAR &var = transaction.var;
     if (var.relayArg1 == plc::kReadHalf) {
         SpecialRegisterSave(reply);

@@ -5,7 +5,10 @@
 
 #include <QtGlobal>
 
+#include "core/byte_order.h"
+#include "core/context.h"
 #include "core/records.h"
+#include "core/register_types.h"
 
 namespace plc {
 
@@ -14,11 +17,20 @@ constexpr int kStationOverrideWord = 50500;
 
 /// Station byte of a Modbus request for @p station: the low byte of the override word when that word is not
 /// 0, otherwise the low byte of @p station.
-uchar stationByte(int station);
+inline uchar stationByte(int station)
+{
+    const unsigned short overriding = LW ? LW[kStationOverrideWord] : static_cast<unsigned short>(0);
+    return lowByte(overriding != 0 ? static_cast<quint32>(overriding) : static_cast<quint32>(station));
+}
 
 /// Data bytes in the reply to a read of @p count units: bits eight to a byte for types 0 and 1, two bytes a
 /// register for every other type, wrapping for counts that no request can carry.
-int readDataLen(int regType, int count);
+inline int readDataLen(int regType, int count)
+{
+    if (isBitArea(regType))
+        return static_cast<int>((static_cast<qint64>(count) + 7) / 8);
+    return static_cast<int>(static_cast<quint32>(count) * 2u);
+}
 
 /// Register @p value with the bit that @p bitVariable names set or cleared as its data says. A negative
 /// address names no bit.
