@@ -72,19 +72,21 @@ file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers" "activate-noawait ld
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
   "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs;${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers")
 
-# Every package has its own copy of these.
-string(TIMESTAMP plc_build_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
-configure_file(packaging/changelog.Debian.in "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian" @ONLY)
-find_program(PLC_GZIP gzip)
-if(PLC_GZIP)
-  execute_process(COMMAND "${PLC_GZIP}" -9nf "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian")
+if("DEB" IN_LIST CPACK_GENERATOR)
+  # Every package has its own copy of these.
+  string(TIMESTAMP plc_build_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+  configure_file(packaging/changelog.Debian.in "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian" @ONLY)
+  find_program(PLC_GZIP gzip)
+  if(PLC_GZIP)
+    execute_process(COMMAND "${PLC_GZIP}" -9nf "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian")
+  endif()
+  foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
+    string(TOLOWER ${component} part)
+    set(folder "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}")
+    install(FILES packaging/copyright "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian.gz"
+      DESTINATION "${folder}" COMPONENT ${part} OPTIONAL)
+  endforeach()
 endif()
-foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
-  string(TOLOWER ${component} part)
-  set(folder "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}")
-  install(FILES packaging/copyright "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian.gz"
-    DESTINATION "${folder}" COMPONENT ${part} OPTIONAL)
-endforeach()
 
 include(CPack)
 
