@@ -48,7 +48,9 @@ if(CMAKE_CROSSCOMPILING)
   # The packages of the other architecture are unknown to this machine's dpkg, so the dependencies stand here. Those of the
   # library follow from scripts/check-symbols, those of the tools from the release whose system root they are linked with.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
-  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^armv[45]")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armel)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
   elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^i.86$")
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE i386)
