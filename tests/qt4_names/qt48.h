@@ -517,8 +517,10 @@ public:
     QString &operator+=(QChar character);
     QString &operator+=(const QString &other);
     QString &operator+=(const QLatin1String &text);
-    QString arg(int value, int width = 0, int base = 10, const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
-    QString arg(uint value, int width = 0, int base = 10, const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
+    QString arg(int value, int width = 0, int base = 10,
+                const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
+    QString arg(uint value, int width = 0, int base = 10,
+                const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
     QString arg(const QString &value, int width = 0, const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
 
     short toShort(bool *ok = 0, int base = 10) const;

@@ -317,8 +317,7 @@ TEST_F(RunOfThePackagingLine, PutsOnAPacedLineWhatWasPlannedAndIsNoFasterThanIt)
     const double bytes =
         measured.value("bytesPerScan").toDouble() / measured.value("requestsPerScan").toDouble();
     EXPECT_NEAR(1, bytes / plannedBytes, 0.1) << "the first scan begins elsewhere than the others";
-    const double plannedMs =
-        planned.value("milliseconds").toDouble() / planned.value("requests").toDouble();
+    const double plannedMs = planned.value("milliseconds").toDouble() / planned.value("requests").toDouble();
     const double ms =
         measured.value("secondsPerScan").toDouble() * 1000.0 / measured.value("requestsPerScan").toDouble();
     EXPECT_GT(ms / plannedMs, 0.9) << "no line is faster than its baud rate";

@@ -203,7 +203,8 @@ TEST(SoakOfThePackagingLine, ShowsNoWrongValueAndReportsEachWriteOnce)
     soak.print();
     std::printf("%s", run.process().errors().c_str());
     if (measured > 0)
-        std::printf("memory: %ld KiB after half of the time, %ld KiB at the end\n", memoryBefore, memoryAfter);
+        std::printf("memory: %ld KiB after half of the time, %ld KiB at the end\n", memoryBefore,
+                    memoryAfter);
     EXPECT_EQ(0u, soak.openWrites()) << "writes without a report";
     for (std::size_t i = 0; i < written.size(); ++i)
         EXPECT_TRUE(soak.mayStandInTheStation(written[i], readBack(stations->terminal(), stationsWritten[i])))
