@@ -77,7 +77,7 @@ TEST_F(Watch, ShowsWhyAVariableHasNoValue)
 {
     serve({"--size", "1000"});
     const Finished run =
-        plchost(watchWords({"4x:0", "4x:1000", "4x:0@9", "-o", "0.3", "--retries", "0", "-1"}));
+        plchost(watchWords({"4x:0", "4x:1000", "4x:0@9", "-o", "2", "--retries", "0", "-1"}));
     EXPECT_EQ(6, run.exitCode) << run.errors;
     ASSERT_EQ(3u, run.lines().size()) << run.output;
     EXPECT_THAT(run.lines()[0], HasSubstr("  4x:0 = 0  (good, "));
