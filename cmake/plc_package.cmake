@@ -48,7 +48,9 @@ if(CMAKE_CROSSCOMPILING)
   # The packages of the other architecture are unknown to this machine's dpkg, so the dependencies stand here. Those of the
   # library follow from scripts/check-symbols, those of the tools from the release whose system root they are linked with.
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS OFF)
-  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^armv[45]")
+    set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armel)
+  elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE armhf)
   elseif(CMAKE_SYSTEM_PROCESSOR MATCHES "^i.86$")
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE i386)
@@ -72,19 +74,21 @@ file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers" "activate-noawait ld
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
   "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs;${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers")
 
-# Every package has its own copy of these.
-string(TIMESTAMP plc_build_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
-configure_file(packaging/changelog.Debian.in "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian" @ONLY)
-find_program(PLC_GZIP gzip)
-if(PLC_GZIP)
-  execute_process(COMMAND "${PLC_GZIP}" -9nf "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian")
+if("DEB" IN_LIST CPACK_GENERATOR)
+  # Every package has its own copy of these.
+  string(TIMESTAMP plc_build_date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+  configure_file(packaging/changelog.Debian.in "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian" @ONLY)
+  find_program(PLC_GZIP gzip)
+  if(PLC_GZIP)
+    execute_process(COMMAND "${PLC_GZIP}" -9nf "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian")
+  endif()
+  foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
+    string(TOLOWER ${component} part)
+    set(folder "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}")
+    install(FILES packaging/copyright "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian.gz"
+      DESTINATION "${folder}" COMPONENT ${part} OPTIONAL)
+  endforeach()
 endif()
-foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
-  string(TOLOWER ${component} part)
-  set(folder "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}")
-  install(FILES packaging/copyright "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian.gz"
-    DESTINATION "${folder}" COMPONENT ${part} OPTIONAL)
-endforeach()
 
 if("DEB" IN_LIST CPACK_GENERATOR)
   install(FILES packaging/libplcdriver-dev.lintian-overrides

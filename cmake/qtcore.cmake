@@ -1,9 +1,37 @@
 # plc_qtcore: the QtCore that the driver is built against, Qt 5 or Qt 4.8 (-DPLC_QT=4).
+
+# A toolchain file may have things looked for in the system root alone, but the Qt 4.8 of a panel often lies elsewhere. A
+# folder that a root has itself, under the same name, is found there and not on this machine.
+function(plc_let_qmakes_folders_be_found)
+  set(roots ${CMAKE_SYSROOT} ${CMAKE_FIND_ROOT_PATH})
+  if(NOT QT_QMAKE_EXECUTABLE OR NOT roots)
+    return()
+  endif()
+  foreach(name IN ITEMS QT_INSTALL_PREFIX QT_INSTALL_HEADERS QT_INSTALL_LIBS)
+    execute_process(COMMAND "${QT_QMAKE_EXECUTABLE}" -query ${name} OUTPUT_VARIABLE folder OUTPUT_STRIP_TRAILING_WHITESPACE
+      RESULT_VARIABLE failed)
+    if(failed)
+      message(FATAL_ERROR "${QT_QMAKE_EXECUTABLE} -query ${name} failed (${failed}): QT_QMAKE_EXECUTABLE must be a qmake")
+    endif()
+    set(in_a_root OFF)
+    foreach(root IN LISTS roots)
+      if(IS_DIRECTORY "${root}${folder}")
+        set(in_a_root ON)
+      endif()
+    endforeach()
+    if(NOT in_a_root AND IS_DIRECTORY "${folder}")
+      list(APPEND CMAKE_FIND_ROOT_PATH "${folder}")
+    endif()
+  endforeach()
+  set(CMAKE_FIND_ROOT_PATH "${CMAKE_FIND_ROOT_PATH}" PARENT_SCOPE)
+endfunction()
+
 add_library(plc_qtcore INTERFACE)
 if(PLC_QT EQUAL 4)
   if(NOT QT_QMAKE_EXECUTABLE)
     message(STATUS "Looking for a qmake of Qt 4.8; if another one is found, say -DQT_QMAKE_EXECUTABLE=/path/of/qmake")
   endif()
+  plc_let_qmakes_folders_be_found()
   find_package(Qt4 4.8 REQUIRED COMPONENTS QtCore)
   target_link_libraries(plc_qtcore INTERFACE Qt4::QtCore)
   if(PLC_TOOLS OR PLC_TESTS OR PLC_BENCH)

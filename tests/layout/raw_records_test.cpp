@@ -15,6 +15,7 @@
 
 #include <dlfcn.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 
 namespace {
 
@@ -548,6 +549,12 @@ class AddressSpaceTaken
 public:
     explicit AddressSpaceTaken(std::size_t piece) : piece_(piece)
     {
+        getrlimit(RLIMIT_AS, &usual_);
+        rlimit small = usual_;
+        // More than a panel has is never used up.
+        if (!kIsPanel)
+            small.rlim_cur = rlim_t{2} << 30;
+        setrlimit(RLIMIT_AS, &small);
         for (void *taken = take(); taken != MAP_FAILED; taken = take())
             pieces_.push_back(taken);
     }
@@ -555,6 +562,7 @@ public:
     {
         for (void *taken : pieces_)
             munmap(taken, piece_);
+        setrlimit(RLIMIT_AS, &usual_);
     }
     AddressSpaceTaken(const AddressSpaceTaken &) = delete;
     AddressSpaceTaken &operator=(const AddressSpaceTaken &) = delete;
@@ -567,14 +575,16 @@ private:
 
     std::size_t piece_;
     std::vector<void *> pieces_;
+    rlimit usual_{};
 };
 
 // QtCore throws, the library catches: with a compiler runtime of its own it has to understand the other one's
 // exceptions.
 TEST_F(RawRecords, OutputThatDoesNotFitTheMemoryIsRefusedAndNothingEnds)
 {
-    if (!kIsPanel)
-        GTEST_SKIP() << "needs 4-byte pointers, whose address space can be used up";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizer itself takes more address space than there is then";
+#endif
     setUp();
     QByteArray out("left");
     int result = -1;

@@ -7,6 +7,9 @@
 /// Qt 4.8. What Qt 4.8 has and the driver must not use is missing on purpose: `foreach` runs its body only
 /// once with a current compiler and Qt 4.8's headers; toAscii() and fromAscii() are gone from Qt 5; qSort()
 /// and the like are deprecated there.
+///
+/// Qt 4.8 has the compiler warn where a changed copy of a QString is made and dropped, which is an error here. This page
+/// has it so for the other classes' copies as well.
 #ifndef PLC_TESTS_QT4_NAMES_QT48_H
 #define PLC_TESTS_QT4_NAMES_QT48_H
 
@@ -31,6 +34,9 @@
     Class(const Class &);                                                                                    \
     Class &operator=(const Class &);
 #define Q_DECLARE_TYPEINFO(Type, Flags)
+
+/// A function that leaves its object alone and gives a changed copy: dropping that is a mistake.
+#define PLC_GIVES_A_COPY __attribute__((warn_unused_result))
 
 typedef signed char qint8;
 typedef unsigned char quint8;
@@ -117,7 +123,7 @@ public:
     const T &last() const;
     T value(int i) const;
     T value(int i, const T &otherwise) const;
-    QList mid(int position, int length = -1) const;
+    QList mid(int position, int length = -1) const PLC_GIVES_A_COPY;
 
     void append(const T &value);
     void append(const QList &other);
@@ -339,16 +345,16 @@ public:
     const_iterator end() const;
     const_iterator constEnd() const;
 
-    QByteArray left(int length) const;
-    QByteArray right(int length) const;
-    QByteArray mid(int position, int length = -1) const;
-    QByteArray trimmed() const;
-    QByteArray simplified() const;
-    QByteArray toLower() const;
-    QByteArray toUpper() const;
-    QByteArray toHex() const;
-    QByteArray toBase64() const;
-    QList<QByteArray> split(char separator) const;
+    QByteArray left(int length) const PLC_GIVES_A_COPY;
+    QByteArray right(int length) const PLC_GIVES_A_COPY;
+    QByteArray mid(int position, int length = -1) const PLC_GIVES_A_COPY;
+    QByteArray trimmed() const PLC_GIVES_A_COPY;
+    QByteArray simplified() const PLC_GIVES_A_COPY;
+    QByteArray toLower() const PLC_GIVES_A_COPY;
+    QByteArray toUpper() const PLC_GIVES_A_COPY;
+    QByteArray toHex() const PLC_GIVES_A_COPY;
+    QByteArray toBase64() const PLC_GIVES_A_COPY;
+    QList<QByteArray> split(char separator) const PLC_GIVES_A_COPY;
     int indexOf(char wanted, int from = 0) const;
     int indexOf(const char *wanted, int from = 0) const;
     int indexOf(const QByteArray &wanted, int from = 0) const;
@@ -423,9 +429,9 @@ public:
     bool isLetter() const;
     bool isSpace() const;
     int digitValue() const;
-    QChar toLower() const;
-    QChar toUpper() const;
-    char toLatin1() const;
+    QChar toLower() const PLC_GIVES_A_COPY;
+    QChar toUpper() const PLC_GIVES_A_COPY;
+    char toLatin1() const PLC_GIVES_A_COPY;
     ushort unicode() const;
 };
 bool operator==(QChar a, QChar b);
@@ -478,17 +484,17 @@ public:
     const QChar at(int i) const;
     const QChar operator[](int i) const;
     const QChar *constData() const;
-    QString left(int length) const;
-    QString right(int length) const;
-    QString mid(int position, int length = -1) const;
-    QString trimmed() const;
-    QString simplified() const;
-    QString toLower() const;
-    QString toUpper() const;
+    QString left(int length) const PLC_GIVES_A_COPY;
+    QString right(int length) const PLC_GIVES_A_COPY;
+    QString mid(int position, int length = -1) const PLC_GIVES_A_COPY;
+    QString trimmed() const PLC_GIVES_A_COPY;
+    QString simplified() const PLC_GIVES_A_COPY;
+    QString toLower() const PLC_GIVES_A_COPY;
+    QString toUpper() const PLC_GIVES_A_COPY;
     QStringList split(const QString &separator, SplitBehavior behavior = KeepEmptyParts,
-                      Qt::CaseSensitivity cs = Qt::CaseSensitive) const;
+                      Qt::CaseSensitivity cs = Qt::CaseSensitive) const PLC_GIVES_A_COPY;
     QStringList split(const QChar &separator, SplitBehavior behavior = KeepEmptyParts,
-                      Qt::CaseSensitivity cs = Qt::CaseSensitive) const;
+                      Qt::CaseSensitivity cs = Qt::CaseSensitive) const PLC_GIVES_A_COPY;
     int indexOf(QChar wanted, int from = 0, Qt::CaseSensitivity cs = Qt::CaseSensitive) const;
     int indexOf(const QString &wanted, int from = 0, Qt::CaseSensitivity cs = Qt::CaseSensitive) const;
     int indexOf(const QLatin1String &wanted, int from = 0, Qt::CaseSensitivity cs = Qt::CaseSensitive) const;
@@ -511,9 +517,11 @@ public:
     QString &operator+=(QChar character);
     QString &operator+=(const QString &other);
     QString &operator+=(const QLatin1String &text);
-    QString arg(int value, int width = 0, int base = 10, const QChar &filler = QChar()) const;
-    QString arg(uint value, int width = 0, int base = 10, const QChar &filler = QChar()) const;
-    QString arg(const QString &value, int width = 0, const QChar &filler = QChar()) const;
+    QString arg(int value, int width = 0, int base = 10,
+                const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
+    QString arg(uint value, int width = 0, int base = 10,
+                const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
+    QString arg(const QString &value, int width = 0, const QChar &filler = QChar()) const PLC_GIVES_A_COPY;
 
     short toShort(bool *ok = 0, int base = 10) const;
     ushort toUShort(bool *ok = 0, int base = 10) const;
@@ -522,10 +530,10 @@ public:
     qint64 toLongLong(bool *ok = 0, int base = 10) const;
     quint64 toULongLong(bool *ok = 0, int base = 10) const;
     double toDouble(bool *ok = 0) const;
-    QByteArray toLatin1() const;
-    QByteArray toUtf8() const;
-    QByteArray toLocal8Bit() const;
-    std::string toStdString() const;
+    QByteArray toLatin1() const PLC_GIVES_A_COPY;
+    QByteArray toUtf8() const PLC_GIVES_A_COPY;
+    QByteArray toLocal8Bit() const PLC_GIVES_A_COPY;
+    std::string toStdString() const PLC_GIVES_A_COPY;
     static QString number(int value, int base = 10);
     static QString number(uint value, int base = 10);
     static QString number(long value, int base = 10);
@@ -553,7 +561,7 @@ public:
     explicit QStringList(const QString &text);
     QStringList(const QList<QString> &texts);
     QStringList(std::initializer_list<QString> texts);
-    QString join(const QString &separator) const;
+    QString join(const QString &separator) const PLC_GIVES_A_COPY;
 };
 
 // --------------------------------------------------------------------------------------------------- threads

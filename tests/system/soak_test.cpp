@@ -1,5 +1,5 @@
-// A long run on a bad line: no value that was never there, no write without its one report, no memory that grows.
-// PLC_SOAK_SECONDS says how long; scripts/soak runs it for ten minutes.
+// A run on a bad line: no value that was never there, no write without its one report. PLC_SOAK_SECONDS makes it a
+// measurement: as long as it says, with late replies, and with the memory of plchost, which scripts/soak judges.
 
 #include <QJsonArray>
 
@@ -17,13 +17,14 @@ using namespace plc::test;
 using namespace plc::host;
 
 constexpr int kUsualSeconds = 10;
-/// What is told through the pipe has happened no longer ago.
-constexpr Time kPipeTime = std::chrono::seconds(1);
+/// A moment of a row and the age of its value are rounded.
+constexpr double kRoundedMs = 2;
 
-Time soakTime()
+/// What PLC_SOAK_SECONDS says; 0 without it.
+int measuredSeconds()
 {
     const char *text = std::getenv("PLC_SOAK_SECONDS");
-    return std::chrono::seconds(text ? std::atoi(text) : kUsualSeconds);
+    return text ? std::atoi(text) : 0;
 }
 
 /// Memory of a process in KiB.
@@ -96,7 +97,7 @@ private:
         if (word(line, "result") == "done") {
             ++writesDone_;
             done_[name] = value;
-            doneAt_[name] = steadyNow();
+            doneBeforeMs_.erase(name);
             failedSince_[name].clear();
         } else {
             ++writesFailed_;
@@ -108,18 +109,23 @@ private:
     {
         ++values_;
         const std::string name = word(line, "variable");
-        forgetOverwritten(name, line.value("age_ms"));
+        const double moment = line.value("time_s").toDouble() * 1000;
+        // The table was made after all reports that stand before it.
+        for (const auto &[written, value] : done_)
+            doneBeforeMs_.insert({written, moment});
+        forgetOverwritten(name, moment, line.value("age_ms"));
         const std::vector<std::vector<double>> &allowed = allowed_[name];
         EXPECT_NE(allowed.end(), std::find(allowed.begin(), allowed.end(), numbers(line.value("values"))))
             << name << " shows what was never there, or not any more";
     }
 
-    /// What was read well after a write was done shows that write or a later one.
-    void forgetOverwritten(const std::string &name, const QJsonValue &age)
+    /// What was read after a write was done shows that write or a later one. All times are those of plchost, so that
+    /// nothing depends on when the lines get here.
+    void forgetOverwritten(const std::string &name, double moment, const QJsonValue &age)
     {
-        const auto done = doneAt_.find(name);
-        if (done == doneAt_.end() || !age.isDouble() ||
-            steadyNow() - fromSeconds(age.toDouble() / 1000) < done->second + kPipeTime)
+        const auto done = doneBeforeMs_.find(name);
+        if (done == doneBeforeMs_.end() || !age.isDouble() ||
+            moment - age.toDouble() < done->second + kRoundedMs)
             return;
         std::vector<std::vector<double>> &allowed = allowed_[name];
         const auto last = std::find(allowed.begin(), allowed.end(), std::vector<double>{done_[name]});
@@ -131,7 +137,7 @@ private:
     std::map<std::string, std::vector<std::vector<double>>> allowed_; ///< oldest first
     std::set<std::pair<std::string, double>> open_;
     std::map<std::string, double> done_;
-    std::map<std::string, Time> doneAt_;
+    std::map<std::string, double> doneBeforeMs_; ///< the moment of the first table behind the report
     std::map<std::string, std::set<double>> failedSince_;
     std::map<std::string, long> states_;
     long values_ = 0;
@@ -149,16 +155,20 @@ double readBack(const std::string &terminal, int station)
     return values.empty() ? -1 : values.front();
 }
 
-TEST(SoakOfThePackagingLine, ShowsNoWrongValueReportsEachWriteOnceAndDoesNotGrow)
+TEST(SoakOfThePackagingLine, ShowsNoWrongValueAndReportsEachWriteOnce)
 {
     Words arguments{"-a", "1-8", "-q", "--seed", "11"};
     for (const char *fault : {"--drop", "--cut", "--cut-forever", "--bad-crc", "--swap-crc", "--noise-before",
-                              "--noise-after", "--foreign", "--exception", "--twice", "--late"}) {
+                              "--noise-after", "--foreign", "--exception", "--twice"}) {
         arguments.emplace_back(fault);
         arguments.emplace_back("2");
     }
-    // Later than the project's time-out of 300 ms, and within the guard behind it.
-    arguments = arguments + Words{"--late-by", "450"};
+    // Later than the project's time-out of 300 ms, and within the guard behind it. On a busy machine a reply comes later
+    // than that and rightly passes for the next one, so that late replies are for the measurement; tests/bus has them in
+    // virtual time.
+    const int measured = measuredSeconds();
+    if (measured > 0)
+        arguments = arguments + Words{"--late", "2", "--late-by", "450"};
     const TemporaryFile areas(areasOfEightStations());
     const std::unique_ptr<Server> stations = startStation(arguments + Words{"--areas", areas.path()});
     const Project project = loadProject(kPackagingLine);
@@ -168,7 +178,7 @@ TEST(SoakOfThePackagingLine, ShowsNoWrongValueReportsEachWriteOnceAndDoesNotGrow
     const Words written{"Line.Set.Jog speed", "Filler.Set.Jog speed", "Wrapper.Set.Jog speed"};
     const std::vector<int> stationsWritten{1, 3, 8};
     const Time start = steadyNow();
-    const Time duration = soakTime();
+    const Time duration = std::chrono::seconds(measured > 0 ? measured : kUsualSeconds);
     Time nextWrites = start;
     long memoryBefore = 0;
     while (steadyNow() < start + duration) {
@@ -181,7 +191,7 @@ TEST(SoakOfThePackagingLine, ShowsNoWrongValueReportsEachWriteOnceAndDoesNotGrow
                 soak.write(name);
             nextWrites = steadyNow() + std::chrono::seconds(3);
         }
-        if (memoryBefore == 0 && steadyNow() > start + duration / 4)
+        if (memoryBefore == 0 && steadyNow() > start + duration / 2)
             memoryBefore = residentMemory(run.process().pid());
     }
     const long memoryAfter = residentMemory(run.process().pid());
@@ -191,12 +201,11 @@ TEST(SoakOfThePackagingLine, ShowsNoWrongValueReportsEachWriteOnceAndDoesNotGrow
     ASSERT_TRUE(run.process().waitForEnd(steadyNow() + kPatience).has_value());
 
     soak.print();
-    std::printf("memory %ld KiB after a quarter of the time, %ld KiB at the end\n%s", memoryBefore,
-                memoryAfter, run.process().errors().c_str());
+    std::printf("%s", run.process().errors().c_str());
+    if (measured > 0)
+        std::printf("memory: %ld KiB after half of the time, %ld KiB at the end\n", memoryBefore,
+                    memoryAfter);
     EXPECT_EQ(0u, soak.openWrites()) << "writes without a report";
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__) // these keep what was freed
-    EXPECT_LT(memoryAfter, memoryBefore + 512);
-#endif
     for (std::size_t i = 0; i < written.size(); ++i)
         EXPECT_TRUE(soak.mayStandInTheStation(written[i], readBack(stations->terminal(), stationsWritten[i])))
             << written[i];

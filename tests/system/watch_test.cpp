@@ -69,15 +69,15 @@ TEST_F(Watch, PausesBetweenTheScansWhenAsked)
 {
     serve({});
     const Finished run = plchost(watchWords({"4x:0", "4x:500", "-l", "400", "--for", "1"}));
-    // Scans begin at 0, 0.4 and 0.8 s; without the pause there would be hundreds of requests.
-    EXPECT_THAT(run.errors, MatchesRegex("requests [2-8], good [2-8],.*"));
+    // Scans begin at 0, 0.4 and 0.8 s, fewer on a busy machine; without the pause there would be hundreds of requests.
+    EXPECT_THAT(run.errors, MatchesRegex("requests [0-8], good [0-8],.*"));
 }
 
 TEST_F(Watch, ShowsWhyAVariableHasNoValue)
 {
     serve({"--size", "1000"});
     const Finished run =
-        plchost(watchWords({"4x:0", "4x:1000", "4x:0@9", "-o", "0.3", "--retries", "0", "-1"}));
+        plchost(watchWords({"4x:0", "4x:1000", "4x:0@9", "-o", "2", "--retries", "0", "-1"}));
     EXPECT_EQ(6, run.exitCode) << run.errors;
     ASSERT_EQ(3u, run.lines().size()) << run.output;
     EXPECT_THAT(run.lines()[0], HasSubstr("  4x:0 = 0  (good, "));
@@ -89,7 +89,12 @@ TEST_F(Watch, KeepsTheLastValueWhenTheStationFallsSilent)
 {
     serve({});
     ChildProcess watch(PLC_HOST_PROGRAM, watchWords({"4x:0", "-o", "0.3", "--retries", "0"}), true);
-    ASSERT_TRUE(watch.readLine(steadyNow() + kPatience).has_value());
+    // On a busy machine the first reply may come later than the time-out.
+    for (bool read = false; !read;) {
+        const auto line = watch.readLine(steadyNow() + kPatience);
+        ASSERT_TRUE(line.has_value());
+        read = line->find("4x:0 = 0  (good, ") != std::string::npos;
+    }
     station->process().signal(SIGSTOP);
     bool noticed = false;
     for (int i = 0; i < 60 && !noticed; ++i) {
