@@ -45,6 +45,8 @@ Request describe(const Protocol &head, bool relay)
     request.direction = head.var.direction;
     request.hostId = head.var.hostId;
     request.hostSubId = head.var.hostSubId;
+    // In a relay frame the member is a value.
+    request.isReadHalf = !relay && request.direction == 0 && head.var.relayArg1 == kReadHalf;
     return request;
 }
 
@@ -102,17 +104,20 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
             break;
         case CycleState::WaitingSilence: {
             const Time due = silenceDue();
-            if (now >= due) {
+            if (now >= due && now <= freshUntil_) {
                 if (driver_.permit(request_) != Permit::Withhold)
                     return transmit(now);
                 withhold(now);
                 ++withheld;
                 break;
             }
-            const Time limit = busyLimit();
+            const Time limit = std::min(busyLimit(), freshUntil_);
             if (now < limit)
                 return {QByteArray(), std::min(due, limit)};
-            giveUpLine(now);
+            if (now >= freshUntil_)
+                giveUpStale(now);
+            else
+                giveUpLine(now);
             break;
         }
         case CycleState::WaitingReply:
@@ -170,6 +175,16 @@ Time Cycle::busyLimit() const
     return std::max(waitingSince_, holdUntil_) + waits * settings_.responseTimeout;
 }
 
+/// What was to be written back has become too old: the transaction ends, whatever the driver has left of attempts.
+void Cycle::giveUpStale(Time now)
+{
+    info_.retryCount = std::max(info_.retryLimit, 0);
+    if (report_.attempts == 0)
+        giveUpLine(now);
+    else
+        giveUpAttempt(now);
+}
+
 /// The line has not fallen silent in time: an attempt is spent without having been sent.
 void Cycle::giveUpLine(Time now)
 {
@@ -201,7 +216,8 @@ bool Cycle::fetch(Time now)
     report_.cause = AttemptEnd::NoReply;
     report_.startedAt = now;
     // A request that was not answered may be repeated at once: a late answer to it is one to this as well.
-    answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame;
+    // Not where the value is written back: the late answer may have an old one.
+    answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame && !request_.isReadHalf;
     const Permit permit = driver_.permit(request_);
     if (permit == Permit::Withhold) {
         withhold(now);
@@ -345,7 +361,7 @@ void Cycle::examine(Time now, bool waitIsOver)
     heard_ = heard_ || !buffer_.isEmpty();
     report_.echoHeard = report_.echoHeard || (!settings_.removeEcho && buffer_.contains(request_.frame));
     const bool unchecked = !settings_.policies.checkReplies && state_ == CycleState::WaitingReply &&
-                           head_->replyLen == kReplyOpen;
+                           head_->replyLen == kReplyOpen && !request_.isReadHalf;
     for (;;) {
         const Sighting sighting = findReply(buffer_, shape_, waitIsOver);
         if (unchecked && sighting.found != Found::Exception) {
@@ -420,14 +436,16 @@ bool Cycle::offerReply(Time now, const Sighting &sighting)
 {
     const int received = buffer_.size();
     int status = kResultPending;
+    // Where the length is known each call counts, so that exactly the reply must be handed in. And a register that
+    // was not read whole must never be written back: the driver gets no other bytes to choose from.
+    if (head_->replyLen != kReplyOpen || request_.isReadHalf)
+        buffer_ = buffer_.mid(sighting.at, sighting.length);
     if (head_->replyLen == kReplyOpen) {
         // The first call finds the reply and cuts the buffer down to it, the second one judges it.
         if (driver_.judge(&buffer_, buffer_.size()) == kResultPending)
             return false;
         status = driver_.judge(&buffer_, buffer_.size());
     } else {
-        // The length is known: this call counts, so that exactly the reply must be handed in.
-        buffer_ = buffer_.mid(sighting.at, sighting.length);
         status = driver_.judge(&buffer_, buffer_.size());
     }
     // What came back proves that the request had left, however slow the line is by its name.
@@ -542,6 +560,21 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
         observer_->attemptEnded(now, end, exceptionCode);
 }
 
+/// Until when an answer to the last transmission may come, or to one before.
+Time Cycle::lateAnswersUntil(Time now) const
+{
+    return std::max(now, sentUntil_ + settings_.responseTimeout) + settings_.lateReplyGuard;
+}
+
+/// Holds the repetition of the same request back until no answer to an earlier transmission comes any more.
+void Cycle::listenForLateAnswers(Time now)
+{
+    if (!answerIsOpen_ || settings_.lateReplyGuard <= Time::zero())
+        return;
+    holdUntil_ = std::max(holdUntil_, lateAnswersUntil(now));
+    answerIsOpen_ = false;
+}
+
 /// Draws the consequence of the driver's verdict: another attempt, or the end of the step.
 void Cycle::settle(Time now, int status)
 {
@@ -550,6 +583,8 @@ void Cycle::settle(Time now, int status)
         head_ = driver_.next();
         if (head_) {
             state_ = CycleState::WaitingSilence;
+            if (request_.isReadHalf)
+                listenForLateAnswers(now);
             return;
         }
     }
@@ -561,8 +596,10 @@ void Cycle::settle(Time now, int status)
         // without the guard: after an answer, one more to the same bytes would put each into the exchange behind
         // its own.
         openFrame_ = answered_ ? QByteArray() : request_.frame;
-        openUntil_ = std::max(now, sentUntil_ + settings_.responseTimeout) + settings_.lateReplyGuard;
+        openUntil_ = lateAnswersUntil(now);
     }
+    // The write half is the next transaction.
+    freshUntil_ = report_.done && request_.isReadHalf ? now + settings_.writeBackWithin : Time::max();
     head_ = nullptr;
     state_ = CycleState::Idle;
     if (observer_)

@@ -66,6 +66,8 @@ struct Request
     int direction = 0; ///< 0 = read, 1 = write
     int hostId = 0;
     int hostSubId = 0;
+    bool isReadHalf =
+        false; ///< reads the register that the next transaction writes back with one bit changed
 };
 
 /// What became of a transaction.
@@ -115,6 +117,9 @@ struct CycleSettings
     /// request goes out. RTU numbers nothing: an answer that comes late would be taken for the answer to that
     /// request. Only a transaction that ended without any answer is repeated at once.
     Time lateReplyGuard = std::chrono::seconds(1); ///< 0 = not at all
+    /// Between the reply with a register and the start of the frame that writes the register back with one bit
+    /// changed. What is older is not written: somebody else may have changed the other bits.
+    Time writeBackWithin = std::chrono::milliseconds(500);
     /// The line hands back what is sent on it.
     bool removeEcho = false;
     /// `lateReplyGuard` and `offline` mean nothing here.
@@ -178,7 +183,10 @@ private:
     void finishUnanswered(Time now);
     void loseAttempt(Time now, AttemptEnd end, int exceptionCode);
     void giveUpAttempt(Time now);
+    Time lateAnswersUntil(Time now) const;
+    void listenForLateAnswers(Time now);
     Time busyLimit() const;
+    void giveUpStale(Time now);
     void giveUpLine(Time now);
     void noteRefusal(const Sighting &sighting);
     void endAttempt(Time now, AttemptEnd end, int exceptionCode);
@@ -196,10 +204,11 @@ private:
 
     CycleState state_ = CycleState::Idle;
     bool started_ = false;
-    Time lastActivity_{}; ///< last byte sent or received
-    Time holdUntil_{};    ///< no transmission before
-    Time waitingSince_{}; ///< since when the line should be silent
-    Time deadline_{};     ///< end of the present wait
+    Time lastActivity_{};           ///< last byte sent or received
+    Time holdUntil_{};              ///< no transmission before
+    Time freshUntil_ = Time::max(); ///< no transmission of the present transaction after
+    Time waitingSince_{};           ///< since when the line should be silent
+    Time deadline_{};               ///< end of the present wait
     bool extended_ = false;
 
     Protocol *head_ = nullptr; ///< transaction in progress; the driver's

@@ -179,6 +179,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.trials += run.checks.trials;
     checks.statuses += run.checks.statuses;
     checks.priorityReads += run.checks.priorityReads;
+    checks.writeBacks += run.checks.writeBacks;
 }
 
 /// Prints figures and remembers which were 0.
@@ -238,6 +239,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(j) orders for an offline station refused at once", sum.checks.refusals);
     printFigure("(k) requests to stations that were offline or just back", sum.checks.trials);
     printFigure("(l) states and ages of variables", sum.checks.statuses);
+    printFigure("(m) registers written back with one bit changed", sum.checks.writeBacks);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

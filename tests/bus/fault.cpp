@@ -47,6 +47,8 @@ const char *nameOf(Fault fault)
         return "line cut and back";
     case Fault::SecondMaster:
         return "request of a second master";
+    case Fault::OtherWriter:
+        return "other writer at a station";
     case Fault::Babble:
         break;
     }

@@ -33,6 +33,7 @@ enum class Fault
     Restart,      ///< a station begins again with other values
     LineCut,      ///< the master is cut off from all stations
     SecondMaster, ///< somebody else polls the stations
+    OtherWriter,  ///< somebody else changes registers that the master reads one at a time
     Babble        ///< noise without end
 };
 

@@ -34,8 +34,8 @@ const std::vector<Fault> &exchangeFaults()
 
 const std::vector<Fault> &lastingFaults()
 {
-    static const std::vector<Fault> kAll = {Fault::Silence, Fault::Restart, Fault::LineCut,
-                                            Fault::SecondMaster, Fault::Babble};
+    static const std::vector<Fault> kAll = {Fault::Silence,      Fault::Restart,     Fault::LineCut,
+                                            Fault::SecondMaster, Fault::OtherWriter, Fault::Babble};
     return kAll;
 }
 
@@ -82,9 +82,9 @@ Field::Field(const FieldPlan &plan, Wire &wire, Journal &journal, FieldObserver 
 {
     const Time remember = 4 * plan.latest + seconds(60);
     for (const StationPlan &station : plan.stations) {
-        stations_.emplace(
-            station.number,
-            Device{station, History(salt, station.number, Time::zero(), remember), Time::zero()});
+        stations_.emplace(station.number,
+                          Device{station, History(salt, station.number, Time::zero(), remember), Time::zero(),
+                                 Time::zero(), -1});
         move(station.number);
     }
 }
@@ -295,6 +295,9 @@ Bytes Field::execute(Time now, const Request &request)
         for (int i = 0; i < getBe16(request.frame, 4) && first + i < kItems; ++i)
             present.push_back(device.history.value(area, first + i));
         bus_.station(request.station)->registers().write(area, first, present);
+        const bool isAlone = present.size() == 1 && area == Area::HoldingRegisters;
+        if (request.tag >= 0 && isAlone && History::isSetpoint(area, first))
+            device.readAlone = first;
     }
     const Answer answer = bus_.answer(request.frame);
     if (answer.outcome != Outcome::Answered || isReadFunction(request.frame[1]))
@@ -488,7 +491,7 @@ void Field::setFaults(Time now, bool on)
     secondMasterUntil_ = babbleUntil_ = now;
     forced_.clear();
     for (auto &[number, device] : stations_)
-        device.mutedUntil = now;
+        device.mutedUntil = device.otherWriterUntil = now;
 }
 
 void Field::makeTrouble(Time now)
@@ -521,6 +524,12 @@ void Field::makeTrouble(Time now)
             break;
         secondMasterUntil_ = now + random_.between(seconds(5), seconds(120));
         secondMasterSends(now);
+        break;
+    case Fault::OtherWriter:
+        if (now < device.otherWriterUntil)
+            break;
+        count(now, Fault::OtherWriter, station);
+        letOtherWrite(now, station, now + random_.between(seconds(10), seconds(300)));
         break;
     default:
         if (now < babbleUntil_)
@@ -560,6 +569,25 @@ void Field::secondMasterSends(Time now)
     journal_.note(now, "second master", 0, frame, "");
     const Time end = wire_.send(kSecondMaster, now, messageOf(frame));
     schedule(end + random_.between(milliseconds(30), seconds(2)), [this](Time at) { secondMasterSends(at); });
+}
+
+void Field::letOtherWrite(Time now, int station, Time until)
+{
+    stations_.at(station).otherWriterUntil = until;
+    otherWriterWrites(now, station);
+}
+
+void Field::otherWriterWrites(Time now, int station)
+{
+    Device &device = stations_.at(station);
+    if (now >= device.otherWriterUntil)
+        return;
+    if (device.readAlone >= 0) {
+        const auto value = static_cast<std::uint16_t>(random_.below(65536));
+        device.history.write(now, Area::HoldingRegisters, device.readAlone, value);
+    }
+    schedule(now + random_.between(milliseconds(5), milliseconds(700)),
+             [this, station](Time at) { otherWriterWrites(at, station); });
 }
 
 void Field::babble(Time now)

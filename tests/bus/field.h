@@ -80,6 +80,8 @@ public:
     void muteStation(int station, Time until);
     void cutLine(bool cut);
     void restartStation(Time now, int station);
+    /// From now on somebody else changes the registers there that the master reads one at a time.
+    void letOtherWrite(Time now, int station, Time until);
     /// The next exchange with a station has this fault.
     void makeNext(Fault fault, int station) { forced_.emplace_back(fault, station); }
     /// Anything at all: the bytes are on the line from @p at on, a time that is not over yet.
@@ -106,6 +108,8 @@ private:
         StationPlan plan;
         History history;
         Time mutedUntil{};
+        Time otherWriterUntil{};
+        int readAlone = -1; ///< set-point that the master has read last without others; -1 = none yet
     };
     struct Request
     {
@@ -130,6 +134,7 @@ private:
     void move(int station);
     void makeTrouble(Time now);
     void secondMasterSends(Time now);
+    void otherWriterWrites(Time now, int station);
     void babble(Time now);
     Time untilSome(Time mean);
     void count(Time now, Fault fault, int station);

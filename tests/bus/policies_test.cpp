@@ -645,6 +645,38 @@ TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
     EXPECT_NE(4711, bus.field().history(2).value(Area::HoldingRegisters, 130));
 }
 
+TEST_F(BusPolicy, ABitIsNeverWrittenIntoAnOldRegister)
+{
+    // Somebody else changes the register all the time, and replies get lost: to the read half, to the write half.
+    for (const auto timeout : {milliseconds(200), milliseconds(1000), milliseconds(10000)}) {
+        BusPlan plan = withFault(planOf(2, {"4x:0:4@1", "4x:0:4@2"}),
+                                 {Fault::LostReply, Fault::LateReply, Fault::WrongCrc});
+        plan.link.timeout = timeout;
+        plan.link.retries = 2;
+        plan.link.offline.failures = 100;
+        plan.field.faultPermille = 300;
+        plan.field.troubles = {};
+        Bus &bus = build(agreed(plan));
+        bus.start();
+        bus.field().setFaults(bus.now(), true);
+        bus.field().letOtherWrite(bus.now(), 1, hours(10));
+        int done = 0;
+        int failed = 0;
+        for (int i = 0; i < 200; ++i) {
+            const host::Ticket ticket =
+                bus.write("4x_bit:" + std::to_string(130 + i % 3) + ".4@1", {i % 2 != 0});
+            for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
+                bus.runFor(timeout);
+            done += bus.endOf(ticket) == OperationEnd::Good ? 1 : 0;
+            failed += bus.endOf(ticket) != OperationEnd::Good ? 1 : 0;
+        }
+        EXPECT_EQ("", bus.witness().complaint());
+        EXPECT_GT(done, 100);
+        EXPECT_GT(failed, 10);
+        EXPECT_GT(bus.witness().checks().writeBacks, 150u);
+    }
+}
+
 TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackWithTheFirst)
 {
     BusPlan plan = planOf(8, {});

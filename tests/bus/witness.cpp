@@ -17,6 +17,9 @@ using host::OperationEnd;
 /// How long the driver may still hold an order that has been withdrawn: it drops it when its turn comes.
 constexpr Time kWithdrawn = std::chrono::minutes(2);
 
+/// From the reply with a register to the start of the frame that writes the register back.
+constexpr Time kWriteBackWithin = std::chrono::milliseconds(500);
+
 std::string nameOf(int station, int baseType, int address)
 {
     return areaText(areaOfBaseType(baseType)) + ":" + std::to_string(address) + "@" + std::to_string(station);
@@ -99,7 +102,28 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
     if (isOverOrder || isOverReading)
         complain(now,
                  "(j) order " + std::to_string(sent_.ticket) + " is sent after it was reported as ended");
+    noteHalf(now);
     checkLeftAlone(now);
+}
+
+/// Is what is sent half of a read-modify-write, and is the value that is written back a new one?
+void Witness::noteHalf(Time now)
+{
+    const auto found = orders_.find(sent_.ticket);
+    if (found == orders_.end())
+        return;
+    Order &order = found->second;
+    if (!sent_.isWrite) {
+        order.readFrom = now;
+        return;
+    }
+    if (!order.readFrom)
+        return;
+    ++checks_.writeBacks;
+    sent_.readFrom = *order.readFrom;
+    if (now - order.readEnded > kWriteBackWithin)
+        complain(now, "(m) order " + std::to_string(sent_.ticket) + " writes back a register that was read " +
+                          std::to_string(host::seconds(now - order.readEnded)) + " s ago");
 }
 
 /// What goes to a station that is off, offline, or only just back?
@@ -184,10 +208,11 @@ void Witness::checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &o
 }
 
 /// The register had held the same but for one bit of the order. By now it holds the written value.
-bool Witness::isOneBitAway(Time now, int station, const Order &order, int address, std::uint16_t value) const
+bool Witness::isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
+                           std::uint16_t value) const
 {
     const History &history = field_->history(station);
-    const Time from = std::max(order.orderedAt, now - std::chrono::seconds(60));
+    const Time from = sent.readFrom;
     const Time to = now - Time(1);
     const auto &elements = order.order.elements;
     return history.held(Area::HoldingRegisters, address, value, from, to) ||
@@ -212,8 +237,8 @@ void Witness::taken(Time now, int station, const Sent &sent, Order *order, std::
             // Another bit of the same order, written before or after this one.
             return;
         }
-        if (!isOneBitAway(now, station, *order, element.address, value))
-            complain(now, "(b) writing a bit of " + name + " changed other bits: " + hex(value));
+        if (!isOneBitAway(now, sent, station, *order, element.address, value))
+            complain(now, "(m) writing a bit of " + name + " changed other bits: " + hex(value));
     }
     if (isHealthySince(order->orderedAt) && order->taken[index] && element.bit < 0 &&
         order->order.station != 0)
@@ -293,6 +318,9 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
     if (step.request.hostId == host::kOperationHostId && read != reads_.end() &&
         step.cause == AttemptEnd::Good)
         ++read->second.steps;
+    const auto order = orders_.find(step.request.hostSubId);
+    if (step.request.isReadHalf && order != orders_.end())
+        order->second.readEnded = now;
     const bool isHalfOfWrite =
         step.request.hostId == host::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
     if (step.cause == AttemptEnd::Good && step.done && step.request.direction == 0 && !isHalfOfWrite)

@@ -16,6 +16,8 @@
 ///   first transaction after it has come back decides whether it stays: a cyclic read is sent once, and one that fails
 ///   takes it offline again.
 /// - (l) A variable is said to be good only if all its parts were read well last, and its age is that of the oldest.
+/// - (m) A bit is written into the register as the station held it between the start of the last reading of the register
+///   and the write; and the write goes out within half a second from the reply with the register.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
@@ -78,6 +80,7 @@ struct Checks
     std::uint64_t trials = 0;     ///< (k), requests to stations that are offline or only just back
     std::uint64_t statuses = 0;   ///< (l)
     std::uint64_t priorityReads = 0;
+    std::uint64_t writeBacks = 0; ///< (m)
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -154,6 +157,7 @@ private:
         int hostId = 0;
         int ticket = 0;
         bool isWrite = false;
+        Time readFrom{}; ///< of the write half of a read-modify-write: start of the last reading
     };
     struct Order
     {
@@ -163,6 +167,8 @@ private:
         Time endedAt{}; ///< only if `ended`
         bool ended = false;
         int reports = 0;
+        std::optional<Time> readFrom; ///< start of the last transmission of a read half
+        Time readEnded{};             ///< when a read half was answered last
     };
     struct Reading
     {
@@ -209,10 +215,12 @@ private:
 
     bool isHealthySince(Time time) const;
     void checkLeftAlone(Time now);
+    void noteHalf(Time now);
     void checkProbation(Time now, const host::StepReport &step, const std::optional<host::StationNews> &news);
     void readingEnded(Time now, host::Ticket ticket, const host::OperationResult &result);
     void checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &order);
-    bool isOneBitAway(Time now, int station, const Order &order, int address, std::uint16_t value) const;
+    bool isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
+                      std::uint16_t value) const;
     void stepEnded(Time now, const host::StepReport &step);
     void checkReading(Time now, const host::StepReport &step);
     void reported(Time now, const host::OperationNews &news);

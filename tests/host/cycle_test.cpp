@@ -54,6 +54,36 @@ class CycleBroadcast : public CycleScript
 {};
 class CycleNoReply : public CycleScript
 {};
+class CycleReadModifyWrite : public CycleScript
+{
+protected:
+    /// The two halves of writing bit 3 of register 2, which reads as 1.
+    void queueHalves()
+    {
+        Protocol &read = queue(kReadHalf);
+        read.var.regType = 5;
+        read.var.count = 1;
+        read.var.relayArg1 = -1;
+        Protocol &write = queue(kWriteHalf);
+        write.var.regType = 5;
+        write.var.count = 1;
+        write.var.direction = 1;
+    }
+
+    /// The read half goes out and is answered after 20 ms.
+    void answerReadHalf()
+    {
+        verdicts({1, 1});
+        driver.trimTo = 7;
+        EXPECT_EQ(kReadHalf, runUntilSent());
+        run(milliseconds(20));
+        arrive(kReadHalfReply);
+    }
+
+    const QByteArray kReadHalf = withCrc("01 03 0002 0001");
+    const QByteArray kReadHalfReply = withCrc("01 03 02 0001");
+    const QByteArray kWriteHalf = withCrc("01 06 0002 0009");
+};
 class CycleRelay : public CycleScript
 {};
 class CyclePermit : public CycleScript
@@ -1050,6 +1080,113 @@ TEST_F(CycleNoReply, RefusedByTheStationIsReportedAlthoughTheDriverCallsItDone)
     EXPECT_EQ(3, witness.steps[0].exceptionCode);
     EXPECT_EQ(1u, total().exceptions);
     EXPECT_EQ(0u, total().unanswered);
+}
+
+TEST_F(CycleReadModifyWrite, HasNothingButTheSilenceBetweenItsHalves)
+{
+    queueHalves();
+    answerReadHalf();
+    const Time answered = now;
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    EXPECT_EQ(answered + kSilence, sentAt);
+}
+
+TEST_F(CycleReadModifyWrite, ListensOutALateAnswerBeforeItReadsAgainAndNotBeforeItWrites)
+{
+    queueHalves();
+    verdicts({0});
+    runUntilSent();
+    const Time first = sentAt;
+    EXPECT_EQ(kReadHalf, runUntilSent());
+    EXPECT_EQ(first + kEightBytes + milliseconds(300 + 200), sentAt);
+    run(milliseconds(20));
+    verdicts({1, 1});
+    driver.trimTo = 7;
+    arrive(kReadHalfReply);
+    const Time answered = now;
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    EXPECT_EQ(answered + kSilence, sentAt);
+}
+
+TEST_F(CycleReadModifyWrite, NeverTakesALateAnswerForTheRegister)
+{
+    queueHalves();
+    verdicts({0});
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + milliseconds(300 + 150));
+    arrive(withCrc("01 03 02 00FF"));
+    EXPECT_EQ(1u, driver.calls.size());
+    EXPECT_EQ(1u, witness.sentFrames.size());
+}
+
+TEST_F(CycleReadModifyWrite, DoesNotTakeTheAnswerToAnEarlierReadOfTheSameRegister)
+{
+    // The same bytes as the read half, and not answered.
+    queue(kReadHalf);
+    queueHalves();
+    verdicts({41});
+    runUntilSent();
+    const Time first = sentAt;
+    EXPECT_EQ(kReadHalf, runUntilSent());
+    EXPECT_EQ(first + kEightBytes + milliseconds(300 + 200), sentAt);
+}
+
+TEST_F(CycleReadModifyWrite, DoesNotWriteAnOldValueAgain)
+{
+    info.retryLimit = 2;
+    settings.responseTimeout = milliseconds(600);
+    queueHalves();
+    answerReadHalf();
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    verdicts({0, 41});
+    EXPECT_TRUE(run(seconds(5)).isEmpty());
+    EXPECT_EQ(2, info.retryCount) << "the driver is not to try again";
+    ASSERT_EQ(2u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::NoReply, witness.steps[1].cause);
+    EXPECT_EQ(1, witness.steps[1].attempts);
+}
+
+TEST_F(CycleReadModifyWrite, WritesAgainWhileTheValueIsFresh)
+{
+    queueHalves();
+    answerReadHalf();
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    run(milliseconds(20));
+    verdicts({0});
+    arrive(withCrc("01 86 04"));
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+}
+
+TEST_F(CycleReadModifyWrite, WritesNothingOnALineThatIsNotSilentInTime)
+{
+    info.retryLimit = 2;
+    settings.responseTimeout = seconds(10);
+    queueHalves();
+    answerReadHalf();
+    const Time answered = now;
+    verdicts({41});
+    while (now < answered + milliseconds(600)) {
+        now += milliseconds(2);
+        EXPECT_TRUE(arrive(hex("55")).isEmpty());
+    }
+    EXPECT_TRUE(run(seconds(1)).isEmpty());
+    ASSERT_EQ(2u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[1].cause);
+    EXPECT_EQ(0, witness.steps[1].attempts);
+    EXPECT_EQ(answered + milliseconds(500), witness.steps[1].endedAt);
+}
+
+TEST_F(CycleReadModifyWrite, NeverShowsTheDriverAReplyOfAnotherLength)
+{
+    settings.policies.checkReplies = false;
+    queueHalves();
+    runUntilSent();
+    arrive(withCrc("01 03 01 AB"));
+    EXPECT_TRUE(driver.calls.empty());
+    verdicts({1, 1});
+    driver.trimTo = 7;
+    arrive(kReadHalfReply);
+    EXPECT_THAT(driver.calls, ElementsAre(kReadHalfReply, kReadHalfReply));
 }
 
 // Ten coils at 256 of station 7, and a write of two registers.
