@@ -224,8 +224,10 @@ bool Cycle::fetch(Time now)
         return true;
     }
     info_.retryCount = permit == Permit::Send ? 0 : std::max(info_.retryLimit, 0);
-    if (!answerIsOpen_)
+    if (!answerIsOpen_) {
         holdUntil_ = std::max(holdUntil_, openUntil_);
+        echoesDue_ = 0;
+    }
     waitingSince_ = now;
     state_ = CycleState::WaitingSilence;
     return true;
@@ -258,17 +260,25 @@ Instruction Cycle::transmit(Time now)
                                 settings_.policies.strictWrites)
               : modbusReplyShape(request_.frame, (info_.options & kOptionSwapReplyCrc) != 0,
                                  settings_.policies.strictWrites);
+    if (settings_.policies.discardInput)
+        dropBefore(now, buffer_.size(), "outside an exchange");
     heard_ = false;
     answered_ = false;
     refused_ = false;
     damaged_ = false;
     extended_ = false;
-    echoDue_ = settings_.removeEcho;
+    echoIsOff_ = false;
+    isFirstByte_ = true;
+    echoesDue_ += settings_.removeEcho ? 1 : 0;
+    // Where echoes are taken off, what is like the request is told from them by their number.
+    if (settings_.removeEcho)
+        shape_.request.clear();
     if (report_.attempts == 0)
         report_.startedAt = now;
     ++report_.attempts;
     report_.echoMissing = false;
     report_.echoHeard = false;
+    report_.mayBeEcho = false;
 
     // No station answers address 0, whatever the driver expects: with the station override in force it may
     // well expect a reply.
@@ -305,12 +315,16 @@ void Cycle::take(Time now, const QByteArray &arrived)
     if (buffer_.size() > kBufferLimit)
         dropBefore(now, buffer_.size() - kBufferKept, "too much for one reply");
     if (isListening()) {
+        // The echo begins while the request is sent: what begins so much later is none.
+        if (isFirstByte_ && now > sentUntil_ + settings_.deliverySlack)
+            shape_.request.clear();
+        isFirstByte_ = false;
         if (!settings_.policies.absoluteDeadline)
             deadline_ = std::max(deadline_, now + settings_.responseTimeout);
         examine(now, false);
         return;
     }
-    if (state_ == CycleState::WaitingTurnaround && !stripEcho(now))
+    if (echoesDue_ > 0 && head_ && !stripEchoes(now))
         return;
     if (settings_.policies.discardInput)
         dropBefore(now, buffer_.size(), "outside an exchange");
@@ -321,21 +335,40 @@ bool Cycle::isListening() const
     return state_ == CycleState::WaitingReply || state_ == CycleState::ListeningOut;
 }
 
-/// Takes the echo of the request off the received bytes.
-/// @return false while the echo is still due.
-bool Cycle::stripEcho(Time now)
+/// Takes the echoes that are due off the received bytes, as far as they have come.
+/// @return false while none has come since the last transmission.
+bool Cycle::stripEchoes(Time now)
 {
-    if (!echoDue_)
+    if (!settings_.removeEcho)
         return true;
-    const int at = buffer_.indexOf(request_.frame);
-    if (at < 0)
+    for (;;) {
+        const int at = echoesDue_ > 0 ? buffer_.indexOf(request_.frame) : -1;
+        // Behind the first one the bytes of a request may also stand inside a reply.
+        if (at < 0 || (echoIsOff_ && at > 0))
+            return echoIsOff_;
+        // What came before the request was heard cannot be its answer.
+        dropBefore(now, at, "in front of the echo");
+        buffer_.remove(0, request_.frame.size());
+        --echoesDue_;
+        echoIsOff_ = true;
+        heard_ = false; // so far nothing but the echo
+    }
+}
+
+/// Takes a reply that is like the request for an echo as long as one is due, wherever noise stands around it.
+bool Cycle::takeForEcho(Time now, const Sighting &sighting)
+{
+    if (echoesDue_ == 0 || buffer_.mid(sighting.at, sighting.length) != request_.frame)
         return false;
-    // What came before the request was heard cannot be its answer.
-    dropBefore(now, at, "in front of the echo");
-    buffer_.remove(0, request_.frame.size());
-    echoDue_ = false;
-    heard_ = false; // so far nothing but the echo
+    --echoesDue_;
+    dropBefore(now, sighting.at, "in front of the echo");
+    buffer_.remove(0, sighting.length);
     return true;
+}
+
+bool Cycle::isEchoMissing() const
+{
+    return settings_.removeEcho && !echoIsOff_;
 }
 
 void Cycle::dropBefore(Time now, int bytes, const char *why)
@@ -354,7 +387,7 @@ void Cycle::examine(Time now, bool waitIsOver)
 {
     // Without the echo gone nothing may pass: the echo of a single write is byte for byte its own good reply.
     damaged_ = false;
-    if (!stripEcho(now)) {
+    if (!stripEchoes(now)) {
         heard_ = true;
         return;
     }
@@ -371,7 +404,10 @@ void Cycle::examine(Time now, bool waitIsOver)
         switch (sighting.found) {
         case Found::WrongReply:
             count([](Counters &c) { ++c.ignoredReplies; });
-            dropBefore(now, sighting.at + sighting.length, "a reply to something else");
+            report_.mayBeEcho = report_.mayBeEcho || sighting.isLikeRequest;
+            dropBefore(now, sighting.at + sighting.length,
+                       sighting.isLikeRequest ? "the request itself, or a reply like it"
+                                              : "a reply to something else");
             continue;
         case Found::Exception:
             if (sighting.at > 0)
@@ -388,6 +424,8 @@ void Cycle::examine(Time now, bool waitIsOver)
                 deadline_ = now;
             return;
         case Found::Reply:
+            if (takeForEcho(now, sighting))
+                continue;
             if (state_ == CycleState::ListeningOut) {
                 buffer_.remove(sighting.at, sighting.length);
                 lastActivity_ = now;
@@ -486,7 +524,7 @@ void Cycle::expire(Time now)
     examine(now, true);
     if (state_ != CycleState::WaitingReply)
         return;
-    report_.echoMissing = echoDue_ && heard_;
+    report_.echoMissing = isEchoMissing() && heard_;
     if (refused_)
         loseAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
     else
@@ -496,11 +534,15 @@ void Cycle::expire(Time now)
 /// Ends an attempt whose answer nobody waits for.
 void Cycle::finishUnanswered(Time now)
 {
+    // Who does not hear himself has perhaps not been heard by anybody.
+    report_.echoMissing = isEchoMissing();
     dropBefore(now, buffer_.size(), "an answer that nobody waits for");
     QByteArray nothing;
     const int status = driver_.judge(&nothing, 0);
     if (refused_)
         endAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
+    else if (report_.echoMissing)
+        endAttempt(now, AttemptEnd::Unusable, 0);
     else
         endAttempt(now, isDone(status) ? AttemptEnd::NoReplyDue : AttemptEnd::NoReply, 0);
     settle(now, status);
@@ -573,6 +615,7 @@ void Cycle::listenForLateAnswers(Time now)
         return;
     holdUntil_ = std::max(holdUntil_, lateAnswersUntil(now));
     answerIsOpen_ = false;
+    echoesDue_ = 0;
 }
 
 /// Draws the consequence of the driver's verdict: another attempt, or the end of the step.

@@ -83,7 +83,9 @@ struct StepReport
     int attempts = 0;         ///< frames sent
     bool echoMissing = false; ///< the last attempt heard bytes, but not the echo that was to come first
     bool echoHeard = false;   ///< the last attempt heard its own request, and nobody had asked to take it off
-    Time startedAt{};         ///< first transmission
+    bool mayBeEcho =
+        false;        ///< what was heard so would be the reply as well, and came too soon to be told from it
+    Time startedAt{}; ///< first transmission
     Time endedAt{};
 };
 
@@ -120,7 +122,7 @@ struct CycleSettings
     /// Between the reply with a register and the start of the frame that writes the register back with one bit
     /// changed. What is older is not written: somebody else may have changed the other bits.
     Time writeBackWithin = std::chrono::milliseconds(500);
-    /// The line hands back what is sent on it.
+    /// The line hands back what is sent on it. Each transmission owes one echo.
     bool removeEcho = false;
     /// `lateReplyGuard` and `offline` mean nothing here.
     Policies policies;
@@ -169,7 +171,9 @@ private:
     bool fetch(Time now);
     Instruction transmit(Time now);
     void take(Time now, const QByteArray &arrived);
-    bool stripEcho(Time now);
+    bool stripEchoes(Time now);
+    bool takeForEcho(Time now, const Sighting &sighting);
+    bool isEchoMissing() const;
     Time waitEnd() const;
     Time silentBehindDamage() const;
     Time extendedDeadline() const;
@@ -221,11 +225,13 @@ private:
     Time sentUntil_{};          ///< when the last stop bit of the last request left, or will
     StepReport report_;
 
-    QByteArray buffer_; ///< received in this attempt
-    bool echoDue_ = false;
-    bool heard_ = false;   ///< something was received in this attempt
-    bool refused_ = false; ///< while listening out: the station answered with an exception
-    bool damaged_ = false; ///< what was received last was the reply, damaged on the way
+    QByteArray buffer_;        ///< received in this attempt
+    int echoesDue_ = 0;        ///< of this request and of its equals before, and not come yet
+    bool echoIsOff_ = false;   ///< an echo was taken off what was received in this attempt
+    bool heard_ = false;       ///< something was received in this attempt
+    bool isFirstByte_ = false; ///< nothing was received since the last transmission
+    bool refused_ = false;     ///< while listening out: the station answered with an exception
+    bool damaged_ = false;     ///< what was received last was the reply, damaged on the way
 };
 
 } // namespace plc::host

@@ -73,6 +73,7 @@ OperationResult resultOf(const StepReport &report)
     result.attempts = report.attempts;
     result.echoMissing = report.echoMissing;
     result.echoHeard = report.echoHeard;
+    result.mayBeEcho = report.mayBeEcho;
     switch (report.cause) {
     case AttemptEnd::Good:
     case AttemptEnd::NoReplyDue:
@@ -110,7 +111,13 @@ std::string describeResult(const OperationResult &result, int station, const Lin
                describeException(result.function, result.exceptionCode, result.address, result.count);
     case OperationEnd::Unusable:
         if (result.echoMissing)
-            return "the echo of the request was not heard" + effort + "; is --echo right for this line?";
+            return "the echo of the request was not heard, or came damaged," + effort +
+                   "; is --echo right for this line?";
+        if (result.mayBeEcho)
+            return "no usable reply from " + who + effort +
+                   ": what came is like the request, and so soon that it may be the request itself; add "
+                   "--echo if "
+                   "the line hands back what is sent";
         if (result.echoHeard)
             return "no usable reply from " + who + effort + ": the line hands back what is sent; add --echo";
         return "no usable reply from " + who + effort +

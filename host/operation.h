@@ -37,6 +37,7 @@ struct OperationResult
     int attempts = 0;         ///< frames sent for the last request
     bool echoMissing = false; ///< see StepReport
     bool echoHeard = false;   ///< see StepReport
+    bool mayBeEcho = false;   ///< see StepReport
 };
 
 /// What the end of the last transaction means for its operation.

@@ -80,7 +80,7 @@ const char *endName(host::OperationEnd end)
 
 Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
 {
-    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst};
+    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst, plan.echo};
 }
 
 } // namespace

@@ -180,6 +180,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.statuses += run.checks.statuses;
     checks.priorityReads += run.checks.priorityReads;
     checks.writeBacks += run.checks.writeBacks;
+    checks.broadcasts += run.checks.broadcasts;
 }
 
 /// Prints figures and remembers which were 0.
@@ -240,6 +241,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(k) requests to stations that were offline or just back", sum.checks.trials);
     printFigure("(l) states and ages of variables", sum.checks.statuses);
     printFigure("(m) registers written back with one bit changed", sum.checks.writeBacks);
+    printFigure("(n) broadcasts on lines with an echo", sum.checks.broadcasts);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

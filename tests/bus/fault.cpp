@@ -39,6 +39,8 @@ const char *nameOf(Fault fault)
         return "gap in the request";
     case Fault::StrayEcho:
         return "stray echo of the request";
+    case Fault::LateEcho:
+        return "late echo of the request";
     case Fault::Silence:
         return "station silent for a time";
     case Fault::Restart:

@@ -28,6 +28,7 @@ enum class Fault
     NoiseInRequest,
     GapInRequest,
     StrayEcho, ///< a read request comes back to the master, on a line that has no echo
+    LateEcho,  ///< a converter holds the echo back, and all that comes behind it
     // Over a time.
     Silence,      ///< a station is dead for seconds or minutes
     Restart,      ///< a station begins again with other values
@@ -38,7 +39,7 @@ enum class Fault
 };
 
 constexpr int kFaults = static_cast<int>(Fault::Babble) + 1;
-constexpr int kExchangeFaults = static_cast<int>(Fault::StrayEcho) + 1;
+constexpr int kExchangeFaults = static_cast<int>(Fault::LateEcho) + 1;
 
 /// "late reply"
 const char *nameOf(Fault fault);

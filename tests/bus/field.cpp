@@ -1,6 +1,7 @@
 #include "field.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "frames.h"
 #include "station/crc.h"
@@ -191,7 +192,7 @@ Time Field::masterSends(Time now, const Bytes &frame, int tag)
     journal_.note(now, "master", 0, frame, "");
     tag_ = tag;
     openUntil_ = now;
-    strayEcho_ = false;
+    strayEcho_ = lateEcho_ = isHeldBack_ = false;
     drawn_.reset();
     Message message = messageOf(frame);
     Fault fault{};
@@ -212,10 +213,21 @@ Time Field::masterSends(Time now, const Bytes &frame, int tag)
         strayEcho_ = isReadFunction(frame[1]);
         if (strayEcho_)
             count(now, fault, frame[0]);
+    } else if (fault == Fault::LateEcho) {
+        lateEcho_ = true;
     } else {
         drawn_ = fault;
     }
     return end;
+}
+
+std::optional<Time> Field::takeLateEcho(Time end)
+{
+    if (!std::exchange(lateEcho_, false))
+        return std::nullopt;
+    count(now_, Fault::LateEcho, 0);
+    isHeldBack_ = true;
+    return end + random_.between(plan_.timeout * 9 / 10, plan_.latest);
 }
 
 bool Field::takeStrayEcho()
@@ -464,7 +476,7 @@ void Field::reply(Time at, const Request &request, const Message &message, bool 
         return;
     // What begins so near to the time-out that the master may not have heard of it, is late, too.
     late = late || at > request.end + plan_.timeout - kUnheard;
-    if (request.tag >= 0 && request.tag == tag_ && !late && !lineCut_) {
+    if (request.tag >= 0 && request.tag == tag_ && !late && !lineCut_ && !isHeldBack_) {
         const Time end = at + wire_.duration(static_cast<int>(message.bytes.size())) + message.gap;
         openUntil_ = std::max(openUntil_, end);
     }

@@ -97,6 +97,9 @@ public:
     bool isReplyOpen(Time now) const { return now < openUntil_; }
     /// The master hears this request come back although the line has no echo. Asked once for each request.
     bool takeStrayEcho();
+    /// The echo of the request that ends at @p end, and what comes behind it, is handed over only at that time; nothing
+    /// when there is no such fault. Asked once for each request.
+    std::optional<Time> takeLateEcho(Time end);
 
     History &history(int station) { return stations_.at(station).history; }
     bool hasStation(int station) const { return stations_.count(station) > 0; }
@@ -161,6 +164,8 @@ private:
     int tag_ = -1; ///< of the master's last request
     Time openUntil_{};
     bool strayEcho_ = false;
+    bool lateEcho_ = false;
+    bool isHeldBack_ = false;    ///< what comes on the line now reaches the master late
     std::optional<Fault> drawn_; ///< the station has this fault when it answers the master's last request
     std::vector<std::pair<Fault, int>> forced_;
     Answering answering_;

@@ -192,6 +192,33 @@ TEST_F(BusPolicy, TheEchoOfAWriteIsNotItsReply)
     }
 }
 
+TEST_F(BusPolicy, EchoesThatComeLateAreNoReplies)
+{
+    BusPlan plan = withFault(planOf(2, {"4x:0:4@2"}), {Fault::LateEcho});
+    plan.echo = true;
+    plan.link.retries = 3;
+    plan.link.offline.failures = 100;
+    plan.field.faultPermille = 700;
+    Bus &bus = build(agreed(plan));
+    bus.start();
+    bus.field().muteStation(1, hours(10));
+    bus.field().setFaults(bus.now(), true);
+    bus.field().muteStation(1, hours(10));
+    std::map<OperationEnd, int> ends;
+    for (int i = 0; i < 300 && bus.witness().complaint().empty(); ++i) {
+        // The same values over and over: the frames are like each other.
+        const host::Ticket ticket =
+            bus.write(i % 3 == 0 ? "4x:130@0" : "4x:131@" + std::to_string(1 + i % 2), {17});
+        for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
+            bus.runFor(milliseconds(200));
+        ++ends[bus.endOf(ticket)];
+    }
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_GT(ends[OperationEnd::Good], 30);
+    EXPECT_GT(ends[OperationEnd::NoReply] + ends[OperationEnd::Unusable], 150);
+    EXPECT_GT(bus.witness().checks().broadcasts, 90u);
+}
+
 TEST_F(BusPolicy, AReplyThatRepeatsAnotherWriteDoesNotCount)
 {
     BusPlan plan = planOf(1, {});

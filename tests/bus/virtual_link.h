@@ -44,6 +44,7 @@ public:
 private:
     void step(Time until);
     void deliver(const WireByte &byte);
+    void noteEcho(const WireByte &byte);
     void advance();
     void transmit(const QByteArray &frame);
     void noteTrace(const std::string &trace);
@@ -66,6 +67,9 @@ private:
     QByteArray held_;                         ///< by the converter
     Time heldLast_{};
     Time flushAt_ = Time::max();
+    Time heldUntil_{}; ///< all that is heard before is held back
+    int echoLeft_ = 0; ///< bytes of the last request that have not come back
+    bool echoIsWhole_ = false;
     QByteArray arrived_;
 };
 

@@ -314,6 +314,11 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
                               std::to_string(static_cast<int>(step.cause)) + ", " +
                               std::to_string(step.attempts) + " attempts");
     }
+    if (plan_.echo && step.request.station == 0 && step.cause != AttemptEnd::Withheld) {
+        ++checks_.broadcasts;
+        if (step.cause == AttemptEnd::NoReplyDue && !sent_.isHeard)
+            complain(now, "(n) a broadcast is reported as done, and its echo was not heard");
+    }
     const auto read = reads_.find(step.request.hostSubId);
     if (step.request.hostId == host::kOperationHostId && read != reads_.end() &&
         step.cause == AttemptEnd::Good)

@@ -18,6 +18,7 @@
 /// - (l) A variable is said to be good only if all its parts were read well last, and its age is that of the oldest.
 /// - (m) A bit is written into the register as the station held it between the start of the last reading of the register
 ///   and the write; and the write goes out within half a second from the reply with the register.
+/// - (n) On a line with an echo a broadcast is reported as done only when its echo was heard, whole and in its turn.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
@@ -81,6 +82,7 @@ struct Checks
     std::uint64_t statuses = 0;   ///< (l)
     std::uint64_t priorityReads = 0;
     std::uint64_t writeBacks = 0; ///< (m)
+    std::uint64_t broadcasts = 0; ///< (n)
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -92,6 +94,7 @@ public:
         Time silence{}; ///< before each request
         Time latest{};  ///< as in FieldPlan
         Time longestReply{};
+        bool echo = false; ///< the master hears itself
     };
     /// Reads elements from the driver's mirror.
     using ReadMirror =
@@ -106,6 +109,8 @@ public:
     void masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId, bool isWrite);
     /// The master's last request has left.
     void masterHasSent(Time end) { sent_.end = end; }
+    /// The master has been handed the bytes of its last request, as they were sent.
+    void masterHearsItself() { sent_.isHeard = true; }
     void executed(Time now, int station, const Bytes &frame, int tag) override;
     void lateReplyBegins(Time now, int station, int tag) override;
     /// Tag of the request that is to be sent now.
@@ -157,7 +162,8 @@ private:
         int hostId = 0;
         int ticket = 0;
         bool isWrite = false;
-        Time readFrom{}; ///< of the write half of a read-modify-write: start of the last reading
+        bool isHeard = false; ///< the master has heard its own bytes
+        Time readFrom{};      ///< of the write half of a read-modify-write: start of the last reading
     };
     struct Order
     {

@@ -908,6 +908,133 @@ TEST_F(CycleEcho, OfABroadcastIsNotNoise)
     EXPECT_TRUE(witness.steps.at(0).done);
 }
 
+TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReply)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0});
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent());
+    arrive(kWrite + kWrite);
+    EXPECT_EQ(1u, driver.calls.size()) << "two echoes";
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kWrite);
+    EXPECT_EQ(3u, driver.calls.size());
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReplyBehindNoiseEither)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0, 41});
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent());
+    arrive(hex("55") + kWrite + hex("AA") + kWrite);
+    EXPECT_EQ(1u, driver.calls.size());
+    run(milliseconds(400));
+    EXPECT_FALSE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, OfAllAttemptsAreCounted)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0, 0});
+    runUntilSent();
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent());
+    arrive(kWrite + kWrite + kWrite);
+    EXPECT_EQ(2u, driver.calls.size());
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kWrite);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, OfAnEarlierTransactionWithTheSameRequestIsCountedToo)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    queue(kWrite);
+    verdicts({41});
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent()) << "not held back by the guard";
+    arrive(kWrite + kWrite);
+    EXPECT_EQ(1u, driver.calls.size());
+    EXPECT_EQ(1u, witness.steps.size());
+}
+
+TEST_F(CycleEcho, ThatComesBetweenTwoAttemptsIsOver)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0});
+    runUntilSent();
+    // Noise at the end of the wait, which is extended by that: the line is not silent when the attempt ends.
+    now = sentAt + kEightBytes + milliseconds(299);
+    arrive(hex("55"));
+    now = sentAt + 2 * kEightBytes + milliseconds(319);
+    arrive(hex("55"));
+    run(milliseconds(2));
+    const Time failed = now;
+    EXPECT_EQ(1u, driver.calls.size());
+    EXPECT_TRUE(arrive(kWrite.left(3)).isEmpty());
+    now += milliseconds(1);
+    EXPECT_TRUE(arrive(kWrite.mid(3)).isEmpty());
+    EXPECT_EQ(kWrite, runUntilSent());
+    EXPECT_GT(sentAt, failed);
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kWrite);
+    EXPECT_TRUE(witness.steps.empty());
+    arrive(kWrite);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, ThatNeverCameDoesNotKeepAReplyUnlikeItFromCounting)
+{
+    settings.removeEcho = true;
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    EXPECT_EQ(kRead, runUntilSent());
+    verdicts({1, 1});
+    driver.trimTo = 9;
+    arrive(kRead + kReply);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, MissingBehindABroadcastIsNoSuccess)
+{
+    settings.removeEcho = true;
+    for (const QByteArray &heard : {QByteArray(), hex("00 06 0064 FF01 0804")}) {
+        witness.steps.clear();
+        queue(kBroadcast, 0);
+        EXPECT_EQ(kBroadcast, runUntilSent());
+        verdicts({1});
+        arrive(heard);
+        run(milliseconds(200));
+        ASSERT_EQ(1u, witness.steps.size());
+        EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+        EXPECT_TRUE(witness.steps[0].echoMissing);
+        run(seconds(2));
+    }
+}
+
+TEST_F(CycleEcho, MissingWhereNoReplyIsDueIsNoSuccess)
+{
+    settings.removeEcho = true;
+    queue(kWrite, 0);
+    runUntilSent();
+    verdicts({1});
+    run(milliseconds(400));
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+    EXPECT_TRUE(witness.steps[0].echoMissing);
+}
+
 TEST_F(CycleEcho, WithoutTheOptionPassesAsTheReplyOfASingleWrite)
 {
     // Why the option exists.
@@ -933,6 +1060,44 @@ TEST_F(CycleEcho, WithoutTheOptionIsNeverTakenForTheReplyOfARead)
     ASSERT_EQ(1u, witness.steps.size());
     EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
     EXPECT_TRUE(witness.steps[0].echoHeard);
+}
+
+TEST_F(CycleReply, LikeItsRequestCountsBehindTheEchoThatIsTakenOff)
+{
+    settings.removeEcho = true;
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(driver.calls.empty());
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleReply, LikeItsRequestCountsWhereItComesLaterThanAnEcho)
+{
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    now = sentAt + kEightBytes + milliseconds(21);
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleReply, LikeItsRequestDoesNotCountWhereItMayBeTheEcho)
+{
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    now = sentAt + kEightBytes + milliseconds(20);
+    arrive(kReadLikeItsReply.left(1));
+    run(milliseconds(9));
+    arrive(kReadLikeItsReply.mid(1));
+    EXPECT_TRUE(driver.calls.empty());
+    verdicts({41});
+    run(milliseconds(400));
+    EXPECT_TRUE(witness.steps.at(0).mayBeEcho);
 }
 
 TEST_F(CycleEcho, WithoutTheOptionDoesNotHideTheReplyBehindIt)

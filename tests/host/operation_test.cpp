@@ -97,6 +97,17 @@ TEST(OperationText, SaysWhatIsWrongAndWhatToTry)
     EXPECT_THAT(describeResult(result, 5, settings), HasSubstr("--echo"));
 }
 
+TEST(DescribeResult, TellsThatAReplyLikeItsRequestMayBeTheEcho)
+{
+    StepReport report;
+    report.cause = AttemptEnd::Unusable;
+    report.attempts = 1;
+    report.echoHeard = true;
+    report.mayBeEcho = true;
+    EXPECT_THAT(describeResult(resultOf(report), 5, LinkSettings()),
+                HasSubstr("what came is like the request, and so soon that it may be the request itself"));
+}
+
 int reads(const char *variable, int maxBlock, quint32 options = 0)
 {
     LinkSettings settings;
