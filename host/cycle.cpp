@@ -72,11 +72,21 @@ AttemptEnd moreTelling(AttemptEnd a, AttemptEnd b)
     return AttemptEnd::NoReply;
 }
 
-/// The station would refuse the same request again: function, address or value is not to its liking.
-bool isFinal(int exceptionCode)
+/// The same request is not to be sent again at once: function, address or value is not to the station's liking, it
+/// has begun the write already, or it is busy, for which the other stations must not wait.
+bool isFinal(int exceptionCode, const Request &request)
 {
-    return exceptionCode == kExceptionFunction || exceptionCode == kExceptionAddress ||
-           exceptionCode == kExceptionValue;
+    switch (exceptionCode) {
+    case kExceptionFunction:
+    case kExceptionAddress:
+    case kExceptionValue:
+    case kExceptionBusy:
+        return true;
+    case kExceptionAcknowledge:
+        return request.direction != 0;
+    default:
+        return false;
+    }
 }
 
 } // namespace
@@ -455,7 +465,7 @@ void Cycle::noteRefusal(const Sighting &sighting)
     if (!settings_.policies.endOnException)
         return;
     // Whatever the driver has left of attempts, it is not to spend them on this.
-    if (isFinal(sighting.exceptionCode))
+    if (isFinal(sighting.exceptionCode, request_))
         info_.retryCount = std::max(info_.retryCount, info_.retryLimit);
 }
 
@@ -552,8 +562,6 @@ void Cycle::finishUnanswered(Time now)
 void Cycle::loseAttempt(Time now, AttemptEnd end, int exceptionCode)
 {
     endAttempt(now, end, exceptionCode);
-    if (end == AttemptEnd::Exception && exceptionCode == kExceptionBusy)
-        holdUntil_ = std::max(holdUntil_, now + settings_.turnaround);
     giveUpAttempt(now);
 }
 

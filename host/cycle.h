@@ -151,7 +151,7 @@ public:
     /// @param driver    outlives the cycle.
     /// @param info      the settings record that the driver was given; outlives the cycle. `retryCount` is
     ///                  set to 0 for every new transaction, so that each has the full number of retries, and
-    ///                  to the limit when a station has refused a request for what it is.
+    ///                  to the limit when the same request is not to be sent again at once.
     /// @param observer  may be null; outlives the cycle.
     Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer);
 

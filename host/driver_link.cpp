@@ -130,6 +130,7 @@ bool DriverLink::setStationEnabled(int station, bool enabled)
     ++switches_[station];
     guard_.forget(station);
     queuedProbes_.erase(station);
+    busyUntil_.erase(station);
     driver_.enCommStation(station, enabled ? 1 : 0);
     setPace();
     return wasOffline;
@@ -235,6 +236,10 @@ Permit DriverLink::permit(const Request &request)
         return Permit::Withhold;
     if (guard_.isOffline(request.station))
         return request.station == triedStation_ ? Permit::SendOnce : Permit::Withhold;
+    // Its turn comes again with the next scan; meanwhile the others have theirs.
+    const auto busy = busyUntil_.find(request.station);
+    if (request.hostId == kCyclicHostId && busy != busyUntil_.end() && now_ < busy->second)
+        return Permit::Withhold;
     if (request.hostId == kCyclicHostId && guard_.isOnProbation(request.station))
         return Permit::SendOnce;
     return Permit::Send;
@@ -297,6 +302,9 @@ std::optional<StationNews> DriverLink::guard(const StepReport &report)
     const std::lock_guard<std::mutex> lock(mutex_);
     if (report.request.hostId == kCyclicHostId && report.cause != AttemptEnd::Withheld)
         pacer_.readEnded(report.startedAt);
+    const bool isBusy = report.cause == AttemptEnd::Exception && report.exceptionCode == kExceptionBusy;
+    if (isBusy && settings_.policies.endOnException)
+        busyUntil_[station] = report.endedAt + settings_.turnaround;
     if (!settings_.policies.offline || switchedOff_.count(station) > 0)
         return std::nullopt;
     const StationChange change = guard_.stepEnded(report);

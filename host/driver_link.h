@@ -99,8 +99,10 @@ private:
     StationGuard guard_;
     std::set<int> switchedOff_;   ///< by the user
     std::map<int, int> switches_; ///< how often the user has switched a station
-    std::set<int> queuedProbes_;  ///< stations with a trial in the driver's list
-    int triedStation_ = -1;       ///< the step in progress tries it
+    std::map<int, Time>
+        busyUntil_; ///< of stations that have said so; their cyclic reads are left out until then
+    std::set<int> queuedProbes_; ///< stations with a trial in the driver's list
+    int triedStation_ = -1;      ///< the step in progress tries it
     std::set<Ticket> withdrawn_;
     std::vector<Ticket> released_; ///< were withdrawn, and are not in the driver's lists any more
     int quietFetches_ = 0;         ///< in a row that were no operation; 2 stands for more as well

@@ -80,7 +80,8 @@ const char *endName(host::OperationEnd end)
 
 Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
 {
-    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst, plan.echo};
+    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst, plan.echo,
+            plan.link.turnaround};
 }
 
 } // namespace

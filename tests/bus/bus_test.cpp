@@ -181,6 +181,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.priorityReads += run.checks.priorityReads;
     checks.writeBacks += run.checks.writeBacks;
     checks.broadcasts += run.checks.broadcasts;
+    checks.busy += run.checks.busy;
 }
 
 /// Prints figures and remembers which were 0.
@@ -242,6 +243,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(l) states and ages of variables", sum.checks.statuses);
     printFigure("(m) registers written back with one bit changed", sum.checks.writeBacks);
     printFigure("(n) broadcasts on lines with an echo", sum.checks.broadcasts);
+    printFigure("(o) stations that were left in peace after exception 06", sum.checks.busy);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

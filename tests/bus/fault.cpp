@@ -49,6 +49,10 @@ const char *nameOf(Fault fault)
         return "line cut and back";
     case Fault::SecondMaster:
         return "request of a second master";
+    case Fault::Busy:
+        return "station busy for a time";
+    case Fault::Acknowledge:
+        return "station that says it has begun";
     case Fault::OtherWriter:
         return "other writer at a station";
     case Fault::Babble:

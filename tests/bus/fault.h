@@ -34,6 +34,8 @@ enum class Fault
     Restart,      ///< a station begins again with other values
     LineCut,      ///< the master is cut off from all stations
     SecondMaster, ///< somebody else polls the stations
+    Busy,         ///< a station answers everything with exception 06
+    Acknowledge,  ///< a station does writes and answers them with exception 05
     OtherWriter,  ///< somebody else changes registers that the master reads one at a time
     Babble        ///< noise without end
 };

@@ -35,8 +35,9 @@ const std::vector<Fault> &exchangeFaults()
 
 const std::vector<Fault> &lastingFaults()
 {
-    static const std::vector<Fault> kAll = {Fault::Silence,      Fault::Restart,     Fault::LineCut,
-                                            Fault::SecondMaster, Fault::OtherWriter, Fault::Babble};
+    static const std::vector<Fault> kAll = {Fault::Silence,      Fault::Restart, Fault::LineCut,
+                                            Fault::SecondMaster, Fault::Busy,    Fault::Acknowledge,
+                                            Fault::OtherWriter,  Fault::Babble};
     return kAll;
 }
 
@@ -84,8 +85,7 @@ Field::Field(const FieldPlan &plan, Wire &wire, Journal &journal, FieldObserver 
     const Time remember = 4 * plan.latest + seconds(60);
     for (const StationPlan &station : plan.stations) {
         stations_.emplace(station.number,
-                          Device{station, History(salt, station.number, Time::zero(), remember), Time::zero(),
-                                 Time::zero(), -1});
+                          Device{station, History(salt, station.number, Time::zero(), remember)});
         move(station.number);
     }
 }
@@ -320,6 +320,20 @@ Bytes Field::execute(Time now, const Request &request)
     return answer.reply;
 }
 
+/// What the station says instead of answering, for the time being.
+std::optional<Bytes> Field::refusalOf(Time now, const Request &request)
+{
+    constexpr std::uint8_t kAcknowledge = 5;
+    constexpr std::uint8_t kBusy = 6;
+    const Device &device = stations_.at(request.station);
+    if (now < device.busyUntil)
+        return bus_.refuse(request.frame, kBusy).reply;
+    if (now >= device.acknowledgesUntil || isReadFunction(request.frame[1]))
+        return std::nullopt;
+    execute(now, request);
+    return bus_.refuse(request.frame, kAcknowledge).reply;
+}
+
 void Field::answer(Time now, const Request &request)
 {
     if (request.tag >= 0 && answering_) {
@@ -329,12 +343,17 @@ void Field::answer(Time now, const Request &request)
             return;
         }
     }
+    const StationPlan &plan = stations_.at(request.station).plan;
+    const std::optional<Bytes> refusal = refusalOf(now, request);
+    if (refusal) {
+        reply(now + random_.between(plan.fastest, plan.slowest), request, messageOf(*refusal), false, "");
+        return;
+    }
     if (request.tag >= 0 && request.tag == tag_ && drawn_ && applies(*drawn_, request.frame)) {
         count(now, *drawn_, request.station);
         answerWith(now, request, *drawn_);
         return;
     }
-    const StationPlan &plan = stations_.at(request.station).plan;
     reply(now + random_.between(plan.fastest, plan.slowest), request, messageOf(execute(now, request)), false,
           "");
 }
@@ -503,7 +522,7 @@ void Field::setFaults(Time now, bool on)
     secondMasterUntil_ = babbleUntil_ = now;
     forced_.clear();
     for (auto &[number, device] : stations_)
-        device.mutedUntil = device.otherWriterUntil = now;
+        device.mutedUntil = device.busyUntil = device.acknowledgesUntil = device.otherWriterUntil = now;
 }
 
 void Field::makeTrouble(Time now)
@@ -536,6 +555,14 @@ void Field::makeTrouble(Time now)
             break;
         secondMasterUntil_ = now + random_.between(seconds(5), seconds(120));
         secondMasterSends(now);
+        break;
+    case Fault::Busy:
+        count(now, Fault::Busy, station);
+        makeBusy(station, now + random_.between(seconds(1), random_.oneIn(4) ? seconds(600) : seconds(60)));
+        break;
+    case Fault::Acknowledge:
+        count(now, Fault::Acknowledge, station);
+        letAcknowledge(station, now + random_.between(seconds(10), seconds(300)));
         break;
     case Fault::OtherWriter:
         if (now < device.otherWriterUntil)

@@ -80,6 +80,10 @@ public:
     void muteStation(int station, Time until);
     void cutLine(bool cut);
     void restartStation(Time now, int station);
+    /// It answers everything with exception 06.
+    void makeBusy(int station, Time until) { stations_.at(station).busyUntil = until; }
+    /// It does writes and answers them with exception 05.
+    void letAcknowledge(int station, Time until) { stations_.at(station).acknowledgesUntil = until; }
     /// From now on somebody else changes the registers there that the master reads one at a time.
     void letOtherWrite(Time now, int station, Time until);
     /// The next exchange with a station has this fault.
@@ -111,6 +115,8 @@ private:
         StationPlan plan;
         History history;
         Time mutedUntil{};
+        Time busyUntil{};
+        Time acknowledgesUntil{};
         Time otherWriterUntil{};
         int readAlone = -1; ///< set-point that the master has read last without others; -1 = none yet
     };
@@ -128,6 +134,7 @@ private:
     void answer(Time now, const Request &request);
     void answerLate(Time now, const Request &request);
     void answerWith(Time now, const Request &request, Fault fault);
+    std::optional<Bytes> refusalOf(Time now, const Request &request);
     Bytes execute(Time now, const Request &request);
     void reply(Time at, const Request &request, const Message &message, bool late, const char *what);
     void noiseAt(Time at, int bytes);

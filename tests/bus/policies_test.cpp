@@ -283,12 +283,16 @@ TEST_F(BusPolicy, ARefusalForGoodIsNotRepeated)
 {
     BusPlan plan = planOf(1, {"4x:0:4@1"});
     plan.link.retries = 2;
-    for (const int code : {1, 2, 3, 4}) {
+    plan.link.offline.failures = 1000;
+    for (const int code : {1, 2, 3, 4, 6}) {
         Bus &bus = build(plan);
         bus.field().setAnswering(
             [code](Time, const Bytes &request) { return refusal(request, static_cast<std::uint8_t>(code)); });
         bus.start();
-        const std::vector<host::StepReport> steps = stepsOf(1, seconds(10));
+        std::vector<host::StepReport> steps = stepsOf(1, seconds(10));
+        // What is left out while the station is busy.
+        const auto isWithheld = [](const auto &step) { return step.cause == host::AttemptEnd::Withheld; };
+        steps.erase(std::remove_if(steps.begin(), steps.end(), isWithheld), steps.end());
         ASSERT_THAT(steps, testing::SizeIs(Gt(20u)));
         EXPECT_EQ(code, steps.back().exceptionCode);
         // 04 may pass: the device has failed for once.
@@ -417,6 +421,36 @@ TEST_F(EightStations, OneDeadCostsTheOthersAtMostOneTwentieth)
     EXPECT_LT(shareKept(unguarded), 0.95);
 }
 
+TEST_F(EightStations, OneThatIsBusyForEverCostsTheOthersNothing)
+{
+    for (const bool offline : {true, false}) {
+        BusPlan plan = eightStations(true);
+        plan.link.policies.offline = offline;
+        Bus &bus = build(plan);
+        bus.field().makeBusy(8, hours(2));
+        // Where it is not left alone, each of its refusals costs the time of an exchange.
+        EXPECT_GE(shareKept(bus), offline ? 0.99 : 0.85);
+    }
+}
+
+TEST_F(BusPolicy, AWriteThatHasBegunIsNotSentAgain)
+{
+    BusPlan plan = planOf(1, {"4x:0:4@1"});
+    plan.link.retries = 2;
+    Bus &bus = build(plan);
+    bus.field().letAcknowledge(1, hours(1));
+    bus.start();
+    for (int i = 0; i < 20; ++i) {
+        const host::Ticket ticket = bus.write("4x:130@1", {static_cast<std::uint32_t>(i)});
+        bus.runFor(seconds(1));
+        EXPECT_EQ(OperationEnd::Refused, bus.endOf(ticket));
+        EXPECT_EQ(i, bus.field().history(1).value(Area::HoldingRegisters, 130));
+    }
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_EQ(0u, bus.statistics().total.retries);
+    EXPECT_FALSE(bus.isOffline(1));
+}
+
 TEST_F(BusPolicy, TrialsOfManyDeadStationsTakeATenthOfTheTime)
 {
     BusPlan plan = planOf(16, {});
@@ -472,9 +506,9 @@ TEST_F(EightStations, OneThatManagesShortFramesOnlyCostsTheOthersLittle)
     EXPECT_GT(wentOffline, 10u);
 }
 
-TEST_F(BusPolicy, AGatewayThatFindsNobodyTakesTheStationOffline)
+TEST_F(BusPolicy, AGatewayThatFindsNobodyOrAStationThatIsBusyForEverTakesItOffline)
 {
-    for (const int code : {4, 10, 11}) {
+    for (const int code : {4, 6, 10, 11}) {
         Bus &bus = build(planOf(2, {"4x:0:4@1", "4x:0:4@2"}));
         bus.field().setAnswering([code](Time, const Bytes &request) {
             return request[0] == 2 ? std::optional<Message>(refusal(request, static_cast<std::uint8_t>(code)))

@@ -134,6 +134,9 @@ void Witness::checkLeftAlone(Time now)
     const std::string who = "station " + std::to_string(station);
     if (switchedOff_.count(station) > 0)
         complain(now, "(k) a request goes to " + who + ", which is switched off");
+    const auto busy = busyUntil_.find(station);
+    if (busy != busyUntil_.end() && now < busy->second && sent_.hostId == host::kCyclicHostId)
+        complain(now, "(o) a cyclic read goes to " + who + ", which has just said that it is busy");
     const auto absence = absences_.find(station);
     if (absence == absences_.end())
         return;
@@ -274,12 +277,14 @@ void Witness::checkProbation(Time now, const host::StepReport &step,
     const auto absence = absences_.find(station);
     if (absence == absences_.end() || absence->second != Absence::Probation)
         return;
-    const bool isGateways = step.exceptionCode == host::kExceptionGatewayPath ||
-                            step.exceptionCode == host::kExceptionGatewayTarget;
+    // Nobody is behind the gateway, or the station does nothing of what it is asked.
+    const bool isNoAnswer = step.exceptionCode == host::kExceptionGatewayPath ||
+                            step.exceptionCode == host::kExceptionGatewayTarget ||
+                            step.exceptionCode == host::kExceptionBusy;
     const bool answered =
-        step.cause == AttemptEnd::Good || (step.cause == AttemptEnd::Exception && !isGateways);
+        step.cause == AttemptEnd::Good || (step.cause == AttemptEnd::Exception && !isNoAnswer);
     const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable ||
-                        (step.cause == AttemptEnd::Exception && isGateways);
+                        (step.cause == AttemptEnd::Exception && isNoAnswer);
     if (answered)
         absences_.erase(absence);
     if (failed && !(news && news->station == station && news->offline))
@@ -290,6 +295,7 @@ void Witness::checkProbation(Time now, const host::StepReport &step,
 void Witness::switched(int station, bool enabled)
 {
     absences_.erase(station);
+    busyUntil_.erase(station);
     if (enabled)
         switchedOff_.erase(station);
     else
@@ -314,6 +320,7 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
                               std::to_string(static_cast<int>(step.cause)) + ", " +
                               std::to_string(step.attempts) + " attempts");
     }
+    noteBusy(now, step);
     if (plan_.echo && step.request.station == 0 && step.cause != AttemptEnd::Withheld) {
         ++checks_.broadcasts;
         if (step.cause == AttemptEnd::NoReplyDue && !sent_.isHeard)
@@ -330,6 +337,14 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
         step.request.hostId == host::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
     if (step.cause == AttemptEnd::Good && step.done && step.request.direction == 0 && !isHalfOfWrite)
         checkReading(now, step);
+}
+
+void Witness::noteBusy(Time now, const host::StepReport &step)
+{
+    if (step.cause != AttemptEnd::Exception || step.exceptionCode != host::kExceptionBusy)
+        return;
+    ++checks_.busy;
+    busyUntil_[step.request.station] = now + plan_.turnaround;
 }
 
 void Witness::checkReading(Time now, const host::StepReport &step)

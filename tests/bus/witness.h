@@ -19,6 +19,7 @@
 /// - (m) A bit is written into the register as the station held it between the start of the last reading of the register
 ///   and the write; and the write goes out within half a second from the reply with the register.
 /// - (n) On a line with an echo a broadcast is reported as done only when its echo was heard, whole and in its turn.
+/// - (o) After exception 06 no cyclic read goes to the station for the turnaround delay.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
@@ -83,6 +84,7 @@ struct Checks
     std::uint64_t priorityReads = 0;
     std::uint64_t writeBacks = 0; ///< (m)
     std::uint64_t broadcasts = 0; ///< (n)
+    std::uint64_t busy = 0;       ///< (o), transactions that ended with exception 06
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -95,6 +97,7 @@ public:
         Time latest{};  ///< as in FieldPlan
         Time longestReply{};
         bool echo = false; ///< the master hears itself
+        Time turnaround{};
     };
     /// Reads elements from the driver's mirror.
     using ReadMirror =
@@ -222,6 +225,7 @@ private:
     bool isHealthySince(Time time) const;
     void checkLeftAlone(Time now);
     void noteHalf(Time now);
+    void noteBusy(Time now, const host::StepReport &step);
     void checkProbation(Time now, const host::StepReport &step, const std::optional<host::StationNews> &news);
     void readingEnded(Time now, host::Ticket ticket, const host::OperationResult &result);
     void checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &order);
@@ -253,6 +257,7 @@ private:
     int sentInStep_ = 0;                    ///< transmissions of the transaction in progress
     std::set<int> switchedOff_;
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
+    std::map<int, Time> busyUntil_;         ///< of stations that have said so
     std::map<int, CyclicRead> cyclicReads_; ///< by number
     std::map<Place, host::Ticket> lastTaken_;
     std::deque<Execution> executions_;

@@ -655,9 +655,9 @@ TEST_F(CycleException, ProvesThatTheRequestHadLeft)
     EXPECT_EQ(refused + kSilence, sentAt);
 }
 
-TEST_F(CycleException, AgainstTheRequestItselfTakesTheRemainingAttempts)
+TEST_F(CycleException, ThatIsNotToBeFollowedByTheSameRequestTakesTheRemainingAttempts)
 {
-    for (const char *refusal : {"11 83 01", "11 83 02", "11 83 03"}) {
+    for (const char *refusal : {"11 83 01", "11 83 02", "11 83 03", "11 83 06"}) {
         info.retryLimit = 4;
         queue(kRead);
         runUntilSent();
@@ -669,8 +669,7 @@ TEST_F(CycleException, AgainstTheRequestItselfTakesTheRemainingAttempts)
 
 TEST_F(CycleException, OfAnotherKindLeavesTheRemainingAttempts)
 {
-    for (const char *refusal :
-         {"11 83 04", "11 83 05", "11 83 06", "11 83 07", "11 83 08", "11 83 0A", "11 83 0B"}) {
+    for (const char *refusal : {"11 83 04", "11 83 05", "11 83 07", "11 83 08", "11 83 0A", "11 83 0B"}) {
         info.retryLimit = 4;
         queue(kRead);
         runUntilSent();
@@ -686,10 +685,15 @@ TEST_F(CycleException, OfARepetitionMayBelongToTheFirstAttemptSoTheLastKeepsItsW
     EXPECT_EQ(repeatedAt + kEightBytes + milliseconds(300), sentAt);
 }
 
-TEST_F(CycleException, BusyOfARepetitionLeavesTheLastItsWaitAsWell)
+TEST_F(CycleException, AcknowledgeEndsAWriteThatHasBegun)
 {
-    refuseTheRepetition("11 83 06");
-    EXPECT_EQ(repeatedAt + kEightBytes + milliseconds(300), sentAt) << "longer than the pause of 100 ms";
+    info.retryLimit = 4;
+    queue(kWrite).var.direction = 1;
+    runUntilSent();
+    verdicts({41});
+    arrive(withCrc("11 86 05"));
+    EXPECT_EQ(4, info.retryCount);
+    EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
 }
 
 TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
@@ -699,15 +703,17 @@ TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
     EXPECT_EQ(refusedAt + kSilence, sentAt);
 }
 
-TEST_F(CycleException, BusyIsRepeatedAfterAPause)
+TEST_F(CycleException, BusyDoesNotHoldTheOtherStationsUp)
 {
+    const QByteArray other = withCrc("12 03 0064 0002");
     queue(kRead);
+    queue(other);
     runUntilSent();
-    verdicts({0});
+    verdicts({41});
     arrive(withCrc("11 83 06"));
     const Time refused = now;
-    EXPECT_EQ(kRead, runUntilSent());
-    EXPECT_EQ(refused + milliseconds(100), sentAt);
+    EXPECT_EQ(other, runUntilSent());
+    EXPECT_EQ(refused + kSilence, sentAt);
 }
 
 TEST_F(CycleException, OutweighsSilenceInTheReport)

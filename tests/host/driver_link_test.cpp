@@ -106,7 +106,7 @@ protected:
         if (std::count(dead.begin(), dead.end(), request.station()) > 0)
             return QByteArray();
         if (std::count(refusing.begin(), refusing.end(), request.station()) > 0)
-            return withCrc((byteText(request.station()) + " 83 02").c_str());
+            return withCrc((byteText(request.station()) + " 83 " + refusal).c_str());
         if (request.function() == 6)
             return request.frame;
         return withCrc((byteText(request.station()) + " 03 02 0007").c_str());
@@ -149,6 +149,7 @@ protected:
     Time now = seconds(1);
     std::vector<int> dead;     ///< stations that do not answer
     std::vector<int> refusing; ///< stations that answer with an exception
+    std::string refusal = "02";
     std::vector<Sent> sent;
     std::vector<StepReport> steps;
     std::vector<StationNews> stations;
@@ -225,6 +226,39 @@ TEST_F(DriverLinkTest, TakesARefusedTrialForASignOfLife)
     dead.clear();
     refusing = {2};
     runFor(seconds(15));
+    ASSERT_EQ(2u, stations.size());
+    EXPECT_FALSE(stations[1].offline);
+}
+
+TEST_F(DriverLinkTest, GivesTheOthersTheirTurnsWhileAStationIsBusy)
+{
+    settings.policies.offline = false;
+    setUpDriver();
+    watch(1);
+    watch(2);
+    refusing = {2};
+    refusal = "06";
+    runFor(seconds(5));
+    const std::vector<Sent> asked = sentTo(2);
+    ASSERT_GT(asked.size(), 20u);
+    for (std::size_t i = 1; i < asked.size(); ++i)
+        EXPECT_GE(asked[i].at - asked[i - 1].at, milliseconds(100)) << "the turnaround delay";
+    EXPECT_GT(sentTo(1).size(), 100u) << "asked in between, some 30 ms each";
+}
+
+TEST_F(DriverLinkTest, LeavesAStationAloneThatIsBusyForEver)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    refusing = {2};
+    refusal = "06";
+    runFor(seconds(5));
+    EXPECT_EQ(3u, sentTo(2).size()) << "three requests, each sent once";
+    ASSERT_EQ(1u, stations.size());
+    EXPECT_TRUE(stations[0].offline);
+    refusing = {};
+    runFor(seconds(10));
     ASSERT_EQ(2u, stations.size());
     EXPECT_FALSE(stations[1].offline);
 }
