@@ -300,7 +300,9 @@ Instruction Cycle::transmit(Time now)
     // handed over.
     lastActivity_ = now + settings_.timing.wire(request_.frame.size());
     sentUntil_ = lastActivity_;
-    deadline_ = lastActivity_ + (broadcast ? settings_.turnaround : settings_.responseTimeout);
+    // Who is said not to answer may do so all the same, but nobody waits a time-out for that.
+    const bool isSilenced = state_ == CycleState::ListeningOut && isSilencedByOption(info_, request_.regType);
+    deadline_ = lastActivity_ + (broadcast || isSilenced ? settings_.turnaround : settings_.responseTimeout);
 
     const bool repeated = report_.attempts > 1;
     const auto bytes = static_cast<std::uint64_t>(request_.frame.size());

@@ -108,7 +108,8 @@ struct CycleSettings
     LineTiming timing{19200};
     /// Longest wait for the first byte of a reply, from the end of the request's last stop bit.
     Time responseTimeout = std::chrono::seconds(1);
-    /// Silence granted to the stations after a broadcast (MODBUS over Serial Line V1.02, 2.4.1).
+    /// Silence granted to the stations after a broadcast (MODBUS over Serial Line V1.02, 2.4.1), and to
+    /// those that are said not to answer a write; an answer that comes within is taken.
     Time turnaround = std::chrono::milliseconds(100);
     /// Pause when the driver has nothing to do.
     Time idlePause = std::chrono::milliseconds(2);

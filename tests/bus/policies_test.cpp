@@ -339,6 +339,34 @@ TEST_F(BusPolicy, ABroadcastIsGivenItsTurnaround)
     EXPECT_EQ("", bus.witness().complaint());
 }
 
+TEST_F(BusPolicy, AWriteThatNoReplyIsDueToCostsThePauseAndNoTimeOut)
+{
+    BusPlan plan = planOf(2, {"4x:0:4@2"});
+    plan.link.timeout = seconds(10);
+    plan.link.options |= host::kOptionNoReplyToSingle | host::kOptionNoReplyToBlock;
+    plan = agreed(plan);
+    // Stations that do as the option says, answer all the same, refuse.
+    for (const int kind : {0, 1, 2}) {
+        Bus &bus = build(plan);
+        if (kind == 2)
+            bus.field().setAnswering([](Time, const Bytes &request) {
+                return request[0] == 1 ? std::optional<Message>(refusal(request, 2)) : std::nullopt;
+            });
+        bus.start();
+        bus.keepSteps(true);
+        for (int i = 0; i < 20; ++i) {
+            if (kind == 0)
+                bus.field().makeNext(Fault::LostReply, 1);
+            const host::Ticket ticket =
+                bus.write(i % 2 == 0 ? "4x_single:130@1" : "4x_block:140@1", {static_cast<std::uint32_t>(i)});
+            bus.runFor(milliseconds(400));
+            EXPECT_EQ(kind == 2 ? OperationEnd::Refused : OperationEnd::Good, bus.endOf(ticket)) << kind;
+        }
+        EXPECT_EQ("", bus.witness().complaint());
+        EXPECT_EQ(0u, bus.statistics().total.timeouts);
+    }
+}
+
 TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
 {
     Bus &bus = build(planOf(1, {}));

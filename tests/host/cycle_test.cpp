@@ -1202,9 +1202,40 @@ TEST_F(CycleNoReply, EndsWithTheTimeOutWhenTheStationKeepsSilent)
     queue(kWrite, 0);
     runUntilSent();
     verdicts({1});
-    runUntil(sentAt + kEightBytes + milliseconds(300));
+    const Time due = sentAt + kEightBytes + milliseconds(300);
+    runUntil(due - nanoseconds(2));
+    EXPECT_TRUE(witness.steps.empty()) << "a station that the option does not silence answers";
+    runUntil(due);
     EXPECT_TRUE(witness.steps.at(0).done);
     EXPECT_EQ(0u, total().timeouts);
+}
+
+TEST_F(CycleNoReply, EndsWithTheTurnaroundWhereTheOptionSaysThatStationsKeepSilent)
+{
+    info.options = 1u << 9;
+    queue(kWrite).var.regType = 8;
+    runUntilSent();
+    verdicts({1});
+    const Time due = sentAt + kEightBytes + milliseconds(100);
+    runUntil(due - nanoseconds(2));
+    EXPECT_TRUE(witness.steps.empty());
+    runUntil(due);
+    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.steps[0].cause);
+    EXPECT_EQ(0u, total().timeouts);
+}
+
+TEST_F(CycleNoReply, RefusedAtTheEndOfTheTurnaroundIsReported)
+{
+    info.options = 1u << 9;
+    queue(kWrite).var.regType = 8;
+    runUntilSent();
+    run(kEightBytes + milliseconds(95));
+    EXPECT_TRUE(arrive(withCrc("11 86 02").left(2)).isEmpty());
+    run(milliseconds(10));
+    verdicts({1});
+    arrive(withCrc("11 86 02").mid(2));
+    EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
 }
 
 TEST_F(CycleNoReply, IsWhatTheOptionBitsMakeOfTypesEightAndNine)
