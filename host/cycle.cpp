@@ -115,7 +115,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
         case CycleState::WaitingSilence: {
             const Time due = silenceDue();
             if (now >= due && now <= freshUntil_) {
-                if (driver_.permit(request_) != Permit::Withhold)
+                if (driver_.permit(request_, true) != Permit::Withhold)
                     return transmit(now);
                 withhold(now);
                 ++withheld;
@@ -228,7 +228,7 @@ bool Cycle::fetch(Time now)
     // A request that was not answered may be repeated at once: a late answer to it is one to this as well.
     // Not where the value is written back: the late answer may have an old one.
     answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame && !request_.isReadHalf;
-    const Permit permit = driver_.permit(request_);
+    const Permit permit = driver_.permit(request_, false);
     if (permit == Permit::Withhold) {
         withhold(now);
         return true;

@@ -37,7 +37,12 @@ public:
     virtual Protocol *next() = 0;
     /// Asked when a transaction has been chosen, and again before each of its transmissions: it may have waited for
     /// the line, and been withdrawn meanwhile.
-    virtual Permit permit(const Request &) { return Permit::Send; }
+    /// @param goesOut  unless it is withheld, the frame is on the line next.
+    virtual Permit permit(const Request &, bool goesOut)
+    {
+        (void)goesOut;
+        return Permit::Send;
+    }
     /// Judges what was received for the transaction in progress; the status of the result record.
     virtual int judge(QByteArray *reply, int length) = 0;
 };

@@ -31,6 +31,7 @@ ExitCode exitCodeOf(OperationEnd end)
     case OperationEnd::Open:
     case OperationEnd::NoReply:
     case OperationEnd::Dropped:
+    case OperationEnd::Unconfirmed:
     case OperationEnd::Offline:
         break;
     }
@@ -93,7 +94,8 @@ OperationResult resultOf(const StepReport &report)
         result.end = OperationEnd::LineBusy;
         break;
     case AttemptEnd::Withheld:
-        result.end = OperationEnd::Offline;
+        result.end = report.attempts > 0 && report.request.direction != 0 ? OperationEnd::Unconfirmed
+                                                                          : OperationEnd::Offline;
         break;
     }
     return result;
@@ -127,6 +129,10 @@ std::string describeResult(const OperationResult &result, int station, const Lin
                (result.attempts > 0 ? effort : "") + ": noise or a second master";
     case OperationEnd::PortLost:
         return "the port was lost";
+    case OperationEnd::Unconfirmed:
+        return "sent to " + who +
+               " and not confirmed: the station was switched off or the port was lost before the "
+               "answer had come; the write may have been done, read it back";
     case OperationEnd::Dropped:
         return who + " is switched off";
     case OperationEnd::Offline:

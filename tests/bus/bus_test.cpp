@@ -182,6 +182,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.writeBacks += run.checks.writeBacks;
     checks.broadcasts += run.checks.broadcasts;
     checks.busy += run.checks.busy;
+    checks.unconfirmed += run.checks.unconfirmed;
 }
 
 /// Prints figures and remembers which were 0.
@@ -244,6 +245,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(m) registers written back with one bit changed", sum.checks.writeBacks);
     printFigure("(n) broadcasts on lines with an echo", sum.checks.broadcasts);
     printFigure("(o) stations that were left in peace after exception 06", sum.checks.busy);
+    printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

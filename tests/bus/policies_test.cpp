@@ -766,6 +766,22 @@ TEST_F(BusPolicy, ABitIsNeverWrittenIntoAnOldRegister)
     }
 }
 
+TEST_F(BusPolicy, AnOrderThatIsOnTheLineWhenItsStationIsSwitchedOffIsNotConfirmed)
+{
+    Bus &bus = build(planOf(2, {}));
+    bus.start();
+    bus.field().makeNext(Fault::LostReply, 2);
+    const host::Ticket ticket = bus.write("4x:130@2", {4711});
+    const host::Ticket behind = bus.write("4x:140@2", {4712});
+    bus.runFor(milliseconds(100));
+    bus.setStationEnabled(2, false);
+    EXPECT_EQ(OperationEnd::Unconfirmed, bus.endOf(ticket));
+    EXPECT_EQ(OperationEnd::Dropped, bus.endOf(behind));
+    bus.runFor(seconds(5));
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_EQ(4711, bus.field().history(2).value(Area::HoldingRegisters, 130)) << "it was done";
+}
+
 TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackWithTheFirst)
 {
     BusPlan plan = planOf(8, {});

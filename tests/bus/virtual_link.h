@@ -38,6 +38,7 @@ public:
     bool setStationEnabled(int station, bool enabled) override;
     void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
     void withdraw(const std::vector<host::Ticket> &tickets) override { link_.withdraw(tickets); }
+    std::set<host::Ticket> unconfirmed() override { return link_.unconfirmed(); }
 
     const host::Statistics &statistics() const { return link_.statistics(); }
 

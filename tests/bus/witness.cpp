@@ -40,7 +40,8 @@ bool bitOf(std::uint16_t value, int bit)
 /// The host has taken the order back before the driver reported anything.
 bool isWithdrawn(const host::OperationResult &result)
 {
-    return result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped;
+    return result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped ||
+           result.end == OperationEnd::Unconfirmed;
 }
 
 } // namespace
@@ -117,6 +118,7 @@ void Witness::noteHalf(Time now)
         order.readFrom = now;
         return;
     }
+    order.wasSent = true;
     if (!order.readFrom)
         return;
     ++checks_.writeBacks;
@@ -480,6 +482,13 @@ void Witness::ended(Time now, host::Ticket ticket, const host::OperationResult &
     }
     found->second.ended = true;
     found->second.endedAt = now;
+    if (isWithdrawn(result) && found->second.reports == 0) {
+        checks_.unconfirmed += found->second.wasSent ? 1u : 0u;
+        if (found->second.wasSent != (result.end == OperationEnd::Unconfirmed))
+            complain(now, "(p) order " + std::to_string(ticket) +
+                              (found->second.wasSent ? " was sent, and is said to have been dropped"
+                                                     : " was not sent, and is said to be not confirmed"));
+    }
     if (result.end != OperationEnd::Good && isHealthySince(found->second.orderedAt))
         complain(now, "(f) on a healthy line order " + std::to_string(ticket) + " is reported as failed");
     if (found->second.reports == 0 && !isWithdrawn(result))

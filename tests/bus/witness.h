@@ -20,6 +20,8 @@
 ///   and the write; and the write goes out within half a second from the reply with the register.
 /// - (n) On a line with an echo a broadcast is reported as done only when its echo was heard, whole and in its turn.
 /// - (o) After exception 06 no cyclic read goes to the station for the turnaround delay.
+/// - (p) A write that ends because its station was switched off, went offline or the port was lost is said to be sent and
+///   not confirmed if a frame of it has gone out, and not otherwise.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
@@ -82,9 +84,10 @@ struct Checks
     std::uint64_t trials = 0;     ///< (k), requests to stations that are offline or only just back
     std::uint64_t statuses = 0;   ///< (l)
     std::uint64_t priorityReads = 0;
-    std::uint64_t writeBacks = 0; ///< (m)
-    std::uint64_t broadcasts = 0; ///< (n)
-    std::uint64_t busy = 0;       ///< (o), transactions that ended with exception 06
+    std::uint64_t writeBacks = 0;  ///< (m)
+    std::uint64_t broadcasts = 0;  ///< (n)
+    std::uint64_t unconfirmed = 0; ///< (p), writes that were taken back after a frame had gone out
+    std::uint64_t busy = 0;        ///< (o), transactions that ended with exception 06
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -177,6 +180,7 @@ private:
         bool ended = false;
         int reports = 0;
         std::optional<Time> readFrom; ///< start of the last transmission of a read half
+        bool wasSent = false;         ///< a frame that writes has gone out
         Time readEnded{};             ///< when a read half was answered last
     };
     struct Reading

@@ -351,6 +351,40 @@ TEST_F(DriverLinkTest, SendsAWithdrawnWriteNeverAgain)
     EXPECT_EQ(withCrc("02 06 003C 2222"), sentTo(2)[0].frame);
 }
 
+TEST_F(DriverLinkTest, KnowsWhichWritesMayHaveBeenDone)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    dead = {2};
+    write(1, 2, 50, 0x1111);
+    write(2, 2, 60, 0x2222);
+    link().setOpenOperations(2);
+    runFor(milliseconds(100));
+    ASSERT_EQ(1u, sentTo(2).size());
+    EXPECT_THAT(link().unconfirmed(), ElementsAre(1)) << "the other one waits for its turn";
+    runFor(milliseconds(2000));
+    EXPECT_EQ(2u, operations.size());
+    EXPECT_TRUE(link().unconfirmed().empty()) << "their ends are told";
+}
+
+TEST_F(DriverLinkTest, KnowsThatAWriteThatWaitsForTheLineHasNotBeenDone)
+{
+    setUpDriver();
+    dead = {1};
+    watch(1);
+    runFor(seconds(1)); // the line is listened to for a late answer again and again
+    while (link().statistics().total.timeouts < 2 || steps.empty())
+        runFor(milliseconds(10));
+    write(1, 2, 50, 0x1111);
+    link().setOpenOperations(1);
+    for (int i = 0; i < 1000 && sentTo(2).empty(); ++i) {
+        EXPECT_TRUE(link().unconfirmed().empty());
+        runFor(milliseconds(1));
+    }
+    EXPECT_THAT(link().unconfirmed(), ElementsAre(1));
+}
+
 TEST_F(DriverLinkTest, ChoosesNoRequestWhileAnOrderIsHandedOver)
 {
     setUpDriver();
