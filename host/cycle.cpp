@@ -73,15 +73,16 @@ AttemptEnd moreTelling(AttemptEnd a, AttemptEnd b)
 }
 
 /// The same request is not to be sent again at once: function, address or value is not to the station's liking, it
-/// has begun the write already, or it is busy, for which the other stations must not wait.
+/// has begun the write already, or it is busy and the request comes again by itself.
 bool isFinal(int exceptionCode, const Request &request)
 {
     switch (exceptionCode) {
     case kExceptionFunction:
     case kExceptionAddress:
     case kExceptionValue:
-    case kExceptionBusy:
         return true;
+    case kExceptionBusy:
+        return request.hostId == kCyclicHostId;
     case kExceptionAcknowledge:
         return request.direction != 0;
     default:
@@ -565,6 +566,9 @@ void Cycle::loseAttempt(Time now, AttemptEnd end, int exceptionCode)
 {
     endAttempt(now, end, exceptionCode);
     giveUpAttempt(now);
+    const bool isRepeated = state_ == CycleState::WaitingSilence;
+    if (isRepeated && end == AttemptEnd::Exception && exceptionCode == kExceptionBusy)
+        holdUntil_ = std::max(holdUntil_, now + settings_.turnaround);
 }
 
 /// Throws the input away and spends the attempt: an empty buffer tells the driver that the wait is over.

@@ -18,6 +18,10 @@
 
 namespace plc::host {
 
+/// `hostId` of the cyclic reads, as the driver has it for those that it groups itself; otherwise their number is their
+/// `hostSubId`.
+constexpr int kCyclicHostId = 0;
+
 /// What may become of a transaction that the driver has chosen.
 enum class Permit
 {

@@ -18,8 +18,6 @@ namespace plc::host {
 constexpr int kOperationHostId = 100;
 /// `hostId` of the requests that try an offline station; their `hostSubId` is the station.
 constexpr int kProbeHostId = 101;
-/// `hostId` of the cyclic reads; their number is their `hostSubId`.
-constexpr int kCyclicHostId = 0;
 
 /// True for a cyclic read that the driver has made of several variables.
 bool isGroupedRead(const Request &request);

@@ -716,6 +716,23 @@ TEST_F(CycleException, BusyDoesNotHoldTheOtherStationsUp)
     EXPECT_EQ(refused + kSilence, sentAt);
 }
 
+TEST_F(CycleException, BusyIsRepeatedAfterAPauseWhereTheRequestDoesNotComeAgainByItself)
+{
+    queue(kRead).var.hostId = 100;
+    runUntilSent();
+    verdicts({0, 41});
+    arrive(withCrc("11 83 06"));
+    const Time refused = now;
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(refused + milliseconds(100), sentAt);
+    const QByteArray other = withCrc("12 03 0064 0002");
+    queue(other);
+    arrive(withCrc("11 83 06"));
+    const Time failed = now;
+    EXPECT_EQ(other, runUntilSent());
+    EXPECT_EQ(failed + kSilence, sentAt) << "nobody else waits";
+}
+
 TEST_F(CycleException, OutweighsSilenceInTheReport)
 {
     queue(kRead);
