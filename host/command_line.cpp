@@ -136,8 +136,8 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
               "listen that long after a time-out before another request goes out, in seconds; without it "
               "as long as the time-out",
               kLineGroup);
-    addNumber(app, "--turnaround", &options->turnaroundMs, 0, 60000, "MS", "pause after a broadcast (ms)",
-              kLineGroup)
+    addNumber(app, "--turnaround", &options->turnaroundMs, 0, 60000, "MS",
+              "pause after a write that nobody answers (ms)", kLineGroup)
         ->capture_default_str();
     app->add_flag("--echo", options->echo,
                   "the line hands back what is sent on it (two wires); take that off. Without it the echo of "

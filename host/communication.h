@@ -33,6 +33,7 @@ public:
         return link_.setStationEnabled(station, enabled);
     }
     void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
+    std::set<Ticket> unconfirmed() override { return link_.unconfirmed(); }
     void withdraw(const std::vector<Ticket> &tickets) override { link_.withdraw(tickets); }
 
 private:

@@ -41,6 +41,8 @@ Request describe(const Protocol &head, bool relay)
     request.direction = head.var.direction;
     request.hostId = head.var.hostId;
     request.hostSubId = head.var.hostSubId;
+    // In a relay frame the member is a value.
+    request.isReadHalf = !relay && request.direction == 0 && head.var.relayArg1 == kReadHalf;
     return request;
 }
 
@@ -61,11 +63,22 @@ AttemptEnd moreTelling(AttemptEnd a, AttemptEnd b)
     return AttemptEnd::NoReply;
 }
 
-/// The station would refuse the same request again: function, address or value is not to its liking.
-bool isFinal(int exceptionCode)
+/// The same request is not to be sent again at once: function, address or value is not to the station's liking, it
+/// has begun the write already, or it is busy and the request comes again by itself.
+bool isFinal(int exceptionCode, const Request &request)
 {
-    return exceptionCode == kExceptionFunction || exceptionCode == kExceptionAddress ||
-           exceptionCode == kExceptionValue;
+    switch (exceptionCode) {
+    case kExceptionFunction:
+    case kExceptionAddress:
+    case kExceptionValue:
+        return true;
+    case kExceptionBusy:
+        return request.hostId == kCyclicHostId;
+    case kExceptionAcknowledge:
+        return request.direction != 0;
+    default:
+        return false;
+    }
 }
 
 } // namespace
@@ -93,17 +106,20 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
             break;
         case CycleState::WaitingSilence: {
             const Time due = silenceDue();
-            if (now >= due) {
-                if (driver_.permit(request_) != Permit::Withhold)
+            if (now >= due && now <= freshUntil_) {
+                if (driver_.permit(request_, true) != Permit::Withhold)
                     return transmit(now);
                 withhold(now);
                 ++withheld;
                 break;
             }
-            const Time limit = busyLimit();
+            const Time limit = std::min(busyLimit(), freshUntil_);
             if (now < limit)
                 return {QByteArray(), std::min(due, limit)};
-            giveUpLine(now);
+            if (now >= freshUntil_)
+                giveUpStale(now);
+            else
+                giveUpLine(now);
             break;
         }
         case CycleState::WaitingReply:
@@ -161,6 +177,16 @@ Time Cycle::busyLimit() const
     return std::max(waitingSince_, holdUntil_) + waits * settings_.responseTimeout;
 }
 
+/// What was to be written back has become too old: the transaction ends, whatever the driver has left of attempts.
+void Cycle::giveUpStale(Time now)
+{
+    info_.retryCount = std::max(info_.retryLimit, 0);
+    if (report_.attempts == 0)
+        giveUpLine(now);
+    else
+        giveUpAttempt(now);
+}
+
 /// The line has not fallen silent in time: an attempt is spent without having been sent.
 void Cycle::giveUpLine(Time now)
 {
@@ -192,15 +218,18 @@ bool Cycle::fetch(Time now)
     report_.cause = AttemptEnd::NoReply;
     report_.startedAt = now;
     // A request that was not answered may be repeated at once: a late answer to it is one to this as well.
-    answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame;
-    const Permit permit = driver_.permit(request_);
+    // Not where the value is written back: the late answer may have an old one.
+    answerIsOpen_ = now < openUntil_ && openFrame_ == request_.frame && !request_.isReadHalf;
+    const Permit permit = driver_.permit(request_, false);
     if (permit == Permit::Withhold) {
         withhold(now);
         return true;
     }
     info_.retryCount = permit == Permit::Send ? 0 : std::max(info_.retryLimit, 0);
-    if (!answerIsOpen_)
+    if (!answerIsOpen_) {
         holdUntil_ = std::max(holdUntil_, openUntil_);
+        echoesDue_ = 0;
+    }
     waitingSince_ = now;
     state_ = CycleState::WaitingSilence;
     return true;
@@ -233,17 +262,25 @@ Instruction Cycle::transmit(Time now)
                                      settings_.policies.strictWrites)
                    : modbusReplyShape(request_.frame, hasOption(info_.options, kOptionSwapReplyCrc),
                                       settings_.policies.strictWrites);
+    if (settings_.policies.discardInput)
+        dropBefore(now, buffer_.size(), "outside an exchange");
     heard_ = false;
     answered_ = false;
     refused_ = false;
     damaged_ = false;
     extended_ = false;
-    echoDue_ = settings_.removeEcho;
+    echoIsOff_ = false;
+    isFirstByte_ = true;
+    echoesDue_ += settings_.removeEcho ? 1 : 0;
+    // Where echoes are taken off, what is like the request is told from them by their number.
+    if (settings_.removeEcho)
+        shape_.request.clear();
     if (report_.attempts == 0)
         report_.startedAt = now;
     ++report_.attempts;
     report_.echoMissing = false;
     report_.echoHeard = false;
+    report_.mayBeEcho = false;
 
     // No station answers address 0, whatever the driver expects: with the station override in force it may
     // well expect a reply.
@@ -255,7 +292,9 @@ Instruction Cycle::transmit(Time now)
     // handed over.
     lastActivity_ = now + settings_.timing.wire(request_.frame.size());
     sentUntil_ = lastActivity_;
-    deadline_ = lastActivity_ + (broadcast ? settings_.turnaround : settings_.responseTimeout);
+    // Who is said not to answer may do so all the same, but nobody waits a time-out for that.
+    const bool isSilenced = state_ == CycleState::ListeningOut && isSilencedByOption(info_, request_.regType);
+    deadline_ = lastActivity_ + (broadcast || isSilenced ? settings_.turnaround : settings_.responseTimeout);
 
     const bool repeated = report_.attempts > 1;
     const auto bytes = static_cast<std::uint64_t>(request_.frame.size());
@@ -280,12 +319,16 @@ void Cycle::take(Time now, const QByteArray &arrived)
     if (buffer_.size() > kBufferLimit)
         dropBefore(now, buffer_.size() - kBufferKept, "too much for one reply");
     if (isListening()) {
+        // The echo begins while the request is sent: what begins so much later is none.
+        if (isFirstByte_ && now > sentUntil_ + settings_.deliverySlack)
+            shape_.request.clear();
+        isFirstByte_ = false;
         if (!settings_.policies.absoluteDeadline)
             deadline_ = std::max(deadline_, now + settings_.responseTimeout);
         examine(now, false);
         return;
     }
-    if (state_ == CycleState::WaitingTurnaround && !stripEcho(now))
+    if (echoesDue_ > 0 && head_ && !stripEchoes(now))
         return;
     if (settings_.policies.discardInput)
         dropBefore(now, buffer_.size(), "outside an exchange");
@@ -296,21 +339,40 @@ bool Cycle::isListening() const
     return state_ == CycleState::WaitingReply || state_ == CycleState::ListeningOut;
 }
 
-/// Takes the echo of the request off the received bytes.
-/// @return false while the echo is still due.
-bool Cycle::stripEcho(Time now)
+/// Takes the echoes that are due off the received bytes, as far as they have come.
+/// @return false while none has come since the last transmission.
+bool Cycle::stripEchoes(Time now)
 {
-    if (!echoDue_)
+    if (!settings_.removeEcho)
         return true;
-    const int at = buffer_.indexOf(request_.frame);
-    if (at < 0)
+    for (;;) {
+        const int at = echoesDue_ > 0 ? buffer_.indexOf(request_.frame) : -1;
+        // Behind the first one the bytes of a request may also stand inside a reply.
+        if (at < 0 || (echoIsOff_ && at > 0))
+            return echoIsOff_;
+        // What came before the request was heard cannot be its answer.
+        dropBefore(now, at, "in front of the echo");
+        buffer_.remove(0, request_.frame.size());
+        --echoesDue_;
+        echoIsOff_ = true;
+        heard_ = false; // so far nothing but the echo
+    }
+}
+
+/// Takes a reply that is like the request for an echo as long as one is due, wherever noise stands around it.
+bool Cycle::takeForEcho(Time now, const Sighting &sighting)
+{
+    if (echoesDue_ == 0 || buffer_.mid(sighting.at, sighting.length) != request_.frame)
         return false;
-    // What came before the request was heard cannot be its answer.
-    dropBefore(now, at, "in front of the echo");
-    buffer_.remove(0, request_.frame.size());
-    echoDue_ = false;
-    heard_ = false; // so far nothing but the echo
+    --echoesDue_;
+    dropBefore(now, sighting.at, "in front of the echo");
+    buffer_.remove(0, sighting.length);
     return true;
+}
+
+bool Cycle::isEchoMissing() const
+{
+    return settings_.removeEcho && !echoIsOff_;
 }
 
 void Cycle::dropBefore(Time now, int bytes, const char *why)
@@ -329,14 +391,14 @@ void Cycle::examine(Time now, bool waitIsOver)
 {
     // Without the echo gone nothing may pass: the echo of a single write is byte for byte its own good reply.
     damaged_ = false;
-    if (!stripEcho(now)) {
+    if (!stripEchoes(now)) {
         heard_ = true;
         return;
     }
     heard_ = heard_ || !buffer_.isEmpty();
     report_.echoHeard = report_.echoHeard || (!settings_.removeEcho && buffer_.contains(request_.frame));
     const bool unchecked = !settings_.policies.checkReplies && state_ == CycleState::WaitingReply &&
-                           head_->replyLen == kReplyOpen;
+                           head_->replyLen == kReplyOpen && !request_.isReadHalf;
     for (;;) {
         const Sighting sighting = findReply(buffer_, shape_, waitIsOver);
         if (unchecked && sighting.found != Found::Exception) {
@@ -346,7 +408,10 @@ void Cycle::examine(Time now, bool waitIsOver)
         switch (sighting.found) {
         case Found::WrongReply:
             count([](Counters &c) { ++c.ignoredReplies; });
-            dropBefore(now, sighting.at + sighting.length, "a reply to something else");
+            report_.mayBeEcho = report_.mayBeEcho || sighting.isLikeRequest;
+            dropBefore(now, sighting.at + sighting.length,
+                       sighting.isLikeRequest ? "the request itself, or a reply like it"
+                                              : "a reply to something else");
             continue;
         case Found::Exception:
             if (sighting.at > 0)
@@ -363,6 +428,8 @@ void Cycle::examine(Time now, bool waitIsOver)
                 deadline_ = now;
             return;
         case Found::Reply:
+            if (takeForEcho(now, sighting))
+                continue;
             if (state_ == CycleState::ListeningOut) {
                 buffer_.remove(sighting.at, sighting.length);
                 lastActivity_ = now;
@@ -392,7 +459,7 @@ void Cycle::noteRefusal(const Sighting &sighting)
     if (!settings_.policies.endOnException)
         return;
     // Whatever the driver has left of attempts, it is not to spend them on this.
-    if (isFinal(sighting.exceptionCode))
+    if (isFinal(sighting.exceptionCode, request_))
         info_.retryCount = std::max(info_.retryCount, info_.retryLimit);
 }
 
@@ -411,14 +478,16 @@ bool Cycle::offerReply(Time now, const Sighting &sighting)
 {
     const int received = buffer_.size();
     int status = kResultPending;
+    // Where the length is known each call counts, so that exactly the reply must be handed in. And a register that
+    // was not read whole must never be written back: the driver gets no other bytes to choose from.
+    if (head_->replyLen != kReplyOpen || request_.isReadHalf)
+        buffer_ = buffer_.mid(sighting.at, sighting.length);
     if (head_->replyLen == kReplyOpen) {
         // The first call finds the reply and cuts the buffer down to it, the second one judges it.
         if (driver_.judge(&buffer_, buffer_.size()) == kResultPending)
             return false;
         status = driver_.judge(&buffer_, buffer_.size());
     } else {
-        // The length is known: this call counts, so that exactly the reply must be handed in.
-        buffer_ = buffer_.mid(sighting.at, sighting.length);
         status = driver_.judge(&buffer_, buffer_.size());
     }
     // What came back proves that the request had left, however slow the line is by its name.
@@ -459,7 +528,7 @@ void Cycle::expire(Time now)
     examine(now, true);
     if (state_ != CycleState::WaitingReply)
         return;
-    report_.echoMissing = echoDue_ && heard_;
+    report_.echoMissing = isEchoMissing() && heard_;
     if (refused_)
         loseAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
     else
@@ -469,11 +538,15 @@ void Cycle::expire(Time now)
 /// Ends an attempt whose answer nobody waits for.
 void Cycle::finishUnanswered(Time now)
 {
+    // Who does not hear himself has perhaps not been heard by anybody.
+    report_.echoMissing = isEchoMissing();
     dropBefore(now, buffer_.size(), "an answer that nobody waits for");
     QByteArray nothing;
     const int status = driver_.judge(&nothing, 0);
     if (refused_)
         endAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
+    else if (report_.echoMissing)
+        endAttempt(now, AttemptEnd::Unusable, 0);
     else
         endAttempt(now, isDone(status) ? AttemptEnd::NoReplyDue : AttemptEnd::NoReply, 0);
     settle(now, status);
@@ -483,9 +556,10 @@ void Cycle::finishUnanswered(Time now)
 void Cycle::loseAttempt(Time now, AttemptEnd end, int exceptionCode)
 {
     endAttempt(now, end, exceptionCode);
-    if (end == AttemptEnd::Exception && exceptionCode == kExceptionBusy)
-        holdUntil_ = std::max(holdUntil_, now + settings_.turnaround);
     giveUpAttempt(now);
+    const bool isRepeated = state_ == CycleState::WaitingSilence;
+    if (isRepeated && end == AttemptEnd::Exception && exceptionCode == kExceptionBusy)
+        holdUntil_ = std::max(holdUntil_, now + settings_.turnaround);
 }
 
 /// Throws the input away and spends the attempt: an empty buffer tells the driver that the wait is over.
@@ -533,6 +607,22 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
         observer_->attemptEnded(now, end, exceptionCode);
 }
 
+/// Until when an answer to the last transmission may come, or to one before.
+Time Cycle::lateAnswersUntil(Time now) const
+{
+    return std::max(now, sentUntil_ + settings_.responseTimeout) + settings_.lateReplyGuard;
+}
+
+/// Holds the repetition of the same request back until no answer to an earlier transmission comes any more.
+void Cycle::listenForLateAnswers(Time now)
+{
+    if (!answerIsOpen_ || settings_.lateReplyGuard <= Time::zero())
+        return;
+    holdUntil_ = std::max(holdUntil_, lateAnswersUntil(now));
+    answerIsOpen_ = false;
+    echoesDue_ = 0;
+}
+
 /// Draws the consequence of the driver's verdict: another attempt, or the end of the step.
 void Cycle::settle(Time now, int status)
 {
@@ -541,6 +631,8 @@ void Cycle::settle(Time now, int status)
         head_ = driver_.next();
         if (head_) {
             state_ = CycleState::WaitingSilence;
+            if (request_.isReadHalf)
+                listenForLateAnswers(now);
             return;
         }
     }
@@ -552,8 +644,10 @@ void Cycle::settle(Time now, int status)
         // without the guard: after an answer, one more to the same bytes would put each into the exchange behind
         // its own.
         openFrame_ = answered_ ? QByteArray() : request_.frame;
-        openUntil_ = std::max(now, sentUntil_ + settings_.responseTimeout) + settings_.lateReplyGuard;
+        openUntil_ = lateAnswersUntil(now);
     }
+    // The write half is the next transaction.
+    freshUntil_ = report_.done && request_.isReadHalf ? now + settings_.writeBackWithin : Time::max();
     head_ = nullptr;
     state_ = CycleState::Idle;
     if (observer_)

@@ -18,6 +18,10 @@
 
 namespace plc::host {
 
+/// `hostId` of the cyclic reads, as the driver has it for those that it groups itself; otherwise their number is their
+/// `hostSubId`.
+constexpr int kCyclicHostId = 0;
+
 /// What may become of a transaction that the driver has chosen.
 enum class Permit
 {
@@ -37,7 +41,12 @@ public:
     virtual Protocol *next() = 0;
     /// Asked when a transaction has been chosen, and again before each of its transmissions: it may have waited for
     /// the line, and been withdrawn meanwhile.
-    virtual Permit permit(const Request &) { return Permit::Send; }
+    /// @param goesOut  unless it is withheld, the frame is on the line next.
+    virtual Permit permit(const Request &, bool goesOut)
+    {
+        (void)goesOut;
+        return Permit::Send;
+    }
     /// Judges what was received for the transaction in progress; the status of the result record.
     virtual int judge(QByteArray *reply, int length) = 0;
 };
@@ -66,6 +75,8 @@ struct Request
     int direction = 0; ///< 0 = read, 1 = write
     int hostId = 0;
     int hostSubId = 0;
+    bool isReadHalf =
+        false; ///< reads the register that the next transaction writes back with one bit changed
 };
 
 /// What became of a transaction.
@@ -81,7 +92,9 @@ struct StepReport
     int attempts = 0;         ///< frames sent
     bool echoMissing = false; ///< the last attempt heard bytes, but not the echo that was to come first
     bool echoHeard = false;   ///< the last attempt heard its own request, and nobody had asked to take it off
-    Time startedAt{};         ///< first transmission
+    bool mayBeEcho =
+        false;        ///< what was heard so would be the reply as well, and came too soon to be told from it
+    Time startedAt{}; ///< first transmission
     Time endedAt{};
 };
 
@@ -104,7 +117,8 @@ struct CycleSettings
     LineTiming timing{19200};
     /// Longest wait for the first byte of a reply, from the end of the request's last stop bit.
     Time responseTimeout = std::chrono::seconds(1);
-    /// Silence granted to the stations after a broadcast (MODBUS over Serial Line V1.02, 2.4.1).
+    /// Silence granted to the stations after a broadcast (MODBUS over Serial Line V1.02, 2.4.1), and to
+    /// those that are said not to answer a write; an answer that comes within is taken.
     Time turnaround = std::chrono::milliseconds(100);
     /// Pause when the driver has nothing to do.
     Time idlePause = std::chrono::milliseconds(2);
@@ -115,7 +129,10 @@ struct CycleSettings
     /// request goes out. RTU numbers nothing: an answer that comes late would be taken for the answer to that
     /// request. Only a transaction that ended without any answer is repeated at once.
     Time lateReplyGuard = std::chrono::seconds(1); ///< 0 = not at all
-    /// The line hands back what is sent on it.
+    /// Between the reply with a register and the start of the frame that writes the register back with one bit
+    /// changed. What is older is not written: somebody else may have changed the other bits.
+    Time writeBackWithin = std::chrono::milliseconds(500);
+    /// The line hands back what is sent on it. Each transmission owes one echo.
     bool removeEcho = false;
     /// `lateReplyGuard` and `offline` mean nothing here.
     Policies policies;
@@ -144,7 +161,7 @@ public:
     /// @param driver    outlives the cycle.
     /// @param info      the settings record that the driver was given; outlives the cycle. `retryCount` is
     ///                  set to 0 for every new transaction, so that each has the full number of retries, and
-    ///                  to the limit when a station has refused a request for what it is.
+    ///                  to the limit when the same request is not to be sent again at once.
     /// @param observer  may be null; outlives the cycle.
     Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer);
 
@@ -164,7 +181,9 @@ private:
     bool fetch(Time now);
     Instruction transmit(Time now);
     void take(Time now, const QByteArray &arrived);
-    bool stripEcho(Time now);
+    bool stripEchoes(Time now);
+    bool takeForEcho(Time now, const Sighting &sighting);
+    bool isEchoMissing() const;
     Time waitEnd() const;
     Time silentBehindDamage() const;
     Time extendedDeadline() const;
@@ -178,7 +197,10 @@ private:
     void finishUnanswered(Time now);
     void loseAttempt(Time now, AttemptEnd end, int exceptionCode);
     void giveUpAttempt(Time now);
+    Time lateAnswersUntil(Time now) const;
+    void listenForLateAnswers(Time now);
     Time busyLimit() const;
+    void giveUpStale(Time now);
     void giveUpLine(Time now);
     void noteRefusal(const Sighting &sighting);
     void endAttempt(Time now, AttemptEnd end, int exceptionCode);
@@ -196,10 +218,11 @@ private:
 
     CycleState state_ = CycleState::Idle;
     bool started_ = false;
-    Time lastActivity_{}; ///< last byte sent or received
-    Time holdUntil_{};    ///< no transmission before
-    Time waitingSince_{}; ///< since when the line should be silent
-    Time deadline_{};     ///< end of the present wait
+    Time lastActivity_{};           ///< last byte sent or received
+    Time holdUntil_{};              ///< no transmission before
+    Time freshUntil_ = Time::max(); ///< no transmission of the present transaction after
+    Time waitingSince_{};           ///< since when the line should be silent
+    Time deadline_{};               ///< end of the present wait
     bool extended_ = false;
 
     Protocol *head_ = nullptr; ///< transaction in progress; the driver's
@@ -212,11 +235,13 @@ private:
     Time sentUntil_{};          ///< when the last stop bit of the last request left, or will
     StepReport report_;
 
-    QByteArray buffer_; ///< received in this attempt
-    bool echoDue_ = false;
-    bool heard_ = false;   ///< something was received in this attempt
-    bool refused_ = false; ///< while listening out: the station answered with an exception
-    bool damaged_ = false; ///< what was received last was the reply, damaged on the way
+    QByteArray buffer_;        ///< received in this attempt
+    int echoesDue_ = 0;        ///< of this request and of its equals before, and not come yet
+    bool echoIsOff_ = false;   ///< an echo was taken off what was received in this attempt
+    bool heard_ = false;       ///< something was received in this attempt
+    bool isFirstByte_ = false; ///< nothing was received since the last transmission
+    bool refused_ = false;     ///< while listening out: the station answered with an exception
+    bool damaged_ = false;     ///< what was received last was the reply, damaged on the way
 };
 
 } // namespace plc::host

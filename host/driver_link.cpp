@@ -130,6 +130,7 @@ bool DriverLink::setStationEnabled(int station, bool enabled)
     ++switches_[station];
     guard_.forget(station);
     queuedProbes_.erase(station);
+    busyUntil_.erase(station);
     driver_.enCommStation(station, enabled ? 1 : 0);
     setPace();
     return wasOffline;
@@ -145,6 +146,12 @@ void DriverLink::withdraw(const std::vector<Ticket> &tickets)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     withdrawn_.insert(tickets.begin(), tickets.end());
+}
+
+std::set<Ticket> DriverLink::unconfirmed()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return unconfirmed_;
 }
 
 /// Reads of stations that are left alone are no part of a scan.
@@ -204,6 +211,8 @@ void DriverLink::noteFetched(const Protocol *head)
 {
     quietFetches_ = isServedFirst(head) ? 0 : std::min(quietFetches_ + 1, 2);
     if (quietFetches_ == 2) {
+        for (const Ticket ticket : withdrawn_)
+            unconfirmed_.erase(ticket);
         released_.insert(released_.end(), withdrawn_.begin(), withdrawn_.end());
         withdrawn_.clear();
     }
@@ -225,9 +234,18 @@ void DriverLink::tellReleased()
     sink_(std::move(news));
 }
 
-Permit DriverLink::permit(const Request &request)
+Permit DriverLink::permit(const Request &request, bool goesOut)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
+    const Permit permit = permitLocked(request);
+    // Under the same lock: a station that is switched off now has either nothing of it, or it is known.
+    if (goesOut && permit != Permit::Withhold && request.hostId == kOperationHostId && request.direction != 0)
+        unconfirmed_.insert(request.hostSubId);
+    return permit;
+}
+
+Permit DriverLink::permitLocked(const Request &request) const
+{
     if (request.hostId == kOperationHostId && withdrawn_.count(request.hostSubId) > 0)
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
@@ -235,6 +253,10 @@ Permit DriverLink::permit(const Request &request)
         return Permit::Withhold;
     if (guard_.isOffline(request.station))
         return request.station == triedStation_ ? Permit::SendOnce : Permit::Withhold;
+    // Its turn comes again with the next scan; meanwhile the others have theirs.
+    const auto busy = busyUntil_.find(request.station);
+    if (request.hostId == kCyclicHostId && busy != busyUntil_.end() && now_ < busy->second)
+        return Permit::Withhold;
     if (request.hostId == kCyclicHostId && guard_.isOnProbation(request.station))
         return Permit::SendOnce;
     return Permit::Send;
@@ -264,7 +286,14 @@ void DriverLink::stepEnded(const StepReport &report)
     news.statistics = cycle_.statistics();
     news.operations = endedWith(report);
     news.station = guard(report);
+    std::vector<Ticket> told;
+    for (const OperationNews &operation : news.operations)
+        told.push_back(operation.ticket);
     sink_(std::move(news));
+    // Not before: who finds an operation unconfirmed no more must find its end among the news.
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const Ticket ticket : told)
+        unconfirmed_.erase(ticket);
 }
 
 /// The operations that have ended with this step.
@@ -297,6 +326,9 @@ std::optional<StationNews> DriverLink::guard(const StepReport &report)
     const std::lock_guard<std::mutex> lock(mutex_);
     if (report.request.hostId == kCyclicHostId && report.cause != AttemptEnd::Withheld)
         pacer_.readEnded(report.startedAt);
+    const bool isBusy = report.cause == AttemptEnd::Exception && report.exceptionCode == kExceptionBusy;
+    if (isBusy && settings_.policies.endOnException)
+        busyUntil_[station] = report.endedAt + settings_.turnaround;
     if (!settings_.policies.offline || switchedOff_.count(station) > 0)
         return std::nullopt;
     const StationChange change = guard_.stepEnded(report);

@@ -18,8 +18,6 @@ namespace plc::host {
 constexpr int kOperationHostId = 100;
 /// `hostId` of the requests that try an offline station; their `hostSubId` is the station.
 constexpr int kProbeHostId = 101;
-/// `hostId` of the cyclic reads; their number is their `hostSubId`.
-constexpr int kCyclicHostId = 0;
 
 /// True for a cyclic read that the driver has made of several variables.
 bool isGroupedRead(const Request &request);
@@ -31,8 +29,8 @@ std::string hexText(const QByteArray &bytes);
 /// and the bytes, it answers what to send and when to wake it. One object at a time, since the driver's callbacks
 /// carry no object.
 ///
-/// advance() and transmitted() belong to one thread; setOpenOperations(), setStationEnabled(), betweenRequests() and withdraw() may
-/// come from another.
+/// advance() and transmitted() belong to one thread; setOpenOperations(), setStationEnabled(), betweenRequests(), withdraw()
+/// and unconfirmed() may come from another.
 class DriverLink : private CycleDriver, private CycleObserver
 {
 public:
@@ -55,10 +53,12 @@ public:
     bool setStationEnabled(int station, bool enabled);
     void betweenRequests(const std::function<void()> &work);
     void withdraw(const std::vector<Ticket> &tickets);
+    std::set<Ticket> unconfirmed();
 
 private:
     Protocol *next() override;
-    Permit permit(const Request &request) override;
+    Permit permit(const Request &request, bool goesOut) override;
+    Permit permitLocked(const Request &request) const;
     int judge(QByteArray *reply, int length) override;
     void sent(Time now, const QByteArray &frame, int attempt) override;
     void received(Time now, const QByteArray &bytes) override;
@@ -99,8 +99,11 @@ private:
     StationGuard guard_;
     std::set<int> switchedOff_;   ///< by the user
     std::map<int, int> switches_; ///< how often the user has switched a station
-    std::set<int> queuedProbes_;  ///< stations with a trial in the driver's list
-    int triedStation_ = -1;       ///< the step in progress tries it
+    std::map<int, Time>
+        busyUntil_; ///< of stations that have said so; their cyclic reads are left out until then
+    std::set<int> queuedProbes_;   ///< stations with a trial in the driver's list
+    int triedStation_ = -1;        ///< the step in progress tries it
+    std::set<Ticket> unconfirmed_; ///< writes of which a frame has gone out, and whose end has not been told
     std::set<Ticket> withdrawn_;
     std::vector<Ticket> released_; ///< were withdrawn, and are not in the driver's lists any more
     int quietFetches_ = 0;         ///< in a row that were no operation; 2 stands for more as well

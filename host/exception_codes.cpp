@@ -22,7 +22,8 @@ constexpr Row kRows[] = {
      {"illegal data value", "the station does not take that many at once; try a smaller --max-block"}},
     {4,
      {"server device failure", "the station failed while it carried the request out; look at the station"}},
-    {5, {"acknowledge", "the station has begun a long job and will answer later; ask again"}},
+    {kExceptionAcknowledge,
+     {"acknowledge", "the station has begun a long job and will answer later; ask again"}},
     {kExceptionBusy, {"server device busy", "the station is at work on something else; ask again"}},
     {7, {"negative acknowledge", "the station cannot carry the request out"}},
     {8, {"memory parity error", "the station's extended memory is damaged"}},
@@ -31,6 +32,15 @@ constexpr Row kRows[] = {
     {kExceptionGatewayTarget,
      {"gateway target failed to respond", "the station behind the gateway is silent"}},
 };
+
+/// A write that has begun must not begin again.
+constexpr const char *kWriteHasBegun = "the station has begun the write and needs long for it; do not send "
+                                       "it again, but see later what it has done";
+
+bool isWriteFunction(int function)
+{
+    return function == 5 || function == 6 || function == 15 || function == 16;
+}
 
 constexpr ExceptionMeaning kUnknown = {"unknown exception", "see the station's manual"};
 
@@ -60,7 +70,7 @@ std::string describeException(int function, int code, int address, int count)
     const std::string place =
         count > 0 ? ", address " + std::to_string(address) + ", count " + std::to_string(count) : "";
     return number + std::string(meaning.name) + ") to function " + std::to_string(function) + place + ": " +
-           meaning.hint;
+           (code == kExceptionAcknowledge && isWriteFunction(function) ? kWriteHasBegun : meaning.hint);
 }
 
 } // namespace plc::host

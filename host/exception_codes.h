@@ -10,6 +10,7 @@ namespace plc::host {
 constexpr int kExceptionFunction = 1;
 constexpr int kExceptionAddress = 2;
 constexpr int kExceptionValue = 3;
+constexpr int kExceptionAcknowledge = 5;
 constexpr int kExceptionBusy = 6;
 constexpr int kExceptionGatewayPath = 10;
 constexpr int kExceptionGatewayTarget = 11;

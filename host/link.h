@@ -7,6 +7,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -82,6 +83,8 @@ public:
     /// These operations have been reported as failed while the driver may still hold them: nothing of them is
     /// sent any more.
     virtual void withdraw(const std::vector<Ticket> &tickets) = 0;
+    /// Writes of which a frame has gone out and whose end is not among the news yet: they may have been done.
+    virtual std::set<Ticket> unconfirmed() = 0;
 };
 
 /// Makes the link of a session. The record is the one that the driver was given.

@@ -31,6 +31,7 @@ ExitCode exitCodeOf(OperationEnd end)
     case OperationEnd::Open:
     case OperationEnd::NoReply:
     case OperationEnd::Dropped:
+    case OperationEnd::Unconfirmed:
     case OperationEnd::Offline:
         break;
     }
@@ -73,6 +74,7 @@ OperationResult resultOf(const StepReport &report)
     result.attempts = report.attempts;
     result.echoMissing = report.echoMissing;
     result.echoHeard = report.echoHeard;
+    result.mayBeEcho = report.mayBeEcho;
     switch (report.cause) {
     case AttemptEnd::Good:
     case AttemptEnd::NoReplyDue:
@@ -92,7 +94,8 @@ OperationResult resultOf(const StepReport &report)
         result.end = OperationEnd::LineBusy;
         break;
     case AttemptEnd::Withheld:
-        result.end = OperationEnd::Offline;
+        result.end = report.attempts > 0 && report.request.direction != 0 ? OperationEnd::Unconfirmed
+                                                                          : OperationEnd::Offline;
         break;
     }
     return result;
@@ -110,7 +113,13 @@ std::string describeResult(const OperationResult &result, int station, const Lin
                describeException(result.function, result.exceptionCode, result.address, result.count);
     case OperationEnd::Unusable:
         if (result.echoMissing)
-            return "the echo of the request was not heard" + effort + "; is --echo right for this line?";
+            return "the echo of the request was not heard, or came damaged," + effort +
+                   "; is --echo right for this line?";
+        if (result.mayBeEcho)
+            return "no usable reply from " + who + effort +
+                   ": what came is like the request, and so soon that it may be the request itself; add "
+                   "--echo if "
+                   "the line hands back what is sent";
         if (result.echoHeard)
             return "no usable reply from " + who + effort + ": the line hands back what is sent; add --echo";
         return "no usable reply from " + who + effort +
@@ -120,6 +129,10 @@ std::string describeResult(const OperationResult &result, int station, const Lin
                (result.attempts > 0 ? effort : "") + ": noise or a second master";
     case OperationEnd::PortLost:
         return "the port was lost";
+    case OperationEnd::Unconfirmed:
+        return "sent to " + who +
+               " and not confirmed: the station was switched off or the port was lost before the "
+               "answer had come; the write may have been done, read it back";
     case OperationEnd::Dropped:
         return who + " is switched off";
     case OperationEnd::Offline:

@@ -24,7 +24,9 @@ enum class OperationEnd
     LineBusy, ///< not even sent: the line never fell silent
     PortLost,
     Dropped, ///< the station was switched off before it was its turn
-    Offline  ///< the station is left alone because it does not answer
+    /// A write was on the line when its station was switched off, or when the port went: it may have been done.
+    Unconfirmed,
+    Offline ///< the station is left alone because it does not answer
 };
 
 struct OperationResult
@@ -37,6 +39,7 @@ struct OperationResult
     int attempts = 0;         ///< frames sent for the last request
     bool echoMissing = false; ///< see StepReport
     bool echoHeard = false;   ///< see StepReport
+    bool mayBeEcho = false;   ///< see StepReport
 };
 
 /// What the end of the last transaction means for its operation.

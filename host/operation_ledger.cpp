@@ -85,7 +85,8 @@ bool OperationLedger::close(Ticket ticket, const OperationResult &result)
     return true;
 }
 
-std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end)
+std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
+                                              const std::set<Ticket> &unconfirmed)
 {
     std::vector<Ticket> withDriver;
     for (auto entry = open_.begin(); entry != open_.end();) {
@@ -98,7 +99,7 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end)
             withdrawn_.insert(*entry);
         }
         OperationResult result;
-        result.end = end;
+        result.end = unconfirmed.count(entry->first) > 0 ? OperationEnd::Unconfirmed : end;
         closed_.emplace(entry->first, result);
         entry = open_.erase(entry);
     }

@@ -4,6 +4,7 @@
 #define PLC_HOST_OPERATION_LEDGER_H
 
 #include <map>
+#include <set>
 #include <vector>
 
 #include "operation.h"
@@ -50,10 +51,10 @@ public:
     /// @return false when it had ended before, or was never opened; then nothing changes.
     bool close(Ticket ticket, const OperationResult &result);
 
-    /// Ends all open operations of @p station; -1 for all stations. Those that the driver has been handed go on
+    /// Ends all open operations of @p station; -1 for all stations. @p unconfirmed ones end as that. Those that the driver has been handed go on
     /// filling its lists until they are released.
     /// @return those of them that the driver has been handed.
-    std::vector<Ticket> closeAll(int station, OperationEnd end);
+    std::vector<Ticket> closeAll(int station, OperationEnd end, const std::set<Ticket> &unconfirmed = {});
 
     /// The driver's lists hold none of these operations any more.
     void release(const std::vector<Ticket> &tickets);

@@ -150,6 +150,8 @@ const char *stateName(OperationEnd end)
         return "line busy";
     case OperationEnd::PortLost:
         return "port lost";
+    case OperationEnd::Unconfirmed:
+        return "sent, not confirmed";
     case OperationEnd::Dropped:
         return "switched off";
     case OperationEnd::Offline:

@@ -27,6 +27,7 @@ VariableState stateOf(OperationEnd end)
         return VariableState::NeverRead;
     case OperationEnd::NoReply:
     case OperationEnd::PortLost:
+    case OperationEnd::Unconfirmed:
     case OperationEnd::Dropped:
         break;
     }

@@ -148,8 +148,9 @@ Sighting frameAt(const QByteArray &bytes, int at, const ReplyShape &shape)
     }
     if (!crcMatches(bytes, at, sighting.length, shape.crcHighFirst))
         return sighting;
-    const bool isAnswer = fits && repeatsRequest(bytes, at, shape) && !isOwnEcho(bytes, at, shape);
-    sighting.found = isAnswer ? Found::Reply : Found::WrongReply;
+    const bool isAnswer = fits && repeatsRequest(bytes, at, shape);
+    sighting.isLikeRequest = isAnswer && isOwnEcho(bytes, at, shape);
+    sighting.found = isAnswer && !sighting.isLikeRequest ? Found::Reply : Found::WrongReply;
     return sighting;
 }
 

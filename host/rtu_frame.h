@@ -23,7 +23,7 @@ struct ReplyShape
     bool isRead = false;      ///< the third byte counts the data bytes
     QByteArray repeats;       ///< bytes behind the function that the reply must repeat; empty = not looked at
     QByteArray repeatsSingle; ///< the same for functions 5 and 6 where the function is not known beforehand
-    QByteArray request;       ///< a reply to a read is never these bytes: they are its echo
+    QByteArray request; ///< a reply to a read is never these bytes, which may be its echo; empty = may be
     bool crcHighFirst = false; ///< CRC with its high byte first
 };
 
@@ -50,10 +50,11 @@ enum class Found
 struct Sighting
 {
     Found found = Found::Nothing;
-    int at = 0;            ///< first byte of the frame
-    int length = 0;        ///< bytes of the frame
-    int exceptionCode = 0; ///< for Found::Exception
-    int function = 0;      ///< second byte, for Found::Exception
+    int at = 0;                 ///< first byte of the frame
+    int length = 0;             ///< bytes of the frame
+    int exceptionCode = 0;      ///< for Found::Exception
+    int function = 0;           ///< second byte, for Found::Exception
+    bool isLikeRequest = false; ///< for Found::WrongReply: a reply but for being ReplyShape::request
 };
 
 /// Looks for the first frame in @p bytes that concerns a request.

@@ -255,7 +255,7 @@ void Session::digest(News &&news)
     if (news.portLost.empty())
         return;
     portLost_ = news.portLost;
-    ledger_.closeAll(-1, OperationEnd::PortLost);
+    ledger_.closeAll(-1, OperationEnd::PortLost, link_->unconfirmed());
 }
 
 void Session::noteRegisters(const StepReport &report)
@@ -282,7 +282,13 @@ void Session::noteStation(const StationNews &news)
         return;
     }
     offline_.insert(news.station);
-    link_->withdraw(ledger_.closeAll(news.station, OperationEnd::Offline));
+    takeBack(news.station, OperationEnd::Offline);
+}
+
+/// Ends what is open for a station. What was on the line has perhaps been done.
+void Session::takeBack(int station, OperationEnd end)
+{
+    link_->withdraw(ledger_.closeAll(station, end, link_->unconfirmed()));
 }
 
 void Session::noteCyclic(const StepReport &report)
@@ -309,11 +315,13 @@ void Session::setStationEnabled(int station, bool enabled)
         switchedOff_.erase(station);
         // The news of that may still be on their way, and are outdated now.
         if (wasOffline)
-            link_->withdraw(ledger_.closeAll(station, OperationEnd::Offline));
+            takeBack(station, OperationEnd::Offline);
         return;
     }
     switchedOff_.insert(station);
-    link_->withdraw(ledger_.closeAll(station, OperationEnd::Dropped));
+    const std::set<Ticket> sent = link_->unconfirmed();
+    pump(link_->now()); // of what is not unconfirmed any more the end is told
+    link_->withdraw(ledger_.closeAll(station, OperationEnd::Dropped, sent));
 }
 
 Values Session::values(const Variable &variable) const

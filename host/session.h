@@ -108,6 +108,7 @@ private:
     void noteCyclic(const StepReport &report);
     bool isOutdated(const StationNews &news) const;
     void noteStation(const StationNews &news);
+    void takeBack(int station, OperationEnd end);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
     void startWaiting();
     void handOver(const Order &order);

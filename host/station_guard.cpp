@@ -46,6 +46,11 @@ StationChange StationGuard::stepEnded(const StepReport &report)
     case AttemptEnd::Exception:
         if (isGatewaysWord(report.exceptionCode))
             return failed(report);
+        if (report.exceptionCode == kExceptionBusy) {
+            // The line is not gone.
+            stations_[report.request.station].lastAnswer = report.endedAt;
+            return failed(report);
+        }
         return answered(report.request.station, report.endedAt);
     case AttemptEnd::Good:
         return answered(report.request.station, report.endedAt);

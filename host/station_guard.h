@@ -38,7 +38,8 @@ public:
     {}
 
     /// Takes the end of a transaction. An answer of any kind, an exception as well, shows that the station is
-    /// there, unless it is a gateway's, which says that nobody is behind it. A request that was never sent, since the
+    /// there, unless it is a gateway's, which says that nobody is behind it, or says that the station is busy: one that
+    /// is so for ever is as little use as a dead one. A request that was never sent, since the
     /// line did not fall silent or for another reason, shows nothing.
     StationChange stepEnded(const StepReport &report);
 

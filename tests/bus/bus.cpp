@@ -68,6 +68,8 @@ const char *endName(host::OperationEnd end)
         return "the line was never silent";
     case host::OperationEnd::PortLost:
         return "port lost";
+    case host::OperationEnd::Unconfirmed:
+        return "sent and not confirmed";
     case host::OperationEnd::Dropped:
         return "its station was switched off";
     case host::OperationEnd::Offline:
@@ -80,7 +82,8 @@ const char *endName(host::OperationEnd end)
 
 Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
 {
-    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst};
+    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst, plan.echo,
+            plan.link.turnaround};
 }
 
 } // namespace

@@ -60,6 +60,7 @@ private:
     std::vector<Write> writes_;
     std::vector<std::string> readings_;
     std::set<int> switchedOff_;
+    int lastWritten_ = 0; ///< station; 0 = none, or all
     std::map<host::Ticket, Time> mine_;
     std::uint64_t orders_ = 0;
     std::uint64_t done_ = 0;
@@ -85,7 +86,10 @@ void Panel::act(bool healthy)
     if (bus_.watchedCount() > 0)
         bus_.lookAt(static_cast<std::size_t>(random_.below(bus_.watchedCount())));
     if (!healthy && random_.oneIn(60)) {
-        const int station = anyStation();
+        // Now and then while an order for the station is on the line.
+        const bool isBusy = lastWritten_ > 0 && random_.oneIn(2);
+        const int station = isBusy ? lastWritten_ : anyStation();
+        bus_.runFor(random_.between(Time::zero(), milliseconds(200)));
         const bool wasOff = switchedOff_.erase(station) > 0;
         if (!wasOff)
             switchedOff_.insert(station);
@@ -153,6 +157,7 @@ void Panel::orderWrite()
         for (int i = 0; i < write.variable.count; ++i)
             write.values.push_back(anyValue(write.variable));
     }
+    lastWritten_ = bus_.session().stationOf(write.variable);
     note(bus_.write(write.variable, write.values));
 }
 

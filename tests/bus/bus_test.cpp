@@ -179,6 +179,10 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.trials += run.checks.trials;
     checks.statuses += run.checks.statuses;
     checks.priorityReads += run.checks.priorityReads;
+    checks.writeBacks += run.checks.writeBacks;
+    checks.broadcasts += run.checks.broadcasts;
+    checks.busy += run.checks.busy;
+    checks.unconfirmed += run.checks.unconfirmed;
 }
 
 /// Prints figures and remembers which were 0.
@@ -238,6 +242,10 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(j) orders for an offline station refused at once", sum.checks.refusals);
     printFigure("(k) requests to stations that were offline or just back", sum.checks.trials);
     printFigure("(l) states and ages of variables", sum.checks.statuses);
+    printFigure("(m) registers written back with one bit changed", sum.checks.writeBacks);
+    printFigure("(n) broadcasts on lines with an echo", sum.checks.broadcasts);
+    printFigure("(o) stations that were left in peace after exception 06", sum.checks.busy);
+    printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

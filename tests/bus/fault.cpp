@@ -39,6 +39,8 @@ const char *nameOf(Fault fault)
         return "gap in the request";
     case Fault::StrayEcho:
         return "stray echo of the request";
+    case Fault::LateEcho:
+        return "late echo of the request";
     case Fault::Silence:
         return "station silent for a time";
     case Fault::Restart:
@@ -47,6 +49,12 @@ const char *nameOf(Fault fault)
         return "line cut and back";
     case Fault::SecondMaster:
         return "request of a second master";
+    case Fault::Busy:
+        return "station busy for a time";
+    case Fault::Acknowledge:
+        return "station that says it has begun";
+    case Fault::OtherWriter:
+        return "other writer at a station";
     case Fault::Babble:
         break;
     }

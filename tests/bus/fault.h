@@ -28,16 +28,20 @@ enum class Fault
     NoiseInRequest,
     GapInRequest,
     StrayEcho, ///< a read request comes back to the master, on a line that has no echo
+    LateEcho,  ///< a converter holds the echo back, and all that comes behind it
     // Over a time.
     Silence,      ///< a station is dead for seconds or minutes
     Restart,      ///< a station begins again with other values
     LineCut,      ///< the master is cut off from all stations
     SecondMaster, ///< somebody else polls the stations
+    Busy,         ///< a station answers everything with exception 06
+    Acknowledge,  ///< a station does writes and answers them with exception 05
+    OtherWriter,  ///< somebody else changes registers that the master reads one at a time
     Babble        ///< noise without end
 };
 
 constexpr int kFaults = static_cast<int>(Fault::Babble) + 1;
-constexpr int kExchangeFaults = static_cast<int>(Fault::StrayEcho) + 1;
+constexpr int kExchangeFaults = static_cast<int>(Fault::LateEcho) + 1;
 
 /// "late reply"
 const char *nameOf(Fault fault);

@@ -1,6 +1,7 @@
 #include "field.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "frames.h"
 #include "station/crc.h"
@@ -34,8 +35,9 @@ const std::vector<Fault> &exchangeFaults()
 
 const std::vector<Fault> &lastingFaults()
 {
-    static const std::vector<Fault> kAll = {Fault::Silence, Fault::Restart, Fault::LineCut,
-                                            Fault::SecondMaster, Fault::Babble};
+    static const std::vector<Fault> kAll = {Fault::Silence,      Fault::Restart, Fault::LineCut,
+                                            Fault::SecondMaster, Fault::Busy,    Fault::Acknowledge,
+                                            Fault::OtherWriter,  Fault::Babble};
     return kAll;
 }
 
@@ -82,9 +84,8 @@ Field::Field(const FieldPlan &plan, Wire &wire, Journal &journal, FieldObserver 
 {
     const Time remember = 4 * plan.latest + seconds(60);
     for (const StationPlan &station : plan.stations) {
-        stations_.emplace(
-            station.number,
-            Device{station, History(salt, station.number, Time::zero(), remember), Time::zero()});
+        stations_.emplace(station.number,
+                          Device{station, History(salt, station.number, Time::zero(), remember)});
         move(station.number);
     }
 }
@@ -191,7 +192,7 @@ Time Field::masterSends(Time now, const Bytes &frame, int tag)
     journal_.note(now, "master", 0, frame, "");
     tag_ = tag;
     openUntil_ = now;
-    strayEcho_ = false;
+    strayEcho_ = lateEcho_ = isHeldBack_ = false;
     drawn_.reset();
     Message message = messageOf(frame);
     Fault fault{};
@@ -212,10 +213,21 @@ Time Field::masterSends(Time now, const Bytes &frame, int tag)
         strayEcho_ = isReadFunction(frame[1]);
         if (strayEcho_)
             count(now, fault, frame[0]);
+    } else if (fault == Fault::LateEcho) {
+        lateEcho_ = true;
     } else {
         drawn_ = fault;
     }
     return end;
+}
+
+std::optional<Time> Field::takeLateEcho(Time end)
+{
+    if (!std::exchange(lateEcho_, false))
+        return std::nullopt;
+    count(now_, Fault::LateEcho, 0);
+    isHeldBack_ = true;
+    return end + random_.between(plan_.timeout * 9 / 10, plan_.latest);
 }
 
 bool Field::takeStrayEcho()
@@ -295,6 +307,9 @@ Bytes Field::execute(Time now, const Request &request)
         for (int i = 0; i < getBe16(request.frame, 4) && first + i < kItems; ++i)
             present.push_back(device.history.value(area, first + i));
         bus_.station(request.station)->registers().write(area, first, present);
+        const bool isAlone = present.size() == 1 && area == Area::HoldingRegisters;
+        if (request.tag >= 0 && isAlone && History::isSetpoint(area, first))
+            device.readAlone = first;
     }
     const Answer answer = bus_.answer(request.frame);
     if (answer.outcome != Outcome::Answered || isReadFunction(request.frame[1]))
@@ -303,6 +318,20 @@ Bytes Field::execute(Time now, const Request &request)
     if (request.tag >= 0)
         observer_.executed(now, request.station, request.frame, request.tag);
     return answer.reply;
+}
+
+/// What the station says instead of answering, for the time being.
+std::optional<Bytes> Field::refusalOf(Time now, const Request &request)
+{
+    constexpr std::uint8_t kAcknowledge = 5;
+    constexpr std::uint8_t kBusy = 6;
+    const Device &device = stations_.at(request.station);
+    if (now < device.busyUntil)
+        return bus_.refuse(request.frame, kBusy).reply;
+    if (now >= device.acknowledgesUntil || isReadFunction(request.frame[1]))
+        return std::nullopt;
+    execute(now, request);
+    return bus_.refuse(request.frame, kAcknowledge).reply;
 }
 
 void Field::answer(Time now, const Request &request)
@@ -314,12 +343,17 @@ void Field::answer(Time now, const Request &request)
             return;
         }
     }
+    const StationPlan &plan = stations_.at(request.station).plan;
+    const std::optional<Bytes> refusal = refusalOf(now, request);
+    if (refusal) {
+        reply(now + random_.between(plan.fastest, plan.slowest), request, messageOf(*refusal), false, "");
+        return;
+    }
     if (request.tag >= 0 && request.tag == tag_ && drawn_ && applies(*drawn_, request.frame)) {
         count(now, *drawn_, request.station);
         answerWith(now, request, *drawn_);
         return;
     }
-    const StationPlan &plan = stations_.at(request.station).plan;
     reply(now + random_.between(plan.fastest, plan.slowest), request, messageOf(execute(now, request)), false,
           "");
 }
@@ -461,7 +495,7 @@ void Field::reply(Time at, const Request &request, const Message &message, bool 
         return;
     // What begins so near to the time-out that the master may not have heard of it, is late, too.
     late = late || at > request.end + plan_.timeout - kUnheard;
-    if (request.tag >= 0 && request.tag == tag_ && !late && !lineCut_) {
+    if (request.tag >= 0 && request.tag == tag_ && !late && !lineCut_ && !isHeldBack_) {
         const Time end = at + wire_.duration(static_cast<int>(message.bytes.size())) + message.gap;
         openUntil_ = std::max(openUntil_, end);
     }
@@ -488,7 +522,7 @@ void Field::setFaults(Time now, bool on)
     secondMasterUntil_ = babbleUntil_ = now;
     forced_.clear();
     for (auto &[number, device] : stations_)
-        device.mutedUntil = now;
+        device.mutedUntil = device.busyUntil = device.acknowledgesUntil = device.otherWriterUntil = now;
 }
 
 void Field::makeTrouble(Time now)
@@ -521,6 +555,20 @@ void Field::makeTrouble(Time now)
             break;
         secondMasterUntil_ = now + random_.between(seconds(5), seconds(120));
         secondMasterSends(now);
+        break;
+    case Fault::Busy:
+        count(now, Fault::Busy, station);
+        makeBusy(station, now + random_.between(seconds(1), random_.oneIn(4) ? seconds(600) : seconds(60)));
+        break;
+    case Fault::Acknowledge:
+        count(now, Fault::Acknowledge, station);
+        letAcknowledge(station, now + random_.between(seconds(10), seconds(300)));
+        break;
+    case Fault::OtherWriter:
+        if (now < device.otherWriterUntil)
+            break;
+        count(now, Fault::OtherWriter, station);
+        letOtherWrite(now, station, now + random_.between(seconds(10), seconds(300)));
         break;
     default:
         if (now < babbleUntil_)
@@ -560,6 +608,25 @@ void Field::secondMasterSends(Time now)
     journal_.note(now, "second master", 0, frame, "");
     const Time end = wire_.send(kSecondMaster, now, messageOf(frame));
     schedule(end + random_.between(milliseconds(30), seconds(2)), [this](Time at) { secondMasterSends(at); });
+}
+
+void Field::letOtherWrite(Time now, int station, Time until)
+{
+    stations_.at(station).otherWriterUntil = until;
+    otherWriterWrites(now, station);
+}
+
+void Field::otherWriterWrites(Time now, int station)
+{
+    Device &device = stations_.at(station);
+    if (now >= device.otherWriterUntil)
+        return;
+    if (device.readAlone >= 0) {
+        const auto value = static_cast<std::uint16_t>(random_.below(65536));
+        device.history.write(now, Area::HoldingRegisters, device.readAlone, value);
+    }
+    schedule(now + random_.between(milliseconds(5), milliseconds(700)),
+             [this, station](Time at) { otherWriterWrites(at, station); });
 }
 
 void Field::babble(Time now)

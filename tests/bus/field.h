@@ -80,6 +80,12 @@ public:
     void muteStation(int station, Time until);
     void cutLine(bool cut);
     void restartStation(Time now, int station);
+    /// It answers everything with exception 06.
+    void makeBusy(int station, Time until) { stations_.at(station).busyUntil = until; }
+    /// It does writes and answers them with exception 05.
+    void letAcknowledge(int station, Time until) { stations_.at(station).acknowledgesUntil = until; }
+    /// From now on somebody else changes the registers there that the master reads one at a time.
+    void letOtherWrite(Time now, int station, Time until);
     /// The next exchange with a station has this fault.
     void makeNext(Fault fault, int station) { forced_.emplace_back(fault, station); }
     /// Anything at all: the bytes are on the line from @p at on, a time that is not over yet.
@@ -95,6 +101,9 @@ public:
     bool isReplyOpen(Time now) const { return now < openUntil_; }
     /// The master hears this request come back although the line has no echo. Asked once for each request.
     bool takeStrayEcho();
+    /// The echo of the request that ends at @p end, and what comes behind it, is handed over only at that time; nothing
+    /// when there is no such fault. Asked once for each request.
+    std::optional<Time> takeLateEcho(Time end);
 
     History &history(int station) { return stations_.at(station).history; }
     bool hasStation(int station) const { return stations_.count(station) > 0; }
@@ -106,6 +115,10 @@ private:
         StationPlan plan;
         History history;
         Time mutedUntil{};
+        Time busyUntil{};
+        Time acknowledgesUntil{};
+        Time otherWriterUntil{};
+        int readAlone = -1; ///< set-point that the master has read last without others; -1 = none yet
     };
     struct Request
     {
@@ -121,6 +134,7 @@ private:
     void answer(Time now, const Request &request);
     void answerLate(Time now, const Request &request);
     void answerWith(Time now, const Request &request, Fault fault);
+    std::optional<Bytes> refusalOf(Time now, const Request &request);
     Bytes execute(Time now, const Request &request);
     void reply(Time at, const Request &request, const Message &message, bool late, const char *what);
     void noiseAt(Time at, int bytes);
@@ -130,6 +144,7 @@ private:
     void move(int station);
     void makeTrouble(Time now);
     void secondMasterSends(Time now);
+    void otherWriterWrites(Time now, int station);
     void babble(Time now);
     Time untilSome(Time mean);
     void count(Time now, Fault fault, int station);
@@ -156,6 +171,8 @@ private:
     int tag_ = -1; ///< of the master's last request
     Time openUntil_{};
     bool strayEcho_ = false;
+    bool lateEcho_ = false;
+    bool isHeldBack_ = false;    ///< what comes on the line now reaches the master late
     std::optional<Fault> drawn_; ///< the station has this fault when it answers the master's last request
     std::vector<std::pair<Fault, int>> forced_;
     Answering answering_;

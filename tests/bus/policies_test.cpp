@@ -192,6 +192,33 @@ TEST_F(BusPolicy, TheEchoOfAWriteIsNotItsReply)
     }
 }
 
+TEST_F(BusPolicy, EchoesThatComeLateAreNoReplies)
+{
+    BusPlan plan = withFault(planOf(2, {"4x:0:4@2"}), {Fault::LateEcho});
+    plan.echo = true;
+    plan.link.retries = 3;
+    plan.link.offline.failures = 100;
+    plan.field.faultPermille = 700;
+    Bus &bus = build(agreed(plan));
+    bus.start();
+    bus.field().muteStation(1, hours(10));
+    bus.field().setFaults(bus.now(), true);
+    bus.field().muteStation(1, hours(10));
+    std::map<OperationEnd, int> ends;
+    for (int i = 0; i < 300 && bus.witness().complaint().empty(); ++i) {
+        // The same values over and over: the frames are like each other.
+        const host::Ticket ticket =
+            bus.write(i % 3 == 0 ? "4x:130@0" : "4x:131@" + std::to_string(1 + i % 2), {17});
+        for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
+            bus.runFor(milliseconds(200));
+        ++ends[bus.endOf(ticket)];
+    }
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_GT(ends[OperationEnd::Good], 30);
+    EXPECT_GT(ends[OperationEnd::NoReply] + ends[OperationEnd::Unusable], 150);
+    EXPECT_GT(bus.witness().checks().broadcasts, 90u);
+}
+
 TEST_F(BusPolicy, AReplyThatRepeatsAnotherWriteDoesNotCount)
 {
     BusPlan plan = planOf(1, {});
@@ -256,12 +283,16 @@ TEST_F(BusPolicy, ARefusalForGoodIsNotRepeated)
 {
     BusPlan plan = planOf(1, {"4x:0:4@1"});
     plan.link.retries = 2;
-    for (const int code : {1, 2, 3, 4}) {
+    plan.link.offline.failures = 1000;
+    for (const int code : {1, 2, 3, 4, 6}) {
         Bus &bus = build(plan);
         bus.field().setAnswering(
             [code](Time, const Bytes &request) { return refusal(request, static_cast<std::uint8_t>(code)); });
         bus.start();
-        const std::vector<host::StepReport> steps = stepsOf(1, seconds(10));
+        std::vector<host::StepReport> steps = stepsOf(1, seconds(10));
+        // What is left out while the station is busy.
+        const auto isWithheld = [](const auto &step) { return step.cause == host::AttemptEnd::Withheld; };
+        steps.erase(std::remove_if(steps.begin(), steps.end(), isWithheld), steps.end());
         ASSERT_THAT(steps, testing::SizeIs(Gt(20u)));
         EXPECT_EQ(code, steps.back().exceptionCode);
         // 04 may pass: the device has failed for once.
@@ -306,6 +337,34 @@ TEST_F(BusPolicy, ABroadcastIsGivenItsTurnaround)
     const Time left = broadcast->startedAt + bus.wire().duration(broadcast->request.frame.size());
     EXPECT_GE((broadcast + 1)->startedAt, left + milliseconds(300));
     EXPECT_EQ("", bus.witness().complaint());
+}
+
+TEST_F(BusPolicy, AWriteThatNoReplyIsDueToCostsThePauseAndNoTimeOut)
+{
+    BusPlan plan = planOf(2, {"4x:0:4@2"});
+    plan.link.timeout = seconds(10);
+    plan.link.options |= kOptionNoReplyToSingle | kOptionNoReplyToBlock;
+    plan = agreed(plan);
+    // Stations that do as the option says, answer all the same, refuse.
+    for (const int kind : {0, 1, 2}) {
+        Bus &bus = build(plan);
+        if (kind == 2)
+            bus.field().setAnswering([](Time, const Bytes &request) {
+                return request[0] == 1 ? std::optional<Message>(refusal(request, 2)) : std::nullopt;
+            });
+        bus.start();
+        bus.keepSteps(true);
+        for (int i = 0; i < 20; ++i) {
+            if (kind == 0)
+                bus.field().makeNext(Fault::LostReply, 1);
+            const host::Ticket ticket =
+                bus.write(i % 2 == 0 ? "4x_single:130@1" : "4x_block:140@1", {static_cast<std::uint32_t>(i)});
+            bus.runFor(milliseconds(400));
+            EXPECT_EQ(kind == 2 ? OperationEnd::Refused : OperationEnd::Good, bus.endOf(ticket)) << kind;
+        }
+        EXPECT_EQ("", bus.witness().complaint());
+        EXPECT_EQ(0u, bus.statistics().total.timeouts);
+    }
 }
 
 TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
@@ -390,6 +449,36 @@ TEST_F(EightStations, OneDeadCostsTheOthersAtMostOneTwentieth)
     EXPECT_LT(shareKept(unguarded), 0.95);
 }
 
+TEST_F(EightStations, OneThatIsBusyForEverCostsTheOthersNothing)
+{
+    for (const bool offline : {true, false}) {
+        BusPlan plan = eightStations(true);
+        plan.link.policies.offline = offline;
+        Bus &bus = build(plan);
+        bus.field().makeBusy(8, hours(2));
+        // Where it is not left alone, each of its refusals costs the time of an exchange.
+        EXPECT_GE(shareKept(bus), offline ? 0.99 : 0.85);
+    }
+}
+
+TEST_F(BusPolicy, AWriteThatHasBegunIsNotSentAgain)
+{
+    BusPlan plan = planOf(1, {"4x:0:4@1"});
+    plan.link.retries = 2;
+    Bus &bus = build(plan);
+    bus.field().letAcknowledge(1, hours(1));
+    bus.start();
+    for (int i = 0; i < 20; ++i) {
+        const host::Ticket ticket = bus.write("4x:130@1", {static_cast<std::uint32_t>(i)});
+        bus.runFor(seconds(1));
+        EXPECT_EQ(OperationEnd::Refused, bus.endOf(ticket));
+        EXPECT_EQ(i, bus.field().history(1).value(Area::HoldingRegisters, 130));
+    }
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_EQ(0u, bus.statistics().total.retries);
+    EXPECT_FALSE(bus.isOffline(1));
+}
+
 TEST_F(BusPolicy, TrialsOfManyDeadStationsTakeATenthOfTheTime)
 {
     BusPlan plan = planOf(16, {});
@@ -445,9 +534,9 @@ TEST_F(EightStations, OneThatManagesShortFramesOnlyCostsTheOthersLittle)
     EXPECT_GT(wentOffline, 10u);
 }
 
-TEST_F(BusPolicy, AGatewayThatFindsNobodyTakesTheStationOffline)
+TEST_F(BusPolicy, AGatewayThatFindsNobodyOrAStationThatIsBusyForEverTakesItOffline)
 {
-    for (const int code : {4, 10, 11}) {
+    for (const int code : {4, 6, 10, 11}) {
         Bus &bus = build(planOf(2, {"4x:0:4@1", "4x:0:4@2"}));
         bus.field().setAnswering([code](Time, const Bytes &request) {
             return request[0] == 2 ? std::optional<Message>(refusal(request, static_cast<std::uint8_t>(code)))
@@ -643,6 +732,54 @@ TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
     bus.runFor(seconds(5));
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_NE(4711, bus.field().history(2).value(Area::HoldingRegisters, 130));
+}
+
+TEST_F(BusPolicy, ABitIsNeverWrittenIntoAnOldRegister)
+{
+    // Somebody else changes the register all the time, and replies get lost: to the read half, to the write half.
+    for (const auto timeout : {milliseconds(200), milliseconds(1000), milliseconds(10000)}) {
+        BusPlan plan = withFault(planOf(2, {"4x:0:4@1", "4x:0:4@2"}),
+                                 {Fault::LostReply, Fault::LateReply, Fault::WrongCrc});
+        plan.link.timeout = timeout;
+        plan.link.retries = 2;
+        plan.link.offline.failures = 100;
+        plan.field.faultPermille = 300;
+        plan.field.troubles = {};
+        Bus &bus = build(agreed(plan));
+        bus.start();
+        bus.field().setFaults(bus.now(), true);
+        bus.field().letOtherWrite(bus.now(), 1, hours(10));
+        int done = 0;
+        int failed = 0;
+        for (int i = 0; i < 200; ++i) {
+            const host::Ticket ticket =
+                bus.write("4x_bit:" + std::to_string(130 + i % 3) + ".4@1", {i % 2 != 0});
+            for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
+                bus.runFor(timeout);
+            done += bus.endOf(ticket) == OperationEnd::Good ? 1 : 0;
+            failed += bus.endOf(ticket) != OperationEnd::Good ? 1 : 0;
+        }
+        EXPECT_EQ("", bus.witness().complaint());
+        EXPECT_GT(done, 100);
+        EXPECT_GT(failed, 10);
+        EXPECT_GT(bus.witness().checks().writeBacks, 150u);
+    }
+}
+
+TEST_F(BusPolicy, AnOrderThatIsOnTheLineWhenItsStationIsSwitchedOffIsNotConfirmed)
+{
+    Bus &bus = build(planOf(2, {}));
+    bus.start();
+    bus.field().makeNext(Fault::LostReply, 2);
+    const host::Ticket ticket = bus.write("4x:130@2", {4711});
+    const host::Ticket behind = bus.write("4x:140@2", {4712});
+    bus.runFor(milliseconds(100));
+    bus.setStationEnabled(2, false);
+    EXPECT_EQ(OperationEnd::Unconfirmed, bus.endOf(ticket));
+    EXPECT_EQ(OperationEnd::Dropped, bus.endOf(behind));
+    bus.runFor(seconds(5));
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_EQ(4711, bus.field().history(2).value(Area::HoldingRegisters, 130)) << "it was done";
 }
 
 TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackWithTheFirst)

@@ -103,6 +103,8 @@ void VirtualLink::step(Time until)
         held_.clear();
         lastHeard_ = std::max(lastHeard_, heldLast_);
         flushAt_ = Time::max();
+        if (echoIsWhole_)
+            line_.witness.masterHearsItself();
     }
     if (transmitting_) {
         if (now_ < sentAt_)
@@ -124,7 +126,16 @@ void VirtualLink::deliver(const WireByte &byte)
     if (byte.source == kMaster ? !line_.echo : line_.field.isLineCut())
         return;
     line_.journal.noteHeard(byte.end, byte.value, byte.isNoise, line_.wire.silence());
+    noteEcho(byte);
+    if (now_ < heldUntil_) {
+        held_.append(static_cast<char>(byte.value));
+        heldLast_ = byte.end;
+        flushAt_ = heldUntil_;
+        return;
+    }
     if (line_.burst == Time::zero()) {
+        if (echoIsWhole_)
+            line_.witness.masterHearsItself();
         arrived_.append(static_cast<char>(byte.value));
         lastHeard_ = std::max(lastHeard_, byte.end);
         return;
@@ -135,6 +146,15 @@ void VirtualLink::deliver(const WireByte &byte)
     heldLast_ = byte.end;
     if (held_.size() >= kPacket)
         flushAt_ = now_;
+}
+
+/// A garbled byte keeps an echo from becoming whole.
+void VirtualLink::noteEcho(const WireByte &byte)
+{
+    if (byte.source != kMaster)
+        return;
+    echoLeft_ -= byte.isNoise ? 0 : 1;
+    echoIsWhole_ = echoLeft_ == 0;
 }
 
 void VirtualLink::advance()
@@ -166,6 +186,12 @@ void VirtualLink::transmit(const QByteArray &frame)
     sentAt_ = line_.field.masterSends(now_, bytes, tag);
     line_.witness.masterHasSent(sentAt_);
     transmitting_ = true;
+    echoLeft_ = frame.size();
+    echoIsWhole_ = false;
+    const std::optional<Time> late = line_.echo ? line_.field.takeLateEcho(sentAt_) : std::nullopt;
+    // What is held back already must not come later still.
+    if (late && heldUntil_ <= now_)
+        heldUntil_ = *late;
     if (!line_.echo && line_.field.takeStrayEcho()) {
         arrived_.append(frame);
         lastHeard_ = sentAt_;

@@ -38,12 +38,14 @@ public:
     bool setStationEnabled(int station, bool enabled) override;
     void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
     void withdraw(const std::vector<host::Ticket> &tickets) override { link_.withdraw(tickets); }
+    std::set<host::Ticket> unconfirmed() override { return link_.unconfirmed(); }
 
     const host::Statistics &statistics() const { return link_.statistics(); }
 
 private:
     void step(Time until);
     void deliver(const WireByte &byte);
+    void noteEcho(const WireByte &byte);
     void advance();
     void transmit(const QByteArray &frame);
     void noteTrace(const std::string &trace);
@@ -66,6 +68,9 @@ private:
     QByteArray held_;                         ///< by the converter
     Time heldLast_{};
     Time flushAt_ = Time::max();
+    Time heldUntil_{}; ///< all that is heard before is held back
+    int echoLeft_ = 0; ///< bytes of the last request that have not come back
+    bool echoIsWhole_ = false;
     QByteArray arrived_;
 };
 

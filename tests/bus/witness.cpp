@@ -17,6 +17,9 @@ using host::OperationEnd;
 /// How long the driver may still hold an order that has been withdrawn: it drops it when its turn comes.
 constexpr Time kWithdrawn = std::chrono::minutes(2);
 
+/// From the reply with a register to the start of the frame that writes the register back.
+constexpr Time kWriteBackWithin = std::chrono::milliseconds(500);
+
 std::string nameOf(int station, int baseType, int address)
 {
     return areaText(areaOfBaseType(baseType)) + ":" + std::to_string(address) + "@" + std::to_string(station);
@@ -37,7 +40,8 @@ bool bitOf(std::uint16_t value, int bit)
 /// The host has taken the order back before the driver reported anything.
 bool isWithdrawn(const host::OperationResult &result)
 {
-    return result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped;
+    return result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped ||
+           result.end == OperationEnd::Unconfirmed;
 }
 
 } // namespace
@@ -99,7 +103,29 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
     if (isOverOrder || isOverReading)
         complain(now,
                  "(j) order " + std::to_string(sent_.ticket) + " is sent after it was reported as ended");
+    noteHalf(now);
     checkLeftAlone(now);
+}
+
+/// Is what is sent half of a read-modify-write, and is the value that is written back a new one?
+void Witness::noteHalf(Time now)
+{
+    const auto found = orders_.find(sent_.ticket);
+    if (found == orders_.end())
+        return;
+    Order &order = found->second;
+    if (!sent_.isWrite) {
+        order.readFrom = now;
+        return;
+    }
+    order.wasSent = true;
+    if (!order.readFrom)
+        return;
+    ++checks_.writeBacks;
+    sent_.readFrom = *order.readFrom;
+    if (now - order.readEnded > kWriteBackWithin)
+        complain(now, "(m) order " + std::to_string(sent_.ticket) + " writes back a register that was read " +
+                          std::to_string(host::seconds(now - order.readEnded)) + " s ago");
 }
 
 /// What goes to a station that is off, offline, or only just back?
@@ -110,6 +136,9 @@ void Witness::checkLeftAlone(Time now)
     const std::string who = "station " + std::to_string(station);
     if (switchedOff_.count(station) > 0)
         complain(now, "(k) a request goes to " + who + ", which is switched off");
+    const auto busy = busyUntil_.find(station);
+    if (busy != busyUntil_.end() && now < busy->second && sent_.hostId == host::kCyclicHostId)
+        complain(now, "(o) a cyclic read goes to " + who + ", which has just said that it is busy");
     const auto absence = absences_.find(station);
     if (absence == absences_.end())
         return;
@@ -184,10 +213,11 @@ void Witness::checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &o
 }
 
 /// The register had held the same but for one bit of the order. By now it holds the written value.
-bool Witness::isOneBitAway(Time now, int station, const Order &order, int address, std::uint16_t value) const
+bool Witness::isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
+                           std::uint16_t value) const
 {
     const History &history = field_->history(station);
-    const Time from = std::max(order.orderedAt, now - std::chrono::seconds(60));
+    const Time from = sent.readFrom;
     const Time to = now - Time(1);
     const auto &elements = order.order.elements;
     return history.held(Area::HoldingRegisters, address, value, from, to) ||
@@ -212,8 +242,8 @@ void Witness::taken(Time now, int station, const Sent &sent, Order *order, std::
             // Another bit of the same order, written before or after this one.
             return;
         }
-        if (!isOneBitAway(now, station, *order, element.address, value))
-            complain(now, "(b) writing a bit of " + name + " changed other bits: " + hex(value));
+        if (!isOneBitAway(now, sent, station, *order, element.address, value))
+            complain(now, "(m) writing a bit of " + name + " changed other bits: " + hex(value));
     }
     if (isHealthySince(order->orderedAt) && order->taken[index] && element.bit < 0 &&
         order->order.station != 0)
@@ -249,12 +279,14 @@ void Witness::checkProbation(Time now, const host::StepReport &step,
     const auto absence = absences_.find(station);
     if (absence == absences_.end() || absence->second != Absence::Probation)
         return;
-    const bool isGateways = step.exceptionCode == host::kExceptionGatewayPath ||
-                            step.exceptionCode == host::kExceptionGatewayTarget;
+    // Nobody is behind the gateway, or the station does nothing of what it is asked.
+    const bool isNoAnswer = step.exceptionCode == host::kExceptionGatewayPath ||
+                            step.exceptionCode == host::kExceptionGatewayTarget ||
+                            step.exceptionCode == host::kExceptionBusy;
     const bool answered =
-        step.cause == AttemptEnd::Good || (step.cause == AttemptEnd::Exception && !isGateways);
+        step.cause == AttemptEnd::Good || (step.cause == AttemptEnd::Exception && !isNoAnswer);
     const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable ||
-                        (step.cause == AttemptEnd::Exception && isGateways);
+                        (step.cause == AttemptEnd::Exception && isNoAnswer);
     if (answered)
         absences_.erase(absence);
     if (failed && !(news && news->station == station && news->offline))
@@ -265,6 +297,7 @@ void Witness::checkProbation(Time now, const host::StepReport &step,
 void Witness::switched(int station, bool enabled)
 {
     absences_.erase(station);
+    busyUntil_.erase(station);
     if (enabled)
         switchedOff_.erase(station);
     else
@@ -289,14 +322,31 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
                               std::to_string(static_cast<int>(step.cause)) + ", " +
                               std::to_string(step.attempts) + " attempts");
     }
+    noteBusy(now, step);
+    if (plan_.echo && step.request.station == 0 && step.cause != AttemptEnd::Withheld) {
+        ++checks_.broadcasts;
+        if (step.cause == AttemptEnd::NoReplyDue && !sent_.isHeard)
+            complain(now, "(n) a broadcast is reported as done, and its echo was not heard");
+    }
     const auto read = reads_.find(step.request.hostSubId);
     if (step.request.hostId == host::kOperationHostId && read != reads_.end() &&
         step.cause == AttemptEnd::Good)
         ++read->second.steps;
+    const auto order = orders_.find(step.request.hostSubId);
+    if (step.request.isReadHalf && order != orders_.end())
+        order->second.readEnded = now;
     const bool isHalfOfWrite =
         step.request.hostId == host::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
     if (step.cause == AttemptEnd::Good && step.done && step.request.direction == 0 && !isHalfOfWrite)
         checkReading(now, step);
+}
+
+void Witness::noteBusy(Time now, const host::StepReport &step)
+{
+    if (step.cause != AttemptEnd::Exception || step.exceptionCode != host::kExceptionBusy)
+        return;
+    ++checks_.busy;
+    busyUntil_[step.request.station] = now + plan_.turnaround;
 }
 
 void Witness::checkReading(Time now, const host::StepReport &step)
@@ -432,6 +482,13 @@ void Witness::ended(Time now, host::Ticket ticket, const host::OperationResult &
     }
     found->second.ended = true;
     found->second.endedAt = now;
+    if (isWithdrawn(result) && found->second.reports == 0) {
+        checks_.unconfirmed += found->second.wasSent ? 1u : 0u;
+        if (found->second.wasSent != (result.end == OperationEnd::Unconfirmed))
+            complain(now, "(p) order " + std::to_string(ticket) +
+                              (found->second.wasSent ? " was sent, and is said to have been dropped"
+                                                     : " was not sent, and is said to be not confirmed"));
+    }
     if (result.end != OperationEnd::Good && isHealthySince(found->second.orderedAt))
         complain(now, "(f) on a healthy line order " + std::to_string(ticket) + " is reported as failed");
     if (found->second.reports == 0 && !isWithdrawn(result))

@@ -16,6 +16,12 @@
 ///   first transaction after it has come back decides whether it stays: a cyclic read is sent once, and one that fails
 ///   takes it offline again.
 /// - (l) A variable is said to be good only if all its parts were read well last, and its age is that of the oldest.
+/// - (m) A bit is written into the register as the station held it between the start of the last reading of the register
+///   and the write; and the write goes out within half a second from the reply with the register.
+/// - (n) On a line with an echo a broadcast is reported as done only when its echo was heard, whole and in its turn.
+/// - (o) After exception 06 no cyclic read goes to the station for the turnaround delay.
+/// - (p) A write that ends because its station was switched off, went offline or the port was lost is said to be sent and
+///   not confirmed if a frame of it has gone out, and not otherwise.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
@@ -78,6 +84,10 @@ struct Checks
     std::uint64_t trials = 0;     ///< (k), requests to stations that are offline or only just back
     std::uint64_t statuses = 0;   ///< (l)
     std::uint64_t priorityReads = 0;
+    std::uint64_t writeBacks = 0;  ///< (m)
+    std::uint64_t broadcasts = 0;  ///< (n)
+    std::uint64_t unconfirmed = 0; ///< (p), writes that were taken back after a frame had gone out
+    std::uint64_t busy = 0;        ///< (o), transactions that ended with exception 06
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -89,6 +99,8 @@ public:
         Time silence{}; ///< before each request
         Time latest{};  ///< as in FieldPlan
         Time longestReply{};
+        bool echo = false; ///< the master hears itself
+        Time turnaround{};
     };
     /// Reads elements from the driver's mirror.
     using ReadMirror =
@@ -103,6 +115,8 @@ public:
     void masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId, bool isWrite);
     /// The master's last request has left.
     void masterHasSent(Time end) { sent_.end = end; }
+    /// The master has been handed the bytes of its last request, as they were sent.
+    void masterHearsItself() { sent_.isHeard = true; }
     void executed(Time now, int station, const Bytes &frame, int tag) override;
     void lateReplyBegins(Time now, int station, int tag) override;
     /// Tag of the request that is to be sent now.
@@ -154,6 +168,8 @@ private:
         int hostId = 0;
         int ticket = 0;
         bool isWrite = false;
+        bool isHeard = false; ///< the master has heard its own bytes
+        Time readFrom{};      ///< of the write half of a read-modify-write: start of the last reading
     };
     struct Order
     {
@@ -163,6 +179,9 @@ private:
         Time endedAt{}; ///< only if `ended`
         bool ended = false;
         int reports = 0;
+        std::optional<Time> readFrom; ///< start of the last transmission of a read half
+        bool wasSent = false;         ///< a frame that writes has gone out
+        Time readEnded{};             ///< when a read half was answered last
     };
     struct Reading
     {
@@ -209,10 +228,13 @@ private:
 
     bool isHealthySince(Time time) const;
     void checkLeftAlone(Time now);
+    void noteHalf(Time now);
+    void noteBusy(Time now, const host::StepReport &step);
     void checkProbation(Time now, const host::StepReport &step, const std::optional<host::StationNews> &news);
     void readingEnded(Time now, host::Ticket ticket, const host::OperationResult &result);
     void checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &order);
-    bool isOneBitAway(Time now, int station, const Order &order, int address, std::uint16_t value) const;
+    bool isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
+                      std::uint16_t value) const;
     void stepEnded(Time now, const host::StepReport &step);
     void checkReading(Time now, const host::StepReport &step);
     void reported(Time now, const host::OperationNews &news);
@@ -239,6 +261,7 @@ private:
     int sentInStep_ = 0;                    ///< transmissions of the transaction in progress
     std::set<int> switchedOff_;
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
+    std::map<int, Time> busyUntil_;         ///< of stations that have said so
     std::map<int, CyclicRead> cyclicReads_; ///< by number
     std::map<Place, host::Ticket> lastTaken_;
     std::deque<Execution> executions_;

@@ -55,7 +55,7 @@ public:
         return status;
     }
 
-    host::Permit permit(const host::Request &) override
+    host::Permit permit(const host::Request &, bool) override
     {
         ++permitsAsked;
         return permitted;

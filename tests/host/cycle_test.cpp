@@ -55,6 +55,36 @@ class CycleBroadcast : public CycleScript
 {};
 class CycleNoReply : public CycleScript
 {};
+class CycleReadModifyWrite : public CycleScript
+{
+protected:
+    /// The two halves of writing bit 3 of register 2, which reads as 1.
+    void queueHalves()
+    {
+        Protocol &read = queue(kReadHalf);
+        read.var.regType = 5;
+        read.var.count = 1;
+        read.var.relayArg1 = -1;
+        Protocol &write = queue(kWriteHalf);
+        write.var.regType = 5;
+        write.var.count = 1;
+        write.var.direction = 1;
+    }
+
+    /// The read half goes out and is answered after 20 ms.
+    void answerReadHalf()
+    {
+        verdicts({1, 1});
+        driver.trimTo = 7;
+        EXPECT_EQ(kReadHalf, runUntilSent());
+        run(milliseconds(20));
+        arrive(kReadHalfReply);
+    }
+
+    const QByteArray kReadHalf = withCrc("01 03 0002 0001");
+    const QByteArray kReadHalfReply = withCrc("01 03 02 0001");
+    const QByteArray kWriteHalf = withCrc("01 06 0002 0009");
+};
 class CycleRelay : public CycleScript
 {};
 class CyclePermit : public CycleScript
@@ -626,9 +656,9 @@ TEST_F(CycleException, ProvesThatTheRequestHadLeft)
     EXPECT_EQ(refused + kSilence, sentAt);
 }
 
-TEST_F(CycleException, AgainstTheRequestItselfTakesTheRemainingAttempts)
+TEST_F(CycleException, ThatIsNotToBeFollowedByTheSameRequestTakesTheRemainingAttempts)
 {
-    for (const char *refusal : {"11 83 01", "11 83 02", "11 83 03"}) {
+    for (const char *refusal : {"11 83 01", "11 83 02", "11 83 03", "11 83 06"}) {
         info.retryLimit = 4;
         queue(kRead);
         runUntilSent();
@@ -640,8 +670,7 @@ TEST_F(CycleException, AgainstTheRequestItselfTakesTheRemainingAttempts)
 
 TEST_F(CycleException, OfAnotherKindLeavesTheRemainingAttempts)
 {
-    for (const char *refusal :
-         {"11 83 04", "11 83 05", "11 83 06", "11 83 07", "11 83 08", "11 83 0A", "11 83 0B"}) {
+    for (const char *refusal : {"11 83 04", "11 83 05", "11 83 07", "11 83 08", "11 83 0A", "11 83 0B"}) {
         info.retryLimit = 4;
         queue(kRead);
         runUntilSent();
@@ -657,10 +686,15 @@ TEST_F(CycleException, OfARepetitionMayBelongToTheFirstAttemptSoTheLastKeepsItsW
     EXPECT_EQ(repeatedAt + kEightBytes + milliseconds(300), sentAt);
 }
 
-TEST_F(CycleException, BusyOfARepetitionLeavesTheLastItsWaitAsWell)
+TEST_F(CycleException, AcknowledgeEndsAWriteThatHasBegun)
 {
-    refuseTheRepetition("11 83 06");
-    EXPECT_EQ(repeatedAt + kEightBytes + milliseconds(300), sentAt) << "longer than the pause of 100 ms";
+    info.retryLimit = 4;
+    queue(kWrite).var.direction = 1;
+    runUntilSent();
+    verdicts({41});
+    arrive(withCrc("11 86 05"));
+    EXPECT_EQ(4, info.retryCount);
+    EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
 }
 
 TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
@@ -670,15 +704,34 @@ TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
     EXPECT_EQ(refusedAt + kSilence, sentAt);
 }
 
-TEST_F(CycleException, BusyIsRepeatedAfterAPause)
+TEST_F(CycleException, BusyDoesNotHoldTheOtherStationsUp)
 {
+    const QByteArray other = withCrc("12 03 0064 0002");
     queue(kRead);
+    queue(other);
     runUntilSent();
-    verdicts({0});
+    verdicts({41});
+    arrive(withCrc("11 83 06"));
+    const Time refused = now;
+    EXPECT_EQ(other, runUntilSent());
+    EXPECT_EQ(refused + kSilence, sentAt);
+}
+
+TEST_F(CycleException, BusyIsRepeatedAfterAPauseWhereTheRequestDoesNotComeAgainByItself)
+{
+    queue(kRead).var.hostId = 100;
+    runUntilSent();
+    verdicts({0, 41});
     arrive(withCrc("11 83 06"));
     const Time refused = now;
     EXPECT_EQ(kRead, runUntilSent());
     EXPECT_EQ(refused + milliseconds(100), sentAt);
+    const QByteArray other = withCrc("12 03 0064 0002");
+    queue(other);
+    arrive(withCrc("11 83 06"));
+    const Time failed = now;
+    EXPECT_EQ(other, runUntilSent());
+    EXPECT_EQ(failed + kSilence, sentAt) << "nobody else waits";
 }
 
 TEST_F(CycleException, OutweighsSilenceInTheReport)
@@ -879,6 +932,133 @@ TEST_F(CycleEcho, OfABroadcastIsNotNoise)
     EXPECT_TRUE(witness.steps.at(0).done);
 }
 
+TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReply)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0});
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent());
+    arrive(kWrite + kWrite);
+    EXPECT_EQ(1u, driver.calls.size()) << "two echoes";
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kWrite);
+    EXPECT_EQ(3u, driver.calls.size());
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReplyBehindNoiseEither)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0, 41});
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent());
+    arrive(hex("55") + kWrite + hex("AA") + kWrite);
+    EXPECT_EQ(1u, driver.calls.size());
+    run(milliseconds(400));
+    EXPECT_FALSE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, OfAllAttemptsAreCounted)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0, 0});
+    runUntilSent();
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent());
+    arrive(kWrite + kWrite + kWrite);
+    EXPECT_EQ(2u, driver.calls.size());
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kWrite);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, OfAnEarlierTransactionWithTheSameRequestIsCountedToo)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    queue(kWrite);
+    verdicts({41});
+    runUntilSent();
+    EXPECT_EQ(kWrite, runUntilSent()) << "not held back by the guard";
+    arrive(kWrite + kWrite);
+    EXPECT_EQ(1u, driver.calls.size());
+    EXPECT_EQ(1u, witness.steps.size());
+}
+
+TEST_F(CycleEcho, ThatComesBetweenTwoAttemptsIsOver)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({0});
+    runUntilSent();
+    // Noise at the end of the wait, which is extended by that: the line is not silent when the attempt ends.
+    now = sentAt + kEightBytes + milliseconds(299);
+    arrive(hex("55"));
+    now = sentAt + 2 * kEightBytes + milliseconds(319);
+    arrive(hex("55"));
+    run(milliseconds(2));
+    const Time failed = now;
+    EXPECT_EQ(1u, driver.calls.size());
+    EXPECT_TRUE(arrive(kWrite.left(3)).isEmpty());
+    now += milliseconds(1);
+    EXPECT_TRUE(arrive(kWrite.mid(3)).isEmpty());
+    EXPECT_EQ(kWrite, runUntilSent());
+    EXPECT_GT(sentAt, failed);
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kWrite);
+    EXPECT_TRUE(witness.steps.empty());
+    arrive(kWrite);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, ThatNeverCameDoesNotKeepAReplyUnlikeItFromCounting)
+{
+    settings.removeEcho = true;
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    EXPECT_EQ(kRead, runUntilSent());
+    verdicts({1, 1});
+    driver.trimTo = 9;
+    arrive(kRead + kReply);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleEcho, MissingBehindABroadcastIsNoSuccess)
+{
+    settings.removeEcho = true;
+    for (const QByteArray &heard : {QByteArray(), hex("00 06 0064 FF01 0804")}) {
+        witness.steps.clear();
+        queue(kBroadcast, 0);
+        EXPECT_EQ(kBroadcast, runUntilSent());
+        verdicts({1});
+        arrive(heard);
+        run(milliseconds(200));
+        ASSERT_EQ(1u, witness.steps.size());
+        EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+        EXPECT_TRUE(witness.steps[0].echoMissing);
+        run(seconds(2));
+    }
+}
+
+TEST_F(CycleEcho, MissingWhereNoReplyIsDueIsNoSuccess)
+{
+    settings.removeEcho = true;
+    queue(kWrite, 0);
+    runUntilSent();
+    verdicts({1});
+    run(milliseconds(400));
+    ASSERT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+    EXPECT_TRUE(witness.steps[0].echoMissing);
+}
+
 TEST_F(CycleEcho, WithoutTheOptionPassesAsTheReplyOfASingleWrite)
 {
     // Why the option exists.
@@ -904,6 +1084,44 @@ TEST_F(CycleEcho, WithoutTheOptionIsNeverTakenForTheReplyOfARead)
     ASSERT_EQ(1u, witness.steps.size());
     EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
     EXPECT_TRUE(witness.steps[0].echoHeard);
+}
+
+TEST_F(CycleReply, LikeItsRequestCountsBehindTheEchoThatIsTakenOff)
+{
+    settings.removeEcho = true;
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(driver.calls.empty());
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleReply, LikeItsRequestCountsWhereItComesLaterThanAnEcho)
+{
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    now = sentAt + kEightBytes + milliseconds(21);
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(witness.steps.at(0).done);
+}
+
+TEST_F(CycleReply, LikeItsRequestDoesNotCountWhereItMayBeTheEcho)
+{
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    now = sentAt + kEightBytes + milliseconds(20);
+    arrive(kReadLikeItsReply.left(1));
+    run(milliseconds(9));
+    arrive(kReadLikeItsReply.mid(1));
+    EXPECT_TRUE(driver.calls.empty());
+    verdicts({41});
+    run(milliseconds(400));
+    EXPECT_TRUE(witness.steps.at(0).mayBeEcho);
 }
 
 TEST_F(CycleEcho, WithoutTheOptionDoesNotHideTheReplyBehindIt)
@@ -1002,9 +1220,40 @@ TEST_F(CycleNoReply, EndsWithTheTimeOutWhenTheStationKeepsSilent)
     queue(kWrite, 0);
     runUntilSent();
     verdicts({1});
-    runUntil(sentAt + kEightBytes + milliseconds(300));
+    const Time due = sentAt + kEightBytes + milliseconds(300);
+    runUntil(due - nanoseconds(2));
+    EXPECT_TRUE(witness.steps.empty()) << "a station that the option does not silence answers";
+    runUntil(due);
     EXPECT_TRUE(witness.steps.at(0).done);
     EXPECT_EQ(0u, total().timeouts);
+}
+
+TEST_F(CycleNoReply, EndsWithTheTurnaroundWhereTheOptionSaysThatStationsKeepSilent)
+{
+    info.options = 1u << 9;
+    queue(kWrite).var.regType = 8;
+    runUntilSent();
+    verdicts({1});
+    const Time due = sentAt + kEightBytes + milliseconds(100);
+    runUntil(due - nanoseconds(2));
+    EXPECT_TRUE(witness.steps.empty());
+    runUntil(due);
+    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.steps[0].cause);
+    EXPECT_EQ(0u, total().timeouts);
+}
+
+TEST_F(CycleNoReply, RefusedAtTheEndOfTheTurnaroundIsReported)
+{
+    info.options = 1u << 9;
+    queue(kWrite).var.regType = 8;
+    runUntilSent();
+    run(kEightBytes + milliseconds(95));
+    EXPECT_TRUE(arrive(withCrc("11 86 02").left(2)).isEmpty());
+    run(milliseconds(10));
+    verdicts({1});
+    arrive(withCrc("11 86 02").mid(2));
+    EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
 }
 
 TEST_F(CycleNoReply, IsWhatTheOptionBitsMakeOfTypesEightAndNine)
@@ -1051,6 +1300,113 @@ TEST_F(CycleNoReply, RefusedByTheStationIsReportedAlthoughTheDriverCallsItDone)
     EXPECT_EQ(3, witness.steps[0].exceptionCode);
     EXPECT_EQ(1u, total().exceptions);
     EXPECT_EQ(0u, total().unanswered);
+}
+
+TEST_F(CycleReadModifyWrite, HasNothingButTheSilenceBetweenItsHalves)
+{
+    queueHalves();
+    answerReadHalf();
+    const Time answered = now;
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    EXPECT_EQ(answered + kSilence, sentAt);
+}
+
+TEST_F(CycleReadModifyWrite, ListensOutALateAnswerBeforeItReadsAgainAndNotBeforeItWrites)
+{
+    queueHalves();
+    verdicts({0});
+    runUntilSent();
+    const Time first = sentAt;
+    EXPECT_EQ(kReadHalf, runUntilSent());
+    EXPECT_EQ(first + kEightBytes + milliseconds(300 + 200), sentAt);
+    run(milliseconds(20));
+    verdicts({1, 1});
+    driver.trimTo = 7;
+    arrive(kReadHalfReply);
+    const Time answered = now;
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    EXPECT_EQ(answered + kSilence, sentAt);
+}
+
+TEST_F(CycleReadModifyWrite, NeverTakesALateAnswerForTheRegister)
+{
+    queueHalves();
+    verdicts({0});
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + milliseconds(300 + 150));
+    arrive(withCrc("01 03 02 00FF"));
+    EXPECT_EQ(1u, driver.calls.size());
+    EXPECT_EQ(1u, witness.sentFrames.size());
+}
+
+TEST_F(CycleReadModifyWrite, DoesNotTakeTheAnswerToAnEarlierReadOfTheSameRegister)
+{
+    // The same bytes as the read half, and not answered.
+    queue(kReadHalf);
+    queueHalves();
+    verdicts({41});
+    runUntilSent();
+    const Time first = sentAt;
+    EXPECT_EQ(kReadHalf, runUntilSent());
+    EXPECT_EQ(first + kEightBytes + milliseconds(300 + 200), sentAt);
+}
+
+TEST_F(CycleReadModifyWrite, DoesNotWriteAnOldValueAgain)
+{
+    info.retryLimit = 2;
+    settings.responseTimeout = milliseconds(600);
+    queueHalves();
+    answerReadHalf();
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    verdicts({0, 41});
+    EXPECT_TRUE(run(seconds(5)).isEmpty());
+    EXPECT_EQ(2, info.retryCount) << "the driver is not to try again";
+    ASSERT_EQ(2u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::NoReply, witness.steps[1].cause);
+    EXPECT_EQ(1, witness.steps[1].attempts);
+}
+
+TEST_F(CycleReadModifyWrite, WritesAgainWhileTheValueIsFresh)
+{
+    queueHalves();
+    answerReadHalf();
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+    run(milliseconds(20));
+    verdicts({0});
+    arrive(withCrc("01 86 04"));
+    EXPECT_EQ(kWriteHalf, runUntilSent());
+}
+
+TEST_F(CycleReadModifyWrite, WritesNothingOnALineThatIsNotSilentInTime)
+{
+    info.retryLimit = 2;
+    settings.responseTimeout = seconds(10);
+    queueHalves();
+    answerReadHalf();
+    const Time answered = now;
+    verdicts({41});
+    while (now < answered + milliseconds(600)) {
+        now += milliseconds(2);
+        EXPECT_TRUE(arrive(hex("55")).isEmpty());
+    }
+    EXPECT_TRUE(run(seconds(1)).isEmpty());
+    ASSERT_EQ(2u, witness.steps.size());
+    EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[1].cause);
+    EXPECT_EQ(0, witness.steps[1].attempts);
+    EXPECT_EQ(answered + milliseconds(500), witness.steps[1].endedAt);
+}
+
+TEST_F(CycleReadModifyWrite, NeverShowsTheDriverAReplyOfAnotherLength)
+{
+    settings.policies.checkReplies = false;
+    queueHalves();
+    runUntilSent();
+    arrive(withCrc("01 03 01 AB"));
+    EXPECT_TRUE(driver.calls.empty());
+    verdicts({1, 1});
+    driver.trimTo = 7;
+    arrive(kReadHalfReply);
+    EXPECT_THAT(driver.calls, ElementsAre(kReadHalfReply, kReadHalfReply));
 }
 
 // Ten coils at 256 of station 7, and a write of two registers.

@@ -113,6 +113,40 @@ TEST_F(CycleWithDriver, ReportsAWriteOnceAfterTheSecondHalfOfABitWrite)
     EXPECT_EQ(2u, keeper.steps.size());
 }
 
+TEST_F(CycleWithDriver, WritesNoBitOfARegisterThatWasNotReadWholeEvenWhereRepliesAreNotChecked)
+{
+    settings.policies.checkReplies = false;
+    addWrite(holdingBit(35).station(1).data("01").ids(5, 6));
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        EXPECT_EQ(withCrc("01 03 0002 0001"), nextRequest());
+        arrive(withCrc("01 03 01 AB"));
+    }
+    EXPECT_TRUE(nextRequest().isEmpty());
+    EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 2}}), outcomes);
+}
+
+TEST_F(CycleWithDriver, WritesABitBackRightBehindTheReadingThatWasRepeated)
+{
+    addWrite(holdingBit(35).station(1).data("01").ids(5, 6));
+    EXPECT_EQ(withCrc("01 03 0002 0001"), nextRequest());
+    EXPECT_EQ(withCrc("01 03 0002 0001"), nextRequest());
+    arrive(withCrc("01 03 02 0001"));
+    const Time answered = now;
+    EXPECT_EQ(withCrc("01 06 0002 0009"), nextRequest());
+    EXPECT_EQ(answered + settings.timing.silence(), now);
+}
+
+TEST_F(CycleWithDriver, ReportsABitWriteAsFailedRatherThanWriteAnOldValueAgain)
+{
+    settings.responseTimeout = std::chrono::seconds(1);
+    addWrite(holdingBit(35).station(1).data("01").ids(5, 6));
+    nextRequest();
+    arrive(withCrc("01 03 02 0001"));
+    EXPECT_EQ(withCrc("01 06 0002 0009"), nextRequest());
+    EXPECT_TRUE(nextRequest().isEmpty());
+    EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 2}}), outcomes);
+}
+
 TEST_F(CycleWithDriver, GivesUpAfterTheRetryLimitAndReportsFailure)
 {
     addWrite(holding(16).station(1).data("34 12").ids(5, 6));
@@ -239,6 +273,15 @@ TEST_F(CycleWithDriver, RepeatsARequestThatTheStationIsTooBusyFor)
         EXPECT_EQ(withCrc("01 06 0010 1234"), nextRequest());
         arrive(withCrc("01 86 06"));
     }
+    EXPECT_TRUE(nextRequest().isEmpty());
+    EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 2}}), outcomes);
+}
+
+TEST_F(CycleWithDriver, SendsAWriteOnceThatTheStationHasBegun)
+{
+    addWrite(holding(16).station(1).data("34 12").ids(5, 6));
+    EXPECT_EQ(withCrc("01 06 0010 1234"), nextRequest());
+    arrive(withCrc("01 86 05"));
     EXPECT_TRUE(nextRequest().isEmpty());
     EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 2}}), outcomes);
 }

@@ -106,7 +106,7 @@ protected:
         if (std::count(dead.begin(), dead.end(), request.station()) > 0)
             return QByteArray();
         if (std::count(refusing.begin(), refusing.end(), request.station()) > 0)
-            return withCrc((byteText(request.station()) + " 83 02").c_str());
+            return withCrc((byteText(request.station()) + " 83 " + refusal).c_str());
         if (request.function() == 6)
             return request.frame;
         return withCrc((byteText(request.station()) + " 03 02 0007").c_str());
@@ -149,6 +149,7 @@ protected:
     Time now = seconds(1);
     std::vector<int> dead;     ///< stations that do not answer
     std::vector<int> refusing; ///< stations that answer with an exception
+    std::string refusal = "02";
     std::vector<Sent> sent;
     std::vector<StepReport> steps;
     std::vector<StationNews> stations;
@@ -225,6 +226,39 @@ TEST_F(DriverLinkTest, TakesARefusedTrialForASignOfLife)
     dead.clear();
     refusing = {2};
     runFor(seconds(15));
+    ASSERT_EQ(2u, stations.size());
+    EXPECT_FALSE(stations[1].offline);
+}
+
+TEST_F(DriverLinkTest, GivesTheOthersTheirTurnsWhileAStationIsBusy)
+{
+    settings.policies.offline = false;
+    setUpDriver();
+    watch(1);
+    watch(2);
+    refusing = {2};
+    refusal = "06";
+    runFor(seconds(5));
+    const std::vector<Sent> asked = sentTo(2);
+    ASSERT_GT(asked.size(), 20u);
+    for (std::size_t i = 1; i < asked.size(); ++i)
+        EXPECT_GE(asked[i].at - asked[i - 1].at, milliseconds(100)) << "the turnaround delay";
+    EXPECT_GT(sentTo(1).size(), 100u) << "asked in between, some 30 ms each";
+}
+
+TEST_F(DriverLinkTest, LeavesAStationAloneThatIsBusyForEver)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    refusing = {2};
+    refusal = "06";
+    runFor(seconds(5));
+    EXPECT_EQ(3u, sentTo(2).size()) << "three requests, each sent once";
+    ASSERT_EQ(1u, stations.size());
+    EXPECT_TRUE(stations[0].offline);
+    refusing = {};
+    runFor(seconds(10));
     ASSERT_EQ(2u, stations.size());
     EXPECT_FALSE(stations[1].offline);
 }
@@ -315,6 +349,40 @@ TEST_F(DriverLinkTest, SendsAWithdrawnWriteNeverAgain)
     runFor(seconds(1));
     ASSERT_EQ(1u, sentTo(2).size());
     EXPECT_EQ(withCrc("02 06 003C 2222"), sentTo(2)[0].frame);
+}
+
+TEST_F(DriverLinkTest, KnowsWhichWritesMayHaveBeenDone)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    dead = {2};
+    write(1, 2, 50, 0x1111);
+    write(2, 2, 60, 0x2222);
+    link().setOpenOperations(2);
+    runFor(milliseconds(100));
+    ASSERT_EQ(1u, sentTo(2).size());
+    EXPECT_THAT(link().unconfirmed(), ElementsAre(1)) << "the other one waits for its turn";
+    runFor(milliseconds(2000));
+    EXPECT_EQ(2u, operations.size());
+    EXPECT_TRUE(link().unconfirmed().empty()) << "their ends are told";
+}
+
+TEST_F(DriverLinkTest, KnowsThatAWriteThatWaitsForTheLineHasNotBeenDone)
+{
+    setUpDriver();
+    dead = {1};
+    watch(1);
+    runFor(seconds(1)); // the line is listened to for a late answer again and again
+    while (link().statistics().total.timeouts < 2 || steps.empty())
+        runFor(milliseconds(10));
+    write(1, 2, 50, 0x1111);
+    link().setOpenOperations(1);
+    for (int i = 0; i < 1000 && sentTo(2).empty(); ++i) {
+        EXPECT_TRUE(link().unconfirmed().empty());
+        runFor(milliseconds(1));
+    }
+    EXPECT_THAT(link().unconfirmed(), ElementsAre(1));
 }
 
 TEST_F(DriverLinkTest, ChoosesNoRequestWhileAnOrderIsHandedOver)

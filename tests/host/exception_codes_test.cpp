@@ -48,6 +48,18 @@ TEST(Exceptions, AreDescribedWithCodeNameFunctionAndAdvice)
               describeException(16, 99, 0, 0));
 }
 
+TEST(Exceptions, TellOfAWriteThatHasBegun)
+{
+    EXPECT_EQ(
+        "exception 05 (acknowledge) to function 6, address 100, count 1: the station has begun the write and "
+        "needs long for it; do not send it again, but see later what it has done",
+        describeException(6, 5, 100, 1));
+    EXPECT_EQ(
+        "exception 05 (acknowledge) to function 3: the station has begun a long job and will answer later; "
+        "ask again",
+        describeException(3, 5, 0, 0));
+}
+
 TEST(ExceptionLabel, HasCodeAndName)
 {
     EXPECT_EQ("02 illegal data address", exceptionLabel(2));

@@ -70,7 +70,9 @@ INSTANTIATE_TEST_SUITE_P(Sums, ExitCodes,
                                            Code{{kNone, kRefused}, kExitNoReply},
                                            Code{{kGood, OperationEnd::PortLost}, kExitPort},
                                            Code{{OperationEnd::Open}, kExitNoReply},
-                                           Code{{OperationEnd::Dropped}, kExitNoReply}),
+                                           Code{{OperationEnd::Dropped}, kExitNoReply},
+                                           Code{{OperationEnd::Unconfirmed}, kExitNoReply},
+                                           Code{{kGood, OperationEnd::Unconfirmed}, kExitMixed}),
                          [](const auto &test) { return "Row" + std::to_string(test.index); });
 
 TEST(OperationText, SaysWhatIsWrongAndWhatToTry)
@@ -95,6 +97,29 @@ TEST(OperationText, SaysWhatIsWrongAndWhatToTry)
                 HasSubstr("no usable reply from station 5 after 1 attempt;"));
     result.echoMissing = true;
     EXPECT_THAT(describeResult(result, 5, settings), HasSubstr("--echo"));
+}
+
+TEST(ResultOf, AWriteThatIsWithheldAfterAnAttemptIsNotConfirmed)
+{
+    StepReport report;
+    report.cause = AttemptEnd::Withheld;
+    report.request.direction = 1;
+    EXPECT_EQ(OperationEnd::Offline, resultOf(report).end);
+    report.attempts = 1;
+    EXPECT_EQ(OperationEnd::Unconfirmed, resultOf(report).end);
+    EXPECT_THAT(describeResult(resultOf(report), 5, LinkSettings()),
+                HasSubstr("sent to station 5 and not confirmed"));
+}
+
+TEST(DescribeResult, TellsThatAReplyLikeItsRequestMayBeTheEcho)
+{
+    StepReport report;
+    report.cause = AttemptEnd::Unusable;
+    report.attempts = 1;
+    report.echoHeard = true;
+    report.mayBeEcho = true;
+    EXPECT_THAT(describeResult(resultOf(report), 5, LinkSettings()),
+                HasSubstr("what came is like the request, and so soon that it may be the request itself"));
 }
 
 int reads(const char *variable, int maxBlock, quint32 options = 0)

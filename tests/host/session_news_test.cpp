@@ -19,17 +19,26 @@ public:
     Time now() const override { return seconds(100); }
     std::vector<News> take(Time) override { return std::exchange(news, {}); }
     void setOpenOperations(int count) override { openOperations = count; }
-    bool setStationEnabled(int, bool) override { return wasOffline; }
+    bool setStationEnabled(int, bool) override
+    {
+        for (News &item : newsOnceSwitched)
+            news.push_back(std::move(item));
+        newsOnceSwitched.clear();
+        return wasOffline;
+    }
     void betweenRequests(const std::function<void()> &work) override
     {
         ++handedOver;
         work();
     }
     void withdraw(const std::vector<Ticket> &tickets) override { withdrawn = tickets; }
+    std::set<Ticket> unconfirmed() override { return sent; }
 
     std::vector<News> news;
+    std::vector<News> newsOnceSwitched; ///< that come between the last look and the switch
     int openOperations = 0;
     std::vector<Ticket> withdrawn;
+    std::set<Ticket> sent;
     bool wasOffline = false;
     int handedOver = 0;
 };
@@ -101,6 +110,41 @@ TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCam
     EXPECT_EQ(std::vector<Ticket>{ticket}, link->withdrawn);
     tell(true, 0);
     EXPECT_FALSE(session.isOffline(5)) << "that was before";
+}
+
+TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmed)
+{
+    const Ticket onTheLine = writeSingles(1, 5);
+    const Ticket behind = session.write(parseVariable("4x:70@5", false), {2});
+    link->sent = {onTheLine};
+    session.setStationEnabled(5, false);
+    EXPECT_EQ(OperationEnd::Unconfirmed, session.result(onTheLine).end);
+    EXPECT_EQ(OperationEnd::Dropped, session.result(behind).end);
+}
+
+TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmedWhenThePortGoes)
+{
+    const Ticket onTheLine = writeSingles(1, 5);
+    const Ticket behind = session.write(parseVariable("4x:70@6", false), {2});
+    link->sent = {onTheLine};
+    News item;
+    item.portLost = "gone";
+    link->news.push_back(std::move(item));
+    session.pump(seconds(100));
+    EXPECT_EQ(OperationEnd::Unconfirmed, session.result(onTheLine).end);
+    EXPECT_EQ(OperationEnd::PortLost, session.result(behind).end);
+}
+
+TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatWasConfirmedBeforeItsStationWasSwitchedOff)
+{
+    const Ticket ticket = writeSingles(1, 5);
+    News item;
+    OperationResult good;
+    good.end = OperationEnd::Good;
+    item.operations.push_back({ticket, good});
+    link->newsOnceSwitched.push_back(std::move(item));
+    session.setStationEnabled(5, false);
+    EXPECT_EQ(OperationEnd::Good, session.result(ticket).end);
 }
 
 TEST_F(SessionNewsTest, BelievesWhatHadHappenedBeforeTheUserSwitchesTheStationOn)

@@ -94,6 +94,28 @@ TEST_F(StationGuardTest, TakesTheWordOfAGatewayForTheStationsSilence)
     EXPECT_EQ(StationChange::CameBack, refuse(5, 0x02));
 }
 
+TEST_F(StationGuardTest, LeavesAStationAloneThatIsBusyForEver)
+{
+    EXPECT_EQ(StationChange::None, refuse(5, 0x06));
+    EXPECT_EQ(StationChange::None, refuse(5, 0x06));
+    EXPECT_EQ(StationChange::WentOffline, refuse(5, 0x06));
+    now += seconds(10);
+    EXPECT_EQ(StationChange::None, refuse(5, 0x06));
+    EXPECT_EQ(seconds(20), guard.nextDistance(5));
+    EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Good));
+}
+
+TEST_F(StationGuardTest, KnowsThatTheLineIsThereWhileAStationSaysThatItIsBusy)
+{
+    goOffline(5);
+    goOffline(6);
+    now += seconds(1);
+    refuse(7, 0x06);
+    now += seconds(1);
+    EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Good));
+    EXPECT_FALSE(guard.due(now)) << "the other one is not tried at once";
+}
+
 TEST_F(StationGuardTest, LearnsNothingFromWhatWasNotSentOrNotToBeAnswered)
 {
     end(5, AttemptEnd::NoReply);
