@@ -25,6 +25,7 @@ public:
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     /// Ends the thread and waits for it.
     void stop() override;
+    void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return steadyNow(); }
     std::vector<News> take(Time until) override { return news_.take(until); }
     void setOpenOperations(int count) override { link_.setOpenOperations(count); }

@@ -137,6 +137,7 @@ public:
           printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
     {
         registerProject(driver_, project_);
+        session_.setLevelStations(levelStations(project_));
         session_.setListener([this](const News &news) {
             monitor_.note(news);
             if (news.station)

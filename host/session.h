@@ -41,6 +41,9 @@ public:
     /// @p listener gets all news of the communication thread, inside pump(). Before start().
     void setListener(std::function<void(const News &)> listener) { listener_ = std::move(listener); }
 
+    /// Tells which stations have reads with a priority level; see levelStations(). Before start().
+    void setLevelStations(const std::set<int> &stations) { link_->setLevelStations(stations); }
+
     /// Opens the port and starts communication.
     /// @param trace    frames go to standard error.
     /// @throw Failure  (port) when the port cannot be opened.

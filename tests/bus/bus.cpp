@@ -157,10 +157,15 @@ void Bus::watch(host::DriverLibrary &driver)
             row.texts.append(QString());
         row.texts[kLevelText] = QString::number(level);
         row.texts.last() = QString::fromStdString(name);
+        const host::Variable place = host::parseVariable(name.substr(0, 2) + ":" + name.substr(2), false);
+        row.level = level;
+        row.baseType = place.area->baseType;
         project.rows.push_back(row);
     }
-    if (plan_.packed)
-        host::registerProject(driver, project);
+    if (!plan_.packed)
+        return;
+    host::registerProject(driver, project);
+    session_.setLevelStations(host::levelStations(project));
 }
 
 void Bus::runUntil(Time until)
