@@ -157,6 +157,10 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
                                       std::to_string(footprint.pieces) + " requests, at most " +
                                       std::to_string(most) +
                                       " are possible; take fewer values or a larger --max-block");
+    if (ledger_.isFull())
+        throw Failure(kExitUsage, "variable '" + variable.text +
+                                      "': " + std::to_string(OperationLedger::kMostOpen) +
+                                      " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
     if (isOffline(footprint.station) || switchedOff_.count(footprint.station) > 0) {
         OperationResult result;
@@ -164,47 +168,45 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
         ledger_.close(ticket, result);
         return ticket;
     }
-    waiting_.push_back({variable, values, isWrite, ticket});
+    waiting_.emplace(ticket, Order{variable, values, isWrite});
     startWaiting();
     return ticket;
 }
 
-/// Hands waiting orders to the driver, in their order.
+/// Hands waiting orders to the driver, as many as may be there.
 void Session::startWaiting()
 {
-    while (!waiting_.empty()) {
-        const Ticket ticket = waiting_.front().ticket;
-        if (ledger_.isOpen(ticket) && !ledger_.mayStart(ticket))
-            return;
-        const Order order = std::move(waiting_.front());
-        waiting_.pop_front();
-        if (ledger_.isOpen(ticket))
-            handOver(order);
+    while (const std::optional<Ticket> ticket = ledger_.nextToStart()) {
+        const auto found = waiting_.find(*ticket);
+        const Order order = std::move(found->second);
+        waiting_.erase(found);
+        handOver(*ticket, order);
     }
 }
 
 /// @throw Failure  (wrong usage) when the driver does not take it; it has ended then.
-void Session::handOver(const Order &order)
+void Session::handOver(Ticket ticket, const Order &order)
 {
-    ledger_.start(order.ticket);
+    ledger_.start(ticket);
     // Before the driver has it, so that its end cannot come first.
     link_->setOpenOperations(ledger_.startedCount());
     try {
         // The driver reports an order of several pieces with the last that it holds.
-        link_->betweenRequests([this, &order] { order.isWrite ? handWrite(order) : handRead(order); });
+        link_->betweenRequests(
+            [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
     } catch (const Failure &) {
         OperationResult refused;
         refused.end = OperationEnd::Dropped;
-        ledger_.close(order.ticket, refused);
+        ledger_.close(ticket, refused);
         throw;
     }
 }
 
-void Session::handRead(const Order &order)
+void Session::handRead(Ticket ticket, const Order &order)
 {
     RW_VAR read;
     read.hostId = kOperationHostId;
-    read.hostSubId = order.ticket;
+    read.hostSubId = ticket;
     read.linkMode = settings_.linkMode;
     read.varName = QString::fromStdString(order.variable.text);
     read.addrText = order.variable.address;
@@ -215,14 +217,23 @@ void Session::handRead(const Order &order)
         throw Failure(kExitUsage, "variable '" + order.variable.text + "' is refused by the driver");
 }
 
-void Session::handWrite(const Order &order)
+void Session::handWrite(Ticket ticket, const Order &order)
 {
     QByteArray bytes = encodeValues(order.values, order.variable.area->unit);
     const int queued = driver_.setRegisterData(
         QString::fromStdString(order.variable.text), order.variable.area->regType, order.variable.address,
-        stationOf(order.variable), &bytes, order.variable.elements(), kOperationHostId, order.ticket);
+        stationOf(order.variable), &bytes, order.variable.elements(), kOperationHostId, ticket);
     if (queued == 0)
         throw Failure(kExitUsage, "the write to '" + order.variable.text + "' is refused by the driver");
+}
+
+/// Ends all open orders of @p station, as OperationLedger::closeAll().
+std::vector<Ticket> Session::endAll(int station, OperationEnd end)
+{
+    std::vector<Ticket> withDriver = ledger_.closeAll(station, end);
+    for (auto order = waiting_.begin(); order != waiting_.end();)
+        order = ledger_.isOpen(order->first) ? std::next(order) : waiting_.erase(order);
+    return withDriver;
 }
 
 void Session::pump(Time until)
@@ -255,7 +266,7 @@ void Session::digest(News &&news)
     if (news.portLost.empty())
         return;
     portLost_ = news.portLost;
-    ledger_.closeAll(-1, OperationEnd::PortLost);
+    endAll(-1, OperationEnd::PortLost);
 }
 
 void Session::noteRegisters(const StepReport &report)
@@ -279,10 +290,22 @@ void Session::noteStation(const StationNews &news)
 {
     if (!news.offline) {
         offline_.erase(news.station);
+        noteServed(news.station);
         return;
     }
     offline_.insert(news.station);
-    link_->withdraw(ledger_.closeAll(news.station, OperationEnd::Offline));
+    noteServed(news.station);
+    link_->withdraw(endAll(news.station, OperationEnd::Offline));
+}
+
+/// Readings of a station that is left alone tell nothing of how long a scan takes.
+void Session::noteServed(int station)
+{
+    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
+    for (CyclicRead &read : cyclicReads_) {
+        if (read.station == station)
+            read.state.setServed(served);
+    }
 }
 
 void Session::noteCyclic(const StepReport &report)
@@ -307,13 +330,15 @@ void Session::setStationEnabled(int station, bool enabled)
     offline_.erase(station);
     if (enabled) {
         switchedOff_.erase(station);
+        noteServed(station);
         // The news of that may still be on their way, and are outdated now.
         if (wasOffline)
-            link_->withdraw(ledger_.closeAll(station, OperationEnd::Offline));
+            link_->withdraw(endAll(station, OperationEnd::Offline));
         return;
     }
     switchedOff_.insert(station);
-    link_->withdraw(ledger_.closeAll(station, OperationEnd::Dropped));
+    noteServed(station);
+    link_->withdraw(endAll(station, OperationEnd::Dropped));
 }
 
 Values Session::values(const Variable &variable) const

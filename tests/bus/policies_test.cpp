@@ -619,6 +619,53 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
     EXPECT_EQ("", bus.witness().complaint());
 }
 
+TEST_F(BusPolicy, OrdersToOtherPlacesDoNotWaitForOneThatNobodyTakes)
+{
+    BusPlan plan = planOf(3, {});
+    plan.link.timeout = seconds(10);
+    plan.link.offline.failures = 1000;
+    Bus &bus = build(agreed(plan));
+    bus.field().muteStation(2, hours(100));
+    bus.start();
+    std::vector<host::Ticket> dead;
+    for (std::uint32_t i = 0; i < 20; ++i) {
+        dead.push_back(bus.write("4x:130@2", {i}));
+        bus.write("4x:" + std::to_string(140 + i) + "@2", {i});
+    }
+    const host::Ticket one = bus.write("4x:130@1", {17});
+    const host::Ticket other = bus.read("4x:130@3");
+    bus.runFor(seconds(25)); // a time-out and a guard of the first
+    EXPECT_EQ(OperationEnd::Good, bus.endOf(one));
+    bus.runFor(seconds(20));
+    EXPECT_EQ(OperationEnd::Good, bus.endOf(other));
+    EXPECT_EQ(OperationEnd::Open, bus.endOf(dead.back()));
+    bus.runFor(minutes(15));
+    EXPECT_EQ(OperationEnd::NoReply, bus.endOf(dead.back()));
+    EXPECT_EQ("", bus.witness().complaint());
+}
+
+TEST_F(BusPolicy, ThousandsOfOrdersAreTakenAndMoreIsRefused)
+{
+    Bus &bus = build(planOf(2, {}));
+    bus.start();
+    std::vector<host::Ticket> tickets;
+    for (std::uint32_t i = 0; i < 4096; ++i)
+        tickets.push_back(
+            bus.write("4x:" + std::to_string(130 + i % 50) + "@" + std::to_string(1 + i % 2), {i}));
+    try {
+        bus.write("4x:130@1", {1});
+        ADD_FAILURE() << "one more is taken";
+    } catch (const host::Failure &failure) {
+        EXPECT_THAT(failure.what(), HasSubstr("4096 orders are waiting already"));
+    }
+    bus.runFor(minutes(5));
+    for (const host::Ticket ticket : tickets)
+        ASSERT_EQ(OperationEnd::Good, bus.endOf(ticket)) << ticket;
+    EXPECT_EQ(4050, bus.field().history(1).value(Area::HoldingRegisters, 130));
+    EXPECT_EQ(4095, bus.field().history(2).value(Area::HoldingRegisters, 175));
+    EXPECT_EQ("", bus.witness().complaint());
+}
+
 TEST_F(BusPolicy, TheStateOfAVariableTellsOfASilentStationAndItsAgeOfTheLastReading)
 {
     BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2", "3x:0:150@2"});
@@ -651,6 +698,40 @@ TEST_F(BusPolicy, TheStateOfAVariableTellsOfASilentStationAndItsAgeOfTheLastRead
     EXPECT_EQ(host::VariableState::SwitchedOff, stateOf(1));
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_GE(bus.witness().checks().statuses, 10u);
+}
+
+TEST_F(BusPolicy, AnEightHourOutageDoesNotMakeValuesGoodForADay)
+{
+    for (const bool byUser : {true, false}) {
+        SCOPED_TRACE(byUser);
+        BusPlan plan = planOf(2, {"4x:0:4@1"});
+        plan.link.pollInterval = milliseconds(500);
+        plan.link.retries = 100;
+        Bus &bus = build(plan);
+        bus.start();
+        bus.runFor(seconds(5));
+        const Time back = bus.now() + hours(8);
+        if (byUser)
+            bus.setStationEnabled(1, false);
+        else
+            bus.field().muteStation(1, back);
+        bus.runUntil(back);
+        if (byUser)
+            bus.setStationEnabled(1, true);
+        const auto reads = [&bus] { return bus.session().status(0).scans; };
+        const std::uint64_t before = reads();
+        while (bus.session().status(0).state != host::VariableState::Good && bus.now() < back + minutes(2))
+            bus.runFor(milliseconds(10));
+        EXPECT_LE(reads(), before + 1);
+        // Its next turn is long in coming: another station is asked a hundred times.
+        bus.field().muteStation(2, hours(100));
+        bus.write("4x:130@2", {1});
+        bus.runFor(seconds(6));
+        EXPECT_LE(reads(), before + 1);
+        EXPECT_EQ(host::VariableState::Stale, bus.session().status(0).state);
+        bus.lookAt(0);
+        EXPECT_EQ("", bus.witness().complaint());
+    }
 }
 
 TEST_F(BusPolicy, OrdersThatAreTakenBackFromTheDriverAreNeverSent)
