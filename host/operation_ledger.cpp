@@ -8,10 +8,13 @@ namespace plc::host {
 
 namespace {
 
-bool samePlace(const Footprint &a, const Footprint &b)
+/// A write to station 0 is done by every station.
+constexpr int kEverybody = 0;
+
+/// Of the same area.
+bool overlap(const Footprint &a, const Footprint &b)
 {
-    return a.station == b.station && a.baseType == b.baseType && a.first < b.first + b.count &&
-           b.first < a.first + a.count;
+    return a.first < b.first + b.count && b.first < a.first + a.count;
 }
 
 /// Trials of offline stations share the list of one-shot reads.
@@ -78,12 +81,30 @@ void OperationLedger::dropPlace(const Entry &entry)
 /// The operation that a waiting one must not pass, if there is one: it is to be looked at again when that changes.
 std::optional<Ticket> OperationLedger::blockerOf(const Entry &entry) const
 {
+    const Footprint &wanted = entry.footprint;
+    if (wanted.station != kEverybody) {
+        for (const int station : {wanted.station, kEverybody}) {
+            if (const auto blocker = blockerAt(station, entry))
+                return blocker;
+        }
+        return std::nullopt;
+    }
+    for (auto places = places_.begin(); places != places_.end();) {
+        const int station = std::get<0>(places->first);
+        if (const auto blocker = blockerAt(station, entry))
+            return blocker;
+        places = places_.upper_bound({station, std::numeric_limits<int>::max(), true});
+    }
+    return std::nullopt;
+}
+
+std::optional<Ticket> OperationLedger::blockerAt(int station, const Entry &entry) const
+{
     for (const bool isWrite : {true, false}) {
         // Reads may pass each other.
-        if (!isWrite && !entry.footprint.isWrite)
-            continue;
-        const auto places = places_.find({entry.footprint.station, entry.footprint.baseType, isWrite});
-        if (places == places_.end())
+        const bool mayPass = !isWrite && !entry.footprint.isWrite;
+        const auto places = places_.find({station, entry.footprint.baseType, isWrite});
+        if (mayPass || places == places_.end())
             continue;
         if (const auto blocker = blockerAmong(places->second, entry))
             return blocker;
@@ -102,10 +123,11 @@ std::optional<Ticket> OperationLedger::blockerAmong(const Places &places, const 
         while (older != sameFirst->second.begin()) {
             --older;
             const Entry &other = *find(older->second);
-            if (!samePlace(wanted, other.footprint))
+            if (!overlap(wanted, other.footprint))
                 continue; // a short one
-            // The driver keeps a read that it has behind the writes that it has.
-            if (!other.started || wanted.isWrite)
+            // The driver serves the writes that it has in their order, and a read that it has behind them; but it
+            // puts a write in place of another one to the same station.
+            if (!other.started || (wanted.isWrite && wanted.station == other.footprint.station))
                 return older->second;
             break;
         }

@@ -34,7 +34,7 @@ struct Footprint
 /// The driver puts a new write in place of a waiting one to the same place, identifiers and all, so that the
 /// older write would end without a report; and it drops entries beyond its list size without one. So
 /// nextToStart() tells which operation has to wait in the host. Operations keep their order where their places overlap
-/// and one of them is a write, and nowhere else. The driver serves its lists from the front: a station that has not
+/// and one of them is a write, and nowhere else; a broadcast is to the places of all stations. The driver serves its lists from the front: a station that has not
 /// answered its last operation has one at a time in them, so that the others wait for one of its time-outs at most.
 class OperationLedger
 {
@@ -117,6 +117,7 @@ private:
     const Entry *find(Ticket ticket) const;
     Entry *find(Ticket ticket);
     std::optional<Ticket> blockerOf(const Entry &entry) const;
+    std::optional<Ticket> blockerAt(int station, const Entry &entry) const;
     std::optional<Ticket> blockerAmong(const Places &places, const Entry &entry) const;
     void admit(Ticket ticket, Entry *entry);
     void wakeFollowers(Entry *entry);

@@ -80,7 +80,10 @@ const char *endName(host::OperationEnd end)
 
 Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
 {
-    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst};
+    const Time guard =
+        plan.link.policies.lateReplyGuard ? plan.link.lateGuard.value_or(plan.link.timeout) : Time();
+    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst, plan.link.timeout,
+            guard};
 }
 
 } // namespace
@@ -244,7 +247,7 @@ void Bus::setStationEnabled(int station, bool enabled)
 {
     note("switches station " + std::to_string(station) + (enabled ? " on" : " off"));
     session_.setStationEnabled(station, enabled);
-    witness_.switched(station, enabled);
+    witness_.switched(now(), station, enabled);
     offline_.erase(station);
     digestEnds();
 }

@@ -111,6 +111,25 @@ TEST(OperationLedger, KeepsTheOrderWherePlacesOverlap)
     EXPECT_TRUE(ledger.mayStart(behind));
 }
 
+TEST(OperationLedger, KeepsTheOrderOfBroadcastsAndWritesToSingleStations)
+{
+    OperationLedger ledger;
+    const Ticket first = ledger.open(write(5, 100));
+    const Ticket second = ledger.open(write(5, 100));
+    const Ticket broadcast = ledger.open(write(0, 95, 10));
+    const Ticket behind = ledger.open(write(6, 104));
+    const Ticket beside = ledger.open(write(6, 105));
+    ledger.start(first);
+    EXPECT_FALSE(ledger.mayStart(broadcast)) << "one before it still waits";
+    EXPECT_FALSE(ledger.mayStart(behind));
+    EXPECT_TRUE(ledger.mayStart(beside));
+    ledger.close(first, ended(OperationEnd::Good));
+    ledger.start(second);
+    EXPECT_TRUE(ledger.mayStart(broadcast)) << "the driver keeps their order";
+    ledger.start(broadcast);
+    EXPECT_TRUE(ledger.mayStart(behind));
+}
+
 TEST(OperationLedger, FreesThePlaceOfWhatNeverWent)
 {
     OperationLedger ledger;
