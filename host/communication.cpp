@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "interrupt.h"
 #include "serial_port.h"
 
 namespace plc::host {
@@ -10,33 +11,57 @@ namespace {
 
 constexpr Time kLongestWait = std::chrono::milliseconds(50);
 
+/// A thread that must not be waited for: the program is about to end.
+QThread *leftBehind = nullptr;
+
 } // namespace
 
-Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings)
-    : settings_(settings), link_(driver, info, settings, [this](News &&news) { news_.put(std::move(news)); })
+Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
+                             OpenPort open)
+    : settings_(settings), open_(std::move(open)),
+      link_(driver, info, settings, [this](News &&news) { news_.put(std::move(news)); })
 {}
 
 Communication::~Communication()
 {
-    stopping_ = true;
-    if (thread_)
-        thread_->wait();
+    stop();
 }
 
 void Communication::start(const std::map<int, int> &cyclicReads, bool trace)
 {
     link_.begin(steadyNow(), cyclicReads, trace);
     stopping_ = false;
-    std::promise<void> opened;
-    std::future<void> ready = opened.get_future();
-    thread_.reset(QThread::create([this, &opened] { run(opened); }));
+    const auto opening = std::make_shared<Opening>();
+    std::future<void> ready = opening->done.get_future();
+    thread_.reset(QThread::create(
+        [this, opening, open = open_, settings = settings_] { run(*opening, open, settings); }));
     thread_->start();
+    // Without a thread nobody would keep the promise.
+    if (!thread_->isRunning() && !thread_->isFinished()) {
+        thread_.reset();
+        throw Failure(kExitPort, "no thread can be made to serve port '" + settings_.port +
+                                     "'; the system is short of memory, or this user has too many processes");
+    }
+    while (ready.wait_for(kLongestWait) != std::future_status::ready) {
+        if (isInterrupted())
+            abandon(*opening);
+    }
     try {
         ready.get();
     } catch (...) {
         stop();
         throw;
     }
+}
+
+/// The system may hold the thread in the opening of the port for as long as it likes. It is left behind then.
+/// @throw Failure  (port) unless the port has just been opened, or refused.
+void Communication::abandon(Opening &opening)
+{
+    if (opening.isSettled.exchange(true))
+        return; // the promise is about to be kept
+    leftBehind = thread_.release();
+    throw Failure(kExitPort, "interrupted while port '" + settings_.port + "' was being opened");
 }
 
 void Communication::stop()
@@ -47,16 +72,23 @@ void Communication::stop()
     thread_.reset();
 }
 
-void Communication::run(std::promise<void> &opened)
+/// @param open, settings  copies: while the port is being opened, this object may go.
+void Communication::run(Opening &opening, const OpenPort &open, const LinkSettings &settings)
 {
     SerialPort port;
+    std::exception_ptr refused;
     try {
-        port.open(settings_);
+        open(port, settings);
     } catch (const Failure &) {
-        opened.set_exception(std::current_exception());
+        refused = std::current_exception();
+    }
+    if (opening.isSettled.exchange(true))
+        return;
+    if (refused) {
+        opening.done.set_exception(refused);
         return;
     }
-    opened.set_value();
+    opening.done.set_value();
     News last;
     try {
         exchange(port);

@@ -174,13 +174,45 @@ Protocol *DriverLink::next()
     if (openOperations_ == 0 && !probe && pacer_.isPausing(now_))
         return nullptr;
     triedStation_ = -1;
-    Protocol *const head = probe ? tryStation(*probe) : driver_.comCommunication(0);
+    Protocol *head = probe ? tryStation(*probe) : driver_.comCommunication(0);
+    const bool isIdle = !head;
+    if (isIdle)
+        head = nextOfLevels();
+    onlyLevels_ = isIdle && !isServedFirst(head);
     noteFetched(head);
     stepOpen_ = head != nullptr;
     return head;
 }
 
-/// Switches an offline station on for one call, so that the driver's choice may fall on it.
+/// Switches a station that is left alone on for one call, so that the driver's choice may fall on it.
+Protocol *DriverLink::chooseThrough(int station)
+{
+    driver_.enCommStation(station, 1);
+    Protocol *const head = driver_.comCommunication(0);
+    driver_.enCommStation(station, 0);
+    return head;
+}
+
+/// The driver serves no priority level while all its ordinary reads belong to stations that are left alone. Where others
+/// have reads with a level, it is shown an ordinary read in each turn, so that its levels come at their rates; the
+/// ordinary read itself is withheld and costs the line nothing. Both the read list and its marks stay the driver's.
+Protocol *DriverLink::nextOfLevels()
+{
+    const std::vector<int> offline = guard_.offlineStations();
+    std::set<int> leftAlone(offline.begin(), offline.end());
+    leftAlone.insert(switchedOff_.begin(), switchedOff_.end());
+    const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(),
+                                       [&](int station) { return leftAlone.count(station) == 0; });
+    if (!anyServed)
+        return nullptr;
+    for (const int station : leftAlone) {
+        if (Protocol *const head = chooseThrough(station))
+            return head;
+    }
+    return nullptr;
+}
+
+/// Puts a trial into the driver's list of one-shot reads.
 Protocol *DriverLink::tryStation(const Probe &probe)
 {
     if (queuedProbes_.insert(probe.station).second) {
@@ -194,9 +226,7 @@ Protocol *DriverLink::tryStation(const Probe &probe)
         read.count = 1;
         driver_.addListOnceReadVar(&read, kRawMode);
     }
-    driver_.enCommStation(probe.station, 1);
-    Protocol *const head = driver_.comCommunication(0);
-    driver_.enCommStation(probe.station, 0);
+    Protocol *const head = chooseThrough(probe.station);
     if (head && head->var.station == probe.station)
         triedStation_ = probe.station;
     // A driver that serves a cyclic read has dropped the trial, or is about to: for its turn the station was off.
@@ -278,6 +308,9 @@ void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
 void DriverLink::stepEnded(const StepReport &report)
 {
     stepOpen_ = false;
+    // A turn that was only to bring the levels on, thousands of times a second.
+    if (onlyLevels_ && report.cause == AttemptEnd::Withheld)
+        return;
     News news;
     news.step = report;
     const Request &request = report.request;
@@ -363,7 +396,8 @@ void DriverLink::discarded(Time now, int bytes, const char *why)
 
 void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
 {
-    trace(now, "--", endText(end, exceptionCode));
+    if (!onlyLevels_ || end != AttemptEnd::Withheld)
+        trace(now, "--", endText(end, exceptionCode));
 }
 
 void DriverLink::trace(Time now, const char *mark, const std::string &text)

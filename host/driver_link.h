@@ -40,6 +40,8 @@ public:
                std::function<void(News &&)> sink);
     ~DriverLink() override;
 
+    /// As in Link.
+    void setLevelStations(const std::set<int> &stations) { levelStations_ = stations; }
     /// Before the first advance().
     void begin(Time now, const std::map<int, int> &cyclicReads, bool trace);
     /// As Cycle::advance().
@@ -67,6 +69,8 @@ private:
     void stepEnded(const StepReport &report) override;
 
     Protocol *tryStation(const Probe &probe);
+    Protocol *chooseThrough(int station);
+    Protocol *nextOfLevels();
     void noteFetched(const Protocol *head);
     void tellReleased();
     std::optional<StationNews> guard(const StepReport &report);
@@ -88,6 +92,9 @@ private:
     bool trace_ = false;
     bool stepOpen_ = false;
     std::map<int, int> cyclicReads_;
+    std::set<int> levelStations_;
+    bool onlyLevels_ =
+        false; ///< the step in progress was chosen where only levels have something to be served
     const RW_VAR *result_ = nullptr;            ///< what the driver returned last; its own record
     std::vector<std::pair<Ticket, int>> ended_; ///< operations and outcomes that the callback brought
     /// Operations of which a request has failed that the driver counts as done.

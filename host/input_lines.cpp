@@ -3,12 +3,14 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <thread>
+#include <utility>
 
 namespace plc::host {
 
-std::vector<std::string> InputLines::take(Time patience)
+std::vector<InputLine> InputLines::take(Time patience)
 {
     if (isOver_) {
         std::this_thread::sleep_for(patience);
@@ -23,21 +25,35 @@ std::vector<std::string> InputLines::take(Time patience)
     if (length < 0 && (errno == EINTR || errno == EAGAIN))
         return {};
     isOver_ = length <= 0;
+    std::vector<InputLine> lines;
     if (length > 0)
-        pending_.append(piece, static_cast<std::size_t>(length));
+        add(piece, static_cast<std::size_t>(length), &lines);
     else if (!pending_.empty())
-        pending_ += '\n';
-
-    std::vector<std::string> lines;
-    std::size_t from = 0;
-    for (std::size_t end = pending_.find('\n'); end != std::string::npos; end = pending_.find('\n', from)) {
-        lines.push_back(pending_.substr(from, end - from));
-        if (!lines.back().empty() && lines.back().back() == '\r')
-            lines.back().pop_back();
-        from = end + 1;
-    }
-    pending_.erase(0, from);
+        add("\n", 1, &lines);
     return lines;
+}
+
+void InputLines::add(const char *piece, std::size_t length, std::vector<InputLine> *lines)
+{
+    const char *const end = piece + length;
+    for (const char *from = piece; from != end;) {
+        const char *const lineEnd = std::find(from, end, '\n');
+        if (!isSkipping_)
+            pending_.append(from, lineEnd);
+        if (!isSkipping_ && pending_.size() > kLongest) {
+            isSkipping_ = true;
+            pending_ = std::string();
+            lines->push_back({std::string(), true});
+        }
+        if (lineEnd == end)
+            return;
+        from = lineEnd + 1;
+        if (std::exchange(isSkipping_, false))
+            continue;
+        if (!pending_.empty() && pending_.back() == '\r')
+            pending_.pop_back();
+        lines->push_back({std::exchange(pending_, std::string()), false});
+    }
 }
 
 } // namespace plc::host

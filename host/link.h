@@ -59,6 +59,8 @@ class Link
 public:
     virtual ~Link() = default;
 
+    /// These stations have reads with a priority level, which go on where no other read does. Before start().
+    virtual void setLevelStations(const std::set<int> &) {}
     /// Begins communication.
     /// @param cyclicReads  entries that were put into the read list, by station.
     /// @param trace        news have a line for each frame.

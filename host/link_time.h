@@ -1,7 +1,10 @@
 /// @file
-/// The clock of the host: nanoseconds of a steady clock, both for moments and for durations.
+/// The clock of the host: nanoseconds of a steady clock, both for moments and for durations. It goes on while the machine
+/// sleeps: a value that was read before is as old as it is, and shown as stale; a wait that was under way is over.
 #ifndef PLC_HOST_LINK_TIME_H
 #define PLC_HOST_LINK_TIME_H
+
+#include <time.h>
 
 #include <chrono>
 #include <cmath>
@@ -10,10 +13,12 @@ namespace plc::host {
 
 using Time = std::chrono::nanoseconds;
 
-/// Now, on the clock that never jumps.
+/// Now, on the clock that never jumps and never stops: time since the machine was switched on.
 inline Time steadyNow()
 {
-    return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now().time_since_epoch());
+    timespec now{};
+    clock_gettime(CLOCK_BOOTTIME, &now);
+    return std::chrono::seconds(now.tv_sec) + Time(now.tv_nsec);
 }
 
 /// For people: seconds with a fraction.

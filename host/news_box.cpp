@@ -1,5 +1,6 @@
 #include "news_box.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace plc::host {
@@ -34,9 +35,8 @@ void NewsBox::put(News &&news)
 std::vector<News> NewsBox::take(Time until)
 {
     std::unique_lock<std::mutex> lock(mutex_);
-    const std::chrono::steady_clock::time_point moment{
-        std::chrono::duration_cast<std::chrono::steady_clock::duration>(until)};
-    filled_.wait_until(lock, moment, [this] { return !news_.empty(); });
+    // The condition has a clock of its own.
+    filled_.wait_for(lock, std::max(until - steadyNow(), Time::zero()), [this] { return !news_.empty(); });
     std::vector<News> taken = std::exchange(news_, {});
     const std::uint64_t dropped = std::exchange(dropped_, 0);
     lock.unlock();

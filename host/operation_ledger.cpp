@@ -2,15 +2,19 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace plc::host {
 
 namespace {
 
-bool samePlace(const Footprint &a, const Footprint &b)
+/// A write to station 0 is done by every station.
+constexpr int kEverybody = 0;
+
+/// Of the same area.
+bool overlap(const Footprint &a, const Footprint &b)
 {
-    return a.station == b.station && a.baseType == b.baseType && a.first < b.first + b.count &&
-           b.first < a.first + a.count;
+    return a.first < b.first + b.count && b.first < a.first + a.count;
 }
 
 /// Trials of offline stations share the list of one-shot reads.
@@ -28,60 +32,217 @@ Ticket OperationLedger::open(const Footprint &footprint)
     do {
         last_ = last_ < std::numeric_limits<Ticket>::max() ? last_ + 1 : 1;
     } while (open_.count(last_) + withdrawn_.count(last_) + closed_.count(last_) > 0);
-    open_.emplace(last_, Entry{footprint, false});
+    Entry &entry = open_[last_];
+    entry.footprint = footprint;
+    entry.age = ++age_;
+    addPlace(last_, entry);
+    admit(last_, &entry);
     return last_;
+}
+
+OperationLedger::Entry *OperationLedger::find(Ticket ticket)
+{
+    const auto open = open_.find(ticket);
+    if (open != open_.end())
+        return &open->second;
+    const auto withdrawn = withdrawn_.find(ticket);
+    return withdrawn == withdrawn_.end() ? nullptr : &withdrawn->second;
+}
+
+const OperationLedger::Entry *OperationLedger::find(Ticket ticket) const
+{
+    return const_cast<OperationLedger *>(this)->find(ticket);
+}
+
+void OperationLedger::addPlace(Ticket ticket, const Entry &entry)
+{
+    const Footprint &place = entry.footprint;
+    Places &places = places_[{place.station, place.baseType, place.isWrite}];
+    places.byFirst[place.first].emplace(entry.age, ticket);
+    places.longest = std::max(places.longest, place.count);
+}
+
+void OperationLedger::dropPlace(const Entry &entry)
+{
+    const Footprint &place = entry.footprint;
+    const auto places = places_.find({place.station, place.baseType, place.isWrite});
+    if (places == places_.end())
+        return;
+    const auto sameFirst = places->second.byFirst.find(place.first);
+    if (sameFirst == places->second.byFirst.end())
+        return;
+    sameFirst->second.erase(entry.age);
+    if (sameFirst->second.empty())
+        places->second.byFirst.erase(sameFirst);
+    if (places->second.byFirst.empty())
+        places_.erase(places);
+}
+
+/// The operation that a waiting one must not pass, if there is one: it is to be looked at again when that changes.
+std::optional<Ticket> OperationLedger::blockerOf(const Entry &entry) const
+{
+    const Footprint &wanted = entry.footprint;
+    if (wanted.station != kEverybody) {
+        for (const int station : {wanted.station, kEverybody}) {
+            if (const auto blocker = blockerAt(station, entry))
+                return blocker;
+        }
+        return std::nullopt;
+    }
+    for (auto places = places_.begin(); places != places_.end();) {
+        const int station = std::get<0>(places->first);
+        if (const auto blocker = blockerAt(station, entry))
+            return blocker;
+        places = places_.upper_bound({station, std::numeric_limits<int>::max(), true});
+    }
+    return std::nullopt;
+}
+
+std::optional<Ticket> OperationLedger::blockerAt(int station, const Entry &entry) const
+{
+    for (const bool isWrite : {true, false}) {
+        // Reads may pass each other.
+        const bool mayPass = !isWrite && !entry.footprint.isWrite;
+        const auto places = places_.find({station, entry.footprint.baseType, isWrite});
+        if (mayPass || places == places_.end())
+            continue;
+        if (const auto blocker = blockerAmong(places->second, entry))
+            return blocker;
+    }
+    return std::nullopt;
+}
+
+std::optional<Ticket> OperationLedger::blockerAmong(const Places &places, const Entry &entry) const
+{
+    const Footprint &wanted = entry.footprint;
+    auto sameFirst = places.byFirst.lower_bound(wanted.first - places.longest + 1);
+    for (; sameFirst != places.byFirst.end() && sameFirst->first < wanted.first + wanted.count; ++sameFirst) {
+        // All that begin at one place overlap each other, so that the youngest of those before this one is the last to
+        // go.
+        auto older = sameFirst->second.lower_bound(entry.age);
+        while (older != sameFirst->second.begin()) {
+            --older;
+            const Entry &other = *find(older->second);
+            if (!overlap(wanted, other.footprint))
+                continue; // a short one
+            // The driver serves the writes that it has in their order, and a read that it has behind them; but it
+            // puts a write in place of another one to the same station.
+            if (!other.started || (wanted.isWrite && wanted.station == other.footprint.station))
+                return older->second;
+            break;
+        }
+    }
+    return std::nullopt;
+}
+
+/// Lets a waiting operation stand among those that may start, or behind the one that it must not pass.
+void OperationLedger::admit(Ticket ticket, Entry *entry)
+{
+    const std::optional<Ticket> blocker = blockerOf(*entry);
+    entry->blocked = blocker.has_value();
+    if (blocker)
+        find(*blocker)->followers.push_back(ticket);
+    else
+        stations_[entry->footprint.station].ready[entry->footprint.isWrite ? 1 : 0].push_back(ticket);
+}
+
+void OperationLedger::wakeFollowers(Entry *entry)
+{
+    for (const Ticket ticket : std::exchange(entry->followers, {})) {
+        const auto follower = open_.find(ticket);
+        if (follower != open_.end())
+            admit(ticket, &follower->second);
+    }
+}
+
+bool OperationLedger::hasRoom(const Footprint &footprint) const
+{
+    const bool isWrite = footprint.isWrite;
+    return pieces_[isWrite ? 1 : 0] + footprint.pieces <= listSize(isWrite);
 }
 
 bool OperationLedger::mayStart(Ticket ticket) const
 {
-    const auto entry = open_.find(ticket);
-    if (entry == open_.end())
-        return false;
-    const Footprint &wanted = entry->second.footprint;
-    if (wanted.isWrite && !(isFree(open_, wanted) && isFree(withdrawn_, wanted)))
-        return false;
-    const int pieces = piecesIn(open_, wanted.isWrite) + piecesIn(withdrawn_, wanted.isWrite);
-    return pieces + wanted.pieces <= listSize(wanted.isWrite);
+    const auto found = open_.find(ticket);
+    return found != open_.end() && !found->second.started && !found->second.blocked &&
+           hasRoom(found->second.footprint);
 }
 
-/// True when no write in the driver's list is to the same place.
-bool OperationLedger::isFree(const Entries &entries, const Footprint &wanted)
+std::optional<Ticket> OperationLedger::nextToStart()
 {
-    return std::none_of(entries.begin(), entries.end(), [&wanted](const auto &other) {
-        const Footprint &taken = other.second.footprint;
-        return other.second.started && taken.isWrite && samePlace(wanted, taken);
-    });
-}
-
-int OperationLedger::piecesIn(const Entries &entries, bool isWrite)
-{
-    int pieces = 0;
-    for (const auto &[ticket, entry] : entries) {
-        if (entry.started && entry.footprint.isWrite == isWrite)
-            pieces += entry.footprint.pieces;
+    auto station = stations_.upper_bound(lastServed_);
+    for (std::size_t looked = 0; looked < stations_.size(); ++looked, ++station) {
+        if (station == stations_.end())
+            station = stations_.begin();
+        StationBooks &books = station->second;
+        if (books.started >= (books.answered ? kMostStarted : 1))
+            continue;
+        for (const std::size_t kind : {1u, 0u}) {
+            std::deque<Ticket> &ready = books.ready[kind];
+            while (!ready.empty() && (!isOpen(ready.front()) || isStarted(ready.front())))
+                ready.pop_front();
+            if (ready.empty())
+                continue;
+            const Ticket ticket = ready.front();
+            // A large one would otherwise wait for ever for room that small ones take.
+            Ticket &cramped = cramped_[kind];
+            if (cramped != ticket && isOpen(cramped) && !isStarted(cramped))
+                continue;
+            if (mayStart(ticket)) {
+                lastServed_ = station->first;
+                return ticket;
+            }
+            cramped = ticket;
+        }
     }
-    return pieces;
+    return std::nullopt;
 }
 
 void OperationLedger::start(Ticket ticket)
 {
-    const auto entry = open_.find(ticket);
-    if (entry != open_.end())
-        entry->second.started = true;
+    const auto found = open_.find(ticket);
+    if (found == open_.end() || found->second.started)
+        return;
+    Entry &entry = found->second;
+    entry.started = true;
+    ++started_;
+    ++stations_[entry.footprint.station].started;
+    pieces_[entry.footprint.isWrite ? 1 : 0] += entry.footprint.pieces;
+    if (!entry.footprint.isWrite)
+        dropPlace(entry);
+    wakeFollowers(&entry);
 }
 
-int OperationLedger::startedCount() const
+bool OperationLedger::isStarted(Ticket ticket) const
 {
-    const auto started =
-        std::count_if(open_.begin(), open_.end(), [](const auto &entry) { return entry.second.started; });
-    return static_cast<int>(started) + static_cast<int>(withdrawn_.size());
+    const auto found = open_.find(ticket);
+    return found != open_.end() && found->second.started;
+}
+
+/// An operation of which the driver holds nothing leaves the books.
+void OperationLedger::retire(Entry entry)
+{
+    if (entry.started)
+        pieces_[entry.footprint.isWrite ? 1 : 0] -= entry.footprint.pieces;
+    dropPlace(entry);
+    wakeFollowers(&entry);
 }
 
 bool OperationLedger::close(Ticket ticket, const OperationResult &result)
 {
-    if (open_.erase(ticket) == 0)
+    const auto found = open_.find(ticket);
+    if (found == open_.end())
         return false;
+    Entry entry = std::move(found->second);
+    open_.erase(found);
     closed_.emplace(ticket, result);
+    if (entry.started) {
+        --started_;
+        StationBooks &books = stations_[entry.footprint.station];
+        --books.started;
+        books.answered = result.end == OperationEnd::Good || result.end == OperationEnd::Refused;
+    }
+    retire(std::move(entry));
     return true;
 }
 
@@ -89,6 +250,7 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
                                               const std::set<Ticket> &unconfirmed)
 {
     std::vector<Ticket> withDriver;
+    std::vector<Entry> neverStarted;
     for (auto entry = open_.begin(); entry != open_.end();) {
         if (station >= 0 && entry->second.footprint.station != station) {
             ++entry;
@@ -96,20 +258,34 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
         }
         if (entry->second.started) {
             withDriver.push_back(entry->first);
-            withdrawn_.insert(*entry);
+            --started_;
+            StationBooks &books = stations_[entry->second.footprint.station];
+            --books.started;
+            books.answered = false;
+            withdrawn_.emplace(entry->first, std::move(entry->second));
+        } else {
+            neverStarted.push_back(std::move(entry->second));
         }
         OperationResult result;
         result.end = unconfirmed.count(entry->first) > 0 ? OperationEnd::Unconfirmed : end;
         closed_.emplace(entry->first, result);
         entry = open_.erase(entry);
     }
+    for (Entry &entry : neverStarted)
+        retire(std::move(entry));
     return withDriver;
 }
 
 void OperationLedger::release(const std::vector<Ticket> &tickets)
 {
-    for (const Ticket ticket : tickets)
-        withdrawn_.erase(ticket);
+    for (const Ticket ticket : tickets) {
+        const auto found = withdrawn_.find(ticket);
+        if (found == withdrawn_.end())
+            continue;
+        Entry entry = std::move(found->second);
+        withdrawn_.erase(found);
+        retire(std::move(entry));
+    }
 }
 
 OperationResult OperationLedger::result(Ticket ticket) const

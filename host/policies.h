@@ -43,8 +43,8 @@ struct OfflineSettings
 {
     int failures = 3; ///< requests in a row without a proper answer, repetitions included; at least 1
     Time firstProbe = std::chrono::seconds(10); ///< from going offline to the first trial
-    /// The distance doubles with each trial, up to this; to more where many stations are offline, so that all trials
-    /// together take a tenth of the time.
+    /// The distance doubles with each trial, up to this. A trial comes later where all of them together would take more
+    /// than a tenth of the time.
     Time longestProbe = std::chrono::seconds(60);
 };
 

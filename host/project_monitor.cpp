@@ -35,6 +35,7 @@ void ProjectMonitor::setStationEnabled(int station, bool enabled)
     // Switched on again, it counts as one that has not been asked yet.
     offline_.erase(station);
     scans_.setStationEnabled(station, enabled);
+    noteServed(station);
 }
 
 void ProjectMonitor::setOffline(int station, bool offline)
@@ -44,6 +45,17 @@ void ProjectMonitor::setOffline(int station, bool offline)
     else
         offline_.erase(station);
     scans_.setStationEnabled(station, !offline);
+    noteServed(station);
+}
+
+/// Readings of a station that is left alone tell nothing of how long a scan takes.
+void ProjectMonitor::noteServed(int station)
+{
+    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
+    for (std::size_t request = 0; request < readings_.size(); ++request) {
+        if (map_.place(static_cast<int>(request)).station == station)
+            readings_[request].setServed(served);
+    }
 }
 
 WatchStatus ProjectMonitor::status(int variable, Time now) const

@@ -37,6 +37,7 @@ public:
 
 private:
     void setOffline(int station, bool offline);
+    void noteServed(int station);
 
     RequestMap map_;
     ScanStatistics scans_;

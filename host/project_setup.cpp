@@ -46,4 +46,18 @@ int registerProject(DriverLibrary &driver, const Project &project)
     return driver.reCreatReadVarList(&variableList);
 }
 
+std::set<int> levelStations(const Project &project)
+{
+    std::set<int> stations;
+    if (project.link.linkMode != 0)
+        return stations;
+    for (const PriorityRow &row : project.rows) {
+        for (const Variable &variable : project.variables) {
+            if (row.level > 0 && variable.area->baseType == row.baseType)
+                stations.insert(variable.station.value_or(project.link.station));
+        }
+    }
+    return stations;
+}
+
 } // namespace plc::host

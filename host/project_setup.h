@@ -3,6 +3,8 @@
 #ifndef PLC_HOST_PROJECT_SETUP_H
 #define PLC_HOST_PROJECT_SETUP_H
 
+#include <set>
+
 #include "driver_library.h"
 #include "project_file.h"
 
@@ -12,6 +14,9 @@ namespace plc::host {
 /// settings, once in a process, since the driver never forgets a name row.
 /// @return number of the driver's cyclic reads, those of the priority levels not counted.
 int registerProject(DriverLibrary &driver, const Project &project);
+
+/// Stations with variables in an area in which a name has a priority level. Over a relay none: no level is served there.
+std::set<int> levelStations(const Project &project);
 
 } // namespace plc::host
 

@@ -39,8 +39,11 @@ void ReadState::note(const StepReport &report)
     if (report.cause == AttemptEnd::Withheld)
         return;
     last_ = resultOf(report);
-    if (times_ > 0)
+    // One that failed has taken its time-outs, which are no part of a scan.
+    const bool isAnswered = last_.end == OperationEnd::Good || last_.end == OperationEnd::Refused;
+    if (times_ > 0 && isAnswered && isServed_ && !wasLeftAlone_)
         revisit_ = report.endedAt - lastEnd_;
+    wasLeftAlone_ = !isServed_;
     lastEnd_ = report.endedAt;
     ++times_;
     if (last_.end != OperationEnd::Good)
@@ -49,10 +52,19 @@ void ReadState::note(const StepReport &report)
     lastGood_ = report.endedAt;
 }
 
-/// Its turn has passed three times over. During the first scan nobody knows yet how long one takes.
+void ReadState::setServed(bool served)
+{
+    isServed_ = served;
+    wasLeftAlone_ = true;
+}
+
+/// Its turn has passed three times over at the pace of the last scan. During the first scan nobody knows yet how long
+/// one takes; but what was read before its station was left alone is old by any measure.
 bool ReadState::isStale(Time now, Time timeout) const
 {
-    return times_ > 1 && now - lastGood_ > std::max({kStaleAtLeast, 2 * timeout, 3 * revisit_});
+    if (!revisit_ && !wasLeftAlone_)
+        return false;
+    return now - lastGood_ > std::max({kStaleAtLeast, 2 * timeout, 3 * revisit_.value_or(Time::zero())});
 }
 
 WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout)

@@ -4,6 +4,7 @@
 #define PLC_HOST_READ_STATE_H
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "link_time.h"
@@ -44,6 +45,9 @@ public:
     /// The request has ended; one that was never sent does not count.
     void note(const StepReport &report);
 
+    /// Its station is left alone from now on, offline or switched off, or asked again.
+    void setServed(bool served);
+
 private:
     friend WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
     bool isStale(Time now, Time timeout) const;
@@ -52,8 +56,11 @@ private:
     bool hasValue_ = false;
     Time lastGood_{};
     Time lastEnd_{};
-    Time
-        revisit_{}; ///< from the end before to the last one, which is how long a scan takes; 0 before the second
+    /// From the end before to the last answer, which is how long a scan takes; nothing before the second. No distance in
+    /// which its station was left alone counts.
+    std::optional<Time> revisit_;
+    bool isServed_ = true;
+    bool wasLeftAlone_ = false; ///< since the last end
     std::uint64_t times_ = 0;
 };
 

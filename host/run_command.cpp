@@ -28,6 +28,7 @@ namespace {
 
 constexpr Time kSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);
+constexpr Time kLineInterval = std::chrono::seconds(1); ///< until it is told what is waited for
 constexpr std::size_t kReportsShown = 4;
 constexpr int kUsualRows = 24;
 constexpr int kUsualColumns = 80;
@@ -137,6 +138,7 @@ public:
           printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
     {
         registerProject(driver_, project_);
+        session_.setLevelStations(levelStations(project_));
         session_.setListener([this](const News &news) {
             monitor_.note(news);
             if (news.station)
@@ -152,7 +154,7 @@ public:
         const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
         Time nextShow = start + interval;
         while (!isOver(end)) {
-            for (const std::string &line : lines_.take(kSlice))
+            for (const InputLine &line : lines_.take(kSlice))
                 takeLine(line);
             pump();
             if (interval == Time::zero() || steadyNow() < nextShow)
@@ -160,17 +162,11 @@ public:
             show(steadyNow() - start);
             nextShow = std::max(nextShow + interval, steadyNow());
         }
-        while (!writes_.empty() && !isInterrupted() && session_.portLost().empty()) {
-            session_.pump(steadyNow() + kSlice);
-            reportEnded();
-        }
+        finishWrites();
         session_.stop();
         endedAt_ = steadyNow();
         reportEnded();
-        for (const OpenWrite &write : writes_)
-            report(write, OperationEnd::Open,
-                   "the run was ended before the write had; it may have been sent");
-        writes_.clear();
+        reportUnfinished();
         show(endedAt_ - start);
         return finish();
     }
@@ -183,19 +179,55 @@ private:
         return options_.scans > 0 && monitor_.scans().scans() >= static_cast<std::uint64_t>(options_.scans);
     }
 
+    /// Waits for the writes that are open, and says so where that may take long.
+    void finishWrites()
+    {
+        const Time told = steadyNow() + kLineInterval;
+        for (bool tell = true; !writes_.empty() && !isInterrupted() && session_.portLost().empty();) {
+            session_.pump(steadyNow() + kSlice);
+            reportEnded();
+            if (!tell || writes_.empty() || steadyNow() < told)
+                continue;
+            tell = false;
+            this->tell("plchost: " + std::to_string(writes_.size()) +
+                           " writes have not ended yet; Ctrl-C gives them up",
+                       stderr);
+        }
+    }
+
+    void reportUnfinished()
+    {
+        std::size_t unsent = 0;
+        for (const OpenWrite &write : writes_) {
+            const bool isWaiting = session_.isWaiting(write.ticket);
+            unsent += isWaiting ? 1 : 0;
+            report(write, OperationEnd::Open,
+                   isWaiting ? "not sent: the run was ended before its turn"
+                             : "the run was ended before the write had; it may have been sent");
+        }
+        if (unsent > 0)
+            tell("plchost: " + std::to_string(unsent) + (unsent == 1 ? " write was" : " writes were") +
+                     " not sent",
+                 stderr);
+        writes_.clear();
+    }
+
     void pump()
     {
         session_.pump(steadyNow());
         reportEnded();
     }
 
-    void takeLine(const std::string &line)
+    void takeLine(const InputLine &line)
     {
         if (isatty(STDIN_FILENO) != 0)
             table_.lineTyped();
         ++linesTaken_;
         try {
-            obey(input_.parse(line));
+            if (line.isTooLong)
+                throw Failure(kExitUsage, "it is longer than " + std::to_string(InputLines::kLongest) +
+                                              " bytes and is passed over up to its end");
+            obey(input_.parse(line.text));
         } catch (const Failure &failure) {
             ends_.add(OperationEnd::Unusable);
             tell("plchost: input line " + std::to_string(linesTaken_) + ": " + failure.what(), stderr);
@@ -242,10 +274,10 @@ private:
     void reportEnded()
     {
         std::vector<OpenWrite> open;
-        for (const OpenWrite &write : writes_) {
+        for (OpenWrite &write : writes_) {
             const OperationResult result = session_.result(write.ticket);
             if (result.end == OperationEnd::Open) {
-                open.push_back(write);
+                open.push_back(std::move(write));
                 continue;
             }
             session_.forget(write.ticket);

@@ -157,6 +157,10 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
                                       std::to_string(footprint.pieces) + " requests, at most " +
                                       std::to_string(most) +
                                       " are possible; take fewer values or a larger --max-block");
+    if (ledger_.isFull())
+        throw Failure(kExitUsage, "variable '" + variable.text +
+                                      "': " + std::to_string(OperationLedger::kMostOpen) +
+                                      " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
     if (isOffline(footprint.station) || switchedOff_.count(footprint.station) > 0) {
         OperationResult result;
@@ -164,47 +168,45 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
         ledger_.close(ticket, result);
         return ticket;
     }
-    waiting_.push_back({variable, values, isWrite, ticket});
+    waiting_.emplace(ticket, Order{variable, values, isWrite});
     startWaiting();
     return ticket;
 }
 
-/// Hands waiting orders to the driver, in their order.
+/// Hands waiting orders to the driver, as many as may be there.
 void Session::startWaiting()
 {
-    while (!waiting_.empty()) {
-        const Ticket ticket = waiting_.front().ticket;
-        if (ledger_.isOpen(ticket) && !ledger_.mayStart(ticket))
-            return;
-        const Order order = std::move(waiting_.front());
-        waiting_.pop_front();
-        if (ledger_.isOpen(ticket))
-            handOver(order);
+    while (const std::optional<Ticket> ticket = ledger_.nextToStart()) {
+        const auto found = waiting_.find(*ticket);
+        const Order order = std::move(found->second);
+        waiting_.erase(found);
+        handOver(*ticket, order);
     }
 }
 
 /// @throw Failure  (wrong usage) when the driver does not take it; it has ended then.
-void Session::handOver(const Order &order)
+void Session::handOver(Ticket ticket, const Order &order)
 {
-    ledger_.start(order.ticket);
+    ledger_.start(ticket);
     // Before the driver has it, so that its end cannot come first.
     link_->setOpenOperations(ledger_.startedCount());
     try {
         // The driver reports an order of several pieces with the last that it holds.
-        link_->betweenRequests([this, &order] { order.isWrite ? handWrite(order) : handRead(order); });
+        link_->betweenRequests(
+            [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
     } catch (const Failure &) {
         OperationResult refused;
         refused.end = OperationEnd::Dropped;
-        ledger_.close(order.ticket, refused);
+        ledger_.close(ticket, refused);
         throw;
     }
 }
 
-void Session::handRead(const Order &order)
+void Session::handRead(Ticket ticket, const Order &order)
 {
     RW_VAR read;
     read.hostId = kOperationHostId;
-    read.hostSubId = order.ticket;
+    read.hostSubId = ticket;
     read.linkMode = settings_.linkMode;
     read.varName = QString::fromStdString(order.variable.text);
     read.addrText = order.variable.address;
@@ -215,14 +217,23 @@ void Session::handRead(const Order &order)
         throw Failure(kExitUsage, "variable '" + order.variable.text + "' is refused by the driver");
 }
 
-void Session::handWrite(const Order &order)
+void Session::handWrite(Ticket ticket, const Order &order)
 {
     QByteArray bytes = encodeValues(order.values, order.variable.area->unit);
     const int queued = driver_.setRegisterData(
         QString::fromStdString(order.variable.text), order.variable.area->regType, order.variable.address,
-        stationOf(order.variable), &bytes, order.variable.elements(), kOperationHostId, order.ticket);
+        stationOf(order.variable), &bytes, order.variable.elements(), kOperationHostId, ticket);
     if (queued == 0)
         throw Failure(kExitUsage, "the write to '" + order.variable.text + "' is refused by the driver");
+}
+
+/// Ends all open orders of @p station, as OperationLedger::closeAll().
+std::vector<Ticket> Session::endAll(int station, OperationEnd end, const std::set<Ticket> &sent)
+{
+    std::vector<Ticket> withDriver = ledger_.closeAll(station, end, sent);
+    for (auto order = waiting_.begin(); order != waiting_.end();)
+        order = ledger_.isOpen(order->first) ? std::next(order) : waiting_.erase(order);
+    return withDriver;
 }
 
 void Session::pump(Time until)
@@ -255,7 +266,7 @@ void Session::digest(News &&news)
     if (news.portLost.empty())
         return;
     portLost_ = news.portLost;
-    ledger_.closeAll(-1, OperationEnd::PortLost, link_->unconfirmed());
+    endAll(-1, OperationEnd::PortLost, link_->unconfirmed());
 }
 
 void Session::noteRegisters(const StepReport &report)
@@ -279,16 +290,22 @@ void Session::noteStation(const StationNews &news)
 {
     if (!news.offline) {
         offline_.erase(news.station);
+        noteServed(news.station);
         return;
     }
     offline_.insert(news.station);
-    takeBack(news.station, OperationEnd::Offline);
+    noteServed(news.station);
+    link_->withdraw(endAll(news.station, OperationEnd::Offline, link_->unconfirmed()));
 }
 
-/// Ends what is open for a station. What was on the line has perhaps been done.
-void Session::takeBack(int station, OperationEnd end)
+/// Readings of a station that is left alone tell nothing of how long a scan takes.
+void Session::noteServed(int station)
 {
-    link_->withdraw(ledger_.closeAll(station, end, link_->unconfirmed()));
+    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
+    for (CyclicRead &read : cyclicReads_) {
+        if (read.station == station)
+            read.state.setServed(served);
+    }
 }
 
 void Session::noteCyclic(const StepReport &report)
@@ -313,15 +330,17 @@ void Session::setStationEnabled(int station, bool enabled)
     offline_.erase(station);
     if (enabled) {
         switchedOff_.erase(station);
+        noteServed(station);
         // The news of that may still be on their way, and are outdated now.
         if (wasOffline)
-            takeBack(station, OperationEnd::Offline);
+            link_->withdraw(endAll(station, OperationEnd::Offline, link_->unconfirmed()));
         return;
     }
     switchedOff_.insert(station);
+    noteServed(station);
     const std::set<Ticket> sent = link_->unconfirmed();
     pump(link_->now()); // of what is not unconfirmed any more the end is told
-    link_->withdraw(ledger_.closeAll(station, OperationEnd::Dropped, sent));
+    link_->withdraw(endAll(station, OperationEnd::Dropped, sent));
 }
 
 Values Session::values(const Variable &variable) const

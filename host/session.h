@@ -3,7 +3,6 @@
 #ifndef PLC_HOST_SESSION_H
 #define PLC_HOST_SESSION_H
 
-#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
@@ -41,6 +40,9 @@ public:
     /// @p listener gets all news of the communication thread, inside pump(). Before start().
     void setListener(std::function<void(const News &)> listener) { listener_ = std::move(listener); }
 
+    /// Tells which stations have reads with a priority level; see levelStations(). Before start().
+    void setLevelStations(const std::set<int> &stations) { link_->setLevelStations(stations); }
+
     /// Opens the port and starts communication.
     /// @param trace    frames go to standard error.
     /// @throw Failure  (port) when the port cannot be opened.
@@ -49,13 +51,15 @@ public:
     /// Ends communication. Values and states remain readable.
     void stop();
 
-    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline.
-    /// @throw Failure  (wrong usage) when the driver cannot take it.
+    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline. Orders go
+    /// to the driver as soon as it has room; they keep their order where their places overlap, and nowhere else.
+    /// @throw Failure  (wrong usage) when the driver cannot take it, or OperationLedger::kMostOpen are open.
     Ticket read(const Variable &variable);
 
     /// Orders a write.
     /// @param values   as many as the variable has.
-    /// @throw Failure  (wrong usage) when the area cannot be written or the driver cannot take the write.
+    /// @throw Failure  (wrong usage) when the area cannot be written, the driver cannot take the write, or
+    ///                 OperationLedger::kMostOpen are open.
     Ticket write(const Variable &variable, const Values &values);
 
     /// Digests what the communication thread has to tell; waits for news until @p until at the latest.
@@ -63,6 +67,9 @@ public:
 
     /// Result of an operation; its `end` is Open until it has ended.
     OperationResult result(Ticket ticket) const { return ledger_.result(ticket); }
+
+    /// True while nothing of an operation that is open can have been sent: it waits for its turn.
+    bool isWaiting(Ticket ticket) const { return waiting_.count(ticket) > 0; }
 
     /// Drops a result that nobody asks for any more.
     void forget(Ticket ticket) { ledger_.forget(ticket); }
@@ -101,19 +108,19 @@ private:
         Variable variable;
         Values values;
         bool isWrite;
-        Ticket ticket;
     };
 
     void digest(News &&news);
     void noteCyclic(const StepReport &report);
     bool isOutdated(const StationNews &news) const;
     void noteStation(const StationNews &news);
-    void takeBack(int station, OperationEnd end);
+    void noteServed(int station);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
     void startWaiting();
-    void handOver(const Order &order);
-    void handRead(const Order &order);
-    void handWrite(const Order &order);
+    void handOver(Ticket ticket, const Order &order);
+    void handRead(Ticket ticket, const Order &order);
+    void handWrite(Ticket ticket, const Order &order);
+    std::vector<Ticket> endAll(int station, OperationEnd end, const std::set<Ticket> &sent);
     void checkWrite(const Variable &variable) const;
     void checkBitWrite(const Variable &variable) const;
     void noteRegisters(const StepReport &report);
@@ -124,7 +131,7 @@ private:
     std::vector<unsigned short> words_; ///< the panel's word area
     std::unique_ptr<Link> link_;
     OperationLedger ledger_;
-    std::deque<Order> waiting_; ///< not handed to the driver yet, oldest first
+    std::map<Ticket, Order> waiting_; ///< not handed to the driver yet
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;
     std::set<int> offline_;       ///< stations

@@ -1,6 +1,7 @@
 #include "station_guard.h"
 
 #include <algorithm>
+#include <tuple>
 
 #include "core/register_types.h"
 #include "exception_codes.h"
@@ -75,8 +76,10 @@ StationChange StationGuard::failed(const StepReport &report)
     record.failures = std::min(record.failures, settings_.failures) + 1;
     record.probe = probeFor(report.request);
     if (record.offline) {
-        record.distance =
-            std::max(std::min(2 * record.distance, settings_.longestProbe), shareOfMany(report));
+        if (isBudgeted(record))
+            spend(report);
+        record.wentWithTheLine = false;
+        record.distance = std::min(2 * record.distance, settings_.longestProbe);
         record.nextProbe = report.endedAt + record.distance;
         return StationChange::None;
     }
@@ -84,8 +87,11 @@ StationChange StationGuard::failed(const StepReport &report)
     const bool isRelapse = record.onProbation;
     if (!isRelapse && record.failures < settings_.failures)
         return StationChange::None;
+    if (isRelapse)
+        spend(report);
     record.offline = true;
     record.onProbation = false;
+    record.wentWithTheLine = false;
     record.since = report.endedAt;
     record.distance =
         std::min(isRelapse ? 2 * record.distance : settings_.firstProbe, settings_.longestProbe);
@@ -93,38 +99,41 @@ StationChange StationGuard::failed(const StepReport &report)
     return StationChange::WentOffline;
 }
 
-/// Least distance of the trials of one of many offline stations: all trials together take a tenth of the time. Each
-/// costs the stations that do answer what this one has cost. Where there are none of these, and where a single station
-/// is offline, it is tried as often as the settings have it.
-Time StationGuard::shareOfMany(const StepReport &report) const
+/// Somebody has answered since the station went offline, and loses what its trials cost. Where nobody has, it is the
+/// line that is gone, and is to be found again soon.
+bool StationGuard::isBudgeted(const Record &record) const
+{
+    return lastAnswer_ > record.since && !record.wentWithTheLine;
+}
+
+/// Books a request to a dead station: nine times what it has cost passes before the next trial.
+void StationGuard::spend(const StepReport &report)
 {
     constexpr int kTimesTheCost = 10;
-    const auto offline = std::count_if(stations_.begin(), stations_.end(),
-                                       [](const auto &entry) { return entry.second.offline; });
-    const bool isAnyThere = std::any_of(stations_.begin(), stations_.end(), [](const auto &entry) {
-        return !entry.second.offline && entry.second.lastAnswer > Time::zero();
-    });
-    if (offline < 2 || !isAnyThere)
-        return Time::zero();
     // Nobody listens for late answers behind an exception, of a gateway.
     const Time quiet = report.cause == AttemptEnd::Exception ? Time::zero() : quiet_;
-    return kTimesTheCost * offline * (report.endedAt - report.startedAt + quiet);
+    spentUntil_ =
+        std::max(spentUntil_, report.startedAt) + kTimesTheCost * (report.endedAt - report.startedAt + quiet);
 }
 
 StationChange StationGuard::answered(int station, Time now)
 {
     Record &record = stations_[station];
-    // Where nobody had answered meanwhile, it was the line that was gone: then the others are there again, too.
-    const bool lineIsBack = record.offline && isSilentSince(record.since);
     const bool isBack = record.offline;
+    // Where nobody had answered meanwhile, it was the line that was gone: then all that went with it are there
+    // again, too. Those that were dead before wait for their turn.
+    const bool lineIsBack = isBack && lastAnswer_ < record.since;
+    for (auto &[number, other] : stations_) {
+        if (!lineIsBack || !other.offline || other.since <= lastAnswer_)
+            continue;
+        other.wentWithTheLine = true;
+        other.nextProbe = std::min(other.nextProbe, now);
+    }
     record.failures = 0;
-    record.lastAnswer = now;
     record.offline = false;
     record.onProbation = isBack;
-    if (lineIsBack) {
-        for (auto &[number, other] : stations_)
-            other.nextProbe = std::min(other.nextProbe, now);
-    }
+    record.wentWithTheLine = false;
+    lastAnswer_ = now;
     return isBack ? StationChange::CameBack : StationChange::None;
 }
 
@@ -135,12 +144,6 @@ void StationGuard::putOff(const StepReport &report)
     const auto found = stations_.find(report.request.station);
     if (found != stations_.end())
         found->second.nextProbe = std::max(found->second.nextProbe, report.endedAt + kSoon);
-}
-
-bool StationGuard::isSilentSince(Time moment) const
-{
-    return std::all_of(stations_.begin(), stations_.end(),
-                       [moment](const auto &entry) { return entry.second.lastAnswer < moment; });
 }
 
 bool StationGuard::isOffline(int station) const
@@ -157,12 +160,26 @@ bool StationGuard::isOnProbation(int station) const
 
 std::optional<Probe> StationGuard::due(Time now) const
 {
+    const auto comesBefore = [](const Record &a, const Record &b) {
+        return std::tie(a.distance, a.nextProbe) < std::tie(b.distance, b.nextProbe);
+    };
     const Record *next = nullptr;
     for (const auto &[station, record] : stations_) {
-        if (record.offline && record.nextProbe <= now && (!next || record.nextProbe < next->nextProbe))
+        const bool mayBeTried = record.nextProbe <= now && (now >= spentUntil_ || !isBudgeted(record));
+        if (record.offline && mayBeTried && (!next || comesBefore(record, *next)))
             next = &record;
     }
     return next ? std::optional<Probe>(next->probe) : std::nullopt;
+}
+
+std::vector<int> StationGuard::offlineStations() const
+{
+    std::vector<int> numbers;
+    for (const auto &[station, record] : stations_) {
+        if (record.offline)
+            numbers.push_back(station);
+    }
+    return numbers;
 }
 
 Time StationGuard::offlineSince(int station) const

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <optional>
+#include <vector>
 
 #include "cycle.h"
 #include "policies.h"
@@ -27,8 +28,9 @@ enum class StationChange
 };
 
 /// Keeps the books of stations that fail. A dead station costs the others a time-out with each of its requests;
-/// so after some failures in a row it is offline, and only single requests at growing distances try it. Told the
-/// time; neither clock nor driver inside. Not locked.
+/// so after some failures in a row it is offline, and only single requests at growing distances try it. All trials
+/// that cost others time have one budget, a tenth of the time. Told the time; neither clock nor driver inside. Not
+/// locked.
 class StationGuard
 {
 public:
@@ -46,13 +48,16 @@ public:
     bool isOffline(int station) const;
     /// It has answered a trial, and nothing of what it is asked otherwise yet.
     bool isOnProbation(int station) const;
-    /// The station that is to be tried now; nothing when there is none. The one that has waited longest comes first.
+    /// The station that is to be tried now; nothing when there is none. The one with the shortest distance comes
+    /// first, and of several the one that has waited longest: what has just gone is most likely to be back.
     std::optional<Probe> due(Time now) const;
     /// How long the station has been offline, or was.
     Time offlineSince(int station) const;
     int failuresOf(int station) const;
-    /// Of an offline station, from the last trial to the next.
+    /// Of an offline station, from the last trial to the next, which comes later where the budget has no room.
     Time nextDistance(int station) const;
+    /// Stations that are offline, the lowest number first.
+    std::vector<int> offlineStations() const;
 
     /// Forgets what is known of a station: it counts as one that has not been asked yet.
     void forget(int station) { stations_.erase(station); }
@@ -63,22 +68,24 @@ private:
         int failures = 0;
         bool offline = false;
         bool onProbation = false;
-        Time since{};      ///< when it went offline
-        Time nextProbe{};  ///< only while offline
-        Time distance{};   ///< from the last trial to the next
-        Time lastAnswer{}; ///< 0 = never
-        Probe probe;       ///< what the last failed request had asked for
+        bool wentWithTheLine = false; ///< and the line is back: to be tried at once
+        Time since{};                 ///< when it went offline
+        Time nextProbe{};             ///< only while offline
+        Time distance{};              ///< from the last trial to the next
+        Probe probe;                  ///< what the last failed request had asked for
     };
 
     StationChange failed(const StepReport &report);
     StationChange answered(int station, Time now);
     void putOff(const StepReport &report);
-    Time shareOfMany(const StepReport &report) const;
-    bool isSilentSince(Time moment) const;
+    bool isBudgeted(const Record &record) const;
+    void spend(const StepReport &report);
 
     OfflineSettings settings_;
     Time quiet_;
     std::map<int, Record> stations_;
+    Time lastAnswer_{}; ///< of any station; 0 = never
+    Time spentUntil_{}; ///< until then the budget has no room for another trial
 };
 
 } // namespace plc::host

@@ -82,8 +82,16 @@ const char *endName(host::OperationEnd end)
 
 Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
 {
-    return {wire.silence(), plan.field.latest, wire.duration(kLongestFrame) + plan.burst, plan.echo,
-            plan.link.turnaround};
+    Witness::Plan watched;
+    watched.silence = wire.silence();
+    watched.latest = plan.field.latest;
+    watched.longestReply = wire.duration(kLongestFrame) + plan.burst;
+    watched.echo = plan.echo;
+    watched.turnaround = plan.link.turnaround;
+    watched.timeout = plan.link.timeout;
+    if (plan.link.policies.lateReplyGuard)
+        watched.guard = plan.link.lateGuard.value_or(plan.link.timeout);
+    return watched;
 }
 
 } // namespace
@@ -160,10 +168,15 @@ void Bus::watch(host::DriverLibrary &driver)
             row.texts.append(QString());
         row.texts[kLevelText] = QString::number(level);
         row.texts.last() = QString::fromStdString(name);
+        const host::Variable place = host::parseVariable(name.substr(0, 2) + ":" + name.substr(2), false);
+        row.level = level;
+        row.baseType = place.area->baseType;
         project.rows.push_back(row);
     }
-    if (plan_.packed)
-        host::registerProject(driver, project);
+    if (!plan_.packed)
+        return;
+    host::registerProject(driver, project);
+    session_.setLevelStations(host::levelStations(project));
 }
 
 void Bus::runUntil(Time until)
@@ -242,7 +255,7 @@ void Bus::setStationEnabled(int station, bool enabled)
 {
     note("switches station " + std::to_string(station) + (enabled ? " on" : " off"));
     session_.setStationEnabled(station, enabled);
-    witness_.switched(station, enabled);
+    witness_.switched(now(), station, enabled);
     offline_.erase(station);
     digestEnds();
 }

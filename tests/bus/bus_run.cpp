@@ -15,8 +15,6 @@ using std::chrono::seconds;
 
 constexpr Time kFaultyTime = minutes(20);
 constexpr Time kHealthyTime = minutes(5);
-/// Longest life of an order on the worst line: the stations that do not answer, and lines that are never silent.
-constexpr Time kLongestOrder = minutes(10);
 /// Lists that breathe with the traffic differ by up to 100 KiB; what is lost with each of the 20,000 requests of two
 /// hours would be more.
 constexpr std::int64_t kMostGrowth = 256 * 1024;
@@ -97,7 +95,7 @@ void Panel::act(bool healthy)
     }
     for (auto mine = mine_.begin(); mine != mine_.end();) {
         const host::OperationEnd end = bus_.endOf(mine->first);
-        if (end == host::OperationEnd::Open && bus_.now() - mine->second > kLongestOrder)
+        if (end == host::OperationEnd::Open && bus_.now() - mine->second > scenario_.longestOrder)
             bus_.witness().complain(bus_.now(),
                                     "(b) order " + std::to_string(mine->first) + " is not reported");
         if (end == host::OperationEnd::Open) {
@@ -193,6 +191,81 @@ void Panel::choosePlaces()
     }
 }
 
+/// Some stations are dead, switched off, or come and go; the others must not feel it.
+class Outage
+{
+public:
+    Outage(Bus &bus, Panel &panel, const Scenario &scenario)
+        : bus_(bus), panel_(panel), scenario_(scenario), random_(scenario.bus.seed ^ 0x0FF)
+    {}
+
+    void run()
+    {
+        chooseStations();
+        runFor(scenario_.outageSettles + scenario_.recoveredWithin);
+        const Time since = bus_.now();
+        runFor(scenario_.outageSettles + scenario_.recoveredWithin);
+        bus_.witness().checkRecovery(bus_.now(), since, out_);
+        for (const int station : out_) {
+            bus_.field().muteStation(station, bus_.now());
+            if (off_.count(station) > 0)
+                bus_.setStationEnabled(station, true);
+        }
+    }
+
+private:
+    void chooseStations()
+    {
+        const std::vector<StationPlan> &stations = scenario_.bus.field.stations;
+        const int alive = random_.pick(stations).number;
+        const bool almostAll = random_.oneIn(2);
+        out_.clear();
+        off_.clear();
+        flapping_ = 0;
+        for (const StationPlan &station : stations) {
+            const bool isOut = almostAll || random_.oneIn(2);
+            if (station.number == alive || !isOut)
+                continue;
+            out_.insert(station.number);
+            if (random_.oneIn(3)) {
+                off_.insert(station.number);
+                bus_.setStationEnabled(station.number, false);
+            } else if (flapping_ == 0 && random_.oneIn(3)) {
+                flapping_ = station.number;
+            } else {
+                bus_.field().muteStation(station.number, Time::max());
+            }
+        }
+        // Now and then it is the only live one that comes and goes.
+        if (flapping_ == 0 && random_.oneIn(3)) {
+            flapping_ = alive;
+            out_.insert(alive);
+        }
+    }
+
+    void runFor(Time time)
+    {
+        const Time end = bus_.now() + time;
+        while (bus_.now() < end && bus_.witness().complaint().empty()) {
+            Time next = end;
+            if (flapping_ > 0) {
+                const Time gone = random_.between(seconds(5), seconds(200));
+                bus_.field().muteStation(flapping_, bus_.now() + gone);
+                next = std::min(end, bus_.now() + gone + random_.between(seconds(5), seconds(100)));
+            }
+            panel_.runUntil(next, true);
+        }
+    }
+
+    Bus &bus_;
+    Panel &panel_;
+    const Scenario &scenario_;
+    Random random_;
+    std::set<int> out_;
+    std::set<int> off_;
+    int flapping_ = 0;
+};
+
 /// How much more is in use at the end than at first. The first round of all fills the lists that live as long as the
 /// run, and of the last two the lower one counts: what is lost does not come back. Nothing where a run is too short to
 /// tell, or the allocator says nothing.
@@ -217,6 +290,8 @@ RunResult runSeed(std::uint64_t seed, Time simulated, host::DriverLibrary &drive
     Witness &witness = bus.witness();
     const auto isOver = [&] { return bus.now() >= simulated || !witness.complaint().empty(); };
 
+    Outage outage(bus, panel, scenario);
+
     bus.start();
     witness.setHealthy(bus.now(), true);
     panel.runUntil(scenario.recoveredWithin, true);
@@ -224,13 +299,17 @@ RunResult runSeed(std::uint64_t seed, Time simulated, host::DriverLibrary &drive
     while (!isOver()) {
         panel.runUntil(bus.now() + kHealthyTime, true);
         heap.push_back(heapInUse());
-        if (!scenario.withFaults)
+        if (!scenario.withFaults && !scenario.withOutages)
             continue;
         witness.setHealthy(bus.now(), false);
-        bus.field().setFaults(bus.now(), true);
-        panel.runUntil(bus.now() + kFaultyTime, false);
-        bus.field().setFaults(bus.now(), false);
-        panel.switchAllOn();
+        if (scenario.withOutages) {
+            outage.run();
+        } else {
+            bus.field().setFaults(bus.now(), true);
+            panel.runUntil(bus.now() + kFaultyTime, false);
+            bus.field().setFaults(bus.now(), false);
+            panel.switchAllOn();
+        }
         const Time ended = bus.now();
         panel.runUntil(ended + scenario.recoveredWithin, true);
         witness.checkRecovery(bus.now(), ended);

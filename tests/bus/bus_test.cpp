@@ -178,6 +178,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.refusals += run.checks.refusals;
     checks.trials += run.checks.trials;
     checks.statuses += run.checks.statuses;
+    checks.bookedTrials += run.checks.bookedTrials;
     checks.priorityReads += run.checks.priorityReads;
     checks.writeBacks += run.checks.writeBacks;
     checks.broadcasts += run.checks.broadcasts;
@@ -232,7 +233,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(d) late replies that met no other request", sum.checks.lateReplies);
     printFigure("(e) silences before a request", sum.checks.requests);
     printFigure("(f) transactions on a healthy line", sum.checks.healthySteps);
-    printFigure("(g) elements read again after faults", sum.checks.recoveries);
+    printFigure("(g), (r) elements read again after and beside faults", sum.checks.recoveries);
     printFigure.plain("(h) runs long enough to judge the growth of the heap", sum.growthJudged);
     if (sum.growthJudged > 0) {
         printFigure("(h)   samples of the heap", sum.memorySamples);
@@ -246,6 +247,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(n) broadcasts on lines with an echo", sum.checks.broadcasts);
     printFigure("(o) stations that were left in peace after exception 06", sum.checks.busy);
     printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
+    printFigure("(q) trials and relapses that the others pay for", sum.checks.bookedTrials);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

@@ -499,6 +499,93 @@ TEST_F(BusPolicy, TrialsOfManyDeadStationsTakeATenthOfTheTime)
     EXPECT_GE(trials, 60u);
 }
 
+/// A live station, and dead ones beside it.
+class DeadStations : public BusPolicy
+{
+protected:
+    /// Stations 1 to @p count, one block of each read in every second.
+    static BusPlan planWith(int count, Time timeout)
+    {
+        BusPlan plan = planOf(count, {});
+        plan.link.timeout = timeout;
+        plan.link.pollInterval = seconds(1);
+        plan.link.offline.failures = 1;
+        for (int station = 1; station <= count; ++station)
+            plan.watched.push_back("4x:0:10@" + std::to_string(station));
+        return agreed(plan);
+    }
+
+    /// Of @p time, the share that waiting for stations 2 and above takes, listening for late answers included.
+    double shareLost(Time time)
+    {
+        Time lost{};
+        bus_->keepSteps(true);
+        const std::size_t before = bus_->steps().size();
+        const Time since = bus_->now();
+        bus_->runFor(time);
+        EXPECT_EQ("", bus_->witness().complaint());
+        for (std::size_t i = before; i < bus_->steps().size(); ++i) {
+            const host::StepReport &step = bus_->steps()[i];
+            if (step.request.station > 1 && step.cause == host::AttemptEnd::NoReply)
+                lost += step.endedAt - step.startedAt + bus_->plan().link.timeout;
+        }
+        return host::seconds(lost) / host::seconds(bus_->now() - since);
+    }
+};
+
+TEST_F(DeadStations, OneTakesATenthOfTheTimeWhateverTheTimeOut)
+{
+    for (const Time timeout :
+         {Time(milliseconds(100)), Time(seconds(1)), Time(seconds(10)), Time(seconds(60))}) {
+        SCOPED_TRACE(host::seconds(timeout));
+        Bus &bus = build(planWith(2, timeout));
+        bus.field().muteStation(2, hours(100));
+        bus.start();
+        bus.runFor(50 * timeout);
+        EXPECT_TRUE(bus.isOffline(2));
+        // A trial costs two time-outs, so that the budget has room for one in 20 of them.
+        const Time long_ = std::max<Time>(200 * timeout, minutes(10));
+        EXPECT_LE(shareLost(long_), 0.105);
+        EXPECT_GE(bus.statistics().stations.at(1).good,
+                  static_cast<std::uint64_t>(host::seconds(long_) * 0.85));
+    }
+}
+
+TEST_F(DeadStations, AloneOnTheLineAreTriedAsOftenAsEver)
+{
+    Bus &bus = build(planWith(2, seconds(10)));
+    for (const int station : {1, 2})
+        bus.field().muteStation(station, hours(100));
+    bus.start();
+    bus.runFor(minutes(5));
+    // A minute from the end of a trial to the next, each of which takes a time-out and a guard.
+    const std::uint64_t before = bus.statistics().total.timeouts;
+    bus.runFor(minutes(70));
+    EXPECT_GE(bus.statistics().total.timeouts - before, 2 * 55u);
+    EXPECT_EQ("", bus.witness().complaint());
+}
+
+TEST_F(DeadStations, ThirtyTakeATenthOfTheTimeAlsoWhereTheLiveOneComesAndGoes)
+{
+    for (const Time gone : {Time(seconds(45)), Time(minutes(7))}) {
+        SCOPED_TRACE(host::seconds(gone));
+        Bus &bus = build(planWith(31, seconds(1)));
+        for (int station = 2; station <= 31; ++station)
+            bus.field().muteStation(station, hours(100));
+        bus.start();
+        bus.runFor(minutes(10));
+        double lost = 0;
+        constexpr int kTimes = 12;
+        for (int i = 0; i < kTimes; ++i) {
+            bus.field().muteStation(1, bus.now() + gone);
+            lost += shareLost(gone + seconds(60)) / kTimes;
+        }
+        EXPECT_GE(bus.wentOffline(), 30u + kTimes);
+        EXPECT_LE(lost, 0.105);
+        EXPECT_GE(lost, 0.03) << "they are tried all the same";
+    }
+}
+
 TEST_F(BusPolicy, ADamagedReplyCostsTheLineLittle)
 {
     BusPlan plan = withFault(eightStations(true), {Fault::WrongCrc});
@@ -621,6 +708,53 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
     EXPECT_EQ("", bus.witness().complaint());
 }
 
+TEST_F(BusPolicy, OrdersToOtherPlacesDoNotWaitForOneThatNobodyTakes)
+{
+    BusPlan plan = planOf(3, {});
+    plan.link.timeout = seconds(10);
+    plan.link.offline.failures = 1000;
+    Bus &bus = build(agreed(plan));
+    bus.field().muteStation(2, hours(100));
+    bus.start();
+    std::vector<host::Ticket> dead;
+    for (std::uint32_t i = 0; i < 20; ++i) {
+        dead.push_back(bus.write("4x:130@2", {i}));
+        bus.write("4x:" + std::to_string(140 + i) + "@2", {i});
+    }
+    const host::Ticket one = bus.write("4x:130@1", {17});
+    const host::Ticket other = bus.read("4x:130@3");
+    bus.runFor(seconds(25)); // a time-out and a guard of the first
+    EXPECT_EQ(OperationEnd::Good, bus.endOf(one));
+    bus.runFor(seconds(20));
+    EXPECT_EQ(OperationEnd::Good, bus.endOf(other));
+    EXPECT_EQ(OperationEnd::Open, bus.endOf(dead.back()));
+    bus.runFor(minutes(15));
+    EXPECT_EQ(OperationEnd::NoReply, bus.endOf(dead.back()));
+    EXPECT_EQ("", bus.witness().complaint());
+}
+
+TEST_F(BusPolicy, ThousandsOfOrdersAreTakenAndMoreIsRefused)
+{
+    Bus &bus = build(planOf(2, {}));
+    bus.start();
+    std::vector<host::Ticket> tickets;
+    for (std::uint32_t i = 0; i < 4096; ++i)
+        tickets.push_back(
+            bus.write("4x:" + std::to_string(130 + i % 50) + "@" + std::to_string(1 + i % 2), {i}));
+    try {
+        bus.write("4x:130@1", {1});
+        ADD_FAILURE() << "one more is taken";
+    } catch (const host::Failure &failure) {
+        EXPECT_THAT(failure.what(), HasSubstr("4096 orders are waiting already"));
+    }
+    bus.runFor(minutes(5));
+    for (const host::Ticket ticket : tickets)
+        ASSERT_EQ(OperationEnd::Good, bus.endOf(ticket)) << ticket;
+    EXPECT_EQ(4050, bus.field().history(1).value(Area::HoldingRegisters, 130));
+    EXPECT_EQ(4095, bus.field().history(2).value(Area::HoldingRegisters, 175));
+    EXPECT_EQ("", bus.witness().complaint());
+}
+
 TEST_F(BusPolicy, TheStateOfAVariableTellsOfASilentStationAndItsAgeOfTheLastReading)
 {
     BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2", "3x:0:150@2"});
@@ -653,6 +787,40 @@ TEST_F(BusPolicy, TheStateOfAVariableTellsOfASilentStationAndItsAgeOfTheLastRead
     EXPECT_EQ(host::VariableState::SwitchedOff, stateOf(1));
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_GE(bus.witness().checks().statuses, 10u);
+}
+
+TEST_F(BusPolicy, AnEightHourOutageDoesNotMakeValuesGoodForADay)
+{
+    for (const bool byUser : {true, false}) {
+        SCOPED_TRACE(byUser);
+        BusPlan plan = planOf(2, {"4x:0:4@1"});
+        plan.link.pollInterval = milliseconds(500);
+        plan.link.retries = 100;
+        Bus &bus = build(plan);
+        bus.start();
+        bus.runFor(seconds(5));
+        const Time back = bus.now() + hours(8);
+        if (byUser)
+            bus.setStationEnabled(1, false);
+        else
+            bus.field().muteStation(1, back);
+        bus.runUntil(back);
+        if (byUser)
+            bus.setStationEnabled(1, true);
+        const auto reads = [&bus] { return bus.session().status(0).scans; };
+        const std::uint64_t before = reads();
+        while (bus.session().status(0).state != host::VariableState::Good && bus.now() < back + minutes(2))
+            bus.runFor(milliseconds(10));
+        EXPECT_LE(reads(), before + 1);
+        // Its next turn is long in coming: another station is asked a hundred times.
+        bus.field().muteStation(2, hours(100));
+        bus.write("4x:130@2", {1});
+        bus.runFor(seconds(6));
+        EXPECT_LE(reads(), before + 1);
+        EXPECT_EQ(host::VariableState::Stale, bus.session().status(0).state);
+        bus.lookAt(0);
+        EXPECT_EQ("", bus.witness().complaint());
+    }
 }
 
 TEST_F(BusPolicy, OrdersThatAreTakenBackFromTheDriverAreNeverSent)
@@ -717,6 +885,77 @@ TEST_F(BusPolicy, NothingIsSentToAStationThatIsOffNotEvenWhatHasPriority)
     // Three failures, and a trial a minute.
     EXPECT_LT(bus.statistics().stations.at(4).timeouts, 15u);
 }
+
+/// Ordinary reads at stations 1 to 7, and a place with a level at the eighth.
+class LevelsAlone : public BusPolicy, public testing::WithParamInterface<int>
+{
+protected:
+    static BusPlan plan(int level)
+    {
+        BusPlan plan = planOf(8, {"4x:100:4@8"});
+        for (int station = 1; station <= 7; ++station)
+            plan.watched.push_back("3x:0:4@" + std::to_string(station));
+        plan.packed = true;
+        plan.priorities = {{"4x101", level}};
+        return plan;
+    }
+
+    host::Counters counters(int station) const
+    {
+        const auto &stations = bus_->statistics().stations;
+        const auto found = stations.find(station);
+        return found == stations.end() ? host::Counters() : found->second;
+    }
+
+    std::uint64_t readsOfTheEighth(Time time)
+    {
+        const auto good = [this] { return counters(8).good; };
+        const std::uint64_t before = good();
+        bus_->runFor(time);
+        return good() - before;
+    }
+
+    void goOnAndBack()
+    {
+        EXPECT_GT(readsOfTheEighth(minutes(1)), 200u) << "nothing else is to be read";
+        for (int station = 1; station <= 7; ++station)
+            EXPECT_LT(counters(station).requests, 2000u);
+        const Time since = bus_->now();
+        for (int station = 1; station <= 7; ++station) {
+            bus_->field().muteStation(station, since);
+            bus_->setStationEnabled(station, true);
+        }
+        bus_->runFor(seconds(10));
+        bus_->witness().checkRecovery(bus_->now(), since);
+        EXPECT_EQ("", bus_->witness().complaint());
+    }
+};
+
+TEST_P(LevelsAlone, GoOnWhereEveryStationWithOrdinaryReadsIsOffline)
+{
+    Bus &bus = build(plan(GetParam()));
+    bus.start();
+    bus.runFor(seconds(20));
+    for (int station = 1; station <= 7; ++station)
+        bus.field().muteStation(station, hours(10));
+    bus.runFor(minutes(1));
+    for (int station = 1; station <= 7; ++station)
+        EXPECT_TRUE(bus.isOffline(station)) << station;
+    goOnAndBack();
+}
+
+TEST_P(LevelsAlone, GoOnWhereEveryStationWithOrdinaryReadsIsSwitchedOff)
+{
+    Bus &bus = build(plan(GetParam()));
+    bus.start();
+    // At once, before any of them has been read.
+    for (int station = 1; station <= 7; ++station)
+        bus.setStationEnabled(station, false);
+    bus.runFor(seconds(1));
+    goOnAndBack();
+}
+
+INSTANTIATE_TEST_SUITE_P(Each, LevelsAlone, testing::Range(1, 5));
 
 TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
 {
@@ -937,6 +1176,8 @@ TEST_F(BusPolicy, KeepsNoMemoryOfFailuresAndTrials)
     for (const bool offline : {true, false}) {
         plan.link.policies.offline = offline;
         Bus &bus = build(plan);
+        // Both: where one answers, trials of the other one come less often.
+        bus.field().muteStation(1, hours(10));
         bus.field().muteStation(2, hours(10));
         bus.start();
         bus.runFor(minutes(10));

@@ -32,14 +32,18 @@ void addStations(Random &random, Scenario *scenario)
     for (int number = 1; number <= 247; ++number)
         numbers.push_back(number);
     const int drawn = stationCount(random);
-    const int count = scenario->bus.packed ? std::clamp(drawn, kFewestPacked, kMostPacked) : drawn;
+    // A trial of each takes the twentyfold of a time-out.
+    const int most = scenario->withOutages && scenario->bus.link.timeout > seconds(1) ? 4 : drawn;
+    const int count =
+        scenario->bus.packed ? std::clamp(drawn, kFewestPacked, kMostPacked) : std::min(drawn, most);
     for (int i = 0; i < count; ++i) {
         StationPlan station;
         const int at = random.below(static_cast<int>(numbers.size()));
         station.number = numbers[static_cast<std::size_t>(at)];
         numbers.erase(numbers.begin() + at);
         station.fastest = milliseconds(random.between(0, 10));
-        station.slowest = random.between(station.fastest + milliseconds(1), scenario->bus.link.timeout / 4);
+        station.slowest = random.between(station.fastest + milliseconds(1),
+                                         std::min<Time>(scenario->bus.link.timeout / 4, milliseconds(250)));
         station.moveEvery = milliseconds(random.between(500, 20000));
         scenario->bus.field.stations.push_back(station);
     }
@@ -86,6 +90,28 @@ void setLink(Random &random, Scenario *scenario)
         link.offline.firstProbe = milliseconds(random.between(500, 10000));
         link.offline.longestProbe = seconds(random.between(10, 60));
     }
+}
+
+/// A line on which stations die, at time-outs of all sizes. The draws are its own, so that other seeds stay what they are.
+void setOutages(Random &random, Scenario *scenario)
+{
+    static const std::vector<int> kTimeouts = {100, 1000, 10000, 60000};
+    host::LinkSettings &link = scenario->bus.link;
+    scenario->withOutages = true;
+    const int timeout = random.pick(kTimeouts);
+    link.timeout = milliseconds(link.baud < 4800 ? std::max(timeout, 1000) : timeout);
+    link.retries = random.between(0, 2);
+    link.lateGuard.reset();
+}
+
+/// How long it takes with so many stations, nothing of which may be without bounds.
+void setOutageTimes(Scenario *scenario)
+{
+    const host::LinkSettings &link = scenario->bus.link;
+    const auto stations = static_cast<int>(scenario->bus.field.stations.size());
+    const Time failure = (link.retries + 2) * (link.timeout + seconds(1));
+    scenario->outageSettles = 2 * stations * link.offline.failures * failure;
+    scenario->longestOrder = std::max(scenario->longestOrder, 2 * scenario->outageSettles);
 }
 
 /// Requests of one scan.
@@ -193,6 +219,9 @@ Scenario makeScenario(std::uint64_t seed)
     setLink(random, &scenario);
     if (random.oneIn(16))
         packVariables(random, &scenario);
+    Random outages(seed ^ 0xDEAD);
+    if (outages.oneIn(8))
+        setOutages(outages, &scenario);
     addStations(random, &scenario);
     addVariables(random, &scenario);
     if (scenario.bus.packed)
@@ -201,7 +230,9 @@ Scenario makeScenario(std::uint64_t seed)
     if (random.oneIn(3))
         scenario.bus.burst = milliseconds(random.between(1, 16));
     scenario.bus.echo = random.oneIn(6);
-    scenario.withFaults = !random.oneIn(10);
+    scenario.withFaults = !random.oneIn(10) && !scenario.withOutages;
+    if (scenario.withOutages)
+        setOutageTimes(&scenario);
     scenario.bus.field.faultPermille = random.between(10, 200);
     scenario.bus.field.troubleEvery = seconds(random.between(20, 300));
     scenario.bus = agreed(scenario.bus);
@@ -219,8 +250,8 @@ std::string describe(const Scenario &scenario)
            ", options " + std::to_string(link.options) +
            (scenario.bus.burst > Time::zero() ? ", bursts of " + ms(scenario.bus.burst) : "") +
            (scenario.bus.echo ? ", echo" : "") + (scenario.bus.packed ? ", packed by the driver" : "") +
-           ", faults in " + (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") +
-           " of 1000";
+           (scenario.withOutages ? ", dead stations" : "") + ", faults in " +
+           (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") + " of 1000";
 }
 
 } // namespace plc::bus

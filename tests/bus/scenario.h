@@ -11,7 +11,10 @@ struct Scenario
 {
     BusPlan bus;
     bool withFaults = true;
-    Time orderEvery{};      ///< mean time between two orders of the runtime
+    bool withOutages = false; ///< stations die, are switched off, or come and go, and all else is well
+    Time longestOrder = std::chrono::minutes(10); ///< from the order to its end, on the worst line
+    Time outageSettles{};                         ///< until all stations that are dead are offline
+    Time orderEvery{};                            ///< mean time between two orders of the runtime
     Time recoveredWithin{}; ///< from the end of all faults until every variable was read again
 };
 

@@ -32,6 +32,7 @@ public:
 
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     void stop() override { running_ = false; }
+    void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return now_; }
     std::vector<host::News> take(Time until) override;
     void setOpenOperations(int count) override;

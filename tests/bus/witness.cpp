@@ -266,9 +266,40 @@ void Witness::news(Time now, const host::News &news)
     for (const host::OperationNews &operation : news.operations)
         reported(now, operation);
     if (news.step)
+        checkBudget(now, *news.step);
+    if (news.step)
         checkProbation(now, *news.step, news.station);
-    if (news.station)
-        absences_[news.station->station] = news.station->offline ? Absence::Offline : Absence::Probation;
+    if (!news.station)
+        return;
+    absences_[news.station->station] = news.station->offline ? Absence::Offline : Absence::Probation;
+    changedAt_[news.station->station] = now;
+    triedSince_.erase(news.station->station);
+}
+
+/// Trials in vain and relapses.
+void Witness::checkBudget(Time now, const host::StepReport &step)
+{
+    constexpr double kShare = 0.1;
+    constexpr double kRounding = 0.001;
+    const int station = step.request.station;
+    if (step.cause == AttemptEnd::Good || step.cause == AttemptEnd::Exception)
+        lastAnswer_ = now;
+    const auto absence = absences_.find(station);
+    const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable;
+    if (absence == absences_.end() || !failed)
+        return;
+    const bool isTrial = absence->second == Absence::Offline;
+    if (isTrial && (lastAnswer_ <= changedAt_[station] || triedSince_.insert(station).second))
+        return;
+    ++checks_.bookedTrials;
+    booked_ = std::max(0.0, booked_ - kShare * host::seconds(step.startedAt - bookedAt_));
+    bookedAt_ = step.startedAt;
+    if (isTrial && booked_ > kRounding)
+        complain(now, "(q) station " + std::to_string(station) + " is tried while earlier trials have cost " +
+                          std::to_string(booked_) + " s more than a tenth of the time");
+    // Bytes that came, or were damaged, spare the listening.
+    const Time guard = step.cause == AttemptEnd::NoReply ? plan_.guard : Time::zero();
+    booked_ += host::seconds(step.endedAt - step.startedAt + guard);
 }
 
 /// The first transaction behind a trial decides.
@@ -294,10 +325,32 @@ void Witness::checkProbation(Time now, const host::StepReport &step,
                           " has answered a trial and nothing else, and is not offline again");
 }
 
-void Witness::switched(int station, bool enabled)
+bool Witness::isAway(int station) const
 {
+    const auto absence = absences_.find(station);
+    return switchedOff_.count(station) > 0 ||
+           (absence != absences_.end() && absence->second == Absence::Offline);
+}
+
+/// What was read well last, at that time, may be shown as good.
+bool Witness::mayBeGood(Time now, const CyclicRead &read) const
+{
+    constexpr Time kLeast = std::chrono::seconds(3);
+    const auto changed = changedAt_.find(read.station);
+    const bool wasThere = changed == changedAt_.end() || changed->second < read.lastEnd;
+    // How long a scan takes nobody knows before the second reading.
+    if (!read.pace && wasThere)
+        return true;
+    return now - read.lastGood.value_or(Time::zero()) <=
+           std::max({kLeast, 2 * plan_.timeout, 3 * read.pace.value_or(Time::zero())});
+}
+
+void Witness::switched(Time now, int station, bool enabled)
+{
+    changedAt_[station] = now;
     absences_.erase(station);
     busyUntil_.erase(station);
+    triedSince_.erase(station);
     if (enabled)
         switchedOff_.erase(station);
     else
@@ -309,6 +362,12 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
     sentInStep_ = 0;
     if (step.request.hostId == host::kCyclicHostId && step.cause != AttemptEnd::Withheld) {
         CyclicRead &read = cyclicReads_[step.request.hostSubId];
+        read.station = step.request.station;
+        const bool isAnswered = step.cause == AttemptEnd::Good || step.cause == AttemptEnd::Exception;
+        const bool wasThere = !isAway(read.station) && changedAt_[read.station] < read.lastEnd;
+        if (isAnswered && wasThere && read.lastEnd > Time::zero())
+            read.pace = now - read.lastEnd;
+        read.lastEnd = now;
         read.lastEndedWell = step.cause == AttemptEnd::Good;
         if (read.lastEndedWell)
             read.lastGood = now;
@@ -541,11 +600,13 @@ void Witness::checkStatus(Time now, const std::string &name, int station, int fi
     ++checks_.statuses;
     bool hasValue = true;
     bool allWell = true;
+    bool inTime = true;
     Time oldest = now;
     for (int number = firstRead; number < firstRead + count; ++number) {
         const CyclicRead &read = cyclicReads_[number];
         hasValue = hasValue && read.lastGood;
         allWell = allWell && read.lastEndedWell;
+        inTime = inTime && mayBeGood(now, read);
         oldest = std::min(oldest, read.lastGood.value_or(now));
     }
     const auto absence = absences_.find(station);
@@ -553,6 +614,9 @@ void Witness::checkStatus(Time now, const std::string &name, int station, int fi
     const bool isOff = switchedOff_.count(station) > 0;
     if (status.state == host::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
         complain(now, "(l) " + name + " is said to be good, and was not read well last");
+    if (status.state == host::VariableState::Good && !inTime)
+        complain(now, "(l) " + name + " is said to be good " + std::to_string(host::seconds(now - oldest)) +
+                          " s after it was read");
     if (isOff != (status.state == host::VariableState::SwitchedOff) ||
         (isOffline && !isOff) != (status.state == host::VariableState::Offline))
         complain(now, "(l) " + name + " is not said to be offline or switched off when it is");
@@ -586,14 +650,19 @@ bool Witness::mayShow(const Shown &shown, std::uint16_t value)
     });
 }
 
-void Witness::checkRecovery(Time now, Time since)
+void Witness::checkRecovery(Time now, Time since, const std::set<int> &except)
 {
     for (const auto &[place, shown] : shown_) {
+        if (except.count(place.station) > 0)
+            continue;
         ++checks_.recoveries;
         if (shown.lastGood.value_or(Time::zero()) <= since)
-            complain(now, "(g) " + nameOf(place.station, place.baseType, place.address) +
-                              " was not read since the faults ended at " +
-                              std::to_string(host::seconds(since)) + " s");
+            complain(now,
+                     (except.empty() ? "(g) " : "(r) ") +
+                         nameOf(place.station, place.baseType, place.address) +
+                         (except.empty() ? " was not read since the faults ended at "
+                                         : " was not read, beside other stations that are dead, since ") +
+                         std::to_string(host::seconds(since)) + " s");
     }
 }
 

@@ -15,13 +15,20 @@
 /// - (k) Nothing is sent to a station that the user has switched off; to one that is offline only reads, each once. The
 ///   first transaction after it has come back decides whether it stays: a cyclic read is sent once, and one that fails
 ///   takes it offline again.
-/// - (l) A variable is said to be good only if all its parts were read well last, and its age is that of the oldest.
+/// - (l) A variable is said to be good only if all its parts were read well last, and not longer ago than its turn has
+///   passed three times over, at the pace at which it was read while its station was there; and its age is that of the
+///   oldest.
 /// - (m) A bit is written into the register as the station held it between the start of the last reading of the register
 ///   and the write; and the write goes out within half a second from the reply with the register.
 /// - (n) On a line with an echo a broadcast is reported as done only when its echo was heard, whole and in its turn.
 /// - (o) After exception 06 no cyclic read goes to the station for the turnaround delay.
 /// - (p) A write that ends because its station was switched off, went offline or the port was lost is said to be sent and
 ///   not confirmed if a frame of it has gone out, and not otherwise.
+/// - (q) What stations that are offline cost by trials in vain, and those that are only just back by failing again, takes
+///   a tenth of the time, the listening for late answers counted. Not counted are trials where nobody has answered since
+///   the station went, and the first one after somebody has.
+/// - (r) While some stations are dead, off, or come and go, and all else is well, what is watched at the others is read
+///   again within a stated time, whether it has a priority level or not.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
@@ -79,10 +86,11 @@ struct Checks
     std::uint64_t requests = 0;    ///< (d) and (e)
     std::uint64_t lateReplies = 0; ///< (d)
     std::uint64_t healthySteps = 0;
-    std::uint64_t recoveries = 0; ///< (g), elements
-    std::uint64_t refusals = 0;   ///< (j)
-    std::uint64_t trials = 0;     ///< (k), requests to stations that are offline or only just back
-    std::uint64_t statuses = 0;   ///< (l)
+    std::uint64_t recoveries = 0;   ///< (g) and (r), elements
+    std::uint64_t refusals = 0;     ///< (j)
+    std::uint64_t trials = 0;       ///< (k), requests to stations that are offline or only just back
+    std::uint64_t statuses = 0;     ///< (l)
+    std::uint64_t bookedTrials = 0; ///< (q)
     std::uint64_t priorityReads = 0;
     std::uint64_t writeBacks = 0;  ///< (m)
     std::uint64_t broadcasts = 0;  ///< (n)
@@ -101,6 +109,8 @@ public:
         Time longestReply{};
         bool echo = false; ///< the master hears itself
         Time turnaround{};
+        Time timeout{};
+        Time guard{}; ///< listening for late answers after a time-out
     };
     /// Reads elements from the driver's mirror.
     using ReadMirror =
@@ -130,7 +140,7 @@ public:
     void watched(int station, int baseType, int first, int count);
     void ordered(Time now, const WriteOrder &order);
     void orderedRead(Time now, host::Ticket ticket);
-    void switched(int station, bool enabled);
+    void switched(Time now, int station, bool enabled);
     /// The session says that the order has ended.
     void ended(Time now, host::Ticket ticket, const host::OperationResult &result);
     /// Looks at the mirror at any time.
@@ -142,7 +152,8 @@ public:
                      const host::WatchStatus &status);
     void setHealthy(Time now, bool healthy);
     /// Every watched element has been read by its cyclic read.
-    void checkRecovery(Time now, Time since);
+    /// @param except  stations of which nothing is expected.
+    void checkRecovery(Time now, Time since, const std::set<int> &except = {});
 
     /// Forgets what nobody needs any more.
     void forget(Time now);
@@ -195,6 +206,9 @@ private:
     {
         std::optional<Time> lastGood;
         bool lastEndedWell = false;
+        int station = 0;
+        Time lastEnd{};
+        std::optional<Time> pace; ///< from one end to the next answer
     };
     enum class Absence
     {
@@ -227,6 +241,9 @@ private:
     };
 
     bool isHealthySince(Time time) const;
+    bool isAway(int station) const;
+    bool mayBeGood(Time now, const CyclicRead &read) const;
+    void checkBudget(Time now, const host::StepReport &step);
     void checkLeftAlone(Time now);
     void noteHalf(Time now);
     void noteBusy(Time now, const host::StepReport &step);
@@ -263,6 +280,11 @@ private:
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
     std::map<int, Time> busyUntil_;         ///< of stations that have said so
     std::map<int, CyclicRead> cyclicReads_; ///< by number
+    std::map<int, Time> changedAt_;         ///< when a station went, came back or was switched last
+    std::set<int> triedSince_;              ///< stations with a trial in vain since somebody has answered
+    Time lastAnswer_{};                     ///< of any station
+    double booked_ = 0; ///< (q): seconds of trials that the time passed has not paid for yet
+    Time bookedAt_{};
     std::map<Place, host::Ticket> lastTaken_;
     std::deque<Execution> executions_;
     std::map<Place, Shown> shown_;

@@ -67,6 +67,128 @@ TEST(OperationLedger, LetsWritesToOtherPlacesAndStationsGo)
     EXPECT_TRUE(ledger.mayStart(ledger.open(read(1, 100))));
 }
 
+TEST(OperationLedger, LetsOthersPassAnOperationThatWaitsForItsPlace)
+{
+    OperationLedger ledger;
+    const Ticket first = ledger.open(write(5, 100));
+    const Ticket second = ledger.open(write(5, 100));
+    const Ticket other = ledger.open(write(6, 100));
+    EXPECT_EQ(first, ledger.nextToStart());
+    ledger.start(first);
+    EXPECT_EQ(other, ledger.nextToStart());
+    ledger.start(other);
+    EXPECT_EQ(std::nullopt, ledger.nextToStart());
+    ledger.close(first, ended(OperationEnd::NoReply));
+    EXPECT_EQ(second, ledger.nextToStart());
+}
+
+TEST(OperationLedger, KeepsTheOrderWherePlacesOverlap)
+{
+    OperationLedger ledger;
+    const Ticket large = ledger.open(write(1, 0, 10));
+    const Ticket inner = ledger.open(write(1, 5));
+    const Ticket wider = ledger.open(write(1, 4, 3));
+    const Ticket reading = ledger.open(read(1, 6));
+    const Ticket behind = ledger.open(write(1, 6));
+    const std::vector<Ticket> all = {large, inner, wider, reading, behind};
+    ledger.start(large);
+    for (std::size_t i = 1; i < all.size(); ++i)
+        EXPECT_FALSE(ledger.mayStart(all[i])) << i;
+    ledger.close(large, ended(OperationEnd::Good));
+    EXPECT_TRUE(ledger.mayStart(inner));
+    EXPECT_FALSE(ledger.mayStart(wider));
+    ledger.start(inner);
+    EXPECT_FALSE(ledger.mayStart(wider));
+    ledger.close(inner, ended(OperationEnd::Good));
+    EXPECT_TRUE(ledger.mayStart(wider));
+    EXPECT_FALSE(ledger.mayStart(reading)) << "it is to see what is written before it";
+    ledger.start(wider);
+    EXPECT_TRUE(ledger.mayStart(reading)) << "the driver serves writes first";
+    EXPECT_FALSE(ledger.mayStart(behind)) << "it would be read too early";
+    ledger.start(reading);
+    EXPECT_FALSE(ledger.mayStart(behind));
+    ledger.close(wider, ended(OperationEnd::Good));
+    EXPECT_TRUE(ledger.mayStart(behind));
+}
+
+TEST(OperationLedger, KeepsTheOrderOfBroadcastsAndWritesToSingleStations)
+{
+    OperationLedger ledger;
+    const Ticket first = ledger.open(write(5, 100));
+    const Ticket second = ledger.open(write(5, 100));
+    const Ticket broadcast = ledger.open(write(0, 95, 10));
+    const Ticket behind = ledger.open(write(6, 104));
+    const Ticket beside = ledger.open(write(6, 105));
+    ledger.start(first);
+    EXPECT_FALSE(ledger.mayStart(broadcast)) << "one before it still waits";
+    EXPECT_FALSE(ledger.mayStart(behind));
+    EXPECT_TRUE(ledger.mayStart(beside));
+    ledger.close(first, ended(OperationEnd::Good));
+    ledger.start(second);
+    EXPECT_TRUE(ledger.mayStart(broadcast)) << "the driver keeps their order";
+    ledger.start(broadcast);
+    EXPECT_TRUE(ledger.mayStart(behind));
+}
+
+TEST(OperationLedger, FreesThePlaceOfWhatNeverWent)
+{
+    OperationLedger ledger;
+    ledger.start(ledger.open(write(1, 0)));
+    ledger.open(write(5, 0));
+    ledger.closeAll(5, OperationEnd::Offline);
+    EXPECT_TRUE(ledger.mayStart(ledger.open(write(5, 0))));
+}
+
+TEST(OperationLedger, GivesAStationThatHasNotAnsweredOneAtATime)
+{
+    OperationLedger ledger;
+    for (int i = 0; i < 40; ++i)
+        ledger.open(write(5, i));
+    const auto startAll = [&ledger] {
+        std::vector<Ticket> started;
+        while (const std::optional<Ticket> next = ledger.nextToStart()) {
+            ledger.start(*next);
+            started.push_back(*next);
+        }
+        return started;
+    };
+    const std::vector<Ticket> first = startAll();
+    ASSERT_EQ(1u, first.size());
+    ledger.close(first[0], ended(OperationEnd::Good));
+    const std::vector<Ticket> more = startAll();
+    ASSERT_EQ(16u, more.size());
+    for (const Ticket ticket : more)
+        ledger.close(ticket, ended(OperationEnd::NoReply));
+    EXPECT_EQ(1u, startAll().size());
+}
+
+TEST(OperationLedger, LetsNoSmallOnePassALargeOneThatWaitsForRoom)
+{
+    OperationLedger ledger;
+    const Ticket first = ledger.open(write(1, 0, 1000, 1000));
+    ledger.start(first);
+    const Ticket large = ledger.open(write(2, 0, 500, 500));
+    const Ticket small = ledger.open(write(3, 0));
+    EXPECT_EQ(std::nullopt, ledger.nextToStart());
+    ledger.close(first, ended(OperationEnd::Good));
+    EXPECT_EQ(large, ledger.nextToStart());
+    ledger.start(large);
+    EXPECT_EQ(small, ledger.nextToStart());
+}
+
+TEST(OperationLedger, IsFullWithSoManyThatAreOpen)
+{
+    OperationLedger ledger;
+    Ticket last = 0;
+    for (int i = 0; i < 4096; ++i) {
+        EXPECT_FALSE(ledger.isFull());
+        last = ledger.open(write(1 + i % 2, 0));
+    }
+    EXPECT_TRUE(ledger.isFull());
+    ledger.close(last, ended(OperationEnd::Good));
+    EXPECT_FALSE(ledger.isFull());
+}
+
 TEST(OperationLedger, NeverFillsTheDriversListBeyondItsEnd)
 {
     OperationLedger ledger;

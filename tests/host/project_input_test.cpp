@@ -107,7 +107,13 @@ protected:
             close(ends[1]);
         ends[1] = -1;
     }
-    std::vector<std::string> take() { return lines->take(std::chrono::milliseconds(1)); }
+    std::vector<std::string> take()
+    {
+        std::vector<std::string> texts;
+        for (const InputLine &line : lines->take(std::chrono::milliseconds(1)))
+            texts.push_back(line.text);
+        return texts;
+    }
 
     int ends[2] = {-1, -1};
     std::unique_ptr<InputLines> lines;

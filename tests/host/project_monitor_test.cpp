@@ -116,6 +116,20 @@ TEST_F(ProjectMonitorTest, PassesOverReadsThatWereNeverSent)
     EXPECT_EQ(1u, status(2).scans);
 }
 
+TEST_F(ProjectMonitorTest, CallsAValueStaleSoonAlsoAfterANightOff)
+{
+    serve(first);
+    serve(first);
+    monitor.setStationEnabled(1, false);
+    now += seconds(28800);
+    monitor.setStationEnabled(1, true);
+    EXPECT_EQ(VariableState::Stale, status(0).state) << "it is eight hours old";
+    serve(first);
+    EXPECT_EQ(VariableState::Good, status(0).state);
+    now += seconds(4);
+    EXPECT_EQ(VariableState::Stale, status(0).state);
+}
+
 TEST_F(ProjectMonitorTest, TellsStationsThatAreOffline)
 {
     serve(first);

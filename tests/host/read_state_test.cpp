@@ -112,6 +112,45 @@ TEST_F(ReadStateTest, IsNotStaleDuringTheFirstScanHoweverLongThatTakes)
     EXPECT_EQ(seconds(1000), status().age);
 }
 
+TEST_F(ReadStateTest, LeavesTimesOutInWhichItsStationWasLeftAlone)
+{
+    for (int scan = 0; scan < 2; ++scan) {
+        now += milliseconds(100);
+        end(&a);
+        end(&b);
+    }
+    for (ReadState *part : {&a, &b})
+        part->setServed(false);
+    for (int trial = 0; trial < 5; ++trial) {
+        now += seconds(6000);
+        end(&a, AttemptEnd::NoReply);
+    }
+    for (ReadState *part : {&a, &b})
+        part->setServed(true);
+    end(&a);
+    end(&b);
+    now += seconds(3);
+    EXPECT_EQ(VariableState::Good, status().state);
+    now += milliseconds(1);
+    EXPECT_EQ(VariableState::Stale, status().state) << "and not only after a day";
+}
+
+TEST_F(ReadStateTest, IsStaleWhenItsStationIsAskedAgainUntilItIsRead)
+{
+    end(&a);
+    end(&b);
+    for (ReadState *part : {&a, &b})
+        part->setServed(false);
+    now += seconds(28800);
+    for (ReadState *part : {&a, &b})
+        part->setServed(true);
+    EXPECT_EQ(VariableState::Stale, status().state);
+    EXPECT_EQ(seconds(28800), status().age);
+    end(&a);
+    end(&b);
+    EXPECT_EQ(VariableState::Good, status().state);
+}
+
 TEST_F(ReadStateTest, ForgetsHowLongAScanOnceTook)
 {
     end(&a);

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace {
 
 using namespace plc::host;
@@ -138,22 +140,92 @@ TEST_F(StationGuardTest, TriesManyDeadStationsSoSeldomThatAllTrialsTakeATenthOfT
 {
     // A trial costs a second of waiting and one of listening for late answers.
     guard = StationGuard(OfflineSettings(), seconds(1));
-    end(99, AttemptEnd::Good);
     for (int station = 1; station <= 16; ++station)
         goOffline(station);
-    EXPECT_EQ(seconds(10), guard.nextDistance(7));
-    for (int i = 0; i < 10; ++i) {
-        now += seconds(1000);
-        end(7, AttemptEnd::NoReply);
-        EXPECT_EQ(seconds(320), guard.nextDistance(7)) << "16 stations, 2 s each, ten times";
+    now += seconds(60);
+    end(99, AttemptEnd::Good);
+    std::set<int> tried;
+    for (int i = 0; i < 32; ++i) {
+        ASSERT_NE(-1, due()) << i;
+        tried.insert(due());
+        now += seconds(1);
+        end(due(), AttemptEnd::NoReply);
+        now += seconds(19) - milliseconds(1);
+        EXPECT_EQ(-1, due()) << i;
+        now += milliseconds(1);
     }
+    EXPECT_EQ(16u, tried.size());
+    now += milliseconds(100);
     refuse(7, 0x0B);
-    EXPECT_EQ(seconds(60), guard.nextDistance(7)) << "a gateway's word costs 100 ms";
+    now += milliseconds(899);
+    EXPECT_EQ(-1, due());
+    now += milliseconds(1);
+    EXPECT_NE(-1, due()) << "a gateway's word costs 100 ms";
+}
 
-    for (int station = 8; station <= 16; ++station)
-        end(station, AttemptEnd::Good);
-    end(7, AttemptEnd::NoReply);
-    EXPECT_EQ(seconds(140), guard.nextDistance(7)) << "7 are left";
+TEST_F(StationGuardTest, TriesOneDeadStationATenthOfTheTimeHoweverLongTheTimeOut)
+{
+    guard = StationGuard(OfflineSettings(), seconds(60));
+    goOffline(5);
+    now += seconds(10);
+    end(99, AttemptEnd::Good);
+    EXPECT_EQ(5, due());
+    now += seconds(1);
+    end(5, AttemptEnd::NoReply); // 1 s, and a minute of listening
+    now += seconds(608);
+    EXPECT_EQ(-1, due());
+    now += seconds(1);
+    EXPECT_EQ(5, due());
+}
+
+TEST_F(StationGuardTest, BooksARelapseAsATrial)
+{
+    guard = StationGuard(OfflineSettings(), seconds(59));
+    goOffline(5);
+    goOffline(6);
+    now += seconds(10);
+    end(99, AttemptEnd::Good);
+    EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Good));
+    now += seconds(1);
+    EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
+    now += seconds(598);
+    end(99, AttemptEnd::Good);
+    EXPECT_EQ(-1, due());
+    now += seconds(1);
+    EXPECT_EQ(6, due());
+}
+
+TEST_F(StationGuardTest, DoesNotTryThoseThatWereDeadBeforeWhenTheOnlyLiveOneComesAndGoes)
+{
+    guard = StationGuard(OfflineSettings(), seconds(1));
+    for (int station = 1; station <= 16; ++station)
+        goOffline(station);
+    for (int i = 0; i < 5; ++i) {
+        now += seconds(10);
+        end(99, AttemptEnd::Good);
+        end(99, AttemptEnd::Good);
+        now += seconds(10);
+        goOffline(99);
+        now += seconds(10);
+        std::vector<int> tried;
+        for (; due() != -1 && tried.size() < 20; end(tried.back(), AttemptEnd::NoReply))
+            tried.push_back(due());
+        EXPECT_EQ(2u, tried.size()) << "itself, and of the dead ones one";
+    }
+}
+
+TEST_F(StationGuardTest, TriesWhatHasJustGoneBeforeWhatHasBeenDeadForLong)
+{
+    goOffline(3);
+    end(99, AttemptEnd::Good);
+    for (int i = 0; i < 5; ++i) {
+        now += seconds(100);
+        end(3, AttemptEnd::NoReply);
+    }
+    now += seconds(100);
+    goOffline(7);
+    now += seconds(20);
+    EXPECT_EQ(7, due());
 }
 
 TEST_F(StationGuardTest, TriesAllAsOftenAsEverWhereNobodyIsThere)

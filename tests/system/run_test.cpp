@@ -5,6 +5,7 @@
 #include <QJsonObject>
 
 #include <algorithm>
+#include <csignal>
 #include <map>
 
 #include "packaging_line.h"
@@ -294,6 +295,54 @@ TEST_F(RunOfThePackagingLine, ReportsLinesThatItDoesNotUnderstand)
     run.awaitState("Wrapper.Total.Service due", "good");
     EXPECT_EQ(6, run.end());
     EXPECT_EQ(0, run.countOfWrites());
+}
+
+/// Station 1 answers, station 2 is nobody, and is never left alone.
+class RunWithANobody : public ::testing::Test
+{
+protected:
+    std::unique_ptr<Server> station = startStation({"-a", "1", "-q"});
+    const TemporaryFile project{R"({"link": {"replyTimeoutMs": 60000, "offlineAfter": 1000}, "variables": [
+        {"name": "A", "area": "4x", "address": "10", "station": 1},
+        {"name": "B", "area": "4x", "address": "10", "station": 2}]})"};
+};
+
+TEST_F(RunWithANobody, SaysAtTheEndWhatWasNotSent)
+{
+    RunningProject run({project.path(), "-p", station->terminal(), "--every", "0.2"});
+    run.awaitState("A", "good");
+    for (int i = 0; i < 4; ++i)
+        run.say("B = " + std::to_string(i));
+    run.say("quit");
+    // The driver has one of them; the others wait for it, by now without a table.
+    const auto hasSaid = [&run] {
+        return run.process().errors().find("4 writes have not ended yet; Ctrl-C gives them up") !=
+               std::string::npos;
+    };
+    for (const Time limit = steadyNow() + kPatience; !hasSaid() && steadyNow() < limit;)
+        run.process().waitForEnd(steadyNow() + std::chrono::milliseconds(50));
+    EXPECT_TRUE(hasSaid()) << run.process().errors();
+    run.process().signal(SIGINT);
+    std::map<std::string, int> reasons;
+    for (int i = 0; i < 4; ++i)
+        ++reasons[word(run.awaitWrite("B"), "reason")];
+    EXPECT_EQ(3, reasons["not sent: the run was ended before its turn"]);
+    EXPECT_EQ(1, reasons["the run was ended before the write had; it may have been sent"]);
+    run.process().waitForEnd(steadyNow() + kPatience);
+    EXPECT_THAT(run.process().errors(), HasSubstr("plchost: 3 writes were not sent"));
+}
+
+TEST_F(RunWithANobody, RefusesALineThatIsTooLongAndGoesOn)
+{
+    const TemporaryFile one{R"({"variables": [{"name": "A", "area": "4x", "address": "10"}]})"};
+    RunningProject run({one.path(), "-p", station->terminal(), "--every", "0.2"});
+    run.say("# " + std::string(1200000, 'x'));
+    run.say("A = 7");
+    EXPECT_EQ("done", word(run.awaitWrite("A"), "result"));
+    run.process().signal(SIGINT);
+    run.process().waitForEnd(steadyNow() + kPatience);
+    EXPECT_THAT(run.process().errors(), HasSubstr("plchost: input line 1: it is longer than 1048576 bytes"));
+    EXPECT_THAT(run.process().errors(), ::testing::Not(HasSubstr("input line 2")));
 }
 
 TEST_F(RunOfThePackagingLine, PutsOnAPacedLineWhatWasPlannedAndIsNoFasterThanIt)

@@ -33,6 +33,16 @@ TEST_P(Usage, MistakesGetOneLineAndExitCodeOne)
     EXPECT_EQ(run.errors.size() - 1, run.errors.find('\n')) << "not one line";
 }
 
+TEST(Threads, ThatCannotBeMadeAreToldAndNotWaitedFor)
+{
+    // No address space has room for such a stack.
+    plc::host::ChildProcess process(
+        "/bin/sh", {"-c", "ulimit -s 200000000000 && exec \"$0\" read -p /dev/null 4x:1", PLC_HOST_PROGRAM},
+        true);
+    EXPECT_EQ(5, process.waitForEnd(plc::host::steadyNow() + kPatience));
+    EXPECT_THAT(process.errors(), HasSubstr("plchost: no thread can be made to serve port '/dev/null'"));
+}
+
 INSTANTIATE_TEST_SUITE_P(
     Words, Usage,
     ::testing::Values(
