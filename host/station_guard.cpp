@@ -49,7 +49,7 @@ StationChange StationGuard::stepEnded(const StepReport &report)
             return failed(report);
         if (report.exceptionCode == kExceptionBusy) {
             // The line is not gone.
-            stations_[report.request.station].lastAnswer = report.endedAt;
+            lastAnswer_ = report.endedAt;
             return failed(report);
         }
         return answered(report.request.station, report.endedAt);

@@ -100,7 +100,7 @@ __attribute__((noinline)) void plc::storeRegisterLocked(quint64 key, quint16 val
 __attribute__((flatten)) void plc::storeRunLocked(quint64 key, const uchar *data, int registers)
 {
     Mirror &mirror = PLC_driver.registerCache;
-    mirror.detach(); // so that entries found below are the mirror's own
+    mirror.end(); // not const: the mirror is its own from here on, and so are the entries found below
     const Mirror &present = mirror;
     for (const uchar *const end = data + 2 * static_cast<qint64>(registers); data < end; data += 2, ++key) {
         const Mirror::const_iterator entry = present.constFind(key);

@@ -28,7 +28,10 @@ TEST(BusSeed, RepeatsARunByteByByte)
 
 TEST(BusSeed, MeetsFaultsOfManyKinds)
 {
-    const RunResult result = run(6, minutes(60));
+    std::uint64_t seed = 6;
+    while (makeScenario(seed).outageSettles > Time::zero()) // there stations are dead, and all else is well
+        ++seed;
+    const RunResult result = run(seed, minutes(60));
     EXPECT_EQ("", result.complaint) << result.journal;
     std::vector<std::string> missing;
     for (int fault = 0; fault < kExchangeFaults; ++fault) {
