@@ -326,6 +326,9 @@ std::optional<Bytes> Field::refusalOf(Time now, const Request &request)
     constexpr std::uint8_t kAcknowledge = 5;
     constexpr std::uint8_t kBusy = 6;
     const Device &device = stations_.at(request.station);
+    // An exception names no place: one to the second master could not be told from one to this one.
+    if (request.tag < 0)
+        return std::nullopt;
     if (now < device.busyUntil)
         return bus_.refuse(request.frame, kBusy).reply;
     if (now >= device.acknowledgesUntil || isReadFunction(request.frame[1]))

@@ -39,7 +39,8 @@
 /// - The silence of (e) is that of the bytes that the master has been handed: of a byte that is under way, or that a
 ///   converter holds back, it cannot know. For the same reason a second master's byte may be under way.
 /// - Made-up bytes never form a good CRC (ForgeGuard), and a second master asks for quantities and places that this
-///   master never asks for (Field): a frame that is right in every byte cannot be told from a true one.
+///   master never asks for (Field), and gets no exceptions, which name no place: a frame that is right in every byte cannot
+///   be told from a true one.
 #ifndef PLC_TESTS_BUS_WITNESS_H
 #define PLC_TESTS_BUS_WITNESS_H
 
