@@ -657,6 +657,8 @@ private:
     {
         RW_VAR var = anyVariable(0);
         var.count = std::max(1, std::min(var.count, 125));
+        // Taken as it is, with whatever the runtime left in it.
+        var.status = random_.oneIn(8) ? plc::kPending : plc::kIdle;
         if (!random_.oneIn(10))
             var.regType = random_.pick({0, 1, 4, 5});
         const std::string asked = "AddListReadVar(" + fieldsOf(var) + ")";
