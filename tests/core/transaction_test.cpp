@@ -790,6 +790,19 @@ TEST_F(Success, DoesNotCallTheFailureCallback)
     EXPECT_THAT(failures, IsEmpty());
 }
 
+TEST_F(Success, OfAnOneShotReadLeavesACyclicReadThatWaitsAlone)
+{
+    RW_VAR waiting = holding(50);
+    waiting.status = kPending;
+    addRead(waiting);
+    addRead(holding(60));
+    addOnceRead(holding(0).ids(3, 4));
+    ASSERT_NE(nullptr, next());
+    complete(goodReply(*next()));
+    EXPECT_EQ(50, PLC_driver.readList.at(0).address);
+    EXPECT_EQ(kPending, PLC_driver.readList.at(0).status);
+}
+
 TEST_F(Success, OfARelayedOneShotReadIsNotReported)
 {
     addOnceRead(holding(0).ids(3, 4).linkId(9));

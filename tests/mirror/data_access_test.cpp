@@ -209,6 +209,13 @@ TEST_F(GetRegisterDataTest, CompletesAShortRegisterEntryWithZero)
     EXPECT_EQ(hex("34 00"), out);
 }
 
+TEST_F(GetRegisterDataTest, TakesTwoBytesOfALongRegisterEntry)
+{
+    mirror(1, 5, 100, hex("34 12 FF"));
+    EXPECT_EQ(1, get(5, "100", 2));
+    EXPECT_EQ(hex("34 12 00 00"), out);
+}
+
 TEST_F(GetRegisterDataTest, PutsTheHigherRegisterOfAPairFirst)
 {
     mirror(1, 5, 100, hex("33 44"));
@@ -467,6 +474,14 @@ TEST_F(SetRegisterDataTest, QueuesExactlyFullPiecesOfCoilsWithoutAnEmptyOne)
     info.maxBlock = 2;
     set(0, "0", QByteArray(32, 1), 32);
     EXPECT_EQ((Writes{"0 x 16: FF FF", "16 x 16: FF FF"}), queued());
+}
+
+TEST_F(SetRegisterDataTest, LeavesTheZeroBehindExactlyFullBytesOfCoils)
+{
+    // Whoever takes the bytes for a text of C relies on it.
+    info.maxBlock = 2;
+    set(0, "0", QByteArray(32, 1), 32);
+    EXPECT_EQ('\0', PLC_driver.writeList.at(0).data.constData()[2]);
 }
 
 TEST_F(SetRegisterDataTest, ShiftsTheBytesOfAWholeGroupOfCoilsUnmasked)

@@ -1,7 +1,11 @@
 #include "modbus/reply_check.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <climits>
+#include <cstring>
 #include <future>
 #include <utility>
 #include <vector>
@@ -285,6 +289,28 @@ TEST_F(ReplyCheck, NeverFindsAnythingInFourBytesOrFewer)
         for (int size = 0; size <= 4; ++size)
             expectNotYet(hex(exchange.reply).left(size));
     }
+}
+
+TEST_F(ReplyCheck, ReadsNothingBehindTheBytesReceived)
+{
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void *const memory = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(MAP_FAILED, memory);
+    char *const end = static_cast<char *>(memory) + page;
+    // A byte read from here on ends the program.
+    ASSERT_EQ(0, mprotect(end, page, PROT_NONE));
+    for (const Exchange &exchange : allExchanges()) {
+        PLC_driver.sendQueue.clear();
+        expectReplyTo(exchange);
+        const QByteArray reply = hex(exchange.reply);
+        for (int size = 0; size < reply.size(); ++size) {
+            char *const start = end - size;
+            std::memcpy(start, reply.constData(), static_cast<std::size_t>(size));
+            QByteArray received = QByteArray::fromRawData(start, size);
+            EXPECT_EQ(0, check_data(&received)) << toHex(received);
+        }
+    }
+    munmap(memory, 2 * page);
 }
 
 TEST_F(ReplyCheck, CountsTheDataAsAnUnsignedByte)
