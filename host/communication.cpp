@@ -24,7 +24,7 @@ Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSe
 
 Communication::~Communication()
 {
-    stop();
+    Communication::stop(); // not that of a derived class, which is gone
 }
 
 void Communication::start(const std::map<int, int> &cyclicReads, bool trace)

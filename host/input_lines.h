@@ -21,7 +21,7 @@ class InputLines
 {
 public:
     /// Far more than the values of the largest variable take. Of a longer line nothing is kept.
-    static constexpr std::size_t kLongest = 1024 * 1024;
+    static constexpr std::size_t kLongest = 1048576;
 
     /// @param descriptor  stays the caller's.
     explicit InputLines(int descriptor) : descriptor_(descriptor) {}

@@ -4,10 +4,9 @@
 #ifndef PLC_HOST_LINK_TIME_H
 #define PLC_HOST_LINK_TIME_H
 
-#include <time.h>
-
 #include <chrono>
 #include <cmath>
+#include <ctime>
 
 namespace plc::host {
 

@@ -50,7 +50,7 @@ void storeRegisters(const QByteArray &reply, const Protocol &transaction, quint6
     plc::storeRunLocked(key, data, registers);
     if (transaction.dataLen > 2 * registers) // half a register at the end
         plc::storeRegisterLocked(key + static_cast<quint64>(registers),
-                                 static_cast<quint16>(data[2 * registers] << 8));
+                                 static_cast<quint16>(data[transaction.dataLen - 1] << 8));
 }
 
 } // namespace
