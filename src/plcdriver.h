@@ -88,8 +88,8 @@ PLC_EXPORT int QueryFinishFlag();
 /// dropped without a report.
 /// @param ignored  any value.
 /// @return the record whose first `sendLen` bytes of `frame` are to be transmitted; null when there is
-///         nothing to do (then `scanDone` is 1, unless SetComInfo() was not called or memory has run out). The record stays the driver's and is gone as soon as
-///         DataCom() has finished or failed the step.
+///         nothing to do (then `scanDone` is 1, unless SetComInfo() was not called or memory has run out). The
+///         record stays the driver's and is gone as soon as DataCom() has finished or failed the step.
 /// Takes `listMutex` when it has to choose.
 PLC_EXPORT Protocol *ComCommunication(int ignored);
 
@@ -97,8 +97,9 @@ PLC_EXPORT Protocol *ComCommunication(int ignored);
 ///
 /// Modbus requests: while `replyLen` of the transaction is -1, call with the bytes received so far as they
 /// arrive; once a reply was found (status 1, `replyLen` is its length) the buffer holds exactly that reply
-/// and one more call finishes the step. A reply to a read with less data than was asked for stores nothing and counts as
-/// done; only the read half of a bit write is passed over when it lacks its register, which would be written back as zeros. An empty buffer means that the wait has run out, and counts as a
+/// and one more call finishes the step. A reply to a read with less data than was asked for stores nothing and
+/// counts as done; only the reply to the read half of a bit write is passed over when it lacks the register,
+/// which would be written back as zeros. An empty buffer means that the wait has run out, and counts as a
 /// failed attempt each time. Relay requests: call once, with the whole reply, or empty after the wait has run
 /// out.
 /// @param reply   bytes received so far, may be changed (noise around the reply is cut off); null counts as

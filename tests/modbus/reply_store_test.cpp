@@ -246,6 +246,14 @@ TEST_F(ReplyStore, StoresNothingWithoutDataLength)
     EXPECT_EQ(0, entryCount());
 }
 
+// Counts that no request can carry: twice as many bytes wrap, to half of a 32-bit address space.
+TEST_F(ReplyStore, StoresNothingWhenTheDataLengthHasWrapped)
+{
+    store(holding(100), -0x40000000, hex("01 03 02 1234 0000"));
+    store(holding(100), INT_MIN, hex("01 03 02 1234 0000"));
+    EXPECT_EQ(0, entryCount());
+}
+
 TEST_F(ReplyStore, KeepsFurtherBytesOfARegistersEntry)
 {
     mirror(1, 5, 100, hex("1111 22"));
