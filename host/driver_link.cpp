@@ -345,11 +345,22 @@ std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
             result = failure->second;
         else if (outcome == kOutcomeDone)
             result.end = OperationEnd::Good;
+        else if (report.cause == AttemptEnd::Withheld)
+            result.end = endOfWithheld(ticket, report.request.station);
         failed_.erase(ticket);
         operations.push_back({ticket, result});
     }
     ended_.clear();
     return operations;
+}
+
+/// An earlier request of the same operation may have gone out.
+OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (unconfirmed_.count(ticket) > 0)
+        return OperationEnd::Unconfirmed;
+    return switchedOff_.count(station) > 0 ? OperationEnd::Dropped : OperationEnd::Offline;
 }
 
 /// What the end of the step means for its station.

@@ -75,6 +75,7 @@ private:
     void tellReleased();
     std::optional<StationNews> guard(const StepReport &report);
     std::vector<OperationNews> endedWith(const StepReport &report);
+    OperationEnd endOfWithheld(Ticket ticket, int station);
     void setPace();
     void trace(Time now, const char *mark, const std::string &text);
 

@@ -264,6 +264,7 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
             books.answered = false;
             withdrawn_.emplace(entry->first, std::move(entry->second));
         } else {
+            dropPlace(entry->second);
             neverStarted.push_back(std::move(entry->second));
         }
         OperationResult result;
@@ -271,8 +272,9 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
         closed_.emplace(entry->first, result);
         entry = open_.erase(entry);
     }
+    // Not before all of them have left their places: who is woken looks there for the next one to wait for.
     for (Entry &entry : neverStarted)
-        retire(std::move(entry));
+        wakeFollowers(&entry);
     return withDriver;
 }
 

@@ -236,10 +236,15 @@ std::vector<Ticket> Session::endAll(int station, OperationEnd end, const std::se
     return withDriver;
 }
 
-void Session::pump(Time until)
+void Session::takeNews(Time until)
 {
     for (News &news : link_->take(until))
         digest(std::move(news));
+}
+
+void Session::pump(Time until)
+{
+    takeNews(until);
     link_->setOpenOperations(ledger_.startedCount());
     startWaiting();
 }
@@ -328,19 +333,18 @@ void Session::setStationEnabled(int station, bool enabled)
     const bool wasOffline = link_->setStationEnabled(station, enabled);
     ++switches_[station];
     offline_.erase(station);
-    if (enabled) {
+    if (enabled)
         switchedOff_.erase(station);
-        noteServed(station);
-        // The news of that may still be on their way, and are outdated now.
-        if (wasOffline)
-            link_->withdraw(endAll(station, OperationEnd::Offline, link_->unconfirmed()));
-        return;
-    }
-    switchedOff_.insert(station);
+    else
+        switchedOff_.insert(station);
     noteServed(station);
+    if (enabled && !wasOffline)
+        return;
     const std::set<Ticket> sent = link_->unconfirmed();
-    pump(link_->now()); // of what is not unconfirmed any more the end is told
-    link_->withdraw(endAll(station, OperationEnd::Dropped, sent));
+    // Of what is not unconfirmed any more the end is told. Nothing that waits is handed over meanwhile.
+    takeNews(link_->now());
+    // Of a station that was offline: the news of that are outdated now.
+    link_->withdraw(endAll(station, enabled ? OperationEnd::Offline : OperationEnd::Dropped, sent));
 }
 
 Values Session::values(const Variable &variable) const

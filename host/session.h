@@ -110,6 +110,7 @@ private:
         bool isWrite;
     };
 
+    void takeNews(Time until);
     void digest(News &&news);
     void noteCyclic(const StepReport &report);
     bool isOutdated(const StationNews &news) const;

@@ -49,7 +49,7 @@ StationChange StationGuard::stepEnded(const StepReport &report)
             return failed(report);
         if (report.exceptionCode == kExceptionBusy) {
             // The line is not gone.
-            lastAnswer_ = report.endedAt;
+            noteAnswer(report.request.station, report.endedAt);
             return failed(report);
         }
         return answered(report.request.station, report.endedAt);
@@ -87,7 +87,7 @@ StationChange StationGuard::failed(const StepReport &report)
     const bool isRelapse = record.onProbation;
     if (!isRelapse && record.failures < settings_.failures)
         return StationChange::None;
-    if (isRelapse)
+    if (isRelapse && isPaidByOthers(record))
         spend(report);
     record.offline = true;
     record.onProbation = false;
@@ -106,6 +106,15 @@ bool StationGuard::isBudgeted(const Record &record) const
     return lastAnswer_ > record.since && !record.wentWithTheLine;
 }
 
+/// Somebody else has answered since the station went offline. Where a station that answers nothing but trials is the
+/// only one that answers at all, it must not use up the budget of the others.
+bool StationGuard::isPaidByOthers(const Record &record) const
+{
+    return std::any_of(stations_.begin(), stations_.end(), [&record](const auto &entry) {
+        return &entry.second != &record && entry.second.lastAnswer > record.since;
+    });
+}
+
 /// Books a request to a dead station: nine times what it has cost passes before the next trial.
 void StationGuard::spend(const StepReport &report)
 {
@@ -118,23 +127,30 @@ void StationGuard::spend(const StepReport &report)
 
 StationChange StationGuard::answered(int station, Time now)
 {
+    noteAnswer(station, now);
     Record &record = stations_[station];
     const bool isBack = record.offline;
-    // Where nobody had answered meanwhile, it was the line that was gone: then all that went with it are there
-    // again, too. Those that were dead before wait for their turn.
-    const bool lineIsBack = isBack && lastAnswer_ < record.since;
+    record.failures = 0;
+    record.offline = false;
+    record.onProbation = isBack;
+    record.wentWithTheLine = false;
+    return isBack ? StationChange::CameBack : StationChange::None;
+}
+
+/// Where nobody had answered since the station went offline, it was the line that was gone: then all that went with it
+/// are there again, too. Those that were dead before wait for their turn.
+void StationGuard::noteAnswer(int station, Time now)
+{
+    Record &record = stations_[station];
+    const bool lineIsBack = record.offline && lastAnswer_ < record.since;
     for (auto &[number, other] : stations_) {
         if (!lineIsBack || !other.offline || other.since <= lastAnswer_)
             continue;
         other.wentWithTheLine = true;
         other.nextProbe = std::min(other.nextProbe, now);
     }
-    record.failures = 0;
-    record.offline = false;
-    record.onProbation = isBack;
-    record.wentWithTheLine = false;
+    record.lastAnswer = now;
     lastAnswer_ = now;
-    return isBack ? StationChange::CameBack : StationChange::None;
 }
 
 /// A trial could not go out: the others have the next turns.

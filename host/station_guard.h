@@ -70,6 +70,7 @@ private:
         bool onProbation = false;
         bool wentWithTheLine = false; ///< and the line is back: to be tried at once
         Time since{};                 ///< when it went offline
+        Time lastAnswer{};            ///< of any kind; 0 = never
         Time nextProbe{};             ///< only while offline
         Time distance{};              ///< from the last trial to the next
         Probe probe;                  ///< what the last failed request had asked for
@@ -77,6 +78,8 @@ private:
 
     StationChange failed(const StepReport &report);
     StationChange answered(int station, Time now);
+    void noteAnswer(int station, Time now);
+    bool isPaidByOthers(const Record &record) const;
     void putOff(const StepReport &report);
     bool isBudgeted(const Record &record) const;
     void spend(const StepReport &report);

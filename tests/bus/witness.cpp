@@ -273,6 +273,8 @@ void Witness::news(Time now, const host::News &news)
         return;
     absences_[news.station->station] = news.station->offline ? Absence::Offline : Absence::Probation;
     changedAt_[news.station->station] = now;
+    if (news.station->offline)
+        wentAt_[news.station->station] = now;
     triedSince_.erase(news.station->station);
 }
 
@@ -283,13 +285,18 @@ void Witness::checkBudget(Time now, const host::StepReport &step)
     constexpr double kRounding = 0.001;
     const int station = step.request.station;
     if (step.cause == AttemptEnd::Good || step.cause == AttemptEnd::Exception)
-        lastAnswer_ = now;
+        lastAnswer_ = answeredAt_[station] = now;
     const auto absence = absences_.find(station);
     const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable;
     if (absence == absences_.end() || !failed)
         return;
     const bool isTrial = absence->second == Absence::Offline;
     if (isTrial && (lastAnswer_ <= changedAt_[station] || triedSince_.insert(station).second))
+        return;
+    const bool isPaidByOthers = std::any_of(answeredAt_.begin(), answeredAt_.end(), [&](const auto &other) {
+        return other.first != station && other.second > wentAt_[station];
+    });
+    if (!isTrial && !isPaidByOthers)
         return;
     ++checks_.bookedTrials;
     booked_ = std::max(0.0, booked_ - kShare * host::seconds(step.startedAt - bookedAt_));
@@ -348,6 +355,7 @@ bool Witness::mayBeGood(Time now, const CyclicRead &read) const
 void Witness::switched(Time now, int station, bool enabled)
 {
     changedAt_[station] = now;
+    answeredAt_.erase(station);
     absences_.erase(station);
     busyUntil_.erase(station);
     triedSince_.erase(station);

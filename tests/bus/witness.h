@@ -25,8 +25,8 @@
 /// - (p) A write that ends because its station was switched off, went offline or the port was lost is said to be sent and
 ///   not confirmed if a frame of it has gone out, and not otherwise.
 /// - (q) What stations that are offline cost by trials in vain, and those that are only just back by failing again, takes
-///   a tenth of the time, the listening for late answers counted. Not counted are trials where nobody has answered since
-///   the station went, and the first one after somebody has.
+///   a tenth of the time, the listening for late answers counted. Not counted is what fails where nobody else has
+///   answered since the station went, and the first trial after somebody has.
 /// - (r) While some stations are dead, off, or come and go, and all else is well, what is watched at the others is read
 ///   again within a stated time, whether it has a priority level or not.
 ///
@@ -284,6 +284,8 @@ private:
     std::map<int, Time> changedAt_;         ///< when a station went, came back or was switched last
     std::set<int> triedSince_;              ///< stations with a trial in vain since somebody has answered
     Time lastAnswer_{};                     ///< of any station
+    std::map<int, Time> answeredAt_;        ///< when a station answered last
+    std::map<int, Time> wentAt_;            ///< when a station went offline last
     double booked_ = 0; ///< (q): seconds of trials that the time passed has not paid for yet
     Time bookedAt_{};
     std::map<Place, host::Ticket> lastTaken_;

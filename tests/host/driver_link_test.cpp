@@ -444,6 +444,41 @@ TEST_F(DriverLinkTest, SendsNothingToAStationThatIsSwitchedOffWhileItsRequestWai
     EXPECT_GT(sentTo(2).size(), before);
 }
 
+TEST_F(DriverLinkTest, TellsOfAWriteThatWasHalfSentWhenItsStationWasSwitchedOffThatItIsNotConfirmed)
+{
+    constexpr int kSingles = 8;
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    QByteArray two("\x11\x11\x22\x22");
+    ASSERT_GT(library.setRegisterData(QString(), kSingles, "50", 2, &two, 2, kOperationHostId, 1), 0);
+    link().setOpenOperations(1);
+    while (steps.back().request.station != 2)
+        runFor(milliseconds(1));
+    link().setStationEnabled(2, false); // the second register waits for a silent line
+    runFor(seconds(1));
+    EXPECT_EQ(1u, sentTo(2).size());
+    ASSERT_EQ(1u, operations.size());
+    EXPECT_EQ(OperationEnd::Unconfirmed, operations[0].result.end);
+}
+
+TEST_F(DriverLinkTest, TellsOfAWriteThatWasNotSentThatItsStationIsSwitchedOff)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    write(1, 2, 50, 0x1111);
+    write(2, 2, 60, 0x2222);
+    link().setOpenOperations(2);
+    while (steps.back().request.station != 2)
+        runFor(milliseconds(1));
+    link().setStationEnabled(2, false); // the second one waits for a silent line
+    runFor(seconds(1));
+    ASSERT_EQ(2u, operations.size());
+    EXPECT_EQ(OperationEnd::Good, operations[0].result.end);
+    EXPECT_EQ(OperationEnd::Dropped, operations[1].result.end);
+}
+
 TEST_F(DriverLinkTest, TellsWhenTheDriverHoldsAWithdrawnWriteNoMore)
 {
     setUpDriver();

@@ -244,6 +244,18 @@ TEST(OperationLedger, EndsEverythingOfAStation)
     EXPECT_FALSE(ledger.close(off, ended(OperationEnd::Good))) << "it has been reported already";
 }
 
+TEST(OperationLedger, ABroadcastGoesOnWhenAllTheWritesOfAStationThatItWaitedForEnd)
+{
+    OperationLedger ledger;
+    const Ticket first = ledger.open(write(5, 100));
+    const Ticket second = ledger.open(write(5, 101));
+    const Ticket broadcast = ledger.open(write(0, 100, 2));
+    EXPECT_TRUE(ledger.closeAll(5, OperationEnd::Offline).empty());
+    EXPECT_FALSE(ledger.isOpen(first));
+    EXPECT_FALSE(ledger.isOpen(second));
+    EXPECT_EQ(broadcast, ledger.nextToStart());
+}
+
 TEST(OperationLedger, EndsEverything)
 {
     OperationLedger ledger;

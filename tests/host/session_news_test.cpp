@@ -147,6 +147,19 @@ TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatWasConfirmedBeforeItsStationWasSw
     EXPECT_EQ(OperationEnd::Good, session.result(ticket).end);
 }
 
+TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatHadTakenItsStationOfflineBeforeItWasSwitchedOn)
+{
+    const Ticket ticket = writeSingles(1, 5);
+    News item;
+    OperationResult failed;
+    failed.end = OperationEnd::NoReply;
+    item.operations.push_back({ticket, failed});
+    link->newsOnceSwitched.push_back(std::move(item));
+    link->wasOffline = true;
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::NoReply, session.result(ticket).end) << "it was sent";
+}
+
 TEST_F(SessionNewsTest, BelievesWhatHadHappenedBeforeTheUserSwitchesTheStationOn)
 {
     const Ticket ticket = writeSingles(3, 5);

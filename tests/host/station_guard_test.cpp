@@ -311,6 +311,23 @@ TEST_F(StationGuardTest, PutsAStationOffAtOnceThatAnswersNothingButTrials)
     EXPECT_FALSE(guard.isOnProbation(5));
 }
 
+TEST_F(StationGuardTest, TriesTheOthersHoweverOftenTheOnlyOneThatAnswersFailsAgain)
+{
+    guard = StationGuard(OfflineSettings(), seconds(10));
+    goOffline(5);
+    goOffline(6);
+    for (int i = 0; i < 100; ++i) {
+        now += seconds(60);
+        end(5, AttemptEnd::Good);
+        if (i == 0) // the line is back
+            end(6, AttemptEnd::NoReply);
+        now += seconds(1);
+        ASSERT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
+    }
+    now += seconds(30);
+    EXPECT_EQ(6, due());
+}
+
 TEST_F(StationGuardTest, GivesTheOthersTheNextTurnsWhenATrialCannotGoOut)
 {
     goOffline(5);
@@ -345,6 +362,16 @@ TEST_F(StationGuardTest, TriesAllOthersAtOnceWhenTheWholeLineHadBeenSilent)
     EXPECT_NE(-1, due());
     EXPECT_EQ(StationChange::CameBack, end(2, AttemptEnd::Good));
     EXPECT_EQ(3, due());
+}
+
+TEST_F(StationGuardTest, TriesAllOthersAtOnceAlsoWhenTheFirstWordIsThatAStationIsBusy)
+{
+    for (const int station : {1, 2})
+        goOffline(station);
+    now += seconds(10);
+    end(2, AttemptEnd::NoReply);
+    EXPECT_EQ(StationChange::None, refuse(1, 0x06));
+    EXPECT_EQ(2, due());
 }
 
 TEST_F(StationGuardTest, TakesTheLineForSilentAlsoWhereAStationHadOnlyBegunToFail)
