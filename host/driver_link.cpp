@@ -282,7 +282,8 @@ Permit DriverLink::permitLocked(const Request &request) const
     if (switchedOff_.count(request.station) > 0)
         return Permit::Withhold;
     if (guard_.isOffline(request.station))
-        return request.station == triedStation_ ? Permit::SendOnce : Permit::Withhold;
+        return request.station == triedStation_ && request.hostId != kOperationHostId ? Permit::SendOnce
+                                                                                      : Permit::Withhold;
     // Its turn comes again with the next scan; meanwhile the others have theirs.
     const auto busy = busyUntil_.find(request.station);
     if (request.hostId == kCyclicHostId && busy != busyUntil_.end() && now_ < busy->second)

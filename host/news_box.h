@@ -12,10 +12,9 @@
 
 namespace plc::host {
 
-/// A queue between two threads. The line goes on while the main thread stands still, as behind a terminal that is
-/// stopped; so that memory does not, steps, statistics but the last and lines of the trace are dropped while too much is waiting. Ends of
-/// operations, of which there is a bounded number, changes of stations, which are rare and short, and the loss of the
-/// port are never dropped.
+/// Bounded queue between two threads. The line goes on while the main thread stands still, as behind a terminal that
+/// is stopped; then step reports, lines of the trace and older statistics are dropped. Ends of operations, of which
+/// there is a bounded number, changes of stations, which are rare and short, and the loss of the port never are.
 class NewsBox
 {
 public:

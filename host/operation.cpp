@@ -131,7 +131,8 @@ std::string describeResult(const OperationResult &result, int station, const Lin
         return "the port was lost";
     case OperationEnd::Unconfirmed:
         return "sent to " + who +
-               " and not confirmed: the station was switched off or the port was lost before the "
+               " and not confirmed: the station was switched off or left alone, or the port was lost, before "
+               "the "
                "answer had come; the write may have been done, read it back";
     case OperationEnd::Dropped:
         return who + " is switched off";

@@ -24,7 +24,8 @@ Result guarded(Result refusal, Body body)
     }
 }
 
-/// Runs its work when the scope is left in whatever way, also by an exception or by the end of a cancelled thread.
+/// Runs its work when the scope is left in whatever way, also by an exception or by the end of a cancelled thread. The
+/// work has no point at which a thread can be cancelled.
 template <typename Work>
 class OnLeaving
 {

@@ -89,7 +89,7 @@ void WriteDataToLocal(RW_VAR *var)
     }
 }
 
-// Never inline: the loop below is for entries that are there.
+// Not inline: it would make the loop below larger, which hardly ever needs it.
 __attribute__((noinline)) void plc::storeRegisterLocked(quint64 key, quint16 value)
 {
     putRegister(entryLocked(key, 2), value);

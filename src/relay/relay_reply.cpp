@@ -28,7 +28,6 @@ plc::Verdict judgeRelayed(QByteArray *reply, int length, const Protocol &transac
 
 int DealDataOfRemoteArea(QByteArray *reply, int length)
 {
-    if (PLC_driver.sendQueue.isEmpty())
-        return GetDriverReturnValue(plc::kRelayReplyMissing);
-    return GetDriverReturnValue(judgeRelayed(reply, length, PLC_driver.sendQueue.first()));
+    const Protocol *const head = plc::headTransaction();
+    return GetDriverReturnValue(head ? judgeRelayed(reply, length, *head) : plc::kRelayReplyMissing);
 }

@@ -206,7 +206,7 @@ TEST_F(Callbacks, ThatThrowEndTheStepAsIfTheyHadReturned)
     EXPECT_EQ((Heard{"result 7 0 1"}), play.heard) << "nor is its end told twice";
 }
 
-TEST_F(Callbacks, ThatThrowKeepTheOtherFromNothing)
+TEST_F(Callbacks, ThatThrowStillLetTheFailureBeToldAndItsIdentifiersDiscarded)
 {
     play.throws = true;
     addWrite(16, "34 12", 7);

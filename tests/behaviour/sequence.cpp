@@ -908,7 +908,7 @@ private:
         if (head.var.relayArg1 == kReadHalfMark)
             happened("read half of a bit write");
         else if (object_.servingList == plc::kServingWriteList && !object_.writeList.isEmpty() &&
-                 object_.writeList.first().regType == 3 && (options_ & 1u << 4) != 0)
+                 object_.writeList.first().regType == 3 && hasOption(options_, kOptionBitFromMirror))
             happened("bit write from the mirror");
     }
 
@@ -1075,9 +1075,9 @@ private:
 
     void noteResult(int status, bool wasSilent)
     {
-        if (status == 0 || status == 1 || status == 100)
+        if (status == kResultPending || isDone(status))
             return happened("result " + text(status));
-        if (status == 41 && wasSilent)
+        if (status == kResultNoReply && wasSilent)
             return happened("result 41 for silence");
         if (status >= 41 && status <= 52)
             return happened("result 41 to 52");

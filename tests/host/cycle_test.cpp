@@ -1230,7 +1230,7 @@ TEST_F(CycleNoReply, EndsWithTheTimeOutWhenTheStationKeepsSilent)
 
 TEST_F(CycleNoReply, EndsWithTheTurnaroundWhereTheOptionSaysThatStationsKeepSilent)
 {
-    info.options = 1u << 9;
+    info.options = plc::kOptionNoReplyToSingle;
     queue(kWrite).var.regType = 8;
     runUntilSent();
     verdicts({1});
@@ -1245,7 +1245,7 @@ TEST_F(CycleNoReply, EndsWithTheTurnaroundWhereTheOptionSaysThatStationsKeepSile
 
 TEST_F(CycleNoReply, RefusedAtTheEndOfTheTurnaroundIsReported)
 {
-    info.options = 1u << 9;
+    info.options = plc::kOptionNoReplyToSingle;
     queue(kWrite).var.regType = 8;
     runUntilSent();
     run(kEightBytes + milliseconds(95));

@@ -163,7 +163,8 @@ class EntryPoints : public BesideTheCycle, public ::testing::WithParamInterface<
 // A relay's replies look different from what the stations send: nothing but failures there. With option bit 4 bits are
 // written from the mirror.
 INSTANTIATE_TEST_SUITE_P(Over, EntryPoints,
-                         ::testing::Values(Link{"AGoodLine", 2, 0, 0, 0}, Link{"ABadLine", 2, 0, 5, 1u << 4},
+                         ::testing::Values(Link{"AGoodLine", 2, 0, 0, 0},
+                                           Link{"ABadLine", 2, 0, 5, kOptionBitFromMirror},
                                            Link{"ABadLineWithoutWrites", 0, 0, 5, 0},
                                            Link{"ADeadRelay", 2, 1, 1, 0}),
                          [](const auto &link) { return link.param.name; });

@@ -225,9 +225,10 @@ TEST_F(Writes, OfOneShotReadsEachIsReportedOnceHoweverManyPiecesItHas)
 class BitWrites : public Writes, public ::testing::WithParamInterface<quint32>
 {};
 
-INSTANTIATE_TEST_SUITE_P(With, BitWrites, ::testing::Values(0u, 1u << 4), [](const auto &options) {
-    return options.param == 0 ? "TheRegisterReadFirst" : "TheMirroredRegister";
-});
+INSTANTIATE_TEST_SUITE_P(With, BitWrites, ::testing::Values(0u, kOptionBitFromMirror),
+                         [](const auto &options) {
+                             return options.param == 0 ? "TheRegisterReadFirst" : "TheMirroredRegister";
+                         });
 
 TEST_P(BitWrites, OfSeveralThreadsIntoOneRegisterDoNotUndoEachOther)
 {
