@@ -6,6 +6,15 @@
 
 #include <cxxabi.h>
 
+// The end of a thread is caught as a reference to nothing, which the sanitizer of undefined behaviour would report.
+#define PLC_CATCHES_END_OF_THREAD
+#if defined(__has_attribute)
+#if __has_attribute(no_sanitize)
+#undef PLC_CATCHES_END_OF_THREAD
+#define PLC_CATCHES_END_OF_THREAD __attribute__((no_sanitize("null")))
+#endif
+#endif
+
 namespace plc {
 
 /// Runs @p body and returns its result, or @p refusal when it throws.
@@ -13,7 +22,7 @@ namespace plc {
 /// A thread that is cancelled inside (pthread_cancel, QThread::terminate) unwinds through here: swallowing that would
 /// end the whole process, and so would noexcept.
 template <typename Result, typename Body>
-Result guarded(Result refusal, Body body)
+PLC_CATCHES_END_OF_THREAD Result guarded(Result refusal, Body body)
 {
     try {
         return body();
@@ -47,5 +56,7 @@ private:
 };
 
 } // namespace plc
+
+#undef PLC_CATCHES_END_OF_THREAD
 
 #endif

@@ -35,9 +35,10 @@ TEST_P(Usage, MistakesGetOneLineAndExitCodeOne)
 
 TEST(Threads, ThatCannotBeMadeAreToldAndNotWaitedFor)
 {
-    // No address space has room for such a stack.
+    // No address space has room for a stack of so many KiB.
+    const std::string stack = sizeof(void *) == 4 ? "4190000" : "200000000000";
     plc::host::ChildProcess process(
-        "/bin/sh", {"-c", "ulimit -s 200000000000 && exec \"$0\" read -p /dev/null 4x:1", PLC_HOST_PROGRAM},
+        "/bin/sh", {"-c", "ulimit -s " + stack + " && exec \"$0\" read -p /dev/null 4x:1", PLC_HOST_PROGRAM},
         true);
     EXPECT_EQ(5, process.waitForEnd(plc::host::steadyNow() + kPatience));
     EXPECT_THAT(process.errors(), HasSubstr("plchost: no thread can be made to serve port '/dev/null'"));
