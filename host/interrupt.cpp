@@ -1,16 +1,19 @@
 #include "interrupt.h"
 
+#include <atomic>
 #include <csignal>
 
 namespace plc::host {
 
 namespace {
 
-volatile std::sig_atomic_t caught = 0;
+// The signal may come to any thread, and the main thread asks.
+std::atomic<bool> caught{false};
+static_assert(ATOMIC_BOOL_LOCK_FREE == 2, "a signal handler must not wait for a lock");
 
 void note(int number)
 {
-    caught = 1;
+    caught = true;
     // A program that hangs can still be ended.
     std::signal(number, SIG_DFL);
 }
@@ -25,7 +28,7 @@ void catchInterrupts()
 
 bool isInterrupted()
 {
-    return caught != 0;
+    return caught;
 }
 
 } // namespace plc::host
