@@ -3,6 +3,7 @@
 #include <QMutexLocker>
 
 #include <algorithm>
+#include <cstddef>
 
 #include "core/byte_order.h"
 #include "core/register_types.h"
@@ -102,7 +103,8 @@ __attribute__((flatten)) void plc::storeRunLocked(quint64 key, const uchar *data
     Mirror &mirror = PLC_driver.registerCache;
     mirror.end(); // not const: the mirror is its own from here on, and so are the entries found below
     const Mirror &present = mirror;
-    for (const uchar *const end = data + 2 * std::max(registers, 0); data != end; data += 2, ++key) {
+    for (const uchar *const end = data + 2 * static_cast<std::ptrdiff_t>(std::max(registers, 0)); data != end;
+         data += 2, ++key) {
         const Mirror::const_iterator entry = present.constFind(key);
         if (entry != present.constEnd() && entry->size() >= 2)
             putRegister(const_cast<QByteArray &>(*entry), getBe16(data));
