@@ -136,7 +136,7 @@ struct COM_INFO
     /// Offset 72. First argument of the completion callback.
     qint32 callbackArg;
     qint32 runtimeWords76[3];
-    /// Offset 88. Option bits, see Communication_Protocol.
+    /// Offset 88. Option bits, see core/options.h.
     quint32 options;
 };
 
