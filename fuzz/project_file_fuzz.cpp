@@ -5,8 +5,8 @@
 #include <string>
 
 #include "fuzz/support/claim.h"
-#include "host/failure.h"
-#include "host/project_file.h"
+#include "host/project/project_file.h"
+#include "runtime/line/failure.h"
 
 namespace plc::fuzz {
 
@@ -50,7 +50,7 @@ int charactersOfLine(const std::string &bytes, int line)
 void claimGoodFailure(const Failure &failure, const std::string &bytes)
 {
     const std::string text = failure.what();
-    claim(failure.code() == host::kExitUsage, "a bad file is wrong usage");
+    claim(failure.kind() == host::FailureKind::Usage, "a bad file is wrong usage");
     claim(text.compare(0, sizeof kFile - 1, kFile) == 0, "a failure names the file");
     std::size_t at = sizeof kFile - 1;
     const int line = numberBehind(text, ", line ", &at);

@@ -1,4 +1,4 @@
-#include "line_rate.h"
+#include "host/line_rate.h"
 
 // Not <termios.h>: it has no way to tell a rate that has no name, and does not go together with this header.
 #include <asm/termbits.h>

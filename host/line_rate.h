@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "host/runtime_names.h"
+
 namespace plc::host {
 
 /// Bits per second that an open port sends with; 0 when the system does not tell. Drivers of ports put the

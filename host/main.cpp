@@ -5,9 +5,9 @@
 
 #include <cstdio>
 
-#include "command_line.h"
-#include "failure.h"
-#include "interrupt.h"
+#include "host/commands/command_line.h"
+#include "host/commands/interrupt.h"
+#include "host/exit_codes.h"
 
 using namespace plc::host;
 
@@ -20,6 +20,6 @@ int main(int argc, char **argv)
         return command();
     } catch (const Failure &failure) {
         std::fprintf(stderr, "plchost: %s\n", failure.what());
-        return failure.code();
+        return exitCodeOf(failure.kind());
     }
 }

@@ -1,4 +1,4 @@
-#include "serial_port.h"
+#include "host/serial_port.h"
 
 #include <linux/serial.h>
 #include <sys/ioctl.h>
@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <thread>
 
-#include "failure.h"
-#include "line_rate.h"
+#include "host/line_rate.h"
+#include "runtime/line/failure.h"
 
 namespace plc::host {
 
@@ -68,9 +68,8 @@ void hurry(int descriptor)
 
 } // namespace
 
-void SerialPort::open(const LinkSettings &settings)
+SerialPort::SerialPort(const LineSettings &settings) : name_(settings.port)
 {
-    name_ = settings.port;
     port_.setPortName(QString::fromStdString(settings.port));
     port_.setBaudRate(settings.baud);
     port_.setDataBits(QSerialPort::Data8);
@@ -78,11 +77,11 @@ void SerialPort::open(const LinkSettings &settings)
     port_.setStopBits(settings.effectiveStopBits() == 2 ? QSerialPort::TwoStop : QSerialPort::OneStop);
     port_.setFlowControl(QSerialPort::NoFlowControl);
     if (!port_.open(QIODevice::ReadWrite))
-        throw Failure(kExitPort, "port '" + name_ + "' cannot be opened at " + std::to_string(settings.baud) +
-                                     " baud: " + reason(port_.error()) + " (" +
-                                     port_.errorString().toStdString() + ")");
+        throw Failure(FailureKind::Port,
+                      "port '" + name_ + "' cannot be opened at " + std::to_string(settings.baud) +
+                          " baud: " + reason(port_.error()) + " (" + port_.errorString().toStdString() + ")");
     if (settings.parity != Parity::None && !checkParity(port_.handle()))
-        throw Failure(kExitPort, "port '" + name_ + "' does not check parity; try --parity none");
+        throw Failure(FailureKind::Port, "port '" + name_ + "' does not check parity; try --parity none");
     hurry(port_.handle());
     const std::string warning = rateWarning(name_, settings.baud, lineRate(port_.handle()));
     if (!warning.empty())
@@ -92,7 +91,8 @@ void SerialPort::open(const LinkSettings &settings)
 
 void SerialPort::lost(const char *doing)
 {
-    throw Failure(kExitPort, "port '" + name_ + "' is lost while " + doing + "; is it still plugged in?");
+    throw Failure(FailureKind::Port,
+                  "port '" + name_ + "' is lost while " + doing + "; is it still plugged in?");
 }
 
 void SerialPort::send(const QByteArray &bytes)
@@ -126,6 +126,11 @@ QByteArray SerialPort::receive(Time until)
         if (!arrived && left <= Time::zero())
             return QByteArray();
     }
+}
+
+std::unique_ptr<Port> openSerialPort(const LineSettings &settings)
+{
+    return std::make_unique<SerialPort>(settings);
 }
 
 } // namespace plc::host

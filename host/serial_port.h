@@ -8,28 +8,21 @@
 
 #include <string>
 
-#include "link_settings.h"
-#include "link_time.h"
+#include "host/runtime_names.h"
+#include "runtime/line/port.h"
 
 namespace plc::host {
 
-/// All calls on the thread that constructed it.
-class SerialPort
+class SerialPort final : public Port
 {
 public:
     /// Opens the port of @p settings and throws away what it has received so far. Warns on standard error when the
     /// port has not taken the baud rate.
     /// @throw Failure  (port) that says why it cannot be opened.
-    void open(const LinkSettings &settings);
+    explicit SerialPort(const LineSettings &settings);
 
-    /// Transmits @p bytes in one go and returns when the system has taken them all.
-    /// @throw Failure  (port) when the port is lost.
-    void send(const QByteArray &bytes);
-
-    /// Waits for bytes until @p until at the latest.
-    /// @return what has arrived, at once when there is something; empty when the time is over.
-    /// @throw Failure  (port) when the port is lost.
-    QByteArray receive(Time until);
+    void send(const QByteArray &bytes) override;
+    QByteArray receive(Time until) override;
 
 private:
     [[noreturn]] void lost(const char *doing);
@@ -37,6 +30,9 @@ private:
     QSerialPort port_;
     std::string name_;
 };
+
+/// For Surroundings.
+std::unique_ptr<Port> openSerialPort(const LineSettings &settings);
 
 } // namespace plc::host
 

@@ -13,7 +13,7 @@
 #include <set>
 #include <utility>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -253,4 +253,4 @@ std::string loadAreasFile(const std::string &path, StationBus *bus)
     return loadAreas(path, file.readAll().toStdString(), bus);
 }
 
-} // namespace plc
+} // namespace plc::station

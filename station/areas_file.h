@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace plc {
+namespace plc::station {
 
 /// Initial values and moving items from JSON text:
 ///
@@ -29,6 +29,6 @@ std::string loadAreas(const std::string &name, const std::string &text, StationB
 /// Reads @p path and loads it as loadAreas does.
 std::string loadAreasFile(const std::string &path, StationBus *bus);
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

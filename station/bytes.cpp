@@ -1,6 +1,6 @@
 #include "bytes.h"
 
-namespace plc {
+namespace plc::station {
 
 std::uint16_t getBe16(ByteView bytes, std::size_t at)
 {
@@ -37,4 +37,4 @@ std::string hexText(ByteView bytes)
     return text;
 }
 
-} // namespace plc
+} // namespace plc::station

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace plc {
+namespace plc::station {
 
 using Bytes = std::vector<std::uint8_t>;
 
@@ -37,6 +37,6 @@ void putBe16(Bytes *bytes, std::uint16_t value);
 /// "11 03 00 64": two capital hex digits a byte, a space between bytes.
 std::string hexText(ByteView bytes);
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -1,6 +1,6 @@
 #include "crc.h"
 
-namespace plc {
+namespace plc::station {
 
 std::uint16_t crc16(ByteView bytes)
 {
@@ -31,4 +31,4 @@ bool hasGoodCrc(ByteView frame, CrcOrder order)
     return sent == crc16(ByteView(frame.data, crcAt));
 }
 
-} // namespace plc
+} // namespace plc::station

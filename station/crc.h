@@ -3,7 +3,7 @@
 
 #include "bytes.h"
 
-namespace plc {
+namespace plc::station {
 
 /// Which byte of the CRC is sent first. Modbus says the low one; some devices do it the other way round.
 enum class CrcOrder
@@ -22,6 +22,6 @@ void appendCrc(Bytes *frame, CrcOrder order);
 /// True when the last two bytes are the CRC of those before them; false for fewer than three bytes.
 bool hasGoodCrc(ByteView frame, CrcOrder order);
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "modbus_codes.h"
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -115,4 +115,4 @@ Bytes Diagnostics::execute(ByteView pdu)
     return pdu.copy();
 }
 
-} // namespace plc
+} // namespace plc::station

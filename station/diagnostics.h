@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-namespace plc {
+namespace plc::station {
 
 /// Counters of one station and its listen-only mode (MODBUS over Serial Line V1.02, 6.1; Application
 /// Protocol V1.1b3, 6.8). Counters wrap at 65536, as 16-bit registers do.
@@ -31,6 +31,6 @@ struct Diagnostics
     Bytes execute(ByteView pdu);
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

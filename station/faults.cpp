@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace plc {
+namespace plc::station {
 
 const std::array<FaultName, kFaultCount> kFaultNames = {{
     {Fault::Drop, "drop", "replies that are not sent"},
@@ -141,4 +141,4 @@ Bytes FaultPlan::noise()
     return bytes;
 }
 
-} // namespace plc
+} // namespace plc::station

@@ -10,7 +10,7 @@
 #include <random>
 #include <vector>
 
-namespace plc {
+namespace plc::station {
 
 /// What can go wrong with a reply.
 enum class Fault
@@ -88,6 +88,6 @@ private:
     std::array<std::uint64_t, kFaultCount> counts_{};
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

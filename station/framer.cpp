@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -115,4 +115,4 @@ void Framer::dropAll()
     scanFrom_ = 0;
 }
 
-} // namespace plc
+} // namespace plc::station

@@ -6,7 +6,7 @@
 #include <functional>
 #include <vector>
 
-namespace plc {
+namespace plc::station {
 
 /// What the first bytes of a frame tell about its length.
 struct FrameLength
@@ -68,6 +68,6 @@ private:
     std::size_t badFrames_ = 0;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -17,7 +17,7 @@
 
 #include <sys/prctl.h>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -332,9 +332,9 @@ int runProgram(int argc, char **argv)
 
 } // namespace
 
-} // namespace plc
+} // namespace plc::station
 
 int main(int argc, char **argv)
 {
-    return plc::runProgram(argc, argv);
+    return plc::station::runProgram(argc, argv);
 }

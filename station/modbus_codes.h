@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-namespace plc {
+namespace plc::station {
 
 // Function codes that the station answers (MODBUS Application Protocol V1.1b3, chapter 6).
 constexpr std::uint8_t kReadCoils = 1;
@@ -38,6 +38,6 @@ constexpr int kLastStation = 247;
 /// Station, function and CRC: the fewest bytes that are a frame.
 constexpr std::size_t kShortestFrame = 4;
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <charconv>
 
-namespace plc {
+namespace plc::station {
 
 bool parseNumber(const std::string &text, int min, int max, int *value)
 {
@@ -73,4 +73,4 @@ std::string parseMovingRange(const std::string &text, MovingRange *range)
     return {};
 }
 
-} // namespace plc
+} // namespace plc::station

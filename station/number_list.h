@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace plc {
+namespace plc::station {
 
 /// A decimal number from @p min to @p max and nothing else in @p text.
 /// @return false, @p value untouched, for anything else
@@ -25,6 +25,6 @@ std::string parseMovingRange(const std::string &text, MovingRange *range);
 /// The parts of @p text between separators; one more than there are separators.
 std::vector<std::string> splitText(const std::string &text, char separator);
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -11,7 +11,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -110,4 +110,4 @@ void PtyLine::endExclusiveUse()
     ioctl(slave_, TIOCNXCL);
 }
 
-} // namespace plc
+} // namespace plc::station

@@ -5,7 +5,7 @@
 
 #include <string>
 
-namespace plc {
+namespace plc::station {
 
 /// The stations' end of a pseudo-terminal. The other end is a path that any serial program can open, close
 /// and open again.
@@ -46,6 +46,6 @@ private:
     std::string link_;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -119,4 +119,4 @@ bool RegisterModel::write(Area area, int address, const std::vector<std::uint16_
     return server_->setData(QModbusDataUnit(named(area).table, address, items));
 }
 
-} // namespace plc
+} // namespace plc::station

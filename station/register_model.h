@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace plc {
+namespace plc::station {
 
 /// The four tables of a Modbus device. They do not overlap here.
 enum class Area
@@ -57,6 +57,6 @@ private:
     std::unique_ptr<Server> server_;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -4,7 +4,7 @@
 
 #include <utility>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -323,4 +323,4 @@ bool RelayResponder::expectsReply(const Bytes &frame) const
     return request && bus_->station(request->station) != nullptr;
 }
 
-} // namespace plc
+} // namespace plc::station

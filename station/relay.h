@@ -6,7 +6,7 @@
 
 #include <optional>
 
-namespace plc {
+namespace plc::station {
 
 /// A relay frame taken apart. Every field but the data goes high byte first:
 ///
@@ -56,6 +56,6 @@ private:
     StationBus *bus_;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -3,7 +3,7 @@
 
 #include "bytes.h"
 
-namespace plc {
+namespace plc::station {
 
 /// What became of one received frame.
 enum class Outcome
@@ -39,6 +39,6 @@ public:
     virtual void noteBadFrame() = 0;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -9,7 +9,7 @@
 #include <sys/signalfd.h>
 #include <unistd.h>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -81,4 +81,4 @@ std::string serve(PtyLine *pty, StationLine *line, const StopSignal &stop)
     return {};
 }
 
-} // namespace plc
+} // namespace plc::station

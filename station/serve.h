@@ -6,7 +6,7 @@
 
 #include <string>
 
-namespace plc {
+namespace plc::station {
 
 /// Time of the steady clock, as StationLine wants it.
 Time steadyNow();
@@ -32,6 +32,6 @@ private:
 /// @return empty, or what broke the line
 std::string serve(PtyLine *pty, StationLine *line, const StopSignal &stop);
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

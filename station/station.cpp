@@ -2,7 +2,7 @@
 
 #include "modbus_codes.h"
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -102,4 +102,4 @@ void Station::moveAll()
     }
 }
 
-} // namespace plc
+} // namespace plc::station

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace plc {
+namespace plc::station {
 
 /// Items that move by themselves, as a measured value of a running machine does.
 struct MovingRange
@@ -54,6 +54,6 @@ private:
     std::vector<MovingRange> moving_;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

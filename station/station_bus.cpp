@@ -2,7 +2,7 @@
 
 #include "modbus_codes.h"
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -96,4 +96,4 @@ Answer StationBus::replyOf(int number, Bytes pdu)
     return {refused ? Outcome::Refused : Outcome::Answered, pdu};
 }
 
-} // namespace plc
+} // namespace plc::station

@@ -7,7 +7,7 @@
 
 #include <map>
 
-namespace plc {
+namespace plc::station {
 
 /// Modbus RTU stations that share a line: request frame in, reply frame out. No clock, no input or output.
 class StationBus : public Responder
@@ -47,6 +47,6 @@ private:
     bool movesByRequest_ = true;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

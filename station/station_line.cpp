@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-namespace plc {
+namespace plc::station {
 
 namespace {
 
@@ -222,4 +222,4 @@ void StationLine::note(Time now, Event event, const Bytes &bytes, const std::str
         trace_(now, event, bytes, text);
 }
 
-} // namespace plc
+} // namespace plc::station

@@ -11,7 +11,7 @@
 #include <optional>
 #include <string>
 
-namespace plc {
+namespace plc::station {
 
 /// A point in time since any origin, the same one for all calls: a steady clock's, or a number that a test
 /// counts up.
@@ -118,6 +118,6 @@ private:
     LineStatistics statistics_;
 };
 
-} // namespace plc
+} // namespace plc::station
 
 #endif

@@ -14,6 +14,8 @@
 
 namespace plc::fuzz {
 
+using namespace station;
+
 constexpr int kStations[] = {1, 2};
 constexpr int kItems = 64; ///< in each area of each station
 

@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "core/register_types.h"
-#include "host/project_setup.h"
+#include "runtime/panel/pieces.h"
+#include "runtime/panel/registration.h"
 
 namespace plc::bus {
 
@@ -16,8 +17,8 @@ constexpr std::size_t kTraced = 400;
 /// A late reply begins so long before the master stops listening that it has heard of it by then.
 constexpr Time kNotice = std::chrono::milliseconds(60);
 
-std::vector<std::uint16_t> mirrorOf(const host::DriverLibrary &driver, int station, int baseType, int first,
-                                    int count)
+std::vector<std::uint16_t> mirrorOf(const runtime::DriverLibrary &driver, int station, int baseType,
+                                    int first, int count)
 {
     QByteArray bytes;
     driver.getRegisterData(QString(), baseType, QString::number(first), station, &bytes, count);
@@ -33,7 +34,7 @@ std::vector<std::uint16_t> mirrorOf(const host::DriverLibrary &driver, int stati
 }
 
 /// The elements that a write touches.
-std::vector<Element> elementsOf(const host::Variable &variable, const host::Values &values)
+std::vector<Element> elementsOf(const runtime::Variable &variable, const runtime::Values &values)
 {
     std::vector<Element> elements;
     for (std::size_t i = 0; i < values.size(); ++i) {
@@ -41,7 +42,7 @@ std::vector<Element> elementsOf(const host::Variable &variable, const host::Valu
         const std::uint32_t value = values[i];
         if (variable.area->insideRegister) {
             elements.push_back({5, place / 16, place % 16, static_cast<std::uint16_t>(value)});
-        } else if (variable.area->unit == host::Unit::RegisterPair) {
+        } else if (variable.area->unit == runtime::Unit::RegisterPair) {
             // The register with the lower address has the upper half.
             const int pair = variable.first + 2 * static_cast<int>(i);
             elements.push_back({5, pair, -1, static_cast<std::uint16_t>(value >> 16)});
@@ -53,28 +54,28 @@ std::vector<Element> elementsOf(const host::Variable &variable, const host::Valu
     return elements;
 }
 
-const char *endName(host::OperationEnd end)
+const char *endName(runtime::OperationEnd end)
 {
     switch (end) {
-    case host::OperationEnd::Good:
+    case runtime::OperationEnd::Good:
         return "done";
-    case host::OperationEnd::NoReply:
+    case runtime::OperationEnd::NoReply:
         return "no reply";
-    case host::OperationEnd::Refused:
+    case runtime::OperationEnd::Refused:
         return "refused";
-    case host::OperationEnd::Unusable:
+    case runtime::OperationEnd::Unusable:
         return "no usable reply";
-    case host::OperationEnd::LineBusy:
+    case runtime::OperationEnd::LineBusy:
         return "the line was never silent";
-    case host::OperationEnd::PortLost:
+    case runtime::OperationEnd::PortLost:
         return "port lost";
-    case host::OperationEnd::Unconfirmed:
+    case runtime::OperationEnd::Unconfirmed:
         return "sent and not confirmed";
-    case host::OperationEnd::Dropped:
+    case runtime::OperationEnd::Dropped:
         return "its station was switched off";
-    case host::OperationEnd::Offline:
+    case runtime::OperationEnd::Offline:
         return "its station is offline";
-    case host::OperationEnd::Open:
+    case runtime::OperationEnd::Open:
         break;
     }
     return "open";
@@ -111,7 +112,7 @@ BusPlan agreed(BusPlan plan)
     return plan;
 }
 
-Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
+Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
     : plan_(plan), journal_(plan.trace ? kTraced : kUntraced), wire_(plan.link.baud, plan.seed * 2 + 1),
       witness_(witnessPlan(plan, wire_), journal_,
                [&driver](int station, int baseType, int first, int count) {
@@ -119,7 +120,7 @@ Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
                }),
       field_(plan.field, wire_, journal_, witness_, plan.seed * 2),
       session_(driver, plan.link,
-               [this](host::DriverLibrary &library, COM_INFO &info, const host::LinkSettings &link) {
+               [this](runtime::DriverLibrary &library, COM_INFO &info, const runtime::LinkSettings &link) {
                    auto made = std::make_unique<VirtualLink>(
                        library, info, link,
                        Line{wire_, field_, witness_, journal_, plan_.burst, plan_.echo, plan_.trace});
@@ -129,7 +130,7 @@ Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
 {
     witness_.setField(&field_);
     watch(driver);
-    session_.setListener([this](const host::News &news) {
+    session_.setListener([this](const runtime::News &news) {
         if (news.step && keepSteps_)
             steps_.push_back(*news.step);
         if (news.station && news.station->offline) {
@@ -144,39 +145,41 @@ Bus::Bus(const BusPlan &plan, host::DriverLibrary &driver)
     });
 }
 
-void Bus::watch(host::DriverLibrary &driver)
+void Bus::watch(runtime::DriverLibrary &driver)
 {
-    host::Project project;
+    std::vector<runtime::PriorityRow> rows;
+    std::vector<runtime::Variable> packed;
     int reads = 0;
     for (const std::string &text : plan_.watched) {
-        watched_.push_back(host::parseVariable(text, false));
-        const host::Variable &variable = watched_.back();
+        watched_.push_back(runtime::parseVariable(text, false));
+        const runtime::Variable &variable = watched_.back();
         if (plan_.packed)
-            project.variables.push_back(variable);
+            packed.push_back(variable);
         else
             session_.watch(variable);
         firstReads_.push_back(reads);
-        reads += host::readPieces(variable, plan_.link);
+        reads += runtime::readPieces(variable, plan_.link);
         witness_.watched(session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
                          variable.baseCount());
     }
     constexpr int kTexts = 10;
     constexpr int kLevelText = 8;
     for (const auto &[name, level] : plan_.priorities) {
-        host::PriorityRow row;
+        runtime::PriorityRow row;
         for (int i = 0; i < kTexts; ++i)
             row.texts.append(QString());
         row.texts[kLevelText] = QString::number(level);
         row.texts.last() = QString::fromStdString(name);
-        const host::Variable place = host::parseVariable(name.substr(0, 2) + ":" + name.substr(2), false);
+        const runtime::Variable place =
+            runtime::parseVariable(name.substr(0, 2) + ":" + name.substr(2), false);
         row.level = level;
         row.baseType = place.area->baseType;
-        project.rows.push_back(row);
+        rows.push_back(row);
     }
     if (!plan_.packed)
         return;
-    host::registerProject(driver, project);
-    session_.setLevelStations(host::levelStations(project));
+    runtime::registerVariables(driver, packed, rows);
+    session_.setLevelStations(runtime::levelStations(packed, rows, plan_.link));
 }
 
 void Bus::runUntil(Time until)
@@ -195,8 +198,8 @@ void Bus::note(const std::string &what)
 void Bus::digestEnds()
 {
     for (auto order = open_.begin(); order != open_.end();) {
-        const host::OperationResult result = session_.result(order->first);
-        if (result.end == host::OperationEnd::Open) {
+        const runtime::OperationResult result = session_.result(order->first);
+        if (result.end == runtime::OperationEnd::Open) {
             ++order;
             continue;
         }
@@ -209,21 +212,21 @@ void Bus::digestEnds()
 
 void Bus::forgetEnds()
 {
-    for (const host::Ticket ticket : ended_)
+    for (const runtime::Ticket ticket : ended_)
         session_.forget(ticket);
     ended_.clear();
     witness_.forget(now());
 }
 
-host::Ticket Bus::write(const std::string &variable, const host::Values &values)
+runtime::Ticket Bus::write(const std::string &variable, const runtime::Values &values)
 {
-    return write(host::parseVariable(variable, false), values);
+    return write(runtime::parseVariable(variable, false), values);
 }
 
-host::Ticket Bus::write(const host::Variable &variable, const host::Values &values)
+runtime::Ticket Bus::write(const runtime::Variable &variable, const runtime::Values &values)
 {
     const int station = session_.stationOf(variable);
-    const host::Ticket ticket = session_.write(variable, values);
+    const runtime::Ticket ticket = session_.write(variable, values);
     note("orders write " + std::to_string(ticket) + " to " + variable.text);
     witness_.ordered(now(), {ticket, station, elementsOf(variable, values)});
     open_.emplace(ticket, now());
@@ -233,10 +236,10 @@ host::Ticket Bus::write(const host::Variable &variable, const host::Values &valu
     return ticket;
 }
 
-host::Ticket Bus::read(const std::string &text)
+runtime::Ticket Bus::read(const std::string &text)
 {
-    const host::Variable variable = host::parseVariable(text, false);
-    const host::Ticket ticket = session_.read(variable);
+    const runtime::Variable variable = runtime::parseVariable(text, false);
+    const runtime::Ticket ticket = session_.read(variable);
     note("orders reading " + std::to_string(ticket) + " of " + text);
     witness_.orderedRead(now(), ticket);
     open_.emplace(ticket, now());
@@ -246,9 +249,9 @@ host::Ticket Bus::read(const std::string &text)
     return ticket;
 }
 
-host::Values Bus::valuesOf(const std::string &variable) const
+runtime::Values Bus::valuesOf(const std::string &variable) const
 {
-    return session_.values(host::parseVariable(variable, false));
+    return session_.values(runtime::parseVariable(variable, false));
 }
 
 void Bus::setStationEnabled(int station, bool enabled)
@@ -262,13 +265,13 @@ void Bus::setStationEnabled(int station, bool enabled)
 
 void Bus::lookAt(std::size_t number)
 {
-    const host::Variable &variable = watched_[number];
+    const runtime::Variable &variable = watched_[number];
     witness_.lookAt(now(), session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
                     variable.baseCount());
     // What the driver has packed has no status in the session.
     if (!plan_.packed)
         witness_.checkStatus(now(), variable.text, session_.stationOf(variable), firstReads_[number],
-                             host::readPieces(variable, plan_.link),
+                             runtime::readPieces(variable, plan_.link),
                              session_.status(static_cast<int>(number)));
 }
 

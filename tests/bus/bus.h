@@ -4,8 +4,8 @@
 #define PLC_TESTS_BUS_BUS_H
 
 #include "field.h"
-#include "host/session.h"
 #include "journal.h"
+#include "runtime/panel/session.h"
 #include "virtual_link.h"
 #include "wire.h"
 #include "witness.h"
@@ -16,7 +16,7 @@ struct BusPlan
 {
     std::uint64_t seed = 1;
     FieldPlan field;
-    host::LinkSettings link;
+    runtime::LinkSettings link;
     Time burst{};
     bool echo = false;
     bool trace = false;               ///< the journal has the host's own trace as well, and is longer
@@ -36,22 +36,22 @@ class Bus
 {
 public:
     /// @param plan  in agreement.
-    Bus(const BusPlan &plan, host::DriverLibrary &driver);
+    Bus(const BusPlan &plan, runtime::DriverLibrary &driver);
 
     /// Begins communication.
-    void start() { session_.start(false); }
+    void start() { session_.start(); }
     /// Lets the time pass, up to @p until.
     void runUntil(Time until);
     void runFor(Time time) { runUntil(now() + time); }
     Time now() const { return link_->now(); }
 
     /// Orders a write of @p values to a variable, and tells the witness.
-    host::Ticket write(const std::string &variable, const host::Values &values);
-    host::Ticket write(const host::Variable &variable, const host::Values &values);
-    host::Ticket read(const std::string &variable);
+    runtime::Ticket write(const std::string &variable, const runtime::Values &values);
+    runtime::Ticket write(const runtime::Variable &variable, const runtime::Values &values);
+    runtime::Ticket read(const std::string &variable);
     /// How an order ended; Open while it has not, and when it has been forgotten.
-    host::OperationEnd endOf(host::Ticket ticket) const { return session_.result(ticket).end; }
-    host::Values valuesOf(const std::string &variable) const;
+    runtime::OperationEnd endOf(runtime::Ticket ticket) const { return session_.result(ticket).end; }
+    runtime::Values valuesOf(const std::string &variable) const;
     /// Forgets how orders ended, as a runtime does that has shown it, and what was known of them.
     void forgetEnds();
     void setStationEnabled(int station, bool enabled);
@@ -64,23 +64,23 @@ public:
     void lookAt(std::size_t watched);
 
     int watchedCount() const { return static_cast<int>(watched_.size()); }
-    const host::Variable &watched(std::size_t number) const { return watched_[number]; }
+    const runtime::Variable &watched(std::size_t number) const { return watched_[number]; }
     /// Orders that have not ended, with the time of the order.
-    const std::map<host::Ticket, Time> &openOrders() const { return open_; }
+    const std::map<runtime::Ticket, Time> &openOrders() const { return open_; }
 
-    host::Session &session() { return session_; }
+    runtime::Session &session() { return session_; }
     Field &field() { return field_; }
     Wire &wire() { return wire_; }
     Witness &witness() { return witness_; }
     Journal &journal() { return journal_; }
-    const host::Statistics &statistics() const { return link_->statistics(); }
+    const runtime::Statistics &statistics() const { return link_->statistics(); }
     const BusPlan &plan() const { return plan_; }
     /// Steps that ended since the start.
-    const std::vector<host::StepReport> &steps() const { return steps_; }
+    const std::vector<runtime::StepReport> &steps() const { return steps_; }
     void keepSteps(bool keep) { keepSteps_ = keep; }
 
 private:
-    void watch(host::DriverLibrary &driver);
+    void watch(runtime::DriverLibrary &driver);
     void digestEnds();
     void note(const std::string &what);
 
@@ -90,15 +90,15 @@ private:
     Witness witness_;
     Field field_;
     VirtualLink *link_ = nullptr; ///< the session's
-    host::Session session_;
-    std::vector<host::Variable> watched_;
+    runtime::Session session_;
+    std::vector<runtime::Variable> watched_;
     std::vector<int> firstReads_; ///< of each, its first cyclic read
-    std::map<host::Ticket, Time> open_;
-    std::vector<host::Ticket> ended_; ///< and not forgotten
+    std::map<runtime::Ticket, Time> open_;
+    std::vector<runtime::Ticket> ended_; ///< and not forgotten
     std::set<int> offline_;
     std::uint64_t wentOffline_ = 0;
     bool keepSteps_ = false;
-    std::vector<host::StepReport> steps_;
+    std::vector<runtime::StepReport> steps_;
 };
 
 } // namespace plc::bus

@@ -39,17 +39,17 @@ public:
 private:
     struct Write
     {
-        host::Variable variable;
-        host::Values values; ///< of the last order
+        runtime::Variable variable;
+        runtime::Values values; ///< of the last order
     };
     void choosePlaces();
     void act(bool healthy);
     void order();
     void orderWrite();
     void orderRead();
-    std::uint32_t anyValue(const host::Variable &variable);
+    std::uint32_t anyValue(const runtime::Variable &variable);
     int anyStation() { return random_.pick(scenario_.bus.field.stations).number; }
-    void note(host::Ticket ticket);
+    void note(runtime::Ticket ticket);
 
     Bus &bus_;
     const Scenario &scenario_;
@@ -59,7 +59,7 @@ private:
     std::vector<std::string> readings_;
     std::set<int> switchedOff_;
     int lastWritten_ = 0; ///< station; 0 = none, or all
-    std::map<host::Ticket, Time> mine_;
+    std::map<runtime::Ticket, Time> mine_;
     std::uint64_t orders_ = 0;
     std::uint64_t done_ = 0;
 };
@@ -94,15 +94,15 @@ void Panel::act(bool healthy)
         bus_.setStationEnabled(station, wasOff);
     }
     for (auto mine = mine_.begin(); mine != mine_.end();) {
-        const host::OperationEnd end = bus_.endOf(mine->first);
-        if (end == host::OperationEnd::Open && bus_.now() - mine->second > scenario_.longestOrder)
+        const runtime::OperationEnd end = bus_.endOf(mine->first);
+        if (end == runtime::OperationEnd::Open && bus_.now() - mine->second > scenario_.longestOrder)
             bus_.witness().complain(bus_.now(),
                                     "(b) order " + std::to_string(mine->first) + " is not reported");
-        if (end == host::OperationEnd::Open) {
+        if (end == runtime::OperationEnd::Open) {
             ++mine;
             continue;
         }
-        done_ += end == host::OperationEnd::Good ? 1u : 0u;
+        done_ += end == runtime::OperationEnd::Good ? 1u : 0u;
         mine = mine_.erase(mine);
     }
     bus_.forgetEnds();
@@ -115,7 +115,7 @@ void Panel::switchAllOn()
     switchedOff_.clear();
 }
 
-void Panel::note(host::Ticket ticket)
+void Panel::note(runtime::Ticket ticket)
 {
     ++orders_;
     mine_.emplace(ticket, bus_.now());
@@ -134,12 +134,12 @@ void Panel::orderRead()
     note(bus_.read(random_.pick(readings_)));
 }
 
-std::uint32_t Panel::anyValue(const host::Variable &variable)
+std::uint32_t Panel::anyValue(const runtime::Variable &variable)
 {
     switch (variable.area->unit) {
-    case host::Unit::Bit:
+    case runtime::Unit::Bit:
         return static_cast<std::uint32_t>(random_.below(2));
-    case host::Unit::Register:
+    case runtime::Unit::Register:
         return static_cast<std::uint32_t>(random_.below(65536));
     default:
         return static_cast<std::uint32_t>(random_.bits());
@@ -187,7 +187,7 @@ void Panel::choosePlaces()
         const int station = broadcast ? 0 : anyStation();
         const std::string text = area + ":" + std::to_string(first) + bit + ":" + std::to_string(count) +
                                  "@" + std::to_string(station);
-        writes_.push_back({host::parseVariable(text, false), {}});
+        writes_.push_back({runtime::parseVariable(text, false), {}});
     }
 }
 
@@ -279,7 +279,7 @@ std::optional<std::int64_t> growthOf(const std::vector<std::int64_t> &heap)
 
 } // namespace
 
-RunResult runSeed(std::uint64_t seed, Time simulated, host::DriverLibrary &driver, bool trace)
+RunResult runSeed(std::uint64_t seed, Time simulated, runtime::DriverLibrary &driver, bool trace)
 {
     Scenario scenario = makeScenario(seed);
     scenario.bus.trace = trace;

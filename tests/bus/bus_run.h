@@ -29,7 +29,7 @@ struct RunResult
 /// Runs a seed.
 /// @param driver  not used before in this process.
 /// @param trace   the journal has the host's own trace as well.
-RunResult runSeed(std::uint64_t seed, Time simulated, host::DriverLibrary &driver, bool trace = false);
+RunResult runSeed(std::uint64_t seed, Time simulated, runtime::DriverLibrary &driver, bool trace = false);
 
 } // namespace plc::bus
 

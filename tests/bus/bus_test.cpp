@@ -213,7 +213,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     FigurePrinter printFigure;
     const RunResult &sum = total.sum;
     std::printf("%llu seeds, %.1f simulated hours in %.0f s\n", static_cast<unsigned long long>(total.runs),
-                host::seconds(sum.simulated) / 3600, wallSeconds);
+                runtime::seconds(sum.simulated) / 3600, wallSeconds);
     printFigure("requests sent", sum.requests);
     printFigure("good replies", sum.replies);
     printFigure("cyclic reads of priority levels", sum.checks.priorityReads);
@@ -274,7 +274,7 @@ Time timeOf(double hours)
     return Time(static_cast<std::int64_t>(hours * 3600e9));
 }
 
-int runOne(const Options &options, host::DriverLibrary &driver)
+int runOne(const Options &options, runtime::DriverLibrary &driver)
 {
     const auto began = std::chrono::steady_clock::now();
     const RunResult result = runSeed(options.first, timeOf(options.hours), driver, true);
@@ -369,7 +369,7 @@ struct Child
 };
 
 /// @param driver  loaded and not used: the child has a copy of its own.
-Child startChild(std::uint64_t seed, const Options &options, host::DriverLibrary &driver)
+Child startChild(std::uint64_t seed, const Options &options, runtime::DriverLibrary &driver)
 {
     int ends[2];
     if (pipe(ends) != 0) {
@@ -428,7 +428,7 @@ RunResult finish(const Child &child)
     return result;
 }
 
-int runMany(const Options &options, host::DriverLibrary &driver)
+int runMany(const Options &options, runtime::DriverLibrary &driver)
 {
     constexpr std::size_t kMostTold = 5; ///< with their journals
     const auto processors = static_cast<std::uint64_t>(std::max(1L, sysconf(_SC_NPROCESSORS_ONLN)));
@@ -476,7 +476,7 @@ int run(int argc, char **argv)
         std::printf("%s", kHelp);
         return 0;
     }
-    host::DriverLibrary driver(options->driver);
+    runtime::DriverLibrary driver(options->driver);
     return options->isRange ? runMany(*options, driver) : runOne(*options, driver);
 }
 
@@ -487,7 +487,7 @@ int main(int argc, char **argv)
 {
     try {
         return plc::bus::run(argc, argv);
-    } catch (const plc::host::Failure &failure) {
+    } catch (const plc::runtime::Failure &failure) {
         std::fprintf(stderr, "bus_test: %s\n", failure.what());
         return 2;
     } catch (const std::exception &problem) {

@@ -16,6 +16,8 @@
 
 namespace plc::bus {
 
+using namespace station; // its bytes, areas and rules are the line's
+
 struct StationPlan
 {
     int number = 1;

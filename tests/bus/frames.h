@@ -12,6 +12,8 @@
 
 namespace plc::bus {
 
+using namespace station; // its bytes, areas and rules are the line's
+
 constexpr std::size_t kCrcLen = 2;
 
 bool isReadFunction(std::uint8_t function);

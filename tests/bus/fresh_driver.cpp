@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <fstream>
 
-#include "host/failure.h"
+#include "runtime/line/failure.h"
 
 namespace plc::bus {
 
@@ -15,8 +15,8 @@ FreshDriver::Copy::Copy(const std::string &original)
     std::string name = std::string(folder ? folder : "/tmp") + "/plcdriver.XXXXXX";
     const int file = mkstemp(name.data());
     if (file < 0)
-        throw host::Failure(host::kExitUsage,
-                            "no file can be made in the folder for temporary files: " + name);
+        throw runtime::Failure(runtime::FailureKind::Usage,
+                               "no file can be made in the folder for temporary files: " + name);
     close(file);
     path = name;
     std::ofstream(path, std::ios::binary) << std::ifstream(original, std::ios::binary).rdbuf();

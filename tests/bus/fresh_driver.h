@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "host/driver_library.h"
+#include "runtime/master/driver_library.h"
 
 namespace plc::bus {
 
@@ -17,7 +17,7 @@ public:
     /// @param path  of the library.
     explicit FreshDriver(const std::string &path);
 
-    host::DriverLibrary &library() { return library_; }
+    runtime::DriverLibrary &library() { return library_; }
 
 private:
     /// The copy, gone as soon as it is loaded.
@@ -31,7 +31,7 @@ private:
     };
 
     Copy copy_;
-    host::DriverLibrary library_;
+    runtime::DriverLibrary library_;
 };
 
 } // namespace plc::bus

@@ -13,6 +13,8 @@
 
 namespace plc::bus {
 
+using namespace station; // its bytes, areas and rules are the line's
+
 constexpr int kItems = 256;         ///< in each area of a station
 constexpr int kFirstSetpoint = 128; ///< coils and holding registers from here on change only when written
 

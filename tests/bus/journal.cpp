@@ -71,7 +71,7 @@ std::string Journal::text() const
             continue;
         char head[64];
         const std::string number = entry.number > 0 ? " " + std::to_string(entry.number) : "";
-        std::snprintf(head, sizeof head, "%16.6f  %-13s ", host::seconds(entry.at),
+        std::snprintf(head, sizeof head, "%16.6f  %-13s ", runtime::seconds(entry.at),
                       (entry.who + number).c_str());
         all += head + textOf(entry) + "\n";
     }

@@ -12,6 +12,8 @@
 
 namespace plc::bus {
 
+using namespace station; // its bytes, areas and rules are the line's
+
 /// Keeps the last entries and nothing else.
 class Journal
 {

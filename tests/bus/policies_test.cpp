@@ -14,7 +14,7 @@
 namespace plc::bus {
 namespace {
 
-using host::OperationEnd;
+using runtime::OperationEnd;
 using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::minutes;
@@ -77,11 +77,11 @@ protected:
     }
 
     /// The transactions of the bus with one station while @p time passes.
-    std::vector<host::StepReport> stepsOf(int station, Time time)
+    std::vector<runtime::StepReport> stepsOf(int station, Time time)
     {
         bus_->keepSteps(true);
         bus_->runFor(time);
-        std::vector<host::StepReport> steps = bus_->steps();
+        std::vector<runtime::StepReport> steps = bus_->steps();
         steps.erase(std::remove_if(steps.begin(), steps.end(),
                                    [station](const auto &step) { return step.request.station != station; }),
                     steps.end());
@@ -98,11 +98,11 @@ protected:
     std::unique_ptr<Bus> bus_;
 };
 
-std::vector<double> milliseconds_of(const std::vector<host::StepReport> &steps)
+std::vector<double> milliseconds_of(const std::vector<runtime::StepReport> &steps)
 {
     std::vector<double> times;
-    for (const host::StepReport &step : steps)
-        times.push_back(host::seconds(step.endedAt - step.startedAt) * 1000);
+    for (const runtime::StepReport &step : steps)
+        times.push_back(runtime::seconds(step.endedAt - step.startedAt) * 1000);
     return times;
 }
 
@@ -123,10 +123,10 @@ Message noiseOf(std::size_t bytes)
     return message;
 }
 
-std::vector<int> attemptsOf(const std::vector<host::StepReport> &steps)
+std::vector<int> attemptsOf(const std::vector<runtime::StepReport> &steps)
 {
     std::vector<int> attempts;
-    for (const host::StepReport &step : steps)
+    for (const runtime::StepReport &step : steps)
         attempts.push_back(step.attempts);
     return attempts;
 }
@@ -180,7 +180,7 @@ TEST_F(BusPolicy, TheEchoOfAWriteIsNotItsReply)
         Bus &bus = build(plan);
         bus.start();
         bus.field().muteStation(1, hours(1));
-        const host::Ticket ticket = bus.write("4x:130@1", {17});
+        const runtime::Ticket ticket = bus.write("4x:130@1", {17});
         bus.runFor(seconds(5));
         if (told) {
             EXPECT_EQ("", bus.witness().complaint());
@@ -207,7 +207,7 @@ TEST_F(BusPolicy, EchoesThatComeLateAreNoReplies)
     std::map<OperationEnd, int> ends;
     for (int i = 0; i < 300 && bus.witness().complaint().empty(); ++i) {
         // The same values over and over: the frames are like each other.
-        const host::Ticket ticket =
+        const runtime::Ticket ticket =
             bus.write(i % 3 == 0 ? "4x:130@0" : "4x:131@" + std::to_string(1 + i % 2), {17});
         for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
             bus.runFor(milliseconds(200));
@@ -233,7 +233,7 @@ TEST_F(BusPolicy, AReplyThatRepeatsAnotherWriteDoesNotCount)
             return other;
         });
         bus.start();
-        const host::Ticket ticket = bus.write("4x:130@1", {17});
+        const runtime::Ticket ticket = bus.write("4x:130@1", {17});
         bus.runFor(seconds(5));
         if (strict) {
             EXPECT_EQ("", bus.witness().complaint());
@@ -289,9 +289,9 @@ TEST_F(BusPolicy, ARefusalForGoodIsNotRepeated)
         bus.field().setAnswering(
             [code](Time, const Bytes &request) { return refusal(request, static_cast<std::uint8_t>(code)); });
         bus.start();
-        std::vector<host::StepReport> steps = stepsOf(1, seconds(10));
+        std::vector<runtime::StepReport> steps = stepsOf(1, seconds(10));
         // What is left out while the station is busy.
-        const auto isWithheld = [](const auto &step) { return step.cause == host::AttemptEnd::Withheld; };
+        const auto isWithheld = [](const auto &step) { return step.cause == runtime::AttemptEnd::Withheld; };
         steps.erase(std::remove_if(steps.begin(), steps.end(), isWithheld), steps.end());
         ASSERT_THAT(steps, testing::SizeIs(Gt(20u)));
         EXPECT_EQ(code, steps.back().exceptionCode);
@@ -308,11 +308,11 @@ TEST_F(BusPolicy, RepetitionsBringLostRepliesHome)
     Bus &bus = build(plan);
     bus.start();
     bus.field().setFaults(bus.now(), true);
-    const std::vector<host::StepReport> steps = stepsOf(1, minutes(10));
+    const std::vector<runtime::StepReport> steps = stepsOf(1, minutes(10));
     EXPECT_EQ("", bus.witness().complaint());
     const auto isRepeated = [](const auto &step) { return step.done && step.attempts == 2; };
     EXPECT_GT(std::count_if(steps.begin(), steps.end(), isRepeated), 100);
-    for (const host::StepReport &step : steps) {
+    for (const runtime::StepReport &step : steps) {
         EXPECT_LE(step.attempts, 3);
         EXPECT_TRUE(step.done || step.attempts == 3) << step.attempts;
     }
@@ -326,11 +326,11 @@ TEST_F(BusPolicy, ABroadcastIsGivenItsTurnaround)
     bus.keepSteps(true);
     bus.start();
     bus.runFor(seconds(1));
-    const host::Ticket ticket = bus.write("4x:130@0", {17});
+    const runtime::Ticket ticket = bus.write("4x:130@0", {17});
     bus.runFor(seconds(2));
     EXPECT_EQ(OperationEnd::Good, bus.endOf(ticket));
     EXPECT_EQ(17, bus.field().history(1).value(Area::HoldingRegisters, 130));
-    const std::vector<host::StepReport> &steps = bus.steps();
+    const std::vector<runtime::StepReport> &steps = bus.steps();
     const auto broadcast =
         std::find_if(steps.begin(), steps.end(), [](const auto &step) { return step.request.station == 0; });
     ASSERT_LT(broadcast, steps.end() - 1);
@@ -357,7 +357,7 @@ TEST_F(BusPolicy, AWriteThatNoReplyIsDueToCostsThePauseAndNoTimeOut)
         for (int i = 0; i < 20; ++i) {
             if (kind == 0)
                 bus.field().makeNext(Fault::LostReply, 1);
-            const host::Ticket ticket =
+            const runtime::Ticket ticket =
                 bus.write(i % 2 == 0 ? "4x_single:130@1" : "4x_block:140@1", {static_cast<std::uint32_t>(i)});
             bus.runFor(milliseconds(400));
             EXPECT_EQ(kind == 2 ? OperationEnd::Refused : OperationEnd::Good, bus.endOf(ticket)) << kind;
@@ -373,8 +373,8 @@ TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
     bus.start();
     bus.field().sendAt(milliseconds(20), kNoise, noiseOf(9000)); // more than five seconds
     bus.runFor(milliseconds(100));
-    const host::Ticket written = bus.write("4x:130@1", {17});
-    const host::Ticket read = bus.read("4x:140:5@1");
+    const runtime::Ticket written = bus.write("4x:130@1", {17});
+    const runtime::Ticket read = bus.read("4x:140:5@1");
     bus.runFor(seconds(1));
     EXPECT_EQ(OperationEnd::LineBusy, bus.endOf(written));
     EXPECT_EQ(OperationEnd::LineBusy, bus.endOf(read));
@@ -384,7 +384,7 @@ TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
     EXPECT_FALSE(bus.isOffline(1));
 
     bus.runFor(seconds(10));
-    const host::Ticket again = bus.write("4x:130@1", {18});
+    const runtime::Ticket again = bus.write("4x:130@1", {18});
     bus.runFor(seconds(1));
     EXPECT_EQ(OperationEnd::Good, bus.endOf(again));
     EXPECT_EQ("", bus.witness().complaint());
@@ -406,7 +406,7 @@ std::uint64_t goodReadings(Bus &bus)
 BusPlan eightStations(bool readTheEighth)
 {
     BusPlan plan = planOf(8, {});
-    const host::LinkSettings defaults;
+    const runtime::LinkSettings defaults;
     plan.link.timeout = defaults.timeout;
     plan.link.retries = defaults.retries;
     for (int station = 1; station <= (readTheEighth ? 8 : 7); ++station)
@@ -469,7 +469,7 @@ TEST_F(BusPolicy, AWriteThatHasBegunIsNotSentAgain)
     bus.field().letAcknowledge(1, hours(1));
     bus.start();
     for (int i = 0; i < 20; ++i) {
-        const host::Ticket ticket = bus.write("4x:130@1", {static_cast<std::uint32_t>(i)});
+        const runtime::Ticket ticket = bus.write("4x:130@1", {static_cast<std::uint32_t>(i)});
         bus.runFor(seconds(1));
         EXPECT_EQ(OperationEnd::Refused, bus.endOf(ticket));
         EXPECT_EQ(i, bus.field().history(1).value(Area::HoldingRegisters, 130));
@@ -482,7 +482,7 @@ TEST_F(BusPolicy, AWriteThatHasBegunIsNotSentAgain)
 TEST_F(BusPolicy, TrialsOfManyDeadStationsTakeATenthOfTheTime)
 {
     BusPlan plan = planOf(16, {});
-    plan.link.timeout = host::LinkSettings().timeout;
+    plan.link.timeout = runtime::LinkSettings().timeout;
     for (int station = 1; station <= 16; ++station)
         plan.watched.push_back("4x:0:100@" + std::to_string(station));
     Bus &bus = build(agreed(plan));
@@ -525,11 +525,11 @@ protected:
         bus_->runFor(time);
         EXPECT_EQ("", bus_->witness().complaint());
         for (std::size_t i = before; i < bus_->steps().size(); ++i) {
-            const host::StepReport &step = bus_->steps()[i];
-            if (step.request.station > 1 && step.cause == host::AttemptEnd::NoReply)
+            const runtime::StepReport &step = bus_->steps()[i];
+            if (step.request.station > 1 && step.cause == runtime::AttemptEnd::NoReply)
                 lost += step.endedAt - step.startedAt + bus_->plan().link.timeout;
         }
-        return host::seconds(lost) / host::seconds(bus_->now() - since);
+        return runtime::seconds(lost) / runtime::seconds(bus_->now() - since);
     }
 };
 
@@ -537,7 +537,7 @@ TEST_F(DeadStations, OneTakesATenthOfTheTimeWhateverTheTimeOut)
 {
     for (const Time timeout :
          {Time(milliseconds(100)), Time(seconds(1)), Time(seconds(10)), Time(seconds(60))}) {
-        SCOPED_TRACE(host::seconds(timeout));
+        SCOPED_TRACE(runtime::seconds(timeout));
         Bus &bus = build(planWith(2, timeout));
         bus.field().muteStation(2, hours(100));
         bus.start();
@@ -547,7 +547,7 @@ TEST_F(DeadStations, OneTakesATenthOfTheTimeWhateverTheTimeOut)
         const Time long_ = std::max<Time>(200 * timeout, minutes(10));
         EXPECT_LE(shareLost(long_), 0.105);
         EXPECT_GE(bus.statistics().stations.at(1).good,
-                  static_cast<std::uint64_t>(host::seconds(long_) * 0.85));
+                  static_cast<std::uint64_t>(runtime::seconds(long_) * 0.85));
     }
 }
 
@@ -568,7 +568,7 @@ TEST_F(DeadStations, AloneOnTheLineAreTriedAsOftenAsEver)
 TEST_F(DeadStations, ThirtyTakeATenthOfTheTimeAlsoWhereTheLiveOneComesAndGoes)
 {
     for (const Time gone : {Time(seconds(45)), Time(minutes(7))}) {
-        SCOPED_TRACE(host::seconds(gone));
+        SCOPED_TRACE(runtime::seconds(gone));
         Bus &bus = build(planWith(31, seconds(1)));
         for (int station = 2; station <= 31; ++station)
             bus.field().muteStation(station, hours(100));
@@ -647,7 +647,7 @@ TEST_F(BusPolicy, ATrialIsSentOnceHoweverManyRepetitionsThereAre)
     Bus &bus = build(plan);
     bus.field().muteStation(2, hours(2));
     bus.start();
-    const std::vector<host::StepReport> steps = stepsOf(2, minutes(10));
+    const std::vector<runtime::StepReport> steps = stepsOf(2, minutes(10));
     ASSERT_THAT(steps, testing::SizeIs(Ge(10u)));
     std::vector<int> attempts = attemptsOf(steps);
     EXPECT_THAT(std::vector<int>(attempts.begin(), attempts.begin() + 3), Each(5));
@@ -662,12 +662,12 @@ TEST_F(BusPolicy, ADeadStationIsTriedAtGrowingDistances)
     Bus &bus = build(plan);
     bus.field().muteStation(2, hours(2));
     bus.start();
-    const std::vector<host::StepReport> steps = stepsOf(2, minutes(10));
+    const std::vector<runtime::StepReport> steps = stepsOf(2, minutes(10));
     // Three failures in a row, then trials: after 10, 20 and 40 seconds, and then every minute.
     ASSERT_THAT(steps, testing::SizeIs(Ge(10u)));
     std::vector<double> distances;
     for (std::size_t i = 3; i < steps.size(); ++i)
-        distances.push_back(host::seconds(steps[i].startedAt - steps[i - 1].startedAt));
+        distances.push_back(runtime::seconds(steps[i].startedAt - steps[i - 1].startedAt));
     const std::vector<double> expected = {10, 20, 40};
     for (std::size_t i = 0; i < expected.size(); ++i)
         EXPECT_NEAR(expected[i], distances[i], 1.5);
@@ -685,23 +685,23 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
     bus.runFor(seconds(5));
     bus.field().muteStation(2, minutes(5));
     // Many, so that some are still with the driver when the station is given up.
-    std::vector<host::Ticket> tickets;
+    std::vector<runtime::Ticket> tickets;
     for (std::uint32_t i = 0; i < 40; ++i)
         tickets.push_back(bus.write("4x:" + std::to_string(130 + i) + "@2", {i}));
     bus.runFor(seconds(10));
     EXPECT_TRUE(bus.isOffline(2));
-    for (const host::Ticket ticket : tickets)
+    for (const runtime::Ticket ticket : tickets)
         EXPECT_NE(OperationEnd::Open, bus.endOf(ticket)) << ticket;
     EXPECT_EQ(OperationEnd::Offline, bus.endOf(tickets.back()));
 
     EXPECT_EQ(OperationEnd::Offline, bus.endOf(bus.write("4x:131@2", {7})));
     EXPECT_EQ(OperationEnd::Offline, bus.endOf(bus.read("4x:131@2")));
-    EXPECT_EQ(host::VariableState::Offline, bus.session().status(1).state);
+    EXPECT_EQ(runtime::VariableState::Offline, bus.session().status(1).state);
 
     bus.runFor(minutes(6));
     EXPECT_FALSE(bus.isOffline(2));
-    EXPECT_EQ(host::VariableState::Good, bus.session().status(1).state);
-    const host::Ticket again = bus.write("4x:131@2", {99});
+    EXPECT_EQ(runtime::VariableState::Good, bus.session().status(1).state);
+    const runtime::Ticket again = bus.write("4x:131@2", {99});
     bus.runFor(seconds(5));
     EXPECT_EQ(OperationEnd::Good, bus.endOf(again));
     EXPECT_EQ(99, bus.field().history(2).value(Area::HoldingRegisters, 131));
@@ -716,13 +716,13 @@ TEST_F(BusPolicy, OrdersToOtherPlacesDoNotWaitForOneThatNobodyTakes)
     Bus &bus = build(agreed(plan));
     bus.field().muteStation(2, hours(100));
     bus.start();
-    std::vector<host::Ticket> dead;
+    std::vector<runtime::Ticket> dead;
     for (std::uint32_t i = 0; i < 20; ++i) {
         dead.push_back(bus.write("4x:130@2", {i}));
         bus.write("4x:" + std::to_string(140 + i) + "@2", {i});
     }
-    const host::Ticket one = bus.write("4x:130@1", {17});
-    const host::Ticket other = bus.read("4x:130@3");
+    const runtime::Ticket one = bus.write("4x:130@1", {17});
+    const runtime::Ticket other = bus.read("4x:130@3");
     bus.runFor(seconds(25)); // a time-out and a guard of the first
     EXPECT_EQ(OperationEnd::Good, bus.endOf(one));
     bus.runFor(seconds(20));
@@ -737,18 +737,18 @@ TEST_F(BusPolicy, ThousandsOfOrdersAreTakenAndMoreIsRefused)
 {
     Bus &bus = build(planOf(2, {}));
     bus.start();
-    std::vector<host::Ticket> tickets;
+    std::vector<runtime::Ticket> tickets;
     for (std::uint32_t i = 0; i < 4096; ++i)
         tickets.push_back(
             bus.write("4x:" + std::to_string(130 + i % 50) + "@" + std::to_string(1 + i % 2), {i}));
     try {
         bus.write("4x:130@1", {1});
         ADD_FAILURE() << "one more is taken";
-    } catch (const host::Failure &failure) {
+    } catch (const runtime::Failure &failure) {
         EXPECT_THAT(failure.what(), HasSubstr("4096 orders are waiting already"));
     }
     bus.runFor(minutes(5));
-    for (const host::Ticket ticket : tickets)
+    for (const runtime::Ticket ticket : tickets)
         ASSERT_EQ(OperationEnd::Good, bus.endOf(ticket)) << ticket;
     EXPECT_EQ(4050, bus.field().history(1).value(Area::HoldingRegisters, 130));
     EXPECT_EQ(4095, bus.field().history(2).value(Area::HoldingRegisters, 175));
@@ -765,26 +765,26 @@ TEST_F(BusPolicy, TheStateOfAVariableTellsOfASilentStationAndItsAgeOfTheLastRead
         bus.lookAt(static_cast<std::size_t>(number));
         return bus.session().status(number).state;
     };
-    EXPECT_EQ(host::VariableState::NeverRead, stateOf(1));
+    EXPECT_EQ(runtime::VariableState::NeverRead, stateOf(1));
     bus.start();
     bus.runFor(seconds(5));
     for (const int number : {0, 1, 2})
-        EXPECT_EQ(host::VariableState::Good, stateOf(number));
+        EXPECT_EQ(runtime::VariableState::Good, stateOf(number));
     const Time silentSince = bus.now();
     bus.field().muteStation(2, minutes(5));
     bus.runFor(seconds(2));
-    EXPECT_EQ(host::VariableState::Good, stateOf(0));
-    EXPECT_EQ(host::VariableState::NoAnswer, stateOf(1));
+    EXPECT_EQ(runtime::VariableState::Good, stateOf(0));
+    EXPECT_EQ(runtime::VariableState::NoAnswer, stateOf(1));
     bus.runFor(minutes(1));
-    EXPECT_EQ(host::VariableState::Good, stateOf(0));
+    EXPECT_EQ(runtime::VariableState::Good, stateOf(0));
     EXPECT_LT(bus.session().status(0).age, seconds(1));
     for (const int number : {1, 2}) {
-        EXPECT_EQ(host::VariableState::Offline, stateOf(number));
+        EXPECT_EQ(runtime::VariableState::Offline, stateOf(number));
         EXPECT_GE(bus.session().status(number).age, bus.now() - silentSince);
         EXPECT_LT(bus.session().status(number).age, bus.now() - silentSince + seconds(2));
     }
     bus.setStationEnabled(2, false);
-    EXPECT_EQ(host::VariableState::SwitchedOff, stateOf(1));
+    EXPECT_EQ(runtime::VariableState::SwitchedOff, stateOf(1));
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_GE(bus.witness().checks().statuses, 10u);
 }
@@ -809,7 +809,7 @@ TEST_F(BusPolicy, AnEightHourOutageDoesNotMakeValuesGoodForADay)
             bus.setStationEnabled(1, true);
         const auto reads = [&bus] { return bus.session().status(0).scans; };
         const std::uint64_t before = reads();
-        while (bus.session().status(0).state != host::VariableState::Good && bus.now() < back + minutes(2))
+        while (bus.session().status(0).state != runtime::VariableState::Good && bus.now() < back + minutes(2))
             bus.runFor(milliseconds(10));
         EXPECT_LE(reads(), before + 1);
         // Its next turn is long in coming: another station is asked a hundred times.
@@ -817,7 +817,7 @@ TEST_F(BusPolicy, AnEightHourOutageDoesNotMakeValuesGoodForADay)
         bus.write("4x:130@2", {1});
         bus.runFor(seconds(6));
         EXPECT_LE(reads(), before + 1);
-        EXPECT_EQ(host::VariableState::Stale, bus.session().status(0).state);
+        EXPECT_EQ(runtime::VariableState::Stale, bus.session().status(0).state);
         bus.lookAt(0);
         EXPECT_EQ("", bus.witness().complaint());
     }
@@ -832,7 +832,7 @@ TEST_F(BusPolicy, OrdersThatAreTakenBackFromTheDriverAreNeverSent)
         bus.start();
         bus.runFor(seconds(2));
         bus.field().muteStation(2, hours(1));
-        std::vector<host::Ticket> tickets;
+        std::vector<runtime::Ticket> tickets;
         for (std::uint32_t i = 0; i < 60; ++i) {
             tickets.push_back(bus.write("4x:" + std::to_string(130 + i) + "@2", {4000 + i}));
             tickets.push_back(bus.read("3x:" + std::to_string(130 + i) + "@2"));
@@ -900,11 +900,11 @@ protected:
         return plan;
     }
 
-    host::Counters counters(int station) const
+    runtime::Counters counters(int station) const
     {
         const auto &stations = bus_->statistics().stations;
         const auto found = stations.find(station);
-        return found == stations.end() ? host::Counters() : found->second;
+        return found == stations.end() ? runtime::Counters() : found->second;
     }
 
     std::uint64_t readsOfTheEighth(Time time)
@@ -964,7 +964,7 @@ TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
     bus.field().muteStation(1, hours(1));
     bus.read("4x:0@1");
     bus.runFor(milliseconds(250)); // the reading has failed, and the line is listened to for a late answer
-    const host::Ticket ticket = bus.write("4x:130@2", {4711});
+    const runtime::Ticket ticket = bus.write("4x:130@2", {4711});
     bus.runFor(milliseconds(50));
     bus.setStationEnabled(2, false);
     EXPECT_EQ(OperationEnd::Dropped, bus.endOf(ticket));
@@ -991,7 +991,7 @@ TEST_F(BusPolicy, ABitIsNeverWrittenIntoAnOldRegister)
         int done = 0;
         int failed = 0;
         for (int i = 0; i < 200; ++i) {
-            const host::Ticket ticket =
+            const runtime::Ticket ticket =
                 bus.write("4x_bit:" + std::to_string(130 + i % 3) + ".4@1", {i % 2 != 0});
             for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
                 bus.runFor(timeout);
@@ -1010,8 +1010,8 @@ TEST_F(BusPolicy, AnOrderThatIsOnTheLineWhenItsStationIsSwitchedOffIsNotConfirme
     Bus &bus = build(planOf(2, {}));
     bus.start();
     bus.field().makeNext(Fault::LostReply, 2);
-    const host::Ticket ticket = bus.write("4x:130@2", {4711});
-    const host::Ticket behind = bus.write("4x:140@2", {4712});
+    const runtime::Ticket ticket = bus.write("4x:130@2", {4711});
+    const runtime::Ticket behind = bus.write("4x:140@2", {4712});
     bus.runFor(milliseconds(100));
     bus.setStationEnabled(2, false);
     EXPECT_EQ(OperationEnd::Unconfirmed, bus.endOf(ticket));
@@ -1156,7 +1156,7 @@ TEST_F(HealthyBus, ServesThePriorityLevelsAtTheirRates)
         EXPECT_EQ("", bus.witness().complaint());
         std::vector<int> distances;
         int ordinary = 0;
-        for (const host::StepReport &step : bus.steps()) {
+        for (const runtime::StepReport &step : bus.steps()) {
             if (step.request.regType == 4) {
                 ++ordinary;
                 continue;

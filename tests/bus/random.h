@@ -7,11 +7,11 @@
 #include <random>
 #include <vector>
 
-#include "host/link_time.h"
+#include "runtime/line/link_time.h"
 
 namespace plc::bus {
 
-using host::Time;
+using runtime::Time;
 
 /// One stream of random numbers. The engine is laid down by the language, its distributions are not: so the
 /// mapping to ranges is done here.

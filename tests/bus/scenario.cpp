@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/register_types.h"
+#include "runtime/panel/pieces.h"
 
 namespace plc::bus {
 
@@ -73,7 +74,7 @@ void setLink(Random &random, Scenario *scenario)
     static const std::vector<int> kBauds = {1200, 2400, 4800, 9600, 9600, 19200, 19200, 38400, 57600, 115200};
     static const std::vector<int> kTimeouts = {200, 300, 500, 1000, 1000};
     static const std::vector<int> kBlocks = {100, 100, 100, 50, 16, 8};
-    host::LinkSettings &link = scenario->bus.link;
+    runtime::LinkSettings &link = scenario->bus.link;
     link.baud = random.pick(kBauds);
     link.timeout = milliseconds(link.baud < 4800 ? 1000 : random.pick(kTimeouts));
     link.retries = random.oneIn(3) ? random.between(0, 4) : 2;
@@ -96,7 +97,7 @@ void setLink(Random &random, Scenario *scenario)
 void setOutages(Random &random, Scenario *scenario)
 {
     static const std::vector<int> kTimeouts = {100, 1000, 10000, 60000};
-    host::LinkSettings &link = scenario->bus.link;
+    runtime::LinkSettings &link = scenario->bus.link;
     scenario->withOutages = true;
     const int timeout = random.pick(kTimeouts);
     link.timeout = milliseconds(link.baud < 4800 ? std::max(timeout, 1000) : timeout);
@@ -107,7 +108,7 @@ void setOutages(Random &random, Scenario *scenario)
 /// How long it takes with so many stations, nothing of which may be without bounds.
 void setOutageTimes(Scenario *scenario)
 {
-    const host::LinkSettings &link = scenario->bus.link;
+    const runtime::LinkSettings &link = scenario->bus.link;
     const auto stations = static_cast<int>(scenario->bus.field.stations.size());
     const Time failure = (link.retries + 2) * (link.timeout + seconds(1));
     scenario->outageSettles = 2 * stations * link.offline.failures * failure;
@@ -119,7 +120,7 @@ int requestsOf(const BusPlan &plan)
 {
     int requests = 0;
     for (const std::string &text : plan.watched)
-        requests += host::readPieces(host::parseVariable(text, false), plan.link);
+        requests += runtime::readPieces(runtime::parseVariable(text, false), plan.link);
     return requests;
 }
 
@@ -146,7 +147,7 @@ int turnsOf(const BusPlan &plan, int requests)
 
 void setPace(Random &random, Scenario *scenario)
 {
-    host::LinkSettings &link = scenario->bus.link;
+    runtime::LinkSettings &link = scenario->bus.link;
     const int requests = requestsOf(scenario->bus);
     // Mostly a request or two a second: so an hour is cheap, and has idle times in it.
     if (!scenario->bus.packed && !random.oneIn(25))
@@ -241,7 +242,7 @@ Scenario makeScenario(std::uint64_t seed)
 
 std::string describe(const Scenario &scenario)
 {
-    const host::LinkSettings &link = scenario.bus.link;
+    const runtime::LinkSettings &link = scenario.bus.link;
     const auto ms = [](Time time) { return std::to_string(time.count() / 1000000) + " ms"; };
     return std::to_string(scenario.bus.field.stations.size()) + " stations, " +
            std::to_string(scenario.bus.watched.size()) + " variables, " + std::to_string(link.baud) +

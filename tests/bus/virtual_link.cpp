@@ -36,9 +36,9 @@ Protocol *VirtualLink::fetch(int ignored)
     return head;
 }
 
-VirtualLink::VirtualLink(host::DriverLibrary &driver, COM_INFO &info, const host::LinkSettings &settings,
-                         Line line)
-    : line_(line), link_(driver, info, settings, [this](host::News &&news) {
+VirtualLink::VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info,
+                         const runtime::LinkSettings &settings, Line line)
+    : line_(line), link_(driver, info, settings, [this](runtime::News &&news) {
           if (!news.trace.empty()) {
               noteTrace(news.trace);
               return;
@@ -83,7 +83,7 @@ bool VirtualLink::setStationEnabled(int station, bool enabled)
     return link_.setStationEnabled(station, enabled);
 }
 
-std::vector<host::News> VirtualLink::take(Time until)
+std::vector<runtime::News> VirtualLink::take(Time until)
 {
     while (running_ && news_.empty() && now_ < until && line_.witness.complaint().empty())
         step(until);
@@ -160,7 +160,7 @@ void VirtualLink::noteEcho(const WireByte &byte)
 void VirtualLink::advance()
 {
     const bool nothingNew = arrived_.isEmpty();
-    const host::Instruction todo = link_.advance(now_, std::exchange(arrived_, QByteArray()));
+    const runtime::Instruction todo = link_.advance(now_, std::exchange(arrived_, QByteArray()));
     wakeAt_ = todo.wakeAt;
     standing_ = todo.wakeAt > now_ ? 0 : standing_ + 1;
     if (standing_ > kMostStanding)

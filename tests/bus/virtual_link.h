@@ -4,7 +4,7 @@
 #define PLC_TESTS_BUS_VIRTUAL_LINK_H
 
 #include "field.h"
-#include "host/driver_link.h"
+#include "runtime/master/driver_link.h"
 #include "witness.h"
 
 namespace plc::bus {
@@ -25,23 +25,24 @@ struct Line
 };
 
 /// Runs the line whenever the session waits: the time jumps from event to event.
-class VirtualLink : public host::Link
+class VirtualLink : public runtime::Link
 {
 public:
-    VirtualLink(host::DriverLibrary &driver, COM_INFO &info, const host::LinkSettings &settings, Line line);
+    VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info, const runtime::LinkSettings &settings,
+                Line line);
 
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     void stop() override { running_ = false; }
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return now_; }
-    std::vector<host::News> take(Time until) override;
+    std::vector<runtime::News> take(Time until) override;
     void setOpenOperations(int count) override;
     bool setStationEnabled(int station, bool enabled) override;
     void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
-    void withdraw(const std::vector<host::Ticket> &tickets) override { link_.withdraw(tickets); }
-    std::set<host::Ticket> unconfirmed() override { return link_.unconfirmed(); }
+    void withdraw(const std::vector<runtime::Ticket> &tickets) override { link_.withdraw(tickets); }
+    std::set<runtime::Ticket> unconfirmed() override { return link_.unconfirmed(); }
 
-    const host::Statistics &statistics() const { return link_.statistics(); }
+    const runtime::Statistics &statistics() const { return link_.statistics(); }
 
 private:
     void step(Time until);
@@ -54,8 +55,8 @@ private:
     static Protocol *fetch(int ignored);
 
     Line line_;
-    std::vector<host::News> news_;
-    host::DriverLink link_;
+    std::vector<runtime::News> news_;
+    runtime::DriverLink link_;
     bool running_ = false;
     Time now_{};
     Time wakeAt_{};

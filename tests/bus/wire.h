@@ -12,6 +12,8 @@
 
 namespace plc::bus {
 
+using namespace station; // its bytes, areas and rules are the line's
+
 // Who drives the line. Stations have their own numbers, 1 to 247.
 constexpr int kMaster = 0;
 constexpr int kSecondMaster = 1000;

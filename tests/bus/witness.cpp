@@ -3,16 +3,17 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "host/driver_link.h"
-#include "host/exception_codes.h"
+#include "runtime/line/exception_codes.h"
+#include "runtime/master/driver_link.h"
+#include "runtime/master/request_ids.h"
 #include "station/modbus_codes.h"
 
 namespace plc::bus {
 
 namespace {
 
-using host::AttemptEnd;
-using host::OperationEnd;
+using runtime::AttemptEnd;
+using runtime::OperationEnd;
 
 /// How long the driver may still hold an order that has been withdrawn: it drops it when its turn comes.
 constexpr Time kWithdrawn = std::chrono::minutes(2);
@@ -38,7 +39,7 @@ bool bitOf(std::uint16_t value, int bit)
 }
 
 /// The host has taken the order back before the driver reported anything.
-bool isWithdrawn(const host::OperationResult &result)
+bool isWithdrawn(const runtime::OperationResult &result)
 {
     return result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped ||
            result.end == OperationEnd::Unconfirmed;
@@ -56,7 +57,7 @@ void Witness::complain(Time now, const std::string &what)
     if (!complaint_.empty() || std::any_of(overlooked_.begin(), overlooked_.end(), begins))
         return;
     char time[32];
-    std::snprintf(time, sizeof time, "%.6f s: ", host::seconds(now));
+    std::snprintf(time, sizeof time, "%.6f s: ", runtime::seconds(now));
     complaint_ = time + what;
     journal_.note(now, "WITNESS", 0, ByteView(), what.c_str());
 }
@@ -87,7 +88,7 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
     sent.chainStart = frame == sent_.frame ? sent_.chainStart : now;
     sent.frame = frame;
     sent.hostId = hostId;
-    sent.ticket = hostId == host::kOperationHostId ? hostSubId : 0;
+    sent.ticket = hostId == runtime::kOperationHostId ? hostSubId : 0;
     sent.isWrite = isWrite;
     if (sent_.tag >= 0)
         earlier_.push_back(std::move(sent_));
@@ -125,7 +126,7 @@ void Witness::noteHalf(Time now)
     sent_.readFrom = *order.readFrom;
     if (now - order.readEnded > kWriteBackWithin)
         complain(now, "(m) order " + std::to_string(sent_.ticket) + " writes back a register that was read " +
-                          std::to_string(host::seconds(now - order.readEnded)) + " s ago");
+                          std::to_string(runtime::seconds(now - order.readEnded)) + " s ago");
 }
 
 /// What goes to a station that is off, offline, or only just back?
@@ -137,7 +138,7 @@ void Witness::checkLeftAlone(Time now)
     if (switchedOff_.count(station) > 0)
         complain(now, "(k) a request goes to " + who + ", which is switched off");
     const auto busy = busyUntil_.find(station);
-    if (busy != busyUntil_.end() && now < busy->second && sent_.hostId == host::kCyclicHostId)
+    if (busy != busyUntil_.end() && now < busy->second && sent_.hostId == runtime::kCyclicHostId)
         complain(now, "(o) a cyclic read goes to " + who + ", which has just said that it is busy");
     const auto absence = absences_.find(station);
     if (absence == absences_.end())
@@ -146,7 +147,7 @@ void Witness::checkLeftAlone(Time now)
     const bool isOffline = absence->second == Absence::Offline;
     if (isOffline && sent_.isWrite)
         complain(now, "(k) a write goes to " + who + ", which is offline");
-    if (isRepetition && (isOffline || sent_.hostId == host::kCyclicHostId))
+    if (isRepetition && (isOffline || sent_.hostId == runtime::kCyclicHostId))
         complain(now, "(k) a read is repeated to " + who + ", which " +
                           (isOffline ? "is offline" : "was offline and has only answered a trial yet"));
 }
@@ -160,7 +161,7 @@ void Witness::lateReplyBegins(Time now, int station, int tag)
     else if (late->start < sent_.chainStart)
         complain(now, "(d) a late reply of station " + std::to_string(station) +
                           " falls into the exchange of another request: it answers " + hexText(late->frame) +
-                          ", sent at " + std::to_string(host::seconds(late->start)) + " s");
+                          ", sent at " + std::to_string(runtime::seconds(late->start)) + " s");
 }
 
 void Witness::executed(Time now, int station, const Bytes &frame, int tag)
@@ -250,20 +251,20 @@ void Witness::taken(Time now, int station, const Sent &sent, Order *order, std::
         complain(now, "(b) on a healthy line " + name + " was written twice by order " +
                           std::to_string(sent.ticket));
     order->taken[index] = true;
-    host::Ticket &last = lastTaken_[{station, element.baseType, element.address}];
+    runtime::Ticket &last = lastTaken_[{station, element.baseType, element.address}];
     if (sent.ticket < last)
         complain(now, "(c) " + name + " takes order " + std::to_string(sent.ticket) + " after order " +
                           std::to_string(last));
     last = std::max(last, sent.ticket);
 }
 
-void Witness::news(Time now, const host::News &news)
+void Witness::news(Time now, const runtime::News &news)
 {
     if (news.step)
         stepEnded(now, *news.step);
-    if (news.step && host::isGroupedRead(news.step->request) && !news.ordinaryRead)
+    if (news.step && runtime::isGroupedRead(news.step->request) && !news.ordinaryRead)
         ++checks_.priorityReads;
-    for (const host::OperationNews &operation : news.operations)
+    for (const runtime::OperationNews &operation : news.operations)
         reported(now, operation);
     if (news.step)
         checkBudget(now, *news.step);
@@ -279,7 +280,7 @@ void Witness::news(Time now, const host::News &news)
 }
 
 /// Trials in vain and relapses.
-void Witness::checkBudget(Time now, const host::StepReport &step)
+void Witness::checkBudget(Time now, const runtime::StepReport &step)
 {
     constexpr double kShare = 0.1;
     constexpr double kRounding = 0.001;
@@ -299,28 +300,28 @@ void Witness::checkBudget(Time now, const host::StepReport &step)
     if (!isTrial && !isPaidByOthers)
         return;
     ++checks_.bookedTrials;
-    booked_ = std::max(0.0, booked_ - kShare * host::seconds(step.startedAt - bookedAt_));
+    booked_ = std::max(0.0, booked_ - kShare * runtime::seconds(step.startedAt - bookedAt_));
     bookedAt_ = step.startedAt;
     if (isTrial && booked_ > kRounding)
         complain(now, "(q) station " + std::to_string(station) + " is tried while earlier trials have cost " +
                           std::to_string(booked_) + " s more than a tenth of the time");
     // Bytes that came, or were damaged, spare the listening.
     const Time guard = step.cause == AttemptEnd::NoReply ? plan_.guard : Time::zero();
-    booked_ += host::seconds(step.endedAt - step.startedAt + guard);
+    booked_ += runtime::seconds(step.endedAt - step.startedAt + guard);
 }
 
 /// The first transaction behind a trial decides.
-void Witness::checkProbation(Time now, const host::StepReport &step,
-                             const std::optional<host::StationNews> &news)
+void Witness::checkProbation(Time now, const runtime::StepReport &step,
+                             const std::optional<runtime::StationNews> &news)
 {
     const int station = step.request.station;
     const auto absence = absences_.find(station);
     if (absence == absences_.end() || absence->second != Absence::Probation)
         return;
     // Nobody is behind the gateway, or the station does nothing of what it is asked.
-    const bool isNoAnswer = step.exceptionCode == host::kExceptionGatewayPath ||
-                            step.exceptionCode == host::kExceptionGatewayTarget ||
-                            step.exceptionCode == host::kExceptionBusy;
+    const bool isNoAnswer = step.exceptionCode == runtime::kExceptionGatewayPath ||
+                            step.exceptionCode == runtime::kExceptionGatewayTarget ||
+                            step.exceptionCode == runtime::kExceptionBusy;
     const bool answered =
         step.cause == AttemptEnd::Good || (step.cause == AttemptEnd::Exception && !isNoAnswer);
     const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable ||
@@ -365,10 +366,10 @@ void Witness::switched(Time now, int station, bool enabled)
         switchedOff_.insert(station);
 }
 
-void Witness::stepEnded(Time now, const host::StepReport &step)
+void Witness::stepEnded(Time now, const runtime::StepReport &step)
 {
     sentInStep_ = 0;
-    if (step.request.hostId == host::kCyclicHostId && step.cause != AttemptEnd::Withheld) {
+    if (step.request.hostId == runtime::kCyclicHostId && step.cause != AttemptEnd::Withheld) {
         CyclicRead &read = cyclicReads_[step.request.hostSubId];
         read.station = step.request.station;
         const bool isAnswered = step.cause == AttemptEnd::Good || step.cause == AttemptEnd::Exception;
@@ -396,27 +397,27 @@ void Witness::stepEnded(Time now, const host::StepReport &step)
             complain(now, "(n) a broadcast is reported as done, and its echo was not heard");
     }
     const auto read = reads_.find(step.request.hostSubId);
-    if (step.request.hostId == host::kOperationHostId && read != reads_.end() &&
+    if (step.request.hostId == runtime::kOperationHostId && read != reads_.end() &&
         step.cause == AttemptEnd::Good)
         ++read->second.steps;
     const auto order = orders_.find(step.request.hostSubId);
     if (step.request.isReadHalf && order != orders_.end())
         order->second.readEnded = now;
     const bool isHalfOfWrite =
-        step.request.hostId == host::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
+        step.request.hostId == runtime::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
     if (step.cause == AttemptEnd::Good && step.done && step.request.direction == 0 && !isHalfOfWrite)
         checkReading(now, step);
 }
 
-void Witness::noteBusy(Time now, const host::StepReport &step)
+void Witness::noteBusy(Time now, const runtime::StepReport &step)
 {
-    if (step.cause != AttemptEnd::Exception || step.exceptionCode != host::kExceptionBusy)
+    if (step.cause != AttemptEnd::Exception || step.exceptionCode != runtime::kExceptionBusy)
         return;
     ++checks_.busy;
     busyUntil_[step.request.station] = now + plan_.turnaround;
 }
 
-void Witness::checkReading(Time now, const host::StepReport &step)
+void Witness::checkReading(Time now, const runtime::StepReport &step)
 {
     const QByteArray &frame = step.request.frame;
     const Bytes sent(frame.begin(), frame.end());
@@ -448,7 +449,7 @@ void Witness::checkReading(Time now, const host::StepReport &step)
         if (shown == shown_.end())
             continue;
         shown->second.read = value;
-        if (step.request.hostId == host::kCyclicHostId)
+        if (step.request.hostId == runtime::kCyclicHostId)
             shown->second.lastGood = now;
         auto &written = shown->second.written;
         written.erase(std::remove_if(written.begin(), written.end(),
@@ -458,7 +459,7 @@ void Witness::checkReading(Time now, const host::StepReport &step)
 }
 
 /// True when the driver has done with an order, so that it mirrors no value of it any more.
-bool Witness::isOver(host::Ticket ticket, Time now) const
+bool Witness::isOver(runtime::Ticket ticket, Time now) const
 {
     const auto found = orders_.find(ticket);
     if (found == orders_.end())
@@ -467,7 +468,7 @@ bool Witness::isOver(host::Ticket ticket, Time now) const
     return order.reports > 0 || (order.ended && order.endedAt < now - kWithdrawn);
 }
 
-void Witness::reported(Time now, const host::OperationNews &news)
+void Witness::reported(Time now, const runtime::OperationNews &news)
 {
     const auto read = reads_.find(news.ticket);
     if (read != reads_.end()) {
@@ -528,14 +529,14 @@ void Witness::ordered(Time now, const WriteOrder &order)
     orders_.emplace(order.ticket, std::move(entry));
 }
 
-void Witness::orderedRead(Time now, host::Ticket ticket)
+void Witness::orderedRead(Time now, runtime::Ticket ticket)
 {
     Reading reading;
     reading.orderedAt = now;
     reads_.emplace(ticket, reading);
 }
 
-void Witness::ended(Time now, host::Ticket ticket, const host::OperationResult &result)
+void Witness::ended(Time now, runtime::Ticket ticket, const runtime::OperationResult &result)
 {
     ++checks_.reports;
     if (reads_.count(ticket) > 0) {
@@ -562,7 +563,7 @@ void Witness::ended(Time now, host::Ticket ticket, const host::OperationResult &
         complain(now, "(b) order " + std::to_string(ticket) + " ended without a report of the driver");
 }
 
-void Witness::readingEnded(Time now, host::Ticket ticket, const host::OperationResult &result)
+void Witness::readingEnded(Time now, runtime::Ticket ticket, const runtime::OperationResult &result)
 {
     Reading &reading = reads_.at(ticket);
     const std::string who = "reading " + std::to_string(ticket);
@@ -579,7 +580,7 @@ void Witness::readingEnded(Time now, host::Ticket ticket, const host::OperationR
         complain(now, "(b) " + who + " ended without a report of the driver");
 }
 
-void Witness::mustBeOffline(Time now, host::Ticket ticket, const host::OperationResult &result)
+void Witness::mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OperationResult &result)
 {
     ++checks_.refusals;
     if (result.end != OperationEnd::Offline)
@@ -603,7 +604,7 @@ void Witness::lookAt(Time now, int station, int baseType, int first, int count)
 }
 
 void Witness::checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
-                          const host::WatchStatus &status)
+                          const runtime::WatchStatus &status)
 {
     ++checks_.statuses;
     bool hasValue = true;
@@ -620,19 +621,19 @@ void Witness::checkStatus(Time now, const std::string &name, int station, int fi
     const auto absence = absences_.find(station);
     const bool isOffline = absence != absences_.end() && absence->second == Absence::Offline;
     const bool isOff = switchedOff_.count(station) > 0;
-    if (status.state == host::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
+    if (status.state == runtime::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
         complain(now, "(l) " + name + " is said to be good, and was not read well last");
-    if (status.state == host::VariableState::Good && !inTime)
-        complain(now, "(l) " + name + " is said to be good " + std::to_string(host::seconds(now - oldest)) +
-                          " s after it was read");
-    if (isOff != (status.state == host::VariableState::SwitchedOff) ||
-        (isOffline && !isOff) != (status.state == host::VariableState::Offline))
+    if (status.state == runtime::VariableState::Good && !inTime)
+        complain(now, "(l) " + name + " is said to be good " +
+                          std::to_string(runtime::seconds(now - oldest)) + " s after it was read");
+    if (isOff != (status.state == runtime::VariableState::SwitchedOff) ||
+        (isOffline && !isOff) != (status.state == runtime::VariableState::Offline))
         complain(now, "(l) " + name + " is not said to be offline or switched off when it is");
     if (status.hasValue != hasValue)
         complain(now, "(l) whether " + name + " was ever read is told wrongly");
     if (hasValue && status.age != now - oldest)
-        complain(now, "(l) the age of " + name + " is " + std::to_string(host::seconds(now - oldest)) +
-                          " s, and is said to be " + std::to_string(host::seconds(status.age)) + " s");
+        complain(now, "(l) the age of " + name + " is " + std::to_string(runtime::seconds(now - oldest)) +
+                          " s, and is said to be " + std::to_string(runtime::seconds(status.age)) + " s");
 }
 
 bool Witness::mayShow(const Shown &shown, std::uint16_t value)
@@ -670,7 +671,7 @@ void Witness::checkRecovery(Time now, Time since, const std::set<int> &except)
                          nameOf(place.station, place.baseType, place.address) +
                          (except.empty() ? " was not read since the faults ended at "
                                          : " was not read, beside other stations that are dead, since ") +
-                         std::to_string(host::seconds(since)) + " s");
+                         std::to_string(runtime::seconds(since)) + " s");
     }
 }
 

@@ -55,8 +55,8 @@
 
 #include "field.h"
 #include "frames.h"
-#include "host/link.h"
-#include "host/read_state.h"
+#include "runtime/master/link.h"
+#include "runtime/panel/read_state.h"
 
 namespace plc::bus {
 
@@ -72,7 +72,7 @@ struct Element
 /// A write of the runtime.
 struct WriteOrder
 {
-    host::Ticket ticket = 0;
+    runtime::Ticket ticket = 0;
     int station = 0;
     std::vector<Element> elements;
 };
@@ -134,23 +134,23 @@ public:
     int nextTag() const { return sent_.tag + 1; }
 
     // From the host.
-    void news(Time now, const host::News &news);
+    void news(Time now, const runtime::News &news);
 
     // From the runtime.
     /// These elements are read over and over.
     void watched(int station, int baseType, int first, int count);
     void ordered(Time now, const WriteOrder &order);
-    void orderedRead(Time now, host::Ticket ticket);
+    void orderedRead(Time now, runtime::Ticket ticket);
     void switched(Time now, int station, bool enabled);
     /// The session says that the order has ended.
-    void ended(Time now, host::Ticket ticket, const host::OperationResult &result);
+    void ended(Time now, runtime::Ticket ticket, const runtime::OperationResult &result);
     /// Looks at the mirror at any time.
     void lookAt(Time now, int station, int baseType, int first, int count);
     /// Stations whose orders end at once.
-    void mustBeOffline(Time now, host::Ticket ticket, const host::OperationResult &result);
+    void mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OperationResult &result);
     /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p count - 1.
     void checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
-                     const host::WatchStatus &status);
+                     const runtime::WatchStatus &status);
     void setHealthy(Time now, bool healthy);
     /// Every watched element has been read by its cyclic read.
     /// @param except  stations of which nothing is expected.
@@ -227,7 +227,7 @@ private:
     {
         std::uint16_t read = 0;
         std::optional<Time> lastGood; ///< end of the last cyclic read that brought it
-        std::vector<std::pair<host::Ticket, Element>> written;
+        std::vector<std::pair<runtime::Ticket, Element>> written;
     };
     struct Place
     {
@@ -244,20 +244,21 @@ private:
     bool isHealthySince(Time time) const;
     bool isAway(int station) const;
     bool mayBeGood(Time now, const CyclicRead &read) const;
-    void checkBudget(Time now, const host::StepReport &step);
+    void checkBudget(Time now, const runtime::StepReport &step);
     void checkLeftAlone(Time now);
     void noteHalf(Time now);
-    void noteBusy(Time now, const host::StepReport &step);
-    void checkProbation(Time now, const host::StepReport &step, const std::optional<host::StationNews> &news);
-    void readingEnded(Time now, host::Ticket ticket, const host::OperationResult &result);
+    void noteBusy(Time now, const runtime::StepReport &step);
+    void checkProbation(Time now, const runtime::StepReport &step,
+                        const std::optional<runtime::StationNews> &news);
+    void readingEnded(Time now, runtime::Ticket ticket, const runtime::OperationResult &result);
     void checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &order);
     bool isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
                       std::uint16_t value) const;
-    void stepEnded(Time now, const host::StepReport &step);
-    void checkReading(Time now, const host::StepReport &step);
-    void reported(Time now, const host::OperationNews &news);
+    void stepEnded(Time now, const runtime::StepReport &step);
+    void checkReading(Time now, const runtime::StepReport &step);
+    void reported(Time now, const runtime::OperationNews &news);
     bool wasTaken(const Order &order, std::size_t element, Time now) const;
-    bool isOver(host::Ticket ticket, Time now) const;
+    bool isOver(runtime::Ticket ticket, Time now) const;
     static bool mayShow(const Shown &shown, std::uint16_t value);
     const Sent *sentWith(int tag) const;
     void taken(Time now, int station, const Sent &sent, Order *order, std::size_t element,
@@ -273,10 +274,10 @@ private:
     Checks checks_;
 
     Sent sent_;
-    std::deque<Sent> earlier_;              ///< sent before, as long as a late reply may come
-    std::map<host::Ticket, Order> orders_;  ///< open, and ended a while ago
-    std::map<host::Ticket, Reading> reads_; ///< open, and ended a while ago
-    int sentInStep_ = 0;                    ///< transmissions of the transaction in progress
+    std::deque<Sent> earlier_;                 ///< sent before, as long as a late reply may come
+    std::map<runtime::Ticket, Order> orders_;  ///< open, and ended a while ago
+    std::map<runtime::Ticket, Reading> reads_; ///< open, and ended a while ago
+    int sentInStep_ = 0;                       ///< transmissions of the transaction in progress
     std::set<int> switchedOff_;
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
     std::map<int, Time> busyUntil_;         ///< of stations that have said so
@@ -288,7 +289,7 @@ private:
     std::map<int, Time> wentAt_;            ///< when a station went offline last
     double booked_ = 0; ///< (q): seconds of trials that the time passed has not paid for yet
     Time bookedAt_{};
-    std::map<Place, host::Ticket> lastTaken_;
+    std::map<Place, runtime::Ticket> lastTaken_;
     std::deque<Execution> executions_;
     std::map<Place, Shown> shown_;
 };

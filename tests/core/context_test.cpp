@@ -5,8 +5,8 @@
 #include <new>
 #include <type_traits>
 
-#include "core/cycle_driver.h"
 #include "core/register_types.h"
+#include "cycle/cycle_driver.h"
 #include "modbus/read_request.h"
 #include "support/driver_fixture.h"
 #include "support/lock_probe.h"

@@ -5,8 +5,8 @@
 #include <cstring>
 #include <vector>
 
-#include "core/cycle_driver.h"
 #include "core/register_types.h"
+#include "cycle/cycle_driver.h"
 #include "support/driver_fixture.h"
 #include "varlists/registration.h"
 

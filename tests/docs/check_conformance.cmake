@@ -1,6 +1,6 @@
 # Checks what PAGE, a table of clauses, says against the sources under ROOT:
 # - every test that it names (`Suite.Case`) stands in tests/,
-# - every function that it names (`name()` or `Class::name()`) stands in src/, host/ or station/,
+# - every function that it names (`name()` or `Class::name()`) stands in src/, runtime/, host/ or station/,
 # - every file that it names (`core/byte_order.h`) stands in one of these,
 # - every row has a verdict, every row that is met names a test or is a document,
 # - the table of verdicts at the top counts the rows rightly.
@@ -30,7 +30,7 @@ endfunction()
 
 file(READ ${ROOT}/${PAGE} page)
 read_sources(tests tests)
-read_sources(code src host station)
+read_sources(code src runtime host station)
 find_tests(known "${tests}")
 
 string(REGEX MATCHALL "`[A-Z][A-Za-z0-9]*\\.[A-Z][A-Za-z0-9]*`" named "${page}")

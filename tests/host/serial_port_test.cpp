@@ -11,8 +11,8 @@
 
 #include <QCoreApplication>
 
-#include "host/failure.h"
 #include "host/line_rate.h"
+#include "runtime/line/failure.h"
 #include "support/hex.h"
 
 namespace {
@@ -87,13 +87,12 @@ protected:
     }
 
     FarEnd far;
-    LinkSettings settings;
+    LineSettings settings;
 };
 
 TEST_F(SerialPortTest, CarriesBytesBothWays)
 {
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     port.send(hex("11 03 00 0A 0D 00 11 13 FF"));
     EXPECT_EQ(hex("11 03 00 0A 0D 00 11 13 FF"), far.read(9));
     far.write(hex("11 13 0A 0D 00 FF 03 04"));
@@ -108,8 +107,7 @@ TEST_F(SerialPortTest, CarriesBytesBothWays)
 
 TEST_F(SerialPortTest, DropsCharactersWithAWrongParity)
 {
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     const tcflag_t checks = INPCK | IGNPAR | PARMRK | ISTRIP;
     EXPECT_EQ(tcflag_t{INPCK | IGNPAR}, far.mode().c_iflag & checks);
 }
@@ -117,8 +115,7 @@ TEST_F(SerialPortTest, DropsCharactersWithAWrongParity)
 TEST_F(SerialPortTest, ChecksNoParityWhereThereIsNone)
 {
     settings.parity = Parity::None;
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     EXPECT_EQ(tcflag_t{0}, far.mode().c_iflag & INPCK);
     EXPECT_NE(tcflag_t{0}, far.mode().c_cflag & CSTOPB) << "two stop bits make up for it";
 }
@@ -126,16 +123,14 @@ TEST_F(SerialPortTest, ChecksNoParityWhereThereIsNone)
 TEST_F(SerialPortTest, SetsTheBaudRate)
 {
     settings.baud = 9600;
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     const termios mode = far.mode();
     EXPECT_EQ(speed_t{B9600}, cfgetospeed(&mode));
 }
 
 TEST_F(SerialPortTest, HasTheRateAndStopBitOfTheStandardUnlessAskedOtherwise)
 {
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     const termios mode = far.mode();
     EXPECT_EQ(speed_t{B19200}, cfgetospeed(&mode));
     EXPECT_EQ(speed_t{B19200}, cfgetispeed(&mode));
@@ -149,20 +144,17 @@ TEST_F(SerialPortTest, HasOddParityOnlyWhenAsked)
 {
     // A pseudo-terminal has no parity bit, but it keeps which one was meant.
     {
-        SerialPort port;
-        port.open(settings);
+        SerialPort port(settings);
         EXPECT_EQ(tcflag_t{0}, far.mode().c_cflag & PARODD);
     }
     settings.parity = Parity::Odd;
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     EXPECT_NE(tcflag_t{0}, far.mode().c_cflag & PARODD);
 }
 
 TEST_F(SerialPortTest, WaitsNoLongerThanAsked)
 {
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     const Time until = steadyNow() + std::chrono::microseconds(2500);
     EXPECT_TRUE(port.receive(until).isEmpty());
     EXPECT_GE(steadyNow(), until);
@@ -170,8 +162,7 @@ TEST_F(SerialPortTest, WaitsNoLongerThanAsked)
 
 TEST_F(SerialPortTest, IsWokenByBytesLongBeforeTheTimeIsOver)
 {
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     std::thread writer([this] { far.write(hex("01")); });
     const Time start = steadyNow();
     EXPECT_EQ(hex("01"), port.receive(start + kPatience));
@@ -181,23 +172,21 @@ TEST_F(SerialPortTest, IsWokenByBytesLongBeforeTheTimeIsOver)
 
 TEST_F(SerialPortTest, ThrowsAwayWhatCameBeforeItWasOpened)
 {
-    SerialPort port;
     far.write(hex("55 55 55"));
-    port.open(settings);
+    SerialPort port(settings);
     EXPECT_TRUE(port.receive(steadyNow() + milliseconds(20)).isEmpty());
 }
 
 TEST_F(SerialPortTest, SaysThatItIsLost)
 {
-    SerialPort port;
-    port.open(settings);
+    SerialPort port(settings);
     far.hangUp();
     try {
         port.receive(steadyNow() + kPatience);
         port.receive(steadyNow() + kPatience);
         FAIL() << "nothing was noticed";
     } catch (const Failure &failure) {
-        EXPECT_EQ(kExitPort, failure.code());
+        EXPECT_EQ(FailureKind::Port, failure.kind());
         EXPECT_THAT(failure.what(), HasSubstr(settings.port));
         EXPECT_THAT(failure.what(), HasSubstr("is lost"));
     }
@@ -206,12 +195,11 @@ TEST_F(SerialPortTest, SaysThatItIsLost)
 TEST_F(SerialPortTest, ThatDoesNotExistIsAnErrorThatNamesIt)
 {
     settings.port = "/dev/no_such_port";
-    SerialPort port;
     try {
-        port.open(settings);
+        const SerialPort port(settings);
         FAIL() << "it was opened";
     } catch (const Failure &failure) {
-        EXPECT_EQ(kExitPort, failure.code());
+        EXPECT_EQ(FailureKind::Port, failure.kind());
         EXPECT_THAT(failure.what(), HasSubstr("'/dev/no_such_port' cannot be opened at 19200 baud"));
     }
 }

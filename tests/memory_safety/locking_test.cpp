@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "core/station_set.h"
+#include "cycle/station_set.h"
 #include "mirror/register_cache.h"
 #include "support/driver_fixture.h"
 #include "support/lock_probe.h"

@@ -3,7 +3,7 @@
 
 #include "core/register_types.h"
 #include "core/result_codes.h"
-#include "core/station_set.h"
+#include "cycle/station_set.h"
 #include "mirror/register_cache.h"
 #include "modbus/read_request.h"
 #include "modbus/reply_check.h"

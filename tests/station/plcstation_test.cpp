@@ -23,7 +23,7 @@
 
 namespace {
 
-using namespace plc;
+using namespace plc::station;
 using namespace plc::test;
 using namespace std::chrono_literals;
 

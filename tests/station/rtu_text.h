@@ -7,6 +7,8 @@
 
 namespace plc::test {
 
+using station::Bytes;
+
 /// Bytes from hex text; blanks between and within groups do not matter. Fails the test on anything else.
 Bytes bytes(const std::string &hex);
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace plc;
+using namespace plc::station;
 
 using Values = std::vector<std::uint16_t>;
 

@@ -6,7 +6,7 @@
 
 namespace {
 
-using namespace plc;
+using namespace plc::station;
 using plc::test::bytes;
 
 TEST(StationBytes, ReadHighByteFirst)

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace plc;
+using namespace plc::station;
 using namespace std::chrono_literals;
 using plc::test::bytes;
 using plc::test::rtu;

@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace plc;
+using namespace plc::station;
 
 std::vector<int> stations(const std::string &text, int last = 247)
 {

@@ -14,6 +14,8 @@ extern char **environ;
 
 namespace plc::test {
 
+using namespace station;
+
 namespace {
 
 using namespace std::chrono_literals;

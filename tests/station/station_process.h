@@ -11,6 +11,8 @@
 
 namespace plc::test {
 
+using station::Bytes;
+
 /// What a program left behind.
 struct ProgramResult
 {

@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace plc;
+using namespace plc::station;
 using plc::test::bytes;
 using plc::test::rtu;
 using plc::test::operator+;

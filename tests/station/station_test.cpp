@@ -9,7 +9,7 @@
 
 namespace {
 
-using namespace plc;
+using namespace plc::station;
 using plc::test::bytes;
 using plc::test::operator+;
 

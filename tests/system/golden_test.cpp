@@ -80,7 +80,7 @@ protected:
             shown += " " + (word == project.path() ? std::string("PROJECT") : word);
         Words words{"-c", "input=$1; shift; exec \"$@\" <\"$input\"", "sh", input, PLC_HOST_PROGRAM};
         plc::host::ChildProcess child("/bin/sh", words + arguments, true);
-        const auto code = child.waitForEnd(plc::host::steadyNow() + kPatience);
+        const auto code = child.waitForEnd(plc::runtime::steadyNow() + kPatience);
         ASSERT_TRUE(code) << "still runs: " << shown;
         text +=
             maskedLines("$ " + shown, station->terminal()) + maskedLines(child.output(), station->terminal());

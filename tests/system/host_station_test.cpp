@@ -200,9 +200,9 @@ TEST_F(HostAndStation, EndsWithThreeWhenTheStationRefuses)
 TEST_F(HostAndStation, EndsWithThreeLongBeforeTheTimeOut)
 {
     serve({"--size", "1000"});
-    const auto start = plc::host::steadyNow();
+    const auto start = plc::runtime::steadyNow();
     EXPECT_EQ(3, host("read", {"4x:1000", "-o", "60"}).exitCode);
-    EXPECT_LT(plc::host::steadyNow() - start, std::chrono::seconds(60));
+    EXPECT_LT(plc::runtime::steadyNow() - start, std::chrono::seconds(60));
 }
 
 TEST_F(HostAndStation, EndsWithThreeInRelayModeToo)
@@ -237,9 +237,9 @@ TEST_F(HostAndStation, EndsWithFiveWhenThePortIsLost)
 {
     serve({});
     plc::host::ChildProcess watch(PLC_HOST_PROGRAM, {"watch", "-p", station->terminal(), "4x:100"}, true);
-    ASSERT_TRUE(watch.readLine(plc::host::steadyNow() + kPatience).has_value());
+    ASSERT_TRUE(watch.readLine(plc::runtime::steadyNow() + kPatience).has_value());
     station->process().signal(SIGKILL);
-    EXPECT_EQ(5, watch.waitForEnd(plc::host::steadyNow() + kPatience));
+    EXPECT_EQ(5, watch.waitForEnd(plc::runtime::steadyNow() + kPatience));
     EXPECT_THAT(watch.errors(), HasSubstr("is lost while"));
 }
 
@@ -265,9 +265,9 @@ TEST_F(HostAndStation, CountsWhatAnInterruptionLeftUndoneAsNoReply)
     serve({});
     plc::host::ChildProcess read(PLC_HOST_PROGRAM,
                                  {"read", "-p", station->terminal(), "-o", "60", "4x:100", "4x:100@9"}, true);
-    ASSERT_TRUE(read.readLine(plc::host::steadyNow() + kPatience).has_value());
+    ASSERT_TRUE(read.readLine(plc::runtime::steadyNow() + kPatience).has_value());
     read.signal(SIGINT);
-    EXPECT_EQ(6, read.waitForEnd(plc::host::steadyNow() + kPatience));
+    EXPECT_EQ(6, read.waitForEnd(plc::runtime::steadyNow() + kPatience));
     EXPECT_EQ("4x:100@9 = ?  (interrupted)\n", read.output());
     EXPECT_THAT(read.errors(), HasSubstr("4x:100@9: interrupted before station 9 had answered"));
 }

@@ -66,7 +66,7 @@ std::string areasOfEightStations()
     return QJsonDocument(QJsonObject{{"stations", stations}}).toJson().toStdString();
 }
 
-std::vector<double> knownValues(const host::Variable &variable)
+std::vector<double> knownValues(const runtime::Variable &variable)
 {
     const int station = variable.station.value_or(0);
     const int baseType = variable.area->baseType;

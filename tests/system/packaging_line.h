@@ -8,7 +8,7 @@
 
 #include <functional>
 
-#include "host/project_file.h"
+#include "host/project/project_file.h"
 #include "programs.h"
 
 namespace plc::test {
@@ -24,7 +24,7 @@ std::uint32_t known(int station, int baseType, int address);
 std::string areasOfEightStations();
 
 /// What the stations hold for a variable.
-std::vector<double> knownValues(const host::Variable &variable);
+std::vector<double> knownValues(const runtime::Variable &variable);
 
 /// A line of output as JSON; a test fails where it is none.
 QJsonObject json(const std::string &line);

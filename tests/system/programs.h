@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "host/child_process.h"
+#include "host/commands/child_process.h"
 
 namespace plc::test {
 

@@ -1,9 +1,10 @@
 // The panel's view of a link, in one process: the library loaded by name, a plcstation on the other end.
 
-#include "host/session.h"
+#include "runtime/panel/session.h"
 
 #include <QCoreApplication>
 
+#include "host/serial_port.h"
 #include "programs.h"
 
 namespace {
@@ -28,7 +29,8 @@ protected:
     {
         station = startStation(stationArguments);
         settings.port = station->terminal();
-        session = std::make_unique<Session>(driver, settings);
+        session =
+            std::make_unique<Session>(driver, settings, Surroundings{openSerialPort, [] { return false; }});
     }
 
     Variable variable(const std::string &text) { return parseVariable(text, settings.oneBased()); }
@@ -48,7 +50,7 @@ protected:
 TEST_F(SessionTest, EndsEveryOneOfManyWritesInOrder)
 {
     begin({});
-    session->start(false);
+    session->start();
     std::vector<Ticket> tickets;
     for (std::uint32_t i = 0; i < 300; ++i)
         tickets.push_back(write("4x:" + std::to_string(100 + i % 7), {i}));
@@ -61,7 +63,7 @@ TEST_F(SessionTest, ReportsAWriteOfManyPiecesOnce)
 {
     settings.maxBlock = 2;
     begin({});
-    session->start(false);
+    session->start();
     EXPECT_EQ(OperationEnd::Good, session->await(write("4x:100:9", {1, 2, 3, 4, 5, 6, 7, 8, 9})).end);
     EXPECT_EQ((Values{1, 2, 3, 4, 5, 6, 7, 8, 9}), readBack("4x:100:9"));
 }
@@ -69,7 +71,7 @@ TEST_F(SessionTest, ReportsAWriteOfManyPiecesOnce)
 TEST_F(SessionTest, TellsRefusalFromSilence)
 {
     begin({"--size", "1000"});
-    session->start(false);
+    session->start();
     const Ticket refused = write("4x:1000", {1});
     const Ticket silent = write("4x:1@9", {1});
     const Ticket good = write("4x:1", {1});
@@ -83,7 +85,7 @@ TEST_F(SessionTest, EndsTheWritesOfAStationThatIsSwitchedOff)
 {
     begin({});
     session->setStationEnabled(9, false);
-    session->start(false);
+    session->start();
     const Ticket dropped = write("4x:1@9", {1});
     session->setStationEnabled(9, false);
     EXPECT_EQ(OperationEnd::Dropped, session->result(dropped).end);
@@ -100,7 +102,7 @@ TEST_F(SessionTest, FailsOrdersForAStationThatDoesNotAnswerAtOnceUntilItIsBack)
     session->watch(variable("4x:0@1"));
     const int watched = session->watch(variable("4x:0@9"));
     station->process().signal(SIGSTOP);
-    session->start(false);
+    session->start();
     while (!session->isOffline(9))
         session->pump(steadyNow() + std::chrono::milliseconds(20));
     EXPECT_EQ(VariableState::Offline, session->status(watched).state);
@@ -117,7 +119,7 @@ TEST_F(SessionTest, WritesABitFromTheMirrorOnlyWhenItsRegisterIsKnown)
 {
     settings.options = plc::kOptionBitFromMirror;
     begin({});
-    session->start(false);
+    session->start();
     ASSERT_EQ(OperationEnd::Good, session->await(write("4x:35", {0xFFF0})).end);
     EXPECT_THROW(write("4x_bit:35.0", {1}), Failure);
     EXPECT_EQ((Values{0xFFF0}), readBack("4x:35"));
@@ -129,7 +131,7 @@ TEST_F(SessionTest, WritesABitFromTheMirrorOnlyWhenItsRegisterIsKnown)
 TEST_F(SessionTest, ForgetsAResultThatNobodyAsksForAnyMore)
 {
     begin({});
-    session->start(false);
+    session->start();
     const Ticket ticket = write("4x:1", {1});
     ASSERT_EQ(OperationEnd::Good, session->await(ticket).end);
     session->forget(ticket);
@@ -141,7 +143,7 @@ TEST_F(SessionTest, ServesWritesDuringThePauseBetweenScans)
     settings.pollInterval = std::chrono::hours(1);
     begin({});
     session->watch(variable("4x:0"));
-    session->start(false);
+    session->start();
     EXPECT_EQ(OperationEnd::Good, session->await(write("4x:0", {7})).end);
     EXPECT_EQ((Values{7}), readBack("4x:0"));
 }
@@ -153,7 +155,7 @@ TEST_F(SessionTest, KeepsTheStateOfEachVariable)
     const int refused = session->watch(variable("4x:900:150"));
     const int silent = session->watch(variable("4x:0@9"));
     EXPECT_EQ(VariableState::NeverRead, session->status(good).state);
-    session->start(false);
+    session->start();
     while (session->status(silent).scans == 0 || session->status(refused).scans == 0)
         session->pump(steadyNow() + std::chrono::milliseconds(20));
     EXPECT_EQ(VariableState::Good, session->status(good).state);
@@ -167,7 +169,7 @@ TEST_F(SessionTest, KeepsTheStateOfEachVariable)
 TEST_F(SessionTest, EndsEverythingWhenThePortIsLost)
 {
     begin({});
-    session->start(false);
+    session->start();
     station->process().signal(SIGSTOP);
     const Ticket first = write("4x:1", {1});
     const Ticket second = write("4x:1", {2});
@@ -185,7 +187,7 @@ TEST_F(SessionTest, RefusesAWriteThatNoFrameCanCarry)
     begin({});
     EXPECT_THROW(write("4x:0:124", Values(124, 1)), Failure);
     EXPECT_THROW(write("0x:0:1969", Values(1969, 1)), Failure);
-    session->start(false);
+    session->start();
     EXPECT_EQ(OperationEnd::Good, session->await(write("4x:0:123", Values(123, 1))).end);
 }
 

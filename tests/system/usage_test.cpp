@@ -41,7 +41,7 @@ TEST(Threads, ThatCannotBeMadeAreToldAndNotWaitedFor)
     plc::host::ChildProcess process(
         "/bin/sh", {"-c", "ulimit -s " + stack + " && exec \"$0\" read -p /dev/null 4x:1", PLC_HOST_PROGRAM},
         true);
-    EXPECT_EQ(5, process.waitForEnd(plc::host::steadyNow() + kPatience));
+    EXPECT_EQ(5, process.waitForEnd(plc::runtime::steadyNow() + kPatience));
     EXPECT_THAT(process.errors(), HasSubstr("plchost: no thread can be made to serve port '/dev/null'"));
 }
 #endif

@@ -17,7 +17,7 @@ namespace {
 
 using namespace plc::test;
 using plc::host::ChildProcess;
-using plc::host::steadyNow;
+using plc::runtime::steadyNow;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;

@@ -4,10 +4,10 @@
 
 #include <random>
 
-#include "core/station_set.h"
-#include "read_list/panel.h"
+#include "cycle/station_set.h"
 #include "support/lock_probe.h"
 #include "threads/beside_the_cycle.h"
+#include "varlists/panel.h"
 
 namespace plc::test {
 

@@ -5,8 +5,8 @@
 #include <set>
 #include <string>
 
-#include "read_list/panel.h"
 #include "threads/beside_the_cycle.h"
+#include "varlists/panel.h"
 
 namespace plc::test {
 

@@ -1,0 +1,77 @@
+#include "host/commands/command_options.h"
+
+#include <cstdio>
+
+#include "runtime/line/failure.h"
+
+namespace plc::host {
+
+namespace {
+
+/// Areas by the digits that Modbus command-line masters have for them.
+std::string areaOfType(const std::string &type)
+{
+    if (type == "0" || type == "1" || type == "3" || type == "4")
+        return type + "x";
+    return type;
+}
+
+Parity parityOf(const std::string &name)
+{
+    if (name == "odd")
+        return Parity::Odd;
+    return name == "none" ? Parity::None : Parity::Even;
+}
+
+} // namespace
+
+LinkSettings CommandOptions::link() const
+{
+    LinkSettings settings;
+    settings.port = port;
+    settings.baud = baud;
+    settings.parity = parityOf(parity);
+    settings.stopBits = stopBits;
+    settings.timeout = fromSeconds(timeoutSeconds);
+    if (lateGuardSeconds >= 0)
+        settings.lateGuard = fromSeconds(lateGuardSeconds);
+    settings.turnaround = std::chrono::milliseconds(turnaroundMs);
+    settings.retries = retries;
+    settings.station = station;
+    settings.linkMode = linkMode;
+    settings.maxBlock = maxBlock;
+    for (const std::string &name : options)
+        settings.options |= optionMask(name);
+    settings.echo = echo;
+    for (const std::string &name : without)
+        turnOff(&settings.policies, name);
+    settings.policies.offline = settings.policies.offline && asksForEver;
+    settings.offline.failures = offlineAfter;
+    settings.offline.firstProbe = fromSeconds(firstProbeSeconds);
+    settings.offline.longestProbe = fromSeconds(longestProbeSeconds);
+    if (settings.offline.firstProbe > settings.offline.longestProbe)
+        throw Failure(FailureKind::Usage,
+                      "the first trial (--first-trial) comes later than the longest distance of the "
+                      "trials (--longest-trial) allows; make it shorter");
+    settings.pollInterval = std::chrono::milliseconds(intervalMs);
+    settings.driverPath = driver;
+    if (settings.turnaround >= settings.timeout && !quiet)
+        std::fprintf(
+            stderr, "plchost: the pause after a broadcast (--turnaround) should be shorter than the wait for "
+                    "a reply (--timeout)\n");
+    return settings;
+}
+
+std::vector<Variable> CommandOptions::variableList(bool oneBased) const
+{
+    std::vector<Variable> list;
+    for (const std::string &text : variables)
+        list.push_back(parseVariable(text, oneBased));
+    if (!type.empty())
+        list.push_back(parseVariable(areaOfType(type) + ":" + start + ":" + std::to_string(count), oneBased));
+    if (list.empty())
+        throw Failure(FailureKind::Usage, "no variable is given; name at least one, as 4x:100:10");
+    return list;
+}
+
+} // namespace plc::host

@@ -1,0 +1,107 @@
+/// @file
+/// Options of the commands as they were typed, and how they become settings.
+#ifndef PLC_COMMANDS_COMMAND_OPTIONS_H
+#define PLC_COMMANDS_COMMAND_OPTIONS_H
+
+#include <string>
+#include <vector>
+
+#include "host/commands/output.h"
+#include "host/runtime_names.h"
+#include "runtime/master/link_settings.h"
+#include "runtime/panel/values.h"
+#include "runtime/panel/variable.h"
+
+namespace plc::host {
+
+/// How values are shown and what is told besides them.
+struct OutputOptions
+{
+    std::string format = "text";
+    bool hex = false;
+    bool isSigned = false;
+    bool verbose = false;
+    bool quiet = false;
+
+    NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
+    Format outputFormat() const { return formatOf(format); }
+};
+
+/// As typed. link() and the other functions check and convert.
+struct CommandOptions : OutputOptions
+{
+    std::string port;
+    int station = 1;
+    int baud = 19200;
+    std::string parity = "even";
+    int dataBits = 8;
+    int stopBits = 0;
+    double timeoutSeconds = 1.0;
+    double lateGuardSeconds = -1; ///< negative = as long as the time-out
+    int turnaroundMs = 100;
+    int retries = 2;
+    int linkMode = 0;
+    int maxBlock = 100;
+    std::vector<std::string> options;
+    bool echo = false;
+    std::vector<std::string> without;
+    bool asksForEver = false; ///< not every request just once, so that a dead station may be left alone
+    int offlineAfter = OfflineSettings().failures;
+    double firstProbeSeconds = seconds(OfflineSettings().firstProbe);
+    double longestProbeSeconds = seconds(OfflineSettings().longestProbe);
+    std::string driver;
+
+    std::vector<std::string> variables;
+    std::string type;
+    std::string start;
+    int count = 1;
+    int intervalMs = 0;
+
+    /// Settings of the link. Warns on standard error about settings that are allowed and unwise.
+    /// @throw Failure  (wrong usage)
+    LinkSettings link() const;
+    /// The variables given by name and the one given by -t, -r and -c.
+    /// @throw Failure  (wrong usage)
+    std::vector<Variable> variableList(bool oneBased) const;
+};
+
+struct WriteOptions : CommandOptions
+{
+    std::vector<std::string> assignments;
+    bool verify = false;
+};
+
+struct WatchOptions : CommandOptions
+{
+    double forSeconds = 0; ///< 0 = without end
+    bool once = false;
+};
+
+struct DemoOptions : CommandOptions
+{
+    std::string stationProgram; ///< empty = the one beside this program
+};
+
+struct RunOptions : OutputOptions
+{
+    std::string file;
+    std::string port;        ///< empty = the project's
+    std::string driver;      ///< empty = the one beside this program
+    double forSeconds = 0;   ///< 0 = without end
+    double everySeconds = 0; ///< 0 = only at the end
+    int scans = 0;           ///< 0 = without end
+};
+
+struct PlanOptions
+{
+    std::string file;
+    std::string driver; ///< empty = the one beside this program
+    std::string format = "text";
+    int baud = 0; ///< 0 = the project's
+    double answerDelayMs = 0;
+    bool allNames = false;
+};
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,33 @@
+/// @file
+/// The commands of plchost. Each runs once, with the options that were typed, and throws Failure where it cannot go on.
+#ifndef PLC_COMMANDS_COMMANDS_H
+#define PLC_COMMANDS_COMMANDS_H
+
+#include "host/exit_codes.h"
+#include "host/runtime_names.h"
+
+namespace plc::host {
+
+struct CommandOptions;
+struct DemoOptions;
+struct PlanOptions;
+struct RunOptions;
+struct WatchOptions;
+struct WriteOptions;
+
+/// plchost read: reads each variable once.
+ExitCode readVariables(const CommandOptions &options);
+/// plchost write: writes values and waits until each write has ended.
+ExitCode writeVariables(const WriteOptions &options);
+/// plchost watch: reads variables over and over.
+ExitCode watchVariables(const WatchOptions &options);
+/// plchost run: plays the runtime of a project.
+ExitCode runProject(const RunOptions &options);
+/// plchost plan: what a project costs on the line.
+ExitCode planProject(const PlanOptions &options);
+/// plchost demo: everything at once against a simulated station of its own.
+ExitCode runDemo(const DemoOptions &options);
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,34 @@
+#include "host/commands/interrupt.h"
+
+#include <atomic>
+#include <csignal>
+
+namespace plc::host {
+
+namespace {
+
+// The signal may come to any thread, and the main thread asks.
+std::atomic<bool> caught{false};
+static_assert(ATOMIC_BOOL_LOCK_FREE == 2, "a signal handler must not wait for a lock");
+
+void note(int number)
+{
+    caught = true;
+    // A program that hangs can still be ended.
+    std::signal(number, SIG_DFL);
+}
+
+} // namespace
+
+void catchInterrupts()
+{
+    std::signal(SIGINT, note);
+    std::signal(SIGTERM, note);
+}
+
+bool isInterrupted()
+{
+    return caught;
+}
+
+} // namespace plc::host

@@ -1,0 +1,320 @@
+#include "host/commands/output.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "runtime/line/exception_codes.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr int kUsualWidth = 80;
+constexpr int kUsualHeight = 24;
+
+long milliseconds(Time time)
+{
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
+}
+
+std::string quoted(const std::string &text)
+{
+    std::string result = "\"";
+    for (const char letter : text) {
+        if (letter == '"' || letter == '\\')
+            result += '\\';
+        if (static_cast<unsigned char>(letter) < 0x20) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(letter));
+            result += code;
+            continue;
+        }
+        result += letter;
+    }
+    return result + "\"";
+}
+
+std::string fullState(const Row &row)
+{
+    return row.detail.empty() ? row.state : row.state + ": " + row.detail;
+}
+
+winsize terminalSize()
+{
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0)
+        size = winsize{};
+    if (size.ws_col == 0)
+        size.ws_col = kUsualWidth;
+    if (size.ws_row == 0)
+        size.ws_row = kUsualHeight;
+    return size;
+}
+
+std::string clipped(const std::string &text, std::size_t width)
+{
+    if (text.size() <= width)
+        return text;
+    return width < 4 ? text.substr(0, width) : text.substr(0, width - 3) + "...";
+}
+
+std::string counterLine(const Counters &c)
+{
+    std::string line = "requests " + std::to_string(c.requests) + ", good " + std::to_string(c.good) +
+                       ", time-outs " + std::to_string(c.timeouts) + ", bad " + std::to_string(c.bad) +
+                       ", exceptions " + std::to_string(c.exceptions) + ", no reply due " +
+                       std::to_string(c.unanswered) + ", retries " + std::to_string(c.retries);
+    if (c.lineBusy > 0)
+        line += ", line never silent " + std::to_string(c.lineBusy);
+    if (c.ignoredReplies > 0)
+        line += ", replies ignored " + std::to_string(c.ignoredReplies);
+    return line;
+}
+
+} // namespace
+
+Format formatOf(const std::string &name)
+{
+    if (name == "csv")
+        return Format::Csv;
+    return name == "ndjson" ? Format::NdJson : Format::Text;
+}
+
+NumberStyle numberStyleOf(bool hex, bool isSigned)
+{
+    if (hex)
+        return NumberStyle::Hex;
+    return isSigned ? NumberStyle::Signed : NumberStyle::Unsigned;
+}
+
+std::string fixed(double value, int digits)
+{
+    char text[48];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    return text;
+}
+
+Row rowOf(const Variable &variable, int station, const WatchStatus &status, const Values &values)
+{
+    Row row;
+    row.variable = variable;
+    row.station = station;
+    row.state = stateName(status.state);
+    if (status.state == VariableState::Refused)
+        row.detail = exceptionLabel(status.last.exceptionCode);
+    if (status.hasValue) {
+        row.values = values;
+        row.age = status.age;
+    }
+    return row;
+}
+
+const char *stateName(VariableState state)
+{
+    switch (state) {
+    case VariableState::Good:
+        return "good";
+    case VariableState::Stale:
+        return "stale";
+    case VariableState::Refused:
+        return "refused";
+    case VariableState::NoAnswer:
+        return "no answer";
+    case VariableState::BadReply:
+        return "bad reply";
+    case VariableState::LineBusy:
+        return "line busy";
+    case VariableState::SwitchedOff:
+        return "switched off";
+    case VariableState::Offline:
+        return "offline";
+    case VariableState::NeverRead:
+        break;
+    }
+    return "never read";
+}
+
+const char *stateName(OperationEnd end)
+{
+    switch (end) {
+    case OperationEnd::Good:
+        return "good";
+    case OperationEnd::Refused:
+        return "refused";
+    case OperationEnd::Unusable:
+        return "bad reply";
+    case OperationEnd::LineBusy:
+        return "line busy";
+    case OperationEnd::PortLost:
+        return "port lost";
+    case OperationEnd::Unconfirmed:
+        return "sent, not confirmed";
+    case OperationEnd::Dropped:
+        return "switched off";
+    case OperationEnd::Offline:
+        return "offline";
+    case OperationEnd::NoReply:
+        return "no answer";
+    case OperationEnd::Open:
+        break;
+    }
+    return "interrupted";
+}
+
+std::string formatAge(Time age)
+{
+    const long ms = milliseconds(age);
+    return ms < 1000 ? std::to_string(ms) + " ms" : fixed(seconds(age), 1) + " s";
+}
+
+std::string RowPrinter::render(const Row &row)
+{
+    const bool isFirst = !headDone_;
+    headDone_ = true;
+    switch (format_) {
+    case Format::Csv:
+        if (!isFirst)
+            return csv(row);
+        return (row.moment ? "time_s,name,station,value,state,age_ms\n" : "name,station,value,state\n") +
+               csv(row);
+    case Format::NdJson:
+        return json(row);
+    case Format::Text:
+        break;
+    }
+    return text(row);
+}
+
+void RowPrinter::print(const Row &row)
+{
+    std::fputs(render(row).c_str(), stdout);
+    std::fflush(stdout);
+}
+
+std::string RowPrinter::text(const Row &row) const
+{
+    std::string line;
+    if (row.moment)
+        line += fixed(seconds(*row.moment), 3) + "  ";
+    line += row.variable.text + " = ";
+    line += row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "?";
+    if (row.state != stateName(OperationEnd::Good) || row.age)
+        line += "  (" + fullState(row) + (row.age ? ", " + formatAge(*row.age) + " old" : "") + ")";
+    return line + "\n";
+}
+
+std::string RowPrinter::csv(const Row &row) const
+{
+    const std::string before = row.moment ? fixed(seconds(*row.moment), 3) + "," : "";
+    const std::string after =
+        row.moment ? "," + (row.age ? std::to_string(milliseconds(*row.age)) : std::string()) : "";
+    std::string lines;
+    for (int index = 0; index < row.variable.count; ++index) {
+        lines += before + row.variable.nameOf(index) + "," + std::to_string(row.station) + ",";
+        if (row.values)
+            lines +=
+                formatValue((*row.values)[static_cast<std::size_t>(index)], row.variable.area->unit, style_);
+        lines += "," + row.state + after + "\n";
+    }
+    return lines;
+}
+
+std::string RowPrinter::json(const Row &row) const
+{
+    std::string line = "{";
+    if (row.moment)
+        line += "\"time_s\":" + fixed(seconds(*row.moment), 3) + ",";
+    line += "\"variable\":" + quoted(row.variable.text) + ",\"station\":" + std::to_string(row.station) +
+            ",\"state\":" + quoted(row.state);
+    if (!row.detail.empty())
+        line += ",\"detail\":" + quoted(row.detail);
+    if (row.age)
+        line += ",\"age_ms\":" + std::to_string(milliseconds(*row.age));
+    if (row.values) {
+        line += ",\"values\":[";
+        for (std::size_t i = 0; i < row.values->size(); ++i) {
+            const std::string value = formatValue((*row.values)[i], row.variable.area->unit, style_);
+            line += (i > 0 ? "," : "") + (style_ == NumberStyle::Hex ? quoted(value) : value);
+        }
+        line += "]";
+    }
+    return line + "}\n";
+}
+
+std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells)
+{
+    std::vector<std::size_t> widths;
+    for (const auto &row : cells) {
+        widths.resize(std::max(widths.size(), row.size()), 0);
+        for (std::size_t i = 0; i < row.size(); ++i)
+            widths[i] = std::max(widths[i], row[i].size());
+    }
+    std::vector<std::string> lines;
+    for (const auto &row : cells) {
+        std::string line;
+        for (std::size_t i = 0; i < row.size(); ++i) {
+            std::string cell = row[i];
+            if (i + 1 < row.size())
+                cell.resize(widths[i] + 2, ' ');
+            line += cell;
+        }
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+std::vector<std::string> fitInto(std::vector<std::string> lines, std::size_t height)
+{
+    if (lines.size() <= height || height < 2)
+        return lines;
+    const std::size_t hidden = lines.size() - (height - 1);
+    lines.resize(height - 1);
+    lines.push_back("... " + std::to_string(hidden) + " more");
+    return lines;
+}
+
+void LiveTable::draw(const std::vector<Row> &rows)
+{
+    constexpr std::size_t kValueWidth = 40;
+    std::vector<std::vector<std::string>> cells{{"variable", "station", "value", "age", "state"}};
+    for (const Row &row : rows) {
+        const std::string value =
+            row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "-";
+        cells.push_back({row.variable.text, std::to_string(row.station), clipped(value, kValueWidth),
+                         row.age ? formatAge(*row.age) : "-", fullState(row)});
+    }
+    std::string screen;
+    if (linesDrawn_ > 0)
+        screen = "\x1b[" + std::to_string(linesDrawn_) + "A";
+    // A line that wraps would spoil the way back up.
+    const winsize size = terminalSize();
+    const auto width = static_cast<std::size_t>(size.ws_col - 1);
+    // Nor may the head of the table leave the screen: nothing leads back to it. The cursor has the last line.
+    const std::vector<std::string> lines = fitInto(layOut(cells), static_cast<std::size_t>(size.ws_row - 1));
+    for (const std::string &line : lines)
+        screen += "\r" + clipped(line, width) + "\x1b[K\n";
+    linesDrawn_ = static_cast<int>(lines.size());
+    screen += "\x1b[J";
+    std::fputs(screen.c_str(), stdout);
+    std::fflush(stdout);
+}
+
+std::string describeStatistics(const Statistics &statistics, Time duration)
+{
+    const Counters &total = statistics.total;
+    const double runSeconds = seconds(duration);
+    const double rate = runSeconds > 0 ? static_cast<double>(total.requests) / runSeconds : 0.0;
+    std::string text = counterLine(total) + "\n";
+    if (statistics.stations.size() > 1) {
+        for (const auto &[station, counters] : statistics.stations)
+            text += "station " + std::to_string(station) + ": " + counterLine(counters) + "\n";
+    }
+    text += "bytes out " + std::to_string(total.bytesOut) + ", in " + std::to_string(total.bytesIn) +
+            ", thrown away " + std::to_string(total.foreignBytes) + "\n";
+    return text + fixed(rate, 1) + " requests per second over " + fixed(runSeconds, 1) + " s\n";
+}
+
+} // namespace plc::host

@@ -1,0 +1,103 @@
+/// @file
+/// Values on standard output, for people and for programs.
+#ifndef PLC_COMMANDS_OUTPUT_H
+#define PLC_COMMANDS_OUTPUT_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/runtime_names.h"
+#include "runtime/panel/session.h"
+#include "runtime/panel/values.h"
+
+namespace plc::host {
+
+enum class Format
+{
+    Text,
+    Csv,
+    NdJson
+};
+
+/// "text", "csv" or "ndjson"; anything else is text.
+Format formatOf(const std::string &name);
+
+NumberStyle numberStyleOf(bool hex, bool isSigned);
+
+/// "12.50" with two digits.
+std::string fixed(double value, int digits);
+
+/// One variable as it is shown.
+struct Row
+{
+    Variable variable;
+    int station = 0;
+    std::optional<Values> values; ///< nothing when none are known
+    std::string state;            ///< "good", "refused", ...
+    std::string detail;           ///< more about the state, may be empty
+    std::optional<Time> age;
+    std::optional<Time> moment; ///< since the start, for repeated rows
+};
+
+/// The row of a variable that is read over and over.
+/// @param values  as the mirror has them; shown only if the status says that there are any.
+Row rowOf(const Variable &variable, int station, const WatchStatus &status, const Values &values);
+
+/// "never read", "good", "stale", "refused", "no answer", "bad reply", "line busy", "switched off",
+/// "offline".
+const char *stateName(VariableState state);
+
+/// The same for the end of a single operation: "good", "refused", "no answer", "bad reply", "line busy", ...
+const char *stateName(OperationEnd end);
+
+/// Prints rows as they come.
+/// - text: "4x:100:3 = 1 2 3", with moment, state and age where they are given;
+/// - csv: a head line, then a line for each value;
+/// - ndjson: a JSON object on a line for each row.
+class RowPrinter
+{
+public:
+    RowPrinter(Format format, NumberStyle style) : format_(format), style_(style) {}
+    /// What print() prints, line ends included.
+    std::string render(const Row &row);
+    void print(const Row &row);
+
+private:
+    std::string text(const Row &row) const;
+    std::string csv(const Row &row) const;
+    std::string json(const Row &row) const;
+
+    Format format_;
+    NumberStyle style_;
+    bool headDone_ = false;
+};
+
+/// Lines of a table: one of headings and one a row, columns under each other.
+std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells);
+
+/// The lines of a table that fit into @p height lines, the last one telling how many are left out; all of them
+/// when they fit or when @p height is below 2.
+std::vector<std::string> fitInto(std::vector<std::string> lines, std::size_t height);
+
+/// "0.3 s", "12 ms".
+std::string formatAge(Time age);
+
+/// The table of watch on a terminal: redrawn in place, no longer than the terminal is high.
+class LiveTable
+{
+public:
+    explicit LiveTable(NumberStyle style) : style_(style) {}
+    void draw(const std::vector<Row> &rows);
+
+private:
+    NumberStyle style_;
+    int linesDrawn_ = 0;
+};
+
+/// The statistics at the end, several lines.
+std::string describeStatistics(const Statistics &statistics, Time duration);
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,45 @@
+#include <cstdio>
+
+#include "host/commands/command_options.h"
+#include "host/commands/commands.h"
+#include "host/commands/console.h"
+#include "host/commands/result_text.h"
+#include "runtime/master/driver_library.h"
+#include "runtime/panel/session.h"
+
+namespace plc::host {
+
+ExitCode readVariables(const CommandOptions &options)
+{
+    const LinkSettings link = options.link();
+    const std::vector<Variable> variables = options.variableList(link.oneBased());
+    DriverLibrary driver(link.driverPath);
+    Session session(driver, link, systemSurroundings());
+    std::vector<Ticket> tickets;
+    for (const Variable &variable : variables)
+        tickets.push_back(session.read(variable));
+    session.start(traceOnStandardError(options.verbose));
+
+    RowPrinter printer(options.outputFormat(), options.numberStyle());
+    std::vector<OperationEnd> ends;
+    for (std::size_t i = 0; i < variables.size(); ++i) {
+        const OperationResult result = session.await(tickets[i]);
+        ends.push_back(result.end);
+        Row row;
+        row.variable = variables[i];
+        row.station = session.stationOf(variables[i]);
+        row.state = stateName(result.end);
+        if (result.end == OperationEnd::Good)
+            row.values = session.values(variables[i]);
+        else if (result.end != OperationEnd::PortLost)
+            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(),
+                         describeResult(result, row.station, link).c_str());
+        printer.print(row);
+    }
+    session.stop();
+    if (!session.portLost().empty())
+        throw Failure(FailureKind::Port, session.portLost());
+    return exitCodeOf(ends);
+}
+
+} // namespace plc::host

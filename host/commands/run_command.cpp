@@ -1,0 +1,492 @@
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <deque>
+
+#include "host/commands/command_options.h"
+#include "host/commands/commands.h"
+#include "host/commands/console.h"
+#include "host/commands/input_lines.h"
+#include "host/commands/interrupt.h"
+#include "host/commands/output.h"
+#include "host/commands/result_text.h"
+#include "host/project/project_file.h"
+#include "host/project/project_input.h"
+#include "host/project/project_monitor.h"
+#include "runtime/line/line_timing.h"
+#include "runtime/master/driver_library.h"
+#include "runtime/panel/session.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr Time kSlice = std::chrono::milliseconds(20);
+constexpr Time kTableInterval = std::chrono::milliseconds(250);
+constexpr Time kLineInterval = std::chrono::seconds(1); ///< until it is told what is waited for
+constexpr std::size_t kReportsShown = 4;
+constexpr int kUsualRows = 24;
+constexpr int kUsualColumns = 80;
+constexpr int kOtherLines = 5; ///< of a table: headings, page, hint, and some air
+
+/// A page of rows on a terminal, with the latest reports under it, redrawn in place. What people type stands
+/// in the line below.
+class PagedTable
+{
+public:
+    explicit PagedTable(NumberStyle style) : style_(style) {}
+
+    void turnTo(int page) { page_ = page; }
+    void turn() { ++page_; }
+    /// A line was typed: the cursor stands one line lower now.
+    void lineTyped() { moved_ = true; }
+    void report(const std::string &text)
+    {
+        reports_.push_back(text);
+        if (reports_.size() > kReportsShown)
+            reports_.pop_front();
+    }
+
+    /// @return the rows that are to be drawn next, of @p count.
+    std::pair<int, int> visible(int count)
+    {
+        winsize size{};
+        const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 && size.ws_col > 0;
+        columns_ = known ? size.ws_col : kUsualColumns;
+        rows_ =
+            std::max(1, (known ? size.ws_row : kUsualRows) - kOtherLines - static_cast<int>(kReportsShown));
+        const int pages = (count + rows_ - 1) / rows_;
+        page_ = page_ > pages ? 1 : std::max(page_, 1);
+        const int from = (page_ - 1) * rows_;
+        title_ = "variables " + std::to_string(from + 1) + " to " +
+                 std::to_string(std::min(from + rows_, count)) + " of " + std::to_string(count);
+        if (pages > 1)
+            title_ +=
+                ", page " + std::to_string(page_) + " of " + std::to_string(pages) + " (Enter turns it)";
+        return {from, std::min(from + rows_, count)};
+    }
+
+    void draw(const std::vector<Row> &rows)
+    {
+        std::vector<std::vector<std::string>> cells{{"variable", "station", "value", "age", "state"}};
+        for (const Row &row : rows)
+            cells.push_back(
+                {row.variable.text, std::to_string(row.station),
+                 row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "-",
+                 row.age ? formatAge(*row.age) : "-",
+                 row.state + (row.detail.empty() ? "" : ": " + row.detail)});
+        std::vector<std::string> lines = layOut(cells);
+        lines.push_back(title_);
+        lines.insert(lines.end(), reports_.begin(), reports_.end());
+        show(lines);
+    }
+
+private:
+    void show(const std::vector<std::string> &lines)
+    {
+        // The typed part of a line survives as long as the picture keeps its height.
+        const bool inPlace = !moved_ && linesDrawn_ == lines.size();
+        std::string screen = inPlace ? "\x1b"
+                                       "7"
+                                     : "";
+        const std::size_t up = linesDrawn_ + (moved_ ? 1 : 0);
+        if (up > 0)
+            screen += "\r\x1b[" + std::to_string(up) + "A";
+        for (const std::string &line : lines)
+            screen += "\r" + line.substr(0, static_cast<std::size_t>(columns_ - 1)) + "\x1b[K\n";
+        screen += inPlace ? "\x1b"
+                            "8"
+                          : "\r\x1b[J";
+        std::fputs(screen.c_str(), stdout);
+        std::fflush(stdout);
+        linesDrawn_ = lines.size();
+        moved_ = false;
+    }
+
+    NumberStyle style_;
+    int page_ = 1;
+    int rows_ = 1;
+    int columns_ = kUsualColumns;
+    std::string title_;
+    std::deque<std::string> reports_;
+    std::size_t linesDrawn_ = 0;
+    bool moved_ = false;
+};
+
+/// A write on its way.
+struct OpenWrite
+{
+    Ticket ticket;
+    int variable;
+    Values values;
+};
+
+/// One run of the command.
+class Run
+{
+public:
+    Run(const RunOptions &options, Project project)
+        : options_(options), project_(std::move(project)), driver_(options.driver),
+          session_(driver_, project_.link, systemSurroundings()), monitor_(project_),
+          input_(project_.variables), lines_(STDIN_FILENO),
+          onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
+          printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
+    {
+        registerVariables(driver_, project_.variables, project_.rows);
+        session_.setLevelStations(levelStations(project_.variables, project_.rows, project_.link));
+        session_.setListener([this](const News &news) {
+            monitor_.note(news);
+            if (news.station)
+                tell("plchost: " + describe(*news.station), stderr);
+        });
+    }
+
+    ExitCode run()
+    {
+        session_.start(traceOnStandardError(options_.verbose));
+        const Time start = steadyNow();
+        const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
+        const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
+        Time nextShow = start + interval;
+        while (!isOver(end)) {
+            for (const InputLine &line : lines_.take(kSlice))
+                takeLine(line);
+            pump();
+            if (interval == Time::zero() || steadyNow() < nextShow)
+                continue;
+            show(steadyNow() - start);
+            nextShow = std::max(nextShow + interval, steadyNow());
+        }
+        finishWrites();
+        session_.stop();
+        endedAt_ = steadyNow();
+        reportEnded();
+        reportUnfinished();
+        show(endedAt_ - start);
+        return finish();
+    }
+
+private:
+    bool isOver(Time end) const
+    {
+        if (quit_ || isInterrupted() || steadyNow() >= end || !session_.portLost().empty())
+            return true;
+        return options_.scans > 0 && monitor_.scans().scans() >= static_cast<std::uint64_t>(options_.scans);
+    }
+
+    /// Waits for the writes that are open, and says so where that may take long.
+    void finishWrites()
+    {
+        const Time told = steadyNow() + kLineInterval;
+        for (bool tell = true; !writes_.empty() && !isInterrupted() && session_.portLost().empty();) {
+            session_.pump(steadyNow() + kSlice);
+            reportEnded();
+            if (!tell || writes_.empty() || steadyNow() < told)
+                continue;
+            tell = false;
+            this->tell("plchost: " + std::to_string(writes_.size()) +
+                           " writes have not ended yet; Ctrl-C gives them up",
+                       stderr);
+        }
+    }
+
+    void reportUnfinished()
+    {
+        std::size_t unsent = 0;
+        for (const OpenWrite &write : writes_) {
+            const bool isWaiting = session_.isWaiting(write.ticket);
+            unsent += isWaiting ? 1 : 0;
+            report(write, OperationEnd::Open,
+                   isWaiting ? "not sent: the run was ended before its turn"
+                             : "the run was ended before the write had; it may have been sent");
+        }
+        if (unsent > 0)
+            tell("plchost: " + std::to_string(unsent) + (unsent == 1 ? " write was" : " writes were") +
+                     " not sent",
+                 stderr);
+        writes_.clear();
+    }
+
+    void pump()
+    {
+        session_.pump(steadyNow());
+        reportEnded();
+    }
+
+    void takeLine(const InputLine &line)
+    {
+        if (isatty(STDIN_FILENO) != 0)
+            table_.lineTyped();
+        ++linesTaken_;
+        try {
+            if (line.isTooLong)
+                throw Failure(FailureKind::Usage, "it is longer than " +
+                                                      std::to_string(InputLines::kLongest) +
+                                                      " bytes and is passed over up to its end");
+            obey(input_.parse(line.text));
+        } catch (const Failure &failure) {
+            ends_.add(OperationEnd::Unusable);
+            tell("plchost: input line " + std::to_string(linesTaken_) + ": " + failure.what(), stderr);
+        }
+    }
+
+    void obey(const ProjectOrder &order)
+    {
+        switch (order.kind) {
+        case ProjectOrder::Kind::Write:
+            write(order);
+            break;
+        case ProjectOrder::Kind::Station:
+            switchStation(order.station, order.enabled);
+            break;
+        case ProjectOrder::Kind::NextPage:
+            table_.turn();
+            break;
+        case ProjectOrder::Kind::Page:
+            table_.turnTo(order.page);
+            break;
+        case ProjectOrder::Kind::Quit:
+            quit_ = true;
+            break;
+        case ProjectOrder::Kind::Nothing:
+            break;
+        }
+    }
+
+    void write(const ProjectOrder &order)
+    {
+        const Variable &variable = variableAt(order.variable);
+        writes_.push_back({session_.write(variable, order.values), order.variable, order.values});
+    }
+
+    void switchStation(int station, bool enabled)
+    {
+        monitor_.setStationEnabled(station, enabled);
+        session_.setStationEnabled(station, enabled);
+        reportEnded();
+    }
+
+    /// Reports the writes that have ended and forgets them, so that each is reported once.
+    void reportEnded()
+    {
+        std::vector<OpenWrite> open;
+        for (OpenWrite &write : writes_) {
+            const OperationResult result = session_.result(write.ticket);
+            if (result.end == OperationEnd::Open) {
+                open.push_back(std::move(write));
+                continue;
+            }
+            session_.forget(write.ticket);
+            report(
+                write, result.end,
+                result.end == OperationEnd::Good
+                    ? ""
+                    : describeResult(result, session_.stationOf(variableAt(write.variable)), project_.link));
+        }
+        writes_ = std::move(open);
+    }
+
+    void report(const OpenWrite &write, OperationEnd end, const std::string &reason)
+    {
+        const Variable &variable = variableAt(write.variable);
+        const bool done = end == OperationEnd::Good;
+        ends_.add(end);
+        if (options_.outputFormat() == Format::NdJson) {
+            QJsonArray values;
+            for (const std::uint32_t value : write.values)
+                values.append(static_cast<double>(value));
+            QJsonObject line{{"write", QString::fromStdString(variable.label)},
+                             {"values", values},
+                             {"result", done ? "done" : "failed"}};
+            if (!done)
+                line.insert("reason", QString::fromStdString(reason));
+            printJson(line);
+            return;
+        }
+        tell("write " + variable.label + " = " +
+                 formatValues(write.values, variable.area->unit, options_.numberStyle(), ",") +
+                 (done ? ": done" : ": failed: " + reason),
+             options_.outputFormat() == Format::Csv ? stderr : stdout);
+    }
+
+    /// One line for people; under the table where there is one.
+    void tell(const std::string &text, std::FILE *stream)
+    {
+        if (onTerminal_) {
+            table_.report(text);
+            return;
+        }
+        std::fprintf(stream, "%s\n", text.c_str());
+        std::fflush(stream);
+    }
+
+    static void printJson(const QJsonObject &object)
+    {
+        std::printf("%s\n", QJsonDocument(object).toJson(QJsonDocument::Compact).constData());
+        std::fflush(stdout);
+    }
+
+    Row rowAt(int number) const
+    {
+        const Variable &variable = variableAt(number);
+        return rowOf(variable, session_.stationOf(variable), statusOf(number), session_.values(variable));
+    }
+
+    void show(Time moment)
+    {
+        if (onTerminal_) {
+            const auto [from, end] = table_.visible(count());
+            std::vector<Row> rows;
+            for (int i = from; i < end; ++i)
+                rows.push_back(rowAt(i));
+            table_.draw(rows);
+            if (endedAt_ != Time::zero())
+                std::fputs("\r\x1b[K", stdout); // a line that was begun
+            return;
+        }
+        for (int i = 0; i < count(); ++i) {
+            Row row = rowAt(i);
+            row.moment = moment;
+            printer_.print(row);
+        }
+    }
+
+    /// Share of the time in which characters were on the line.
+    double lineShare() const
+    {
+        const Counters &total = session_.statistics().total;
+        const LineTiming timing(project_.link.baud);
+        const double busy =
+            static_cast<double>(total.bytesOut + total.bytesIn) * seconds(timing.wire(1000)) / 1000.0;
+        const double duration = seconds(session_.runningFor());
+        return duration > 0 ? busy / duration : 0.0;
+    }
+
+    std::string describeScans() const
+    {
+        const ScanStatistics &scans = monitor_.scans();
+        std::string text = "full scans " + std::to_string(scans.scans());
+        if (scans.scans() > 0)
+            text += ", seconds per scan " + fixed(seconds(scans.durations().mean()), 3) + " (" +
+                    fixed(seconds(scans.durations().least()), 3) + " to " +
+                    fixed(seconds(scans.durations().most()), 3) + "), requests per scan " +
+                    fixed(scans.requestsPerScan(), 1) + ", bytes per scan " + fixed(scans.bytesPerScan(), 1);
+        text += "\nline in use " + fixed(lineShare() * 100, 1) + " % of the time at " +
+                std::to_string(project_.link.baud) + " baud" +
+                (lineShare() > 1 ? ", more than a real line carries\n" : "\n");
+        for (int level = 0; level < kScanLevels; ++level) {
+            const Spread &spread = scans.refresh(level);
+            if (spread.count() > 0)
+                text += std::string(level == 0 ? "ordinary" : "level " + std::to_string(level)) + ": " +
+                        std::to_string(scans.requestsOf(level)) + " requests, refresh interval min " +
+                        fixed(seconds(spread.least()), 3) + " s, median " +
+                        fixed(seconds(spread.median()), 3) + " s, max " + fixed(seconds(spread.most()), 3) +
+                        " s\n";
+        }
+        return text;
+    }
+
+    QJsonObject statisticsLine() const
+    {
+        const ScanStatistics &scans = monitor_.scans();
+        const Counters &total = session_.statistics().total;
+        QJsonArray levels;
+        for (int level = 0; level < kScanLevels; ++level) {
+            const Spread &spread = scans.refresh(level);
+            if (spread.count() > 0)
+                levels.append(QJsonObject{{"level", level},
+                                          {"requests", scans.requestsOf(level)},
+                                          {"leastS", seconds(spread.least())},
+                                          {"medianS", seconds(spread.median())},
+                                          {"mostS", seconds(spread.most())}});
+        }
+        return {{"scans", static_cast<double>(scans.scans())},
+                {"secondsPerScan", seconds(scans.durations().mean())},
+                {"requestsPerScan", scans.requestsPerScan()},
+                {"bytesPerScan", scans.bytesPerScan()},
+                {"requests", static_cast<double>(total.requests)},
+                {"bytesOut", static_cast<double>(total.bytesOut)},
+                {"bytesIn", static_cast<double>(total.bytesIn)},
+                {"seconds", seconds(session_.runningFor())},
+                {"lineShare", lineShare()},
+                {"refresh", levels}};
+    }
+
+    ExitCode finish()
+    {
+        if (options_.outputFormat() == Format::NdJson)
+            printJson({{"statistics", statisticsLine()}});
+        if (!options_.quiet)
+            std::fputs(
+                (describeStatistics(session_.statistics(), session_.runningFor()) + describeScans()).c_str(),
+                stderr);
+        if (!session_.portLost().empty())
+            throw Failure(FailureKind::Port, session_.portLost());
+        for (int i = 0; i < count(); ++i) {
+            const WatchStatus status = statusOf(i);
+            if (status.state == VariableState::SwitchedOff)
+                continue;
+            ends_.add(status.last.end);
+            tellFailure(variableAt(i), status);
+        }
+        return ends_.exitCode();
+    }
+
+    /// What is wrong with a variable, and what to try.
+    void tellFailure(const Variable &variable, const WatchStatus &status) const
+    {
+        if (status.last.end != OperationEnd::Good)
+            std::fprintf(stderr, "plchost: %s: %s\n", variable.label.c_str(),
+                         describeResult(status.last, session_.stationOf(variable), project_.link).c_str());
+    }
+
+    WatchStatus statusOf(int number) const
+    {
+        return monitor_.status(number, endedAt_ != Time::zero() ? endedAt_ : steadyNow());
+    }
+    int count() const { return static_cast<int>(project_.variables.size()); }
+    const Variable &variableAt(int number) const
+    {
+        return project_.variables[static_cast<std::size_t>(number)];
+    }
+
+    const RunOptions &options_;
+    Project project_;
+    DriverLibrary driver_;
+    Session session_;
+    ProjectMonitor monitor_;
+    ProjectInput input_;
+    InputLines lines_;
+    bool onTerminal_;
+    RowPrinter printer_;
+    PagedTable table_;
+    std::vector<OpenWrite> writes_;
+    EndTally ends_; ///< of writes and of lines that were not understood
+    std::uint64_t linesTaken_ = 0;
+    bool quit_ = false;
+    Time endedAt_{};
+};
+
+} // namespace
+
+ExitCode runProject(const RunOptions &options)
+{
+    Project project = loadProject(options.file);
+    if (!options.port.empty())
+        project.link.port = options.port;
+    if (project.link.port.empty())
+        throw Failure(FailureKind::Usage,
+                      options.file + " names no port; give one with -p PATH, or as 'port' of its 'link'");
+    project.link.driverPath = options.driver;
+    for (const std::string &warning : projectWarnings(project))
+        std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
+    return Run(options, std::move(project)).run();
+}
+
+} // namespace plc::host

@@ -1,0 +1,120 @@
+#include <algorithm>
+#include <cstdio>
+
+#include "host/commands/command_options.h"
+#include "host/commands/commands.h"
+#include "host/commands/console.h"
+#include "host/commands/result_text.h"
+#include "runtime/master/driver_library.h"
+#include "runtime/panel/session.h"
+
+namespace plc::host {
+
+namespace {
+
+/// One write as it was typed.
+struct Assignment
+{
+    Variable variable;
+    Values values;
+};
+
+Assignment parseAssignment(const std::string &text, bool oneBased)
+{
+    const std::size_t equals = text.find('=');
+    if (equals == std::string::npos)
+        throw Failure(FailureKind::Usage,
+                      "'" + text + "' is no write; it must be VARIABLE=VALUE[,VALUE...], as 4x:100=1,2");
+    Assignment assignment;
+    const std::string name = text.substr(0, equals);
+    assignment.variable = parseVariable(name, oneBased);
+    Variable &variable = assignment.variable;
+    assignment.values = parseValues(text.substr(equals + 1), variable.area->unit, text);
+    const int given = static_cast<int>(assignment.values.size());
+    if (variable.countGiven && variable.count != given)
+        throw Failure(FailureKind::Usage, "'" + text + "': the count is " + std::to_string(variable.count) +
+                                              ", but " + std::to_string(given) + " values are given");
+    if (!variable.countGiven && given > 1) {
+        // The variable is checked again with its count: it must not reach beyond the area.
+        const std::size_t at = std::min(name.find('@'), name.size());
+        variable =
+            parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
+        variable.text = name;
+    }
+    return assignment;
+}
+
+/// Reads back what was written. Fills in the row of the write.
+/// @param differs  is set when the station has other values.
+/// @return how reading ended.
+OperationEnd verify(Session &session, const Assignment &assignment, Row *row, bool *differs)
+{
+    const OperationResult result = session.await(session.read(assignment.variable));
+    if (result.end != OperationEnd::Good) {
+        row->state = "written, not read back";
+        row->detail = describeResult(result, row->station, session.settings());
+        return result.end;
+    }
+    const Values found = session.values(assignment.variable);
+    row->values = found;
+    if (found == assignment.values) {
+        row->state = "written and read back";
+        return OperationEnd::Good;
+    }
+    row->state = "differs";
+    row->detail = "the station holds other values than were written";
+    *differs = true;
+    return OperationEnd::Good;
+}
+
+} // namespace
+
+ExitCode writeVariables(const WriteOptions &options)
+{
+    const LinkSettings link = options.link();
+    std::vector<Assignment> assignments;
+    for (const std::string &text : options.assignments)
+        assignments.push_back(parseAssignment(text, link.oneBased()));
+    DriverLibrary driver(link.driverPath);
+    Session session(driver, link, systemSurroundings());
+    std::vector<Ticket> tickets;
+    for (const Assignment &assignment : assignments) {
+        if (options.verify && session.stationOf(assignment.variable) == 0)
+            throw Failure(FailureKind::Usage, "'" + assignment.variable.text +
+                                                  "': a broadcast cannot be read back; leave --verify out");
+        tickets.push_back(session.write(assignment.variable, assignment.values));
+    }
+    session.start(traceOnStandardError(options.verbose));
+
+    std::vector<OperationResult> written;
+    for (const Ticket ticket : tickets)
+        written.push_back(session.await(ticket));
+
+    RowPrinter printer(options.outputFormat(), options.numberStyle());
+    std::vector<OperationEnd> ends;
+    bool differs = false;
+    for (std::size_t i = 0; i < assignments.size(); ++i) {
+        Row row;
+        row.variable = assignments[i].variable;
+        row.station = session.stationOf(row.variable);
+        row.values = assignments[i].values;
+        OperationEnd end = written[i].end;
+        row.state = end == OperationEnd::Good ? "written" : stateName(end);
+        if (end != OperationEnd::Good)
+            row.detail = describeResult(written[i], row.station, link);
+        else if (options.verify)
+            end = verify(session, assignments[i], &row, &differs);
+        ends.push_back(end);
+        if (!row.detail.empty() && end != OperationEnd::PortLost)
+            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.detail.c_str());
+        row.detail.clear();
+        printer.print(row);
+    }
+    session.stop();
+    if (!session.portLost().empty())
+        throw Failure(FailureKind::Port, session.portLost());
+    // A station that takes a write and does not keep it has done half of what it was asked for.
+    return differs ? kExitMixed : exitCodeOf(ends);
+}
+
+} // namespace plc::host

@@ -1,0 +1,50 @@
+/// @file
+/// How plchost ends, for scripts.
+#ifndef PLC_HOST_EXIT_CODES_H
+#define PLC_HOST_EXIT_CODES_H
+
+#include <cstdint>
+#include <vector>
+
+#include "host/runtime_names.h"
+#include "runtime/line/failure.h"
+#include "runtime/master/operation.h"
+
+namespace plc::host {
+
+/// Exit codes of plchost, documented in its help.
+enum ExitCode
+{
+    kExitGood = 0,
+    kExitUsage = 1,
+    kExitNoReply = 2,
+    kExitException = 3,
+    kExitUnusable = 4,
+    kExitPort = 5,
+    kExitMixed = 6
+};
+
+ExitCode exitCodeOf(FailureKind kind);
+
+/// Exit code of several operations: 0 when all are good, 6 when some are, otherwise that of the first one. A
+/// lost port is always 5.
+ExitCode exitCodeOf(const std::vector<OperationEnd> &ends);
+
+/// How many operations ended well, and what tells the exit code of the others.
+class EndTally
+{
+public:
+    void add(OperationEnd end);
+    /// As exitCodeOf() of all ends so far.
+    ExitCode exitCode() const;
+
+private:
+    std::uint64_t all_ = 0;
+    std::uint64_t good_ = 0;
+    bool portLost_ = false;
+    OperationEnd first_ = OperationEnd::Good;
+};
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,84 @@
+#include "host/project/project_monitor.h"
+
+namespace plc::host {
+
+void ProjectMonitor::note(const News &news)
+{
+    if (news.station)
+        setOffline(news.station->station, news.station->offline);
+    const bool wasAsked = news.step && news.step->cause != AttemptEnd::Withheld;
+    if (!wasAsked || !isGroupedRead(news.step->request))
+        return;
+    const StepReport &step = *news.step;
+    const Request &request = step.request;
+    ServedRead read;
+    read.request =
+        map_.note({request.station, request.regType, request.address, request.count}, news.ordinaryRead);
+    read.startedAt = step.startedAt;
+    read.endedAt = step.endedAt;
+    if (news.statistics) {
+        read.requestsSoFar = news.statistics->total.requests;
+        read.bytesSoFar = news.statistics->total.bytesOut + news.statistics->total.bytesIn;
+    }
+    readings_.resize(static_cast<std::size_t>(map_.requestCount()));
+    readings_[static_cast<std::size_t>(read.request)].note(step);
+    read.good = resultOf(step).end == OperationEnd::Good;
+    scans_.served(read);
+}
+
+void ProjectMonitor::setStationEnabled(int station, bool enabled)
+{
+    if (enabled)
+        switchedOff_.erase(station);
+    else
+        switchedOff_.insert(station);
+    // Switched on again, it counts as one that has not been asked yet.
+    offline_.erase(station);
+    scans_.setStationEnabled(station, enabled);
+    noteServed(station);
+}
+
+void ProjectMonitor::setOffline(int station, bool offline)
+{
+    if (offline)
+        offline_.insert(station);
+    else
+        offline_.erase(station);
+    scans_.setStationEnabled(station, !offline);
+    noteServed(station);
+}
+
+/// Readings of a station that is left alone tell nothing of how long a scan takes.
+void ProjectMonitor::noteServed(int station)
+{
+    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
+    for (std::size_t request = 0; request < readings_.size(); ++request) {
+        if (map_.place(static_cast<int>(request)).station == station)
+            readings_[request].setServed(served);
+    }
+}
+
+WatchStatus ProjectMonitor::status(int variable, Time now) const
+{
+    std::vector<const ReadState *> parts;
+    for (const int request : map_.requestsOf(variable))
+        parts.push_back(&readings_[static_cast<std::size_t>(request)]);
+    WatchStatus status = statusOf(parts, now, timeout_);
+    if (!map_.isCovered(variable)) {
+        status.hasValue = false;
+        status.scans = 0;
+    }
+    const bool seemsRead = status.state == VariableState::Good || status.state == VariableState::Stale;
+    if (seemsRead && !status.hasValue)
+        status.state = VariableState::NeverRead;
+    if (offline_.count(map_.stationOf(variable)) > 0) {
+        status.state = VariableState::Offline;
+        if (status.last.end == OperationEnd::Open)
+            status.last.end = OperationEnd::Offline;
+    }
+    if (switchedOff_.count(map_.stationOf(variable)) > 0)
+        status.state = VariableState::SwitchedOff;
+    return status;
+}
+
+} // namespace plc::host

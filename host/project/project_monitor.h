@@ -1,0 +1,53 @@
+/// @file
+/// What is known of a project's variables while it runs, besides their values.
+#ifndef PLC_PROJECT_PROJECT_MONITOR_H
+#define PLC_PROJECT_PROJECT_MONITOR_H
+
+#include <map>
+#include <set>
+#include <vector>
+
+#include "host/project/request_map.h"
+#include "host/project/scan_statistics.h"
+#include "host/runtime_names.h"
+#include "runtime/master/driver_link.h"
+#include "runtime/panel/session.h"
+
+namespace plc::host {
+
+/// Turns the reads that have ended into states and ages of the variables that they cover. Variables are
+/// numbered from 0 as in the project. Not locked: the main thread's.
+class ProjectMonitor
+{
+public:
+    explicit ProjectMonitor(const Project &project)
+        : map_(project.variables, project.rows), scans_(map_), timeout_(project.link.timeout)
+    {}
+
+    /// Takes news of the communication thread; those that are about no grouped read are passed over.
+    void note(const News &news);
+
+    /// The station was switched off or on.
+    void setStationEnabled(int station, bool enabled);
+
+    /// @param now  of the clock that the reads were timed with.
+    WatchStatus status(int variable, Time now) const;
+
+    const RequestMap &requests() const { return map_; }
+    const ScanStatistics &scans() const { return scans_; }
+
+private:
+    void setOffline(int station, bool offline);
+    void noteServed(int station);
+
+    RequestMap map_;
+    ScanStatistics scans_;
+    Time timeout_;
+    std::vector<ReadState> readings_; ///< by request
+    std::set<int> switchedOff_;       ///< stations
+    std::set<int> offline_;           ///< stations
+};
+
+} // namespace plc::host
+
+#endif

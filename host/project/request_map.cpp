@@ -1,0 +1,103 @@
+#include "host/project/request_map.h"
+
+#include <algorithm>
+
+#include "core/register_types.h"
+
+namespace plc::host {
+
+namespace {
+
+/// Bits or registers of an area, from first to end - 1.
+struct Span
+{
+    int first;
+    int end;
+};
+
+Span spanOf(const RequestPlace &place)
+{
+    return {place.first, place.first + place.count};
+}
+
+Span spanOf(const Variable &variable)
+{
+    return {variable.baseFirst(), variable.baseFirst() + variable.baseCount()};
+}
+
+bool overlap(const Span &a, const Span &b)
+{
+    return a.first < b.end && b.first < a.end;
+}
+
+/// Units of @p whole that none of @p parts has.
+int unitsOutside(const Span &whole, std::vector<Span> parts)
+{
+    std::sort(parts.begin(), parts.end(), [](const Span &a, const Span &b) { return a.first < b.first; });
+    int missing = 0;
+    int reached = whole.first;
+    for (const Span &part : parts) {
+        missing += std::max(0, std::min(part.first, whole.end) - reached);
+        reached = std::max(reached, std::min(part.end, whole.end));
+    }
+    return missing + whole.end - reached;
+}
+
+} // namespace
+
+RequestMap::RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows)
+    : variables_(std::move(variables)), rows_(std::move(rows)), readers_(variables_.size()),
+      covered_(variables_.size(), false)
+{}
+
+int RequestMap::note(const RequestPlace &place, bool ordinary)
+{
+    const auto [known, isNew] = numbers_.emplace(place, requestCount());
+    if (!isNew)
+        return known->second;
+    const int number = known->second;
+    Request request;
+    request.place = place;
+    request.level = ordinary ? 0 : levelOf(place);
+    for (int i = 0; i < variableCount(); ++i) {
+        if (stationOf(i) == place.station && variable(i).area->baseType == place.baseType &&
+            overlap(spanOf(variable(i)), spanOf(place)))
+            request.variables.push_back(i);
+    }
+    request.unused = unusedIn(request);
+    requests_.push_back(request);
+    for (const int i : request.variables) {
+        readers_[static_cast<std::size_t>(i)].push_back(number);
+        covered_[static_cast<std::size_t>(i)] = isFullyRead(i);
+    }
+    return number;
+}
+
+/// A request that several levels claim belongs to the highest of them.
+int RequestMap::levelOf(const RequestPlace &place) const
+{
+    int level = 0;
+    for (const PriorityRow &row : rows_) {
+        if (row.baseType == place.baseType && overlap({row.address, row.address + 1}, spanOf(place)))
+            level = std::max(level, row.level);
+    }
+    return level;
+}
+
+int RequestMap::unusedIn(const Request &request) const
+{
+    std::vector<Span> wanted;
+    for (const int i : request.variables)
+        wanted.push_back(spanOf(variable(i)));
+    return unitsOutside(spanOf(request.place), wanted);
+}
+
+bool RequestMap::isFullyRead(int variable) const
+{
+    std::vector<Span> read;
+    for (const int request : requestsOf(variable))
+        read.push_back(spanOf(place(request)));
+    return unitsOutside(spanOf(this->variable(variable)), read) == 0;
+}
+
+} // namespace plc::host

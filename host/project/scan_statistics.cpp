@@ -1,0 +1,131 @@
+#include "host/project/scan_statistics.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace plc::host {
+
+namespace {
+
+const double kStepWidth = std::log(1.01);
+
+int stepOf(Time duration)
+{
+    const double nanoseconds = std::max(static_cast<double>(duration.count()), 1.0);
+    return static_cast<int>(std::lround(std::log(nanoseconds) / kStepWidth));
+}
+
+double perScan(std::uint64_t sum, std::uint64_t scans)
+{
+    return scans == 0 ? 0.0 : static_cast<double>(sum) / static_cast<double>(scans);
+}
+
+} // namespace
+
+void Spread::add(Time duration)
+{
+    least_ = count_ == 0 ? duration : std::min(least_, duration);
+    most_ = count_ == 0 ? duration : std::max(most_, duration);
+    sum_ += static_cast<double>(duration.count());
+    ++count_;
+    ++steps_[stepOf(duration)];
+}
+
+Time Spread::mean() const
+{
+    return count_ == 0 ? Time::zero() : Time(std::llround(sum_ / static_cast<double>(count_)));
+}
+
+Time Spread::median() const
+{
+    std::uint64_t below = 0;
+    for (const auto &[step, number] : steps_) {
+        below += number;
+        if (2 * below < count_)
+            continue;
+        const Time middle(std::llround(std::exp(step * kStepWidth)));
+        return std::clamp(middle, least_, most_);
+    }
+    return Time::zero();
+}
+
+void ScanStatistics::served(const ServedRead &read)
+{
+    const auto number = static_cast<std::size_t>(map_.requestCount());
+    isServed_.resize(number, false);
+    lastGood_.resize(number, Time::zero());
+    if (!started_) {
+        started_ = true;
+        scanStart_ = read.startedAt;
+    }
+    noteRefresh(read);
+    isServed_[static_cast<std::size_t>(read.request)] = true;
+    if (!isScanOver())
+        return;
+    durations_.add(read.endedAt - scanStart_);
+    scanStart_ = read.endedAt;
+    requestsAtEnd_ = read.requestsSoFar;
+    bytesAtEnd_ = read.bytesSoFar;
+    std::fill(isServed_.begin(), isServed_.end(), false);
+}
+
+void ScanStatistics::noteRefresh(const ServedRead &read)
+{
+    if (!read.good)
+        return;
+    Time &last = lastGood_[static_cast<std::size_t>(read.request)];
+    if (last != Time::zero())
+        refresh_[static_cast<std::size_t>(map_.level(read.request))].add(read.endedAt - last);
+    last = read.endedAt;
+}
+
+bool ScanStatistics::isScanOver() const
+{
+    bool anyServed = false;
+    for (int request = 0; request < map_.requestCount(); ++request) {
+        if (!isEnabled(map_.place(request).station))
+            continue;
+        if (!isServed_[static_cast<std::size_t>(request)])
+            return false;
+        anyServed = true;
+    }
+    // A request that has not been seen yet shows as a variable that is not covered.
+    for (int variable = 0; variable < map_.variableCount(); ++variable) {
+        if (isEnabled(map_.stationOf(variable)) && !map_.isCovered(variable))
+            return false;
+    }
+    return anyServed;
+}
+
+void ScanStatistics::setStationEnabled(int station, bool enabled)
+{
+    if (enabled)
+        disabled_.erase(station);
+    else
+        disabled_.insert(station);
+    // The time in between says nothing about how often the driver asks.
+    for (std::size_t request = 0; request < lastGood_.size(); ++request) {
+        if (map_.place(static_cast<int>(request)).station == station)
+            lastGood_[request] = Time::zero();
+    }
+}
+
+double ScanStatistics::requestsPerScan() const
+{
+    return perScan(requestsAtEnd_, scans());
+}
+
+double ScanStatistics::bytesPerScan() const
+{
+    return perScan(bytesAtEnd_, scans());
+}
+
+int ScanStatistics::requestsOf(int level) const
+{
+    int number = 0;
+    for (int request = 0; request < map_.requestCount(); ++request)
+        number += map_.level(request) == level ? 1 : 0;
+    return number;
+}
+
+} // namespace plc::host

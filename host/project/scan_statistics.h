@@ -1,0 +1,94 @@
+/// @file
+/// Scans of the cyclic reads, counted and timed.
+#ifndef PLC_PROJECT_SCAN_STATISTICS_H
+#define PLC_PROJECT_SCAN_STATISTICS_H
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "host/project/request_map.h"
+#include "host/runtime_names.h"
+#include "runtime/line/link_time.h"
+
+namespace plc::host {
+
+/// Durations, summed up without being kept one by one, so that a run of days needs no more memory than one of
+/// minutes.
+class Spread
+{
+public:
+    void add(Time duration);
+    std::uint64_t count() const { return count_; }
+    /// Of durations that were added; 0 without one.
+    Time least() const { return least_; }
+    Time most() const { return most_; }
+    Time mean() const;
+    /// To within one per cent.
+    Time median() const;
+
+private:
+    std::uint64_t count_ = 0;
+    Time least_{};
+    Time most_{};
+    double sum_ = 0;
+    std::map<int, std::uint64_t> steps_; ///< how many durations are about as long as 1.01 to that power
+};
+
+/// One cyclic read that has ended, and what the line has carried so far, writes and repetitions included.
+struct ServedRead
+{
+    int request = 0; ///< its number in the map
+    bool good = false;
+    Time startedAt{};
+    Time endedAt{};
+    std::uint64_t requestsSoFar = 0;
+    std::uint64_t bytesSoFar = 0;
+};
+
+constexpr int kScanLevels = 5; ///< 0 = ordinary reads, 1 to 4 = priority levels
+
+/// A scan is over when, since the scan before it, every variable of the stations that are switched on has
+/// been asked for completely, whether its station answered or not: every request of the read list and of the
+/// priority levels has been served at least once.
+class ScanStatistics
+{
+public:
+    /// @param map  gets every request before it is served here; outlives this object.
+    explicit ScanStatistics(const RequestMap &map) : map_(map) {}
+
+    void served(const ServedRead &read);
+    void setStationEnabled(int station, bool enabled);
+
+    std::uint64_t scans() const { return durations_.count(); }
+    /// How long the scans took.
+    const Spread &durations() const { return durations_; }
+    double requestsPerScan() const;
+    double bytesPerScan() const;
+    /// From one good reply to the next of the same request, over all requests of a level.
+    const Spread &refresh(int level) const { return refresh_[static_cast<std::size_t>(level)]; }
+    /// Requests of a level that have been seen.
+    int requestsOf(int level) const;
+
+private:
+    bool isEnabled(int station) const { return disabled_.count(station) == 0; }
+    bool isScanOver() const;
+    void noteRefresh(const ServedRead &read);
+
+    const RequestMap &map_;
+    std::set<int> disabled_;
+    std::vector<bool> isServed_; ///< in this scan, by request
+    std::vector<Time> lastGood_; ///< by request; 0 for never
+    bool started_ = false;
+    Time scanStart_{};
+    std::uint64_t requestsAtEnd_ = 0; ///< of the last scan that is over
+    std::uint64_t bytesAtEnd_ = 0;
+    Spread durations_;
+    std::array<Spread, kScanLevels> refresh_;
+};
+
+} // namespace plc::host
+
+#endif

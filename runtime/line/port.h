@@ -1,0 +1,39 @@
+/// @file
+/// What the runtime asks of a serial port.
+#ifndef PLC_LINE_PORT_H
+#define PLC_LINE_PORT_H
+
+#include <QByteArray>
+
+#include <functional>
+#include <memory>
+
+#include "runtime/line/line_settings.h"
+#include "runtime/line/link_time.h"
+
+namespace plc::runtime {
+
+/// A serial port that is open. All calls on the thread that opened it.
+class Port
+{
+public:
+    virtual ~Port() = default;
+
+    /// Transmits @p bytes in one go and returns when the system has taken them all.
+    /// @throw Failure  (port) when the port is lost.
+    virtual void send(const QByteArray &bytes) = 0;
+
+    /// Waits for bytes until @p until at the latest.
+    /// @return what has arrived, at once when there is something; empty when the time is over.
+    /// @throw Failure  (port) when the port is lost.
+    virtual QByteArray receive(Time until) = 0;
+};
+
+/// Opens the port of the settings, and throws away what it has received so far; called on the thread that will use
+/// it. May take as long as the system likes.
+/// @throw Failure  (port) that says why it cannot be opened.
+using OpenPort = std::function<std::unique_ptr<Port>(const LineSettings &)>;
+
+} // namespace plc::runtime
+
+#endif

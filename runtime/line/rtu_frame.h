@@ -1,0 +1,73 @@
+/// @file
+/// What the host itself must know of Modbus RTU frames: how long the reply to a request is, and where in the
+/// received bytes it stands.
+#ifndef PLC_LINE_RTU_FRAME_H
+#define PLC_LINE_RTU_FRAME_H
+
+#include <QByteArray>
+
+#include <cstdint>
+
+namespace plc::runtime {
+
+/// CRC-16 as a number; on a standard line its low byte goes first (MODBUS over Serial Line V1.02, 6.2.2). An
+/// implementation of its own, so that a mistake in the driver's would not hide behind itself.
+std::uint16_t crcOf(const char *bytes, int length);
+
+/// Everything that tells the reply to one request from other bytes.
+struct ReplyShape
+{
+    int station = 0;          ///< first byte
+    int function = -1;        ///< second byte; -1 = any normal function (replies to relay frames)
+    int length = 0;           ///< exact number of bytes; 0 = no reply is recognised
+    bool isRead = false;      ///< the third byte counts the data bytes
+    QByteArray repeats;       ///< bytes behind the function that the reply must repeat; empty = not looked at
+    QByteArray repeatsSingle; ///< the same for functions 5 and 6 where the function is not known beforehand
+    QByteArray request; ///< a reply to a read is never these bytes, which may be its echo; empty = may be
+    bool crcHighFirst = false; ///< CRC with its high byte first
+};
+
+/// Shape of the reply to the Modbus request @p frame; `length` is 0 when the function code is none of 1 to 6,
+/// 15 and 16 or the frame is too short to be a request.
+/// @param strict  a reply to a write must repeat address and value (or quantity) of the request
+///                (MODBUS Application Protocol V1.1b3, 6.5, 6.6, 6.11, 6.12).
+ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool strict);
+
+/// Shape of the Modbus reply to the relay frame @p frame, of which @p replyLen bytes are expected.
+/// @param strict  as in modbusReplyShape(). Of a bit inside a register only the address is looked at, since the
+///                frame does not tell the register's new value.
+ReplyShape relayReplyShape(const QByteArray &frame, int replyLen, bool crcHighFirst, bool strict);
+
+enum class Found
+{
+    Nothing,    ///< no reply, not even the beginning of one
+    Beginning,  ///< a reply of the right shape has begun and is not complete
+    Reply,      ///< a complete reply of the right shape
+    WrongReply, ///< a complete reply of this station and function with another length or other repeated bytes
+    Exception   ///< a complete exception reply
+};
+
+struct Sighting
+{
+    Found found = Found::Nothing;
+    int at = 0;                 ///< first byte of the frame
+    int length = 0;             ///< bytes of the frame
+    int exceptionCode = 0;      ///< for Found::Exception
+    int function = 0;           ///< second byte, for Found::Exception
+    bool isLikeRequest = false; ///< for Found::WrongReply: a reply but for being ReplyShape::request
+};
+
+/// Looks for the first frame in @p bytes that concerns a request.
+///
+/// A reply that has begun hides whatever looks like a frame inside it, since register values may look like
+/// anything;
+/// @p lookPastBeginnings is for the end of the wait, when what has begun will not be completed any more.
+Sighting findReply(const QByteArray &bytes, const ReplyShape &shape, bool lookPastBeginnings);
+
+/// True when @p bytes end with what is the reply in everything that @p shape tells but its CRC: it has come and was
+/// damaged on the way.
+bool endWithDamagedReply(const QByteArray &bytes, const ReplyShape &shape);
+
+} // namespace plc::runtime
+
+#endif

@@ -1,0 +1,113 @@
+#include "runtime/master/communication.h"
+
+#include <algorithm>
+
+namespace plc::runtime {
+
+namespace {
+
+constexpr Time kLongestWait = std::chrono::milliseconds(50);
+
+} // namespace
+
+Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
+                             Surroundings surroundings)
+    : settings_(settings), surroundings_(std::move(surroundings)),
+      link_(driver, info, settings, [this](News &&news) { news_.put(std::move(news)); })
+{}
+
+Communication::~Communication()
+{
+    Communication::stop(); // not that of a derived class, which is gone
+}
+
+void Communication::start(const std::map<int, int> &cyclicReads, bool trace)
+{
+    link_.begin(steadyNow(), cyclicReads, trace);
+    stopping_ = false;
+    const auto opening = std::make_shared<Opening>();
+    std::future<void> ready = opening->done.get_future();
+    thread_.reset(QThread::create([this, opening, open = surroundings_.openPort, settings = settings_] {
+        run(*opening, open, settings);
+    }));
+    thread_->start();
+    // Without a thread nobody would keep the promise.
+    if (!thread_->isRunning() && !thread_->isFinished()) {
+        thread_.reset();
+        throw Failure(FailureKind::Port,
+                      "no thread can be made to serve port '" + settings_.port +
+                          "'; the system is short of memory, or this user has too many processes");
+    }
+    while (ready.wait_for(kLongestWait) != std::future_status::ready) {
+        if (surroundings_.isCancelled())
+            abandon(*opening);
+    }
+    try {
+        ready.get();
+    } catch (...) {
+        stop();
+        throw;
+    }
+}
+
+/// The system may hold the thread in the opening of the port for as long as it likes. It is left behind then.
+/// @throw Failure  (port) unless the port has just been opened, or refused.
+void Communication::abandon(Opening &opening)
+{
+    if (opening.isSettled.exchange(true))
+        return; // the promise is about to be kept
+    // Whoever has an event loop gets rid of it.
+    QObject::connect(thread_.get(), &QThread::finished, thread_.get(), &QObject::deleteLater);
+    thread_.release();
+    throw Failure(FailureKind::Port, "interrupted while port '" + settings_.port + "' was being opened");
+}
+
+void Communication::stop()
+{
+    stopping_ = true;
+    if (thread_)
+        thread_->wait();
+    thread_.reset();
+}
+
+/// @param open, settings  copies: while the port is being opened, this object may go.
+void Communication::run(Opening &opening, const OpenPort &open, const LinkSettings &settings)
+{
+    std::unique_ptr<Port> port;
+    std::exception_ptr refused;
+    try {
+        port = open(settings);
+    } catch (const Failure &) {
+        refused = std::current_exception();
+    }
+    if (opening.isSettled.exchange(true))
+        return;
+    if (refused) {
+        opening.done.set_exception(refused);
+        return;
+    }
+    opening.done.set_value();
+    News last;
+    try {
+        exchange(*port);
+    } catch (const Failure &failure) {
+        last.portLost = failure.what();
+    }
+    last.statistics = link_.statistics();
+    news_.put(std::move(last));
+}
+
+void Communication::exchange(Port &port)
+{
+    QByteArray arrived;
+    while (!stopping_) {
+        const Instruction todo = link_.advance(steadyNow(), arrived);
+        if (!todo.send.isEmpty()) {
+            port.send(todo.send);
+            link_.transmitted(steadyNow());
+        }
+        arrived = port.receive(std::min(todo.wakeAt, steadyNow() + kLongestWait));
+    }
+}
+
+} // namespace plc::runtime

@@ -1,0 +1,420 @@
+#include "runtime/master/driver_link.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "core/result_codes.h"
+#include "runtime/line/exception_codes.h"
+#include "runtime/master/request_ids.h"
+
+namespace plc::runtime {
+
+namespace {
+
+constexpr int kRawMode = 1;
+
+/// The driver's callbacks carry no object, but run inside its calls: the link whose call this thread is in.
+thread_local DriverLink *calling = nullptr;
+
+class Calling
+{
+public:
+    explicit Calling(DriverLink *link) : before_(std::exchange(calling, link)) {}
+    ~Calling() { calling = before_; }
+    Calling(const Calling &) = delete;
+    Calling &operator=(const Calling &) = delete;
+
+private:
+    DriverLink *before_;
+};
+
+CycleSettings cycleSettings(const LinkSettings &link)
+{
+    CycleSettings settings;
+    settings.timing = LineTiming(link.baud);
+    settings.responseTimeout = link.timeout;
+    settings.lateReplyGuard =
+        link.policies.lateReplyGuard ? link.lateGuard.value_or(link.timeout) : Time::zero();
+    settings.turnaround = link.turnaround;
+    settings.removeEcho = link.echo;
+    settings.policies = link.policies;
+    return settings;
+}
+
+std::string endText(AttemptEnd end, int exceptionCode)
+{
+    switch (end) {
+    case AttemptEnd::Good:
+        return "good";
+    case AttemptEnd::NoReplyDue:
+        return "sent, no reply due";
+    case AttemptEnd::Exception:
+        return "refused: " + std::string(exceptionMeaning(exceptionCode).name);
+    case AttemptEnd::Unusable:
+        return "no usable reply";
+    case AttemptEnd::LineBusy:
+        return "not sent: the line never fell silent";
+    case AttemptEnd::Withheld:
+        return "not sent: withdrawn, or its station is offline or switched off";
+    case AttemptEnd::NoReply:
+        break;
+    }
+    return "time-out";
+}
+
+/// Lists of writes and of one-shot reads come before the cyclic ones.
+bool isServedFirst(const Protocol *head)
+{
+    return head && (head->var.hostId == kOperationHostId || head->var.hostId == kProbeHostId);
+}
+
+} // namespace
+
+std::string hexText(const QByteArray &bytes)
+{
+    return bytes.toHex(' ').toUpper().toStdString();
+}
+
+bool isGroupedRead(const Request &request)
+{
+    return request.hostId == kCyclicHostId && request.hostSubId == kGroupedSubId && request.direction == 0;
+}
+
+DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
+                       std::function<void(News &&)> sink)
+    : driver_(driver), settings_(settings), sink_(std::move(sink)),
+      cycle_(*this, info, cycleSettings(settings), this), pacer_(settings.pollInterval),
+      guard_(settings.offline, cycleSettings(settings).lateReplyGuard)
+{
+    driver_.registerCallbacks(onResult, nullptr);
+}
+
+DriverLink::~DriverLink()
+{
+    driver_.registerCallbacks(nullptr, nullptr);
+}
+
+void DriverLink::begin(Time now, const std::map<int, int> &cyclicReads, bool trace)
+{
+    cyclicReads_ = cyclicReads;
+    trace_ = trace;
+    startedAt_ = now;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    setPace();
+}
+
+Instruction DriverLink::advance(Time now, const QByteArray &arrived)
+{
+    now_ = now;
+    const Calling here(this);
+    Instruction todo = cycle_.advance(now, arrived);
+    tellReleased();
+    return todo;
+}
+
+bool DriverLink::setStationEnabled(int station, bool enabled)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const bool wasOffline = guard_.isOffline(station);
+    if (enabled)
+        switchedOff_.erase(station);
+    else
+        switchedOff_.insert(station);
+    ++switches_[station];
+    guard_.forget(station);
+    queuedProbes_.erase(station);
+    busyUntil_.erase(station);
+    driver_.enCommStation(station, enabled ? 1 : 0);
+    setPace();
+    return wasOffline;
+}
+
+void DriverLink::betweenRequests(const std::function<void()> &work)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    work();
+}
+
+void DriverLink::withdraw(const std::vector<Ticket> &tickets)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    withdrawn_.insert(tickets.begin(), tickets.end());
+}
+
+std::set<Ticket> DriverLink::unconfirmed()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return unconfirmed_;
+}
+
+/// Reads of stations that are left alone are no part of a scan.
+void DriverLink::setPace()
+{
+    int reads = 0;
+    for (const auto &[station, count] : cyclicReads_) {
+        if (switchedOff_.count(station) == 0 && !guard_.isOffline(station))
+            reads += count;
+    }
+    pacer_.setReads(reads);
+}
+
+Protocol *DriverLink::next()
+{
+    if (stepOpen_)
+        return driver_.comCommunication(0);
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const std::optional<Probe> probe = guard_.due(now_);
+    if (openOperations_ == 0 && !probe && pacer_.isPausing(now_))
+        return nullptr;
+    triedStation_ = -1;
+    Protocol *head = probe ? tryStation(*probe) : driver_.comCommunication(0);
+    const bool isIdle = !head;
+    if (isIdle)
+        head = nextOfLevels();
+    onlyLevels_ = isIdle && !isServedFirst(head);
+    noteFetched(head);
+    stepOpen_ = head != nullptr;
+    return head;
+}
+
+/// Switches a station that is left alone on for one call, so that the driver's choice may fall on it.
+Protocol *DriverLink::chooseThrough(int station)
+{
+    driver_.enCommStation(station, 1);
+    Protocol *const head = driver_.comCommunication(0);
+    driver_.enCommStation(station, 0);
+    return head;
+}
+
+/// The driver serves no priority level while all its ordinary reads belong to stations that are left alone. Where others
+/// have reads with a level, it is shown an ordinary read in each turn, so that its levels come at their rates; the
+/// ordinary read itself is withheld and costs the line nothing. Both the read list and its marks stay the driver's.
+Protocol *DriverLink::nextOfLevels()
+{
+    const std::vector<int> offline = guard_.offlineStations();
+    std::set<int> leftAlone(offline.begin(), offline.end());
+    leftAlone.insert(switchedOff_.begin(), switchedOff_.end());
+    const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(),
+                                       [&](int station) { return leftAlone.count(station) == 0; });
+    if (!anyServed)
+        return nullptr;
+    for (const int station : leftAlone) {
+        if (Protocol *const head = chooseThrough(station))
+            return head;
+    }
+    return nullptr;
+}
+
+/// Puts a trial into the driver's list of one-shot reads.
+Protocol *DriverLink::tryStation(const Probe &probe)
+{
+    if (queuedProbes_.insert(probe.station).second) {
+        RW_VAR read;
+        read.hostId = kProbeHostId;
+        read.hostSubId = probe.station;
+        read.linkMode = settings_.linkMode;
+        read.regType = probe.regType;
+        read.address = probe.address;
+        read.station = probe.station;
+        read.count = 1;
+        driver_.addListOnceReadVar(&read, kRawMode);
+    }
+    Protocol *const head = chooseThrough(probe.station);
+    if (head && head->var.station == probe.station)
+        triedStation_ = probe.station;
+    // A driver that serves a cyclic read has dropped the trial, or is about to: for its turn the station was off.
+    if (!isServedFirst(head))
+        queuedProbes_.erase(probe.station);
+    return head;
+}
+
+/// Two fetches in a row that are no operation prove that the driver's lists of writes and one-shot reads are
+/// empty: after the first one it would have served them before anything else.
+void DriverLink::noteFetched(const Protocol *head)
+{
+    quietFetches_ = isServedFirst(head) ? 0 : std::min(quietFetches_ + 1, 2);
+    if (quietFetches_ == 2) {
+        for (const Ticket ticket : withdrawn_)
+            unconfirmed_.erase(ticket);
+        released_.insert(released_.end(), withdrawn_.begin(), withdrawn_.end());
+        withdrawn_.clear();
+    }
+    if (head && head->var.hostId == kProbeHostId)
+        queuedProbes_.erase(head->var.hostSubId);
+}
+
+void DriverLink::tellReleased()
+{
+    News news;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        news.released.swap(released_);
+    }
+    if (news.released.empty())
+        return;
+    for (const Ticket ticket : news.released)
+        failed_.erase(ticket);
+    sink_(std::move(news));
+}
+
+Permit DriverLink::permit(const Request &request, bool goesOut)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const Permit permit = permitLocked(request);
+    // Under the same lock: a station that is switched off now has either nothing of it, or it is known.
+    if (goesOut && permit != Permit::Withhold && request.hostId == kOperationHostId && request.direction != 0)
+        unconfirmed_.insert(request.hostSubId);
+    return permit;
+}
+
+Permit DriverLink::permitLocked(const Request &request) const
+{
+    if (request.hostId == kOperationHostId && withdrawn_.count(request.hostSubId) > 0)
+        return Permit::Withhold;
+    // The driver serves the priority levels of a station that is off all the same, and what it chose before.
+    if (switchedOff_.count(request.station) > 0)
+        return Permit::Withhold;
+    if (guard_.isOffline(request.station))
+        return request.station == triedStation_ && request.hostId != kOperationHostId ? Permit::SendOnce
+                                                                                      : Permit::Withhold;
+    // Its turn comes again with the next scan; meanwhile the others have theirs.
+    const auto busy = busyUntil_.find(request.station);
+    if (request.hostId == kCyclicHostId && busy != busyUntil_.end() && now_ < busy->second)
+        return Permit::Withhold;
+    if (request.hostId == kCyclicHostId && guard_.isOnProbation(request.station))
+        return Permit::SendOnce;
+    return Permit::Send;
+}
+
+int DriverLink::judge(QByteArray *reply, int length)
+{
+    result_ = driver_.dataCom(reply, length);
+    return result_->status;
+}
+
+/// Runs inside DataCom with the driver's lists locked: only notes what it is told.
+void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
+{
+    if (calling && hostId == kOperationHostId)
+        calling->ended_.emplace_back(hostSubId, outcome);
+}
+
+void DriverLink::stepEnded(const StepReport &report)
+{
+    stepOpen_ = false;
+    // A turn that was only to bring the levels on, thousands of times a second.
+    if (onlyLevels_ && report.cause == AttemptEnd::Withheld)
+        return;
+    News news;
+    news.step = report;
+    const Request &request = report.request;
+    news.ordinaryRead =
+        isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
+    news.statistics = cycle_.statistics();
+    news.operations = endedWith(report);
+    news.station = guard(report);
+    std::vector<Ticket> told;
+    for (const OperationNews &operation : news.operations)
+        told.push_back(operation.ticket);
+    sink_(std::move(news));
+    // Not before: who finds an operation unconfirmed no more must find its end among the news.
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const Ticket ticket : told)
+        unconfirmed_.erase(ticket);
+}
+
+/// The operations that have ended with this step.
+std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
+{
+    // What the driver cannot know: a station refused a write whose reply nobody was to wait for, or such a write
+    // never went out.
+    const bool isFine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
+    if (report.done && !isFine && report.request.hostId == kOperationHostId)
+        failed_.emplace(report.request.hostSubId, resultOf(report));
+    std::vector<OperationNews> operations;
+    for (const auto &[ticket, outcome] : ended_) {
+        OperationResult result = resultOf(report);
+        const auto failure = failed_.find(ticket);
+        if (failure != failed_.end())
+            result = failure->second;
+        else if (outcome == kOutcomeDone)
+            result.end = OperationEnd::Good;
+        else if (report.cause == AttemptEnd::Withheld)
+            result.end = endOfWithheld(ticket, report.request.station);
+        failed_.erase(ticket);
+        operations.push_back({ticket, result});
+    }
+    ended_.clear();
+    return operations;
+}
+
+/// An earlier request of the same operation may have gone out.
+OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (unconfirmed_.count(ticket) > 0)
+        return OperationEnd::Unconfirmed;
+    return switchedOff_.count(station) > 0 ? OperationEnd::Dropped : OperationEnd::Offline;
+}
+
+/// What the end of the step means for its station.
+std::optional<StationNews> DriverLink::guard(const StepReport &report)
+{
+    const int station = report.request.station;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (report.request.hostId == kCyclicHostId && report.cause != AttemptEnd::Withheld)
+        pacer_.readEnded(report.startedAt);
+    const bool isBusy = report.cause == AttemptEnd::Exception && report.exceptionCode == kExceptionBusy;
+    if (isBusy && settings_.policies.endOnException)
+        busyUntil_[station] = report.endedAt + settings_.turnaround;
+    if (!settings_.policies.offline || switchedOff_.count(station) > 0)
+        return std::nullopt;
+    const StationChange change = guard_.stepEnded(report);
+    if (change == StationChange::None)
+        return std::nullopt;
+    StationNews news;
+    news.station = station;
+    news.offline = change == StationChange::WentOffline;
+    news.failures = guard_.failuresOf(station);
+    news.nextProbe = guard_.nextDistance(station);
+    news.switches = switches_[station];
+    news.lasted = report.endedAt - guard_.offlineSince(station);
+    driver_.enCommStation(station, news.offline ? 0 : 1);
+    setPace();
+    return news;
+}
+
+void DriverLink::sent(Time now, const QByteArray &frame, int attempt)
+{
+    trace(now, "->", hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
+}
+
+void DriverLink::received(Time now, const QByteArray &bytes)
+{
+    trace(now, "<-", hexText(bytes));
+}
+
+void DriverLink::discarded(Time now, int bytes, const char *why)
+{
+    trace(now, "--", std::to_string(bytes) + " bytes thrown away: " + why);
+}
+
+void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
+{
+    if (!onlyLevels_ || end != AttemptEnd::Withheld)
+        trace(now, "--", endText(end, exceptionCode));
+}
+
+void DriverLink::trace(Time now, const char *mark, const std::string &text)
+{
+    if (!trace_)
+        return;
+    char head[32];
+    std::snprintf(head, sizeof head, "%13.6f %s ", seconds(now - startedAt_), mark);
+    News news;
+    news.trace = head + text;
+    sink_(std::move(news));
+}
+
+} // namespace plc::runtime

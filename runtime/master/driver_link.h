@@ -1,0 +1,116 @@
+/// @file
+/// The driver on a line: its two cycle calls, the policies around them, and the news that come of them.
+#ifndef PLC_MASTER_DRIVER_LINK_H
+#define PLC_MASTER_DRIVER_LINK_H
+
+#include <atomic>
+#include <mutex>
+#include <set>
+
+#include "runtime/master/link.h"
+#include "runtime/master/scan_pacer.h"
+#include "runtime/master/station_guard.h"
+
+namespace plc::runtime {
+
+/// True for a cyclic read that the driver has made of several variables.
+bool isGroupedRead(const Request &request);
+
+/// "11 03 00 64": for traces.
+std::string hexText(const QByteArray &bytes);
+
+/// Couples the cycle with the loaded driver, without clock, thread or port, like the cycle itself: told the time
+/// and the bytes, it answers what to send and when to wake it. One object at a time, since the driver's callbacks
+/// carry no object.
+///
+/// advance() and transmitted() belong to one thread; setOpenOperations(), setStationEnabled(), betweenRequests(), withdraw()
+/// and unconfirmed() may come from another.
+class DriverLink : private CycleDriver, private CycleObserver
+{
+public:
+    /// @param info  the record that the driver was given; `retryCount` is written by advance().
+    /// @param sink  gets all news, inside advance().
+    DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
+               std::function<void(News &&)> sink);
+    ~DriverLink() override;
+
+    /// As in Link.
+    void setLevelStations(const std::set<int> &stations) { levelStations_ = stations; }
+    /// Before the first advance().
+    void begin(Time now, const std::map<int, int> &cyclicReads, bool trace);
+    /// As Cycle::advance().
+    Instruction advance(Time now, const QByteArray &arrived);
+    /// As Cycle::transmitted().
+    void transmitted(Time now) { cycle_.transmitted(now); }
+    const Statistics &statistics() const { return cycle_.statistics(); }
+
+    /// As in Link.
+    void setOpenOperations(int count) { openOperations_ = count; }
+    bool setStationEnabled(int station, bool enabled);
+    void betweenRequests(const std::function<void()> &work);
+    void withdraw(const std::vector<Ticket> &tickets);
+    std::set<Ticket> unconfirmed();
+
+private:
+    Protocol *next() override;
+    Permit permit(const Request &request, bool goesOut) override;
+    Permit permitLocked(const Request &request) const;
+    int judge(QByteArray *reply, int length) override;
+    void sent(Time now, const QByteArray &frame, int attempt) override;
+    void received(Time now, const QByteArray &bytes) override;
+    void discarded(Time now, int bytes, const char *why) override;
+    void attemptEnded(Time now, AttemptEnd end, int exceptionCode) override;
+    void stepEnded(const StepReport &report) override;
+
+    Protocol *tryStation(const Probe &probe);
+    Protocol *chooseThrough(int station);
+    Protocol *nextOfLevels();
+    void noteFetched(const Protocol *head);
+    void tellReleased();
+    std::optional<StationNews> guard(const StepReport &report);
+    std::vector<OperationNews> endedWith(const StepReport &report);
+    OperationEnd endOfWithheld(Ticket ticket, int station);
+    void setPace();
+    void trace(Time now, const char *mark, const std::string &text);
+
+    static void onResult(int callbackArg, int hostId, int hostSubId, int outcome);
+
+    DriverLibrary &driver_;
+    const LinkSettings settings_;
+    std::function<void(News &&)> sink_;
+    Cycle cycle_;
+    std::atomic<int> openOperations_{0};
+
+    // The thread of advance().
+    Time now_{};
+    Time startedAt_{};
+    bool trace_ = false;
+    bool stepOpen_ = false;
+    std::map<int, int> cyclicReads_;
+    std::set<int> levelStations_;
+    bool onlyLevels_ =
+        false; ///< the step in progress was chosen where only levels have something to be served
+    const RW_VAR *result_ = nullptr;            ///< what the driver returned last; its own record
+    std::vector<std::pair<Ticket, int>> ended_; ///< operations and outcomes that the callback brought
+    /// Operations of which a request has failed that the driver counts as done.
+    std::map<Ticket, OperationResult> failed_;
+
+    /// For what follows. Taken before any lock of the driver, and never inside its callback.
+    std::mutex mutex_;
+    ScanPacer pacer_;
+    StationGuard guard_;
+    std::set<int> switchedOff_;   ///< by the user
+    std::map<int, int> switches_; ///< how often the user has switched a station
+    std::map<int, Time>
+        busyUntil_; ///< of stations that have said so; their cyclic reads are left out until then
+    std::set<int> queuedProbes_;   ///< stations with a trial in the driver's list
+    int triedStation_ = -1;        ///< the step in progress tries it
+    std::set<Ticket> unconfirmed_; ///< writes of which a frame has gone out, and whose end has not been told
+    std::set<Ticket> withdrawn_;
+    std::vector<Ticket> released_; ///< were withdrawn, and are not in the driver's lists any more
+    int quietFetches_ = 0;         ///< in a row that were no operation; 2 stands for more as well
+};
+
+} // namespace plc::runtime
+
+#endif

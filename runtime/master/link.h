@@ -1,0 +1,94 @@
+/// @file
+/// What a session and the line tell each other.
+#ifndef PLC_MASTER_LINK_H
+#define PLC_MASTER_LINK_H
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "runtime/master/cycle.h"
+#include "runtime/master/driver_library.h"
+#include "runtime/master/link_settings.h"
+#include "runtime/master/operation_ledger.h"
+
+namespace plc::runtime {
+
+/// The driver said through its callback that an operation has ended.
+struct OperationNews
+{
+    Ticket ticket;
+    OperationResult result;
+};
+
+/// A station went offline or came back.
+struct StationNews
+{
+    int station = 0;
+    bool offline = false;
+    int failures = 0; ///< requests in a row that have failed; when it went offline
+    Time lasted{};    ///< how long it was offline; when it came back
+    Time nextProbe{}; ///< from now; when it went offline
+    int switches =
+        0; ///< how often the user had switched it by then; the news mean nothing after another time
+};
+
+/// One step that has ended with all that came of it, a line of the trace, or the loss of the port.
+struct News
+{
+    std::optional<StepReport> step;
+    bool ordinaryRead = false; ///< the step was a read of the driver's read list, not of a priority level
+    std::vector<OperationNews> operations;
+    std::vector<Ticket> released;       ///< withdrawn operations that the driver holds no more
+    std::optional<StationNews> station; ///< behind the operations
+    std::string trace;
+    std::string portLost;
+    std::optional<Statistics> statistics;
+};
+
+/// The half of a session that talks to the line; all calls on the session's thread.
+class Link
+{
+public:
+    virtual ~Link() = default;
+
+    /// These stations have reads with a priority level, which go on where no other read does. Before start().
+    virtual void setLevelStations(const std::set<int> &) {}
+    /// Begins communication.
+    /// @param cyclicReads  entries that were put into the read list, by station.
+    /// @param trace        news have a line for each frame.
+    /// @throw Failure      (port) when the port cannot be opened.
+    virtual void start(const std::map<int, int> &cyclicReads, bool trace) = 0;
+    /// Ends communication. Nothing is sent afterwards.
+    virtual void stop() = 0;
+
+    /// The clock of the session and of all times in the news.
+    virtual Time now() const = 0;
+    /// Takes all news, oldest first; waits for the first until @p until at the latest.
+    virtual std::vector<News> take(Time until) = 0;
+
+    /// Tells how many operations are in the driver's lists: while there are some, a pause between scans is
+    /// interrupted.
+    virtual void setOpenOperations(int count) = 0;
+    /// The user switches a station off or on; on, it counts as one that has not been asked yet.
+    /// @return whether it was offline until now, so that the driver may have dropped what was queued for it.
+    virtual bool setStationEnabled(int station, bool enabled) = 0;
+    /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a whole.
+    virtual void betweenRequests(const std::function<void()> &work) = 0;
+    /// These operations have been reported as failed while the driver may still hold them: nothing of them is
+    /// sent any more.
+    virtual void withdraw(const std::vector<Ticket> &tickets) = 0;
+    /// Writes of which a frame has gone out and whose end is not among the news yet: they may have been done.
+    virtual std::set<Ticket> unconfirmed() = 0;
+};
+
+/// Makes the link of a session. The record is the one that the driver was given.
+using LinkFactory = std::function<std::unique_ptr<Link>(DriverLibrary &, COM_INFO &, const LinkSettings &)>;
+
+} // namespace plc::runtime
+
+#endif

@@ -1,0 +1,51 @@
+#include "runtime/master/news_box.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace plc::runtime {
+
+namespace {
+
+bool mustNotBeLost(const News &news)
+{
+    return !news.operations.empty() || !news.released.empty() || news.station || !news.portLost.empty();
+}
+
+} // namespace
+
+void NewsBox::put(News &&news)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (news_.size() >= kMostWaiting) {
+            ++dropped_;
+            news.step.reset();
+            news.trace.clear();
+            if (news.portLost.empty())
+                news.statistics.reset();
+            if (!mustNotBeLost(news))
+                return;
+        }
+        news_.push_back(std::move(news));
+    }
+    filled_.notify_one();
+}
+
+std::vector<News> NewsBox::take(Time until)
+{
+    std::unique_lock<std::mutex> lock(mutex_);
+    // The condition has a clock of its own.
+    filled_.wait_for(lock, std::max(until - steadyNow(), Time::zero()), [this] { return !news_.empty(); });
+    std::vector<News> taken = std::exchange(news_, {});
+    const std::uint64_t dropped = std::exchange(dropped_, 0);
+    lock.unlock();
+    if (dropped > 0) {
+        News gap;
+        gap.trace = "-- " + std::to_string(dropped) + " events are not shown: the output was stopped";
+        taken.push_back(std::move(gap));
+    }
+    return taken;
+}
+
+} // namespace plc::runtime

@@ -1,0 +1,47 @@
+/// @file
+/// How reads, writes and cyclic reads end.
+#ifndef PLC_MASTER_OPERATION_H
+#define PLC_MASTER_OPERATION_H
+
+#include "runtime/master/cycle.h"
+
+namespace plc::runtime {
+
+enum class OperationEnd
+{
+    Open, ///< not ended yet
+    Good,
+    NoReply,
+    Refused,  ///< by an exception reply
+    Unusable, ///< something came, but no usable reply
+    LineBusy, ///< not even sent: the line never fell silent
+    PortLost,
+    Dropped, ///< the station was switched off before it was its turn
+    /// A frame of a write had gone out when its station was switched off or went offline, or when the port went: it
+    /// may have been done.
+    Unconfirmed,
+    Offline ///< the station is left alone because it does not answer
+};
+
+struct OperationResult
+{
+    OperationEnd end = OperationEnd::Open;
+    int function = 0;         ///< Modbus function of the last request; in relay mode only for Refused, else 0
+    int address = 0;          ///< first register or bit of that request, for Refused
+    int count = 0;            ///< registers or bits of it, for Refused; 0 = neither is known
+    int exceptionCode = 0;    ///< for Refused
+    int attempts = 0;         ///< frames sent for the last request
+    bool echoMissing = false; ///< see StepReport
+    bool echoHeard = false;   ///< see StepReport
+    bool mayBeEcho = false;   ///< see StepReport
+};
+
+/// What the end of the last transaction means for its operation.
+OperationResult resultOf(const StepReport &report);
+
+/// Entries that the driver's lists of writes and of one-shot reads can hold; it drops more without a word.
+constexpr int kDriverListSize = 1024;
+
+} // namespace plc::runtime
+
+#endif

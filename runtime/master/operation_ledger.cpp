@@ -1,0 +1,299 @@
+#include "runtime/master/operation_ledger.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace plc::runtime {
+
+namespace {
+
+/// A write to station 0 is done by every station.
+constexpr int kEverybody = 0;
+
+/// Of the same area.
+bool overlap(const Footprint &a, const Footprint &b)
+{
+    return a.first < b.first + b.count && b.first < a.first + a.count;
+}
+
+/// Trials of offline stations share the list of one-shot reads.
+constexpr int kMostTrials = 256;
+
+} // namespace
+
+int OperationLedger::listSize(bool isWrite)
+{
+    return isWrite ? kDriverListSize : kDriverListSize - kMostTrials;
+}
+
+Ticket OperationLedger::open(const Footprint &footprint)
+{
+    do {
+        last_ = last_ < std::numeric_limits<Ticket>::max() ? last_ + 1 : 1;
+    } while (open_.count(last_) + withdrawn_.count(last_) + closed_.count(last_) > 0);
+    Entry &entry = open_[last_];
+    entry.footprint = footprint;
+    entry.age = ++age_;
+    addPlace(last_, entry);
+    admit(last_, &entry);
+    return last_;
+}
+
+OperationLedger::Entry *OperationLedger::find(Ticket ticket)
+{
+    const auto open = open_.find(ticket);
+    if (open != open_.end())
+        return &open->second;
+    const auto withdrawn = withdrawn_.find(ticket);
+    return withdrawn == withdrawn_.end() ? nullptr : &withdrawn->second;
+}
+
+const OperationLedger::Entry *OperationLedger::find(Ticket ticket) const
+{
+    return const_cast<OperationLedger *>(this)->find(ticket);
+}
+
+void OperationLedger::addPlace(Ticket ticket, const Entry &entry)
+{
+    const Footprint &place = entry.footprint;
+    Places &places = places_[{place.station, place.baseType, place.isWrite}];
+    places.byFirst[place.first].emplace(entry.age, ticket);
+    places.longest = std::max(places.longest, place.count);
+}
+
+void OperationLedger::dropPlace(const Entry &entry)
+{
+    const Footprint &place = entry.footprint;
+    const auto places = places_.find({place.station, place.baseType, place.isWrite});
+    if (places == places_.end())
+        return;
+    const auto sameFirst = places->second.byFirst.find(place.first);
+    if (sameFirst == places->second.byFirst.end())
+        return;
+    sameFirst->second.erase(entry.age);
+    if (sameFirst->second.empty())
+        places->second.byFirst.erase(sameFirst);
+    if (places->second.byFirst.empty())
+        places_.erase(places);
+}
+
+/// The operation that a waiting one must not pass, if there is one: it is to be looked at again when that changes.
+std::optional<Ticket> OperationLedger::blockerOf(const Entry &entry) const
+{
+    const Footprint &wanted = entry.footprint;
+    if (wanted.station != kEverybody) {
+        for (const int station : {wanted.station, kEverybody}) {
+            if (const auto blocker = blockerAt(station, entry))
+                return blocker;
+        }
+        return std::nullopt;
+    }
+    for (auto places = places_.begin(); places != places_.end();) {
+        const int station = std::get<0>(places->first);
+        if (const auto blocker = blockerAt(station, entry))
+            return blocker;
+        places = places_.upper_bound({station, std::numeric_limits<int>::max(), true});
+    }
+    return std::nullopt;
+}
+
+std::optional<Ticket> OperationLedger::blockerAt(int station, const Entry &entry) const
+{
+    for (const bool isWrite : {true, false}) {
+        // Reads may pass each other.
+        const bool mayPass = !isWrite && !entry.footprint.isWrite;
+        const auto places = places_.find({station, entry.footprint.baseType, isWrite});
+        if (mayPass || places == places_.end())
+            continue;
+        if (const auto blocker = blockerAmong(places->second, entry))
+            return blocker;
+    }
+    return std::nullopt;
+}
+
+std::optional<Ticket> OperationLedger::blockerAmong(const Places &places, const Entry &entry) const
+{
+    const Footprint &wanted = entry.footprint;
+    auto sameFirst = places.byFirst.lower_bound(wanted.first - places.longest + 1);
+    for (; sameFirst != places.byFirst.end() && sameFirst->first < wanted.first + wanted.count; ++sameFirst) {
+        // All that begin at one place overlap each other, so that the youngest of those before this one is the last to
+        // go.
+        auto older = sameFirst->second.lower_bound(entry.age);
+        while (older != sameFirst->second.begin()) {
+            --older;
+            const Entry &other = *find(older->second);
+            if (!overlap(wanted, other.footprint))
+                continue; // a short one
+            // The driver serves the writes that it has in their order, and a read that it has behind them; but it
+            // puts a write in place of another one to the same station.
+            if (!other.started || (wanted.isWrite && wanted.station == other.footprint.station))
+                return older->second;
+            break;
+        }
+    }
+    return std::nullopt;
+}
+
+/// Lets a waiting operation stand among those that may start, or behind the one that it must not pass.
+void OperationLedger::admit(Ticket ticket, Entry *entry)
+{
+    const std::optional<Ticket> blocker = blockerOf(*entry);
+    entry->blocked = blocker.has_value();
+    if (blocker)
+        find(*blocker)->followers.push_back(ticket);
+    else
+        stations_[entry->footprint.station].ready[entry->footprint.isWrite ? 1 : 0].push_back(ticket);
+}
+
+void OperationLedger::wakeFollowers(Entry *entry)
+{
+    for (const Ticket ticket : std::exchange(entry->followers, {})) {
+        const auto follower = open_.find(ticket);
+        if (follower != open_.end())
+            admit(ticket, &follower->second);
+    }
+}
+
+bool OperationLedger::hasRoom(const Footprint &footprint) const
+{
+    const bool isWrite = footprint.isWrite;
+    return pieces_[isWrite ? 1 : 0] + footprint.pieces <= listSize(isWrite);
+}
+
+bool OperationLedger::mayStart(Ticket ticket) const
+{
+    const auto found = open_.find(ticket);
+    return found != open_.end() && !found->second.started && !found->second.blocked &&
+           hasRoom(found->second.footprint);
+}
+
+std::optional<Ticket> OperationLedger::nextToStart()
+{
+    auto station = stations_.upper_bound(lastServed_);
+    for (std::size_t looked = 0; looked < stations_.size(); ++looked, ++station) {
+        if (station == stations_.end())
+            station = stations_.begin();
+        StationBooks &books = station->second;
+        if (books.started >= (books.answered ? kMostStarted : 1))
+            continue;
+        for (const std::size_t kind : {1u, 0u}) {
+            std::deque<Ticket> &ready = books.ready[kind];
+            while (!ready.empty() && (!isOpen(ready.front()) || isStarted(ready.front())))
+                ready.pop_front();
+            if (ready.empty())
+                continue;
+            const Ticket ticket = ready.front();
+            // A large one would otherwise wait for ever for room that small ones take.
+            Ticket &cramped = cramped_[kind];
+            if (cramped != ticket && isOpen(cramped) && !isStarted(cramped))
+                continue;
+            if (mayStart(ticket)) {
+                lastServed_ = station->first;
+                return ticket;
+            }
+            cramped = ticket;
+        }
+    }
+    return std::nullopt;
+}
+
+void OperationLedger::start(Ticket ticket)
+{
+    const auto found = open_.find(ticket);
+    if (found == open_.end() || found->second.started)
+        return;
+    Entry &entry = found->second;
+    entry.started = true;
+    ++started_;
+    ++stations_[entry.footprint.station].started;
+    pieces_[entry.footprint.isWrite ? 1 : 0] += entry.footprint.pieces;
+    if (!entry.footprint.isWrite)
+        dropPlace(entry);
+    wakeFollowers(&entry);
+}
+
+bool OperationLedger::isStarted(Ticket ticket) const
+{
+    const auto found = open_.find(ticket);
+    return found != open_.end() && found->second.started;
+}
+
+/// An operation of which the driver holds nothing leaves the books.
+void OperationLedger::retire(Entry entry)
+{
+    if (entry.started)
+        pieces_[entry.footprint.isWrite ? 1 : 0] -= entry.footprint.pieces;
+    dropPlace(entry);
+    wakeFollowers(&entry);
+}
+
+bool OperationLedger::close(Ticket ticket, const OperationResult &result)
+{
+    const auto found = open_.find(ticket);
+    if (found == open_.end())
+        return false;
+    Entry entry = std::move(found->second);
+    open_.erase(found);
+    closed_.emplace(ticket, result);
+    if (entry.started) {
+        --started_;
+        StationBooks &books = stations_[entry.footprint.station];
+        --books.started;
+        books.answered = result.end == OperationEnd::Good || result.end == OperationEnd::Refused;
+    }
+    retire(std::move(entry));
+    return true;
+}
+
+std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
+                                              const std::set<Ticket> &unconfirmed)
+{
+    std::vector<Ticket> withDriver;
+    std::vector<Entry> neverStarted;
+    for (auto entry = open_.begin(); entry != open_.end();) {
+        if (station >= 0 && entry->second.footprint.station != station) {
+            ++entry;
+            continue;
+        }
+        if (entry->second.started) {
+            withDriver.push_back(entry->first);
+            --started_;
+            StationBooks &books = stations_[entry->second.footprint.station];
+            --books.started;
+            books.answered = false;
+            withdrawn_.emplace(entry->first, std::move(entry->second));
+        } else {
+            dropPlace(entry->second);
+            neverStarted.push_back(std::move(entry->second));
+        }
+        OperationResult result;
+        result.end = unconfirmed.count(entry->first) > 0 ? OperationEnd::Unconfirmed : end;
+        closed_.emplace(entry->first, result);
+        entry = open_.erase(entry);
+    }
+    // Not before all of them have left their places: who is woken looks there for the next one to wait for.
+    for (Entry &entry : neverStarted)
+        wakeFollowers(&entry);
+    return withDriver;
+}
+
+void OperationLedger::release(const std::vector<Ticket> &tickets)
+{
+    for (const Ticket ticket : tickets) {
+        const auto found = withdrawn_.find(ticket);
+        if (found == withdrawn_.end())
+            continue;
+        Entry entry = std::move(found->second);
+        withdrawn_.erase(found);
+        retire(std::move(entry));
+    }
+}
+
+OperationResult OperationLedger::result(Ticket ticket) const
+{
+    const auto found = closed_.find(ticket);
+    return found == closed_.end() ? OperationResult() : found->second;
+}
+
+} // namespace plc::runtime

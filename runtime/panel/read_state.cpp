@@ -1,0 +1,94 @@
+#include "runtime/panel/read_state.h"
+
+#include <algorithm>
+
+namespace plc::runtime {
+
+namespace {
+
+constexpr Time kStaleAtLeast = std::chrono::seconds(3);
+
+} // namespace
+
+VariableState stateOf(OperationEnd end)
+{
+    switch (end) {
+    case OperationEnd::Good:
+        return VariableState::Good;
+    case OperationEnd::Refused:
+        return VariableState::Refused;
+    case OperationEnd::Unusable:
+        return VariableState::BadReply;
+    case OperationEnd::LineBusy:
+        return VariableState::LineBusy;
+    case OperationEnd::Offline:
+        return VariableState::Offline;
+    case OperationEnd::Open:
+        return VariableState::NeverRead;
+    case OperationEnd::NoReply:
+    case OperationEnd::PortLost:
+    case OperationEnd::Unconfirmed:
+    case OperationEnd::Dropped:
+        break;
+    }
+    return VariableState::NoAnswer;
+}
+
+void ReadState::note(const StepReport &report)
+{
+    if (report.cause == AttemptEnd::Withheld)
+        return;
+    last_ = resultOf(report);
+    // One that failed has taken its time-outs, which are no part of a scan.
+    const bool isAnswered = last_.end == OperationEnd::Good || last_.end == OperationEnd::Refused;
+    if (times_ > 0 && isAnswered && isServed_ && !wasLeftAlone_)
+        revisit_ = report.endedAt - lastEnd_;
+    wasLeftAlone_ = !isServed_;
+    lastEnd_ = report.endedAt;
+    ++times_;
+    if (last_.end != OperationEnd::Good)
+        return;
+    hasValue_ = true;
+    lastGood_ = report.endedAt;
+}
+
+void ReadState::setServed(bool served)
+{
+    isServed_ = served;
+    wasLeftAlone_ = true;
+}
+
+/// Its turn has passed three times over at the pace of the last scan. During the first scan nobody knows yet how long
+/// one takes; but what was read before its station was left alone is old by any measure.
+bool ReadState::isStale(Time now, Time timeout) const
+{
+    if (!revisit_ && !wasLeftAlone_)
+        return false;
+    return now - lastGood_ > std::max({kStaleAtLeast, 2 * timeout, 3 * revisit_.value_or(Time::zero())});
+}
+
+WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout)
+{
+    WatchStatus status;
+    bool first = true;
+    bool stale = false;
+    Time oldest{};
+    for (const ReadState *part : parts) {
+        const bool worse = status.last.end == OperationEnd::Good && part->last_.end != OperationEnd::Good;
+        if (first || worse)
+            status.last = part->last_;
+        status.hasValue = (first || status.hasValue) && part->hasValue_;
+        oldest = first ? part->lastGood_ : std::min(oldest, part->lastGood_);
+        status.scans = first ? part->times_ : std::min(status.scans, part->times_);
+        stale = stale || part->isStale(now, timeout);
+        first = false;
+    }
+    status.state = stateOf(status.last.end);
+    if (status.hasValue)
+        status.age = now - oldest;
+    if (status.state == VariableState::Good && stale)
+        status.state = VariableState::Stale;
+    return status;
+}
+
+} // namespace plc::runtime

@@ -1,0 +1,40 @@
+/// @file
+/// Hands variables and their names to the driver, which groups them into few requests by itself.
+#ifndef PLC_PANEL_REGISTRATION_H
+#define PLC_PANEL_REGISTRATION_H
+
+#include <QList>
+#include <QString>
+
+#include <set>
+#include <vector>
+
+#include "runtime/master/driver_library.h"
+#include "runtime/master/link_settings.h"
+#include "runtime/panel/variable.h"
+
+namespace plc::runtime {
+
+/// A row of the name table that PassVarName takes, and the priority that the driver makes of it.
+struct PriorityRow
+{
+    QList<QString> texts; ///< as they are handed over
+    int level = 0;        ///< 1 to 4; 0 for a row that gives no priority
+    int baseType = 0;     ///< area that the row's name is of: 0, 1, 4 or 5
+    int address = 0;      ///< that is given the priority, in every station
+};
+
+/// Hands the name rows and the variables over; they replace the cyclic reads. After the driver got its
+/// settings, once in a process, since the driver never forgets a name row.
+/// @param variables  with their stations.
+/// @return number of the driver's cyclic reads, those of the priority levels not counted.
+int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variables,
+                      const std::vector<PriorityRow> &rows);
+
+/// Stations with variables in an area in which a name has a priority level. Over a relay none: no level is served there.
+std::set<int> levelStations(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows,
+                            const LinkSettings &settings);
+
+} // namespace plc::runtime
+
+#endif

@@ -1,0 +1,385 @@
+#include "runtime/panel/session.h"
+
+#include <algorithm>
+
+#include "core/register_types.h"
+#include "runtime/master/communication.h"
+#include "runtime/master/request_ids.h"
+#include "runtime/panel/pieces.h"
+
+namespace plc::runtime {
+
+namespace {
+
+constexpr Time kPumpSlice = std::chrono::milliseconds(50);
+constexpr std::size_t kWordAreaSize = 50501;
+constexpr int kWriteModeQueued = 2;
+constexpr int kModeParsed = 0;
+constexpr int kMostRegistersInOneWrite = 123;
+constexpr int kMostCoilsInOneWrite = 1968;
+
+} // namespace
+
+Session::Session(DriverLibrary &driver, const LinkSettings &settings, const Surroundings &surroundings)
+    : Session(driver, settings,
+              [&surroundings](DriverLibrary &library, COM_INFO &info, const LinkSettings &link) {
+                  return std::make_unique<Communication>(library, info, link, surroundings);
+              })
+{
+    isCancelled_ = surroundings.isCancelled;
+}
+
+Session::Session(DriverLibrary &driver, const LinkSettings &settings, const LinkFactory &makeLink)
+    : driver_(driver), settings_(settings), words_(kWordAreaSize, 0),
+      link_(makeLink(driver, info_, settings_))
+{
+    info_.maxBlock = settings.maxBlock;
+    info_.defaultStation = settings.station;
+    info_.stationMode = 1;
+    info_.retryLimit = settings.retries;
+    info_.linkMode = settings.linkMode;
+    info_.writeMode = kWriteModeQueued;
+    info_.options = settings.options;
+    driver_.setComInfo(&info_);
+    driver_.flashLocalRegister(nullptr, words_.data(), nullptr);
+}
+
+Session::~Session()
+{
+    stop();
+}
+
+int Session::watch(const Variable &variable)
+{
+    const int station = stationOf(variable);
+    if (station == 0)
+        throw Failure(FailureKind::Usage,
+                      "variable '" + variable.text + "': nobody answers a read of station 0");
+    const int number = static_cast<int>(watched_.size());
+    watched_.push_back(variable);
+    const int limit = isBitArea(variable.area->baseType) ? settings_.bitLimit() : settings_.wordLimit();
+    for (int done = 0; done < variable.baseCount(); done += limit) {
+        RW_VAR read;
+        read.hostId = kCyclicHostId;
+        read.hostSubId = static_cast<int>(cyclicReads_.size());
+        read.linkMode = settings_.linkMode;
+        read.varName = QString::fromStdString(variable.text);
+        read.addrText = variable.address;
+        read.regType = variable.area->baseType;
+        read.address = variable.baseFirst() + done;
+        read.station = station;
+        read.count = std::min(limit, variable.baseCount() - done);
+        driver_.addListReadVar(&read);
+        cyclicReads_.emplace_back();
+        cyclicReads_.back().variable = number;
+        cyclicReads_.back().station = station;
+    }
+    return number;
+}
+
+void Session::start(TraceListener trace)
+{
+    trace_ = std::move(trace);
+    std::map<int, int> reads;
+    for (const CyclicRead &read : cyclicReads_)
+        ++reads[read.station];
+    link_->start(reads, trace_ != nullptr);
+    startedAt_ = link_->now();
+    running_ = true;
+}
+
+void Session::stop()
+{
+    if (!running_)
+        return;
+    link_->stop();
+    pump(link_->now());
+    stoppedAt_ = link_->now();
+    running_ = false;
+}
+
+Ticket Session::read(const Variable &variable)
+{
+    if (stationOf(variable) == 0)
+        throw Failure(FailureKind::Usage,
+                      "variable '" + variable.text + "': nobody answers a read of station 0");
+    return submit(variable, Values(), false);
+}
+
+Ticket Session::write(const Variable &variable, const Values &values)
+{
+    checkWrite(variable);
+    return submit(variable, values, true);
+}
+
+/// Refuses what the driver would take and then not do, or put into a frame that no station understands.
+void Session::checkWrite(const Variable &variable) const
+{
+    const std::string who = "variable '" + variable.text + "': ";
+    if (!variable.area->writable)
+        throw Failure(FailureKind::Usage,
+                      who + variable.area->name + " (" + variable.area->meaning + ") cannot be written");
+    if (variable.area->regType == kHoldingRegisterBit)
+        checkBitWrite(variable);
+    const bool coils = variable.area->regType == kCoil;
+    const int most = coils ? kMostCoilsInOneWrite : kMostRegistersInOneWrite;
+    const bool blocks = coils || variable.area->regType == kHoldingRegister;
+    if (blocks && settings_.maxBlock == 1 && writePieces(variable, settings_) == 1 && variable.count > most)
+        throw Failure(FailureKind::Usage,
+                      who + "with --max-block 1 a write goes out in one piece, of at most " +
+                          std::to_string(most) + " values");
+}
+
+/// The other bits of the register have to come from somewhere.
+void Session::checkBitWrite(const Variable &variable) const
+{
+    const std::string who = "variable '" + variable.text + "': ";
+    if (stationOf(variable) == 0)
+        throw Failure(FailureKind::Usage,
+                      who + "a bit is written together with the other bits of its register, which "
+                            "nobody at station 0 tells; write the whole register");
+    if (!hasOption(settings_.options, kOptionBitFromMirror))
+        return;
+    for (int i = 0; i < variable.baseCount(); ++i) {
+        if (knownRegisters_.count({stationOf(variable), variable.baseFirst() + i}) == 0)
+            throw Failure(FailureKind::Usage,
+                          who +
+                              "its register has not been read yet, and with the option bit-from-mirror "
+                              "the other bits would be written as 0; read it first, or leave the option out");
+    }
+}
+
+Ticket Session::submit(const Variable &variable, const Values &values, bool isWrite)
+{
+    Footprint footprint;
+    footprint.isWrite = isWrite;
+    footprint.station = stationOf(variable);
+    footprint.baseType = variable.area->baseType;
+    footprint.first = variable.baseFirst();
+    footprint.count = variable.baseCount();
+    footprint.pieces = isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
+    const int most = OperationLedger::listSize(isWrite);
+    if (footprint.pieces > most)
+        throw Failure(FailureKind::Usage, "variable '" + variable.text + "' takes " +
+                                              std::to_string(footprint.pieces) + " requests, at most " +
+                                              std::to_string(most) +
+                                              " are possible; take fewer values or a larger --max-block");
+    if (ledger_.isFull())
+        throw Failure(FailureKind::Usage,
+                      "variable '" + variable.text + "': " + std::to_string(OperationLedger::kMostOpen) +
+                          " orders are waiting already; give it again when some have ended");
+    const Ticket ticket = ledger_.open(footprint);
+    if (isOffline(footprint.station) || switchedOff_.count(footprint.station) > 0) {
+        OperationResult result;
+        result.end = isOffline(footprint.station) ? OperationEnd::Offline : OperationEnd::Dropped;
+        ledger_.close(ticket, result);
+        return ticket;
+    }
+    waiting_.emplace(ticket, Order{variable, values, isWrite});
+    startWaiting();
+    return ticket;
+}
+
+/// Hands waiting orders to the driver, as many as may be there.
+void Session::startWaiting()
+{
+    while (const std::optional<Ticket> ticket = ledger_.nextToStart()) {
+        const auto found = waiting_.find(*ticket);
+        const Order order = std::move(found->second);
+        waiting_.erase(found);
+        handOver(*ticket, order);
+    }
+}
+
+/// @throw Failure  (wrong usage) when the driver does not take it; it has ended then.
+void Session::handOver(Ticket ticket, const Order &order)
+{
+    ledger_.start(ticket);
+    // Before the driver has it, so that its end cannot come first.
+    link_->setOpenOperations(ledger_.startedCount());
+    try {
+        // The driver reports an order of several pieces with the last that it holds.
+        link_->betweenRequests(
+            [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
+    } catch (const Failure &) {
+        OperationResult refused;
+        refused.end = OperationEnd::Dropped;
+        ledger_.close(ticket, refused);
+        throw;
+    }
+}
+
+void Session::handRead(Ticket ticket, const Order &order)
+{
+    RW_VAR read;
+    read.hostId = kOperationHostId;
+    read.hostSubId = ticket;
+    read.linkMode = settings_.linkMode;
+    read.varName = QString::fromStdString(order.variable.text);
+    read.addrText = order.variable.address;
+    read.regType = order.variable.area->regType;
+    read.station = stationOf(order.variable);
+    read.count = order.variable.elements();
+    if (driver_.addListOnceReadVar(&read, kModeParsed) == 0)
+        throw Failure(FailureKind::Usage, "variable '" + order.variable.text + "' is refused by the driver");
+}
+
+void Session::handWrite(Ticket ticket, const Order &order)
+{
+    QByteArray bytes = encodeValues(order.values, order.variable.area->unit);
+    const int queued = driver_.setRegisterData(
+        QString::fromStdString(order.variable.text), order.variable.area->regType, order.variable.address,
+        stationOf(order.variable), &bytes, order.variable.elements(), kOperationHostId, ticket);
+    if (queued == 0)
+        throw Failure(FailureKind::Usage,
+                      "the write to '" + order.variable.text + "' is refused by the driver");
+}
+
+/// Ends all open orders of @p station, as OperationLedger::closeAll().
+std::vector<Ticket> Session::endAll(int station, OperationEnd end, const std::set<Ticket> &sent)
+{
+    std::vector<Ticket> withDriver = ledger_.closeAll(station, end, sent);
+    for (auto order = waiting_.begin(); order != waiting_.end();)
+        order = ledger_.isOpen(order->first) ? std::next(order) : waiting_.erase(order);
+    return withDriver;
+}
+
+void Session::takeNews(Time until)
+{
+    for (News &news : link_->take(until))
+        digest(std::move(news));
+}
+
+void Session::pump(Time until)
+{
+    takeNews(until);
+    link_->setOpenOperations(ledger_.startedCount());
+    startWaiting();
+}
+
+void Session::digest(News &&news)
+{
+    if (!news.trace.empty() && trace_)
+        trace_(news.trace);
+    if (news.station && isOutdated(*news.station))
+        news.station.reset();
+    if (news.statistics)
+        statistics_ = *news.statistics;
+    if (news.step)
+        noteRegisters(*news.step);
+    if (news.step && news.step->request.hostId == kCyclicHostId)
+        noteCyclic(*news.step);
+    if (listener_)
+        listener_(news);
+    for (const OperationNews &operation : news.operations)
+        ledger_.close(operation.ticket, operation.result);
+    ledger_.release(news.released);
+    if (news.station)
+        noteStation(*news.station);
+    if (news.portLost.empty())
+        return;
+    portLost_ = news.portLost;
+    endAll(-1, OperationEnd::PortLost, link_->unconfirmed());
+}
+
+void Session::noteRegisters(const StepReport &report)
+{
+    const Request &request = report.request;
+    const bool isRead = request.direction == 0 && request.regType == kHoldingRegister;
+    if (!hasOption(settings_.options, kOptionBitFromMirror) || !isRead || report.cause != AttemptEnd::Good)
+        return;
+    for (int i = 0; i < request.count; ++i)
+        knownRegisters_.insert({request.station, request.address + i});
+}
+
+/// True when the user has switched the station since.
+bool Session::isOutdated(const StationNews &news) const
+{
+    const auto found = switches_.find(news.station);
+    return (found == switches_.end() ? 0 : found->second) != news.switches;
+}
+
+void Session::noteStation(const StationNews &news)
+{
+    if (!news.offline) {
+        offline_.erase(news.station);
+        noteServed(news.station);
+        return;
+    }
+    offline_.insert(news.station);
+    noteServed(news.station);
+    link_->withdraw(endAll(news.station, OperationEnd::Offline, link_->unconfirmed()));
+}
+
+/// Readings of a station that is left alone tell nothing of how long a scan takes.
+void Session::noteServed(int station)
+{
+    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
+    for (CyclicRead &read : cyclicReads_) {
+        if (read.station == station)
+            read.state.setServed(served);
+    }
+}
+
+void Session::noteCyclic(const StepReport &report)
+{
+    const auto index = static_cast<std::size_t>(report.request.hostSubId);
+    if (index < cyclicReads_.size())
+        cyclicReads_[index].state.note(report);
+}
+
+OperationResult Session::await(Ticket ticket)
+{
+    while (result(ticket).end == OperationEnd::Open && portLost_.empty() && !isCancelled_())
+        pump(link_->now() + kPumpSlice);
+    return result(ticket);
+}
+
+void Session::setStationEnabled(int station, bool enabled)
+{
+    pump(link_->now()); // what has become of the station until now counts first
+    const bool wasOffline = link_->setStationEnabled(station, enabled);
+    ++switches_[station];
+    offline_.erase(station);
+    if (enabled)
+        switchedOff_.erase(station);
+    else
+        switchedOff_.insert(station);
+    noteServed(station);
+    if (enabled && !wasOffline)
+        return;
+    const std::set<Ticket> sent = link_->unconfirmed();
+    // Of what is not unconfirmed any more the end is told. Nothing that waits is handed over meanwhile.
+    takeNews(link_->now());
+    // Of a station that was offline: the news of that are outdated now.
+    link_->withdraw(endAll(station, enabled ? OperationEnd::Offline : OperationEnd::Dropped, sent));
+}
+
+Values Session::values(const Variable &variable) const
+{
+    QByteArray bytes;
+    driver_.getRegisterData(QString(), variable.area->regType, variable.address, stationOf(variable), &bytes,
+                            variable.elements());
+    return decodeValues(bytes, variable.area->unit, variable.count);
+}
+
+WatchStatus Session::status(int number) const
+{
+    std::vector<const ReadState *> parts;
+    for (const CyclicRead &read : cyclicReads_) {
+        if (read.variable == number)
+            parts.push_back(&read.state);
+    }
+    WatchStatus status = statusOf(parts, link_->now(), settings_.timeout);
+    const int station = stationOf(watched_[static_cast<std::size_t>(number)]);
+    if (isOffline(station)) {
+        status.state = VariableState::Offline;
+        if (status.last.end == OperationEnd::Open)
+            status.last.end = OperationEnd::Offline;
+    }
+    if (switchedOff_.count(station) > 0)
+        status.state = VariableState::SwitchedOff;
+    return status;
+}
+
+} // namespace plc::runtime

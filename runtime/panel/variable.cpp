@@ -1,0 +1,201 @@
+#include "runtime/panel/variable.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "core/register_types.h"
+#include "runtime/line/failure.h"
+
+namespace plc::runtime {
+
+namespace {
+
+constexpr int kAreaSize = 65536;
+constexpr int kBitsPerRegister = 16;
+
+constexpr Area kAreas[] = {
+    {"0x", 0, 0, Unit::Bit, false, true, "coils"},
+    {"1x", 1, 1, Unit::Bit, false, false, "discrete inputs"},
+    {"3x", 4, 4, Unit::Register, false, false, "input registers"},
+    {"4x", 5, 5, Unit::Register, false, true, "holding registers"},
+    {"3x_bit", 2, 4, Unit::Bit, true, false, "bits inside input registers, address REGISTER.BIT"},
+    {"4x_bit", 3, 5, Unit::Bit, true, true, "bits inside holding registers, address REGISTER.BIT"},
+    {"3x_d", 6, 4, Unit::RegisterPair, false, false, "32-bit values in pairs of input registers"},
+    {"4x_d", 7, 5, Unit::RegisterPair, false, true, "32-bit values in pairs of holding registers"},
+    {"4x_single", 8, 5, Unit::Register, false, true,
+     "holding registers, always written one by one (function 6)"},
+    {"4x_block", 9, 5, Unit::Register, false, true, "holding registers, always written with function 16"},
+};
+
+std::string areaNames()
+{
+    std::string names;
+    for (const Area &area : kAreas)
+        names += std::string(names.empty() ? "" : ", ") + area.name;
+    return names;
+}
+
+std::string lowered(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
+}
+
+/// A part of a variable's text and where it stands in it.
+struct Piece
+{
+    std::string text;
+    std::size_t at;
+};
+
+[[noreturn]] void refuse(const std::string &variable, std::size_t at, const std::string &what)
+{
+    throw Failure(FailureKind::Usage,
+                  "variable '" + variable + "', character " + std::to_string(at + 1) + ": " + what);
+}
+
+/// The decimal number @p piece, at most @p last.
+int number(const std::string &variable, const Piece &piece, const char *what, int least, int last)
+{
+    const std::string allowed =
+        std::string(what) + " must be a number from " + std::to_string(least) + " to " + std::to_string(last);
+    if (piece.text.empty())
+        refuse(variable, piece.at, allowed + ", but is missing");
+    long value = 0;
+    for (const char digit : piece.text) {
+        if (digit < '0' || digit > '9')
+            refuse(variable, piece.at, allowed + ", not '" + piece.text + "'");
+        value = std::min(value * 10 + (digit - '0'), 1000000000L);
+    }
+    if (value < least || value > last)
+        refuse(variable, piece.at, allowed + ", not '" + piece.text + "'");
+    return static_cast<int>(value);
+}
+
+/// Takes what stands in front of the first @p mark off @p rest; all of it when the mark is missing.
+Piece takeUntil(Piece *rest, char mark, bool *found)
+{
+    const std::size_t end = rest->text.find(mark);
+    *found = end != std::string::npos;
+    Piece front{rest->text.substr(0, end), rest->at};
+    if (*found)
+        *rest = {rest->text.substr(end + 1), rest->at + end + 1};
+    else
+        *rest = {"", rest->at + front.text.size()};
+    return front;
+}
+
+int zeroBased(int typed, bool oneBased)
+{
+    return oneBased && typed >= 1 ? typed - 1 : typed;
+}
+
+void readAddress(Variable *variable, const Piece &piece, bool oneBased)
+{
+    const int last = oneBased ? kAreaSize : kAreaSize - 1;
+    variable->address = QString::fromStdString(piece.text);
+    if (!variable->area->insideRegister) {
+        variable->first = zeroBased(number(variable->text, piece, "the address", 0, last), oneBased);
+        return;
+    }
+    Piece bitPart = piece;
+    bool hasBit = false;
+    const Piece registerPart = takeUntil(&bitPart, '.', &hasBit);
+    if (!hasBit)
+        refuse(variable->text, piece.at,
+               "an address in " + std::string(variable->area->name) + " is REGISTER.BIT, as 35.3");
+    const int typed = number(variable->text, registerPart, "the register", 0, last);
+    const int bit = number(variable->text, bitPart, "the bit", 0, kBitsPerRegister - 1);
+    variable->first = zeroBased(typed, oneBased) * kBitsPerRegister + bit;
+}
+
+int areaEnd(const Area &area)
+{
+    return area.insideRegister ? kAreaSize * kBitsPerRegister : kAreaSize;
+}
+
+} // namespace
+
+std::string areaHelp()
+{
+    std::string help;
+    for (const Area &area : kAreas) {
+        std::string name = area.name;
+        name.resize(11, ' ');
+        help += "  " + name + area.meaning + (area.writable ? "" : " (read only)") + "\n";
+    }
+    return help;
+}
+
+const Area *findArea(const std::string &name)
+{
+    const std::string wanted = lowered(name);
+    for (const Area &area : kAreas) {
+        if (wanted == area.name)
+            return &area;
+    }
+    return nullptr;
+}
+
+std::string Variable::nameOf(int index) const
+{
+    if (!label.empty())
+        return count == 1 ? label : label + "[" + std::to_string(index) + "]";
+    const std::string prefix = std::string(area->name) + ":";
+    if (!area->insideRegister) {
+        const int step = area->unit == Unit::RegisterPair ? 2 : 1;
+        return prefix + std::to_string(address.toInt() + index * step);
+    }
+    const int typedRegister = address.section(QLatin1Char('.'), 0, 0).toInt();
+    const int bit = first % kBitsPerRegister + index;
+    return prefix + std::to_string(typedRegister + bit / kBitsPerRegister) + "." +
+           std::to_string(bit % kBitsPerRegister);
+}
+
+Variable parseVariable(const std::string &text, bool oneBased)
+{
+    Variable variable;
+    variable.text = text;
+    Piece stationPart{text, 0};
+    bool hasStation = false;
+    Piece rest = takeUntil(&stationPart, '@', &hasStation);
+    if (hasStation)
+        variable.station = number(text, stationPart, "the station", 0, kLastStation);
+
+    bool hasAddress = false;
+    const Piece areaPart = takeUntil(&rest, ':', &hasAddress);
+    variable.area = findArea(areaPart.text);
+    if (!variable.area)
+        refuse(text, areaPart.at, "'" + areaPart.text + "' is no area; areas are " + areaNames());
+    if (!hasAddress)
+        refuse(text, rest.at,
+               "an address must follow the area, as in " + std::string(variable.area->name) +
+                   (variable.area->insideRegister ? ":35.3" : ":100"));
+    const Piece addressPart = takeUntil(&rest, ':', &variable.countGiven);
+    readAddress(&variable, addressPart, oneBased);
+    if (!variable.countGiven)
+        rest = {"1", rest.at};
+    const int room = areaEnd(*variable.area) - variable.first;
+    const int most = variable.area->unit == Unit::RegisterPair ? room / 2 : std::min(room, kAreaSize);
+    if (most < 1)
+        refuse(text, addressPart.at, "a 32-bit value needs two registers, and this is the last one");
+    variable.count = number(text, rest, "the count", 1, most);
+    return variable;
+}
+
+const char *areaName(int baseType)
+{
+    switch (baseType) {
+    case kCoil:
+        return "0x";
+    case kDiscreteInput:
+        return "1x";
+    case kInputRegister:
+        return "3x";
+    default:
+        return "4x";
+    }
+}
+
+} // namespace plc::runtime

@@ -1,0 +1,159 @@
+#include "host/commands/output.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace plc::host;
+using std::chrono::milliseconds;
+
+Row row(const char *variable, Values values, const char *state = "good")
+{
+    Row result;
+    result.variable = parseVariable(variable, false);
+    result.station = 5;
+    result.values = std::move(values);
+    result.state = state;
+    return result;
+}
+
+Row failedRow()
+{
+    Row result = row("4x:100:2", {});
+    result.values.reset();
+    result.state = "refused";
+    result.detail = "illegal \"data\" address";
+    return result;
+}
+
+TEST(TextRows, ShowVariableAndValues)
+{
+    RowPrinter printer(Format::Text, NumberStyle::Unsigned);
+    EXPECT_EQ("4x:100:3 = 1 2 65535\n", printer.render(row("4x:100:3", {1, 2, 65535})));
+}
+
+TEST(TextRows, ShowStateAgeAndMomentWhereGiven)
+{
+    RowPrinter printer(Format::Text, NumberStyle::Hex);
+    Row watched = row("4x:100", {255});
+    watched.age = milliseconds(12);
+    watched.moment = milliseconds(1500);
+    EXPECT_EQ("1.500  4x:100 = 0x00FF  (good, 12 ms old)\n", printer.render(watched));
+    EXPECT_EQ("4x:100:2 = ?  (refused: illegal \"data\" address)\n", printer.render(failedRow()));
+}
+
+TEST(CsvRows, HaveAHeadLineOnceAndALineForEachValue)
+{
+    RowPrinter printer(Format::Csv, NumberStyle::Signed);
+    EXPECT_EQ("name,station,value,state\n4x_d:200,5,-1,good\n4x_d:202,5,7,good\n",
+              printer.render(row("4x_d:200:2", {0xFFFFFFFF, 7})));
+    EXPECT_EQ("4x:100,5,,refused\n4x:101,5,,refused\n", printer.render(failedRow()));
+}
+
+TEST(CsvRows, HaveMomentAndAgeWhenTheyRepeat)
+{
+    RowPrinter printer(Format::Csv, NumberStyle::Unsigned);
+    Row watched = row("0x:3", {1});
+    watched.age = milliseconds(12);
+    watched.moment = milliseconds(1500);
+    EXPECT_EQ("time_s,name,station,value,state,age_ms\n1.500,0x:3,5,1,good,12\n", printer.render(watched));
+    watched.values.reset();
+    watched.age.reset();
+    watched.state = "never read";
+    EXPECT_EQ("1.500,0x:3,5,,never read,\n", printer.render(watched));
+}
+
+TEST(NdJsonRows, AreOneObjectALine)
+{
+    RowPrinter printer(Format::NdJson, NumberStyle::Unsigned);
+    EXPECT_EQ("{\"variable\":\"4x:100:2\",\"station\":5,\"state\":\"good\",\"values\":[1,2]}\n",
+              printer.render(row("4x:100:2", {1, 2})));
+    EXPECT_EQ(
+        "{\"variable\":\"4x:100:2\",\"station\":5,\"state\":\"refused\",\"detail\":\"illegal \\\"data\\\" "
+        "address\"}\n",
+        printer.render(failedRow()));
+}
+
+TEST(NdJsonRows, QuoteHexadecimalValues)
+{
+    RowPrinter printer(Format::NdJson, NumberStyle::Hex);
+    Row watched = row("4x:100", {255});
+    watched.age = milliseconds(12);
+    watched.moment = milliseconds(1500);
+    EXPECT_EQ("{\"time_s\":1.500,\"variable\":\"4x:100\",\"station\":5,\"state\":\"good\",\"age_ms\":12,"
+              "\"values\":["
+              "\"0x00FF\"]}\n",
+              printer.render(watched));
+}
+
+TEST(Tables, PutColumnsUnderEachOther)
+{
+    EXPECT_EQ((std::vector<std::string>{"a    bb", "ccc  d"}), layOut({{"a", "bb"}, {"ccc", "d"}}));
+}
+
+TEST(Ages, AreShownInMillisecondsThenInSeconds)
+{
+    EXPECT_EQ("999 ms", formatAge(milliseconds(999)));
+    EXPECT_EQ("1.2 s", formatAge(milliseconds(1234)));
+}
+
+TEST(StatisticsText, NamesEveryCounterAndTheRate)
+{
+    Statistics statistics;
+    statistics.total.requests = 100;
+    statistics.total.good = 90;
+    statistics.total.timeouts = 4;
+    statistics.total.bad = 3;
+    statistics.total.exceptions = 2;
+    statistics.total.unanswered = 1;
+    statistics.total.retries = 7;
+    statistics.total.bytesOut = 800;
+    statistics.total.bytesIn = 900;
+    statistics.total.foreignBytes = 11;
+    statistics.stations[5] = statistics.total;
+    EXPECT_EQ("requests 100, good 90, time-outs 4, bad 3, exceptions 2, no reply due 1, retries 7\n"
+              "bytes out 800, in 900, thrown away 11\n"
+              "50.0 requests per second over 2.0 s\n",
+              describeStatistics(statistics, std::chrono::seconds(2)));
+}
+
+TEST(StatisticsText, ListsStationsWhenThereAreSeveral)
+{
+    Statistics statistics;
+    statistics.total.requests = 3;
+    statistics.total.lineBusy = 1;
+    statistics.stations[5].requests = 1;
+    statistics.stations[6].requests = 2;
+    statistics.stations[6].ignoredReplies = 4;
+    EXPECT_EQ(
+        "requests 3, good 0, time-outs 0, bad 0, exceptions 0, no reply due 0, retries 0, line never silent "
+        "1\n"
+        "station 5: requests 1, good 0, time-outs 0, bad 0, exceptions 0, no reply due 0, retries 0\n"
+        "station 6: requests 2, good 0, time-outs 0, bad 0, exceptions 0, no reply due 0, retries 0, replies "
+        "ignored 4\n"
+        "bytes out 0, in 0, thrown away 0\n"
+        "3.0 requests per second over 1.0 s\n",
+        describeStatistics(statistics, std::chrono::seconds(1)));
+}
+
+TEST(StateNames, AreThoseThatTheTableShows)
+{
+    EXPECT_STREQ("never read", stateName(VariableState::NeverRead));
+    EXPECT_STREQ("good", stateName(VariableState::Good));
+    EXPECT_STREQ("stale", stateName(VariableState::Stale));
+    EXPECT_STREQ("refused", stateName(VariableState::Refused));
+    EXPECT_STREQ("no answer", stateName(VariableState::NoAnswer));
+    EXPECT_STREQ("bad reply", stateName(VariableState::BadReply));
+    EXPECT_STREQ("line busy", stateName(VariableState::LineBusy));
+}
+
+TEST(Table, IsCutToTheHeightOfTheTerminal)
+{
+    const std::vector<std::string> lines{"head", "a", "b", "c", "d"};
+    EXPECT_EQ(lines, fitInto(lines, 5));
+    EXPECT_EQ((std::vector<std::string>{"head", "a", "b", "... 2 more"}), fitInto(lines, 4));
+    EXPECT_EQ((std::vector<std::string>{"head", "... 4 more"}), fitInto(lines, 2));
+    EXPECT_EQ(lines, fitInto(lines, 0)) << "a terminal of no height is none";
+}
+
+} // namespace

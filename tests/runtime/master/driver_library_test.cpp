@@ -1,0 +1,56 @@
+#include "runtime/master/driver_library.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "runtime/line/failure.h"
+
+namespace {
+
+using namespace plc::runtime;
+using ::testing::HasSubstr;
+
+std::string refusal(const std::string &path)
+{
+    try {
+        const DriverLibrary driver(path);
+    } catch (const Failure &failure) {
+        EXPECT_EQ(FailureKind::Usage, failure.kind());
+        return failure.what();
+    }
+    ADD_FAILURE() << path << " was taken for the driver";
+    return std::string();
+}
+
+TEST(DriverLibrary, FindsEveryEntryPointOfTheBuiltLibrary)
+{
+    const DriverLibrary driver(PLC_DRIVER_PATH);
+    EXPECT_EQ(PLC_DRIVER_PATH, driver.path());
+    EXPECT_EQ(100, driver.addressOf(5, QStringLiteral("100")));
+    EXPECT_EQ(163, driver.addressOf(3, QStringLiteral("10.3")));
+    EXPECT_EQ(nullptr, driver.comCommunication(0)) << "nothing is set up";
+}
+
+TEST(DriverLibrary, IsLookedForBesideTheProgramThenInTheLibFolders)
+{
+    const auto candidates = driverCandidates("/opt/panel/bin");
+    ASSERT_GE(candidates.size(), 4u);
+    EXPECT_EQ("/opt/panel/bin/libplcdriver.so", candidates[0]);
+    EXPECT_EQ("/opt/panel/bin/libplcdriver.so.1", candidates[1]);
+    EXPECT_EQ("/opt/panel/bin/../lib/libplcdriver.so", candidates[2]);
+    EXPECT_EQ("libplcdriver.so.1", candidates.back());
+}
+
+TEST(DriverLibrary, ThatDoesNotExistIsNamedInTheError)
+{
+    EXPECT_THAT(refusal("/nowhere/libplcdriver.so"), HasSubstr("/nowhere/libplcdriver.so"));
+    EXPECT_THAT(refusal("/nowhere/libplcdriver.so"), HasSubstr("--driver PATH"));
+}
+
+TEST(DriverLibrary, ThatIsAnotherLibraryIsRefusedWithTheMissingName)
+{
+    EXPECT_THAT(refusal("libm.so.6"),
+                HasSubstr("'libm.so.6' is not the driver: it has no entry point SetComInfo"));
+}
+
+} // namespace

@@ -1,0 +1,633 @@
+// The real driver, loaded as a runtime loads it, on a line that the test makes: stations that answer after 20 ms or not
+// at all, and a clock that jumps from event to event.
+
+#include "runtime/master/driver_link.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <future>
+#include <memory>
+#include <thread>
+
+#include "runtime/master/request_ids.h"
+#include "runtime/panel/registration.h"
+#include "support/hex.h"
+
+namespace {
+
+using namespace plc::runtime;
+using namespace plc::test;
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+using ::testing::ElementsAre;
+
+/// "05", ... as it stands in a frame.
+std::string byteText(int value)
+{
+    return toHex(QByteArray(1, static_cast<char>(value)));
+}
+
+struct Sent
+{
+    Time at;
+    QByteArray frame;
+    int station() const { return static_cast<unsigned char>(frame.at(0)); }
+    int function() const { return static_cast<unsigned char>(frame.at(1)); }
+};
+
+class DriverLinkTest : public ::testing::Test
+{
+protected:
+    DriverLinkTest() : library(PLC_DRIVER_PATH), words(50501, 0)
+    {
+        info.maxBlock = 100;
+        info.stationMode = 1;
+        info.writeMode = 2;
+        settings.timeout = milliseconds(200);
+        settings.retries = 1;
+    }
+
+    void setUpDriver()
+    {
+        info.retryLimit = settings.retries;
+        library.setComInfo(&info);
+        library.flashLocalRegister(nullptr, words.data(), nullptr);
+    }
+
+    DriverLink &link()
+    {
+        if (!link_) {
+            setUpDriver();
+            link_ =
+                std::make_unique<DriverLink>(library, info, settings, [this](News &&item) { digest(item); });
+            link_->begin(now, reads_, false);
+        }
+        return *link_;
+    }
+
+    void digest(const News &news)
+    {
+        if (news.step)
+            steps.push_back(*news.step);
+        if (news.station)
+            stations.push_back(*news.station);
+        for (const OperationNews &operation : news.operations)
+            operations.push_back(operation);
+        released.insert(released.end(), news.released.begin(), news.released.end());
+    }
+
+    /// A register of @p station, or some, are read over and over.
+    void watch(int station, int address = 7, int count = 1)
+    {
+        RW_VAR read;
+        read.hostId = kCyclicHostId;
+        read.regType = 5;
+        read.address = address;
+        read.station = station;
+        read.count = count;
+        library.addListReadVar(&read);
+        ++reads_[station];
+    }
+
+    void write(int ticket, int station, int address, int value)
+    {
+        QByteArray bytes;
+        bytes.append(static_cast<char>(value & 0xFF)).append(static_cast<char>(value >> 8));
+        ASSERT_GT(library.setRegisterData(QString(), 5, QString::number(address), station, &bytes, 1,
+                                          kOperationHostId, ticket),
+                  0);
+    }
+
+    /// What the station answers; empty for nothing.
+    QByteArray answerTo(const Sent &request) const
+    {
+        if (std::count(dead.begin(), dead.end(), request.station()) > 0)
+            return QByteArray();
+        if (std::count(refusing.begin(), refusing.end(), request.station()) > 0)
+            return withCrc((byteText(request.station()) + " 83 " + refusal).c_str());
+        if (request.function() == 6)
+            return request.frame;
+        return withCrc((byteText(request.station()) + " 03 02 0007").c_str());
+    }
+
+    void runFor(Time duration)
+    {
+        const Time end = now + duration;
+        while (now < end) {
+            QByteArray arrived;
+            if (replyAt_ && *replyAt_ <= now) {
+                arrived = reply_;
+                replyAt_.reset();
+            }
+            const Instruction todo = link().advance(now, arrived);
+            if (!todo.send.isEmpty()) {
+                sent.push_back({now, todo.send});
+                reply_ = answerTo(sent.back());
+                if (!reply_.isEmpty())
+                    replyAt_ = now + milliseconds(20);
+            }
+            now = std::min({todo.wakeAt, replyAt_.value_or(Time::max()), end});
+        }
+    }
+
+    std::vector<Sent> sentTo(int station, Time since = Time::zero()) const
+    {
+        std::vector<Sent> frames;
+        for (const Sent &frame : sent) {
+            if (frame.station() == station && frame.at >= since)
+                frames.push_back(frame);
+        }
+        return frames;
+    }
+
+    DriverLibrary library;
+    std::vector<unsigned short> words;
+    COM_INFO info{};
+    LinkSettings settings;
+    Time now = seconds(1);
+    std::vector<int> dead;     ///< stations that do not answer
+    std::vector<int> refusing; ///< stations that answer with an exception
+    std::string refusal = "02";
+    std::vector<Sent> sent;
+    std::vector<StepReport> steps;
+    std::vector<StationNews> stations;
+    std::vector<OperationNews> operations;
+    std::vector<Ticket> released;
+
+private:
+    std::unique_ptr<DriverLink> link_;
+    std::map<int, int> reads_;
+    std::optional<Time> replyAt_;
+    QByteArray reply_;
+};
+
+TEST_F(DriverLinkTest, TakesAStationOfflineAfterThreeFailedRequests)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    EXPECT_EQ(6u, sentTo(2).size()) << "three requests, each sent twice";
+    ASSERT_EQ(1u, stations.size());
+    EXPECT_EQ(2, stations[0].station);
+    EXPECT_TRUE(stations[0].offline);
+    EXPECT_EQ(3, stations[0].failures);
+    EXPECT_EQ(3, stations[0].failures);
+    EXPECT_EQ(seconds(10), stations[0].nextProbe);
+    EXPECT_GT(sentTo(1, now - seconds(1)).size(), 20u) << "the other one gets all the time";
+}
+
+TEST_F(DriverLinkTest, TriesAnOfflineStationWithSingleFramesAtGrowingDistances)
+{
+    setUpDriver();
+    watch(1);
+    watch(2, 300);
+    dead = {2};
+    runFor(seconds(5));
+    sent.clear();
+    runFor(seconds(300));
+    const std::vector<Sent> trials = sentTo(2);
+    ASSERT_EQ(6u, trials.size()) << "after 10, 20, 40, 60, 60 and 60 s";
+    for (const Sent &trial : trials)
+        EXPECT_EQ(withCrc("02 03 012C 0001"), trial.frame);
+    const int distances[] = {20, 40, 60, 60, 60};
+    for (std::size_t i = 0; i < 5; ++i) {
+        EXPECT_GE(trials[i + 1].at - trials[i].at, seconds(distances[i]));
+        EXPECT_LT(trials[i + 1].at - trials[i].at, seconds(distances[i] + 1));
+    }
+    EXPECT_EQ(1u, stations.size());
+}
+
+TEST_F(DriverLinkTest, BringsAStationBackWhenItAnswersATrial)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    dead.clear();
+    runFor(seconds(15));
+    ASSERT_EQ(2u, stations.size());
+    EXPECT_EQ(2, stations[1].station);
+    EXPECT_FALSE(stations[1].offline);
+    EXPECT_EQ(10, std::lround(plc::runtime::seconds(stations[1].lasted)));
+    EXPECT_GT(sentTo(2, now - seconds(1)).size(), 10u) << "it is read again";
+}
+
+TEST_F(DriverLinkTest, TakesARefusedTrialForASignOfLife)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    dead.clear();
+    refusing = {2};
+    runFor(seconds(15));
+    ASSERT_EQ(2u, stations.size());
+    EXPECT_FALSE(stations[1].offline);
+}
+
+TEST_F(DriverLinkTest, GivesTheOthersTheirTurnsWhileAStationIsBusy)
+{
+    settings.policies.offline = false;
+    setUpDriver();
+    watch(1);
+    watch(2);
+    refusing = {2};
+    refusal = "06";
+    runFor(seconds(5));
+    const std::vector<Sent> asked = sentTo(2);
+    ASSERT_GT(asked.size(), 20u);
+    for (std::size_t i = 1; i < asked.size(); ++i)
+        EXPECT_GE(asked[i].at - asked[i - 1].at, milliseconds(100)) << "the turnaround delay";
+    EXPECT_GT(sentTo(1).size(), 100u) << "asked in between, some 30 ms each";
+}
+
+TEST_F(DriverLinkTest, LeavesAStationAloneThatIsBusyForEver)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    refusing = {2};
+    refusal = "06";
+    runFor(seconds(5));
+    EXPECT_EQ(3u, sentTo(2).size()) << "three requests, each sent once";
+    ASSERT_EQ(1u, stations.size());
+    EXPECT_TRUE(stations[0].offline);
+    refusing = {};
+    runFor(seconds(10));
+    ASSERT_EQ(2u, stations.size());
+    EXPECT_FALSE(stations[1].offline);
+}
+
+TEST_F(DriverLinkTest, AsksADeadStationForEverWithoutThatPolicy)
+{
+    settings.policies.offline = false;
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(30));
+    EXPECT_TRUE(stations.empty());
+    EXPECT_GT(sentTo(2).size(), 40u);
+}
+
+TEST_F(DriverLinkTest, SendsNothingOfAPriorityLevelToAnOfflineStation)
+{
+    // The driver serves the levels of stations that are switched off.
+    std::vector<Variable> variables;
+    for (const char *text : {"4x:7@1", "4x:200@1", "4x:400@1", "4x:300@2", "3x:7@2"})
+        variables.push_back(parseVariable(text, false));
+    PriorityRow row;
+    for (int i = 0; i < 10; ++i)
+        row.texts.append(QString());
+    row.texts[8] = QLatin1String("4");
+    row.texts[9] = QLatin1String("4x300");
+    setUpDriver();
+    registerVariables(library, variables, {row});
+    dead = {2};
+    runFor(seconds(5));
+    ASSERT_EQ(1u, stations.size());
+    runFor(seconds(4));
+    const std::size_t before = sentTo(2).size();
+    const auto withheld = [this] {
+        return std::count_if(steps.begin(), steps.end(),
+                             [](const StepReport &step) { return step.cause == AttemptEnd::Withheld; });
+    };
+    EXPECT_GT(withheld(), 10) << "the level is served";
+    EXPECT_EQ(before, sentTo(2).size());
+    EXPECT_GT(sentTo(1, now - seconds(1)).size(), 10u);
+}
+
+TEST_F(DriverLinkTest, LeavesTheLineInPeaceWhenOnlyWithheldReadsAreLeft)
+{
+    setUpDriver();
+    watch(2);
+    dead = {2};
+    runFor(seconds(9));
+    ASSERT_EQ(1u, stations.size());
+    const std::size_t before = sent.size();
+    runFor(seconds(1));
+    EXPECT_EQ(before, sent.size());
+}
+
+TEST_F(DriverLinkTest, TriesAllStationsAtOnceWhenTheWireIsBack)
+{
+    setUpDriver();
+    for (const int station : {1, 2, 3, 4})
+        watch(station);
+    runFor(seconds(1));
+    dead = {1, 2, 3, 4};
+    runFor(seconds(200));
+    ASSERT_EQ(4u, stations.size());
+    dead.clear();
+    while (stations.size() == 4)
+        runFor(seconds(1));
+    runFor(seconds(1));
+    EXPECT_EQ(8u, stations.size());
+}
+
+TEST_F(DriverLinkTest, SendsAWithdrawnWriteNeverAgain)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    write(1, 2, 50, 0x1111);
+    link().setStationEnabled(2, false);
+    link().withdraw({1});
+    link().setStationEnabled(2, true);
+    write(2, 2, 60, 0x2222);
+    runFor(seconds(1));
+    ASSERT_EQ(1u, sentTo(2).size());
+    EXPECT_EQ(withCrc("02 06 003C 2222"), sentTo(2)[0].frame);
+}
+
+TEST_F(DriverLinkTest, KnowsWhichWritesMayHaveBeenDone)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    dead = {2};
+    write(1, 2, 50, 0x1111);
+    write(2, 2, 60, 0x2222);
+    link().setOpenOperations(2);
+    runFor(milliseconds(100));
+    ASSERT_EQ(1u, sentTo(2).size());
+    EXPECT_THAT(link().unconfirmed(), ElementsAre(1)) << "the other one waits for its turn";
+    runFor(milliseconds(2000));
+    EXPECT_EQ(2u, operations.size());
+    EXPECT_TRUE(link().unconfirmed().empty()) << "their ends are told";
+}
+
+TEST_F(DriverLinkTest, KnowsThatAWriteThatWaitsForTheLineHasNotBeenDone)
+{
+    setUpDriver();
+    dead = {1};
+    watch(1);
+    runFor(seconds(1)); // the line is listened to for a late answer again and again
+    while (link().statistics().total.timeouts < 2 || steps.empty())
+        runFor(milliseconds(10));
+    write(1, 2, 50, 0x1111);
+    link().setOpenOperations(1);
+    for (int i = 0; i < 1000 && sentTo(2).empty(); ++i) {
+        EXPECT_TRUE(link().unconfirmed().empty());
+        runFor(milliseconds(1));
+    }
+    EXPECT_THAT(link().unconfirmed(), ElementsAre(1));
+}
+
+TEST_F(DriverLinkTest, ChoosesNoRequestWhileAnOrderIsHandedOver)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    const std::size_t before = sent.size();
+    std::promise<void> handing;
+    std::promise<void> enough;
+    std::thread session([this, &handing, &enough] {
+        link().betweenRequests([&handing, &enough] {
+            handing.set_value();
+            enough.get_future().wait();
+        });
+    });
+    handing.get_future().wait();
+    std::atomic<bool> ended{false};
+    std::thread line([this, &ended] {
+        runFor(seconds(1));
+        ended = true;
+    });
+    std::this_thread::sleep_for(milliseconds(100)); // the simulated second is over much sooner
+    EXPECT_FALSE(ended);
+    enough.set_value();
+    line.join();
+    session.join();
+    EXPECT_GT(sent.size(), before);
+}
+
+TEST_F(DriverLinkTest, TellsWhetherAStationThatIsSwitchedWasOffline)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    while (stations.empty())
+        runFor(milliseconds(10));
+    EXPECT_TRUE(link().setStationEnabled(2, true));
+    EXPECT_FALSE(link().setStationEnabled(2, true));
+    EXPECT_FALSE(link().setStationEnabled(1, false));
+}
+
+TEST_F(DriverLinkTest, SendsNothingToAStationThatIsSwitchedOffWhileItsRequestWaitsForTheLine)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {1};
+    while (steps.empty() || steps.back().request.station != 1)
+        runFor(milliseconds(10));
+    runFor(milliseconds(10)); // now the line is listened to for a late answer, with the next read chosen
+    const std::size_t before = sentTo(2).size();
+    link().setStationEnabled(2, false);
+    runFor(seconds(3));
+    EXPECT_EQ(before, sentTo(2).size());
+    link().setStationEnabled(2, true);
+    runFor(seconds(3));
+    EXPECT_GT(sentTo(2).size(), before);
+}
+
+TEST_F(DriverLinkTest, TellsOfAWriteThatWasHalfSentWhenItsStationWasSwitchedOffThatItIsNotConfirmed)
+{
+    constexpr int kSingles = 8;
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    QByteArray two("\x11\x11\x22\x22");
+    ASSERT_GT(library.setRegisterData(QString(), kSingles, "50", 2, &two, 2, kOperationHostId, 1), 0);
+    link().setOpenOperations(1);
+    while (steps.back().request.station != 2)
+        runFor(milliseconds(1));
+    link().setStationEnabled(2, false); // the second register waits for a silent line
+    runFor(seconds(1));
+    EXPECT_EQ(1u, sentTo(2).size());
+    ASSERT_EQ(1u, operations.size());
+    EXPECT_EQ(OperationEnd::Unconfirmed, operations[0].result.end);
+}
+
+TEST_F(DriverLinkTest, TellsOfAWriteThatWasNotSentThatItsStationIsSwitchedOff)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    write(1, 2, 50, 0x1111);
+    write(2, 2, 60, 0x2222);
+    link().setOpenOperations(2);
+    while (steps.back().request.station != 2)
+        runFor(milliseconds(1));
+    link().setStationEnabled(2, false); // the second one waits for a silent line
+    runFor(seconds(1));
+    ASSERT_EQ(2u, operations.size());
+    EXPECT_EQ(OperationEnd::Good, operations[0].result.end);
+    EXPECT_EQ(OperationEnd::Dropped, operations[1].result.end);
+}
+
+TEST_F(DriverLinkTest, TellsWhenTheDriverHoldsAWithdrawnWriteNoMore)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    link().setStationEnabled(2, false);
+    write(1, 2, 50, 0x1111);
+    write(2, 2, 51, 0x1111);
+    link().withdraw({1, 2});
+    EXPECT_TRUE(released.empty());
+    runFor(seconds(1));
+    EXPECT_THAT(released, ElementsAre(1, 2));
+    runFor(seconds(1));
+    EXPECT_EQ(2u, released.size()) << "once";
+    EXPECT_EQ(0u, sentTo(2).size());
+}
+
+TEST_F(DriverLinkTest, TellsHowOftenAStationHadBeenSwitchedWhenItWentOffline)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    link().setStationEnabled(2, false);
+    link().setStationEnabled(2, true);
+    dead = {2};
+    runFor(seconds(6));
+    ASSERT_EQ(1u, stations.size());
+    EXPECT_EQ(2, stations[0].switches);
+}
+
+TEST_F(DriverLinkTest, TellsWhenTheNextTrialIs)
+{
+    settings.offline.firstProbe = milliseconds(500);
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    ASSERT_FALSE(stations.empty());
+    EXPECT_EQ(3, stations[0].failures);
+    EXPECT_EQ(milliseconds(500), stations[0].nextProbe);
+}
+
+TEST_F(DriverLinkTest, GoesOnTryingManyStationsWithSingleRegisters)
+{
+    // The driver serves five one-shot reads in a row and then a cyclic read; what it passes over it drops.
+    setUpDriver();
+    watch(1);
+    for (int station = 2; station <= 21; ++station)
+        watch(station, 300, 20);
+    for (int station = 1; station <= 21; ++station)
+        dead.push_back(station);
+    runFor(seconds(300));
+    ASSERT_EQ(21u, stations.size());
+    dead.erase(dead.begin()); // the line is back, so that all are tried in a row
+    runFor(seconds(100));
+    ASSERT_EQ(22u, stations.size());
+    sent.clear();
+    runFor(seconds(3600));
+    for (const int station : dead) {
+        const std::vector<Sent> trials = sentTo(station);
+        // A time-out and a guard of 200 ms each: 20 trials take 8 s, so that a round takes 80 s.
+        EXPECT_GT(trials.size(), 40u) << station;
+        EXPECT_LT(trials.size(), 50u) << station;
+        const auto whole = std::count_if(trials.begin(), trials.end(), [](const Sent &trial) {
+            constexpr int kLowByteOfTheQuantity = 5;
+            return trial.frame.at(kLowByteOfTheQuantity) == 20;
+        });
+        EXPECT_LT(whole, 20) << station;
+    }
+}
+
+TEST_F(DriverLinkTest, RepeatsNothingForAStationThatAnswersOnlyTrials)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    dead.clear();
+    while (stations.size() < 2)
+        runFor(milliseconds(10));
+    dead = {2};
+    sent.clear();
+    runFor(seconds(3));
+    EXPECT_EQ(1u, sentTo(2).size()) << "once, although one repetition is allowed";
+    ASSERT_EQ(3u, stations.size());
+    EXPECT_EQ(1, stations[2].failures);
+    EXPECT_EQ(seconds(20), stations[2].nextProbe);
+}
+
+TEST_F(DriverLinkTest, ForgetsWithdrawnWritesOnceTheDriverCannotHoldThemAnyMore)
+{
+    // A new write under an old number, which a session never gives out twice, shows that the number is forgotten.
+    setUpDriver();
+    watch(1);
+    link().setStationEnabled(2, false);
+    write(1, 2, 50, 0x1111);
+    link().withdraw({1});
+    runFor(seconds(1));
+    link().setStationEnabled(2, true);
+    write(1, 2, 60, 0x2222);
+    runFor(seconds(1));
+    EXPECT_EQ(1u, sentTo(2).size());
+}
+
+TEST_F(DriverLinkTest, AsksAStationAnewThatTheUserSwitchesOffAndOn)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    dead.clear();
+    link().setStationEnabled(2, false);
+    runFor(seconds(20));
+    EXPECT_EQ(6u, sentTo(2).size()) << "no trial while the user does not want it";
+    link().setStationEnabled(2, true);
+    runFor(seconds(1));
+    EXPECT_GT(sentTo(2).size(), 10u);
+    EXPECT_EQ(1u, stations.size()) << "nothing came back: nobody had been told that it was gone for good";
+}
+
+TEST_F(DriverLinkTest, RepeatsARequestAlsoInThePauseBetweenTwoScans)
+{
+    settings.pollInterval = seconds(10);
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    dead = {2};
+    link().setOpenOperations(1);
+    write(1, 2, 50, 0x1111);
+    runFor(milliseconds(150));
+    ASSERT_EQ(1u, sentTo(2).size());
+    link().setOpenOperations(0);
+    runFor(seconds(1));
+    EXPECT_EQ(2u, sentTo(2).size());
+    ASSERT_EQ(1u, operations.size());
+    EXPECT_EQ(OperationEnd::NoReply, operations[0].result.end);
+}
+
+TEST_F(DriverLinkTest, CountsNoReadsOfOfflineStationsInAScan)
+{
+    settings.pollInterval = seconds(1);
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(9));
+    ASSERT_EQ(1u, stations.size());
+    runFor(seconds(20));
+    EXPECT_THAT(sentTo(1, now - seconds(10)).size(), ::testing::AllOf(::testing::Ge(9u), ::testing::Le(11u)));
+}
+
+} // namespace

@@ -1,0 +1,110 @@
+#include "runtime/master/news_box.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+using namespace plc::runtime;
+using ::testing::HasSubstr;
+
+News stepNews(int address)
+{
+    News news;
+    news.step.emplace();
+    news.step->request.address = address;
+    return news;
+}
+
+News endNews(Ticket ticket)
+{
+    News news = stepNews(0);
+    news.operations.push_back({ticket, OperationResult()});
+    return news;
+}
+
+TEST(NewsBox, HandsNewsOverInTheirOrder)
+{
+    NewsBox box;
+    for (int i = 0; i < 5; ++i)
+        box.put(stepNews(i));
+    const std::vector<News> taken = box.take(steadyNow());
+    ASSERT_EQ(5u, taken.size());
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(i, taken[static_cast<std::size_t>(i)].step->request.address);
+    EXPECT_TRUE(box.take(steadyNow()).empty());
+}
+
+TEST(NewsBox, WakesWhoWaits)
+{
+    NewsBox box;
+    std::thread other([&box] { box.put(stepNews(1)); });
+    EXPECT_EQ(1u, box.take(steadyNow() + std::chrono::seconds(60)).size());
+    other.join();
+}
+
+TEST(NewsBox, DropsStepsAndTraceWhileNobodyTakesThem)
+{
+    NewsBox box;
+    for (std::size_t i = 0; i < NewsBox::kMostWaiting + 50; ++i)
+        box.put(stepNews(static_cast<int>(i)));
+    News trace;
+    trace.trace = "-> 01 03";
+    box.put(std::move(trace));
+    const std::vector<News> taken = box.take(steadyNow());
+    ASSERT_EQ(NewsBox::kMostWaiting + 1, taken.size());
+    EXPECT_EQ(0, taken.front().step->request.address);
+    EXPECT_THAT(taken.back().trace, HasSubstr("51 events are not shown"));
+    box.put(stepNews(7));
+    EXPECT_EQ(1u, box.take(steadyNow()).size()) << "the gap is told once";
+}
+
+TEST(NewsBox, KeepsChangesOfStationsWithoutTheirStatistics)
+{
+    NewsBox box;
+    for (std::size_t i = 0; i < NewsBox::kMostWaiting; ++i)
+        box.put(stepNews(1));
+    News change;
+    change.station.emplace();
+    change.statistics.emplace();
+    box.put(std::move(change));
+    News last;
+    last.portLost = "gone";
+    last.statistics.emplace();
+    box.put(std::move(last));
+    const std::vector<News> taken = box.take(steadyNow());
+    ASSERT_EQ(NewsBox::kMostWaiting + 3, taken.size());
+    EXPECT_TRUE(taken[NewsBox::kMostWaiting + 1].statistics) << "there are no later ones";
+    EXPECT_TRUE(taken[NewsBox::kMostWaiting].station);
+    EXPECT_FALSE(taken[NewsBox::kMostWaiting].statistics) << "a map with a row for each station";
+}
+
+TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
+{
+    NewsBox box;
+    for (std::size_t i = 0; i < NewsBox::kMostWaiting; ++i)
+        box.put(stepNews(0));
+    box.put(endNews(17));
+    News station;
+    station.station.emplace();
+    station.station->station = 5;
+    box.put(std::move(station));
+    News released;
+    released.released = {3};
+    box.put(std::move(released));
+    News lost;
+    lost.portLost = "gone";
+    box.put(std::move(lost));
+    const std::vector<News> taken = box.take(steadyNow());
+    ASSERT_EQ(NewsBox::kMostWaiting + 5, taken.size());
+    const auto at = taken.begin() + static_cast<std::ptrdiff_t>(NewsBox::kMostWaiting);
+    EXPECT_EQ(17, at[0].operations.at(0).ticket);
+    EXPECT_FALSE(at[0].step) << "not more of it than must be";
+    EXPECT_EQ(5, at[1].station->station);
+    EXPECT_EQ(std::vector<Ticket>{3}, at[2].released);
+    EXPECT_EQ("gone", at[3].portLost);
+}
+
+} // namespace

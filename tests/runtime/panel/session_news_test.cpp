@@ -1,0 +1,222 @@
+// A session on a link that the test plays: what it makes of news that come late or not yet.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "runtime/panel/session.h"
+
+namespace {
+
+using namespace plc::runtime;
+using std::chrono::seconds;
+
+class PlayedLink : public Link
+{
+public:
+    void start(const std::map<int, int> &, bool) override {}
+    void stop() override {}
+    Time now() const override { return seconds(100); }
+    std::vector<News> take(Time) override { return std::exchange(news, {}); }
+    void setOpenOperations(int count) override { openOperations = count; }
+    bool setStationEnabled(int, bool) override
+    {
+        for (News &item : newsOnceSwitched)
+            news.push_back(std::move(item));
+        newsOnceSwitched.clear();
+        return wasOffline;
+    }
+    void betweenRequests(const std::function<void()> &work) override
+    {
+        ++handedOver;
+        work();
+    }
+    void withdraw(const std::vector<Ticket> &tickets) override { withdrawn = tickets; }
+    std::set<Ticket> unconfirmed() override { return sent; }
+
+    std::vector<News> news;
+    std::vector<News> newsOnceSwitched; ///< that come between the last look and the switch
+    int openOperations = 0;
+    std::vector<Ticket> withdrawn;
+    std::set<Ticket> sent;
+    bool wasOffline = false;
+    int handedOver = 0;
+};
+
+class SessionNewsTest : public ::testing::Test
+{
+protected:
+    SessionNewsTest()
+        : library(PLC_DRIVER_PATH), session(library, LinkSettings(), [this](auto &, auto &, const auto &) {
+              auto made = std::make_unique<PlayedLink>();
+              link = made.get();
+              return made;
+          })
+    {}
+
+    /// Station 5 has gone offline, or come back, after the user had switched it so often.
+    void tell(bool offline, int switches)
+    {
+        News item;
+        item.station.emplace();
+        item.station->station = 5;
+        item.station->offline = offline;
+        item.station->switches = switches;
+        link->news.push_back(std::move(item));
+        session.pump(seconds(100));
+    }
+
+    Ticket writeSingles(int count, int station)
+    {
+        const std::string text = "4x_single:0:" + std::to_string(count) + "@" + std::to_string(station);
+        return session.write(parseVariable(text, false), Values(static_cast<std::size_t>(count), 7));
+    }
+
+    DriverLibrary library;
+    PlayedLink *link = nullptr;
+    Session session;
+};
+
+TEST_F(SessionNewsTest, GoesByWhatItIsToldOfAStation)
+{
+    tell(true, 0);
+    EXPECT_TRUE(session.isOffline(5));
+    tell(false, 0);
+    EXPECT_FALSE(session.isOffline(5));
+}
+
+TEST_F(SessionNewsTest, DoesNotBelieveNewsFromBeforeTheUserSwitchedTheStation)
+{
+    int heard = 0;
+    session.setListener([&heard](const News &news) { heard += news.station ? 1 : 0; });
+    session.setStationEnabled(5, false);
+    session.setStationEnabled(5, true);
+    tell(true, 0);
+    EXPECT_FALSE(session.isOffline(5)) << "nothing would ever bring it back";
+    tell(true, 1);
+    EXPECT_FALSE(session.isOffline(5));
+    EXPECT_EQ(0, heard);
+    tell(true, 2);
+    EXPECT_TRUE(session.isOffline(5));
+    EXPECT_EQ(1, heard);
+}
+
+TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCame)
+{
+    const Ticket ticket = writeSingles(3, 5);
+    link->wasOffline = true;
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end);
+    EXPECT_EQ(std::vector<Ticket>{ticket}, link->withdrawn);
+    tell(true, 0);
+    EXPECT_FALSE(session.isOffline(5)) << "that was before";
+}
+
+TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmed)
+{
+    const Ticket onTheLine = writeSingles(1, 5);
+    const Ticket behind = session.write(parseVariable("4x:70@5", false), {2});
+    link->sent = {onTheLine};
+    session.setStationEnabled(5, false);
+    EXPECT_EQ(OperationEnd::Unconfirmed, session.result(onTheLine).end);
+    EXPECT_EQ(OperationEnd::Dropped, session.result(behind).end);
+}
+
+TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmedWhenThePortGoes)
+{
+    const Ticket onTheLine = writeSingles(1, 5);
+    const Ticket behind = session.write(parseVariable("4x:70@6", false), {2});
+    link->sent = {onTheLine};
+    News item;
+    item.portLost = "gone";
+    link->news.push_back(std::move(item));
+    session.pump(seconds(100));
+    EXPECT_EQ(OperationEnd::Unconfirmed, session.result(onTheLine).end);
+    EXPECT_EQ(OperationEnd::PortLost, session.result(behind).end);
+}
+
+TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatWasConfirmedBeforeItsStationWasSwitchedOff)
+{
+    const Ticket ticket = writeSingles(1, 5);
+    News item;
+    OperationResult good;
+    good.end = OperationEnd::Good;
+    item.operations.push_back({ticket, good});
+    link->newsOnceSwitched.push_back(std::move(item));
+    session.setStationEnabled(5, false);
+    EXPECT_EQ(OperationEnd::Good, session.result(ticket).end);
+}
+
+TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatHadTakenItsStationOfflineBeforeItWasSwitchedOn)
+{
+    const Ticket ticket = writeSingles(1, 5);
+    News item;
+    OperationResult failed;
+    failed.end = OperationEnd::NoReply;
+    item.operations.push_back({ticket, failed});
+    link->newsOnceSwitched.push_back(std::move(item));
+    link->wasOffline = true;
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::NoReply, session.result(ticket).end) << "it was sent";
+}
+
+TEST_F(SessionNewsTest, BelievesWhatHadHappenedBeforeTheUserSwitchesTheStationOn)
+{
+    const Ticket ticket = writeSingles(3, 5);
+    for (const bool offline : {true, false}) {
+        News item;
+        item.station.emplace();
+        item.station->station = 5;
+        item.station->offline = offline;
+        link->news.push_back(std::move(item));
+    }
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end) << "the driver had dropped it";
+}
+
+TEST_F(SessionNewsTest, HoldsNobodyUpWithAnOrderThatTheDriverRefuses)
+{
+    Variable bad = parseVariable("4x:7@5", false);
+    bad.address = QString::fromLatin1("no address");
+    EXPECT_THROW(session.write(bad, {1}), Failure);
+    const Ticket next = session.write(parseVariable("4x:7@5", false), {2});
+    EXPECT_EQ(2, link->handedOver) << "to the same place";
+    EXPECT_EQ(OperationEnd::Open, session.result(next).end);
+}
+
+TEST_F(SessionNewsTest, KeepsTheOrdersOfAStationThatIsSwitchedOnOnceMore)
+{
+    const Ticket ticket = writeSingles(3, 5);
+    session.setStationEnabled(5, true);
+    EXPECT_EQ(OperationEnd::Open, session.result(ticket).end);
+}
+
+TEST_F(SessionNewsTest, HandsOrdersOverBetweenTwoRequests)
+{
+    writeSingles(3, 5);
+    EXPECT_EQ(1, link->handedOver);
+}
+
+TEST_F(SessionNewsTest, HandsTheDriverNoMoreThanItsListTakesBesideWhatWasWithdrawn)
+{
+    const Ticket big = writeSingles(1000, 2);
+    EXPECT_EQ(1, link->openOperations);
+    session.setStationEnabled(2, false);
+    EXPECT_EQ(std::vector<Ticket>{big}, link->withdrawn);
+    EXPECT_EQ(OperationEnd::Dropped, session.result(big).end);
+
+    writeSingles(500, 1);
+    session.pump(seconds(100));
+    EXPECT_EQ(1, link->openOperations)
+        << "the driver still holds the first one, and has no room for the second";
+
+    News item;
+    item.released = {big};
+    link->news.push_back(std::move(item));
+    session.pump(seconds(100));
+    EXPECT_EQ(1, link->openOperations) << "the second one";
+    session.setStationEnabled(1, false);
+    EXPECT_EQ(1u, link->withdrawn.size()) << "it was with the driver";
+}
+
+} // namespace

@@ -1,0 +1,157 @@
+#include "runtime/panel/variable.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "runtime/line/failure.h"
+
+namespace {
+
+using plc::runtime::Failure;
+using plc::runtime::parseVariable;
+using plc::runtime::Variable;
+using ::testing::HasSubstr;
+
+struct Good
+{
+    const char *text;
+    bool oneBased;
+    int regType;
+    const char *address;
+    int first;
+    int count;
+    int elements;  // bits or registers, as the driver counts
+    int baseFirst; // first register or bit touched
+    int baseCount;
+};
+
+void PrintTo(const Good &good, std::ostream *out)
+{
+    *out << good.text << (good.oneBased ? ", one-based" : "");
+}
+
+class GoodVariables : public ::testing::TestWithParam<Good>
+{};
+
+TEST_P(GoodVariables, MeanWhatTheySay)
+{
+    const Good &good = GetParam();
+    const Variable variable = parseVariable(good.text, good.oneBased);
+    EXPECT_EQ(good.regType, variable.area->regType);
+    EXPECT_EQ(good.address, variable.address.toStdString());
+    EXPECT_EQ(good.first, variable.first);
+    EXPECT_EQ(good.count, variable.count);
+    EXPECT_EQ(good.elements, variable.elements());
+    EXPECT_EQ(good.baseFirst, variable.baseFirst());
+    EXPECT_EQ(good.baseCount, variable.baseCount());
+}
+
+INSTANTIATE_TEST_SUITE_P(Areas, GoodVariables,
+                         ::testing::Values(Good{"4x:100", false, 5, "100", 100, 1, 1, 100, 1},
+                                           Good{"4x:100:10", false, 5, "100", 100, 10, 10, 100, 10},
+                                           Good{"4X:0:65536", false, 5, "0", 0, 65536, 65536, 0, 65536},
+                                           Good{"4x:65535", false, 5, "65535", 65535, 1, 1, 65535, 1},
+                                           Good{"4x_bit:35.3", false, 3, "35.3", 563, 1, 1, 35, 1},
+                                           Good{"4x_bit:35.15:2", false, 3, "35.15", 575, 2, 2, 35, 2},
+                                           Good{"3x_bit:0.0:16", false, 2, "0.0", 0, 16, 16, 0, 1},
+                                           Good{"4x_d:200", false, 7, "200", 200, 1, 2, 200, 2},
+                                           Good{"3x_d:200:3", false, 6, "200", 200, 3, 6, 200, 6},
+                                           Good{"4x_d:65534", false, 7, "65534", 65534, 1, 2, 65534, 2},
+                                           Good{"0x:16:8", false, 0, "16", 16, 8, 8, 16, 8},
+                                           Good{"1x:0", false, 1, "0", 0, 1, 1, 0, 1},
+                                           Good{"3x:9:100", false, 4, "9", 9, 100, 100, 9, 100},
+                                           Good{"4x_single:5", false, 8, "5", 5, 1, 1, 5, 1},
+                                           Good{"4x_block:5:2", false, 9, "5", 5, 2, 2, 5, 2},
+                                           Good{"4x:100", true, 5, "100", 99, 1, 1, 99, 1},
+                                           Good{"4x:0", true, 5, "0", 0, 1, 1, 0, 1},
+                                           Good{"4x:65536", true, 5, "65536", 65535, 1, 1, 65535, 1},
+                                           Good{"4x_bit:10.3", true, 3, "10.3", 147, 1, 1, 9, 1}),
+                         [](const auto &test) { return "Row" + std::to_string(test.index); });
+
+TEST(VariableStation, IsWhatStandsBehindTheAtSign)
+{
+    EXPECT_FALSE(parseVariable("4x:100", false).station.has_value());
+    EXPECT_EQ(5, parseVariable("4x:100@5", false).station);
+    EXPECT_EQ(247, parseVariable("4x:100:10@247", false).station);
+    EXPECT_EQ(0, parseVariable("4x:100@0", false).station);
+}
+
+struct Bad
+{
+    const char *text;
+    bool oneBased;
+    const char *said;
+};
+
+void PrintTo(const Bad &bad, std::ostream *out)
+{
+    *out << "'" << bad.text << "'" << (bad.oneBased ? ", one-based" : "");
+}
+
+class BadVariables : public ::testing::TestWithParam<Bad>
+{};
+
+TEST_P(BadVariables, AreRefusedWithPlaceAndReason)
+{
+    try {
+        parseVariable(GetParam().text, GetParam().oneBased);
+        FAIL() << GetParam().text << " was taken";
+    } catch (const Failure &failure) {
+        EXPECT_EQ(plc::runtime::FailureKind::Usage, failure.kind());
+        EXPECT_EQ(std::string("variable '") + GetParam().text + "', " + GetParam().said, failure.what());
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Mistakes, BadVariables,
+    ::testing::Values(
+        Bad{"", false,
+            "character 1: '' is no area; areas are 0x, 1x, 3x, 4x, 3x_bit, 4x_bit, 3x_d, 4x_d, 4x_single, "
+            "4x_block"},
+        Bad{"5x:1", false,
+            "character 1: '5x' is no area; areas are 0x, 1x, 3x, 4x, 3x_bit, 4x_bit, 3x_d, 4x_d, 4x_single, "
+            "4x_block"},
+        Bad{"4x", false, "character 3: an address must follow the area, as in 4x:100"},
+        Bad{"4x_bit", false, "character 7: an address must follow the area, as in 4x_bit:35.3"},
+        Bad{"4x:", false, "character 4: the address must be a number from 0 to 65535, but is missing"},
+        Bad{"4x:12a", false, "character 4: the address must be a number from 0 to 65535, not '12a'"},
+        Bad{"4x:-3", false, "character 4: the address must be a number from 0 to 65535, not '-3'"},
+        Bad{"4x:65536", false, "character 4: the address must be a number from 0 to 65535, not '65536'"},
+        Bad{"4x:65537", true, "character 4: the address must be a number from 0 to 65536, not '65537'"},
+        Bad{"4x:99999999999999999999", false,
+            "character 4: the address must be a number from 0 to 65535, not '99999999999999999999'"},
+        Bad{"4x:35.3", false, "character 4: the address must be a number from 0 to 65535, not '35.3'"},
+        Bad{"4x:1:0", false, "character 6: the count must be a number from 1 to 65535, not '0'"},
+        Bad{"4x:1:", false, "character 6: the count must be a number from 1 to 65535, but is missing"},
+        Bad{"4x:65535:2", false, "character 10: the count must be a number from 1 to 1, not '2'"},
+        Bad{"4x:1:2:3", false, "character 6: the count must be a number from 1 to 65535, not '2:3'"},
+        Bad{"4x_d:65535", false, "character 6: a 32-bit value needs two registers, and this is the last one"},
+        Bad{"4x_d:65530:4", false, "character 12: the count must be a number from 1 to 3, not '4'"},
+        Bad{"4x_bit:35", false, "character 8: an address in 4x_bit is REGISTER.BIT, as 35.3"},
+        Bad{"4x_bit:35.16", false, "character 11: the bit must be a number from 0 to 15, not '16'"},
+        Bad{"4x_bit:35.", false, "character 11: the bit must be a number from 0 to 15, but is missing"},
+        Bad{"4x_bit:.3", false, "character 8: the register must be a number from 0 to 65535, but is missing"},
+        Bad{"4x:1@248", false, "character 6: the station must be a number from 0 to 247, not '248'"},
+        Bad{"4x:1@", false, "character 6: the station must be a number from 0 to 247, but is missing"}),
+    [](const auto &test) { return "Row" + std::to_string(test.index); });
+
+TEST(VariableNames, CountOnAsTheyWereTyped)
+{
+    EXPECT_EQ("4x:103", parseVariable("4x:100:5", false).nameOf(3));
+    EXPECT_EQ("4x:103", parseVariable("4x:100:5", true).nameOf(3));
+    EXPECT_EQ("4x_d:206", parseVariable("4x_d:200:5", false).nameOf(3));
+    EXPECT_EQ("4x_bit:36.1", parseVariable("4x_bit:35.14:5", false).nameOf(3));
+    EXPECT_EQ("4x_bit:36.1", parseVariable("4x_bit:35.14:5", true).nameOf(3));
+    EXPECT_EQ("0x:19", parseVariable("0x:16:5", false).nameOf(3));
+}
+
+TEST(AreaHelp, NamesEveryArea)
+{
+    const std::string help = plc::runtime::areaHelp();
+    for (const char *name :
+         {"0x ", "1x ", "3x ", "4x ", "3x_bit ", "4x_bit ", "3x_d ", "4x_d ", "4x_single ", "4x_block "})
+        EXPECT_THAT(help, HasSubstr(std::string("  ") + name));
+    EXPECT_THAT(help, HasSubstr("input registers (read only)"));
+}
+
+} // namespace
