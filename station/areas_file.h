@@ -1,3 +1,5 @@
+/// @file
+/// Initial values and moving items of the stations, from a file.
 #ifndef PLC_STATION_AREAS_FILE_H
 #define PLC_STATION_AREAS_FILE_H
 

@@ -1,3 +1,5 @@
+/// @file
+/// Bytes on the line, owned or only looked at.
 #ifndef PLC_STATION_BYTES_H
 #define PLC_STATION_BYTES_H
 

@@ -1,3 +1,5 @@
+/// @file
+/// The checksum of a Modbus serial line, worked out on its own.
 #ifndef PLC_STATION_CRC_H
 #define PLC_STATION_CRC_H
 

@@ -1,3 +1,5 @@
+/// @file
+/// What a station counts and tells about itself.
 #ifndef PLC_STATION_DIAGNOSTICS_H
 #define PLC_STATION_DIAGNOSTICS_H
 

@@ -1,3 +1,5 @@
+/// @file
+/// What can go wrong with a reply, and how often.
 #ifndef PLC_STATION_FAULTS_H
 #define PLC_STATION_FAULTS_H
 

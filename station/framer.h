@@ -1,3 +1,5 @@
+/// @file
+/// Cuts a stream of bytes into request frames.
 #ifndef PLC_STATION_FRAMER_H
 #define PLC_STATION_FRAMER_H
 

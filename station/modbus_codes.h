@@ -1,3 +1,5 @@
+/// @file
+/// Function codes, exception codes and limits of Modbus.
 #ifndef PLC_STATION_MODBUS_CODES_H
 #define PLC_STATION_MODBUS_CODES_H
 

@@ -1,3 +1,5 @@
+/// @file
+/// Numbers, station lists and ranges as people type them.
 #ifndef PLC_STATION_NUMBER_LIST_H
 #define PLC_STATION_NUMBER_LIST_H
 

@@ -1,3 +1,5 @@
+/// @file
+/// The stations' end of a pseudo-terminal.
 #ifndef PLC_STATION_PTY_LINE_H
 #define PLC_STATION_PTY_LINE_H
 

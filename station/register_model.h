@@ -1,3 +1,5 @@
+/// @file
+/// The four tables of a Modbus device.
 #ifndef PLC_STATION_REGISTER_MODEL_H
 #define PLC_STATION_REGISTER_MODEL_H
 

@@ -1,3 +1,5 @@
+/// @file
+/// Relay frames: what a peer gets instead of a Modbus request.
 #ifndef PLC_STATION_RELAY_H
 #define PLC_STATION_RELAY_H
 

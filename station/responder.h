@@ -1,3 +1,5 @@
+/// @file
+/// Who answers a frame, and what became of it.
 #ifndef PLC_STATION_RESPONDER_H
 #define PLC_STATION_RESPONDER_H
 

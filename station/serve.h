@@ -1,3 +1,5 @@
+/// @file
+/// Runs stations on a pseudo-terminal until a signal comes.
 #ifndef PLC_STATION_SERVE_H
 #define PLC_STATION_SERVE_H
 

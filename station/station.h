@@ -1,3 +1,5 @@
+/// @file
+/// One simulated station.
 #ifndef PLC_STATION_STATION_H
 #define PLC_STATION_STATION_H
 

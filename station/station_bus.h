@@ -1,3 +1,5 @@
+/// @file
+/// Modbus RTU stations that share a line.
 #ifndef PLC_STATION_STATION_BUS_H
 #define PLC_STATION_STATION_BUS_H
 

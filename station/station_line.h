@@ -1,3 +1,5 @@
+/// @file
+/// Stations on a line in given time: bytes in, bytes and moments out.
 #ifndef PLC_STATION_STATION_LINE_H
 #define PLC_STATION_STATION_LINE_H
 
