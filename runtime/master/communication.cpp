@@ -56,9 +56,11 @@ void Communication::abandon(Opening &opening)
 {
     if (opening.isSettled.exchange(true))
         return; // the promise is about to be kept
-    // Whoever has an event loop gets rid of it.
-    QObject::connect(thread_.get(), &QThread::finished, thread_.get(), &QObject::deleteLater);
-    thread_.release();
+    // A program with an event loop gets rid of the object; it may have ended before it was connected.
+    QThread *const thread = thread_.release();
+    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    if (thread->isFinished())
+        thread->deleteLater();
     throw Failure(FailureKind::Port, "interrupted while port '" + settings_.port + "' was being opened");
 }
 
