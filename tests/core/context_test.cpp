@@ -6,10 +6,10 @@
 #include <type_traits>
 
 #include "core/register_types.h"
-#include "cycle/cycle_driver.h"
 #include "modbus/read_request.h"
 #include "support/driver_fixture.h"
 #include "support/lock_probe.h"
+#include "support/records.h"
 
 namespace plc::test {
 namespace {

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "core/register_types.h"
-#include "cycle/cycle_driver.h"
 #include "support/driver_fixture.h"
+#include "support/records.h"
 #include "varlists/registration.h"
 
 namespace plc::test {

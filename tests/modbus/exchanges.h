@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "support/driver_fixture.h"
+#include "support/records.h"
 
 namespace plc::test {
 
@@ -207,25 +208,6 @@ inline RW_VAR everyFieldSet()
     var.relayArg2 = 30;
     var.data = hex("3412");
     return var;
-}
-
-inline void expectSameFields(const RW_VAR &expected, const RW_VAR &actual)
-{
-    EXPECT_EQ(expected.hostId, actual.hostId);
-    EXPECT_EQ(expected.hostSubId, actual.hostSubId);
-    EXPECT_EQ(expected.direction, actual.direction);
-    EXPECT_EQ(expected.linkMode, actual.linkMode);
-    EXPECT_EQ(expected.linkId, actual.linkId);
-    EXPECT_EQ(expected.status, actual.status);
-    EXPECT_EQ(expected.varName.toStdString(), actual.varName.toStdString());
-    EXPECT_EQ(expected.addrText.toStdString(), actual.addrText.toStdString());
-    EXPECT_EQ(expected.regType, actual.regType);
-    EXPECT_EQ(expected.address, actual.address);
-    EXPECT_EQ(expected.station, actual.station);
-    EXPECT_EQ(expected.count, actual.count);
-    EXPECT_EQ(expected.relayArg1, actual.relayArg1);
-    EXPECT_EQ(expected.relayArg2, actual.relayArg2);
-    EXPECT_EQ(expected.data, actual.data);
 }
 
 } // namespace plc::test
