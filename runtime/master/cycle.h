@@ -13,6 +13,8 @@
 #include "runtime/line/line_timing.h"
 #include "runtime/line/link_time.h"
 #include "runtime/line/rtu_frame.h"
+#include "runtime/master/echoes.h"
+#include "runtime/master/late_reply_guard.h"
 #include "runtime/master/policies.h"
 #include "runtime/master/statistics.h"
 
@@ -174,35 +176,62 @@ public:
     const Statistics &statistics() const { return statistics_; }
 
 private:
+    /// One transmission and the wait behind it.
+    struct Attempt
+    {
+        ReplyShape shape;          ///< of the reply that is due
+        Time sentUntil{};          ///< when the last stop bit left, or will
+        Time deadline{};           ///< end of the wait
+        bool isExtended = false;   ///< the deadline was put off, or must not be
+        bool anythingCame = false; ///< a byte, the echo included
+        bool heard = false;        ///< a byte, the echo not included
+        bool isRefused = false;    ///< the station answered with an exception
+        bool isDamaged = false;    ///< what came last was the reply, damaged on the way
+        bool echoMissing = false;  ///< for the report, as the next two
+        bool echoHeard = false;
+        bool mayBeEcho = false;
+    };
+
+    // Up to the line.
     bool fetch(Time now);
+    void waitForSilence(Time now);
+    Time silenceDue() const;
+    Time heldUntil() const;
+    Time busyLimit() const;
+    bool replyIsDue() const;
     Instruction transmit(Time now);
+
+    // What comes back.
     void take(Time now, const QByteArray &arrived);
     bool stripEchoes(Time now);
-    bool takeForEcho(Time now, const Sighting &sighting);
-    bool isEchoMissing() const;
+    void examine(Time now, bool waitIsOver);
+    void takeException(Time now, const Sighting &sighting);
+    void takeUnwanted(Time now, const Sighting &sighting);
+    bool offerReply(Time now, const Sighting &sighting);
+    int judgeNothing();
+    void dropBefore(Time now, int bytes, const char *why);
+    void noteForeign(Time now, int bytes, const char *why);
+    bool isListening() const;
+
+    // The end of a wait.
     Time waitEnd() const;
     Time silentBehindDamage() const;
     Time extendedDeadline() const;
-    void showAll(Time now);
-    bool isListening() const;
+    bool extendWait(Time now);
+    void giveUpSending(Time now);
+    void endWait(Time now);
+    void endUnanswered(Time now);
+
+    // The end of an attempt, and what follows.
     void withhold(Time now);
-    void examine(Time now, bool waitIsOver);
-    bool offerReply(Time now, const Sighting &sighting);
-    void dropBefore(Time now, int bytes, const char *why);
-    void expire(Time now);
-    void finishUnanswered(Time now);
-    void loseAttempt(Time now, AttemptEnd end, int exceptionCode);
-    void giveUpAttempt(Time now);
-    Time lateAnswersUntil(Time now) const;
-    void listenForLateAnswers(Time now);
-    Time busyLimit() const;
-    void giveUpStale(Time now);
-    void giveUpLine(Time now);
-    void noteRefusal(const Sighting &sighting);
+    void failAttempt(Time now, AttemptEnd end, int exceptionCode);
     void endAttempt(Time now, AttemptEnd end, int exceptionCode);
-    void settle(Time now, int status);
-    Time silenceDue() const;
-    bool replyIsDue() const;
+    void showNothing(Time now);
+    void goOn(Time now, int status);
+    void endTransaction(Time now, int status);
+    void useUpRepeats();
+
+    const Request &request() const { return report_.request; }
     template <typename Change>
     void count(Change change);
 
@@ -211,33 +240,20 @@ private:
     CycleSettings settings_;
     CycleObserver *observer_;
     Statistics statistics_;
+    LateReplyGuard lateReplies_;
+    Echoes echoes_;
 
     CycleState state_ = CycleState::Idle;
     bool started_ = false;
     Time lastActivity_{};           ///< last byte sent or received
-    Time holdUntil_{};              ///< no transmission before
-    Time freshUntil_ = Time::max(); ///< no transmission of the present transaction after
     Time waitingSince_{};           ///< since when the line should be silent
-    Time deadline_{};               ///< end of the present wait
-    bool extended_ = false;
+    Time pauseUntil_{};             ///< a busy station is left alone until then
+    Time freshUntil_ = Time::max(); ///< what the transaction writes back is too old afterwards
+    QByteArray buffer_;             ///< received and not yet used
 
     Protocol *head_ = nullptr; ///< transaction in progress; the driver's
-    Request request_;
-    ReplyShape shape_;
-    bool answerIsOpen_ = false; ///< the station may still answer an attempt that counts as unanswered
-    bool answered_ = false;     ///< the last attempt ended with an answer
-    QByteArray openFrame_;      ///< the request that may be repeated all the same; empty for none
-    Time openUntil_{};          ///< until when an answer may come that belongs to none of the next requests
-    Time sentUntil_{};          ///< when the last stop bit of the last request left, or will
-    StepReport report_;
-
-    QByteArray buffer_;        ///< received in this attempt
-    int echoesDue_ = 0;        ///< of this request and of its equals before, and not come yet
-    bool echoIsOff_ = false;   ///< an echo was taken off what was received in this attempt
-    bool heard_ = false;       ///< something was received in this attempt
-    bool isFirstByte_ = false; ///< nothing was received since the last transmission
-    bool refused_ = false;     ///< while listening out: the station answered with an exception
-    bool damaged_ = false;     ///< what was received last was the reply, damaged on the way
+    StepReport report_;        ///< on the transaction in progress
+    Attempt attempt_;          ///< the last that was sent of the transaction in progress
 };
 
 } // namespace plc::runtime

@@ -1483,6 +1483,7 @@ TEST_F(CyclePermit, NotGivenKeepsEveryByteFromTheLine)
     EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
     EXPECT_EQ(0, witness.steps[0].attempts);
     EXPECT_EQ(std::vector<QByteArray>{QByteArray()}, driver.calls);
+    EXPECT_TRUE(cycle().statistics().stations.empty());
 }
 
 TEST_F(CyclePermit, IsStillNeededWhenTheLineFallsSilent)
