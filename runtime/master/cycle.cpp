@@ -13,8 +13,7 @@ namespace plc::runtime {
 
 namespace {
 
-// The longest frame has 256 bytes (MODBUS over Serial Line V1.02, 2.5.1.1); the rest is room for noise around
-// it.
+// The longest frame has 256 bytes (MODBUS over Serial Line V1.02, 2.5.1.1); the rest is room for noise.
 constexpr int kBufferLimit = 1024;
 constexpr int kBufferKept = 512;
 
@@ -55,7 +54,7 @@ bool isSilencedByOption(const COM_INFO &info, int regType)
            (regType == kHoldingBlock && hasOption(info.options, kOptionNoReplyToBlock));
 }
 
-/// What a transaction is reported with after one more attempt: of several failures the one that tells most.
+/// What a transaction is reported with after one more attempt: of several failures the most telling one.
 AttemptEnd causeAfter(AttemptEnd before, AttemptEnd last)
 {
     switch (last) {
@@ -73,8 +72,8 @@ AttemptEnd causeAfter(AttemptEnd before, AttemptEnd last)
     return AttemptEnd::NoReply;
 }
 
-/// Whether the same request is not to be repeated: the station refused function, address or value, has begun the
-/// write already, or is busy and the request comes again with the next scan.
+/// Whether the request is not to be repeated: the station refused function, address or value, or it has begun
+/// the write already, or it is busy and the request comes again with the next scan.
 bool isFinal(int exceptionCode, const Request &request)
 {
     switch (exceptionCode) {
@@ -237,8 +236,8 @@ Time Cycle::heldUntil() const
     return std::max(lateReplies_.holdUntil(), pauseUntil_);
 }
 
-/// How long to wait for a silent line. Without an expected reply the driver takes the first time-out as completion,
-/// so we wait once for all attempts together.
+/// How long to wait for a silent line. Without an expected reply the driver takes the first time-out as
+/// completion, so we wait once for all attempts together.
 Time Cycle::busyLimit() const
 {
     const int waits = replyIsDue() ? 1 : 1 + std::max(info_.retryLimit, 0);
@@ -260,12 +259,12 @@ Instruction Cycle::transmit(Time now)
     const bool strict = settings_.policies.strictWrites;
     const QByteArray &frame = request().frame;
     if (settings_.policies.discardInput)
-        dropBefore(now, buffer_.size(), "outside an exchange");
+        discardBefore(now, buffer_.size(), "outside an exchange");
     echoes_.sent(frame);
     attempt_ = Attempt();
     attempt_.shape = relay ? relayReplyShape(frame, head_->replyLen, crcHighFirst, strict)
                            : modbusReplyShape(frame, crcHighFirst, strict);
-    // Where echoes are taken off, they are told from replies by their number.
+    // Where echoes are taken off, their number tells them from replies.
     if (settings_.removeEcho)
         attempt_.shape.request.clear();
 
@@ -308,7 +307,7 @@ void Cycle::take(Time now, const QByteArray &arrived)
     lastActivity_ = std::max(lastActivity_, now);
     buffer_.append(arrived);
     if (buffer_.size() > kBufferLimit)
-        dropBefore(now, buffer_.size() - kBufferKept, "too much for one reply");
+        discardBefore(now, buffer_.size() - kBufferKept, "too much for one reply");
     if (isListening()) {
         // An echo begins while the request is sent: bytes that begin so much later are a reply.
         if (!attempt_.anythingCame && now > attempt_.sentUntil + settings_.deliverySlack)
@@ -323,7 +322,7 @@ void Cycle::take(Time now, const QByteArray &arrived)
     if (echoes_.areDue() && head_ && !stripEchoes(now))
         return;
     if (settings_.policies.discardInput)
-        dropBefore(now, buffer_.size(), "outside an exchange");
+        discardBefore(now, buffer_.size(), "outside an exchange");
 }
 
 bool Cycle::isListening() const
@@ -337,14 +336,14 @@ bool Cycle::stripEchoes(Time now)
 {
     while (const std::optional<int> at = echoes_.take(buffer_)) {
         // What came before the request was heard cannot be its answer.
-        dropBefore(now, *at, "in front of the echo");
+        discardBefore(now, *at, "in front of the echo");
         buffer_.remove(0, request().frame.size());
         attempt_.heard = false;
     }
     return !echoes_.isMissing();
 }
 
-void Cycle::dropBefore(Time now, int bytes, const char *why)
+void Cycle::discardBefore(Time now, int bytes, const char *why)
 {
     if (bytes <= 0)
         return;
@@ -360,7 +359,7 @@ void Cycle::noteForeign(Time now, int bytes, const char *why)
         observer_->discarded(now, bytes, why);
 }
 
-/// What happens outside a transaction is the line's, not a station's.
+/// What happens outside a transaction counts for the line and for no station.
 template <typename Change>
 void Cycle::count(Change change)
 {
@@ -395,16 +394,16 @@ void Cycle::examine(Time now, bool waitIsOver)
         case Found::WrongReply:
             count([](Counters &c) { ++c.ignoredReplies; });
             attempt_.mayBeEcho = attempt_.mayBeEcho || sighting.isLikeRequest;
-            dropBefore(now, sighting.at + sighting.length,
-                       sighting.isLikeRequest ? "the request itself, or a reply like it"
-                                              : "a reply to something else");
+            discardBefore(now, sighting.at + sighting.length,
+                          sighting.isLikeRequest ? "the request itself, or a reply like it"
+                                                 : "a reply to something else");
             continue;
         case Found::Exception:
             takeException(now, sighting);
             return;
         case Found::Reply:
             if (echoes_.takeAt(buffer_, sighting.at, sighting.length)) {
-                dropBefore(now, sighting.at, "in front of the echo");
+                discardBefore(now, sighting.at, "in front of the echo");
                 buffer_.remove(0, sighting.length);
                 continue;
             }
@@ -414,7 +413,7 @@ void Cycle::examine(Time now, bool waitIsOver)
             }
             if (offerReply(now, sighting))
                 return;
-            dropBefore(now, sighting.at + sighting.length, "not accepted by the driver");
+            discardBefore(now, sighting.at + sighting.length, "not accepted by the driver");
             continue;
         case Found::Beginning:
         case Found::Nothing:
@@ -430,9 +429,9 @@ void Cycle::examine(Time now, bool waitIsOver)
 void Cycle::takeException(Time now, const Sighting &sighting)
 {
     constexpr int kExceptionFlag = 0x80;
-    dropBefore(now, sighting.at, "in front of the reply");
+    discardBefore(now, sighting.at, "in front of the reply");
     buffer_.remove(0, sighting.length);
-    dropBefore(now, buffer_.size(), "behind the reply");
+    discardBefore(now, buffer_.size(), "behind the reply");
     // The answer proves that the request had left, whatever baud rate is configured.
     lastActivity_ = now;
     report_.exceptionCode = sighting.exceptionCode;
@@ -462,11 +461,11 @@ void Cycle::takeUnwanted(Time now, const Sighting &sighting)
 bool Cycle::offerReply(Time now, const Sighting &sighting)
 {
     const int received = buffer_.size();
-    // Once the driver knows the length, each call spends an attempt: it must see exactly the reply. So must it where
-    // the register is written back, lest it find other bytes to write.
+    // Once the driver knows the length, each call spends an attempt, so it must see exactly the reply. A read
+    // half is cut as well: the driver would write back whatever it finds.
     if (head_->replyLen != kReplyOpen || request().isReadHalf)
         buffer_ = buffer_.mid(sighting.at, sighting.length);
-    // With the length open the first call finds the reply and cuts the buffer down to it; the second judges it.
+    // With the length open the first call finds the reply and cuts the buffer down to it; the second judges.
     if (head_->replyLen == kReplyOpen && driver_.judge(&buffer_, buffer_.size()) == kResultPending)
         return false;
     const int status = driver_.judge(&buffer_, buffer_.size());
@@ -498,7 +497,8 @@ Time Cycle::silentBehindDamage() const
     return lastActivity_ + settings_.timing.silence() + settings_.deliverySlack;
 }
 
-/// A reply that has begun gets the time that it needs. Extended once only; noise cannot push the deadline further.
+/// A reply that has begun gets the time that it needs. Extended once only; noise cannot push the deadline
+/// further.
 Time Cycle::extendedDeadline() const
 {
     if (attempt_.isExtended)
@@ -546,7 +546,7 @@ void Cycle::endUnanswered(Time now)
 {
     // A sender that does not hear itself has perhaps not been heard by anybody.
     attempt_.echoMissing = echoes_.isMissing();
-    dropBefore(now, buffer_.size(), "an answer that nobody waits for");
+    discardBefore(now, buffer_.size(), "an answer that nobody waits for");
     const int status = judgeNothing();
     if (attempt_.isRefused)
         endAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
@@ -605,7 +605,7 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
 /// Throws the input away and tells the driver that the wait is over.
 void Cycle::showNothing(Time now)
 {
-    dropBefore(now, buffer_.size(), "no usable reply");
+    discardBefore(now, buffer_.size(), "no usable reply");
     goOn(now, judgeNothing());
 }
 

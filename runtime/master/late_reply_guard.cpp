@@ -14,7 +14,7 @@ void LateReplyGuard::begin(Time now, const QByteArray &frame, bool lateAnswerCou
 
 void LateReplyGuard::attemptEnded(Answer answer, Time timeOutAt)
 {
-    // What came may have been the answer to an earlier attempt: the answer to this attempt has its whole wait.
+    // The answer may be that to an earlier attempt. Then the answer to this attempt is still to come.
     if (answer == Answer::Came && isAnswerOpen_ && listening_ > Time::zero())
         holdUntil_ = std::max(holdUntil_, timeOutAt);
     isAnswerOpen_ = isAnswerOpen_ || answer == Answer::MayComeLate;
@@ -33,7 +33,8 @@ void LateReplyGuard::repeat(Time now)
 void LateReplyGuard::end(Time now)
 {
     if (isAnswerOpen_ && lastAnswer_ && listening_ > Time::zero()) {
-        // After an answered repeat a second answer may still arrive, and would be paired with the next request.
+        // After an answered repeat a second answer may still arrive, and would be paired with the next
+        // request.
         openFrame_ = lastAnswer_ == Answer::Came ? QByteArray() : frame_;
         openUntil_ = lateAnswersUntil(now);
     }

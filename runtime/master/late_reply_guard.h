@@ -19,9 +19,9 @@ enum class Answer
     WillNotCome  ///< none was due, or it came and was damaged on the way
 };
 
-/// RTU numbers nothing: an answer of the right station, function and length is taken for the answer to whatever was
-/// asked last. So after an attempt without an answer the line is listened to before another request goes out. The
-/// same frame may go out at once: a late answer to the first also answers the repeat.
+/// RTU numbers nothing: an answer of the right station, function and length is taken for the answer to the
+/// last request. So after an attempt without an answer the line is listened to before another request goes
+/// out. The same frame may go out at once: a late answer to the first also answers the repeat.
 ///
 /// Told what happens and when; no clock inside. Not locked.
 class LateReplyGuard
