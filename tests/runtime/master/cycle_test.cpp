@@ -31,7 +31,7 @@ class CycleException : public CycleScript
 {
 protected:
     /// The first attempt is not answered, the second refused after 20 ms, and the third goes out.
-    void refuseTheRepetition(const char *refusal)
+    void refuseTheRepeat(const char *refusal)
     {
         queue(kRead);
         verdicts({0, 0});
@@ -214,7 +214,7 @@ TEST_F(CycleSilence, IsWaitedForAsLongAsAllAttemptsWouldTakeWhereNoReplyIsDue)
     EXPECT_EQ(kBroadcast, runUntilSent());
 }
 
-TEST_F(CycleReply, GoesToTheDriverTwiceAndEndsTheStep)
+TEST_F(CycleReply, GoesToTheDriverTwiceAndEndsTheTransaction)
 {
     queue(kRead);
     runUntilSent();
@@ -347,7 +347,7 @@ TEST_F(CycleReply, JudgedBadAfterBeingFoundIsRepeatedWithTheLengthKnown)
     EXPECT_EQ(2, witness.steps[0].attempts);
 }
 
-TEST_F(CycleReply, JudgedBadForGoodFailsTheStepWithThatCode)
+TEST_F(CycleReply, JudgedBadForGoodFailsTheTransactionWithThatCode)
 {
     queue(kRead);
     runUntilSent();
@@ -438,7 +438,7 @@ TEST_F(CycleTimeout, RepeatsTheSameRequestAfterTheSilence)
     EXPECT_EQ(1u, total().retries);
 }
 
-TEST_F(CycleTimeout, FailsTheStepWhenTheDriverSaysSo)
+TEST_F(CycleTimeout, FailsTheTransactionWhenTheDriverSaysSo)
 {
     queue(kRead);
     runUntilSent();
@@ -584,9 +584,9 @@ TEST_F(CycleTimeout, LeavesTimeForTheSecondReplyToARepeatedRequest)
     EXPECT_EQ(3u, driver.calls.size());
 }
 
-TEST_F(CycleTimeout, HoldsEvenTheSameRequestBackOnceARepetitionWasAnswered)
+TEST_F(CycleTimeout, HoldsEvenTheSameRequestBackOnceARepeatWasAnswered)
 {
-    // Otherwise the answer to the repetition would be taken for that to the next request, and so on for ever.
+    // Otherwise the answer to the repeat would be paired with the next request, and so on for ever.
     queue(kRead);
     queue(kRead);
     verdicts({0, 1, 1});
@@ -680,9 +680,9 @@ TEST_F(CycleException, OfAnotherKindLeavesTheRemainingAttempts)
     }
 }
 
-TEST_F(CycleException, OfARepetitionMayBelongToTheFirstAttemptSoTheLastKeepsItsWait)
+TEST_F(CycleException, OfARepeatMayBelongToTheFirstAttemptSoTheLastKeepsItsWait)
 {
-    refuseTheRepetition("11 83 04");
+    refuseTheRepeat("11 83 04");
     EXPECT_EQ(repeatedAt + kEightBytes + milliseconds(300), sentAt);
 }
 
@@ -697,10 +697,10 @@ TEST_F(CycleException, AcknowledgeEndsAWriteThatHasBegun)
     EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
 }
 
-TEST_F(CycleException, OfARepetitionIsRepeatedAtOnceWithoutTheGuard)
+TEST_F(CycleException, OfARepeatIsFollowedByTheNextAtOnceWithoutTheGuard)
 {
     settings.lateReplyGuard = Time::zero();
-    refuseTheRepetition("11 83 04");
+    refuseTheRepeat("11 83 04");
     EXPECT_EQ(refusedAt + kSilence, sentAt);
 }
 
@@ -1483,6 +1483,7 @@ TEST_F(CyclePermit, NotGivenKeepsEveryByteFromTheLine)
     EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
     EXPECT_EQ(0, witness.steps[0].attempts);
     EXPECT_EQ(std::vector<QByteArray>{QByteArray()}, driver.calls);
+    EXPECT_TRUE(cycle().statistics().stations.empty());
 }
 
 TEST_F(CyclePermit, IsStillNeededWhenTheLineFallsSilent)
@@ -1496,7 +1497,7 @@ TEST_F(CyclePermit, IsStillNeededWhenTheLineFallsSilent)
     EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
 }
 
-TEST_F(CyclePermit, TakenBackEndsTheRepetitionsAtOnce)
+TEST_F(CyclePermit, TakenBackEndsTheRepeatsAtOnce)
 {
     info.retryLimit = 5;
     queue(kRead);
@@ -1516,7 +1517,7 @@ TEST_F(CyclePermit, TakenBackEndsTheRepetitionsAtOnce)
     EXPECT_EQ(first + kEightBytes + milliseconds(300 + 200), sentAt);
 }
 
-TEST_F(CyclePermit, ForOnceLeavesNoRepetitions)
+TEST_F(CyclePermit, ForOnceLeavesNoRepeats)
 {
     info.retryLimit = 5;
     queue(kRead);
@@ -1571,7 +1572,7 @@ TEST_F(CycleStatistics, ClearTheRetryCountForEveryNewTransaction)
     EXPECT_EQ(0, info.retryCount);
 }
 
-TEST_F(CycleStatistics, DoNotClearTheRetryCountForARepetition)
+TEST_F(CycleStatistics, DoNotClearTheRetryCountForARepeat)
 {
     queue(kRead);
     runUntilSent();
