@@ -1,18 +1,15 @@
 /// @file
-/// What the host itself must know of Modbus RTU frames: how long the reply to a request is, and where in the
-/// received bytes it stands.
+/// The search for the reply to one request among the received bytes.
+///
+/// What a frame's bytes say of its length and CRC comes from rtu_layout.h.
 #ifndef PLC_LINE_RTU_FRAME_H
 #define PLC_LINE_RTU_FRAME_H
 
 #include <QByteArray>
 
-#include <cstdint>
+#include "runtime/line/rtu_layout.h"
 
 namespace plc::runtime {
-
-/// CRC-16 as a number; on a standard line its low byte goes first (MODBUS over Serial Line V1.02, 6.2.2). An
-/// implementation of its own, so that a mistake in the driver's would not hide behind itself.
-std::uint16_t crcOf(const char *bytes, int length);
 
 /// Everything that tells the reply to one request from other bytes.
 struct ReplyShape
