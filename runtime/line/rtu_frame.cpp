@@ -121,7 +121,8 @@ Sighting frameAt(const QByteArray &bytes, int at, const ReplyShape &shape)
     return sighting;
 }
 
-/// Whether the bytes at @p at have station, function, byte count and repeated bytes of the reply; all but its CRC.
+/// Whether the bytes at @p at have station, function, byte count and repeated bytes of the reply; all but its
+/// CRC.
 bool looksLikeReply(const QByteArray &bytes, int at, const ReplyShape &shape)
 {
     if (byteAt(bytes, at) != (shape.station & 0xFF) || !isOurs(byteAt(bytes, at + 1), shape))

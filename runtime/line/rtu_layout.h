@@ -17,7 +17,8 @@ constexpr int kCrcLen = 2;
 /// Station, function with kExceptionBit, exception code, CRC (MODBUS Application Protocol V1.1b3, 7).
 constexpr int kExceptionLen = 5;
 constexpr int kExceptionBit = 0x80;
-/// Station, function, address, quantity or value: what the reply to a write of functions 5, 6, 15 and 16 repeats.
+/// Station, function, address, quantity or value: what the reply to a write of functions 5, 6, 15 and 16
+/// repeats.
 constexpr int kRequestHead = 6;
 constexpr int kWriteReplyLen = kRequestHead + kCrcLen;
 
@@ -57,17 +58,17 @@ struct ContentLength
     int bytes = 0;
 };
 
-/// Length of the request that begins with these @p available bytes. Values outside the standard's limits make it
-/// no request: quantity, byte count, coil value, reserved stations, a broadcast that reads (MODBUS Application
-/// Protocol V1.1b3, chapter 6; MODBUS over Serial Line V1.02, 2.1 and 2.2). None for functions whose requests do
-/// not tell their length: user-defined and reserved codes, CANopen.
+/// Length of the request that begins with these @p available bytes. Values outside the standard's limits make
+/// it no request: quantity, byte count, coil value, reserved stations, a broadcast that reads (MODBUS
+/// Application Protocol V1.1b3, chapter 6; MODBUS over Serial Line V1.02, 2.1 and 2.2). None for functions
+/// whose requests do not tell their length: user-defined and reserved codes, CANopen.
 ContentLength requestLengthAt(const unsigned char *bytes, int available);
 
 /// The same for a normal reply or an exception reply.
 ContentLength replyLengthAt(const unsigned char *bytes, int available);
 
-/// Exact bytes of the normal reply to a whole request; 0 when the request does not tell. Quantities are taken as they
-/// are, limits or not.
+/// Exact bytes of the normal reply to a whole request; 0 when the request does not tell. Quantities are taken
+/// as they are, limits or not.
 int replyLengthTo(const QByteArray &request);
 
 /// How many of its first bytes the normal reply to a whole request repeats, station and function among them.
