@@ -9,8 +9,7 @@ namespace {
 
 constexpr int kSlice = 128; ///< bytes taken at once, so that few are held
 
-/// Fewer bytes of noise than this cannot have been a frame.
-constexpr int kNoFrame = kShortestFrame;
+constexpr int kLostKept = 32; ///< a frame that may be request and reply alike is shorter
 
 bool isKnown(ContentLength length, int bytes)
 {
@@ -160,7 +159,7 @@ bool FrameSplitter::decideByBorders(bool isFinal, std::vector<Piece> *pieces)
         const int end = head_ + endsSeen_;
         if (good[static_cast<std::size_t>(endsSeen_)] &&
             (end == size() || places_[static_cast<std::size_t>(end)].isBorder)) {
-            takeUnknown(endsSeen_, pieces);
+            take(endsSeen_, PieceKind::Unknown, pieces);
             return true;
         }
     }
@@ -174,7 +173,7 @@ bool FrameSplitter::decideByBorders(bool isFinal, std::vector<Piece> *pieces)
             continue;
         checkAhead(head_ + length, kLongestFrame);
         if (places_[static_cast<std::size_t>(head_ + length)].goodCrcs.any()) {
-            takeUnknown(length, pieces);
+            take(length, PieceKind::Unknown, pieces);
             return true;
         }
     }
@@ -303,15 +302,6 @@ void FrameSplitter::take(int length, PieceKind kind, std::vector<Piece> *pieces)
         borderNext_ = true;
 }
 
-/// Zeros behind a frame leave its CRC good: they are no part of it.
-void FrameSplitter::takeUnknown(int length, std::vector<Piece> *pieces)
-{
-    const std::bitset<kLongestFrame + 1> &good = places_[static_cast<std::size_t>(head_)].goodCrcs;
-    for (; good[static_cast<std::size_t>(length - 1)]; ++steps_)
-        --length;
-    take(length, PieceKind::Unknown, pieces);
-}
-
 /// Gives away what is left over before head_.
 /// @param all  a frame begins at head_, or nothing more comes; otherwise as much as need not be held.
 void FrameSplitter::giveLeftovers(bool all, std::vector<Piece> *pieces)
@@ -368,10 +358,24 @@ void FrameSplitter::give(int length, PieceKind kind, std::vector<Piece> *pieces)
         noteDamaged(&piece);
     else if (kind != PieceKind::Noise)
         noteFrame(&piece);
-    else if (length >= kNoFrame)
-        inStep_ = false;
+    else
+        lost_ = (lost_ + piece.bytes).right(kLostKept);
     from_ += length;
     pieces->push_back(piece);
+}
+
+/// Whether half of @p frame or more stands among the bytes that were lost before it. Then its request may
+/// have been damaged, or the reply to the same request sent before.
+bool FrameSplitter::isLostFrame(const QByteArray &frame)
+{
+    for (int at = 1 - frame.size(); at < lost_.size(); ++at) {
+        int alike = 0;
+        for (int i = std::max(0, -at); i < frame.size() && at + i < lost_.size(); ++i, ++steps_)
+            alike += lost_.at(at + i) == frame.at(i) ? 1 : 0;
+        if (2 * alike >= frame.size())
+            return true;
+    }
+    return false;
 }
 
 /// Tells the role of a good frame from its content and from what was on the line before.
@@ -398,9 +402,10 @@ void FrameSplitter::noteFrame(Piece *piece)
         piece->role = FrameRole::Reply;
     else if (!mayBeReply)
         piece->role = FrameRole::Request;
-    else if (inStep_)
+    else if (hasOrder_ && !isLostFrame(piece->bytes))
         piece->role = mayBeAnswer ? FrameRole::Reply : FrameRole::Request;
-    inStep_ = true;
+    hasOrder_ = true;
+    lost_.clear();
     if (piece->role != FrameRole::Reply) {
         ask(*piece);
     } else if (mayBeAnswer) {
@@ -415,7 +420,8 @@ void FrameSplitter::noteDamaged(Piece *piece)
     const auto *bytes = reinterpret_cast<const unsigned char *>(piece->bytes.constData());
     const int length = piece->bytes.size();
     const bool isAnswer =
-        inStep_ && asked_.isOpen && piece->station == static_cast<unsigned char>(asked_.bytes.at(0)) &&
+        lost_.isEmpty() && asked_.isOpen &&
+        piece->station == static_cast<unsigned char>(asked_.bytes.at(0)) &&
         (piece->function & ~kExceptionBit) == static_cast<unsigned char>(asked_.bytes.at(1));
     const bool mayBeRequest = isKnown(requestLengthAt(bytes, length), length);
     const bool mayBeReply = isKnown(replyLengthAt(bytes, length), length) || length == asked_.replyLength;
@@ -425,7 +431,8 @@ void FrameSplitter::noteDamaged(Piece *piece)
         piece->role = FrameRole::Request;
     if (piece->role == FrameRole::Reply && isAnswer)
         piece->requestAt = static_cast<std::int64_t>(asked_.at);
-    inStep_ = piece->role == FrameRole::Reply;
+    if (!isAnswer)
+        lost_ = (lost_ + piece->bytes).right(kLostKept);
     asked_.isOpen = false;
 }
 

@@ -149,10 +149,10 @@ private:
     bool waitFor(int bytes);
     void passOver(std::vector<Piece> *pieces);
     void take(int length, PieceKind kind, std::vector<Piece> *pieces);
-    void takeUnknown(int length, std::vector<Piece> *pieces);
     void giveLeftovers(bool all, std::vector<Piece> *pieces);
     int damagedLength(int end, bool endIsBorder) const;
     void give(int length, PieceKind kind, std::vector<Piece> *pieces);
+    bool isLostFrame(const QByteArray &frame);
     void noteFrame(Piece *piece);
     void noteDamaged(Piece *piece);
     void ask(const Piece &piece);
@@ -170,7 +170,8 @@ private:
     bool hasCome_ = false;
     Time lastAt_{0};
     Asked asked_;
-    bool inStep_ = false; ///< nothing that may have been a frame was lost since the last frame
+    bool hasOrder_ = false; ///< a frame has come, so that it is known whose turn it is
+    QByteArray lost_;       ///< the last bytes that were left over since the last frame
     std::uint64_t steps_ = 0;
 };
 

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <ostream>
 #include <string>
@@ -142,9 +143,9 @@ TEST(Splitting, TakesFramesInPiecesWithGapsInside)
 TEST(Splitting, MakesNoDifferenceBetweenChunksOfOneStream)
 {
     const QByteArray line = hex("5A 11 03") + kRequest + kReply + kReply.left(6) + kRequest +
-                            withCrc("11 41 010203") + withCrc("11 41 0405") + hex("00 00") + kWrite + kWrite;
+                            withCrc("11 41 010203") + withCrc("11 41 0405") + kWrite + hex("5A") + kWrite;
     const std::string whole = outlineOf(line);
-    EXPECT_EQ("~ 3, > 8, < 9, ~ 6, > 8, >? 7, <? 6, ~ 2, > 8, < 8", whole);
+    EXPECT_EQ("~ 3, > 8, < 9, ~ 6, > 8, >? 7, <? 6, > 8, ~ 1, < 8", whole);
     for (int chunk = 1; chunk < line.size(); ++chunk)
         EXPECT_EQ(whole, outline(split(line, chunk))) << chunk;
 }
@@ -261,11 +262,19 @@ TEST(Roles, OfAnEchoAtTheBeginningAreUnknown)
     EXPECT_EQ(0, pieces[1].requestAt);
 }
 
-TEST(Roles, OfAnEchoBehindWhatMayHaveBeenAFrameAreUnknown)
+TEST(Roles, OfAnEchoBehindItsDamagedLikeAreUnknown)
 {
-    EXPECT_EQ("> 8, < 9, ~ 4, = 8", outlineOf(kRequest + kReply + hex("5A 5A 5A 5A") + kWrite));
-    EXPECT_EQ("> 8, < 9, ~ 3, > 8", outlineOf(kRequest + kReply + hex("5A 5A 5A") + kWrite))
-        << "too little for a frame";
+    // The request and a damaged reply, or a damaged request and its reply.
+    EXPECT_EQ("> 8, < 9, ~ 6, = 8", outlineOf(kRequest + kReply + kWrite.mid(2) + kWrite));
+    EXPECT_EQ("> 8, < 9, > 8, ~ 4, = 8", outlineOf(kRequest + kReply + kWrite + kWrite.left(4) + kWrite));
+}
+
+TEST(Roles, OfAnEchoBehindNoiseFollowTheOrder)
+{
+    EXPECT_EQ("> 8, < 9, ~ 8, > 8, ~ 8, < 8", outlineOf(kRequest + kReply + hex("5A5A5A5A 5A5A5A5A") +
+                                                        kWrite + hex("5A5A5A5A 5A5A5A5A") + kWrite));
+    EXPECT_EQ("> 8, < 9, ~ 3, > 8", outlineOf(kRequest + kReply + kWrite.left(3) + kWrite))
+        << "less than half";
 }
 
 TEST(Roles, OfAnotherWriteThanTheOneAskedIsARequest)
@@ -365,11 +374,14 @@ TEST(UnknownFunctions, AreGivenAtTheGapBehindThem)
     EXPECT_EQ("=? 6", outline(splitter.push(hex("11"))));
 }
 
-TEST(UnknownFunctions, EndBeforeZerosThatFollowThem)
+TEST(UnknownFunctions, WhoseCrcEndsInZeroAreTakenWhole)
 {
-    // Behind a good frame the CRC stays good over zeros, which a line that is let go may make.
-    EXPECT_EQ("=? 6, ~ 2", outlineOf(withCrc("11 41 0102") + hex("00 00")));
-    EXPECT_EQ("=? 6, ~ 2, > 8", outlineOf(withCrc("11 41 0102") + hex("00 00") + kRequest));
+    // Without its last byte the CRC is good, too, as it stays good over zeros behind a frame.
+    const QByteArray frame = hex("11 41 0011 9500");
+    ASSERT_EQ(withCrc("11 41 0011"), frame);
+    EXPECT_EQ("=? 6", outlineOf(frame));
+    EXPECT_EQ("=? 6, > 8, < 9", outlineOf(frame + kRequest + kReply));
+    EXPECT_EQ("=? 7", outlineOf(frame + hex("00"))) << "where a zero follows, the gap decides";
 }
 
 TEST(UnknownFunctions, AreNoFramesInTheMiddleOfNoise)
@@ -444,6 +456,67 @@ TEST(Pauses, GiveEachPieceItsTimes)
     EXPECT_EQ(milliseconds(9), pieces[1].from);
     EXPECT_EQ(milliseconds(12), pieces[1].until);
 }
+
+/// A stream that is hard to split, and how it arrives.
+struct Hostile
+{
+    const char *name;
+    QByteArray repeated;
+    bool hasGaps; ///< before every byte
+};
+
+void PrintTo(const Hostile &hostile, std::ostream *out)
+{
+    *out << hostile.name;
+}
+
+class HostileStreams : public ::testing::TestWithParam<Hostile>
+{};
+
+TEST_P(HostileStreams, CostBoundedWorkAndMemoryAndLoseNothing)
+{
+    QByteArray line;
+    while (line.size() < 20000)
+        line += GetParam().repeated;
+    for (const int chunk : {1, 7, 20000}) {
+        FrameSplitter splitter;
+        QByteArray given;
+        for (int at = 0; at < line.size(); at += chunk) {
+            if (GetParam().hasGaps)
+                splitter.markGap();
+            for (const Piece &piece : splitter.push(line.mid(at, chunk)))
+                given += piece.bytes;
+            ASSERT_LE(splitter.held(), FrameSplitter::kMostHeld);
+            const auto come = static_cast<std::uint64_t>(std::min(at + chunk, line.size()));
+            ASSERT_LE(splitter.steps(), FrameSplitter::kStepsPerByte * come) << "at " << at;
+        }
+        for (const Piece &piece : splitter.finish())
+            given += piece.bytes;
+        EXPECT_EQ(line, given);
+        EXPECT_LE(splitter.steps(), FrameSplitter::kStepsPerByte * static_cast<std::uint64_t>(line.size()));
+    }
+}
+
+QByteArray goodFrameAndZeros()
+{
+    return withCrc("11 41 0102") + QByteArray(250, '\0');
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Bytes, HostileStreams,
+    ::testing::Values(Hostile{"Zeros", hex("00"), false}, Hostile{"ZerosWithGaps", hex("00"), true},
+                      Hostile{"Ones", hex("FF"), true},
+                      Hostile{"BeginningsOfLongReplies", hex("11 03 FA"), false},
+                      Hostile{"BeginningsOfLongRepliesWithGaps", hex("03 03 FA"), true},
+                      Hostile{"BeginningsOfUnknownFrames", hex("11 41"), true},
+                      Hostile{"Identifications", hex("11 2B 0E 04 83 00 00 7A 00 00"), true},
+                      Hostile{"LongRequests", hex("11 10 0000 007B F6"), true},
+                      Hostile{"ManyGoodEnds", goodFrameAndZeros(), false},
+                      Hostile{"ManyGoodEndsWithGaps", goodFrameAndZeros(), true},
+                      Hostile{"ShortRequests", withCrc("11 07"), true},
+                      Hostile{"Lookalikes", replyWithThePrefix() + hex("5A"), true},
+                      Hostile{"FramesBehindNoise", hex("5A") + withCrc("12 03 04 11 07 4C 22"), true}),
+    [](const auto &test) { return test.param.name; });
 
 } // namespace
 
