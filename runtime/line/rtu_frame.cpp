@@ -1,19 +1,11 @@
 #include "runtime/line/rtu_frame.h"
 
-#include <array>
-
 #include "core/register_types.h"
+#include "runtime/line/rtu_layout.h"
 
 namespace plc::runtime {
 
 namespace {
-
-constexpr int kCrcLen = 2;
-constexpr int kReadOverhead = 5; // station, function, byte count, CRC
-constexpr int kWriteReplyLen = 8;
-constexpr int kExceptionLen = 5;
-constexpr int kExceptionFlag = 0x80;
-constexpr int kRequestHead = 6; // station, function, address, quantity or value
 
 constexpr int kRelayDirectionAt = 2;
 constexpr int kRelayStationAt = 4;
@@ -29,44 +21,19 @@ int byteAt(const QByteArray &bytes, int at)
     return static_cast<unsigned char>(bytes.at(at));
 }
 
-std::array<std::uint16_t, 256> makeCrcTable()
-{
-    std::array<std::uint16_t, 256> table{};
-    for (unsigned value = 0; value < table.size(); ++value) {
-        unsigned crc = value;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0xA001u : crc >> 1;
-        table[value] = static_cast<std::uint16_t>(crc);
-    }
-    return table;
-}
-
 bool crcMatches(const QByteArray &bytes, int at, int length, bool highFirst)
 {
-    const unsigned crc = crcOf(bytes.constData() + at, length - kCrcLen);
-    const int low = byteAt(bytes, at + length - (highFirst ? 1 : 2));
-    const int high = byteAt(bytes, at + length - (highFirst ? 2 : 1));
-    return static_cast<int>(crc & 0xFFu) == low && static_cast<int>(crc >> 8) == high;
-}
-
-bool isReadFunction(int function)
-{
-    return function >= 1 && function <= 4;
-}
-
-bool isWriteFunction(int function)
-{
-    return function == 5 || function == 6 || function == 15 || function == 16;
+    return crcFits(bytes.constData() + at, length, highFirst);
 }
 
 bool isOurs(int function, const ReplyShape &shape)
 {
-    return shape.function < 0 ? function < kExceptionFlag : function == shape.function;
+    return shape.function < 0 ? function < kExceptionBit : function == shape.function;
 }
 
 bool isOurException(int function, const ReplyShape &shape)
 {
-    return shape.function < 0 ? function >= kExceptionFlag : function == (shape.function | kExceptionFlag);
+    return shape.function < 0 ? function >= kExceptionBit : function == (shape.function | kExceptionBit);
 }
 
 bool repeatsRequest(const QByteArray &bytes, int at, const ReplyShape &shape)
@@ -80,7 +47,7 @@ bool repeatsRequest(const QByteArray &bytes, int at, const ReplyShape &shape)
 /// Bytes of the normal reply that begins at @p at; of a read its third byte must be there.
 int replyLengthAt(const QByteArray &bytes, int at, const ReplyShape &shape)
 {
-    return shape.isRead ? byteAt(bytes, at + 2) + kReadOverhead : kWriteReplyLen;
+    return shape.isRead ? countedReplyLength(byteAt(bytes, at + 2)) : kWriteReplyLen;
 }
 
 bool isOwnEcho(const QByteArray &bytes, int at, const ReplyShape &shape)
@@ -154,7 +121,8 @@ Sighting frameAt(const QByteArray &bytes, int at, const ReplyShape &shape)
     return sighting;
 }
 
-/// Whether the bytes at @p at have station, function, byte count and repeated bytes of the reply; all but its CRC.
+/// Whether the bytes at @p at have station, function, byte count and repeated bytes of the reply; all but its
+/// CRC.
 bool looksLikeReply(const QByteArray &bytes, int at, const ReplyShape &shape)
 {
     if (byteAt(bytes, at) != (shape.station & 0xFF) || !isOurs(byteAt(bytes, at + 1), shape))
@@ -163,15 +131,6 @@ bool looksLikeReply(const QByteArray &bytes, int at, const ReplyShape &shape)
 }
 
 } // namespace
-
-std::uint16_t crcOf(const char *bytes, int length)
-{
-    static const std::array<std::uint16_t, 256> kTable = makeCrcTable();
-    unsigned crc = 0xFFFF;
-    for (int i = 0; i < length; ++i)
-        crc = (crc >> 8) ^ kTable[(crc ^ static_cast<unsigned char>(bytes[i])) & 0xFFu];
-    return static_cast<std::uint16_t>(crc);
-}
 
 ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool strict)
 {
@@ -183,13 +142,10 @@ ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool str
     shape.function = byteAt(frame, 1);
     shape.isRead = isReadFunction(shape.function);
     shape.request = frame;
-    const int quantity = byteAt(frame, 4) * 256 + byteAt(frame, 5);
-    if (shape.isRead)
-        shape.length = kReadOverhead + (shape.function <= 2 ? (quantity + 7) / 8 : quantity * 2);
-    else if (isWriteFunction(shape.function))
-        shape.length = kWriteReplyLen;
+    if (shape.isRead || isWriteFunction(shape.function))
+        shape.length = replyLengthTo(frame);
     if (!shape.isRead && strict)
-        shape.repeats = frame.mid(2, 4);
+        shape.repeats = frame.mid(2, kRequestHead - 2);
     return shape;
 }
 
@@ -229,7 +185,7 @@ Sighting findReply(const QByteArray &bytes, const ReplyShape &shape, bool lookPa
 bool endWithDamagedReply(const QByteArray &bytes, const ReplyShape &shape)
 {
     const int at = bytes.size() - shape.length;
-    return shape.length >= kReadOverhead && at >= 0 && looksLikeReply(bytes, at, shape) &&
+    return shape.length >= kExceptionLen && at >= 0 && looksLikeReply(bytes, at, shape) &&
            !crcMatches(bytes, at, shape.length, shape.crcHighFirst);
 }
 

@@ -1,18 +1,20 @@
 /// @file
-/// What the host itself must know of Modbus RTU frames: how long the reply to a request is, and where in the
-/// received bytes it stands.
+/// The search for the reply to one request among the received bytes.
+///
+/// What a frame's bytes say of its length and CRC comes from rtu_layout.h, as it does for frame_splitter.h,
+/// which takes a whole line apart. The search does not go through the splitter, because its results would
+/// change. Here a request is under way and only its reply counts: a frame of that length is taken at once, at
+/// any place, with odd values and with the CRC either way round, and what begins like the reply hides the
+/// rest. The splitter weighs all frames of a line against each other, so that a longer foreign frame may win
+/// over the reply or delay it.
 #ifndef PLC_LINE_RTU_FRAME_H
 #define PLC_LINE_RTU_FRAME_H
 
 #include <QByteArray>
 
-#include <cstdint>
+#include "runtime/line/rtu_layout.h"
 
 namespace plc::runtime {
-
-/// CRC-16 as a number; on a standard line its low byte goes first (MODBUS over Serial Line V1.02, 6.2.2). An
-/// implementation of its own, so that a mistake in the driver's would not hide behind itself.
-std::uint16_t crcOf(const char *bytes, int length);
 
 /// Everything that tells the reply to one request from other bytes.
 struct ReplyShape
@@ -34,8 +36,8 @@ struct ReplyShape
 ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool strict);
 
 /// Shape of the Modbus reply to the relay frame @p frame, of which @p replyLen bytes are expected.
-/// @param strict  as in modbusReplyShape(). Of a bit inside a register only the address is looked at, since the
-///                frame does not tell the register's new value.
+/// @param strict  as in modbusReplyShape(). Of a bit inside a register only the address is looked at, since
+///                the frame does not tell the register's new value.
 ReplyShape relayReplyShape(const QByteArray &frame, int replyLen, bool crcHighFirst, bool strict);
 
 enum class Found
@@ -64,8 +66,8 @@ struct Sighting
 /// @p lookPastBeginnings is for the end of the wait, when what has begun will not be completed any more.
 Sighting findReply(const QByteArray &bytes, const ReplyShape &shape, bool lookPastBeginnings);
 
-/// True when @p bytes end with what is the reply in everything that @p shape tells but its CRC: it has come and was
-/// damaged on the way.
+/// True when @p bytes end with what is the reply in everything that @p shape tells but its CRC: it has come
+/// and was damaged on the way.
 bool endWithDamagedReply(const QByteArray &bytes, const ReplyShape &shape);
 
 } // namespace plc::runtime
