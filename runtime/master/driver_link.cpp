@@ -85,7 +85,7 @@ DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings
                        std::function<void(News &&)> sink)
     : driver_(driver), settings_(settings), sink_(std::move(sink)),
       cycle_(*this, info, cycleSettings(settings), this), pacer_(settings.pollInterval),
-      guard_(settings.offline, cycleSettings(settings).lateReplyGuard)
+      stations_(settings.offline, cycleSettings(settings).lateReplyGuard)
 {
     driver_.registerCallbacks(onResult, nullptr);
 }
@@ -116,18 +116,18 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 bool DriverLink::setStationEnabled(int station, bool enabled)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const bool wasOffline = guard_.isOffline(station);
-    if (enabled)
-        switchedOff_.erase(station);
-    else
-        switchedOff_.insert(station);
+    const bool wasOffline = stations_.setEnabled(station, enabled);
     ++switches_[station];
-    guard_.forget(station);
     queuedProbes_.erase(station);
-    busyUntil_.erase(station);
-    driver_.enCommStation(station, enabled ? 1 : 0);
+    tellDriver(station);
     setPace();
     return wasOffline;
+}
+
+/// The driver chooses nothing for a station that is left alone.
+void DriverLink::tellDriver(int station)
+{
+    driver_.enCommStation(station, isLeftAlone(stations_.state(station)) ? 0 : 1);
 }
 
 void DriverLink::betweenRequests(const std::function<void()> &work)
@@ -153,7 +153,7 @@ void DriverLink::setPace()
 {
     int reads = 0;
     for (const auto &[station, count] : cyclicReads_) {
-        if (switchedOff_.count(station) == 0 && !guard_.isOffline(station))
+        if (!isLeftAlone(stations_.state(station)))
             reads += count;
     }
     pacer_.setReads(reads);
@@ -164,11 +164,11 @@ Protocol *DriverLink::next()
     if (stepOpen_)
         return driver_.comCommunication(0);
     const std::lock_guard<std::mutex> lock(mutex_);
-    const std::optional<Probe> probe = guard_.due(now_);
+    const std::optional<Probe> probe = stations_.due(now_);
     if (openOperations_ == 0 && !probe && pacer_.isPausing(now_))
         return nullptr;
-    triedStation_ = -1;
-    Protocol *head = probe ? tryStation(*probe) : driver_.comCommunication(0);
+    probedStation_ = -1;
+    Protocol *head = probe ? sendProbe(*probe) : driver_.comCommunication(0);
     const bool isIdle = !head;
     if (isIdle)
         head = nextOfLevels();
@@ -192,22 +192,20 @@ Protocol *DriverLink::chooseThrough(int station)
 /// ordinary read itself is withheld and costs the line nothing. Both the read list and its marks stay the driver's.
 Protocol *DriverLink::nextOfLevels()
 {
-    const std::vector<int> offline = guard_.offlineStations();
-    std::set<int> leftAlone(offline.begin(), offline.end());
-    leftAlone.insert(switchedOff_.begin(), switchedOff_.end());
-    const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(),
-                                       [&](int station) { return leftAlone.count(station) == 0; });
+    const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(), [this](int station) {
+        return !isLeftAlone(stations_.state(station));
+    });
     if (!anyServed)
         return nullptr;
-    for (const int station : leftAlone) {
+    for (const int station : stations_.leftAlone()) {
         if (Protocol *const head = chooseThrough(station))
             return head;
     }
     return nullptr;
 }
 
-/// Puts a trial into the driver's list of one-shot reads.
-Protocol *DriverLink::tryStation(const Probe &probe)
+/// Puts a probe into the driver's list of one-shot reads, and lets the driver choose.
+Protocol *DriverLink::sendProbe(const Probe &probe)
 {
     if (queuedProbes_.insert(probe.station).second) {
         RW_VAR read;
@@ -222,8 +220,8 @@ Protocol *DriverLink::tryStation(const Probe &probe)
     }
     Protocol *const head = chooseThrough(probe.station);
     if (head && head->var.station == probe.station)
-        triedStation_ = probe.station;
-    // A driver that serves a cyclic read has dropped the trial, or is about to: for its turn the station was off.
+        probedStation_ = probe.station;
+    // A driver that serves a cyclic read has dropped the probe, or is about to: in its turn the station was off.
     if (!isServedFirst(head))
         queuedProbes_.erase(probe.station);
     return head;
@@ -273,16 +271,18 @@ Permit DriverLink::permitLocked(const Request &request) const
     if (request.hostId == kOperationHostId && withdrawn_.count(request.hostSubId) > 0)
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
-    if (switchedOff_.count(request.station) > 0)
+    const StationState state = stations_.state(request.station);
+    if (state == StationState::SwitchedOff)
         return Permit::Withhold;
-    if (guard_.isOffline(request.station))
-        return request.station == triedStation_ && request.hostId != kOperationHostId ? Permit::SendOnce
-                                                                                      : Permit::Withhold;
-    // Its turn comes again with the next scan; meanwhile the others have theirs.
-    const auto busy = busyUntil_.find(request.station);
-    if (request.hostId == kCyclicHostId && busy != busyUntil_.end() && now_ < busy->second)
+    const bool isCyclic = request.hostId == kCyclicHostId;
+    if (state == StationState::Offline) {
+        const bool isProbe = request.station == probedStation_ && request.hostId != kOperationHostId;
+        return isProbe ? Permit::SendOnce : Permit::Withhold;
+    }
+    // The turn of a busy station comes again with the next scan; meanwhile the others have theirs.
+    if (isCyclic && stations_.isBusy(request.station, now_))
         return Permit::Withhold;
-    if (request.hostId == kCyclicHostId && guard_.isOnProbation(request.station))
+    if (isCyclic && state == StationState::OnProbation)
         return Permit::SendOnce;
     return Permit::Send;
 }
@@ -313,7 +313,7 @@ void DriverLink::stepEnded(const StepReport &report)
         isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
     news.statistics = cycle_.statistics();
     news.operations = endedWith(report);
-    news.station = guard(report);
+    news.station = changeOf(report);
     std::vector<Ticket> told;
     for (const OperationNews &operation : news.operations)
         told.push_back(operation.ticket);
@@ -355,11 +355,12 @@ OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station)
     const std::lock_guard<std::mutex> lock(mutex_);
     if (unconfirmed_.count(ticket) > 0)
         return OperationEnd::Unconfirmed;
-    return switchedOff_.count(station) > 0 ? OperationEnd::Dropped : OperationEnd::Offline;
+    return stations_.state(station) == StationState::SwitchedOff ? OperationEnd::Dropped
+                                                                 : OperationEnd::Offline;
 }
 
 /// What the end of the step means for its station.
-std::optional<StationNews> DriverLink::guard(const StepReport &report)
+std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
 {
     const int station = report.request.station;
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -367,20 +368,20 @@ std::optional<StationNews> DriverLink::guard(const StepReport &report)
         pacer_.readEnded(report.startedAt);
     const bool isBusy = report.cause == AttemptEnd::Exception && report.exceptionCode == kExceptionBusy;
     if (isBusy && settings_.policies.endOnException)
-        busyUntil_[station] = report.endedAt + settings_.turnaround;
-    if (!settings_.policies.offline || switchedOff_.count(station) > 0)
+        stations_.noteBusy(station, report.endedAt + settings_.turnaround);
+    if (!settings_.policies.offline)
         return std::nullopt;
-    const StationChange change = guard_.stepEnded(report);
+    const StationChange change = stations_.stepEnded(report);
     if (change == StationChange::None)
         return std::nullopt;
     StationNews news;
     news.station = station;
     news.offline = change == StationChange::WentOffline;
-    news.failures = guard_.failuresOf(station);
-    news.nextProbe = guard_.nextDistance(station);
+    news.failures = stations_.failuresOf(station);
+    news.nextProbe = stations_.probeInterval(station);
     news.switches = switches_[station];
-    news.lasted = report.endedAt - guard_.offlineSince(station);
-    driver_.enCommStation(station, news.offline ? 0 : 1);
+    news.lasted = report.endedAt - stations_.offlineSince(station);
+    tellDriver(station);
     setPace();
     return news;
 }

@@ -62,12 +62,13 @@ private:
     void attemptEnded(Time now, AttemptEnd end, int exceptionCode) override;
     void stepEnded(const StepReport &report) override;
 
-    Protocol *tryStation(const Probe &probe);
+    Protocol *sendProbe(const Probe &probe);
     Protocol *chooseThrough(int station);
     Protocol *nextOfLevels();
     void noteFetched(const Protocol *head);
     void tellReleased();
-    std::optional<StationNews> guard(const StepReport &report);
+    std::optional<StationNews> changeOf(const StepReport &report);
+    void tellDriver(int station);
     std::vector<OperationNews> endedWith(const StepReport &report);
     OperationEnd endOfWithheld(Ticket ticket, int station);
     void setPace();
@@ -98,13 +99,10 @@ private:
     /// For what follows. Taken before any lock of the driver, and never inside its callback.
     std::mutex mutex_;
     ScanPacer pacer_;
-    StationGuard guard_;
-    std::set<int> switchedOff_;   ///< by the user
-    std::map<int, int> switches_; ///< how often the user has switched a station
-    std::map<int, Time>
-        busyUntil_; ///< of stations that have said so; their cyclic reads are left out until then
-    std::set<int> queuedProbes_;   ///< stations with a trial in the driver's list
-    int triedStation_ = -1;        ///< the step in progress tries it
+    StationGuard stations_;
+    std::map<int, int> switches_;  ///< how often the user has switched a station
+    std::set<int> queuedProbes_;   ///< stations with a probe in the driver's list
+    int probedStation_ = -1;       ///< by the step in progress; -1 = it is no probe
     std::set<Ticket> unconfirmed_; ///< writes of which a frame has gone out, and whose end has not been told
     std::set<Ticket> withdrawn_;
     std::vector<Ticket> released_; ///< were withdrawn, and are not in the driver's lists any more
