@@ -81,11 +81,9 @@ bool isGroupedRead(const Request &request)
     return request.hostId == kCyclicHostId && request.hostSubId == kGroupedSubId && request.direction == 0;
 }
 
-DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
-                       std::function<void(News &&)> sink)
-    : driver_(driver), settings_(settings), sink_(std::move(sink)),
-      cycle_(*this, info, cycleSettings(settings), this), pacer_(settings.pollInterval),
-      stations_(settings.offline, cycleSettings(settings).lateReplyGuard)
+DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink)
+    : driver_(driver), settings_(settings), sink_(sink), cycle_(*this, info, cycleSettings(settings), this),
+      pacer_(settings.pollInterval), stations_(settings.offline, cycleSettings(settings).lateReplyGuard)
 {
     driver_.registerCallbacks(onResult, nullptr);
 }
@@ -117,7 +115,7 @@ bool DriverLink::setStationEnabled(int station, bool enabled)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const bool wasOffline = stations_.setEnabled(station, enabled);
-    ++switches_[station];
+    sink_.takeBack(station);
     queuedProbes_.erase(station);
     tellDriver(station);
     setPace();
@@ -253,7 +251,7 @@ void DriverLink::tellReleased()
         return;
     for (const Ticket ticket : news.released)
         failed_.erase(ticket);
-    sink_(std::move(news));
+    sink_.put(std::move(news));
 }
 
 Permit DriverLink::permit(const Request &request, bool goesOut)
@@ -312,16 +310,12 @@ void DriverLink::stepEnded(const StepReport &report)
     news.ordinaryRead =
         isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
     news.statistics = cycle_.statistics();
+    const std::lock_guard<std::mutex> lock(mutex_);
     news.operations = endedWith(report);
     news.station = changeOf(report);
-    std::vector<Ticket> told;
     for (const OperationNews &operation : news.operations)
-        told.push_back(operation.ticket);
-    sink_(std::move(news));
-    // Not before: who finds an operation unconfirmed no more must find its end among the news.
-    const std::lock_guard<std::mutex> lock(mutex_);
-    for (const Ticket ticket : told)
-        unconfirmed_.erase(ticket);
+        unconfirmed_.erase(operation.ticket);
+    sink_.put(std::move(news));
 }
 
 /// The operations that have ended with this step.
@@ -352,7 +346,6 @@ std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
 /// An earlier request of the same operation may have gone out.
 OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station)
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
     if (unconfirmed_.count(ticket) > 0)
         return OperationEnd::Unconfirmed;
     return stations_.state(station) == StationState::SwitchedOff ? OperationEnd::Dropped
@@ -363,7 +356,6 @@ OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station)
 std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
 {
     const int station = report.request.station;
-    const std::lock_guard<std::mutex> lock(mutex_);
     if (report.request.hostId == kCyclicHostId && report.cause != AttemptEnd::Withheld)
         pacer_.readEnded(report.startedAt);
     const bool isBusy = report.cause == AttemptEnd::Exception && report.exceptionCode == kExceptionBusy;
@@ -379,7 +371,6 @@ std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
     news.offline = change == StationChange::WentOffline;
     news.failures = stations_.failuresOf(station);
     news.nextProbe = stations_.probeInterval(station);
-    news.switches = switches_[station];
     news.lasted = report.endedAt - stations_.offlineSince(station);
     tellDriver(station);
     setPace();
@@ -415,7 +406,7 @@ void DriverLink::trace(Time now, const char *mark, const std::string &text)
     std::snprintf(head, sizeof head, "%13.6f %s ", seconds(now - startedAt_), mark);
     News news;
     news.trace = head + text;
-    sink_(std::move(news));
+    sink_.put(std::move(news));
 }
 
 } // namespace plc::runtime

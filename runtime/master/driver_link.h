@@ -29,9 +29,8 @@ class DriverLink : private CycleDriver, private CycleObserver
 {
 public:
     /// @param info  the record that the driver was given; `retryCount` is written by advance().
-    /// @param sink  gets all news, inside advance().
-    DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
-               std::function<void(News &&)> sink);
+    /// @param sink  gets all news, inside advance(). It calls nothing of the link: some news come with the lock held.
+    DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink);
     ~DriverLink() override;
 
     /// As in Link.
@@ -78,7 +77,7 @@ private:
 
     DriverLibrary &driver_;
     const LinkSettings settings_;
-    std::function<void(News &&)> sink_;
+    NewsSink &sink_;
     Cycle cycle_;
     std::atomic<int> openOperations_{0};
 
@@ -96,11 +95,11 @@ private:
     /// Operations of which a request has failed that the driver counts as done.
     std::map<Ticket, OperationResult> failed_;
 
-    /// For what follows. Taken before any lock of the driver, and never inside its callback.
+    /// For what follows. Taken before any lock of the driver or the sink, and never inside the driver's callback.
+    /// News of a change are put while it is held: whoever finds the change made finds its news in the sink as well.
     std::mutex mutex_;
     ScanPacer pacer_;
     StationGuard stations_;
-    std::map<int, int> switches_;  ///< how often the user has switched a station
     std::set<int> queuedProbes_;   ///< stations with a probe in the driver's list
     int probedStation_ = -1;       ///< by the step in progress; -1 = it is no probe
     std::set<Ticket> unconfirmed_; ///< writes of which a frame has gone out, and whose end has not been told

@@ -169,7 +169,7 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
                       "variable '" + variable.text + "': " + std::to_string(OperationLedger::kMostOpen) +
                           " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
-    if (isOffline(footprint.station) || switchedOff_.count(footprint.station) > 0) {
+    if (isLeftAlone(stationState(footprint.station))) {
         OperationResult result;
         result.end = isOffline(footprint.station) ? OperationEnd::Offline : OperationEnd::Dropped;
         ledger_.close(ticket, result);
@@ -261,8 +261,6 @@ void Session::digest(News &&news)
 {
     if (!news.trace.empty() && trace_)
         trace_(news.trace);
-    if (news.station && isOutdated(*news.station))
-        news.station.reset();
     if (news.statistics)
         statistics_ = *news.statistics;
     if (news.step)
@@ -292,32 +290,25 @@ void Session::noteRegisters(const StepReport &report)
         knownRegisters_.insert({request.station, request.address + i});
 }
 
-/// True when the user has switched the station since.
-bool Session::isOutdated(const StationNews &news) const
+StationState Session::stationState(int station) const
 {
-    const auto found = switches_.find(news.station);
-    return (found == switches_.end() ? 0 : found->second) != news.switches;
+    const auto found = stations_.find(station);
+    return found == stations_.end() ? StationState::On : found->second;
 }
 
 void Session::noteStation(const StationNews &news)
 {
-    if (!news.offline) {
-        offline_.erase(news.station);
-        noteServed(news.station);
-        return;
-    }
-    offline_.insert(news.station);
-    noteServed(news.station);
-    link_->withdraw(endAll(news.station, OperationEnd::Offline, link_->unconfirmed()));
+    noteState(news.station, news.offline ? StationState::Offline : StationState::On);
+    if (news.offline)
+        link_->withdraw(endAll(news.station, OperationEnd::Offline, link_->unconfirmed()));
 }
 
-/// Readings of a station that is left alone tell nothing of how long a scan takes.
-void Session::noteServed(int station)
+void Session::noteState(int station, StationState state)
 {
-    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
+    stations_[station] = state;
     for (CyclicRead &read : cyclicReads_) {
         if (read.station == station)
-            read.state.setServed(served);
+            read.state.setServed(!isLeftAlone(state));
     }
 }
 
@@ -339,19 +330,13 @@ void Session::setStationEnabled(int station, bool enabled)
 {
     pump(link_->now()); // what has become of the station until now counts first
     const bool wasOffline = link_->setStationEnabled(station, enabled);
-    ++switches_[station];
-    offline_.erase(station);
-    if (enabled)
-        switchedOff_.erase(station);
-    else
-        switchedOff_.insert(station);
-    noteServed(station);
+    noteState(station, enabled ? StationState::On : StationState::SwitchedOff);
     if (enabled && !wasOffline)
         return;
     const std::set<Ticket> sent = link_->unconfirmed();
     // Of what is not unconfirmed any more the end is told. Nothing that waits is handed over meanwhile.
     takeNews(link_->now());
-    // Of a station that was offline: the news of that are outdated now.
+    // Where the station was offline, the news that would have ended its orders may have been taken back.
     link_->withdraw(endAll(station, enabled ? OperationEnd::Offline : OperationEnd::Dropped, sent));
 }
 
@@ -377,7 +362,7 @@ WatchStatus Session::status(int number) const
         if (status.last.end == OperationEnd::Open)
             status.last.end = OperationEnd::Offline;
     }
-    if (switchedOff_.count(station) > 0)
+    if (stationState(station) == StationState::SwitchedOff)
         status.state = VariableState::SwitchedOff;
     return status;
 }

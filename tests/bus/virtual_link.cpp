@@ -38,14 +38,7 @@ Protocol *VirtualLink::fetch(int ignored)
 
 VirtualLink::VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info,
                          const runtime::LinkSettings &settings, Line line)
-    : line_(line), link_(driver, info, settings, [this](runtime::News &&news) {
-          if (!news.trace.empty()) {
-              noteTrace(news.trace);
-              return;
-          }
-          line_.witness.news(now_, news);
-          news_.push_back(std::move(news));
-      })
+    : line_(line), link_(driver, info, settings, *this)
 {
     comCommunication = driver.comCommunication;
     driver.comCommunication = &VirtualLink::fetch;
@@ -56,6 +49,24 @@ void VirtualLink::start(const std::map<int, int> &cyclicReads, bool trace)
     link_.begin(now_, cyclicReads, trace || line_.trace);
     running_ = true;
     wakeAt_ = now_;
+}
+
+void VirtualLink::put(runtime::News &&news)
+{
+    if (!news.trace.empty()) {
+        noteTrace(news.trace);
+        return;
+    }
+    line_.witness.news(now_, news);
+    news_.push_back(std::move(news));
+}
+
+void VirtualLink::takeBack(int station)
+{
+    for (runtime::News &news : news_) {
+        if (news.station && news.station->station == station)
+            news.station.reset();
+    }
 }
 
 /// Puts a line of the host's trace into the journal, which has a time of its own.

@@ -39,7 +39,7 @@ struct Sent
     int function() const { return static_cast<unsigned char>(frame.at(1)); }
 };
 
-class DriverLinkTest : public ::testing::Test
+class DriverLinkTest : public ::testing::Test, protected NewsSink
 {
 protected:
     DriverLinkTest() : library(PLC_DRIVER_PATH), words(50501, 0)
@@ -62,15 +62,17 @@ protected:
     {
         if (!link_) {
             setUpDriver();
-            link_ =
-                std::make_unique<DriverLink>(library, info, settings, [this](News &&item) { digest(item); });
+            NewsSink &sink = *this;
+            link_ = std::make_unique<DriverLink>(library, info, settings, sink);
             link_->begin(now, reads_, false);
         }
         return *link_;
     }
 
-    void digest(const News &news)
+    void put(News &&news) override
     {
+        if (news.station && onChange)
+            std::exchange(onChange, nullptr)();
         if (news.step)
             steps.push_back(*news.step);
         if (news.station)
@@ -78,6 +80,12 @@ protected:
         for (const OperationNews &operation : news.operations)
             operations.push_back(operation);
         released.insert(released.end(), news.released.begin(), news.released.end());
+    }
+
+    void takeBack(int station) override
+    {
+        takenBack.push_back(station);
+        toldBefore = stations.size();
     }
 
     /// A register of @p station, or some, are read over and over.
@@ -157,6 +165,9 @@ protected:
     std::vector<StationNews> stations;
     std::vector<OperationNews> operations;
     std::vector<Ticket> released;
+    std::vector<int> takenBack;     ///< stations of which news are taken back
+    std::size_t toldBefore = 0;     ///< changes of stations that were told before that
+    std::function<void()> onChange; ///< called once, before the next change of a station is told
 
 private:
     std::unique_ptr<DriverLink> link_;
@@ -493,17 +504,31 @@ TEST_F(DriverLinkTest, TellsWhenTheDriverHoldsAWithdrawnWriteNoMore)
     EXPECT_EQ(0u, sentTo(2).size());
 }
 
-TEST_F(DriverLinkTest, TellsHowOftenAStationHadBeenSwitchedWhenItWentOffline)
+TEST_F(DriverLinkTest, TakesBackWhatItHasToldOfAStationThatTheUserSwitches)
 {
+    setUpDriver();
+    link().setStationEnabled(2, false);
+    link().setStationEnabled(3, true);
+    EXPECT_THAT(takenBack, ElementsAre(2, 3));
+}
+
+TEST_F(DriverLinkTest, LetsTheUserSwitchNoStationWhileNewsOfItsChangeAreOnTheirWay)
+{
+    // News that were put behind the switch would be believed, although they are from before it.
     setUpDriver();
     watch(1);
     watch(2);
-    link().setStationEnabled(2, false);
-    link().setStationEnabled(2, true);
     dead = {2};
-    runFor(seconds(6));
-    ASSERT_EQ(1u, stations.size());
-    EXPECT_EQ(2, stations[0].switches);
+    std::future<bool> wasOffline;
+    onChange = [this, &wasOffline] {
+        wasOffline = std::async(std::launch::async, [this] { return link().setStationEnabled(2, true); });
+        wasOffline.wait_for(milliseconds(100)); // it would be done much sooner, and take nothing back
+    };
+    while (stations.empty())
+        runFor(milliseconds(10));
+    EXPECT_TRUE(wasOffline.get());
+    EXPECT_THAT(takenBack, ElementsAre(2));
+    EXPECT_EQ(1u, toldBefore);
 }
 
 TEST_F(DriverLinkTest, TellsWhenTheNextTrialIs)
