@@ -308,15 +308,17 @@ void Session::noteState(int station, StationState state)
     stations_[station] = state;
     for (CyclicRead &read : cyclicReads_) {
         if (read.station == station)
-            read.state.setServed(!isLeftAlone(state));
+            read.state.interrupt();
     }
 }
 
 void Session::noteCyclic(const StepReport &report)
 {
     const auto index = static_cast<std::size_t>(report.request.hostSubId);
-    if (index < cyclicReads_.size())
-        cyclicReads_[index].state.note(report);
+    if (index >= cyclicReads_.size())
+        return;
+    CyclicRead &read = cyclicReads_[index];
+    read.state.note(report, stationState(read.station));
 }
 
 OperationResult Session::await(Ticket ticket)

@@ -55,7 +55,7 @@ public:
     /// Forgets how orders ended, as a runtime does that has shown it, and what was known of them.
     void forgetEnds();
     void setStationEnabled(int station, bool enabled);
-    bool isOffline(int station) const { return offline_.count(station) > 0; }
+    bool isOffline(int station) const { return session_.isOffline(station); }
 
     /// How often a station went offline.
     std::uint64_t wentOffline() const { return wentOffline_; }
@@ -95,7 +95,6 @@ private:
     std::vector<int> firstReads_; ///< of each, its first cyclic read
     std::map<runtime::Ticket, Time> open_;
     std::vector<runtime::Ticket> ended_; ///< and not forgotten
-    std::set<int> offline_;
     std::uint64_t wentOffline_ = 0;
     bool keepSteps_ = false;
     std::vector<runtime::StepReport> steps_;
