@@ -14,7 +14,8 @@ namespace {
 
 constexpr int kRawMode = 1;
 
-/// The driver's callbacks carry no object, but run inside its calls: the link whose call this thread is in.
+/// The link whose call into the driver this thread is in. The driver's callbacks carry no object; but they
+/// run inside such calls, on the same thread.
 thread_local DriverLink *calling = nullptr;
 
 class Calling
@@ -63,18 +64,13 @@ std::string endText(AttemptEnd end, int exceptionCode)
     return "time-out";
 }
 
-/// Lists of writes and of one-shot reads come before the cyclic ones.
-bool isServedFirst(const Protocol *head)
-{
-    return head && (head->var.hostId == kOperationHostId || head->var.hostId == kProbeHostId);
-}
-
-} // namespace
-
+/// "11 03 00 64"
 std::string hexText(const QByteArray &bytes)
 {
     return bytes.toHex(' ').toUpper().toStdString();
 }
+
+} // namespace
 
 bool isGroupedRead(const Request &request)
 {
@@ -116,16 +112,16 @@ bool DriverLink::setStationEnabled(int station, bool enabled)
     const std::lock_guard<std::mutex> lock(mutex_);
     const bool wasOffline = stations_.setEnabled(station, enabled);
     sink_.takeBack(station);
-    queuedProbes_.erase(station);
-    tellDriver(station);
-    setPace();
+    handedOver_.forgetProbe(station);
+    stateChanged(station);
     return wasOffline;
 }
 
-/// The driver chooses nothing for a station that is left alone.
-void DriverLink::tellDriver(int station)
+/// Tells the driver, which chooses nothing for a station that is left alone, and the pacer.
+void DriverLink::stateChanged(int station)
 {
     driver_.enCommStation(station, isLeftAlone(stations_.state(station)) ? 0 : 1);
+    setPace();
 }
 
 void DriverLink::betweenRequests(const std::function<void()> &work)
@@ -137,16 +133,16 @@ void DriverLink::betweenRequests(const std::function<void()> &work)
 void DriverLink::withdraw(const std::vector<Ticket> &tickets)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    withdrawn_.insert(tickets.begin(), tickets.end());
+    handedOver_.withdraw(tickets);
 }
 
 std::set<Ticket> DriverLink::unconfirmed()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return unconfirmed_;
+    return handedOver_.unconfirmed();
 }
 
-/// Reads of stations that are left alone are no part of a scan.
+/// A scan has no reads of stations that are left alone.
 void DriverLink::setPace()
 {
     int reads = 0;
@@ -170,13 +166,13 @@ Protocol *DriverLink::next()
     const bool isIdle = !head;
     if (isIdle)
         head = nextOfLevels();
-    onlyLevels_ = isIdle && !isServedFirst(head);
-    noteFetched(head);
+    onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
+    handedOver_.served(head);
     stepOpen_ = head != nullptr;
     return head;
 }
 
-/// Switches a station that is left alone on for one call, so that the driver's choice may fall on it.
+/// Switches a station that is left alone on for one call, so that the driver may choose it.
 Protocol *DriverLink::chooseThrough(int station)
 {
     driver_.enCommStation(station, 1);
@@ -185,9 +181,10 @@ Protocol *DriverLink::chooseThrough(int station)
     return head;
 }
 
-/// The driver serves no priority level while all its ordinary reads belong to stations that are left alone. Where others
-/// have reads with a level, it is shown an ordinary read in each turn, so that its levels come at their rates; the
-/// ordinary read itself is withheld and costs the line nothing. Both the read list and its marks stay the driver's.
+/// The driver serves no priority level while all its ordinary reads belong to stations that are left alone.
+/// Where other stations have reads with a level, the driver may choose such an ordinary read in each turn, so
+/// that its levels come at their rates. The ordinary read is withheld and costs the line nothing. The read
+/// list and its marks stay the driver's.
 Protocol *DriverLink::nextOfLevels()
 {
     const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(), [this](int station) {
@@ -205,7 +202,7 @@ Protocol *DriverLink::nextOfLevels()
 /// Puts a probe into the driver's list of one-shot reads, and lets the driver choose.
 Protocol *DriverLink::sendProbe(const Probe &probe)
 {
-    if (queuedProbes_.insert(probe.station).second) {
+    if (handedOver_.addProbe(probe.station)) {
         RW_VAR read;
         read.hostId = kProbeHostId;
         read.hostSubId = probe.station;
@@ -219,25 +216,11 @@ Protocol *DriverLink::sendProbe(const Probe &probe)
     Protocol *const head = chooseThrough(probe.station);
     if (head && head->var.station == probe.station)
         probedStation_ = probe.station;
-    // A driver that serves a cyclic read has dropped the probe, or is about to: in its turn the station was off.
-    if (!isServedFirst(head))
-        queuedProbes_.erase(probe.station);
+    // A driver that serves a cyclic read has dropped the probe, or is about to: in its turn the station was
+    // off.
+    if (!HandedOver::isServedFirst(head))
+        handedOver_.forgetProbe(probe.station);
     return head;
-}
-
-/// Two fetches in a row that are no operation prove that the driver's lists of writes and one-shot reads are
-/// empty: after the first one it would have served them before anything else.
-void DriverLink::noteFetched(const Protocol *head)
-{
-    quietFetches_ = isServedFirst(head) ? 0 : std::min(quietFetches_ + 1, 2);
-    if (quietFetches_ == 2) {
-        for (const Ticket ticket : withdrawn_)
-            unconfirmed_.erase(ticket);
-        released_.insert(released_.end(), withdrawn_.begin(), withdrawn_.end());
-        withdrawn_.clear();
-    }
-    if (head && head->var.hostId == kProbeHostId)
-        queuedProbes_.erase(head->var.hostSubId);
 }
 
 void DriverLink::tellReleased()
@@ -245,7 +228,7 @@ void DriverLink::tellReleased()
     News news;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        news.released.swap(released_);
+        news.released = handedOver_.takeReleased();
     }
     if (news.released.empty())
         return;
@@ -258,15 +241,16 @@ Permit DriverLink::permit(const Request &request, bool goesOut)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const Permit permit = permitLocked(request);
-    // Under the same lock: a station that is switched off now has either nothing of it, or it is known.
+    // Under the same lock as the permission: after a station is switched off, none of its writes goes out
+    // unknown.
     if (goesOut && permit != Permit::Withhold && request.hostId == kOperationHostId && request.direction != 0)
-        unconfirmed_.insert(request.hostSubId);
+        handedOver_.goesOut(request.hostSubId);
     return permit;
 }
 
 Permit DriverLink::permitLocked(const Request &request) const
 {
-    if (request.hostId == kOperationHostId && withdrawn_.count(request.hostSubId) > 0)
+    if (request.hostId == kOperationHostId && handedOver_.isWithdrawn(request.hostSubId))
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
     const StationState state = stations_.state(request.station);
@@ -291,7 +275,7 @@ int DriverLink::judge(QByteArray *reply, int length)
     return result_->status;
 }
 
-/// Runs inside DataCom with the driver's lists locked: only notes what it is told.
+/// Only notes what it is told: it runs inside DataCom, with the driver's lists locked.
 void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
 {
     if (calling && hostId == kOperationHostId)
@@ -301,7 +285,7 @@ void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
 void DriverLink::stepEnded(const StepReport &report)
 {
     stepOpen_ = false;
-    // A turn that was only to bring the levels on, thousands of times a second.
+    // Turns that only bring the driver to serve its levels may come thousands of times a second.
     if (onlyLevels_ && report.cause == AttemptEnd::Withheld)
         return;
     News news;
@@ -314,14 +298,14 @@ void DriverLink::stepEnded(const StepReport &report)
     news.operations = endedWith(report);
     news.station = changeOf(report);
     for (const OperationNews &operation : news.operations)
-        unconfirmed_.erase(operation.ticket);
+        handedOver_.ended(operation.ticket);
     sink_.put(std::move(news));
 }
 
 /// The operations that have ended with this step.
 std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
 {
-    // What the driver cannot know: a station refused a write whose reply nobody was to wait for, or such a write
+    // The driver cannot know that a station refused a write without a reply to wait for, or that such a write
     // never went out.
     const bool isFine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
     if (report.done && !isFine && report.request.hostId == kOperationHostId)
@@ -343,16 +327,16 @@ std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
     return operations;
 }
 
-/// An earlier request of the same operation may have gone out.
-OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station)
+/// How an operation ended whose last request was withheld. An earlier request of it may have gone out.
+OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station) const
 {
-    if (unconfirmed_.count(ticket) > 0)
+    if (handedOver_.unconfirmed().count(ticket) > 0)
         return OperationEnd::Unconfirmed;
     return stations_.state(station) == StationState::SwitchedOff ? OperationEnd::Dropped
                                                                  : OperationEnd::Offline;
 }
 
-/// What the end of the step means for its station.
+/// What the end of the step means for its station; nothing while the station's state stays.
 std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
 {
     const int station = report.request.station;
@@ -372,8 +356,7 @@ std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
     news.failures = stations_.failuresOf(station);
     news.nextProbe = stations_.probeInterval(station);
     news.lasted = report.endedAt - stations_.offlineSince(station);
-    tellDriver(station);
-    setPace();
+    stateChanged(station);
     return news;
 }
 

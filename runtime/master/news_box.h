@@ -12,9 +12,10 @@
 
 namespace plc::runtime {
 
-/// Bounded queue between two threads. When the main thread stands still, as behind a stopped terminal, the line goes on;
-/// then step reports, lines of the trace and older statistics are dropped. Three kinds of news are never dropped: ends
-/// of operations, whose number is bounded; changes of stations, which are rare and short; the loss of the port.
+/// Bounded queue between two threads. When the main thread stands still, as behind a stopped terminal, the
+/// line goes on; then step reports, lines of the trace and older statistics are dropped. Three kinds of news
+/// are never dropped: ends of operations, whose number is bounded; changes of stations, which are rare and
+/// short; the loss of the port.
 class NewsBox : public NewsSink
 {
 public:
@@ -23,8 +24,8 @@ public:
     void put(News &&news) override;
     void takeBack(int station) override;
 
-    /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands a line
-    /// of the trace that tells how much was dropped.
+    /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands
+    /// a line of the trace that tells how much was dropped.
     std::vector<News> take(Time until);
 
 private:

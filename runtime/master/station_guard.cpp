@@ -92,7 +92,8 @@ StationChange StationGuard::failed(const StepReport &report)
         record.nextProbe = report.endedAt + record.interval;
         return StationChange::None;
     }
-    // A station that manages only a short frame now and then would otherwise take its share of the line over and over.
+    // A station that manages only a short frame now and then would otherwise take its share of the line over
+    // and over.
     const bool isRelapse = record.state == StationState::OnProbation;
     if (!isRelapse && record.failures < settings_.failures)
         return StationChange::None;
@@ -107,15 +108,15 @@ StationChange StationGuard::failed(const StepReport &report)
     return StationChange::WentOffline;
 }
 
-/// Some station has answered since this station went offline, and loses the time that its probes cost. Where none has
-/// answered, the line itself is gone, and is to be found again soon.
+/// Some station has answered since this station went offline, and loses the time that its probes cost. Where
+/// none has answered, the line itself is gone, and is to be found again soon.
 bool StationGuard::isBudgeted(const Record &record) const
 {
     return lastAnswer_ > record.since && !record.wentWithTheLine;
 }
 
-/// Another station has answered since this station went offline. A station that answers nothing but probes, and is the
-/// only station that answers at all, must not use up the budget of the others.
+/// Another station has answered since this station went offline. A station that answers nothing but probes,
+/// and is the only station that answers at all, must not use up the budget of the others.
 bool StationGuard::isPaidByOthers(const Record &record) const
 {
     return std::any_of(stations_.begin(), stations_.end(), [&record](const auto &entry) {
@@ -144,8 +145,9 @@ StationChange StationGuard::answered(int station, Time now)
     return isBack ? StationChange::CameBack : StationChange::None;
 }
 
-/// Where no station had answered since this station went offline, the line was gone. Then the stations that went with
-/// the line are probably back as well, and are probed at once. Those that were dead before wait for their turn.
+/// Where no station had answered since this station went offline, the line was gone. Then the stations that
+/// went with the line are probably back as well, and are probed at once. Those that were dead before wait for
+/// their turn.
 void StationGuard::noteAnswer(int station, Time now)
 {
     Record &record = stations_[station];

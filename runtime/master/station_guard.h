@@ -30,9 +30,9 @@ enum class StationChange
 
 /// Owns the state of each station, and tells when an offline station is probed.
 ///
-/// A dead station costs the others a time-out with each of its requests. So after some failures in a row it is
-/// offline, and only probes go to it, at growing intervals. All probes that cost the others time share a budget of a
-/// tenth of the time. Told the time; it has neither clock nor driver. Not locked.
+/// A dead station costs the others a time-out with each of its requests. So after some failures in a row it
+/// is offline, and only probes go to it, at growing intervals. All probes that cost the others time share a
+/// budget of a tenth of the time. Told the time; it has neither clock nor driver. Not locked.
 class StationGuard
 {
 public:
@@ -41,14 +41,15 @@ public:
         : settings_(settings), quiet_(quiet)
     {}
 
-    /// The user switches a station off or on. What was known of it is forgotten; on, it counts as never asked.
+    /// The user switches a station off or on. What was known of it is forgotten; on, it counts as never
+    /// asked.
     /// @return whether it was offline until now.
     bool setEnabled(int station, bool enabled);
 
-    /// Takes the end of a transaction. Any answer shows that the station is there, an exception as well. The exceptions
-    /// to that: a gateway says that nobody is behind it, or the station says that it is busy, since a station that is
-    /// busy for ever is as little use as a dead one. A request that was never sent shows nothing, nor does any end of a
-    /// station that is switched off.
+    /// Takes the end of a transaction. Any answer shows that the station is there, an exception as well. The
+    /// exceptions to that: a gateway says that nobody is behind it, or the station says that it is busy,
+    /// since a station that is busy for ever is as little use as a dead one. A request that was never sent
+    /// shows nothing, nor does any end of a station that is switched off.
     StationChange stepEnded(const StepReport &report);
 
     /// The station has said that it is busy: its cyclic reads are left out until then.
@@ -59,14 +60,16 @@ public:
     /// Stations that are offline or switched off, the lowest number first.
     std::vector<int> leftAlone() const;
 
-    /// The probe to be sent now; nothing when none is due. The station with the shortest interval comes first, since
-    /// what has just gone is most likely to be back; of several, the station that has waited longest.
+    /// The probe to be sent now; nothing when none is due. The station with the shortest interval comes
+    /// first, since what has just gone is most likely to be back; of several, the station that has waited
+    /// longest.
     std::optional<Probe> due(Time now) const;
     /// When the station went offline last; 0 = never.
     Time offlineSince(int station) const;
     /// Requests in a row that have failed.
     int failuresOf(int station) const;
-    /// Of an offline station, from the last probe to the next, which comes later where the budget has no room.
+    /// Of an offline station, from the last probe to the next, which comes later where the budget has no
+    /// room.
     Time probeInterval(int station) const;
 
 private:

@@ -52,8 +52,8 @@ void ReadState::note(const StepReport &report, StationState station)
     lastGood_ = report.endedAt;
 }
 
-/// Three scans have passed since its last value, at the pace of the last scan. During the first scan nobody knows how
-/// long a scan takes; but a value from before an interruption is old by any measure.
+/// Three scans have passed since its last value, at the pace of the last scan. During the first scan nobody
+/// knows how long a scan takes; but a value from before an interruption is old by any measure.
 bool ReadState::isStale(Time now, Time timeout) const
 {
     if (!revisit_ && !isInterrupted_)

@@ -47,8 +47,8 @@ public:
     /// @param station  state of its station.
     void note(const StepReport &report, StationState station);
 
-    /// Its station has gone offline, has come back or was switched: the time between the last end and the next tells
-    /// nothing of how long a scan takes.
+    /// Its station has gone offline, has come back or was switched: the time between the last end and the
+    /// next tells nothing of how long a scan takes.
     void interrupt() { isInterrupted_ = true; }
 
 private:
@@ -59,15 +59,15 @@ private:
     bool hasValue_ = false;
     Time lastGood_{};
     Time lastEnd_{};
-    /// How long a scan takes: from the end before to the last answer, where no interruption lay between. Nothing before
-    /// the second end.
+    /// How long a scan takes: from the end before to the last answer, where no interruption lay between.
+    /// Nothing before the second end.
     std::optional<Time> revisit_;
     bool isInterrupted_ = false; ///< since the last end while its station was asked
     std::uint64_t times_ = 0;
 };
 
-/// Status of a variable that is read in these parts; the worst of them counts. The caller adds whether its station is
-/// asked at all.
+/// Status of a variable that is read in these parts; the worst of them counts. The caller adds whether its
+/// station is asked at all.
 WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
 
 } // namespace plc::runtime

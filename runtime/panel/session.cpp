@@ -180,7 +180,7 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
     return ticket;
 }
 
-/// Hands waiting orders to the driver, as many as may be there.
+/// Hands waiting orders to the driver, as many as it may hold.
 void Session::startWaiting()
 {
     while (const std::optional<Ticket> ticket = ledger_.nextToStart()) {
@@ -191,14 +191,14 @@ void Session::startWaiting()
     }
 }
 
-/// @throw Failure  (wrong usage) when the driver does not take it; it has ended then.
+/// @throw Failure  (wrong usage) when the driver does not take the order, which has ended then.
 void Session::handOver(Ticket ticket, const Order &order)
 {
     ledger_.start(ticket);
-    // Before the driver has it, so that its end cannot come first.
+    // Must precede the hand-over: the end of the order may come from the other thread at once.
     link_->setOpenOperations(ledger_.startedCount());
     try {
-        // The driver reports an order of several pieces with the last that it holds.
+        // A split order counts as done when its last queued piece ends, so all pieces are queued together.
         link_->betweenRequests(
             [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
     } catch (const Failure &) {
@@ -330,13 +330,13 @@ OperationResult Session::await(Ticket ticket)
 
 void Session::setStationEnabled(int station, bool enabled)
 {
-    pump(link_->now()); // what has become of the station until now counts first
+    pump(link_->now()); // what has become of the station until now still counts
     const bool wasOffline = link_->setStationEnabled(station, enabled);
     noteState(station, enabled ? StationState::On : StationState::SwitchedOff);
     if (enabled && !wasOffline)
         return;
     const std::set<Ticket> sent = link_->unconfirmed();
-    // Of what is not unconfirmed any more the end is told. Nothing that waits is handed over meanwhile.
+    // The end of every order that is no longer unconfirmed is among the news. None that waits is handed over here.
     takeNews(link_->now());
     // Where the station was offline, the news that would have ended its orders may have been taken back.
     link_->withdraw(endAll(station, enabled ? OperationEnd::Offline : OperationEnd::Dropped, sent));

@@ -42,7 +42,8 @@ public:
     /// @return its number, counted from 0.
     int watch(const Variable &variable);
 
-    /// @p listener gets all news of the communication thread, inside pump(); it only looks on. Before start().
+    /// @p listener gets all news of the communication thread, inside pump(), and only looks on. Before
+    /// start().
     void setListener(std::function<void(const News &)> listener) { listener_ = std::move(listener); }
 
     /// Tells which stations have reads with a priority level; see levelStations(). Before start().
@@ -56,8 +57,9 @@ public:
     /// Ends communication. Values and states remain readable.
     void stop();
 
-    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline. Orders go
-    /// to the driver as soon as it has room; they keep their order where their places overlap, and nowhere else.
+    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline.
+    /// Orders go to the driver as soon as it has room; they keep their order where their places overlap, and
+    /// nowhere else.
     /// @throw Failure  (wrong usage) when the driver cannot take it, or OperationLedger::kMostOpen are open.
     Ticket read(const Variable &variable);
 
@@ -82,8 +84,7 @@ public:
     /// Pumps until the operation has ended, the port is lost or the wait is cancelled.
     OperationResult await(Ticket ticket);
 
-    /// Switches a station off or on. The driver drops what waits for a station that is off; here that ends
-    /// it.
+    /// Switches a station off or on. The driver drops the orders that wait for a station that is off; they end.
     void setStationEnabled(int station, bool enabled);
 
     /// Values of a variable as the driver's mirror has them; 0 where nothing is known.
@@ -141,8 +142,8 @@ private:
     std::map<Ticket, Order> waiting_; ///< not handed to the driver yet
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;
-    /// What the news have told of stations. The link is not asked: its own state is ahead of the news, so that the
-    /// variables of a station would disagree with each other, and with the ends of orders.
+    /// What the news have told of stations. The link is not asked: its own state is ahead of the news, so
+    /// that the variables of a station would disagree with each other, and with the ends of orders.
     std::map<int, StationState> stations_;
     /// Station and address of what was read; kept only where bits are written from it.
     std::set<std::pair<int, int>> knownRegisters_;

@@ -16,7 +16,8 @@ constexpr Time kIdlePause = milliseconds(2);
 constexpr int kMostStanding = 1000;
 constexpr Time kLongestIdlePause = milliseconds(64);
 
-/// The library whose transactions are looked at, and what it has chosen last: its entry points carry no object.
+/// The library whose transactions are looked at, and what it has chosen last: its entry points carry no
+/// object.
 decltype(&::ComCommunication) comCommunication = nullptr;
 struct
 {
