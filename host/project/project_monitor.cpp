@@ -21,7 +21,7 @@ void ProjectMonitor::note(const News &news)
         read.bytesSoFar = news.statistics->total.bytesOut + news.statistics->total.bytesIn;
     }
     readings_.resize(static_cast<std::size_t>(map_.requestCount()));
-    readings_[static_cast<std::size_t>(read.request)].note(step);
+    readings_[static_cast<std::size_t>(read.request)].note(step, stateOf(request.station));
     read.good = resultOf(step).end == OperationEnd::Good;
     scans_.served(read);
 }
@@ -35,7 +35,7 @@ void ProjectMonitor::setStationEnabled(int station, bool enabled)
     // Switched on again, it counts as one that has not been asked yet.
     offline_.erase(station);
     scans_.setStationEnabled(station, enabled);
-    noteServed(station);
+    interrupt(station);
 }
 
 void ProjectMonitor::setOffline(int station, bool offline)
@@ -45,17 +45,22 @@ void ProjectMonitor::setOffline(int station, bool offline)
     else
         offline_.erase(station);
     scans_.setStationEnabled(station, !offline);
-    noteServed(station);
+    interrupt(station);
 }
 
-/// Readings of a station that is left alone tell nothing of how long a scan takes.
-void ProjectMonitor::noteServed(int station)
+void ProjectMonitor::interrupt(int station)
 {
-    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
     for (std::size_t request = 0; request < readings_.size(); ++request) {
         if (map_.place(static_cast<int>(request)).station == station)
-            readings_[request].setServed(served);
+            readings_[request].interrupt();
     }
+}
+
+StationState ProjectMonitor::stateOf(int station) const
+{
+    if (switchedOff_.count(station) > 0)
+        return StationState::SwitchedOff;
+    return offline_.count(station) > 0 ? StationState::Offline : StationState::On;
 }
 
 WatchStatus ProjectMonitor::status(int variable, Time now) const

@@ -38,7 +38,8 @@ public:
 
 private:
     void setOffline(int station, bool offline);
-    void noteServed(int station);
+    void interrupt(int station);
+    StationState stateOf(int station) const;
 
     RequestMap map_;
     ScanStatistics scans_;

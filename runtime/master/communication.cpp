@@ -12,8 +12,7 @@ constexpr Time kLongestWait = std::chrono::milliseconds(50);
 
 Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
                              Surroundings surroundings)
-    : settings_(settings), surroundings_(std::move(surroundings)),
-      link_(driver, info, settings, [this](News &&news) { news_.put(std::move(news)); })
+    : settings_(settings), surroundings_(std::move(surroundings)), link_(driver, info, settings, news_)
 {}
 
 Communication::~Communication()

@@ -14,7 +14,8 @@ namespace {
 
 constexpr int kRawMode = 1;
 
-/// The driver's callbacks carry no object, but run inside its calls: the link whose call this thread is in.
+/// The link whose call into the driver this thread is in. The driver's callbacks carry no object; but they
+/// run inside such calls, on the same thread.
 thread_local DriverLink *calling = nullptr;
 
 class Calling
@@ -63,29 +64,22 @@ std::string endText(AttemptEnd end, int exceptionCode)
     return "time-out";
 }
 
-/// Lists of writes and of one-shot reads come before the cyclic ones.
-bool isServedFirst(const Protocol *head)
-{
-    return head && (head->var.hostId == kOperationHostId || head->var.hostId == kProbeHostId);
-}
-
-} // namespace
-
+/// "11 03 00 64"
 std::string hexText(const QByteArray &bytes)
 {
     return bytes.toHex(' ').toUpper().toStdString();
 }
+
+} // namespace
 
 bool isGroupedRead(const Request &request)
 {
     return request.hostId == kCyclicHostId && request.hostSubId == kGroupedSubId && request.direction == 0;
 }
 
-DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
-                       std::function<void(News &&)> sink)
-    : driver_(driver), settings_(settings), sink_(std::move(sink)),
-      cycle_(*this, info, cycleSettings(settings), this), pacer_(settings.pollInterval),
-      guard_(settings.offline, cycleSettings(settings).lateReplyGuard)
+DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink)
+    : driver_(driver), settings_(settings), sink_(sink), cycle_(*this, info, cycleSettings(settings), this),
+      pacer_(settings.pollInterval), stations_(settings.offline, cycleSettings(settings).lateReplyGuard)
 {
     driver_.registerCallbacks(onResult, nullptr);
 }
@@ -116,18 +110,18 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 bool DriverLink::setStationEnabled(int station, bool enabled)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const bool wasOffline = guard_.isOffline(station);
-    if (enabled)
-        switchedOff_.erase(station);
-    else
-        switchedOff_.insert(station);
-    ++switches_[station];
-    guard_.forget(station);
-    queuedProbes_.erase(station);
-    busyUntil_.erase(station);
-    driver_.enCommStation(station, enabled ? 1 : 0);
-    setPace();
+    const bool wasOffline = stations_.setEnabled(station, enabled);
+    sink_.takeBack(station);
+    handedOver_.forgetProbe(station);
+    stateChanged(station);
     return wasOffline;
+}
+
+/// Tells the driver, which chooses nothing for a station that is left alone, and the pacer.
+void DriverLink::stateChanged(int station)
+{
+    driver_.enCommStation(station, isLeftAlone(stations_.state(station)) ? 0 : 1);
+    setPace();
 }
 
 void DriverLink::betweenRequests(const std::function<void()> &work)
@@ -139,21 +133,21 @@ void DriverLink::betweenRequests(const std::function<void()> &work)
 void DriverLink::withdraw(const std::vector<Ticket> &tickets)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    withdrawn_.insert(tickets.begin(), tickets.end());
+    handedOver_.withdraw(tickets);
 }
 
 std::set<Ticket> DriverLink::unconfirmed()
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return unconfirmed_;
+    return handedOver_.unconfirmed();
 }
 
-/// Reads of stations that are left alone are no part of a scan.
+/// A scan has no reads of stations that are left alone.
 void DriverLink::setPace()
 {
     int reads = 0;
     for (const auto &[station, count] : cyclicReads_) {
-        if (switchedOff_.count(station) == 0 && !guard_.isOffline(station))
+        if (!isLeftAlone(stations_.state(station)))
             reads += count;
     }
     pacer_.setReads(reads);
@@ -164,21 +158,21 @@ Protocol *DriverLink::next()
     if (stepOpen_)
         return driver_.comCommunication(0);
     const std::lock_guard<std::mutex> lock(mutex_);
-    const std::optional<Probe> probe = guard_.due(now_);
+    const std::optional<Probe> probe = stations_.due(now_);
     if (openOperations_ == 0 && !probe && pacer_.isPausing(now_))
         return nullptr;
-    triedStation_ = -1;
-    Protocol *head = probe ? tryStation(*probe) : driver_.comCommunication(0);
+    probedStation_ = -1;
+    Protocol *head = probe ? sendProbe(*probe) : driver_.comCommunication(0);
     const bool isIdle = !head;
     if (isIdle)
         head = nextOfLevels();
-    onlyLevels_ = isIdle && !isServedFirst(head);
-    noteFetched(head);
+    onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
+    handedOver_.served(head);
     stepOpen_ = head != nullptr;
     return head;
 }
 
-/// Switches a station that is left alone on for one call, so that the driver's choice may fall on it.
+/// Switches a station that is left alone on for one call, so that the driver may choose it.
 Protocol *DriverLink::chooseThrough(int station)
 {
     driver_.enCommStation(station, 1);
@@ -187,29 +181,28 @@ Protocol *DriverLink::chooseThrough(int station)
     return head;
 }
 
-/// The driver serves no priority level while all its ordinary reads belong to stations that are left alone. Where others
-/// have reads with a level, it is shown an ordinary read in each turn, so that its levels come at their rates; the
-/// ordinary read itself is withheld and costs the line nothing. Both the read list and its marks stay the driver's.
+/// The driver serves no priority level while all its ordinary reads belong to stations that are left alone.
+/// Where other stations have reads with a level, the driver may choose such an ordinary read in each turn, so
+/// that its levels come at their rates. The ordinary read is withheld and costs the line nothing. The read
+/// list and its marks stay the driver's.
 Protocol *DriverLink::nextOfLevels()
 {
-    const std::vector<int> offline = guard_.offlineStations();
-    std::set<int> leftAlone(offline.begin(), offline.end());
-    leftAlone.insert(switchedOff_.begin(), switchedOff_.end());
-    const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(),
-                                       [&](int station) { return leftAlone.count(station) == 0; });
+    const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(), [this](int station) {
+        return !isLeftAlone(stations_.state(station));
+    });
     if (!anyServed)
         return nullptr;
-    for (const int station : leftAlone) {
+    for (const int station : stations_.leftAlone()) {
         if (Protocol *const head = chooseThrough(station))
             return head;
     }
     return nullptr;
 }
 
-/// Puts a trial into the driver's list of one-shot reads.
-Protocol *DriverLink::tryStation(const Probe &probe)
+/// Puts a probe into the driver's list of one-shot reads, and lets the driver choose.
+Protocol *DriverLink::sendProbe(const Probe &probe)
 {
-    if (queuedProbes_.insert(probe.station).second) {
+    if (handedOver_.addProbe(probe.station)) {
         RW_VAR read;
         read.hostId = kProbeHostId;
         read.hostSubId = probe.station;
@@ -222,26 +215,12 @@ Protocol *DriverLink::tryStation(const Probe &probe)
     }
     Protocol *const head = chooseThrough(probe.station);
     if (head && head->var.station == probe.station)
-        triedStation_ = probe.station;
-    // A driver that serves a cyclic read has dropped the trial, or is about to: for its turn the station was off.
-    if (!isServedFirst(head))
-        queuedProbes_.erase(probe.station);
+        probedStation_ = probe.station;
+    // A driver that serves a cyclic read has dropped the probe, or is about to: in its turn the station was
+    // off.
+    if (!HandedOver::isServedFirst(head))
+        handedOver_.forgetProbe(probe.station);
     return head;
-}
-
-/// Two fetches in a row that are no operation prove that the driver's lists of writes and one-shot reads are
-/// empty: after the first one it would have served them before anything else.
-void DriverLink::noteFetched(const Protocol *head)
-{
-    quietFetches_ = isServedFirst(head) ? 0 : std::min(quietFetches_ + 1, 2);
-    if (quietFetches_ == 2) {
-        for (const Ticket ticket : withdrawn_)
-            unconfirmed_.erase(ticket);
-        released_.insert(released_.end(), withdrawn_.begin(), withdrawn_.end());
-        withdrawn_.clear();
-    }
-    if (head && head->var.hostId == kProbeHostId)
-        queuedProbes_.erase(head->var.hostSubId);
 }
 
 void DriverLink::tellReleased()
@@ -249,40 +228,43 @@ void DriverLink::tellReleased()
     News news;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        news.released.swap(released_);
+        news.released = handedOver_.takeReleased();
     }
     if (news.released.empty())
         return;
     for (const Ticket ticket : news.released)
         failed_.erase(ticket);
-    sink_(std::move(news));
+    sink_.put(std::move(news));
 }
 
 Permit DriverLink::permit(const Request &request, bool goesOut)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const Permit permit = permitLocked(request);
-    // Under the same lock: a station that is switched off now has either nothing of it, or it is known.
+    // Under the same lock as the permission: after a station is switched off, none of its writes goes out
+    // unknown.
     if (goesOut && permit != Permit::Withhold && request.hostId == kOperationHostId && request.direction != 0)
-        unconfirmed_.insert(request.hostSubId);
+        handedOver_.goesOut(request.hostSubId);
     return permit;
 }
 
 Permit DriverLink::permitLocked(const Request &request) const
 {
-    if (request.hostId == kOperationHostId && withdrawn_.count(request.hostSubId) > 0)
+    if (request.hostId == kOperationHostId && handedOver_.isWithdrawn(request.hostSubId))
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
-    if (switchedOff_.count(request.station) > 0)
+    const StationState state = stations_.state(request.station);
+    if (state == StationState::SwitchedOff)
         return Permit::Withhold;
-    if (guard_.isOffline(request.station))
-        return request.station == triedStation_ && request.hostId != kOperationHostId ? Permit::SendOnce
-                                                                                      : Permit::Withhold;
-    // Its turn comes again with the next scan; meanwhile the others have theirs.
-    const auto busy = busyUntil_.find(request.station);
-    if (request.hostId == kCyclicHostId && busy != busyUntil_.end() && now_ < busy->second)
+    const bool isCyclic = request.hostId == kCyclicHostId;
+    if (state == StationState::Offline) {
+        const bool isProbe = request.station == probedStation_ && request.hostId != kOperationHostId;
+        return isProbe ? Permit::SendOnce : Permit::Withhold;
+    }
+    // The turn of a busy station comes again with the next scan; meanwhile the others have theirs.
+    if (isCyclic && stations_.isBusy(request.station, now_))
         return Permit::Withhold;
-    if (request.hostId == kCyclicHostId && guard_.isOnProbation(request.station))
+    if (isCyclic && state == StationState::OnProbation)
         return Permit::SendOnce;
     return Permit::Send;
 }
@@ -293,7 +275,7 @@ int DriverLink::judge(QByteArray *reply, int length)
     return result_->status;
 }
 
-/// Runs inside DataCom with the driver's lists locked: only notes what it is told.
+/// Only notes what it is told: it runs inside DataCom, with the driver's lists locked.
 void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
 {
     if (calling && hostId == kOperationHostId)
@@ -303,7 +285,7 @@ void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
 void DriverLink::stepEnded(const StepReport &report)
 {
     stepOpen_ = false;
-    // A turn that was only to bring the levels on, thousands of times a second.
+    // Turns that only bring the driver to serve its levels may come thousands of times a second.
     if (onlyLevels_ && report.cause == AttemptEnd::Withheld)
         return;
     News news;
@@ -312,22 +294,18 @@ void DriverLink::stepEnded(const StepReport &report)
     news.ordinaryRead =
         isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
     news.statistics = cycle_.statistics();
-    news.operations = endedWith(report);
-    news.station = guard(report);
-    std::vector<Ticket> told;
-    for (const OperationNews &operation : news.operations)
-        told.push_back(operation.ticket);
-    sink_(std::move(news));
-    // Not before: who finds an operation unconfirmed no more must find its end among the news.
     const std::lock_guard<std::mutex> lock(mutex_);
-    for (const Ticket ticket : told)
-        unconfirmed_.erase(ticket);
+    news.operations = endedWith(report);
+    news.station = changeOf(report);
+    for (const OperationNews &operation : news.operations)
+        handedOver_.ended(operation.ticket);
+    sink_.put(std::move(news));
 }
 
 /// The operations that have ended with this step.
 std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
 {
-    // What the driver cannot know: a station refused a write whose reply nobody was to wait for, or such a write
+    // The driver cannot know that a station refused a write without a reply to wait for, or that such a write
     // never went out.
     const bool isFine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
     if (report.done && !isFine && report.request.hostId == kOperationHostId)
@@ -349,39 +327,36 @@ std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
     return operations;
 }
 
-/// An earlier request of the same operation may have gone out.
-OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station)
+/// How an operation ended whose last request was withheld. An earlier request of it may have gone out.
+OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station) const
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (unconfirmed_.count(ticket) > 0)
+    if (handedOver_.unconfirmed().count(ticket) > 0)
         return OperationEnd::Unconfirmed;
-    return switchedOff_.count(station) > 0 ? OperationEnd::Dropped : OperationEnd::Offline;
+    return stations_.state(station) == StationState::SwitchedOff ? OperationEnd::Dropped
+                                                                 : OperationEnd::Offline;
 }
 
-/// What the end of the step means for its station.
-std::optional<StationNews> DriverLink::guard(const StepReport &report)
+/// What the end of the step means for its station; nothing while the station's state stays.
+std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
 {
     const int station = report.request.station;
-    const std::lock_guard<std::mutex> lock(mutex_);
     if (report.request.hostId == kCyclicHostId && report.cause != AttemptEnd::Withheld)
         pacer_.readEnded(report.startedAt);
     const bool isBusy = report.cause == AttemptEnd::Exception && report.exceptionCode == kExceptionBusy;
     if (isBusy && settings_.policies.endOnException)
-        busyUntil_[station] = report.endedAt + settings_.turnaround;
-    if (!settings_.policies.offline || switchedOff_.count(station) > 0)
+        stations_.noteBusy(station, report.endedAt + settings_.turnaround);
+    if (!settings_.policies.offline)
         return std::nullopt;
-    const StationChange change = guard_.stepEnded(report);
+    const StationChange change = stations_.stepEnded(report);
     if (change == StationChange::None)
         return std::nullopt;
     StationNews news;
     news.station = station;
     news.offline = change == StationChange::WentOffline;
-    news.failures = guard_.failuresOf(station);
-    news.nextProbe = guard_.nextDistance(station);
-    news.switches = switches_[station];
-    news.lasted = report.endedAt - guard_.offlineSince(station);
-    driver_.enCommStation(station, news.offline ? 0 : 1);
-    setPace();
+    news.failures = stations_.failuresOf(station);
+    news.nextProbe = stations_.probeInterval(station);
+    news.lasted = report.endedAt - stations_.offlineSince(station);
+    stateChanged(station);
     return news;
 }
 
@@ -414,7 +389,7 @@ void DriverLink::trace(Time now, const char *mark, const std::string &text)
     std::snprintf(head, sizeof head, "%13.6f %s ", seconds(now - startedAt_), mark);
     News news;
     news.trace = head + text;
-    sink_(std::move(news));
+    sink_.put(std::move(news));
 }
 
 } // namespace plc::runtime

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <set>
 
+#include "runtime/master/handed_over.h"
 #include "runtime/master/link.h"
 #include "runtime/master/scan_pacer.h"
 #include "runtime/master/station_guard.h"
@@ -16,22 +17,18 @@ namespace plc::runtime {
 /// True for a cyclic read that the driver has made of several variables.
 bool isGroupedRead(const Request &request);
 
-/// "11 03 00 64": for traces.
-std::string hexText(const QByteArray &bytes);
-
-/// Couples the cycle with the loaded driver, without clock, thread or port, like the cycle itself: told the time
-/// and the bytes, it answers what to send and when to wake it. One object at a time, since the driver's callbacks
-/// carry no object.
+/// Couples the cycle with the loaded driver. Like the cycle it has no clock, thread or port: told the time
+/// and the bytes, it answers what to send and when to wake it. A driver has one link at a time, since its
+/// callbacks carry no object.
 ///
-/// advance() and transmitted() belong to one thread; setOpenOperations(), setStationEnabled(), betweenRequests(), withdraw()
-/// and unconfirmed() may come from another.
+/// advance() and transmitted() belong to one thread. The functions from setOpenOperations() on may come from
+/// another.
 class DriverLink : private CycleDriver, private CycleObserver
 {
 public:
     /// @param info  the record that the driver was given; `retryCount` is written by advance().
-    /// @param sink  gets all news, inside advance().
-    DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
-               std::function<void(News &&)> sink);
+    /// @param sink  gets all news, inside advance(). Calls nothing of the link: some news come with the lock held.
+    DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink);
     ~DriverLink() override;
 
     /// As in Link.
@@ -54,7 +51,6 @@ public:
 private:
     Protocol *next() override;
     Permit permit(const Request &request, bool goesOut) override;
-    Permit permitLocked(const Request &request) const;
     int judge(QByteArray *reply, int length) override;
     void sent(Time now, const QByteArray &frame, int attempt) override;
     void received(Time now, const QByteArray &bytes) override;
@@ -62,53 +58,51 @@ private:
     void attemptEnded(Time now, AttemptEnd end, int exceptionCode) override;
     void stepEnded(const StepReport &report) override;
 
-    Protocol *tryStation(const Probe &probe);
+    void tellReleased();
+    void trace(Time now, const char *mark, const std::string &text);
+
+    // With the lock held.
+    Protocol *sendProbe(const Probe &probe);
     Protocol *chooseThrough(int station);
     Protocol *nextOfLevels();
-    void noteFetched(const Protocol *head);
-    void tellReleased();
-    std::optional<StationNews> guard(const StepReport &report);
+    Permit permitLocked(const Request &request) const;
     std::vector<OperationNews> endedWith(const StepReport &report);
-    OperationEnd endOfWithheld(Ticket ticket, int station);
+    OperationEnd endOfWithheld(Ticket ticket, int station) const;
+    std::optional<StationNews> changeOf(const StepReport &report);
+    void stateChanged(int station);
     void setPace();
-    void trace(Time now, const char *mark, const std::string &text);
 
     static void onResult(int callbackArg, int hostId, int hostSubId, int outcome);
 
     DriverLibrary &driver_;
     const LinkSettings settings_;
-    std::function<void(News &&)> sink_;
+    NewsSink &sink_;
     Cycle cycle_;
     std::atomic<int> openOperations_{0};
 
-    // The thread of advance().
-    Time now_{};
+    // Set before the first advance().
     Time startedAt_{};
     bool trace_ = false;
-    bool stepOpen_ = false;
-    std::map<int, int> cyclicReads_;
+    std::map<int, int> cyclicReads_; ///< how many there are, by station
     std::set<int> levelStations_;
-    bool onlyLevels_ =
-        false; ///< the step in progress was chosen where only levels have something to be served
-    const RW_VAR *result_ = nullptr;            ///< what the driver returned last; its own record
+
+    // The thread of advance().
+    Time now_{};
+    bool stepOpen_ = false;
+    bool onlyLevels_ = false;        ///< the step in progress only brings the driver to serve its levels
+    const RW_VAR *result_ = nullptr; ///< what the driver returned last; its own record
     std::vector<std::pair<Ticket, int>> ended_; ///< operations and outcomes that the callback brought
     /// Operations of which a request has failed that the driver counts as done.
     std::map<Ticket, OperationResult> failed_;
 
-    /// For what follows. Taken before any lock of the driver, and never inside its callback.
+    /// For what follows. Taken before any lock of the driver or the sink, and never inside the driver's
+    /// callback. News of a change are put while it is held: whoever finds the change made finds its news in
+    /// the sink as well.
     std::mutex mutex_;
     ScanPacer pacer_;
-    StationGuard guard_;
-    std::set<int> switchedOff_;   ///< by the user
-    std::map<int, int> switches_; ///< how often the user has switched a station
-    std::map<int, Time>
-        busyUntil_; ///< of stations that have said so; their cyclic reads are left out until then
-    std::set<int> queuedProbes_;   ///< stations with a trial in the driver's list
-    int triedStation_ = -1;        ///< the step in progress tries it
-    std::set<Ticket> unconfirmed_; ///< writes of which a frame has gone out, and whose end has not been told
-    std::set<Ticket> withdrawn_;
-    std::vector<Ticket> released_; ///< were withdrawn, and are not in the driver's lists any more
-    int quietFetches_ = 0;         ///< in a row that were no operation; 2 stands for more as well
+    StationGuard stations_;
+    HandedOver handedOver_;
+    int probedStation_ = -1; ///< by the step in progress; -1 = that step is no probe
 };
 
 } // namespace plc::runtime

@@ -25,7 +25,7 @@ struct OperationNews
     OperationResult result;
 };
 
-/// A station went offline or came back.
+/// A station has gone offline or come back.
 struct StationNews
 {
     int station = 0;
@@ -33,8 +33,6 @@ struct StationNews
     int failures = 0; ///< requests in a row that have failed; when it went offline
     Time lasted{};    ///< how long it was offline; when it came back
     Time nextProbe{}; ///< from now; when it went offline
-    int switches =
-        0; ///< how often the user had switched it by then; the news mean nothing after another time
 };
 
 /// One step that has ended with all that came of it, a line of the trace, or the loss of the port.
@@ -48,6 +46,17 @@ struct News
     std::string trace;
     std::string portLost;
     std::optional<Statistics> statistics;
+};
+
+/// Takes news on the thread of the line, and keeps them in their order until the session takes them.
+class NewsSink
+{
+public:
+    virtual ~NewsSink() = default;
+    virtual void put(News &&news) = 0;
+    /// The user switches @p station: changes of it that the session has not taken yet mean nothing any more,
+    /// and are taken out of the news. The rest of these news stays. May come from the session's thread.
+    virtual void takeBack(int station) = 0;
 };
 
 /// The half of a session that talks to the line; all calls on the session's thread.
@@ -74,10 +83,12 @@ public:
     /// Tells how many operations are in the driver's lists: while there are some, a pause between scans is
     /// interrupted.
     virtual void setOpenOperations(int count) = 0;
-    /// The user switches a station off or on; on, it counts as one that has not been asked yet.
+    /// The user switches a station off or on; on, it counts as one that has not been asked yet. News of its
+    /// changes that have not been taken yet are taken back: all that come from now on are of a later time.
     /// @return whether it was offline until now, so that the driver may have dropped what was queued for it.
     virtual bool setStationEnabled(int station, bool enabled) = 0;
-    /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a whole.
+    /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a
+    /// whole.
     virtual void betweenRequests(const std::function<void()> &work) = 0;
     /// These operations have been reported as failed while the driver may still hold them: nothing of them is
     /// sent any more.

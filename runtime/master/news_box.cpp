@@ -32,10 +32,19 @@ void NewsBox::put(News &&news)
     filled_.notify_one();
 }
 
+void NewsBox::takeBack(int station)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (News &news : news_) {
+        if (news.station && news.station->station == station)
+            news.station.reset();
+    }
+}
+
 std::vector<News> NewsBox::take(Time until)
 {
     std::unique_lock<std::mutex> lock(mutex_);
-    // The condition has a clock of its own.
+    // The condition waits by another clock than the session, so it is told how long, not until when.
     filled_.wait_for(lock, std::max(until - steadyNow(), Time::zero()), [this] { return !news_.empty(); });
     std::vector<News> taken = std::exchange(news_, {});
     const std::uint64_t dropped = std::exchange(dropped_, 0);

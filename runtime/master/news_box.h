@@ -12,18 +12,20 @@
 
 namespace plc::runtime {
 
-/// Bounded queue between two threads. The line goes on while the main thread stands still, as behind a terminal that
-/// is stopped; then step reports, lines of the trace and older statistics are dropped. Ends of operations, of which
-/// there is a bounded number, changes of stations, which are rare and short, and the loss of the port never are.
-class NewsBox
+/// Bounded queue between two threads. When the main thread stands still, as behind a stopped terminal, the
+/// line goes on; then step reports, lines of the trace and older statistics are dropped. Three kinds of news
+/// are never dropped: ends of operations, whose number is bounded; changes of stations, which are rare and
+/// short; the loss of the port.
+class NewsBox : public NewsSink
 {
 public:
     static constexpr std::size_t kMostWaiting = 1000;
 
-    void put(News &&news);
+    void put(News &&news) override;
+    void takeBack(int station) override;
 
-    /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands a line
-    /// of the trace that tells how much was dropped.
+    /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands
+    /// a line of the trace that tells how much was dropped.
     std::vector<News> take(Time until);
 
 private:

@@ -38,17 +38,26 @@ bool isGatewaysWord(int exceptionCode)
 
 } // namespace
 
+bool StationGuard::setEnabled(int station, bool enabled)
+{
+    const bool wasOffline = state(station) == StationState::Offline;
+    Record fresh;
+    fresh.state = enabled ? StationState::On : StationState::SwitchedOff;
+    stations_[station] = fresh;
+    return wasOffline;
+}
+
 StationChange StationGuard::stepEnded(const StepReport &report)
 {
     constexpr int kBroadcast = 0;
-    if (report.request.station == kBroadcast)
+    if (report.request.station == kBroadcast || state(report.request.station) == StationState::SwitchedOff)
         return StationChange::None;
     switch (report.cause) {
     case AttemptEnd::Exception:
         if (isGatewaysWord(report.exceptionCode))
             return failed(report);
         if (report.exceptionCode == kExceptionBusy) {
-            // The line is not gone.
+            // The line is there, whatever the station does.
             noteAnswer(report.request.station, report.endedAt);
             return failed(report);
         }
@@ -59,8 +68,8 @@ StationChange StationGuard::stepEnded(const StepReport &report)
     case AttemptEnd::Unusable:
         return failed(report);
     case AttemptEnd::LineBusy:
-        if (report.attempts > 0) // and none of them was answered
-            return failed(report);
+        if (report.attempts > 0)
+            return failed(report); // none of the attempts was answered
         putOff(report);
         break;
     case AttemptEnd::NoReplyDue:
@@ -75,39 +84,39 @@ StationChange StationGuard::failed(const StepReport &report)
     Record &record = stations_[report.request.station];
     record.failures = std::min(record.failures, settings_.failures) + 1;
     record.probe = probeFor(report.request);
-    if (record.offline) {
+    if (record.state == StationState::Offline) {
         if (isBudgeted(record))
             spend(report);
         record.wentWithTheLine = false;
-        record.distance = std::min(2 * record.distance, settings_.longestProbe);
-        record.nextProbe = report.endedAt + record.distance;
+        record.interval = std::min(2 * record.interval, settings_.longestProbe);
+        record.nextProbe = report.endedAt + record.interval;
         return StationChange::None;
     }
-    // One that manages a short frame now and then would otherwise take its share of the line over and over.
-    const bool isRelapse = record.onProbation;
+    // A station that manages only a short frame now and then would otherwise take its share of the line over
+    // and over.
+    const bool isRelapse = record.state == StationState::OnProbation;
     if (!isRelapse && record.failures < settings_.failures)
         return StationChange::None;
     if (isRelapse && isPaidByOthers(record))
         spend(report);
-    record.offline = true;
-    record.onProbation = false;
+    record.state = StationState::Offline;
     record.wentWithTheLine = false;
     record.since = report.endedAt;
-    record.distance =
-        std::min(isRelapse ? 2 * record.distance : settings_.firstProbe, settings_.longestProbe);
-    record.nextProbe = report.endedAt + record.distance;
+    record.interval =
+        std::min(isRelapse ? 2 * record.interval : settings_.firstProbe, settings_.longestProbe);
+    record.nextProbe = report.endedAt + record.interval;
     return StationChange::WentOffline;
 }
 
-/// Somebody has answered since the station went offline, and loses what its trials cost. Where nobody has, it is the
-/// line that is gone, and is to be found again soon.
+/// Some station has answered since this station went offline, and loses the time that its probes cost. Where
+/// none has answered, the line itself is gone, and is to be found again soon.
 bool StationGuard::isBudgeted(const Record &record) const
 {
     return lastAnswer_ > record.since && !record.wentWithTheLine;
 }
 
-/// Somebody else has answered since the station went offline. Where a station that answers nothing but trials is the
-/// only one that answers at all, it must not use up the budget of the others.
+/// Another station has answered since this station went offline. A station that answers nothing but probes,
+/// and is the only station that answers at all, must not use up the budget of the others.
 bool StationGuard::isPaidByOthers(const Record &record) const
 {
     return std::any_of(stations_.begin(), stations_.end(), [&record](const auto &entry) {
@@ -115,11 +124,11 @@ bool StationGuard::isPaidByOthers(const Record &record) const
     });
 }
 
-/// Books a request to a dead station: nine times what it has cost passes before the next trial.
+/// Books a request to a dead station: nine times the time that it has cost passes before the next probe.
 void StationGuard::spend(const StepReport &report)
 {
     constexpr int kTimesTheCost = 10;
-    // Nobody listens for late answers behind an exception, of a gateway.
+    // After an exception, which is a gateway's, the line is not listened to for a late answer.
     const Time quiet = report.cause == AttemptEnd::Exception ? Time::zero() : quiet_;
     spentUntil_ =
         std::max(spentUntil_, report.startedAt) + kTimesTheCost * (report.endedAt - report.startedAt + quiet);
@@ -129,22 +138,22 @@ StationChange StationGuard::answered(int station, Time now)
 {
     noteAnswer(station, now);
     Record &record = stations_[station];
-    const bool isBack = record.offline;
+    const bool isBack = record.state == StationState::Offline;
     record.failures = 0;
-    record.offline = false;
-    record.onProbation = isBack;
+    record.state = isBack ? StationState::OnProbation : StationState::On;
     record.wentWithTheLine = false;
     return isBack ? StationChange::CameBack : StationChange::None;
 }
 
-/// Where nobody had answered since the station went offline, it was the line that was gone: then all that went with it
-/// are there again, too. Those that were dead before wait for their turn.
+/// Where no station had answered since this station went offline, the line was gone. Then the stations that
+/// went with the line are probably back as well, and are probed at once. Those that were dead before wait for
+/// their turn.
 void StationGuard::noteAnswer(int station, Time now)
 {
     Record &record = stations_[station];
-    const bool lineIsBack = record.offline && lastAnswer_ < record.since;
+    const bool lineIsBack = record.state == StationState::Offline && lastAnswer_ < record.since;
     for (auto &[number, other] : stations_) {
-        if (!lineIsBack || !other.offline || other.since <= lastAnswer_)
+        if (!lineIsBack || other.state != StationState::Offline || other.since <= lastAnswer_)
             continue;
         other.wentWithTheLine = true;
         other.nextProbe = std::min(other.nextProbe, now);
@@ -153,7 +162,7 @@ void StationGuard::noteAnswer(int station, Time now)
     lastAnswer_ = now;
 }
 
-/// A trial could not go out: the others have the next turns.
+/// A probe could not go out: the others have the next turns.
 void StationGuard::putOff(const StepReport &report)
 {
     constexpr Time kSoon = std::chrono::seconds(1);
@@ -162,37 +171,35 @@ void StationGuard::putOff(const StepReport &report)
         found->second.nextProbe = std::max(found->second.nextProbe, report.endedAt + kSoon);
 }
 
-bool StationGuard::isOffline(int station) const
+bool StationGuard::isBusy(int station, Time now) const
 {
-    const auto found = stations_.find(station);
-    return found != stations_.end() && found->second.offline;
+    return now < recordOf(station).busyUntil;
 }
 
-bool StationGuard::isOnProbation(int station) const
+StationState StationGuard::state(int station) const
 {
-    const auto found = stations_.find(station);
-    return found != stations_.end() && found->second.onProbation;
+    return recordOf(station).state;
 }
 
 std::optional<Probe> StationGuard::due(Time now) const
 {
     const auto comesBefore = [](const Record &a, const Record &b) {
-        return std::tie(a.distance, a.nextProbe) < std::tie(b.distance, b.nextProbe);
+        return std::tie(a.interval, a.nextProbe) < std::tie(b.interval, b.nextProbe);
     };
     const Record *next = nullptr;
     for (const auto &[station, record] : stations_) {
-        const bool mayBeTried = record.nextProbe <= now && (now >= spentUntil_ || !isBudgeted(record));
-        if (record.offline && mayBeTried && (!next || comesBefore(record, *next)))
+        const bool mayBeProbed = record.nextProbe <= now && (now >= spentUntil_ || !isBudgeted(record));
+        if (record.state == StationState::Offline && mayBeProbed && (!next || comesBefore(record, *next)))
             next = &record;
     }
     return next ? std::optional<Probe>(next->probe) : std::nullopt;
 }
 
-std::vector<int> StationGuard::offlineStations() const
+std::vector<int> StationGuard::leftAlone() const
 {
     std::vector<int> numbers;
     for (const auto &[station, record] : stations_) {
-        if (record.offline)
+        if (isLeftAlone(record.state))
             numbers.push_back(station);
     }
     return numbers;
@@ -200,20 +207,24 @@ std::vector<int> StationGuard::offlineStations() const
 
 Time StationGuard::offlineSince(int station) const
 {
-    const auto found = stations_.find(station);
-    return found == stations_.end() ? Time::zero() : found->second.since;
+    return recordOf(station).since;
 }
 
 int StationGuard::failuresOf(int station) const
 {
-    const auto found = stations_.find(station);
-    return found == stations_.end() ? 0 : found->second.failures;
+    return recordOf(station).failures;
 }
 
-Time StationGuard::nextDistance(int station) const
+Time StationGuard::probeInterval(int station) const
+{
+    return recordOf(station).interval;
+}
+
+/// A station that nothing is known of has an empty record.
+StationGuard::Record StationGuard::recordOf(int station) const
 {
     const auto found = stations_.find(station);
-    return found == stations_.end() ? Time::zero() : found->second.distance;
+    return found == stations_.end() ? Record() : found->second;
 }
 
 } // namespace plc::runtime

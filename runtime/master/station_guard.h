@@ -1,5 +1,5 @@
 /// @file
-/// Which stations are left alone because they do not answer, and when they are tried again.
+/// The state of each station: asked, left alone because it does not answer, or switched off.
 #ifndef PLC_MASTER_STATION_GUARD_H
 #define PLC_MASTER_STATION_GUARD_H
 
@@ -9,10 +9,11 @@
 
 #include "runtime/master/cycle.h"
 #include "runtime/master/policies.h"
+#include "runtime/master/station_state.h"
 
 namespace plc::runtime {
 
-/// A register or bit that is asked for to see whether its station is there again.
+/// A register or bit that is read to see whether its station is there again.
 struct Probe
 {
     int station = 0;
@@ -27,55 +28,65 @@ enum class StationChange
     CameBack
 };
 
-/// Keeps the books of stations that fail. A dead station costs the others a time-out with each of its requests;
-/// so after some failures in a row it is offline, and only single requests at growing distances try it. All trials
-/// that cost others time have one budget, a tenth of the time. Told the time; neither clock nor driver inside. Not
-/// locked.
+/// Owns the state of each station, and tells when an offline station is probed.
+///
+/// A dead station costs the others a time-out with each of its requests. So after some failures in a row it
+/// is offline, and only probes go to it, at growing intervals. All probes that cost the others time share a
+/// budget of a tenth of the time. Told the time; it has neither clock nor driver. Not locked.
 class StationGuard
 {
 public:
-    /// @param quiet  how long the line is listened to after a trial that nobody answers.
+    /// @param quiet  how long the line is listened to after a probe that nobody answers.
     explicit StationGuard(const OfflineSettings &settings, Time quiet = Time::zero())
         : settings_(settings), quiet_(quiet)
     {}
 
-    /// Takes the end of a transaction. An answer of any kind, an exception as well, shows that the station is
-    /// there, unless it is a gateway's, which says that nobody is behind it, or says that the station is busy: one that
-    /// is so for ever is as little use as a dead one. A request that was never sent, since the
-    /// line did not fall silent or for another reason, shows nothing.
+    /// The user switches a station off or on. What was known of it is forgotten; on, it counts as never
+    /// asked.
+    /// @return whether it was offline until now.
+    bool setEnabled(int station, bool enabled);
+
+    /// Takes the end of a transaction. Any answer shows that the station is there, an exception as well. The
+    /// exceptions to that: a gateway says that nobody is behind it, or the station says that it is busy,
+    /// since a station that is busy for ever is as little use as a dead one. A request that was never sent
+    /// shows nothing, nor does any end of a station that is switched off.
     StationChange stepEnded(const StepReport &report);
 
-    bool isOffline(int station) const;
-    /// It has answered a trial, and nothing of what it is asked otherwise yet.
-    bool isOnProbation(int station) const;
-    /// The station that is to be tried now; nothing when there is none. The one with the shortest distance comes
-    /// first, and of several the one that has waited longest: what has just gone is most likely to be back.
-    std::optional<Probe> due(Time now) const;
-    /// How long the station has been offline, or was.
-    Time offlineSince(int station) const;
-    int failuresOf(int station) const;
-    /// Of an offline station, from the last trial to the next, which comes later where the budget has no room.
-    Time nextDistance(int station) const;
-    /// Stations that are offline, the lowest number first.
-    std::vector<int> offlineStations() const;
+    /// The station has said that it is busy: its cyclic reads are left out until then.
+    void noteBusy(int station, Time until) { stations_[station].busyUntil = until; }
+    bool isBusy(int station, Time now) const;
 
-    /// Forgets what is known of a station: it counts as one that has not been asked yet.
-    void forget(int station) { stations_.erase(station); }
+    StationState state(int station) const;
+    /// Stations that are offline or switched off, the lowest number first.
+    std::vector<int> leftAlone() const;
+
+    /// The probe to be sent now; nothing when none is due. The station with the shortest interval comes
+    /// first, since what has just gone is most likely to be back; of several, the station that has waited
+    /// longest.
+    std::optional<Probe> due(Time now) const;
+    /// When the station went offline last; 0 = never.
+    Time offlineSince(int station) const;
+    /// Requests in a row that have failed.
+    int failuresOf(int station) const;
+    /// Of an offline station, from the last probe to the next, which comes later where the budget has no
+    /// room.
+    Time probeInterval(int station) const;
 
 private:
     struct Record
     {
+        StationState state = StationState::On;
         int failures = 0;
-        bool offline = false;
-        bool onProbation = false;
-        bool wentWithTheLine = false; ///< and the line is back: to be tried at once
+        bool wentWithTheLine = false; ///< and the line is back: to be probed at once
+        Time busyUntil{};             ///< 0 = has never said so
         Time since{};                 ///< when it went offline
         Time lastAnswer{};            ///< of any kind; 0 = never
         Time nextProbe{};             ///< only while offline
-        Time distance{};              ///< from the last trial to the next
+        Time interval{};              ///< from the last probe to the next
         Probe probe;                  ///< what the last failed request had asked for
     };
 
+    Record recordOf(int station) const;
     StationChange failed(const StepReport &report);
     StationChange answered(int station, Time now);
     void noteAnswer(int station, Time now);
@@ -88,7 +99,7 @@ private:
     Time quiet_;
     std::map<int, Record> stations_;
     Time lastAnswer_{}; ///< of any station; 0 = never
-    Time spentUntil_{}; ///< until then the budget has no room for another trial
+    Time spentUntil_{}; ///< until then the budget has no room for another probe
 };
 
 } // namespace plc::runtime

@@ -34,16 +34,16 @@ VariableState stateOf(OperationEnd end)
     return VariableState::NoAnswer;
 }
 
-void ReadState::note(const StepReport &report)
+void ReadState::note(const StepReport &report, StationState station)
 {
     if (report.cause == AttemptEnd::Withheld)
         return;
     last_ = resultOf(report);
-    // One that failed has taken its time-outs, which are no part of a scan.
+    // A request that failed has taken its time-outs, which are no part of a scan.
     const bool isAnswered = last_.end == OperationEnd::Good || last_.end == OperationEnd::Refused;
-    if (times_ > 0 && isAnswered && isServed_ && !wasLeftAlone_)
+    if (times_ > 0 && isAnswered && !isInterrupted_)
         revisit_ = report.endedAt - lastEnd_;
-    wasLeftAlone_ = !isServed_;
+    isInterrupted_ = isInterrupted_ && isLeftAlone(station);
     lastEnd_ = report.endedAt;
     ++times_;
     if (last_.end != OperationEnd::Good)
@@ -52,17 +52,11 @@ void ReadState::note(const StepReport &report)
     lastGood_ = report.endedAt;
 }
 
-void ReadState::setServed(bool served)
-{
-    isServed_ = served;
-    wasLeftAlone_ = true;
-}
-
-/// Its turn has passed three times over at the pace of the last scan. During the first scan nobody knows yet how long
-/// one takes; but what was read before its station was left alone is old by any measure.
+/// Three scans have passed since its last value, at the pace of the last scan. During the first scan nobody
+/// knows how long a scan takes; but a value from before an interruption is old by any measure.
 bool ReadState::isStale(Time now, Time timeout) const
 {
-    if (!revisit_ && !wasLeftAlone_)
+    if (!revisit_ && !isInterrupted_)
         return false;
     return now - lastGood_ > std::max({kStaleAtLeast, 2 * timeout, 3 * revisit_.value_or(Time::zero())});
 }

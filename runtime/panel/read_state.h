@@ -9,6 +9,7 @@
 
 #include "runtime/line/link_time.h"
 #include "runtime/master/operation.h"
+#include "runtime/master/station_state.h"
 
 namespace plc::runtime {
 
@@ -22,7 +23,7 @@ enum class VariableState
     BadReply,
     LineBusy,    ///< the line never fell silent
     SwitchedOff, ///< by the user: nobody asks its station
-    Offline      ///< its station does not answer and is left alone but for a trial now and then
+    Offline      ///< its station does not answer and is left alone but for a probe now and then
 };
 
 /// State of a variable whose last reading ended so.
@@ -42,11 +43,13 @@ struct WatchStatus
 class ReadState
 {
 public:
-    /// The request has ended; one that was never sent does not count.
-    void note(const StepReport &report);
+    /// The request has ended. A request that was never sent does not count.
+    /// @param station  state of its station.
+    void note(const StepReport &report, StationState station);
 
-    /// Its station is left alone from now on, offline or switched off, or asked again.
-    void setServed(bool served);
+    /// Its station has gone offline, has come back or was switched: the time between the last end and the
+    /// next tells nothing of how long a scan takes.
+    void interrupt() { isInterrupted_ = true; }
 
 private:
     friend WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
@@ -56,16 +59,15 @@ private:
     bool hasValue_ = false;
     Time lastGood_{};
     Time lastEnd_{};
-    /// From the end before to the last answer, which is how long a scan takes; nothing before the second. No distance in
-    /// which its station was left alone counts.
+    /// How long a scan takes: from the end before to the last answer, where no interruption lay between.
+    /// Nothing before the second end.
     std::optional<Time> revisit_;
-    bool isServed_ = true;
-    bool wasLeftAlone_ = false; ///< since the last end
+    bool isInterrupted_ = false; ///< since the last end while its station was asked
     std::uint64_t times_ = 0;
 };
 
-/// Status of a variable that is read in these parts; the worst of them counts. Whether its station is asked at all
-/// is for the caller to say.
+/// Status of a variable that is read in these parts; the worst of them counts. The caller adds whether its
+/// station is asked at all.
 WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
 
 } // namespace plc::runtime

@@ -169,7 +169,7 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
                       "variable '" + variable.text + "': " + std::to_string(OperationLedger::kMostOpen) +
                           " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
-    if (isOffline(footprint.station) || switchedOff_.count(footprint.station) > 0) {
+    if (isLeftAlone(stationState(footprint.station))) {
         OperationResult result;
         result.end = isOffline(footprint.station) ? OperationEnd::Offline : OperationEnd::Dropped;
         ledger_.close(ticket, result);
@@ -180,7 +180,7 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
     return ticket;
 }
 
-/// Hands waiting orders to the driver, as many as may be there.
+/// Hands waiting orders to the driver, as many as it may hold.
 void Session::startWaiting()
 {
     while (const std::optional<Ticket> ticket = ledger_.nextToStart()) {
@@ -191,14 +191,14 @@ void Session::startWaiting()
     }
 }
 
-/// @throw Failure  (wrong usage) when the driver does not take it; it has ended then.
+/// @throw Failure  (wrong usage) when the driver does not take the order, which has ended then.
 void Session::handOver(Ticket ticket, const Order &order)
 {
     ledger_.start(ticket);
-    // Before the driver has it, so that its end cannot come first.
+    // Must precede the hand-over: the end of the order may come from the other thread at once.
     link_->setOpenOperations(ledger_.startedCount());
     try {
-        // The driver reports an order of several pieces with the last that it holds.
+        // A split order counts as done when its last queued piece ends, so all pieces are queued together.
         link_->betweenRequests(
             [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
     } catch (const Failure &) {
@@ -261,8 +261,6 @@ void Session::digest(News &&news)
 {
     if (!news.trace.empty() && trace_)
         trace_(news.trace);
-    if (news.station && isOutdated(*news.station))
-        news.station.reset();
     if (news.statistics)
         statistics_ = *news.statistics;
     if (news.step)
@@ -292,40 +290,35 @@ void Session::noteRegisters(const StepReport &report)
         knownRegisters_.insert({request.station, request.address + i});
 }
 
-/// True when the user has switched the station since.
-bool Session::isOutdated(const StationNews &news) const
+StationState Session::stationState(int station) const
 {
-    const auto found = switches_.find(news.station);
-    return (found == switches_.end() ? 0 : found->second) != news.switches;
+    const auto found = stations_.find(station);
+    return found == stations_.end() ? StationState::On : found->second;
 }
 
 void Session::noteStation(const StationNews &news)
 {
-    if (!news.offline) {
-        offline_.erase(news.station);
-        noteServed(news.station);
-        return;
-    }
-    offline_.insert(news.station);
-    noteServed(news.station);
-    link_->withdraw(endAll(news.station, OperationEnd::Offline, link_->unconfirmed()));
+    noteState(news.station, news.offline ? StationState::Offline : StationState::On);
+    if (news.offline)
+        link_->withdraw(endAll(news.station, OperationEnd::Offline, link_->unconfirmed()));
 }
 
-/// Readings of a station that is left alone tell nothing of how long a scan takes.
-void Session::noteServed(int station)
+void Session::noteState(int station, StationState state)
 {
-    const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
+    stations_[station] = state;
     for (CyclicRead &read : cyclicReads_) {
         if (read.station == station)
-            read.state.setServed(served);
+            read.state.interrupt();
     }
 }
 
 void Session::noteCyclic(const StepReport &report)
 {
     const auto index = static_cast<std::size_t>(report.request.hostSubId);
-    if (index < cyclicReads_.size())
-        cyclicReads_[index].state.note(report);
+    if (index >= cyclicReads_.size())
+        return;
+    CyclicRead &read = cyclicReads_[index];
+    read.state.note(report, stationState(read.station));
 }
 
 OperationResult Session::await(Ticket ticket)
@@ -337,21 +330,15 @@ OperationResult Session::await(Ticket ticket)
 
 void Session::setStationEnabled(int station, bool enabled)
 {
-    pump(link_->now()); // what has become of the station until now counts first
+    pump(link_->now()); // what has become of the station until now still counts
     const bool wasOffline = link_->setStationEnabled(station, enabled);
-    ++switches_[station];
-    offline_.erase(station);
-    if (enabled)
-        switchedOff_.erase(station);
-    else
-        switchedOff_.insert(station);
-    noteServed(station);
+    noteState(station, enabled ? StationState::On : StationState::SwitchedOff);
     if (enabled && !wasOffline)
         return;
     const std::set<Ticket> sent = link_->unconfirmed();
-    // Of what is not unconfirmed any more the end is told. Nothing that waits is handed over meanwhile.
+    // The end of every order that is no longer unconfirmed is among the news. None that waits is handed over here.
     takeNews(link_->now());
-    // Of a station that was offline: the news of that are outdated now.
+    // Where the station was offline, the news that would have ended its orders may have been taken back.
     link_->withdraw(endAll(station, enabled ? OperationEnd::Offline : OperationEnd::Dropped, sent));
 }
 
@@ -377,7 +364,7 @@ WatchStatus Session::status(int number) const
         if (status.last.end == OperationEnd::Open)
             status.last.end = OperationEnd::Offline;
     }
-    if (switchedOff_.count(station) > 0)
+    if (stationState(station) == StationState::SwitchedOff)
         status.state = VariableState::SwitchedOff;
     return status;
 }

@@ -14,6 +14,7 @@
 #include "runtime/master/link.h"
 #include "runtime/master/link_settings.h"
 #include "runtime/master/operation_ledger.h"
+#include "runtime/master/station_state.h"
 #include "runtime/master/surroundings.h"
 #include "runtime/panel/read_state.h"
 #include "runtime/panel/values.h"
@@ -41,7 +42,8 @@ public:
     /// @return its number, counted from 0.
     int watch(const Variable &variable);
 
-    /// @p listener gets all news of the communication thread, inside pump(). Before start().
+    /// @p listener gets all news of the communication thread, inside pump(), and only looks on. Before
+    /// start().
     void setListener(std::function<void(const News &)> listener) { listener_ = std::move(listener); }
 
     /// Tells which stations have reads with a priority level; see levelStations(). Before start().
@@ -55,8 +57,9 @@ public:
     /// Ends communication. Values and states remain readable.
     void stop();
 
-    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline. Orders go
-    /// to the driver as soon as it has room; they keep their order where their places overlap, and nowhere else.
+    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline.
+    /// Orders go to the driver as soon as it has room; they keep their order where their places overlap, and
+    /// nowhere else.
     /// @throw Failure  (wrong usage) when the driver cannot take it, or OperationLedger::kMostOpen are open.
     Ticket read(const Variable &variable);
 
@@ -81,8 +84,7 @@ public:
     /// Pumps until the operation has ended, the port is lost or the wait is cancelled.
     OperationResult await(Ticket ticket);
 
-    /// Switches a station off or on. The driver drops what waits for a station that is off; here that ends
-    /// it.
+    /// Switches a station off or on. The driver drops the orders that wait for a station that is off; they end.
     void setStationEnabled(int station, bool enabled);
 
     /// Values of a variable as the driver's mirror has them; 0 where nothing is known.
@@ -90,7 +92,9 @@ public:
 
     WatchStatus status(int number) const;
 
-    bool isOffline(int station) const { return offline_.count(station) > 0; }
+    /// State of a station as the news have told it that were digested last; On also where it is on probation.
+    StationState stationState(int station) const;
+    bool isOffline(int station) const { return stationState(station) == StationState::Offline; }
 
     const Statistics &statistics() const { return statistics_; }
     Time runningFor() const { return (running_ ? link_->now() : stoppedAt_) - startedAt_; }
@@ -117,9 +121,8 @@ private:
     void takeNews(Time until);
     void digest(News &&news);
     void noteCyclic(const StepReport &report);
-    bool isOutdated(const StationNews &news) const;
     void noteStation(const StationNews &news);
-    void noteServed(int station);
+    void noteState(int station, StationState state);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
     void startWaiting();
     void handOver(Ticket ticket, const Order &order);
@@ -139,9 +142,9 @@ private:
     std::map<Ticket, Order> waiting_; ///< not handed to the driver yet
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;
-    std::set<int> offline_;       ///< stations
-    std::set<int> switchedOff_;   ///< stations
-    std::map<int, int> switches_; ///< how often the user has switched a station
+    /// What the news have told of stations. The link is not asked: its own state is ahead of the news, so
+    /// that the variables of a station would disagree with each other, and with the ends of orders.
+    std::map<int, StationState> stations_;
     /// Station and address of what was read; kept only where bits are written from it.
     std::set<std::pair<int, int>> knownRegisters_;
     Statistics statistics_;

@@ -134,14 +134,11 @@ Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
         if (news.step && keepSteps_)
             steps_.push_back(*news.step);
         if (news.station && news.station->offline) {
-            offline_.insert(news.station->station);
             note("station " + std::to_string(news.station->station) + " is offline");
             ++wentOffline_;
         }
-        if (news.station && !news.station->offline) {
-            offline_.erase(news.station->station);
+        if (news.station && !news.station->offline)
             note("station " + std::to_string(news.station->station) + " is back");
-        }
     });
 }
 
@@ -259,7 +256,6 @@ void Bus::setStationEnabled(int station, bool enabled)
     note("switches station " + std::to_string(station) + (enabled ? " on" : " off"));
     session_.setStationEnabled(station, enabled);
     witness_.switched(now(), station, enabled);
-    offline_.erase(station);
     digestEnds();
 }
 

@@ -21,14 +21,15 @@ struct BusPlan
     bool echo = false;
     bool trace = false;               ///< the journal has the host's own trace as well, and is longer
     std::vector<std::string> watched; ///< variables as people write them
-    /// The driver packs the variables into requests itself, as for a panel project. Without pauses between scans.
+    /// The driver packs the variables into requests itself, as for a panel project. Without pauses between
+    /// scans.
     bool packed = false;
     /// "4x100": places with a priority and its level, 1 to 4; only where the driver packs.
     std::vector<std::pair<std::string, int>> priorities;
 };
 
-/// Brings the times and orders that both sides must know of into agreement: what the stations are told is taken
-/// from the settings of the link.
+/// Brings the times and orders that both sides must know of into agreement: what the stations are told is
+/// taken from the settings of the link.
 BusPlan agreed(BusPlan plan);
 
 /// Everything that is on a line. One at a time in a process, with a driver that was not used before.
@@ -55,7 +56,7 @@ public:
     /// Forgets how orders ended, as a runtime does that has shown it, and what was known of them.
     void forgetEnds();
     void setStationEnabled(int station, bool enabled);
-    bool isOffline(int station) const { return offline_.count(station) > 0; }
+    bool isOffline(int station) const { return session_.isOffline(station); }
 
     /// How often a station went offline.
     std::uint64_t wentOffline() const { return wentOffline_; }
@@ -95,7 +96,6 @@ private:
     std::vector<int> firstReads_; ///< of each, its first cyclic read
     std::map<runtime::Ticket, Time> open_;
     std::vector<runtime::Ticket> ended_; ///< and not forgotten
-    std::set<int> offline_;
     std::uint64_t wentOffline_ = 0;
     bool keepSteps_ = false;
     std::vector<runtime::StepReport> steps_;

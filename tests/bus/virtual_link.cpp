@@ -16,7 +16,8 @@ constexpr Time kIdlePause = milliseconds(2);
 constexpr int kMostStanding = 1000;
 constexpr Time kLongestIdlePause = milliseconds(64);
 
-/// The library whose transactions are looked at, and what it has chosen last: its entry points carry no object.
+/// The library whose transactions are looked at, and what it has chosen last: its entry points carry no
+/// object.
 decltype(&::ComCommunication) comCommunication = nullptr;
 struct
 {
@@ -38,14 +39,7 @@ Protocol *VirtualLink::fetch(int ignored)
 
 VirtualLink::VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info,
                          const runtime::LinkSettings &settings, Line line)
-    : line_(line), link_(driver, info, settings, [this](runtime::News &&news) {
-          if (!news.trace.empty()) {
-              noteTrace(news.trace);
-              return;
-          }
-          line_.witness.news(now_, news);
-          news_.push_back(std::move(news));
-      })
+    : line_(line), link_(driver, info, settings, *this)
 {
     comCommunication = driver.comCommunication;
     driver.comCommunication = &VirtualLink::fetch;
@@ -56,6 +50,24 @@ void VirtualLink::start(const std::map<int, int> &cyclicReads, bool trace)
     link_.begin(now_, cyclicReads, trace || line_.trace);
     running_ = true;
     wakeAt_ = now_;
+}
+
+void VirtualLink::put(runtime::News &&news)
+{
+    if (!news.trace.empty()) {
+        noteTrace(news.trace);
+        return;
+    }
+    line_.witness.news(now_, news);
+    news_.push_back(std::move(news));
+}
+
+void VirtualLink::takeBack(int station)
+{
+    for (runtime::News &news : news_) {
+        if (news.station && news.station->station == station)
+            news.station.reset();
+    }
 }
 
 /// Puts a line of the host's trace into the journal, which has a time of its own.

@@ -25,7 +25,7 @@ struct Line
 };
 
 /// Runs the line whenever the session waits: the time jumps from event to event.
-class VirtualLink : public runtime::Link
+class VirtualLink : public runtime::Link, private runtime::NewsSink
 {
 public:
     VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info, const runtime::LinkSettings &settings,
@@ -45,6 +45,8 @@ public:
     const runtime::Statistics &statistics() const { return link_.statistics(); }
 
 private:
+    void put(runtime::News &&news) override;
+    void takeBack(int station) override;
     void step(Time until);
     void deliver(const WireByte &byte);
     void noteEcho(const WireByte &byte);

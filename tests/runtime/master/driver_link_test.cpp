@@ -1,5 +1,5 @@
-// The real driver, loaded as a runtime loads it, on a line that the test makes: stations that answer after 20 ms or not
-// at all, and a clock that jumps from event to event.
+// The real driver, loaded as a runtime loads it, on a line that the test makes: stations that answer after 20
+// ms or not at all, and a clock that jumps from event to event.
 
 #include "runtime/master/driver_link.h"
 
@@ -39,7 +39,7 @@ struct Sent
     int function() const { return static_cast<unsigned char>(frame.at(1)); }
 };
 
-class DriverLinkTest : public ::testing::Test
+class DriverLinkTest : public ::testing::Test, protected NewsSink
 {
 protected:
     DriverLinkTest() : library(PLC_DRIVER_PATH), words(50501, 0)
@@ -62,15 +62,17 @@ protected:
     {
         if (!link_) {
             setUpDriver();
-            link_ =
-                std::make_unique<DriverLink>(library, info, settings, [this](News &&item) { digest(item); });
+            NewsSink &sink = *this;
+            link_ = std::make_unique<DriverLink>(library, info, settings, sink);
             link_->begin(now, reads_, false);
         }
         return *link_;
     }
 
-    void digest(const News &news)
+    void put(News &&news) override
     {
+        if (news.station && onChange)
+            std::exchange(onChange, nullptr)();
         if (news.step)
             steps.push_back(*news.step);
         if (news.station)
@@ -78,6 +80,12 @@ protected:
         for (const OperationNews &operation : news.operations)
             operations.push_back(operation);
         released.insert(released.end(), news.released.begin(), news.released.end());
+    }
+
+    void takeBack(int station) override
+    {
+        takenBack.push_back(station);
+        toldBefore = stations.size();
     }
 
     /// A register of @p station, or some, are read over and over.
@@ -157,6 +165,9 @@ protected:
     std::vector<StationNews> stations;
     std::vector<OperationNews> operations;
     std::vector<Ticket> released;
+    std::vector<int> takenBack;     ///< stations of which news are taken back
+    std::size_t toldBefore = 0;     ///< changes of stations that were told before that
+    std::function<void()> onChange; ///< called once, before the next change of a station is told
 
 private:
     std::unique_ptr<DriverLink> link_;
@@ -182,7 +193,7 @@ TEST_F(DriverLinkTest, TakesAStationOfflineAfterThreeFailedRequests)
     EXPECT_GT(sentTo(1, now - seconds(1)).size(), 20u) << "the other one gets all the time";
 }
 
-TEST_F(DriverLinkTest, TriesAnOfflineStationWithSingleFramesAtGrowingDistances)
+TEST_F(DriverLinkTest, ProbesAnOfflineStationWithSingleFramesAtGrowingIntervals)
 {
     setUpDriver();
     watch(1);
@@ -191,19 +202,19 @@ TEST_F(DriverLinkTest, TriesAnOfflineStationWithSingleFramesAtGrowingDistances)
     runFor(seconds(5));
     sent.clear();
     runFor(seconds(300));
-    const std::vector<Sent> trials = sentTo(2);
-    ASSERT_EQ(6u, trials.size()) << "after 10, 20, 40, 60, 60 and 60 s";
-    for (const Sent &trial : trials)
-        EXPECT_EQ(withCrc("02 03 012C 0001"), trial.frame);
-    const int distances[] = {20, 40, 60, 60, 60};
+    const std::vector<Sent> probes = sentTo(2);
+    ASSERT_EQ(6u, probes.size()) << "after 10, 20, 40, 60, 60 and 60 s";
+    for (const Sent &probe : probes)
+        EXPECT_EQ(withCrc("02 03 012C 0001"), probe.frame);
+    const int intervals[] = {20, 40, 60, 60, 60};
     for (std::size_t i = 0; i < 5; ++i) {
-        EXPECT_GE(trials[i + 1].at - trials[i].at, seconds(distances[i]));
-        EXPECT_LT(trials[i + 1].at - trials[i].at, seconds(distances[i] + 1));
+        EXPECT_GE(probes[i + 1].at - probes[i].at, seconds(intervals[i]));
+        EXPECT_LT(probes[i + 1].at - probes[i].at, seconds(intervals[i] + 1));
     }
     EXPECT_EQ(1u, stations.size());
 }
 
-TEST_F(DriverLinkTest, BringsAStationBackWhenItAnswersATrial)
+TEST_F(DriverLinkTest, BringsAStationBackWhenItAnswersAProbe)
 {
     setUpDriver();
     watch(1);
@@ -219,7 +230,7 @@ TEST_F(DriverLinkTest, BringsAStationBackWhenItAnswersATrial)
     EXPECT_GT(sentTo(2, now - seconds(1)).size(), 10u) << "it is read again";
 }
 
-TEST_F(DriverLinkTest, TakesARefusedTrialForASignOfLife)
+TEST_F(DriverLinkTest, TakesARefusedProbeForASignOfLife)
 {
     setUpDriver();
     watch(1);
@@ -317,7 +328,7 @@ TEST_F(DriverLinkTest, LeavesTheLineInPeaceWhenOnlyWithheldReadsAreLeft)
     EXPECT_EQ(before, sent.size());
 }
 
-TEST_F(DriverLinkTest, TriesAllStationsAtOnceWhenTheWireIsBack)
+TEST_F(DriverLinkTest, ProbesAllStationsAtOnceWhenTheWireIsBack)
 {
     setUpDriver();
     for (const int station : {1, 2, 3, 4})
@@ -493,20 +504,34 @@ TEST_F(DriverLinkTest, TellsWhenTheDriverHoldsAWithdrawnWriteNoMore)
     EXPECT_EQ(0u, sentTo(2).size());
 }
 
-TEST_F(DriverLinkTest, TellsHowOftenAStationHadBeenSwitchedWhenItWentOffline)
+TEST_F(DriverLinkTest, TakesBackWhatItHasToldOfAStationThatTheUserSwitches)
 {
+    setUpDriver();
+    link().setStationEnabled(2, false);
+    link().setStationEnabled(3, true);
+    EXPECT_THAT(takenBack, ElementsAre(2, 3));
+}
+
+TEST_F(DriverLinkTest, LetsTheUserSwitchNoStationWhileNewsOfItsChangeAreOnTheirWay)
+{
+    // News that were put behind the switch would be believed, although they are from before it.
     setUpDriver();
     watch(1);
     watch(2);
-    link().setStationEnabled(2, false);
-    link().setStationEnabled(2, true);
     dead = {2};
-    runFor(seconds(6));
-    ASSERT_EQ(1u, stations.size());
-    EXPECT_EQ(2, stations[0].switches);
+    std::future<bool> wasOffline;
+    onChange = [this, &wasOffline] {
+        wasOffline = std::async(std::launch::async, [this] { return link().setStationEnabled(2, true); });
+        wasOffline.wait_for(milliseconds(100)); // it would be done much sooner, and take nothing back
+    };
+    while (stations.empty())
+        runFor(milliseconds(10));
+    EXPECT_TRUE(wasOffline.get());
+    EXPECT_THAT(takenBack, ElementsAre(2));
+    EXPECT_EQ(1u, toldBefore);
 }
 
-TEST_F(DriverLinkTest, TellsWhenTheNextTrialIs)
+TEST_F(DriverLinkTest, TellsWhenTheNextProbeIs)
 {
     settings.offline.firstProbe = milliseconds(500);
     setUpDriver();
@@ -519,7 +544,7 @@ TEST_F(DriverLinkTest, TellsWhenTheNextTrialIs)
     EXPECT_EQ(milliseconds(500), stations[0].nextProbe);
 }
 
-TEST_F(DriverLinkTest, GoesOnTryingManyStationsWithSingleRegisters)
+TEST_F(DriverLinkTest, GoesOnProbingManyStationsWithSingleRegisters)
 {
     // The driver serves five one-shot reads in a row and then a cyclic read; what it passes over it drops.
     setUpDriver();
@@ -530,25 +555,25 @@ TEST_F(DriverLinkTest, GoesOnTryingManyStationsWithSingleRegisters)
         dead.push_back(station);
     runFor(seconds(300));
     ASSERT_EQ(21u, stations.size());
-    dead.erase(dead.begin()); // the line is back, so that all are tried in a row
+    dead.erase(dead.begin()); // the line is back, so that all are probed in a row
     runFor(seconds(100));
     ASSERT_EQ(22u, stations.size());
     sent.clear();
     runFor(seconds(3600));
     for (const int station : dead) {
-        const std::vector<Sent> trials = sentTo(station);
-        // A time-out and a guard of 200 ms each: 20 trials take 8 s, so that a round takes 80 s.
-        EXPECT_GT(trials.size(), 40u) << station;
-        EXPECT_LT(trials.size(), 50u) << station;
-        const auto whole = std::count_if(trials.begin(), trials.end(), [](const Sent &trial) {
+        const std::vector<Sent> probes = sentTo(station);
+        // A time-out and a guard of 200 ms each: 20 probes take 8 s, so that a round takes 80 s.
+        EXPECT_GT(probes.size(), 40u) << station;
+        EXPECT_LT(probes.size(), 50u) << station;
+        const auto whole = std::count_if(probes.begin(), probes.end(), [](const Sent &probe) {
             constexpr int kLowByteOfTheQuantity = 5;
-            return trial.frame.at(kLowByteOfTheQuantity) == 20;
+            return probe.frame.at(kLowByteOfTheQuantity) == 20;
         });
         EXPECT_LT(whole, 20) << station;
     }
 }
 
-TEST_F(DriverLinkTest, RepeatsNothingForAStationThatAnswersOnlyTrials)
+TEST_F(DriverLinkTest, RepeatsNothingForAStationThatAnswersOnlyProbes)
 {
     setUpDriver();
     watch(1);
@@ -569,7 +594,8 @@ TEST_F(DriverLinkTest, RepeatsNothingForAStationThatAnswersOnlyTrials)
 
 TEST_F(DriverLinkTest, ForgetsWithdrawnWritesOnceTheDriverCannotHoldThemAnyMore)
 {
-    // A new write under an old number, which a session never gives out twice, shows that the number is forgotten.
+    // A new write under an old number, which a session never gives out twice, shows that the number is
+    // forgotten.
     setUpDriver();
     watch(1);
     link().setStationEnabled(2, false);
@@ -592,7 +618,7 @@ TEST_F(DriverLinkTest, AsksAStationAnewThatTheUserSwitchesOffAndOn)
     dead.clear();
     link().setStationEnabled(2, false);
     runFor(seconds(20));
-    EXPECT_EQ(6u, sentTo(2).size()) << "no trial while the user does not want it";
+    EXPECT_EQ(6u, sentTo(2).size()) << "no probe while the user does not want it";
     link().setStationEnabled(2, true);
     runFor(seconds(1));
     EXPECT_GT(sentTo(2).size(), 10u);

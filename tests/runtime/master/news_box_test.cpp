@@ -81,6 +81,26 @@ TEST(NewsBox, KeepsChangesOfStationsWithoutTheirStatistics)
     EXPECT_FALSE(taken[NewsBox::kMostWaiting].statistics) << "a map with a row for each station";
 }
 
+TEST(NewsBox, TakesBackTheChangesOfAStationAndNothingElse)
+{
+    NewsBox box;
+    for (const int station : {5, 6, 5}) {
+        News change = endNews(station);
+        change.station.emplace();
+        change.station->station = station;
+        box.put(std::move(change));
+    }
+    box.takeBack(5);
+    box.takeBack(7);
+    const std::vector<News> taken = box.take(steadyNow());
+    ASSERT_EQ(3u, taken.size());
+    EXPECT_FALSE(taken[0].station);
+    EXPECT_EQ(5, taken[0].operations.at(0).ticket) << "its operations have ended all the same";
+    EXPECT_TRUE(taken[0].step);
+    EXPECT_TRUE(taken[1].station);
+    EXPECT_FALSE(taken[2].station);
+}
+
 TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
 {
     NewsBox box;

@@ -10,7 +10,7 @@ using namespace plc::runtime;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// Three failures, first trial after 10 s, at most 60 s between two.
+/// Three failures, first probe after 10 s, at most 60 s between two.
 class StationGuardTest : public ::testing::Test
 {
 protected:
@@ -46,7 +46,10 @@ protected:
         ASSERT_EQ(StationChange::WentOffline, end(station, AttemptEnd::NoReply));
     }
 
-    /// Station of the trial that is due.
+    bool isOffline(int station) const { return guard.state(station) == StationState::Offline; }
+    bool isOnProbation(int station) const { return guard.state(station) == StationState::OnProbation; }
+
+    /// Station of the probe that is due.
     int due() const
     {
         const std::optional<Probe> probe = guard.due(now);
@@ -61,10 +64,10 @@ TEST_F(StationGuardTest, TakesAStationOfflineAfterSoManyFailuresInARow)
 {
     EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
     EXPECT_EQ(StationChange::None, end(5, AttemptEnd::Unusable));
-    EXPECT_FALSE(guard.isOffline(5));
+    EXPECT_FALSE(isOffline(5));
     EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
-    EXPECT_TRUE(guard.isOffline(5));
-    EXPECT_FALSE(guard.isOffline(6));
+    EXPECT_TRUE(isOffline(5));
+    EXPECT_FALSE(isOffline(6));
     EXPECT_EQ(3, guard.failuresOf(5));
 }
 
@@ -103,7 +106,7 @@ TEST_F(StationGuardTest, LeavesAStationAloneThatIsBusyForEver)
     EXPECT_EQ(StationChange::WentOffline, refuse(5, 0x06));
     now += seconds(10);
     EXPECT_EQ(StationChange::None, refuse(5, 0x06));
-    EXPECT_EQ(seconds(20), guard.nextDistance(5));
+    EXPECT_EQ(seconds(20), guard.probeInterval(5));
     EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Good));
 }
 
@@ -115,7 +118,7 @@ TEST_F(StationGuardTest, KnowsThatTheLineIsThereWhileAStationSaysThatItIsBusy)
     refuse(7, 0x06);
     now += seconds(1);
     EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Good));
-    EXPECT_FALSE(guard.due(now)) << "the other one is not tried at once";
+    EXPECT_FALSE(guard.due(now)) << "the other one is not probed at once";
 }
 
 TEST_F(StationGuardTest, LearnsNothingFromWhatWasNotSentOrNotToBeAnswered)
@@ -136,25 +139,25 @@ TEST_F(StationGuardTest, CountsARequestThatWasSentInVainBeforeTheLineGotBusy)
     EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::LineBusy, 5, 100, 2));
 }
 
-TEST_F(StationGuardTest, TriesManyDeadStationsSoSeldomThatAllTrialsTakeATenthOfTheTime)
+TEST_F(StationGuardTest, ProbesManyDeadStationsSoSeldomThatAllProbesTakeATenthOfTheTime)
 {
-    // A trial costs a second of waiting and one of listening for late answers.
+    // A probe costs a second of waiting and one of listening for late answers.
     guard = StationGuard(OfflineSettings(), seconds(1));
     for (int station = 1; station <= 16; ++station)
         goOffline(station);
     now += seconds(60);
     end(99, AttemptEnd::Good);
-    std::set<int> tried;
+    std::set<int> probed;
     for (int i = 0; i < 32; ++i) {
         ASSERT_NE(-1, due()) << i;
-        tried.insert(due());
+        probed.insert(due());
         now += seconds(1);
         end(due(), AttemptEnd::NoReply);
         now += seconds(19) - milliseconds(1);
         EXPECT_EQ(-1, due()) << i;
         now += milliseconds(1);
     }
-    EXPECT_EQ(16u, tried.size());
+    EXPECT_EQ(16u, probed.size());
     now += milliseconds(100);
     refuse(7, 0x0B);
     now += milliseconds(899);
@@ -163,7 +166,7 @@ TEST_F(StationGuardTest, TriesManyDeadStationsSoSeldomThatAllTrialsTakeATenthOfT
     EXPECT_NE(-1, due()) << "a gateway's word costs 100 ms";
 }
 
-TEST_F(StationGuardTest, TriesOneDeadStationATenthOfTheTimeHoweverLongTheTimeOut)
+TEST_F(StationGuardTest, ProbesOneDeadStationATenthOfTheTimeHoweverLongTheTimeOut)
 {
     guard = StationGuard(OfflineSettings(), seconds(60));
     goOffline(5);
@@ -178,7 +181,7 @@ TEST_F(StationGuardTest, TriesOneDeadStationATenthOfTheTimeHoweverLongTheTimeOut
     EXPECT_EQ(5, due());
 }
 
-TEST_F(StationGuardTest, BooksARelapseAsATrial)
+TEST_F(StationGuardTest, BooksARelapseAsAProbe)
 {
     guard = StationGuard(OfflineSettings(), seconds(59));
     goOffline(5);
@@ -195,7 +198,7 @@ TEST_F(StationGuardTest, BooksARelapseAsATrial)
     EXPECT_EQ(6, due());
 }
 
-TEST_F(StationGuardTest, DoesNotTryThoseThatWereDeadBeforeWhenTheOnlyLiveOneComesAndGoes)
+TEST_F(StationGuardTest, DoesNotProbeThoseThatWereDeadBeforeWhenTheOnlyLiveOneComesAndGoes)
 {
     guard = StationGuard(OfflineSettings(), seconds(1));
     for (int station = 1; station <= 16; ++station)
@@ -207,14 +210,14 @@ TEST_F(StationGuardTest, DoesNotTryThoseThatWereDeadBeforeWhenTheOnlyLiveOneCome
         now += seconds(10);
         goOffline(99);
         now += seconds(10);
-        std::vector<int> tried;
-        for (; due() != -1 && tried.size() < 20; end(tried.back(), AttemptEnd::NoReply))
-            tried.push_back(due());
-        EXPECT_EQ(2u, tried.size()) << "itself, and of the dead ones one";
+        std::vector<int> probed;
+        for (; due() != -1 && probed.size() < 20; end(probed.back(), AttemptEnd::NoReply))
+            probed.push_back(due());
+        EXPECT_EQ(2u, probed.size()) << "itself, and of the dead ones one";
     }
 }
 
-TEST_F(StationGuardTest, TriesWhatHasJustGoneBeforeWhatHasBeenDeadForLong)
+TEST_F(StationGuardTest, ProbesWhatHasJustGoneBeforeWhatHasBeenDeadForLong)
 {
     goOffline(3);
     end(99, AttemptEnd::Good);
@@ -228,14 +231,14 @@ TEST_F(StationGuardTest, TriesWhatHasJustGoneBeforeWhatHasBeenDeadForLong)
     EXPECT_EQ(7, due());
 }
 
-TEST_F(StationGuardTest, TriesAllAsOftenAsEverWhereNobodyIsThere)
+TEST_F(StationGuardTest, ProbesAllAsOftenAsEverWhereNobodyIsThere)
 {
     guard = StationGuard(OfflineSettings(), seconds(1));
     for (int station = 1; station <= 16; ++station)
         goOffline(station);
-    for (const int distance : {20, 40, 60, 60}) {
+    for (const int interval : {20, 40, 60, 60}) {
         end(7, AttemptEnd::NoReply);
-        EXPECT_EQ(seconds(distance), guard.nextDistance(7)) << "there is nobody to lose anything";
+        EXPECT_EQ(seconds(interval), guard.probeInterval(7)) << "there is nobody to lose anything";
     }
 }
 
@@ -251,22 +254,22 @@ TEST_F(StationGuardTest, NeverTakesBroadcastsForAStation)
 {
     for (int i = 0; i < 10; ++i)
         EXPECT_EQ(StationChange::None, end(0, AttemptEnd::NoReply));
-    EXPECT_FALSE(guard.isOffline(0));
+    EXPECT_FALSE(isOffline(0));
 }
 
-TEST_F(StationGuardTest, DoublesTheDistanceOfTheTrialsUpToTheLongest)
+TEST_F(StationGuardTest, DoublesTheIntervalOfTheProbesUpToTheLongest)
 {
     goOffline(5);
-    for (const int distance : {10, 20, 40, 60, 60, 60}) {
-        now += seconds(distance) - milliseconds(1);
-        EXPECT_EQ(-1, due()) << distance;
+    for (const int interval : {10, 20, 40, 60, 60, 60}) {
+        now += seconds(interval) - milliseconds(1);
+        EXPECT_EQ(-1, due()) << interval;
         now += milliseconds(1);
-        EXPECT_EQ(5, due()) << distance;
+        EXPECT_EQ(5, due()) << interval;
         EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
     }
 }
 
-TEST_F(StationGuardTest, NeverWaitsLongerThanTheLongestDistance)
+TEST_F(StationGuardTest, NeverWaitsLongerThanTheLongestInterval)
 {
     OfflineSettings settings;
     settings.failures = 1;
@@ -283,35 +286,35 @@ TEST_F(StationGuardTest, BringsAStationBackWithItsFirstAnswer)
     goOffline(5);
     now += seconds(12);
     EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Exception));
-    EXPECT_FALSE(guard.isOffline(5));
+    EXPECT_FALSE(isOffline(5));
     EXPECT_EQ(seconds(100), guard.offlineSince(5));
     EXPECT_EQ(-1, due());
     end(5, AttemptEnd::Good);
     end(5, AttemptEnd::NoReply);
     EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply)) << "it starts anew";
     EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
-    EXPECT_EQ(seconds(10), guard.nextDistance(5)) << "it starts anew";
+    EXPECT_EQ(seconds(10), guard.probeInterval(5)) << "it starts anew";
 }
 
-TEST_F(StationGuardTest, PutsAStationOffAtOnceThatAnswersNothingButTrials)
+TEST_F(StationGuardTest, PutsAStationOffAtOnceThatAnswersNothingButProbes)
 {
     goOffline(5);
-    for (const int distance : {10, 20, 40, 60, 60}) {
-        EXPECT_EQ(seconds(distance), guard.nextDistance(5));
-        now += seconds(distance);
-        EXPECT_FALSE(guard.isOnProbation(5));
+    for (const int interval : {10, 20, 40, 60, 60}) {
+        EXPECT_EQ(seconds(interval), guard.probeInterval(5));
+        now += seconds(interval);
+        EXPECT_FALSE(isOnProbation(5));
         EXPECT_EQ(StationChange::CameBack, end(5, AttemptEnd::Good));
-        EXPECT_TRUE(guard.isOnProbation(5));
+        EXPECT_TRUE(isOnProbation(5));
         EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
         EXPECT_EQ(1, guard.failuresOf(5));
     }
     now += seconds(60);
     end(5, AttemptEnd::Good);
     end(5, AttemptEnd::Good);
-    EXPECT_FALSE(guard.isOnProbation(5));
+    EXPECT_FALSE(isOnProbation(5));
 }
 
-TEST_F(StationGuardTest, TriesTheOthersHoweverOftenTheOnlyOneThatAnswersFailsAgain)
+TEST_F(StationGuardTest, ProbesTheOthersHoweverOftenTheOnlyOneThatAnswersFailsAgain)
 {
     guard = StationGuard(OfflineSettings(), seconds(10));
     goOffline(5);
@@ -328,7 +331,7 @@ TEST_F(StationGuardTest, TriesTheOthersHoweverOftenTheOnlyOneThatAnswersFailsAga
     EXPECT_EQ(6, due());
 }
 
-TEST_F(StationGuardTest, GivesTheOthersTheNextTurnsWhenATrialCannotGoOut)
+TEST_F(StationGuardTest, GivesTheOthersTheNextTurnsWhenAProbeCannotGoOut)
 {
     goOffline(5);
     now += seconds(10);
@@ -337,10 +340,10 @@ TEST_F(StationGuardTest, GivesTheOthersTheNextTurnsWhenATrialCannotGoOut)
     EXPECT_EQ(-1, due());
     now += seconds(1);
     EXPECT_EQ(5, due());
-    EXPECT_EQ(seconds(10), guard.nextDistance(5)) << "it was not tried";
+    EXPECT_EQ(seconds(10), guard.probeInterval(5)) << "it was not probed";
 }
 
-TEST_F(StationGuardTest, TriesFirstWhatHasWaitedLongest)
+TEST_F(StationGuardTest, ProbesFirstWhatHasWaitedLongest)
 {
     goOffline(7);
     now += milliseconds(1);
@@ -351,7 +354,7 @@ TEST_F(StationGuardTest, TriesFirstWhatHasWaitedLongest)
     EXPECT_EQ(3, due());
 }
 
-TEST_F(StationGuardTest, TriesAllOthersAtOnceWhenTheWholeLineHadBeenSilent)
+TEST_F(StationGuardTest, ProbesAllOthersAtOnceWhenTheWholeLineHadBeenSilent)
 {
     for (const int station : {1, 2, 3})
         goOffline(station);
@@ -364,7 +367,7 @@ TEST_F(StationGuardTest, TriesAllOthersAtOnceWhenTheWholeLineHadBeenSilent)
     EXPECT_EQ(3, due());
 }
 
-TEST_F(StationGuardTest, TriesAllOthersAtOnceAlsoWhenTheFirstWordIsThatAStationIsBusy)
+TEST_F(StationGuardTest, ProbesAllOthersAtOnceAlsoWhenTheFirstWordIsThatAStationIsBusy)
 {
     for (const int station : {1, 2})
         goOffline(station);
@@ -420,13 +423,54 @@ TEST_F(StationGuardTest, AsksForTheFirstRegisterOfWhatHadFailedLast)
     }
 }
 
-TEST_F(StationGuardTest, ForgetsAStation)
+TEST_F(StationGuardTest, ForgetsAStationThatIsSwitchedOn)
 {
     goOffline(5);
-    guard.forget(5);
-    EXPECT_FALSE(guard.isOffline(5));
+    EXPECT_TRUE(guard.setEnabled(5, true)) << "it was offline";
+    EXPECT_FALSE(guard.setEnabled(5, true));
+    EXPECT_FALSE(isOffline(5));
+    EXPECT_EQ(0, guard.failuresOf(5));
     now += seconds(1000);
     EXPECT_EQ(-1, due());
+}
+
+TEST_F(StationGuardTest, LearnsNothingOfAStationThatIsSwitchedOff)
+{
+    goOffline(5);
+    EXPECT_TRUE(guard.setEnabled(5, false)) << "it was offline";
+    EXPECT_EQ(StationState::SwitchedOff, guard.state(5));
+    for (int i = 0; i < 5; ++i)
+        EXPECT_EQ(StationChange::None, end(5, AttemptEnd::NoReply));
+    EXPECT_EQ(StationChange::None, end(5, AttemptEnd::Good)) << "to a request from before";
+    EXPECT_EQ(StationState::SwitchedOff, guard.state(5));
+    now += seconds(1000);
+    EXPECT_EQ(-1, due());
+    EXPECT_FALSE(guard.setEnabled(5, true)) << "it was switched off, not offline";
+    EXPECT_EQ(StationState::On, guard.state(5));
+}
+
+TEST_F(StationGuardTest, ListsTheStationsThatAreOfflineOrSwitchedOff)
+{
+    EXPECT_TRUE(guard.leftAlone().empty());
+    goOffline(7);
+    guard.setEnabled(3, false);
+    guard.setEnabled(4, true);
+    end(5, AttemptEnd::NoReply);
+    EXPECT_EQ((std::vector<int>{3, 7}), guard.leftAlone());
+    end(7, AttemptEnd::Good);
+    EXPECT_EQ(StationState::OnProbation, guard.state(7));
+    EXPECT_EQ(std::vector<int>{3}, guard.leftAlone());
+}
+
+TEST_F(StationGuardTest, KnowsWhichStationIsBusyUntilItIsSwitchedOn)
+{
+    EXPECT_FALSE(guard.isBusy(5, now));
+    guard.noteBusy(5, now + milliseconds(100));
+    EXPECT_TRUE(guard.isBusy(5, now + milliseconds(99)));
+    EXPECT_FALSE(guard.isBusy(5, now + milliseconds(100)));
+    EXPECT_FALSE(guard.isBusy(6, now));
+    guard.setEnabled(5, true);
+    EXPECT_FALSE(guard.isBusy(5, now));
 }
 
 } // namespace

@@ -11,13 +11,20 @@ using std::chrono::seconds;
 class ReadStateTest : public ::testing::Test
 {
 protected:
-    void end(ReadState *part, AttemptEnd cause = AttemptEnd::Good)
+    void end(ReadState *part, AttemptEnd cause = AttemptEnd::Good, StationState station = StationState::On)
     {
         StepReport report;
         report.cause = cause;
         report.done = cause == AttemptEnd::Good;
         report.endedAt = now;
-        part->note(report);
+        part->note(report, station);
+    }
+
+    /// Their station goes offline, comes back or is switched.
+    void interruptBoth()
+    {
+        a.interrupt();
+        b.interrupt();
     }
 
     WatchStatus status() const { return statusOf({&a, &b}, now, seconds(1)); }
@@ -119,14 +126,15 @@ TEST_F(ReadStateTest, LeavesTimesOutInWhichItsStationWasLeftAlone)
         end(&a);
         end(&b);
     }
-    for (ReadState *part : {&a, &b})
-        part->setServed(false);
-    for (int trial = 0; trial < 5; ++trial) {
+    interruptBoth();
+    for (int probe = 0; probe < 5; ++probe) {
         now += seconds(6000);
-        end(&a, AttemptEnd::NoReply);
+        end(&a, AttemptEnd::NoReply, StationState::Offline);
     }
-    for (ReadState *part : {&a, &b})
-        part->setServed(true);
+    // Its own turn is the probe that brings the station back.
+    now += seconds(6000);
+    end(&a, AttemptEnd::Good, StationState::Offline);
+    interruptBoth();
     end(&a);
     end(&b);
     now += seconds(3);
@@ -139,11 +147,9 @@ TEST_F(ReadStateTest, IsStaleWhenItsStationIsAskedAgainUntilItIsRead)
 {
     end(&a);
     end(&b);
-    for (ReadState *part : {&a, &b})
-        part->setServed(false);
+    interruptBoth();
     now += seconds(28800);
-    for (ReadState *part : {&a, &b})
-        part->setServed(true);
+    interruptBoth();
     EXPECT_EQ(VariableState::Stale, status().state);
     EXPECT_EQ(seconds(28800), status().age);
     end(&a);

@@ -19,10 +19,13 @@ public:
     Time now() const override { return seconds(100); }
     std::vector<News> take(Time) override { return std::exchange(news, {}); }
     void setOpenOperations(int count) override { openOperations = count; }
-    bool setStationEnabled(int, bool) override
+    bool setStationEnabled(int station, bool) override
     {
-        for (News &item : newsOnceSwitched)
+        for (News &item : newsOnceSwitched) {
+            if (item.station && item.station->station == station)
+                item.station.reset();
             news.push_back(std::move(item));
+        }
         newsOnceSwitched.clear();
         return wasOffline;
     }
@@ -54,15 +57,19 @@ protected:
           })
     {}
 
-    /// Station 5 has gone offline, or come back, after the user had switched it so often.
-    void tell(bool offline, int switches)
+    /// News that a station has gone offline, or come back.
+    static News changeOf(int station, bool offline)
     {
         News item;
         item.station.emplace();
-        item.station->station = 5;
+        item.station->station = station;
         item.station->offline = offline;
-        item.station->switches = switches;
-        link->news.push_back(std::move(item));
+        return item;
+    }
+
+    void tell(int station, bool offline)
+    {
+        link->news.push_back(changeOf(station, offline));
         session.pump(seconds(100));
     }
 
@@ -79,9 +86,10 @@ protected:
 
 TEST_F(SessionNewsTest, GoesByWhatItIsToldOfAStation)
 {
-    tell(true, 0);
+    tell(5, true);
     EXPECT_TRUE(session.isOffline(5));
-    tell(false, 0);
+    EXPECT_FALSE(session.isOffline(6));
+    tell(5, false);
     EXPECT_FALSE(session.isOffline(5));
 }
 
@@ -89,16 +97,34 @@ TEST_F(SessionNewsTest, DoesNotBelieveNewsFromBeforeTheUserSwitchedTheStation)
 {
     int heard = 0;
     session.setListener([&heard](const News &news) { heard += news.station ? 1 : 0; });
-    session.setStationEnabled(5, false);
-    session.setStationEnabled(5, true);
-    tell(true, 0);
-    EXPECT_FALSE(session.isOffline(5)) << "nothing would ever bring it back";
-    tell(true, 1);
-    EXPECT_FALSE(session.isOffline(5));
+    for (const bool enabled : {false, true}) {
+        link->newsOnceSwitched.push_back(changeOf(5, true));
+        session.setStationEnabled(5, enabled);
+        session.pump(seconds(100));
+        EXPECT_FALSE(session.isOffline(5)) << "nothing would ever bring it back";
+    }
     EXPECT_EQ(0, heard);
-    tell(true, 2);
+    tell(5, true);
     EXPECT_TRUE(session.isOffline(5));
     EXPECT_EQ(1, heard);
+}
+
+TEST_F(SessionNewsTest, BelievesNewsOfOtherStationsThatComeWhileTheUserSwitchesAStation)
+{
+    link->newsOnceSwitched.push_back(changeOf(6, true));
+    session.setStationEnabled(5, false);
+    EXPECT_TRUE(session.isOffline(6));
+    EXPECT_EQ(StationState::SwitchedOff, session.stationState(5));
+}
+
+TEST_F(SessionNewsTest, ForgetsThatAStationWasOfflineWhenTheUserSwitchesIt)
+{
+    for (const bool enabled : {false, true}) {
+        tell(5, true);
+        session.setStationEnabled(5, enabled);
+        EXPECT_EQ(enabled ? StationState::On : StationState::SwitchedOff, session.stationState(5));
+        session.setStationEnabled(5, true);
+    }
 }
 
 TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCame)
@@ -108,7 +134,6 @@ TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCam
     session.setStationEnabled(5, true);
     EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end);
     EXPECT_EQ(std::vector<Ticket>{ticket}, link->withdrawn);
-    tell(true, 0);
     EXPECT_FALSE(session.isOffline(5)) << "that was before";
 }
 
@@ -163,13 +188,8 @@ TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatHadTakenItsStationOfflineBeforeIt
 TEST_F(SessionNewsTest, BelievesWhatHadHappenedBeforeTheUserSwitchesTheStationOn)
 {
     const Ticket ticket = writeSingles(3, 5);
-    for (const bool offline : {true, false}) {
-        News item;
-        item.station.emplace();
-        item.station->station = 5;
-        item.station->offline = offline;
-        link->news.push_back(std::move(item));
-    }
+    for (const bool offline : {true, false})
+        link->news.push_back(changeOf(5, offline));
     session.setStationEnabled(5, true);
     EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end) << "the driver had dropped it";
 }
