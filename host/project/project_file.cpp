@@ -83,23 +83,24 @@ PriorityRow rowFor(const std::string &name, int baseType, int address, int level
 class Reader
 {
 public:
-    explicit Reader(const std::string &file) : file_(file) {}
+    explicit Reader(const LocatedJson &json) : json_(json) {}
 
-    Project read(const LocatedValue &root)
+    Project read()
     {
-        const LocatedValue *link = nullptr;
-        const LocatedValue *variables = nullptr;
-        const LocatedValue *rows = nullptr;
+        const Json::Value &root = json_.root();
+        const Json::Value *link = nullptr;
+        const Json::Value *variables = nullptr;
+        const Json::Value *rows = nullptr;
         visit(root, "a project",
-              {{"name", [&](const LocatedValue &value) { project_.name = text(value, "a text"); }},
-               {"link", [&](const LocatedValue &value) { link = &value; }},
-               {"variables", [&](const LocatedValue &value) { variables = &value; }},
-               {"nameRows", [&](const LocatedValue &value) { rows = &value; }}});
+              {{"name", [&](const Json::Value &value) { project_.name = text(value, "a text"); }},
+               {"link", [&](const Json::Value &value) { link = &value; }},
+               {"variables", [&](const Json::Value &value) { variables = &value; }},
+               {"nameRows", [&](const Json::Value &value) { rows = &value; }}});
         // In this order, whatever the file's: the addresses mean what the options of the link say.
         if (link)
             readLink(*link);
         if (!variables)
-            refuseAt(file_, root.place, "the project has no 'variables', a list of at least one variable");
+            json_.refuse(root, "the project has no 'variables', a list of at least one variable");
         readVariables(*variables);
         if (rows)
             readRows(*rows);
@@ -108,18 +109,18 @@ public:
     }
 
 private:
-    using Take = std::function<void(const LocatedValue &)>;
+    using Take = std::function<void(const Json::Value &)>;
     using Keys = std::vector<std::pair<const char *, Take>>;
 
-    void visit(const LocatedValue &object, const std::string &what, const Keys &keys) const
+    void visit(const Json::Value &object, const std::string &what, const Keys &keys) const
     {
-        if (object.type() != QJsonValue::Object)
-            refuseAt(file_, object.place, what + " must be an object, {...}");
-        for (const LocatedMember &member : object.members)
-            find(member, what, keys)(member.value);
+        if (!object.isObject())
+            json_.refuse(object, what + " must be an object, {...}");
+        for (const JsonMember &member : membersInOrder(object))
+            find(member, what, keys)(*member.value);
     }
 
-    const Take &find(const LocatedMember &member, const std::string &what, const Keys &keys) const
+    const Take &find(const JsonMember &member, const std::string &what, const Keys &keys) const
     {
         std::string names;
         for (const auto &[name, take] : keys) {
@@ -127,159 +128,155 @@ private:
                 return take;
             names += (names.empty() ? "" : ", ") + std::string(name);
         }
-        refuseAt(file_, member.keyPlace,
-                 quoted(member.key) + " is no key of " + what + "; keys are " + names);
+        json_.refuseKey(*member.value, quoted(member.key) + " is no key of " + what + "; keys are " + names);
     }
 
-    const std::vector<LocatedValue> &list(const LocatedValue &value, const std::string &what) const
+    const Json::Value &list(const Json::Value &value, const std::string &what) const
     {
-        if (value.type() != QJsonValue::Array)
-            refuseAt(file_, value.place, what + " must be a list, [...]");
-        return value.items;
+        if (!value.isArray())
+            json_.refuse(value, what + " must be a list, [...]");
+        return value;
     }
 
-    std::string text(const LocatedValue &value, const std::string &allowed) const
+    std::string text(const Json::Value &value, const std::string &allowed) const
     {
-        if (value.type() != QJsonValue::String)
-            refuseAt(file_, value.place, "this must be " + allowed + " in quotation marks");
-        return value.scalar.toString().toStdString();
+        if (!value.isString())
+            json_.refuse(value, "this must be " + allowed + " in quotation marks");
+        return value.asString();
     }
 
-    int number(const LocatedValue &value, int least, int most) const
+    int number(const Json::Value &value, int least, int most) const
     {
-        const double given = value.scalar.toDouble(std::nan(""));
+        const double given = value.isNumeric() ? value.asDouble() : std::nan("");
         // What is no number gives NaN, which no comparison accepts.
         if (!(given >= least && given <= most) || given != std::floor(given))
-            refuseAt(file_, value.place,
-                     "this must be a whole number from " + std::to_string(least) + " to " +
-                         std::to_string(most));
+            json_.refuse(value, "this must be a whole number from " + std::to_string(least) + " to " +
+                                    std::to_string(most));
         return static_cast<int>(given);
     }
 
-    bool flag(const LocatedValue &value) const
+    bool flag(const Json::Value &value) const
     {
-        if (value.type() != QJsonValue::Bool)
-            refuseAt(file_, value.place, "this must be true or false");
-        return value.scalar.toBool();
+        if (!value.isBool())
+            json_.refuse(value, "this must be true or false");
+        return value.asBool();
     }
 
     Take numberInto(int *target, int least, int most) const
     {
-        return [=](const LocatedValue &value) { *target = number(value, least, most); };
+        return [=](const Json::Value &value) { *target = number(value, least, most); };
     }
 
     Take millisecondsInto(Time *target, int least, int most = kLongestMs) const
     {
-        return [=](const LocatedValue &value) {
+        return [=](const Json::Value &value) {
             *target = std::chrono::milliseconds(number(value, least, most));
         };
     }
 
-    void readLink(const LocatedValue &value)
+    void readLink(const Json::Value &value)
     {
         LinkSettings &link = project_.link;
-        visit(
-            value, "the link",
-            {{"port", [&](const LocatedValue &port) { link.port = text(port, "a path, as /dev/ttyUSB0,"); }},
-             {"baud", numberInto(&link.baud, kSlowestBaud, kFastestBaud)},
-             {"parity", [&](const LocatedValue &parity) { readParity(parity); }},
-             {"stopBits", numberInto(&link.stopBits, 1, 2)},
-             {"retryLimit", numberInto(&link.retries, 0, kMostRetries)},
-             {"replyTimeoutMs", millisecondsInto(&link.timeout, 10)},
-             {"lateGuardMs",
-              [&](const LocatedValue &given) {
-                  Time guard{};
-                  millisecondsInto(&guard, 0)(given);
-                  link.lateGuard = guard;
-              }},
-             {"turnaroundMs", millisecondsInto(&link.turnaround, 0)},
-             {"options", [&](const LocatedValue &options) { readOptions(options); }},
-             {"linkMode", numberInto(&link.linkMode, 0, 1)},
-             {"maxBlock", numberInto(&link.maxBlock, 1, 100)},
-             {"station", numberInto(&link.station, 1, kLastStation)},
-             {"echo", [&](const LocatedValue &echo) { link.echo = flag(echo); }},
-             {"without", [&](const LocatedValue &without) { readPoliciesOff(without); }},
-             {"offlineAfter", numberInto(&link.offline.failures, 1, kMostFailures)},
-             {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, 100, kLongestTrialMs)},
-             {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, 100, kLongestTrialMs)}});
+        visit(value, "the link",
+              {{"port", [&](const Json::Value &port) { link.port = text(port, "a path, as /dev/ttyUSB0,"); }},
+               {"baud", numberInto(&link.baud, kSlowestBaud, kFastestBaud)},
+               {"parity", [&](const Json::Value &parity) { readParity(parity); }},
+               {"stopBits", numberInto(&link.stopBits, 1, 2)},
+               {"retryLimit", numberInto(&link.retries, 0, kMostRetries)},
+               {"replyTimeoutMs", millisecondsInto(&link.timeout, 10)},
+               {"lateGuardMs",
+                [&](const Json::Value &given) {
+                    Time guard{};
+                    millisecondsInto(&guard, 0)(given);
+                    link.lateGuard = guard;
+                }},
+               {"turnaroundMs", millisecondsInto(&link.turnaround, 0)},
+               {"options", [&](const Json::Value &options) { readOptions(options); }},
+               {"linkMode", numberInto(&link.linkMode, 0, 1)},
+               {"maxBlock", numberInto(&link.maxBlock, 1, 100)},
+               {"station", numberInto(&link.station, 1, kLastStation)},
+               {"echo", [&](const Json::Value &echo) { link.echo = flag(echo); }},
+               {"without", [&](const Json::Value &without) { readPoliciesOff(without); }},
+               {"offlineAfter", numberInto(&link.offline.failures, 1, kMostFailures)},
+               {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, 100, kLongestTrialMs)},
+               {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, 100, kLongestTrialMs)}});
         if (link.offline.firstProbe > link.offline.longestProbe)
-            refuseAt(file_, value.place, "firstTrialMs must not be longer than longestTrialMs");
+            json_.refuse(value, "firstTrialMs must not be longer than longestTrialMs");
     }
 
-    void readParity(const LocatedValue &value)
+    void readParity(const Json::Value &value)
     {
         const std::map<std::string, Parity> names{
             {"even", Parity::Even}, {"odd", Parity::Odd}, {"none", Parity::None}};
         const auto found = names.find(text(value, "even, odd or none"));
         if (found == names.end())
-            refuseAt(file_, value.place, "the parity must be even, odd or none");
+            json_.refuse(value, "the parity must be even, odd or none");
         project_.link.parity = found->second;
     }
 
-    void readPoliciesOff(const LocatedValue &value)
+    void readPoliciesOff(const Json::Value &value)
     {
-        for (const LocatedValue &item : list(value, "the policies to do without")) {
+        for (const Json::Value &item : list(value, "the policies to do without")) {
             const std::string name = text(item, "the name of a policy");
             try {
                 turnOff(&project_.link.policies, name);
             } catch (const Failure &failure) {
-                refuseAt(file_, item.place, failure.what());
+                json_.refuse(item, failure.what());
             }
         }
     }
 
-    void readOptions(const LocatedValue &value)
+    void readOptions(const Json::Value &value)
     {
-        for (const LocatedValue &item : list(value, "the options")) {
+        for (const Json::Value &item : list(value, "the options")) {
             const std::string name = text(item, "the name of an option");
             try {
                 project_.link.options |= optionMask(name);
             } catch (const Failure &failure) {
                 const std::string reason = failure.what();
-                refuseAt(file_, item.place, reason.substr(reason.find_first_not_of('-')));
+                json_.refuse(item, reason.substr(reason.find_first_not_of('-')));
             }
         }
     }
 
-    void readVariables(const LocatedValue &value)
+    void readVariables(const Json::Value &value)
     {
-        const std::vector<LocatedValue> &items = list(value, "the variables");
+        const Json::Value &items = list(value, "the variables");
         if (items.empty())
-            refuseAt(file_, value.place, "the project has no variable; at least one is needed");
-        for (const LocatedValue &item : items)
+            json_.refuse(value, "the project has no variable; at least one is needed");
+        for (const Json::Value &item : items)
             readVariable(item);
     }
 
-    void readVariable(const LocatedValue &value)
+    void readVariable(const Json::Value &value)
     {
-        const LocatedValue *name = nullptr;
-        const LocatedValue *area = nullptr;
-        const LocatedValue *address = nullptr;
-        const LocatedValue *count = nullptr;
+        const Json::Value *name = nullptr;
+        const Json::Value *area = nullptr;
+        const Json::Value *address = nullptr;
+        const Json::Value *count = nullptr;
         int station = project_.link.station;
         int rate = 0;
         visit(value, "a variable",
-              {{"name", [&](const LocatedValue &given) { name = &given; }},
-               {"area", [&](const LocatedValue &given) { area = &given; }},
-               {"address", [&](const LocatedValue &given) { address = &given; }},
+              {{"name", [&](const Json::Value &given) { name = &given; }},
+               {"area", [&](const Json::Value &given) { area = &given; }},
+               {"address", [&](const Json::Value &given) { address = &given; }},
                {"station", numberInto(&station, 1, kLastStation)},
-               {"count", [&](const LocatedValue &given) { count = &given; }},
+               {"count", [&](const Json::Value &given) { count = &given; }},
                {"rate", numberInto(&rate, 0, kLevels)}});
         if (!name || !area || !address)
-            refuseAt(file_, value.place,
-                     std::string("the variable has no '") +
-                         (!name   ? "name"
-                          : !area ? "area"
-                                  : "address") +
-                         "'; it needs name, area and address");
+            json_.refuse(value, std::string("the variable has no '") +
+                                    (!name   ? "name"
+                                     : !area ? "area"
+                                             : "address") +
+                                    "'; it needs name, area and address");
         const std::string label = readName(*name);
         const std::string place = readArea(*area) + ":" + readAddress(*address);
         const std::string at = "@" + std::to_string(station);
-        Variable variable = checked(place + at, address->place);
+        Variable variable = checked(place + at, *address);
         if (count) {
             const int values = number(*count, 1, kMostValues);
-            variable = checked(place + ":" + std::to_string(values) + at, count->place);
-            checkCount(variable, count->place);
+            variable = checked(place + ":" + std::to_string(values) + at, *count);
+            checkCount(variable, *count);
         }
         variable.text = label;
         variable.label = label;
@@ -289,28 +286,28 @@ private:
 
     /// What is not packed is not cut either: a variable is one request then, and stations refuse longer ones
     /// (MODBUS Application Protocol V1.1b3, 6.1 to 6.4).
-    void checkCount(const Variable &variable, TextPlace place) const
+    void checkCount(const Variable &variable, const Json::Value &place) const
     {
         const bool bits = isBitArea(variable.area->baseType);
         const LinkSettings &link = project_.link;
         const bool packed = link.maxBlock > 1 && (!bits || link.bitLimit() > 1);
         const int most = bits ? kMostBitsInOneRead : kMostRegistersInOneRead;
         if (!packed && variable.baseCount() > most)
-            refuseAt(file_, place,
-                     "without packing a variable is one request, of at most " + std::to_string(most) +
-                         (bits ? " bits" : " registers") + ", not " + std::to_string(variable.baseCount()));
+            json_.refuse(place, "without packing a variable is one request, of at most " +
+                                    std::to_string(most) + (bits ? " bits" : " registers") + ", not " +
+                                    std::to_string(variable.baseCount()));
     }
 
-    Variable checked(const std::string &text, TextPlace place) const
+    Variable checked(const std::string &text, const Json::Value &place) const
     {
         try {
             return parseVariable(text, project_.link.oneBased());
         } catch (const Failure &failure) {
-            refuseAt(file_, place, reasonOf(failure));
+            json_.refuse(place, reasonOf(failure));
         }
     }
 
-    std::string readName(const LocatedValue &value)
+    std::string readName(const Json::Value &value)
     {
         std::string name = text(value, "a name");
         bool good = !name.empty() && name.size() <= kLongestName && name.front() != ' ' &&
@@ -319,68 +316,65 @@ private:
             good = good && std::string("=,\"\\").find(letter) == std::string::npos &&
                    static_cast<unsigned char>(letter) >= 0x20;
         if (!good)
-            refuseAt(file_, value.place,
-                     "a name has 1 to " + std::to_string(kLongestName) +
-                         " bytes, no = , \" \\ or line end, no blank at its ends and no # in front");
-        const auto [other, isNew] = lineOfName_.emplace(name, value.place.line);
+            json_.refuse(value,
+                         "a name has 1 to " + std::to_string(kLongestName) +
+                             " bytes, no = , \" \\ or line end, no blank at its ends and no # in front");
+        const auto [other, isNew] = lineOfName_.emplace(name, json_.placeOf(value).line);
         if (!isNew)
-            refuseAt(file_, value.place,
-                     quoted(name) + " is the name of another variable already, in line " +
-                         std::to_string(other->second) + "; each needs its own");
+            json_.refuse(value, quoted(name) + " is the name of another variable already, in line " +
+                                    std::to_string(other->second) + "; each needs its own");
         return name;
     }
 
-    std::string readArea(const LocatedValue &value) const
+    std::string readArea(const Json::Value &value) const
     {
         std::string name = text(value, "the name of an area");
         if (!findArea(name))
             // The one reader of variables knows all areas.
-            return checked(name + ":0", value.place).area->name;
+            return checked(name + ":0", value).area->name;
         return name;
     }
 
-    std::string readAddress(const LocatedValue &value) const
+    std::string readAddress(const Json::Value &value) const
     {
         // A number would lose the last digit of "35.10".
-        if (value.type() == QJsonValue::Double)
+        if (value.isNumeric())
             return std::to_string(number(value, 0, kMostValues));
         std::string address = text(value, "an address, as \"100\", or REGISTER.BIT, as \"35.3\",");
         if (address.find_first_not_of("0123456789.") != std::string::npos)
-            refuseAt(file_, value.place,
-                     "an address is a number, as \"100\", or REGISTER.BIT, as \"35.3\", not " +
-                         quoted(address));
+            json_.refuse(value, "an address is a number, as \"100\", or REGISTER.BIT, as \"35.3\", not " +
+                                    quoted(address));
         return address;
     }
 
-    void readRows(const LocatedValue &value)
+    void readRows(const Json::Value &value)
     {
-        for (const LocatedValue &item : list(value, "nameRows"))
+        for (const Json::Value &item : list(value, "nameRows"))
             readRow(item);
     }
 
-    void readRow(const LocatedValue &value)
+    void readRow(const Json::Value &value)
     {
-        const std::vector<LocatedValue> &items = list(value, "a row");
+        const Json::Value &items = list(value, "a row");
         if (items.size() < kRowTexts)
-            refuseAt(file_, value.place,
-                     "a row has at least 10 texts, the ninth the level and the last the name; here are " +
-                         std::to_string(items.size()));
+            json_.refuse(value,
+                         "a row has at least 10 texts, the ninth the level and the last the name; here are " +
+                             std::to_string(items.size()));
         PriorityRow row;
-        for (const LocatedValue &item : items)
+        for (const Json::Value &item : items)
             row.texts.append(QString::fromStdString(text(item, "a text")));
         const std::string level = row.texts.at(kLevelText).toStdString();
         if (level.size() > 1 || (level.size() == 1 && (level[0] < '0' || level[0] > '0' + kLevels)))
-            refuseAt(file_, items[kLevelText].place,
-                     "the level must be \"1\" to \"4\", or \"0\" or \"\" for none");
+            json_.refuse(items[kLevelText], "the level must be \"1\" to \"4\", or \"0\" or \"\" for none");
         row.level = level.empty() ? 0 : level[0] - '0';
         if (row.level != 0)
-            readRowName(items.back(), &row);
+            readRowName(items[items.size() - 1], &row);
         project_.rows.push_back(row);
     }
 
-    void readRowName(const LocatedValue &value, PriorityRow *row) const
+    void readRowName(const Json::Value &value, PriorityRow *row) const
     {
-        const QString name = value.scalar.toString().section(QLatin1Char('.'), 0, 0);
+        const QString name = QString::fromStdString(value.asString()).section(QLatin1Char('.'), 0, 0);
         for (const NamePrefix &prefix : kNamePrefixes) {
             const QString start = QLatin1String(prefix.text);
             if (!name.startsWith(start, Qt::CaseInsensitive))
@@ -393,8 +387,8 @@ private:
             row->address = isBitArea(prefix.baseType) ? found / kBitNameScale : found;
             return;
         }
-        refuseAt(
-            file_, value.place,
+        json_.refuse(
+            value,
             "a name is 0x, 1x, 3x, 4x, 3x_bit, 4x_bit, 3x_d or 4x_d with a number behind it, as \"4x_d100\"");
     }
 
@@ -413,7 +407,7 @@ private:
         }
     }
 
-    const std::string &file_;
+    const LocatedJson &json_;
     Project project_;
     std::vector<int> rates_; ///< rate class of each variable
     std::map<std::string, int> lineOfName_;
@@ -423,7 +417,8 @@ private:
 
 Project parseProject(const std::string &file, const QByteArray &text)
 {
-    return Reader(file).read(parseLocatedJson(file, text));
+    const LocatedJson json(file, text.toStdString());
+    return Reader(json).read();
 }
 
 Project loadProject(const std::string &path)
