@@ -9,7 +9,8 @@
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/project/project_input.h"
-#include "runtime/master/policies.h"
+#include "host/project/setting_names.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::host {
 
@@ -98,7 +99,7 @@ constexpr const char *kDemoExample =
 /// An option with a number from @p least to @p most.
 template <typename Number>
 CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number least, Number most,
-                       const char *unit, const char *help, const char *group = "Options")
+                       const char *unit, const std::string &help, const char *group = "Options")
 {
     return app->add_option(name, *number, help)
         ->check(CLI::Range(least, most))
@@ -106,16 +107,31 @@ CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number l
         ->group(group);
 }
 
+CLI::Option *addNumber(CLI::App *app, const char *name, int *number, Limits limits, const char *unit,
+                       const std::string &help, const char *group = "Options")
+{
+    return addNumber(app, name, number, limits.least, limits.most, unit, help, group);
+}
+
+/// An option in seconds, with decimals.
+/// @param limits  in milliseconds.
+CLI::Option *addSeconds(CLI::App *app, const char *name, double *number, Limits limits,
+                        const std::string &help, const char *group)
+{
+    return addNumber(app, name, number, limits.least / 1000.0, limits.most / 1000.0, "S", help, group);
+}
+
 void addLineOptions(CLI::App *app, CommandOptions *options)
 {
-    addNumber(app, "-a,--station", &options->station, 0, kLastStation, "N",
-              "station of variables that name none, 1 to 247; 0 broadcasts writes", kLineGroup)
-        ->capture_default_str();
-    addNumber(app, "-b,--baud", &options->baud, kSlowestBaud, kFastestBaud, "RATE", "bits per second",
+    addNumber(app, "-a,--station", &options->station, 0, kStationLimits.most, "N",
+              "station of variables that name none, 1 to " + std::to_string(kStationLimits.most) +
+                  "; 0 broadcasts writes",
               kLineGroup)
         ->capture_default_str();
+    addNumber(app, "-b,--baud", &options->baud, kBaudLimits, "RATE", "bits per second", kLineGroup)
+        ->capture_default_str();
     app->add_option("-P,--parity", options->parity, "even, odd or none")
-        ->check(CLI::IsMember({"even", "odd", "none"}))
+        ->check(CLI::IsMember(parityNames()))
         ->type_name("NAME")
         ->capture_default_str()
         ->group(kLineGroup);
@@ -126,17 +142,17 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->group(kLineGroup);
     app->add_option("-s,--stop-bits", options->stopBits,
                     "1 or 2; without it 2 where there is no parity, else 1")
-        ->check(CLI::IsMember({1, 2}))
+        ->check(CLI::IsMember({kStopBitLimits.least, kStopBitLimits.most}))
         ->type_name("N")
         ->group(kLineGroup);
-    addNumber(app, "-o,--timeout", &options->timeoutSeconds, 0.01, 60.0, "S",
-              "wait for the first byte of a reply, in seconds", kLineGroup)
+    addSeconds(app, "-o,--timeout", &options->timeoutSeconds, kTimeoutMsLimits,
+               "wait for the first byte of a reply, in seconds", kLineGroup)
         ->capture_default_str();
-    addNumber(app, "--late-guard", &options->lateGuardSeconds, 0.0, 60.0, "S",
-              "listen that long after a time-out before another request goes out, in seconds; without it "
-              "as long as the time-out",
-              kLineGroup);
-    addNumber(app, "--turnaround", &options->turnaroundMs, 0, 60000, "MS",
+    addSeconds(app, "--late-guard", &options->lateGuardSeconds, kLateGuardMsLimits,
+               "listen that long after a time-out before another request goes out, in seconds; without it "
+               "as long as the time-out",
+               kLineGroup);
+    addNumber(app, "--turnaround", &options->turnaroundMs, kTurnaroundMsLimits, "MS",
               "pause after a write that nobody answers (ms)", kLineGroup)
         ->capture_default_str();
     app->add_flag("--echo", options->echo,
@@ -160,14 +176,14 @@ void addDriverOption(CLI::App *app, std::string *path)
 
 void addDriverOptions(CLI::App *app, CommandOptions *options)
 {
-    addNumber(app, "--retries", &options->retries, 0, 100, "N",
+    addNumber(app, "--retries", &options->retries, kRetryLimits, "N",
               "repetitions of a request that got no usable reply", kDriverGroup)
         ->capture_default_str();
-    addNumber(app, "--max-block", &options->maxBlock, 1, 100, "N",
+    addNumber(app, "--max-block", &options->maxBlock, kMaxBlockLimits, "N",
               "most registers in one request; eight times as many bits", kDriverGroup)
         ->capture_default_str();
-    addNumber(app, "--link-mode", &options->linkMode, 0, 1, "N", "0 = Modbus frames, 1 = relay frames",
-              kDriverGroup)
+    addNumber(app, "--link-mode", &options->linkMode, kLinkModeLimits, "N",
+              "0 = Modbus frames, 1 = relay frames", kDriverGroup)
         ->capture_default_str();
     app->add_option("--option", options->options, "option of the driver by name, see below; repeatable")
         ->delimiter(',')
@@ -209,17 +225,17 @@ void addLinkOptions(CLI::App *app, CommandOptions *options)
 void addOfflineOptions(CLI::App *app, CommandOptions *options)
 {
     options->asksForEver = true;
-    addNumber(app, "--offline-after", &options->offlineAfter, 1, 1000, "N",
+    addNumber(app, "--offline-after", &options->offlineAfter, kOfflineFailureLimits, "N",
               "failed requests in a row after which a station is left alone but for a trial now and then",
               kLineGroup)
         ->capture_default_str();
-    addNumber(app, "--first-trial", &options->firstProbeSeconds, 0.1, 3600.0, "S",
-              "from then to the first trial, in seconds; each trial that fails doubles the distance",
-              kLineGroup)
+    addSeconds(app, "--first-trial", &options->firstProbeSeconds, kProbeMsLimits,
+               "from then to the first trial, in seconds; each trial that fails doubles the distance",
+               kLineGroup)
         ->capture_default_str();
-    addNumber(app, "--longest-trial", &options->longestProbeSeconds, 0.1, 3600.0, "S",
-              "longest distance of the trials, in seconds; more where several stations are offline",
-              kLineGroup)
+    addSeconds(app, "--longest-trial", &options->longestProbeSeconds, kProbeMsLimits,
+               "longest distance of the trials, in seconds; more where several stations are offline",
+               kLineGroup)
         ->capture_default_str();
 }
 
@@ -253,7 +269,7 @@ void addVariableOptions(CLI::App *app, CommandOptions *options)
             ->type_name("AREA")
             ->needs(start);
     start->needs(type);
-    addNumber(app, "-c,--count", &options->count, 1, 65536, "N", "number of values from -r on")
+    addNumber(app, "-c,--count", &options->count, kValueCountLimits, "N", "number of values from -r on")
         ->capture_default_str()
         ->needs(start);
 }
@@ -312,7 +328,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     CLI::App *command = program->add_subcommand("watch", "read variables over and over and show them");
     addPortOption(command, options.get());
     addVariableOptions(command, options.get());
-    addNumber(command, "-l,--interval", &options->intervalMs, 0, 3600000, "MS",
+    addNumber(command, "-l,--interval", &options->intervalMs, kPollIntervalMsLimits, "MS",
               "from the start of a scan to the start of the next (ms); 0 = without pause")
         ->capture_default_str();
     addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
@@ -350,7 +366,7 @@ void addPlanCommand(CLI::App *program, Command *chosen)
     CLI::App *command =
         program->add_subcommand("plan", "show what a project costs on the line, without a line");
     command->add_option("PROJECT", options->file, "project file")->type_name("")->required();
-    addNumber(command, "-b,--baud", &options->baud, kSlowestBaud, kFastestBaud, "RATE",
+    addNumber(command, "-b,--baud", &options->baud, kBaudLimits, "RATE",
               "bits per second, in place of the project's");
     addNumber(command, "--answer-delay", &options->answerDelayMs, 0.0, 60000.0, "MS",
               "what stations take from request to reply (ms)")

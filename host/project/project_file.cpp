@@ -10,19 +10,17 @@
 
 #include "core/register_types.h"
 #include "host/project/located_json.h"
+#include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::host {
 
 namespace {
 
-constexpr int kLongestMs = 60000;
-constexpr int kLongestTrialMs = 3600000;
-constexpr int kMostRetries = 100;
-constexpr int kMostFailures = 1000;
 constexpr int kMostRegistersInOneRead = 125;
 constexpr int kMostBitsInOneRead = 2000;
-constexpr int kMostValues = 65536;
+constexpr Limits kTypedAddressLimits{0, 65536}; ///< counted from 0 or from 1
 constexpr int kLevels = 4;
 constexpr int kRowTexts = 10;
 constexpr int kLevelText = 8;
@@ -145,13 +143,13 @@ private:
         return value.asString();
     }
 
-    int number(const Json::Value &value, int least, int most) const
+    int number(const Json::Value &value, Limits limits) const
     {
         const double given = value.isNumeric() ? value.asDouble() : std::nan("");
         // What is no number gives NaN, which no comparison accepts.
-        if (!(given >= least && given <= most) || given != std::floor(given))
-            json_.refuse(value, "this must be a whole number from " + std::to_string(least) + " to " +
-                                    std::to_string(most));
+        if (!(given >= limits.least && given <= limits.most) || given != std::floor(given))
+            json_.refuse(value, "this must be a whole number from " + std::to_string(limits.least) + " to " +
+                                    std::to_string(limits.most));
         return static_cast<int>(given);
     }
 
@@ -162,16 +160,14 @@ private:
         return value.asBool();
     }
 
-    Take numberInto(int *target, int least, int most) const
+    Take numberInto(int *target, Limits limits) const
     {
-        return [=](const Json::Value &value) { *target = number(value, least, most); };
+        return [=](const Json::Value &value) { *target = number(value, limits); };
     }
 
-    Take millisecondsInto(Time *target, int least, int most = kLongestMs) const
+    Take millisecondsInto(Time *target, Limits limits) const
     {
-        return [=](const Json::Value &value) {
-            *target = std::chrono::milliseconds(number(value, least, most));
-        };
+        return [=](const Json::Value &value) { *target = std::chrono::milliseconds(number(value, limits)); };
     }
 
     void readLink(const Json::Value &value)
@@ -179,64 +175,61 @@ private:
         LinkSettings &link = project_.link;
         visit(value, "the link",
               {{"port", [&](const Json::Value &port) { link.port = text(port, "a path, as /dev/ttyUSB0,"); }},
-               {"baud", numberInto(&link.baud, kSlowestBaud, kFastestBaud)},
+               {"baud", numberInto(&link.baud, kBaudLimits)},
                {"parity", [&](const Json::Value &parity) { readParity(parity); }},
-               {"stopBits", numberInto(&link.stopBits, 1, 2)},
-               {"retryLimit", numberInto(&link.retries, 0, kMostRetries)},
-               {"replyTimeoutMs", millisecondsInto(&link.timeout, 10)},
+               {"stopBits", numberInto(&link.stopBits, kStopBitLimits)},
+               {"retryLimit", numberInto(&link.retries, kRetryLimits)},
+               {"replyTimeoutMs", millisecondsInto(&link.timeout, kTimeoutMsLimits)},
                {"lateGuardMs",
                 [&](const Json::Value &given) {
                     Time guard{};
-                    millisecondsInto(&guard, 0)(given);
+                    millisecondsInto(&guard, kLateGuardMsLimits)(given);
                     link.lateGuard = guard;
                 }},
-               {"turnaroundMs", millisecondsInto(&link.turnaround, 0)},
+               {"turnaroundMs", millisecondsInto(&link.turnaround, kTurnaroundMsLimits)},
                {"options", [&](const Json::Value &options) { readOptions(options); }},
-               {"linkMode", numberInto(&link.linkMode, 0, 1)},
-               {"maxBlock", numberInto(&link.maxBlock, 1, 100)},
-               {"station", numberInto(&link.station, 1, kLastStation)},
+               {"linkMode", numberInto(&link.linkMode, kLinkModeLimits)},
+               {"maxBlock", numberInto(&link.maxBlock, kMaxBlockLimits)},
+               {"station", numberInto(&link.station, kStationLimits)},
                {"echo", [&](const Json::Value &echo) { link.echo = flag(echo); }},
                {"without", [&](const Json::Value &without) { readPoliciesOff(without); }},
-               {"offlineAfter", numberInto(&link.offline.failures, 1, kMostFailures)},
-               {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, 100, kLongestTrialMs)},
-               {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, 100, kLongestTrialMs)}});
+               {"offlineAfter", numberInto(&link.offline.failures, kOfflineFailureLimits)},
+               {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, kProbeMsLimits)},
+               {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, kProbeMsLimits)}});
         if (link.offline.firstProbe > link.offline.longestProbe)
             json_.refuse(value, "firstTrialMs must not be longer than longestTrialMs");
     }
 
+    /// Calls @p take, which knows no places, with the name that @p value is.
+    void takeName(const Json::Value &value, const std::string &allowed,
+                  const std::function<void(const std::string &)> &take) const
+    {
+        const std::string name = text(value, allowed);
+        try {
+            take(name);
+        } catch (const Failure &failure) {
+            json_.refuse(value, failure.what());
+        }
+    }
+
     void readParity(const Json::Value &value)
     {
-        const std::map<std::string, Parity> names{
-            {"even", Parity::Even}, {"odd", Parity::Odd}, {"none", Parity::None}};
-        const auto found = names.find(text(value, "even, odd or none"));
-        if (found == names.end())
-            json_.refuse(value, "the parity must be even, odd or none");
-        project_.link.parity = found->second;
+        takeName(value, "even, odd or none",
+                 [&](const std::string &name) { project_.link.parity = parityNamed(name); });
     }
 
     void readPoliciesOff(const Json::Value &value)
     {
-        for (const Json::Value &item : list(value, "the policies to do without")) {
-            const std::string name = text(item, "the name of a policy");
-            try {
-                turnOff(&project_.link.policies, name);
-            } catch (const Failure &failure) {
-                json_.refuse(item, failure.what());
-            }
-        }
+        for (const Json::Value &item : list(value, "the policies to do without"))
+            takeName(item, "the name of a policy",
+                     [&](const std::string &name) { turnOff(&project_.link.policies, name); });
     }
 
     void readOptions(const Json::Value &value)
     {
-        for (const Json::Value &item : list(value, "the options")) {
-            const std::string name = text(item, "the name of an option");
-            try {
-                project_.link.options |= optionMask(name);
-            } catch (const Failure &failure) {
-                const std::string reason = failure.what();
-                json_.refuse(item, reason.substr(reason.find_first_not_of('-')));
-            }
-        }
+        for (const Json::Value &item : list(value, "the options"))
+            takeName(item, "the name of an option",
+                     [&](const std::string &name) { project_.link.options |= optionMask(name); });
     }
 
     void readVariables(const Json::Value &value)
@@ -260,9 +253,9 @@ private:
               {{"name", [&](const Json::Value &given) { name = &given; }},
                {"area", [&](const Json::Value &given) { area = &given; }},
                {"address", [&](const Json::Value &given) { address = &given; }},
-               {"station", numberInto(&station, 1, kLastStation)},
+               {"station", numberInto(&station, kStationLimits)},
                {"count", [&](const Json::Value &given) { count = &given; }},
-               {"rate", numberInto(&rate, 0, kLevels)}});
+               {"rate", numberInto(&rate, Limits{0, kLevels})}});
         if (!name || !area || !address)
             json_.refuse(value, std::string("the variable has no '") +
                                     (!name   ? "name"
@@ -274,7 +267,7 @@ private:
         const std::string at = "@" + std::to_string(station);
         Variable variable = checked(place + at, *address);
         if (count) {
-            const int values = number(*count, 1, kMostValues);
+            const int values = number(*count, kValueCountLimits);
             variable = checked(place + ":" + std::to_string(values) + at, *count);
             checkCount(variable, *count);
         }
@@ -339,7 +332,7 @@ private:
     {
         // A number would lose the last digit of "35.10".
         if (value.isNumeric())
-            return std::to_string(number(value, 0, kMostValues));
+            return std::to_string(number(value, kTypedAddressLimits));
         std::string address = text(value, "an address, as \"100\", or REGISTER.BIT, as \"35.3\",");
         if (address.find_first_not_of("0123456789.") != std::string::npos)
             json_.refuse(value, "an address is a number, as \"100\", or REGISTER.BIT, as \"35.3\", not " +
