@@ -381,13 +381,13 @@ private:
                 std::to_string(project_.link.baud) + " baud" +
                 (lineShare() > 1 ? ", more than a real line carries\n" : "\n");
         for (int level = 0; level < kScanLevels; ++level) {
-            const Spread &spread = scans.refresh(level);
-            if (spread.count() > 0)
+            const Histogram &interval = scans.refresh(level);
+            if (interval.count() > 0)
                 text += std::string(level == 0 ? "ordinary" : "level " + std::to_string(level)) + ": " +
                         std::to_string(scans.requestsOf(level)) + " requests, refresh interval min " +
-                        fixed(seconds(spread.least()), 3) + " s, median " +
-                        fixed(seconds(spread.median()), 3) + " s, max " + fixed(seconds(spread.most()), 3) +
-                        " s\n";
+                        fixed(seconds(interval.least()), 3) + " s, median " +
+                        fixed(seconds(interval.percentile(50)), 3) + " s, max " +
+                        fixed(seconds(interval.most()), 3) + " s\n";
         }
         return text;
     }
@@ -398,13 +398,13 @@ private:
         const Counters &total = session_.statistics().total;
         QJsonArray levels;
         for (int level = 0; level < kScanLevels; ++level) {
-            const Spread &spread = scans.refresh(level);
-            if (spread.count() > 0)
+            const Histogram &interval = scans.refresh(level);
+            if (interval.count() > 0)
                 levels.append(QJsonObject{{"level", level},
                                           {"requests", scans.requestsOf(level)},
-                                          {"leastS", seconds(spread.least())},
-                                          {"medianS", seconds(spread.median())},
-                                          {"mostS", seconds(spread.most())}});
+                                          {"leastS", seconds(interval.least())},
+                                          {"medianS", seconds(interval.percentile(50))},
+                                          {"mostS", seconds(interval.most())}});
         }
         return {{"scans", static_cast<double>(scans.scans())},
                 {"secondsPerScan", seconds(scans.durations().mean())},
