@@ -2,14 +2,13 @@
 
 #include <QFile>
 
-#include <array>
 #include <cmath>
 #include <functional>
 #include <map>
-#include <set>
 
 #include "core/register_types.h"
 #include "host/project/located_json.h"
+#include "host/project/priority_rows.h"
 #include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
@@ -21,31 +20,7 @@ namespace {
 constexpr int kMostRegistersInOneRead = 125;
 constexpr int kMostBitsInOneRead = 2000;
 constexpr Limits kTypedAddressLimits{0, 65536}; ///< counted from 0 or from 1
-constexpr int kLevels = 4;
-constexpr int kRowTexts = 10;
-constexpr int kLevelText = 8;
 constexpr std::size_t kLongestName = 64;
-
-/// What a name of the name table may begin with. The longer ones come first, since "4x" also begins "4x_d".
-struct NamePrefix
-{
-    const char *text;
-    int baseType;
-};
-
-constexpr NamePrefix kNamePrefixes[] = {
-    {"4x_d", kHoldingRegister},
-    {"3x_d", kInputRegister},
-    {"4x_bit", kHoldingRegister},
-    {"3x_bit", kInputRegister},
-    {"4x", kHoldingRegister},
-    {"3x", kInputRegister},
-    {"0x", kCoil},
-    {"1x", kDiscreteInput},
-};
-
-/// The driver divides the number in a bit's name by this.
-constexpr int kBitNameScale = 8;
 
 std::string quoted(const std::string &text)
 {
@@ -59,22 +34,6 @@ std::string reasonOf(const Failure &failure)
     const std::size_t place = text.find(", character ");
     const std::size_t reason = text.find(": ", place == std::string::npos ? text.size() : place);
     return reason == std::string::npos ? text : text.substr(reason + 2);
-}
-
-/// A row that gives the element at @p address the priority @p level.
-PriorityRow rowFor(const std::string &name, int baseType, int address, int level)
-{
-    PriorityRow row;
-    row.level = level;
-    row.baseType = baseType;
-    row.address = address;
-    for (int i = 0; i < kRowTexts; ++i)
-        row.texts.append(QString());
-    row.texts[0] = QString::fromStdString(name);
-    row.texts[kLevelText] = QString::number(level);
-    row.texts.last() = QLatin1String(areaName(baseType)) +
-                       QString::number(isBitArea(baseType) ? address * kBitNameScale : address);
-    return row;
 }
 
 /// Reads one project; the first mistake ends it.
@@ -102,7 +61,8 @@ public:
         readVariables(*variables);
         if (rows)
             readRows(*rows);
-        addRateRows();
+        for (PriorityRow &row : rateRows(project_.variables, rates_))
+            project_.rows.push_back(std::move(row));
         return std::move(project_);
     }
 
@@ -255,7 +215,7 @@ private:
                {"address", [&](const Json::Value &given) { address = &given; }},
                {"station", numberInto(&station, kStationLimits)},
                {"count", [&](const Json::Value &given) { count = &given; }},
-               {"rate", numberInto(&rate, Limits{0, kLevels})}});
+               {"rate", numberInto(&rate, Limits{0, kPriorityLevels})}});
         if (!name || !area || !address)
             json_.refuse(value, std::string("the variable has no '") +
                                     (!name   ? "name"
@@ -356,10 +316,10 @@ private:
         PriorityRow row;
         for (const Json::Value &item : items)
             row.texts.append(QString::fromStdString(text(item, "a text")));
-        const std::string level = row.texts.at(kLevelText).toStdString();
-        if (level.size() > 1 || (level.size() == 1 && (level[0] < '0' || level[0] > '0' + kLevels)))
+        const std::optional<int> level = levelOfText(items[kLevelText].asString());
+        if (!level)
             json_.refuse(items[kLevelText], "the level must be \"1\" to \"4\", or \"0\" or \"\" for none");
-        row.level = level.empty() ? 0 : level[0] - '0';
+        row.level = *level;
         if (row.level != 0)
             readRowName(items[items.size() - 1], &row);
         project_.rows.push_back(row);
@@ -367,37 +327,12 @@ private:
 
     void readRowName(const Json::Value &value, PriorityRow *row) const
     {
-        const QString name = QString::fromStdString(value.asString()).section(QLatin1Char('.'), 0, 0);
-        for (const NamePrefix &prefix : kNamePrefixes) {
-            const QString start = QLatin1String(prefix.text);
-            if (!name.startsWith(start, Qt::CaseInsensitive))
-                continue;
-            bool isNumber = false;
-            const int found = name.mid(start.size()).toInt(&isNumber);
-            if (!isNumber || found < 0)
-                break;
-            row->baseType = prefix.baseType;
-            row->address = isBitArea(prefix.baseType) ? found / kBitNameScale : found;
-            return;
-        }
-        json_.refuse(
-            value,
-            "a name is 0x, 1x, 3x, 4x, 3x_bit, 4x_bit, 3x_d or 4x_d with a number behind it, as \"4x_d100\"");
-    }
-
-    /// Packing may cut a variable anywhere, so that each of its elements gets a row of its own.
-    void addRateRows()
-    {
-        std::set<std::array<int, 3>> given;
-        for (std::size_t i = 0; i < rates_.size(); ++i) {
-            const Variable &variable = project_.variables[i];
-            const int baseType = variable.area->baseType;
-            for (int element = 0; rates_[i] != 0 && element < variable.baseCount(); ++element) {
-                const int address = variable.baseFirst() + element;
-                if (given.insert({rates_[i], baseType, address}).second)
-                    project_.rows.push_back(rowFor(variable.label, baseType, address, rates_[i]));
-            }
-        }
+        const std::optional<NamedPlace> place = placeOfName(value.asString());
+        if (!place)
+            json_.refuse(value, "a name is 0x, 1x, 3x, 4x, 3x_bit, 4x_bit, 3x_d or 4x_d with a number behind "
+                                "it, as \"4x_d100\"");
+        row->baseType = place->baseType;
+        row->address = place->address;
     }
 
     const LocatedJson &json_;
