@@ -1,5 +1,5 @@
-// Any bytes as a project file: a project that a panel can run, or one line that says where the mistake is and what is
-// allowed there.
+// Any bytes as a project file: a project that a panel can run, or one line that says where the mistake is and
+// what is allowed there.
 #include <algorithm>
 #include <set>
 #include <string>
@@ -29,8 +29,8 @@ int numberBehind(const std::string &text, const std::string &name, std::size_t *
     return number;
 }
 
-/// Characters of one line, -1 for a line that is not there. A byte that only goes on with a character counts where
-/// there is none before it, in a file that is no UTF-8.
+/// Characters of one line, -1 for a line that is not there. In a file that is no UTF-8 a continuation byte at
+/// the start of a line counts as a character.
 int charactersOfLine(const std::string &bytes, int line)
 {
     int current = 1;
@@ -117,12 +117,6 @@ void play(const std::string &bytes)
 } // namespace
 
 } // namespace plc::fuzz
-
-// Qt's JSON reader itself loses a list that stands under a key given twice; we refuse such a file right afterwards.
-extern "C" const char *__lsan_default_suppressions()
-{
-    return "leak:libQt5Core";
-}
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {

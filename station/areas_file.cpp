@@ -2,11 +2,9 @@
 
 #include "modbus_codes.h"
 #include "number_list.h"
+#include "strict_json.h"
 
 #include <QtCore/QFile>
-#include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
-#include <QtCore/QJsonObject>
 
 #include <algorithm>
 #include <cmath>
@@ -19,6 +17,7 @@ namespace {
 
 constexpr char kMovingKey[] = "moving";
 constexpr char kStationsKey[] = "stations";
+constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 
 /// Thrown from deep inside the walk through the document; it never leaves this file.
 struct LoadError
@@ -37,26 +36,26 @@ std::string joined(const std::string &path, const std::string &key)
     return path.empty() ? key : path + "." + key;
 }
 
-std::string itemPath(const std::string &path, int index)
+std::string itemPath(const std::string &path, Json::ArrayIndex index)
 {
     return path + "[" + std::to_string(index) + "]";
 }
 
 /// The number of @p value when it is whole and from @p min to @p max.
-std::optional<int> wholeNumber(const QJsonValue &value, int min, int max)
+std::optional<int> wholeNumber(const Json::Value &value, int min, int max)
 {
-    const double number = value.toDouble(std::nan(""));
+    const double number = value.isNumeric() ? value.asDouble() : std::nan("");
     // A value that is no number gives NaN, which no comparison accepts.
     if (!(number >= min && number <= max) || number != std::floor(number))
         return std::nullopt;
     return static_cast<int>(number);
 }
 
-std::uint16_t itemValue(Area area, const QJsonValue &value, const std::string &path)
+std::uint16_t itemValue(Area area, const Json::Value &value, const std::string &path)
 {
     if (isBitArea(area)) {
         if (value.isBool())
-            return value.toBool() ? 1 : 0;
+            return value.asBool() ? 1 : 0;
         if (const std::optional<int> bit = wholeNumber(value, 0, 1))
             return static_cast<std::uint16_t>(*bit);
         fail(path, "a bit is 0, 1, false or true");
@@ -79,7 +78,7 @@ std::pair<int, int> addressRange(const std::string &key, const std::string &path
     return {from, ends.size() == 2 ? to - from + 1 : 0};
 }
 
-std::vector<std::uint16_t> itemValues(Area area, int count, const QJsonValue &value, const std::string &path)
+std::vector<std::uint16_t> itemValues(Area area, int count, const Json::Value &value, const std::string &path)
 {
     if (!value.isArray()) {
         const auto items = static_cast<std::size_t>(std::max(count, 1));
@@ -87,33 +86,32 @@ std::vector<std::uint16_t> itemValues(Area area, int count, const QJsonValue &va
     }
     if (count > 0)
         fail(path, "a range takes one number for all its items, a list stands under its first address");
-    const QJsonArray list = value.toArray();
     std::vector<std::uint16_t> values;
-    values.reserve(static_cast<std::size_t>(list.size()));
-    for (int i = 0; i < list.size(); ++i)
-        values.push_back(itemValue(area, list.at(i), itemPath(path, i)));
+    values.reserve(value.size());
+    for (Json::ArrayIndex i = 0; i < value.size(); ++i)
+        values.push_back(itemValue(area, value[i], itemPath(path, i)));
     if (values.empty())
         fail(path, "the list is empty");
     return values;
 }
 
-QJsonObject objectOf(const QJsonValue &value, const std::string &path)
+const Json::Value &objectOf(const Json::Value &value, const std::string &path)
 {
     if (!value.isObject())
         fail(path, "an object { } belongs here");
-    return value.toObject();
+    return value;
 }
 
-void loadArea(Area area, const QJsonValue &value, const std::string &path,
+void loadArea(Area area, const Json::Value &value, const std::string &path,
               const std::vector<Station *> &stations)
 {
-    const QJsonObject object = objectOf(value, path);
+    const Json::Value &object = objectOf(value, path);
     std::set<int> filled;
     for (auto entry = object.begin(); entry != object.end(); ++entry) {
-        const std::string key = entry.key().toStdString();
+        const std::string key = entry.name();
         const std::string entryPath = joined(path, key);
         const auto [address, count] = addressRange(key, entryPath);
-        const std::vector<std::uint16_t> values = itemValues(area, count, entry.value(), entryPath);
+        const std::vector<std::uint16_t> values = itemValues(area, count, *entry, entryPath);
         // The keys of an object have no order that people can see, so no later one may win over an earlier.
         for (int i = 0; i < static_cast<int>(values.size()); ++i) {
             if (!filled.insert(address + i).second)
@@ -126,30 +124,28 @@ void loadArea(Area area, const QJsonValue &value, const std::string &path,
     }
 }
 
-int intMember(const QJsonObject &object, const char *key, int fallback, int min, int max,
+int intMember(const Json::Value &object, const char *key, int fallback, int min, int max,
               const std::string &path)
 {
-    const QJsonValue value = object.value(QLatin1String(key));
-    if (value.isUndefined())
+    if (!object.isMember(key))
         return fallback;
-    if (const std::optional<int> number = wholeNumber(value, min, max))
+    if (const std::optional<int> number = wholeNumber(object[key], min, max))
         return *number;
     fail(joined(path, key),
          "a whole number from " + std::to_string(min) + " to " + std::to_string(max) + " belongs here");
 }
 
-MovingRange movingRange(const QJsonObject &object, const std::string &path)
+MovingRange movingRange(const Json::Value &object, const std::string &path)
 {
-    for (const QString &key : object.keys()) {
-        if (key != QLatin1String("area") && key != QLatin1String("address") &&
-            key != QLatin1String("count") && key != QLatin1String("step"))
-            fail(joined(path, key.toStdString()), "a moving range has area, address, count and step only");
+    for (const std::string &key : object.getMemberNames()) {
+        if (key != "area" && key != "address" && key != "count" && key != "step")
+            fail(joined(path, key), "a moving range has area, address, count and step only");
     }
-    const std::optional<Area> area =
-        areaFromText(object.value(QLatin1String("area")).toString().toStdString());
+    const Json::Value &areaName = object["area"];
+    const std::optional<Area> area = areaFromText(areaName.isString() ? areaName.asString() : std::string());
     if (!area)
         fail(joined(path, "area"), "the area is \"0x\", \"1x\", \"3x\" or \"4x\"");
-    if (!object.contains(QLatin1String("address")))
+    if (!object.isMember("address"))
         fail(joined(path, "address"), "the address is missing");
     MovingRange range;
     range.area = *area;
@@ -159,14 +155,13 @@ MovingRange movingRange(const QJsonObject &object, const std::string &path)
     return range;
 }
 
-void loadMoving(const QJsonValue &value, const std::string &path, const std::vector<Station *> &stations)
+void loadMoving(const Json::Value &value, const std::string &path, const std::vector<Station *> &stations)
 {
     if (!value.isArray())
         fail(path, "a list [ ] of moving ranges belongs here");
-    const QJsonArray list = value.toArray();
-    for (int i = 0; i < list.size(); ++i) {
+    for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
         const std::string entryPath = itemPath(path, i);
-        const MovingRange range = movingRange(objectOf(list.at(i), entryPath), entryPath);
+        const MovingRange range = movingRange(objectOf(value[i], entryPath), entryPath);
         for (Station *station : stations) {
             if (!station->addMoving(range))
                 fail(entryPath, "the range goes beyond the end of the area");
@@ -175,30 +170,30 @@ void loadMoving(const QJsonValue &value, const std::string &path, const std::vec
 }
 
 /// Everything but "stations", which stands at the top only.
-void loadValues(const QJsonObject &object, const std::string &path, const std::vector<Station *> &stations)
+void loadValues(const Json::Value &object, const std::string &path, const std::vector<Station *> &stations)
 {
     for (auto entry = object.begin(); entry != object.end(); ++entry) {
-        const std::string key = entry.key().toStdString();
+        const std::string key = entry.name();
         const std::string entryPath = joined(path, key);
         if (const std::optional<Area> area = areaFromText(key))
-            loadArea(*area, entry.value(), entryPath, stations);
+            loadArea(*area, *entry, entryPath, stations);
         else if (key == kMovingKey)
-            loadMoving(entry.value(), entryPath, stations);
+            loadMoving(*entry, entryPath, stations);
         else if (key != kStationsKey || !path.empty())
             fail(entryPath, "unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known");
     }
 }
 
-void loadStations(const QJsonValue &value, StationBus *bus)
+void loadStations(const Json::Value &value, StationBus *bus)
 {
-    const QJsonObject object = objectOf(value, kStationsKey);
+    const Json::Value &object = objectOf(value, kStationsKey);
     for (auto entry = object.begin(); entry != object.end(); ++entry) {
-        const std::string key = entry.key().toStdString();
+        const std::string key = entry.name();
         const std::string path = joined(kStationsKey, key);
         int number = 0;
         if (!parseNumber(key, 1, 255, &number) || bus->station(number) == nullptr)
             fail(path, "no such station is simulated here (see --address)");
-        loadValues(objectOf(entry.value(), path), path, {bus->station(number)});
+        loadValues(objectOf(*entry, path), path, {bus->station(number)});
     }
 }
 
@@ -223,22 +218,20 @@ std::string lineAndColumn(const std::string &text, std::size_t offset)
 
 std::string loadAreas(const std::string &name, const std::string &text, StationBus *bus)
 {
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(QByteArray::fromStdString(text), &error);
-    if (error.error != QJsonParseError::NoError) {
-        const auto offset = static_cast<std::size_t>(std::max(error.offset, 0));
-        return name + ":" + lineAndColumn(text, offset) + ": not JSON: " + error.errorString().toStdString();
-    }
+    const bool isMarked = text.compare(0, sizeof kByteOrderMark - 1, kByteOrderMark) == 0;
+    const std::string json = isMarked ? text.substr(sizeof kByteOrderMark - 1) : text;
     try {
-        if (!document.isObject())
+        const Json::Value top = parseStrictJson(json);
+        if (!top.isObject())
             fail("the document", "an object { } belongs at the top");
-        const QJsonObject top = document.object();
         std::vector<Station *> all;
         for (auto &[number, station] : bus->stations())
             all.push_back(&station);
         loadValues(top, "", all);
-        if (top.contains(QLatin1String(kStationsKey)))
-            loadStations(top.value(QLatin1String(kStationsKey)), bus);
+        if (top.isMember(kStationsKey))
+            loadStations(top[kStationsKey], bus);
+    } catch (const JsonFault &fault) {
+        return name + ":" + lineAndColumn(json, fault.offset) + ": not JSON: " + fault.what;
     } catch (const LoadError &wrong) {
         return name + ": " + wrong.where + ": " + wrong.what;
     }

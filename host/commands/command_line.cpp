@@ -8,269 +8,13 @@
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
+#include "host/commands/help_texts.h"
+#include "host/commands/option_groups.h"
 #include "host/project/project_input.h"
-#include "runtime/master/policies.h"
 
 namespace plc::host {
 
 namespace {
-
-constexpr const char *kLineGroup = "Line";
-constexpr const char *kDriverGroup = "Driver";
-constexpr const char *kOutputGroup = "Output";
-
-constexpr const char *kExitCodes =
-    "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable replies,\n"
-    "5 port cannot be opened or is lost, 6 some good, some not.";
-
-constexpr const char *kReadExample = "Example: ten holding registers and a 32-bit value of station 5:\n"
-                                     "  plchost read -p /dev/ttyUSB0 -b 9600 -a 5 4x:100:10 4x_d:200\n\n";
-
-constexpr const char *kWriteExample =
-    "Example: two registers, a bit inside a register and a 32-bit value, read back "
-    "afterwards:\n"
-    "  plchost write -p /dev/ttyUSB0 -a 5 4x:100=1,2 4x_bit:35.3=1 4x_d:200=-70000 "
-    "--verify\n\n";
-
-constexpr const char *kWatchExample =
-    "Example: live values of two stations, ten seconds long, one scan each half second:\n"
-    "  plchost watch -p /dev/ttyUSB0 -l 500 --for 10 4x:100:10@1 0x:16:8@2\n\n"
-    "On a terminal a table is drawn and kept up to date. Otherwise, and with -q, a line for each variable is "
-    "printed\n"
-    "every second, or as often as -l says where that is longer, and once more at the end; with -1 only at "
-    "the "
-    "end.\n"
-    "The statistics at the end go to standard error. The exit code tells how the last reading of each "
-    "variable "
-    "ended.\n\n";
-
-constexpr const char *kPlanHelp =
-    "Example: what a project costs at 115200 baud with stations that think for 5 ms:\n"
-    "  plchost plan docs/examples/packaging_line.json -b 115200 --answer-delay 5\n\n"
-    "No line is needed: the driver is loaded, gets the project, and its requests are answered with zeros. "
-    "Shown are the\n"
-    "requests that it makes, the registers or bits among them that no variable wants, and times computed "
-    "from the baud\n"
-    "rate: 11 bits a character, a silence of 3.5 characters (1.75 ms above 19200 baud) before each request, "
-    "and the\n"
-    "same or the answer delay before each reply.\n\n"
-    "A scan is over when every request, also those of the priority levels, has been served at least once; "
-    "meanwhile the\n"
-    "levels are served at their rates, so that some requests go out many times.\n\n"
-    "The file format is described in docs/projects.md.\n";
-
-constexpr const char *kRunExample =
-    "Example: one scan of a project over a simulated line, all values as JSON, a line each:\n"
-    "  plcstation -a 1-8 --link /tmp/line & plchost run docs/examples/packaging_line.json -p /tmp/line "
-    "--scans 1 "
-    "--format ndjson\n\n";
-
-constexpr const char *kScanHelp =
-    "A scan is over when, since the scan before it, every variable has been asked for, whether its station "
-    "answered or\n"
-    "not, those of stations that are switched off or offline left out: every request of the driver's read "
-    "list and every request of "
-    "its\n"
-    "priority levels has been served at least once. Level 1 is the slowest: the driver serves it once in "
-    "three turns\n"
-    "of the ordinary requests. Levels 2, 3 and 4 are served after every sixth, third and single ordinary "
-    "request.\n\n"
-    "On a terminal a table is drawn and kept up to date; otherwise the values are printed at the end, and "
-    "with --every\n"
-    "meanwhile. Writes are reported on standard output in text and ndjson, on standard error in csv. The "
-    "statistics at\n"
-    "the end go to standard error, and in ndjson to the last line of standard output as well. Writes that "
-    "are still\n"
-    "waiting when --for, --scans or quit end the run are carried out first.\n\n"
-    "The file format is described in docs/projects.md.\n";
-
-constexpr const char *kRunCodes =
-    " The last reading of each variable counts, each write,\n"
-    "and each line that was not understood. Variables of stations that are switched off do not count.\n";
-
-constexpr const char *kDemoExample =
-    "Example:\n  plchost demo\n\n"
-    "Starts plcstation, reads and writes variables of all kinds over a pseudo-terminal,\n"
-    "and shows what came back, with ? for what was not read. Ends with exit code 0 only if all of it is what "
-    "was\n"
-    "written; why something is not goes to standard error.\n\n";
-
-/// An option with a number from @p least to @p most.
-template <typename Number>
-CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number least, Number most,
-                       const char *unit, const char *help, const char *group = "Options")
-{
-    return app->add_option(name, *number, help)
-        ->check(CLI::Range(least, most))
-        ->type_name(unit)
-        ->group(group);
-}
-
-void addLineOptions(CLI::App *app, CommandOptions *options)
-{
-    addNumber(app, "-a,--station", &options->station, 0, kLastStation, "N",
-              "station of variables that name none, 1 to 247; 0 broadcasts writes", kLineGroup)
-        ->capture_default_str();
-    addNumber(app, "-b,--baud", &options->baud, kSlowestBaud, kFastestBaud, "RATE", "bits per second",
-              kLineGroup)
-        ->capture_default_str();
-    app->add_option("-P,--parity", options->parity, "even, odd or none")
-        ->check(CLI::IsMember({"even", "odd", "none"}))
-        ->type_name("NAME")
-        ->capture_default_str()
-        ->group(kLineGroup);
-    app->add_option("-d,--data-bits", options->dataBits, "always 8: this protocol has no other")
-        ->check(CLI::IsMember({8}))
-        ->type_name("8")
-        ->capture_default_str()
-        ->group(kLineGroup);
-    app->add_option("-s,--stop-bits", options->stopBits,
-                    "1 or 2; without it 2 where there is no parity, else 1")
-        ->check(CLI::IsMember({1, 2}))
-        ->type_name("N")
-        ->group(kLineGroup);
-    addNumber(app, "-o,--timeout", &options->timeoutSeconds, 0.01, 60.0, "S",
-              "wait for the first byte of a reply, in seconds", kLineGroup)
-        ->capture_default_str();
-    addNumber(app, "--late-guard", &options->lateGuardSeconds, 0.0, 60.0, "S",
-              "listen that long after a time-out before another request goes out, in seconds; without it "
-              "as long as the time-out",
-              kLineGroup);
-    addNumber(app, "--turnaround", &options->turnaroundMs, 0, 60000, "MS",
-              "pause after a write that nobody answers (ms)", kLineGroup)
-        ->capture_default_str();
-    app->add_flag("--echo", options->echo,
-                  "the line hands back what is sent on it (two wires); take that off. Without it the echo of "
-                  "a write "
-                  "of one register or coil passes for the reply, which looks the same")
-        ->group(kLineGroup);
-    app->add_option("--without", options->without, "policy to do without, by name, see below; repeatable")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->type_name("POLICY")
-        ->group(kLineGroup);
-}
-
-void addDriverOption(CLI::App *app, std::string *path)
-{
-    app->add_option("--driver", *path, "the driver library, if it is not the one beside this program")
-        ->type_name("PATH")
-        ->group(kDriverGroup);
-}
-
-void addDriverOptions(CLI::App *app, CommandOptions *options)
-{
-    addNumber(app, "--retries", &options->retries, 0, 100, "N",
-              "repetitions of a request that got no usable reply", kDriverGroup)
-        ->capture_default_str();
-    addNumber(app, "--max-block", &options->maxBlock, 1, 100, "N",
-              "most registers in one request; eight times as many bits", kDriverGroup)
-        ->capture_default_str();
-    addNumber(app, "--link-mode", &options->linkMode, 0, 1, "N", "0 = Modbus frames, 1 = relay frames",
-              kDriverGroup)
-        ->capture_default_str();
-    app->add_option("--option", options->options, "option of the driver by name, see below; repeatable")
-        ->delimiter(',')
-        ->allow_extra_args(false)
-        ->type_name("NAME")
-        ->group(kDriverGroup);
-    addDriverOption(app, &options->driver);
-}
-
-/// What is told besides values.
-void addVerbosityOptions(CLI::App *app, OutputOptions *options)
-{
-    app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error")
-        ->group(kOutputGroup);
-    app->add_flag("-q,--quiet", options->quiet,
-                  "no statistics, advice or live table; values and failures are still told")
-        ->group(kOutputGroup);
-}
-
-/// -p, without which there is no line.
-void addPortOption(CLI::App *app, CommandOptions *options)
-{
-    app->add_option("-p,--port", options->port, "serial port or pseudo-terminal, as /dev/ttyUSB0")
-        ->type_name("PATH")
-        ->required()
-        ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
-        ->group(kLineGroup);
-}
-
-/// Options of the line and of the driver and what is told besides values: all but the port.
-void addLinkOptions(CLI::App *app, CommandOptions *options)
-{
-    addLineOptions(app, options);
-    addDriverOptions(app, options);
-    addVerbosityOptions(app, options);
-}
-
-/// When a dead station is left alone, for commands that ask over and over.
-void addOfflineOptions(CLI::App *app, CommandOptions *options)
-{
-    options->asksForEver = true;
-    addNumber(app, "--offline-after", &options->offlineAfter, 1, 1000, "N",
-              "failed requests in a row after which a station is left alone but for a trial now and then",
-              kLineGroup)
-        ->capture_default_str();
-    addNumber(app, "--first-trial", &options->firstProbeSeconds, 0.1, 3600.0, "S",
-              "from then to the first trial, in seconds; each trial that fails doubles the distance",
-              kLineGroup)
-        ->capture_default_str();
-    addNumber(app, "--longest-trial", &options->longestProbeSeconds, 0.1, 3600.0, "S",
-              "longest distance of the trials, in seconds; more where several stations are offline",
-              kLineGroup)
-        ->capture_default_str();
-}
-
-/// How numbers are shown.
-void addNumberOptions(CLI::App *app, OutputOptions *options)
-{
-    auto *hex = app->add_flag("--hex", options->hex, "values in hexadecimal")->group(kOutputGroup);
-    app->add_flag("--signed", options->isSigned, "values with a sign")->excludes(hex)->group(kOutputGroup);
-}
-
-/// How values are shown.
-void addOutputOptions(CLI::App *app, OutputOptions *options)
-{
-    app->add_option("--format", options->format, "text, csv or ndjson")
-        ->check(CLI::IsMember({"text", "csv", "ndjson"}))
-        ->type_name("NAME")
-        ->capture_default_str()
-        ->group(kOutputGroup);
-    addNumberOptions(app, options);
-}
-
-/// Variables by name, and one by -t, -r and -c.
-void addVariableOptions(CLI::App *app, CommandOptions *options)
-{
-    app->add_option("VARIABLE", options->variables, "what to read: AREA:ADDRESS[:COUNT][@STATION]")
-        ->type_name("");
-    auto *start = app->add_option("-r,--start", options->start, "address, with -t in place of VARIABLE")
-                      ->type_name("ADDRESS");
-    auto *type =
-        app->add_option("-t,--type", options->type, "area of -r: its name, or 0, 1, 3, 4 for 0x, 1x, 3x, 4x")
-            ->type_name("AREA")
-            ->needs(start);
-    start->needs(type);
-    addNumber(app, "-c,--count", &options->count, 1, 65536, "N", "number of values from -r on")
-        ->capture_default_str()
-        ->needs(start);
-}
-
-/// What the help of the commands ends with that take variables by name.
-std::string commonHelp()
-{
-    return "Variables are AREA:ADDRESS[:COUNT][@STATION], as 4x:100, 4x:100:10, 4x_bit:35.3, 4x_d:200, "
-           "0x:16:8@5.\n"
-           "ADDRESS goes out as it is typed, counting from 0 (from 1 with --option one-based). COUNT is a "
-           "number of\n"
-           "values: bits, registers, or 32-bit values (of two registers, the upper half first). Areas:\n" +
-           areaHelp() + "Options of the driver:\n" + optionHelp() +
-           "Policies, all of them on without --without:\n" + policyHelp() + kExitCodes +
-           " With several failures and nothing good the\n"
-           "first failure counts. What an interruption (Ctrl-C) has left undone counts as no reply.";
-}
 
 void addReadCommand(CLI::App *program, Command *chosen)
 {
@@ -312,7 +56,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     CLI::App *command = program->add_subcommand("watch", "read variables over and over and show them");
     addPortOption(command, options.get());
     addVariableOptions(command, options.get());
-    addNumber(command, "-l,--interval", &options->intervalMs, 0, 3600000, "MS",
+    addNumber(command, "-l,--interval", &options->intervalMs, kPollIntervalMsLimits, "MS",
               "from the start of a scan to the start of the next (ms); 0 = without pause")
         ->capture_default_str();
     addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
@@ -350,7 +94,7 @@ void addPlanCommand(CLI::App *program, Command *chosen)
     CLI::App *command =
         program->add_subcommand("plan", "show what a project costs on the line, without a line");
     command->add_option("PROJECT", options->file, "project file")->type_name("")->required();
-    addNumber(command, "-b,--baud", &options->baud, kSlowestBaud, kFastestBaud, "RATE",
+    addNumber(command, "-b,--baud", &options->baud, kBaudLimits, "RATE",
               "bits per second, in place of the project's");
     addNumber(command, "--answer-delay", &options->answerDelayMs, 0.0, 60000.0, "MS",
               "what stations take from request to reply (ms)")

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
 
 namespace plc::host {
@@ -16,11 +17,14 @@ std::string areaOfType(const std::string &type)
     return type;
 }
 
-Parity parityOf(const std::string &name)
+/// The same as optionMask, with complaints about what was typed.
+quint32 typedOption(const std::string &name)
 {
-    if (name == "odd")
-        return Parity::Odd;
-    return name == "none" ? Parity::None : Parity::Even;
+    try {
+        return optionMask(name);
+    } catch (const Failure &failure) {
+        throw Failure(failure.kind(), std::string("--") + failure.what());
+    }
 }
 
 } // namespace
@@ -30,7 +34,7 @@ LinkSettings CommandOptions::link() const
     LinkSettings settings;
     settings.port = port;
     settings.baud = baud;
-    settings.parity = parityOf(parity);
+    settings.parity = parityNamed(parity);
     settings.stopBits = stopBits;
     settings.timeout = fromSeconds(timeoutSeconds);
     if (lateGuardSeconds >= 0)
@@ -41,7 +45,7 @@ LinkSettings CommandOptions::link() const
     settings.linkMode = linkMode;
     settings.maxBlock = maxBlock;
     for (const std::string &name : options)
-        settings.options |= optionMask(name);
+        settings.options |= typedOption(name);
     settings.echo = echo;
     for (const std::string &name : without)
         turnOff(&settings.policies, name);

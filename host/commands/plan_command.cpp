@@ -94,12 +94,12 @@ void printRefresh(const ScanStatistics &scans)
 {
     std::vector<std::vector<std::string>> cells{{"refresh", "requests", "min ms", "median ms", "max ms"}};
     for (int level = 0; level < kScanLevels; ++level) {
-        const Spread &spread = scans.refresh(level);
-        if (spread.count() > 0)
+        const Histogram &interval = scans.refresh(level);
+        if (interval.count() > 0)
             cells.push_back({levelName(level), std::to_string(scans.requestsOf(level)),
-                             fixed(inMilliseconds(spread.least()), 1),
-                             fixed(inMilliseconds(spread.median()), 1),
-                             fixed(inMilliseconds(spread.most()), 1)});
+                             fixed(inMilliseconds(interval.least()), 1),
+                             fixed(inMilliseconds(interval.percentile(50)), 1),
+                             fixed(inMilliseconds(interval.most()), 1)});
     }
     printTable(cells);
 }
@@ -153,13 +153,13 @@ QJsonArray refreshIn(const ScanStatistics &scans)
 {
     QJsonArray levels;
     for (int level = 0; level < kScanLevels; ++level) {
-        const Spread &spread = scans.refresh(level);
-        if (spread.count() > 0)
+        const Histogram &interval = scans.refresh(level);
+        if (interval.count() > 0)
             levels.append(QJsonObject{{"level", level},
                                       {"requests", scans.requestsOf(level)},
-                                      {"leastMs", inMilliseconds(spread.least())},
-                                      {"medianMs", inMilliseconds(spread.median())},
-                                      {"mostMs", inMilliseconds(spread.most())}});
+                                      {"leastMs", inMilliseconds(interval.least())},
+                                      {"medianMs", inMilliseconds(interval.percentile(50))},
+                                      {"mostMs", inMilliseconds(interval.most())}});
     }
     return levels;
 }

@@ -2,12 +2,10 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
-#include <deque>
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
@@ -15,11 +13,12 @@
 #include "host/commands/input_lines.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/output.h"
+#include "host/commands/paged_table.h"
 #include "host/commands/result_text.h"
+#include "host/commands/run_report.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
 #include "host/project/project_monitor.h"
-#include "runtime/line/line_timing.h"
 #include "runtime/master/driver_library.h"
 #include "runtime/panel/session.h"
 
@@ -30,94 +29,6 @@ namespace {
 constexpr Time kSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr Time kLineInterval = std::chrono::seconds(1); ///< until it is told what is waited for
-constexpr std::size_t kReportsShown = 4;
-constexpr int kUsualRows = 24;
-constexpr int kUsualColumns = 80;
-constexpr int kOtherLines = 5; ///< of a table: headings, page, hint, and some air
-
-/// A page of rows on a terminal, with the latest reports under it, redrawn in place. What people type stands
-/// in the line below.
-class PagedTable
-{
-public:
-    explicit PagedTable(NumberStyle style) : style_(style) {}
-
-    void turnTo(int page) { page_ = page; }
-    void turn() { ++page_; }
-    /// A line was typed: the cursor stands one line lower now.
-    void lineTyped() { moved_ = true; }
-    void report(const std::string &text)
-    {
-        reports_.push_back(text);
-        if (reports_.size() > kReportsShown)
-            reports_.pop_front();
-    }
-
-    /// @return the rows that are to be drawn next, of @p count.
-    std::pair<int, int> visible(int count)
-    {
-        winsize size{};
-        const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 && size.ws_col > 0;
-        columns_ = known ? size.ws_col : kUsualColumns;
-        rows_ =
-            std::max(1, (known ? size.ws_row : kUsualRows) - kOtherLines - static_cast<int>(kReportsShown));
-        const int pages = (count + rows_ - 1) / rows_;
-        page_ = page_ > pages ? 1 : std::max(page_, 1);
-        const int from = (page_ - 1) * rows_;
-        title_ = "variables " + std::to_string(from + 1) + " to " +
-                 std::to_string(std::min(from + rows_, count)) + " of " + std::to_string(count);
-        if (pages > 1)
-            title_ +=
-                ", page " + std::to_string(page_) + " of " + std::to_string(pages) + " (Enter turns it)";
-        return {from, std::min(from + rows_, count)};
-    }
-
-    void draw(const std::vector<Row> &rows)
-    {
-        std::vector<std::vector<std::string>> cells{{"variable", "station", "value", "age", "state"}};
-        for (const Row &row : rows)
-            cells.push_back(
-                {row.variable.text, std::to_string(row.station),
-                 row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "-",
-                 row.age ? formatAge(*row.age) : "-",
-                 row.state + (row.detail.empty() ? "" : ": " + row.detail)});
-        std::vector<std::string> lines = layOut(cells);
-        lines.push_back(title_);
-        lines.insert(lines.end(), reports_.begin(), reports_.end());
-        show(lines);
-    }
-
-private:
-    void show(const std::vector<std::string> &lines)
-    {
-        // The typed part of a line survives as long as the picture keeps its height.
-        const bool inPlace = !moved_ && linesDrawn_ == lines.size();
-        std::string screen = inPlace ? "\x1b"
-                                       "7"
-                                     : "";
-        const std::size_t up = linesDrawn_ + (moved_ ? 1 : 0);
-        if (up > 0)
-            screen += "\r\x1b[" + std::to_string(up) + "A";
-        for (const std::string &line : lines)
-            screen += "\r" + line.substr(0, static_cast<std::size_t>(columns_ - 1)) + "\x1b[K\n";
-        screen += inPlace ? "\x1b"
-                            "8"
-                          : "\r\x1b[J";
-        std::fputs(screen.c_str(), stdout);
-        std::fflush(stdout);
-        linesDrawn_ = lines.size();
-        moved_ = false;
-    }
-
-    NumberStyle style_;
-    int page_ = 1;
-    int rows_ = 1;
-    int columns_ = kUsualColumns;
-    std::string title_;
-    std::deque<std::string> reports_;
-    std::size_t linesDrawn_ = 0;
-    bool moved_ = false;
-};
 
 /// A write on its way.
 struct OpenWrite
@@ -357,75 +268,20 @@ private:
         }
     }
 
-    /// Share of the time in which characters were on the line.
-    double lineShare() const
+    RunReport runReport() const
     {
-        const Counters &total = session_.statistics().total;
-        const LineTiming timing(project_.link.baud);
-        const double busy =
-            static_cast<double>(total.bytesOut + total.bytesIn) * seconds(timing.wire(1000)) / 1000.0;
-        const double duration = seconds(session_.runningFor());
-        return duration > 0 ? busy / duration : 0.0;
-    }
-
-    std::string describeScans() const
-    {
-        const ScanStatistics &scans = monitor_.scans();
-        std::string text = "full scans " + std::to_string(scans.scans());
-        if (scans.scans() > 0)
-            text += ", seconds per scan " + fixed(seconds(scans.durations().mean()), 3) + " (" +
-                    fixed(seconds(scans.durations().least()), 3) + " to " +
-                    fixed(seconds(scans.durations().most()), 3) + "), requests per scan " +
-                    fixed(scans.requestsPerScan(), 1) + ", bytes per scan " + fixed(scans.bytesPerScan(), 1);
-        text += "\nline in use " + fixed(lineShare() * 100, 1) + " % of the time at " +
-                std::to_string(project_.link.baud) + " baud" +
-                (lineShare() > 1 ? ", more than a real line carries\n" : "\n");
-        for (int level = 0; level < kScanLevels; ++level) {
-            const Spread &spread = scans.refresh(level);
-            if (spread.count() > 0)
-                text += std::string(level == 0 ? "ordinary" : "level " + std::to_string(level)) + ": " +
-                        std::to_string(scans.requestsOf(level)) + " requests, refresh interval min " +
-                        fixed(seconds(spread.least()), 3) + " s, median " +
-                        fixed(seconds(spread.median()), 3) + " s, max " + fixed(seconds(spread.most()), 3) +
-                        " s\n";
-        }
-        return text;
-    }
-
-    QJsonObject statisticsLine() const
-    {
-        const ScanStatistics &scans = monitor_.scans();
-        const Counters &total = session_.statistics().total;
-        QJsonArray levels;
-        for (int level = 0; level < kScanLevels; ++level) {
-            const Spread &spread = scans.refresh(level);
-            if (spread.count() > 0)
-                levels.append(QJsonObject{{"level", level},
-                                          {"requests", scans.requestsOf(level)},
-                                          {"leastS", seconds(spread.least())},
-                                          {"medianS", seconds(spread.median())},
-                                          {"mostS", seconds(spread.most())}});
-        }
-        return {{"scans", static_cast<double>(scans.scans())},
-                {"secondsPerScan", seconds(scans.durations().mean())},
-                {"requestsPerScan", scans.requestsPerScan()},
-                {"bytesPerScan", scans.bytesPerScan()},
-                {"requests", static_cast<double>(total.requests)},
-                {"bytesOut", static_cast<double>(total.bytesOut)},
-                {"bytesIn", static_cast<double>(total.bytesIn)},
-                {"seconds", seconds(session_.runningFor())},
-                {"lineShare", lineShare()},
-                {"refresh", levels}};
+        return {monitor_.scans(), session_.statistics().total, session_.runningFor(), project_.link.baud};
     }
 
     ExitCode finish()
     {
         if (options_.outputFormat() == Format::NdJson)
-            printJson({{"statistics", statisticsLine()}});
+            printJson({{"statistics", jsonOf(runReport())}});
         if (!options_.quiet)
-            std::fputs(
-                (describeStatistics(session_.statistics(), session_.runningFor()) + describeScans()).c_str(),
-                stderr);
+            std::fputs((describeStatistics(session_.statistics(), session_.runningFor()) +
+                        describeScans(runReport()))
+                           .c_str(),
+                       stderr);
         if (!session_.portLost().empty())
             throw Failure(FailureKind::Port, session_.portLost());
         for (int i = 0; i < count(); ++i) {

@@ -1,11 +1,9 @@
 /// @file
-/// JSON whose values know where in the text they stand, so that a mistake in a file can be shown to its
-/// author.
+/// A JSON file whose values know where in the text they stand, so that its author can be shown a mistake.
 #ifndef PLC_PROJECT_LOCATED_JSON_H
 #define PLC_PROJECT_LOCATED_JSON_H
 
-#include <QByteArray>
-#include <QJsonValue>
+#include <json/value.h>
 
 #include <string>
 #include <vector>
@@ -21,33 +19,43 @@ struct TextPlace
     int column = 1;
 };
 
-struct LocatedMember;
-
-/// One value of a JSON text.
-struct LocatedValue
-{
-    TextPlace place;
-    QJsonValue scalar; ///< null, a boolean, a number or a string; otherwise only its type counts
-    std::vector<LocatedMember> members; ///< of an object, in the order of the text
-    std::vector<LocatedValue> items;    ///< of an array
-
-    QJsonValue::Type type() const { return scalar.type(); }
-};
-
-struct LocatedMember
+struct JsonMember
 {
     std::string key;
-    TextPlace keyPlace;
-    LocatedValue value;
+    const Json::Value *value;
 };
 
-/// Throws a Failure (wrong usage) "FILE, line L, column C: WHAT".
-[[noreturn]] void refuseAt(const std::string &file, TextPlace place, const std::string &what);
+/// The members of @p object in the order of its text, so that the first mistake in it is the one told.
+std::vector<JsonMember> membersInOrder(const Json::Value &object);
 
-/// Reads JSON.
-/// @param file     how errors call the text.
-/// @throw Failure  (wrong usage) with line and column when the text is no JSON, or an object has a key twice.
-LocatedValue parseLocatedJson(const std::string &file, const QByteArray &text);
+/// A JSON text and what it says. The values that its functions take are those of root().
+class LocatedJson
+{
+public:
+    /// Reads JSON.
+    /// @param file     how errors call the text.
+    /// @throw Failure  (wrong usage) with line and column when the text is no JSON or has a key twice.
+    LocatedJson(std::string file, std::string text);
+
+    const Json::Value &root() const { return root_; }
+    TextPlace placeOf(const Json::Value &value) const;
+
+    /// Throws a Failure (wrong usage) "FILE, line L, column C: WHAT" with the place of @p value.
+    [[noreturn]] void refuse(const Json::Value &value, const std::string &what) const;
+    /// The same with the place of the key that stands in front of @p value, a member of an object.
+    [[noreturn]] void refuseKey(const Json::Value &value, const std::string &what) const;
+
+private:
+    void noteLines();
+    TextPlace placeAt(std::size_t offset) const;
+    std::size_t keyOffset(const Json::Value &value) const;
+    [[noreturn]] void refuseAt(std::size_t offset, const std::string &what) const;
+
+    std::string file_;
+    std::string text_;
+    std::vector<std::size_t> lineStarts_;
+    Json::Value root_;
+};
 
 } // namespace plc::host
 

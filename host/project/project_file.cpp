@@ -2,52 +2,25 @@
 
 #include <QFile>
 
-#include <array>
 #include <cmath>
 #include <functional>
 #include <map>
-#include <set>
 
 #include "core/register_types.h"
 #include "host/project/located_json.h"
+#include "host/project/priority_rows.h"
+#include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::host {
 
 namespace {
 
-constexpr int kLongestMs = 60000;
-constexpr int kLongestTrialMs = 3600000;
-constexpr int kMostRetries = 100;
-constexpr int kMostFailures = 1000;
 constexpr int kMostRegistersInOneRead = 125;
 constexpr int kMostBitsInOneRead = 2000;
-constexpr int kMostValues = 65536;
-constexpr int kLevels = 4;
-constexpr int kRowTexts = 10;
-constexpr int kLevelText = 8;
+constexpr Limits kTypedAddressLimits{0, 65536}; ///< counted from 0 or from 1
 constexpr std::size_t kLongestName = 64;
-
-/// What a name of the name table may begin with. The longer ones come first, since "4x" also begins "4x_d".
-struct NamePrefix
-{
-    const char *text;
-    int baseType;
-};
-
-constexpr NamePrefix kNamePrefixes[] = {
-    {"4x_d", kHoldingRegister},
-    {"3x_d", kInputRegister},
-    {"4x_bit", kHoldingRegister},
-    {"3x_bit", kInputRegister},
-    {"4x", kHoldingRegister},
-    {"3x", kInputRegister},
-    {"0x", kCoil},
-    {"1x", kDiscreteInput},
-};
-
-/// The driver divides the number in a bit's name by this.
-constexpr int kBitNameScale = 8;
 
 std::string quoted(const std::string &text)
 {
@@ -63,63 +36,49 @@ std::string reasonOf(const Failure &failure)
     return reason == std::string::npos ? text : text.substr(reason + 2);
 }
 
-/// A row that gives the element at @p address the priority @p level.
-PriorityRow rowFor(const std::string &name, int baseType, int address, int level)
-{
-    PriorityRow row;
-    row.level = level;
-    row.baseType = baseType;
-    row.address = address;
-    for (int i = 0; i < kRowTexts; ++i)
-        row.texts.append(QString());
-    row.texts[0] = QString::fromStdString(name);
-    row.texts[kLevelText] = QString::number(level);
-    row.texts.last() = QLatin1String(areaName(baseType)) +
-                       QString::number(isBitArea(baseType) ? address * kBitNameScale : address);
-    return row;
-}
-
 /// Reads one project; the first mistake ends it.
 class Reader
 {
 public:
-    explicit Reader(const std::string &file) : file_(file) {}
+    explicit Reader(const LocatedJson &json) : json_(json) {}
 
-    Project read(const LocatedValue &root)
+    Project read()
     {
-        const LocatedValue *link = nullptr;
-        const LocatedValue *variables = nullptr;
-        const LocatedValue *rows = nullptr;
+        const Json::Value &root = json_.root();
+        const Json::Value *link = nullptr;
+        const Json::Value *variables = nullptr;
+        const Json::Value *rows = nullptr;
         visit(root, "a project",
-              {{"name", [&](const LocatedValue &value) { project_.name = text(value, "a text"); }},
-               {"link", [&](const LocatedValue &value) { link = &value; }},
-               {"variables", [&](const LocatedValue &value) { variables = &value; }},
-               {"nameRows", [&](const LocatedValue &value) { rows = &value; }}});
+              {{"name", [&](const Json::Value &value) { project_.name = text(value, "a text"); }},
+               {"link", [&](const Json::Value &value) { link = &value; }},
+               {"variables", [&](const Json::Value &value) { variables = &value; }},
+               {"nameRows", [&](const Json::Value &value) { rows = &value; }}});
         // In this order, whatever the file's: the addresses mean what the options of the link say.
         if (link)
             readLink(*link);
         if (!variables)
-            refuseAt(file_, root.place, "the project has no 'variables', a list of at least one variable");
+            json_.refuse(root, "the project has no 'variables', a list of at least one variable");
         readVariables(*variables);
         if (rows)
             readRows(*rows);
-        addRateRows();
+        for (PriorityRow &row : rateRows(project_.variables, rates_))
+            project_.rows.push_back(std::move(row));
         return std::move(project_);
     }
 
 private:
-    using Take = std::function<void(const LocatedValue &)>;
+    using Take = std::function<void(const Json::Value &)>;
     using Keys = std::vector<std::pair<const char *, Take>>;
 
-    void visit(const LocatedValue &object, const std::string &what, const Keys &keys) const
+    void visit(const Json::Value &object, const std::string &what, const Keys &keys) const
     {
-        if (object.type() != QJsonValue::Object)
-            refuseAt(file_, object.place, what + " must be an object, {...}");
-        for (const LocatedMember &member : object.members)
-            find(member, what, keys)(member.value);
+        if (!object.isObject())
+            json_.refuse(object, what + " must be an object, {...}");
+        for (const JsonMember &member : membersInOrder(object))
+            find(member, what, keys)(*member.value);
     }
 
-    const Take &find(const LocatedMember &member, const std::string &what, const Keys &keys) const
+    const Take &find(const JsonMember &member, const std::string &what, const Keys &keys) const
     {
         std::string names;
         for (const auto &[name, take] : keys) {
@@ -127,159 +86,150 @@ private:
                 return take;
             names += (names.empty() ? "" : ", ") + std::string(name);
         }
-        refuseAt(file_, member.keyPlace,
-                 quoted(member.key) + " is no key of " + what + "; keys are " + names);
+        json_.refuseKey(*member.value, quoted(member.key) + " is no key of " + what + "; keys are " + names);
     }
 
-    const std::vector<LocatedValue> &list(const LocatedValue &value, const std::string &what) const
+    const Json::Value &list(const Json::Value &value, const std::string &what) const
     {
-        if (value.type() != QJsonValue::Array)
-            refuseAt(file_, value.place, what + " must be a list, [...]");
-        return value.items;
+        if (!value.isArray())
+            json_.refuse(value, what + " must be a list, [...]");
+        return value;
     }
 
-    std::string text(const LocatedValue &value, const std::string &allowed) const
+    std::string text(const Json::Value &value, const std::string &allowed) const
     {
-        if (value.type() != QJsonValue::String)
-            refuseAt(file_, value.place, "this must be " + allowed + " in quotation marks");
-        return value.scalar.toString().toStdString();
+        if (!value.isString())
+            json_.refuse(value, "this must be " + allowed + " in quotation marks");
+        return value.asString();
     }
 
-    int number(const LocatedValue &value, int least, int most) const
+    int number(const Json::Value &value, Limits limits) const
     {
-        const double given = value.scalar.toDouble(std::nan(""));
+        const double given = value.isNumeric() ? value.asDouble() : std::nan("");
         // What is no number gives NaN, which no comparison accepts.
-        if (!(given >= least && given <= most) || given != std::floor(given))
-            refuseAt(file_, value.place,
-                     "this must be a whole number from " + std::to_string(least) + " to " +
-                         std::to_string(most));
+        if (!(given >= limits.least && given <= limits.most) || given != std::floor(given))
+            json_.refuse(value, "this must be a whole number from " + std::to_string(limits.least) + " to " +
+                                    std::to_string(limits.most));
         return static_cast<int>(given);
     }
 
-    bool flag(const LocatedValue &value) const
+    bool flag(const Json::Value &value) const
     {
-        if (value.type() != QJsonValue::Bool)
-            refuseAt(file_, value.place, "this must be true or false");
-        return value.scalar.toBool();
+        if (!value.isBool())
+            json_.refuse(value, "this must be true or false");
+        return value.asBool();
     }
 
-    Take numberInto(int *target, int least, int most) const
+    Take numberInto(int *target, Limits limits) const
     {
-        return [=](const LocatedValue &value) { *target = number(value, least, most); };
+        return [=](const Json::Value &value) { *target = number(value, limits); };
     }
 
-    Take millisecondsInto(Time *target, int least, int most = kLongestMs) const
+    Take millisecondsInto(Time *target, Limits limits) const
     {
-        return [=](const LocatedValue &value) {
-            *target = std::chrono::milliseconds(number(value, least, most));
-        };
+        return [=](const Json::Value &value) { *target = std::chrono::milliseconds(number(value, limits)); };
     }
 
-    void readLink(const LocatedValue &value)
+    void readLink(const Json::Value &value)
     {
         LinkSettings &link = project_.link;
-        visit(
-            value, "the link",
-            {{"port", [&](const LocatedValue &port) { link.port = text(port, "a path, as /dev/ttyUSB0,"); }},
-             {"baud", numberInto(&link.baud, kSlowestBaud, kFastestBaud)},
-             {"parity", [&](const LocatedValue &parity) { readParity(parity); }},
-             {"stopBits", numberInto(&link.stopBits, 1, 2)},
-             {"retryLimit", numberInto(&link.retries, 0, kMostRetries)},
-             {"replyTimeoutMs", millisecondsInto(&link.timeout, 10)},
-             {"lateGuardMs",
-              [&](const LocatedValue &given) {
-                  Time guard{};
-                  millisecondsInto(&guard, 0)(given);
-                  link.lateGuard = guard;
-              }},
-             {"turnaroundMs", millisecondsInto(&link.turnaround, 0)},
-             {"options", [&](const LocatedValue &options) { readOptions(options); }},
-             {"linkMode", numberInto(&link.linkMode, 0, 1)},
-             {"maxBlock", numberInto(&link.maxBlock, 1, 100)},
-             {"station", numberInto(&link.station, 1, kLastStation)},
-             {"echo", [&](const LocatedValue &echo) { link.echo = flag(echo); }},
-             {"without", [&](const LocatedValue &without) { readPoliciesOff(without); }},
-             {"offlineAfter", numberInto(&link.offline.failures, 1, kMostFailures)},
-             {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, 100, kLongestTrialMs)},
-             {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, 100, kLongestTrialMs)}});
+        visit(value, "the link",
+              {{"port", [&](const Json::Value &port) { link.port = text(port, "a path, as /dev/ttyUSB0,"); }},
+               {"baud", numberInto(&link.baud, kBaudLimits)},
+               {"parity", [&](const Json::Value &parity) { readParity(parity); }},
+               {"stopBits", numberInto(&link.stopBits, kStopBitLimits)},
+               {"retryLimit", numberInto(&link.retries, kRetryLimits)},
+               {"replyTimeoutMs", millisecondsInto(&link.timeout, kTimeoutMsLimits)},
+               {"lateGuardMs",
+                [&](const Json::Value &given) {
+                    Time guard{};
+                    millisecondsInto(&guard, kLateGuardMsLimits)(given);
+                    link.lateGuard = guard;
+                }},
+               {"turnaroundMs", millisecondsInto(&link.turnaround, kTurnaroundMsLimits)},
+               {"options", [&](const Json::Value &options) { readOptions(options); }},
+               {"linkMode", numberInto(&link.linkMode, kLinkModeLimits)},
+               {"maxBlock", numberInto(&link.maxBlock, kMaxBlockLimits)},
+               {"station", numberInto(&link.station, kStationLimits)},
+               {"echo", [&](const Json::Value &echo) { link.echo = flag(echo); }},
+               {"without", [&](const Json::Value &without) { readPoliciesOff(without); }},
+               {"offlineAfter", numberInto(&link.offline.failures, kOfflineFailureLimits)},
+               {"firstTrialMs", millisecondsInto(&link.offline.firstProbe, kProbeMsLimits)},
+               {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, kProbeMsLimits)}});
         if (link.offline.firstProbe > link.offline.longestProbe)
-            refuseAt(file_, value.place, "firstTrialMs must not be longer than longestTrialMs");
+            json_.refuse(value, "firstTrialMs must not be longer than longestTrialMs");
     }
 
-    void readParity(const LocatedValue &value)
+    /// Calls @p take, which knows no places, with the name that @p value is.
+    void takeName(const Json::Value &value, const std::string &allowed,
+                  const std::function<void(const std::string &)> &take) const
     {
-        const std::map<std::string, Parity> names{
-            {"even", Parity::Even}, {"odd", Parity::Odd}, {"none", Parity::None}};
-        const auto found = names.find(text(value, "even, odd or none"));
-        if (found == names.end())
-            refuseAt(file_, value.place, "the parity must be even, odd or none");
-        project_.link.parity = found->second;
-    }
-
-    void readPoliciesOff(const LocatedValue &value)
-    {
-        for (const LocatedValue &item : list(value, "the policies to do without")) {
-            const std::string name = text(item, "the name of a policy");
-            try {
-                turnOff(&project_.link.policies, name);
-            } catch (const Failure &failure) {
-                refuseAt(file_, item.place, failure.what());
-            }
+        const std::string name = text(value, allowed);
+        try {
+            take(name);
+        } catch (const Failure &failure) {
+            json_.refuse(value, failure.what());
         }
     }
 
-    void readOptions(const LocatedValue &value)
+    void readParity(const Json::Value &value)
     {
-        for (const LocatedValue &item : list(value, "the options")) {
-            const std::string name = text(item, "the name of an option");
-            try {
-                project_.link.options |= optionMask(name);
-            } catch (const Failure &failure) {
-                const std::string reason = failure.what();
-                refuseAt(file_, item.place, reason.substr(reason.find_first_not_of('-')));
-            }
-        }
+        takeName(value, "even, odd or none",
+                 [&](const std::string &name) { project_.link.parity = parityNamed(name); });
     }
 
-    void readVariables(const LocatedValue &value)
+    void readPoliciesOff(const Json::Value &value)
     {
-        const std::vector<LocatedValue> &items = list(value, "the variables");
+        for (const Json::Value &item : list(value, "the policies to do without"))
+            takeName(item, "the name of a policy",
+                     [&](const std::string &name) { turnOff(&project_.link.policies, name); });
+    }
+
+    void readOptions(const Json::Value &value)
+    {
+        for (const Json::Value &item : list(value, "the options"))
+            takeName(item, "the name of an option",
+                     [&](const std::string &name) { project_.link.options |= optionMask(name); });
+    }
+
+    void readVariables(const Json::Value &value)
+    {
+        const Json::Value &items = list(value, "the variables");
         if (items.empty())
-            refuseAt(file_, value.place, "the project has no variable; at least one is needed");
-        for (const LocatedValue &item : items)
+            json_.refuse(value, "the project has no variable; at least one is needed");
+        for (const Json::Value &item : items)
             readVariable(item);
     }
 
-    void readVariable(const LocatedValue &value)
+    void readVariable(const Json::Value &value)
     {
-        const LocatedValue *name = nullptr;
-        const LocatedValue *area = nullptr;
-        const LocatedValue *address = nullptr;
-        const LocatedValue *count = nullptr;
+        const Json::Value *name = nullptr;
+        const Json::Value *area = nullptr;
+        const Json::Value *address = nullptr;
+        const Json::Value *count = nullptr;
         int station = project_.link.station;
         int rate = 0;
         visit(value, "a variable",
-              {{"name", [&](const LocatedValue &given) { name = &given; }},
-               {"area", [&](const LocatedValue &given) { area = &given; }},
-               {"address", [&](const LocatedValue &given) { address = &given; }},
-               {"station", numberInto(&station, 1, kLastStation)},
-               {"count", [&](const LocatedValue &given) { count = &given; }},
-               {"rate", numberInto(&rate, 0, kLevels)}});
+              {{"name", [&](const Json::Value &given) { name = &given; }},
+               {"area", [&](const Json::Value &given) { area = &given; }},
+               {"address", [&](const Json::Value &given) { address = &given; }},
+               {"station", numberInto(&station, kStationLimits)},
+               {"count", [&](const Json::Value &given) { count = &given; }},
+               {"rate", numberInto(&rate, Limits{0, kPriorityLevels})}});
         if (!name || !area || !address)
-            refuseAt(file_, value.place,
-                     std::string("the variable has no '") +
-                         (!name   ? "name"
-                          : !area ? "area"
-                                  : "address") +
-                         "'; it needs name, area and address");
+            json_.refuse(value, std::string("the variable has no '") +
+                                    (!name   ? "name"
+                                     : !area ? "area"
+                                             : "address") +
+                                    "'; it needs name, area and address");
         const std::string label = readName(*name);
         const std::string place = readArea(*area) + ":" + readAddress(*address);
         const std::string at = "@" + std::to_string(station);
-        Variable variable = checked(place + at, address->place);
+        Variable variable = checked(place + at, *address);
         if (count) {
-            const int values = number(*count, 1, kMostValues);
-            variable = checked(place + ":" + std::to_string(values) + at, count->place);
-            checkCount(variable, count->place);
+            const int values = number(*count, kValueCountLimits);
+            variable = checked(place + ":" + std::to_string(values) + at, *count);
+            checkCount(variable, *count);
         }
         variable.text = label;
         variable.label = label;
@@ -289,28 +239,28 @@ private:
 
     /// What is not packed is not cut either: a variable is one request then, and stations refuse longer ones
     /// (MODBUS Application Protocol V1.1b3, 6.1 to 6.4).
-    void checkCount(const Variable &variable, TextPlace place) const
+    void checkCount(const Variable &variable, const Json::Value &place) const
     {
         const bool bits = isBitArea(variable.area->baseType);
         const LinkSettings &link = project_.link;
         const bool packed = link.maxBlock > 1 && (!bits || link.bitLimit() > 1);
         const int most = bits ? kMostBitsInOneRead : kMostRegistersInOneRead;
         if (!packed && variable.baseCount() > most)
-            refuseAt(file_, place,
-                     "without packing a variable is one request, of at most " + std::to_string(most) +
-                         (bits ? " bits" : " registers") + ", not " + std::to_string(variable.baseCount()));
+            json_.refuse(place, "without packing a variable is one request, of at most " +
+                                    std::to_string(most) + (bits ? " bits" : " registers") + ", not " +
+                                    std::to_string(variable.baseCount()));
     }
 
-    Variable checked(const std::string &text, TextPlace place) const
+    Variable checked(const std::string &text, const Json::Value &place) const
     {
         try {
             return parseVariable(text, project_.link.oneBased());
         } catch (const Failure &failure) {
-            refuseAt(file_, place, reasonOf(failure));
+            json_.refuse(place, reasonOf(failure));
         }
     }
 
-    std::string readName(const LocatedValue &value)
+    std::string readName(const Json::Value &value)
     {
         std::string name = text(value, "a name");
         bool good = !name.empty() && name.size() <= kLongestName && name.front() != ' ' &&
@@ -319,101 +269,73 @@ private:
             good = good && std::string("=,\"\\").find(letter) == std::string::npos &&
                    static_cast<unsigned char>(letter) >= 0x20;
         if (!good)
-            refuseAt(file_, value.place,
-                     "a name has 1 to " + std::to_string(kLongestName) +
-                         " bytes, no = , \" \\ or line end, no blank at its ends and no # in front");
-        const auto [other, isNew] = lineOfName_.emplace(name, value.place.line);
+            json_.refuse(value,
+                         "a name has 1 to " + std::to_string(kLongestName) +
+                             " bytes, no = , \" \\ or line end, no blank at its ends and no # in front");
+        const auto [other, isNew] = lineOfName_.emplace(name, json_.placeOf(value).line);
         if (!isNew)
-            refuseAt(file_, value.place,
-                     quoted(name) + " is the name of another variable already, in line " +
-                         std::to_string(other->second) + "; each needs its own");
+            json_.refuse(value, quoted(name) + " is the name of another variable already, in line " +
+                                    std::to_string(other->second) + "; each needs its own");
         return name;
     }
 
-    std::string readArea(const LocatedValue &value) const
+    std::string readArea(const Json::Value &value) const
     {
         std::string name = text(value, "the name of an area");
         if (!findArea(name))
             // The one reader of variables knows all areas.
-            return checked(name + ":0", value.place).area->name;
+            return checked(name + ":0", value).area->name;
         return name;
     }
 
-    std::string readAddress(const LocatedValue &value) const
+    std::string readAddress(const Json::Value &value) const
     {
         // A number would lose the last digit of "35.10".
-        if (value.type() == QJsonValue::Double)
-            return std::to_string(number(value, 0, kMostValues));
+        if (value.isNumeric())
+            return std::to_string(number(value, kTypedAddressLimits));
         std::string address = text(value, "an address, as \"100\", or REGISTER.BIT, as \"35.3\",");
         if (address.find_first_not_of("0123456789.") != std::string::npos)
-            refuseAt(file_, value.place,
-                     "an address is a number, as \"100\", or REGISTER.BIT, as \"35.3\", not " +
-                         quoted(address));
+            json_.refuse(value, "an address is a number, as \"100\", or REGISTER.BIT, as \"35.3\", not " +
+                                    quoted(address));
         return address;
     }
 
-    void readRows(const LocatedValue &value)
+    void readRows(const Json::Value &value)
     {
-        for (const LocatedValue &item : list(value, "nameRows"))
+        for (const Json::Value &item : list(value, "nameRows"))
             readRow(item);
     }
 
-    void readRow(const LocatedValue &value)
+    void readRow(const Json::Value &value)
     {
-        const std::vector<LocatedValue> &items = list(value, "a row");
+        const Json::Value &items = list(value, "a row");
         if (items.size() < kRowTexts)
-            refuseAt(file_, value.place,
-                     "a row has at least 10 texts, the ninth the level and the last the name; here are " +
-                         std::to_string(items.size()));
+            json_.refuse(value,
+                         "a row has at least 10 texts, the ninth the level and the last the name; here are " +
+                             std::to_string(items.size()));
         PriorityRow row;
-        for (const LocatedValue &item : items)
+        for (const Json::Value &item : items)
             row.texts.append(QString::fromStdString(text(item, "a text")));
-        const std::string level = row.texts.at(kLevelText).toStdString();
-        if (level.size() > 1 || (level.size() == 1 && (level[0] < '0' || level[0] > '0' + kLevels)))
-            refuseAt(file_, items[kLevelText].place,
-                     "the level must be \"1\" to \"4\", or \"0\" or \"\" for none");
-        row.level = level.empty() ? 0 : level[0] - '0';
+        const std::optional<int> level = levelOfText(items[kLevelText].asString());
+        if (!level)
+            json_.refuse(items[kLevelText], "the level must be \"1\" to \"4\", or \"0\" or \"\" for none");
+        row.level = *level;
         if (row.level != 0)
-            readRowName(items.back(), &row);
+            readRowName(items[items.size() - 1], &row);
         project_.rows.push_back(row);
     }
 
-    void readRowName(const LocatedValue &value, PriorityRow *row) const
+    void readRowName(const Json::Value &value, PriorityRow *row) const
     {
-        const QString name = value.scalar.toString().section(QLatin1Char('.'), 0, 0);
-        for (const NamePrefix &prefix : kNamePrefixes) {
-            const QString start = QLatin1String(prefix.text);
-            if (!name.startsWith(start, Qt::CaseInsensitive))
-                continue;
-            bool isNumber = false;
-            const int found = name.mid(start.size()).toInt(&isNumber);
-            if (!isNumber || found < 0)
-                break;
-            row->baseType = prefix.baseType;
-            row->address = isBitArea(prefix.baseType) ? found / kBitNameScale : found;
-            return;
-        }
-        refuseAt(
-            file_, value.place,
-            "a name is 0x, 1x, 3x, 4x, 3x_bit, 4x_bit, 3x_d or 4x_d with a number behind it, as \"4x_d100\"");
+        const std::optional<NamedPlace> place = placeOfName(value.asString());
+        if (!place)
+            json_.refuse(value, "a name is 0x, 1x, 3x, 4x, 3x_bit, 4x_bit, 3x_d or 4x_d with a number behind "
+                                "it, as \"4x_d100\"");
+        row->baseType = place->baseType;
+        row->address = place->address;
     }
 
-    /// Packing may cut a variable anywhere, so that each of its elements gets a row of its own.
-    void addRateRows()
-    {
-        std::set<std::array<int, 3>> given;
-        for (std::size_t i = 0; i < rates_.size(); ++i) {
-            const Variable &variable = project_.variables[i];
-            const int baseType = variable.area->baseType;
-            for (int element = 0; rates_[i] != 0 && element < variable.baseCount(); ++element) {
-                const int address = variable.baseFirst() + element;
-                if (given.insert({rates_[i], baseType, address}).second)
-                    project_.rows.push_back(rowFor(variable.label, baseType, address, rates_[i]));
-            }
-        }
-    }
-
-    const std::string &file_;
+    const LocatedJson &json_;
     Project project_;
     std::vector<int> rates_; ///< rate class of each variable
     std::map<std::string, int> lineOfName_;
@@ -423,7 +345,8 @@ private:
 
 Project parseProject(const std::string &file, const QByteArray &text)
 {
-    return Reader(file).read(parseLocatedJson(file, text));
+    const LocatedJson json(file, text.toStdString());
+    return Reader(json).read();
 }
 
 Project loadProject(const std::string &path)

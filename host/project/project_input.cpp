@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "runtime/line/failure.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::host {
 
@@ -74,10 +75,10 @@ ProjectOrder ProjectInput::parse(const std::string &line) const
         order.page = positive(words[1], kMostPages);
         return order;
     }
-    if (words.size() == 3 && words[0] == "station" && positive(words[1], kLastStation) > 0 &&
+    if (words.size() == 3 && words[0] == "station" && positive(words[1], kStationLimits.most) > 0 &&
         (words[2] == "on" || words[2] == "off")) {
         order.kind = ProjectOrder::Kind::Station;
-        order.station = positive(words[1], kLastStation);
+        order.station = positive(words[1], kStationLimits.most);
         order.enabled = words[2] == "on";
         return order;
     }

@@ -1,19 +1,10 @@
 #include "host/project/scan_statistics.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace plc::host {
 
 namespace {
-
-const double kStepWidth = std::log(1.01);
-
-int stepOf(Time duration)
-{
-    const double nanoseconds = std::max(static_cast<double>(duration.count()), 1.0);
-    return static_cast<int>(std::lround(std::log(nanoseconds) / kStepWidth));
-}
 
 double perScan(std::uint64_t sum, std::uint64_t scans)
 {
@@ -21,33 +12,6 @@ double perScan(std::uint64_t sum, std::uint64_t scans)
 }
 
 } // namespace
-
-void Spread::add(Time duration)
-{
-    least_ = count_ == 0 ? duration : std::min(least_, duration);
-    most_ = count_ == 0 ? duration : std::max(most_, duration);
-    sum_ += static_cast<double>(duration.count());
-    ++count_;
-    ++steps_[stepOf(duration)];
-}
-
-Time Spread::mean() const
-{
-    return count_ == 0 ? Time::zero() : Time(std::llround(sum_ / static_cast<double>(count_)));
-}
-
-Time Spread::median() const
-{
-    std::uint64_t below = 0;
-    for (const auto &[step, number] : steps_) {
-        below += number;
-        if (2 * below < count_)
-            continue;
-        const Time middle(std::llround(std::exp(step * kStepWidth)));
-        return std::clamp(middle, least_, most_);
-    }
-    return Time::zero();
-}
 
 void ScanStatistics::served(const ServedRead &read)
 {

@@ -5,37 +5,14 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
 #include <set>
 #include <vector>
 
 #include "host/project/request_map.h"
 #include "host/runtime_names.h"
-#include "runtime/line/link_time.h"
+#include "runtime/line/histogram.h"
 
 namespace plc::host {
-
-/// Durations, summed up without being kept one by one, so that a run of days needs no more memory than one of
-/// minutes.
-class Spread
-{
-public:
-    void add(Time duration);
-    std::uint64_t count() const { return count_; }
-    /// Of durations that were added; 0 without one.
-    Time least() const { return least_; }
-    Time most() const { return most_; }
-    Time mean() const;
-    /// To within one per cent.
-    Time median() const;
-
-private:
-    std::uint64_t count_ = 0;
-    Time least_{};
-    Time most_{};
-    double sum_ = 0;
-    std::map<int, std::uint64_t> steps_; ///< how many durations are about as long as 1.01 to that power
-};
 
 /// One cyclic read that has ended, and what the line has carried so far, writes and repetitions included.
 struct ServedRead
@@ -64,11 +41,11 @@ public:
 
     std::uint64_t scans() const { return durations_.count(); }
     /// How long the scans took.
-    const Spread &durations() const { return durations_; }
+    const Histogram &durations() const { return durations_; }
     double requestsPerScan() const;
     double bytesPerScan() const;
     /// From one good reply to the next of the same request, over all requests of a level.
-    const Spread &refresh(int level) const { return refresh_[static_cast<std::size_t>(level)]; }
+    const Histogram &refresh(int level) const { return refresh_[static_cast<std::size_t>(level)]; }
     /// Requests of a level that have been seen.
     int requestsOf(int level) const;
 
@@ -85,8 +62,8 @@ private:
     Time scanStart_{};
     std::uint64_t requestsAtEnd_ = 0; ///< of the last scan that is over
     std::uint64_t bytesAtEnd_ = 0;
-    Spread durations_;
-    std::array<Spread, kScanLevels> refresh_;
+    Histogram durations_;
+    std::array<Histogram, kScanLevels> refresh_;
 };
 
 } // namespace plc::host

@@ -14,9 +14,6 @@ enum class Parity
     None
 };
 
-constexpr int kSlowestBaud = 300;
-constexpr int kFastestBaud = 4000000;
-
 struct LineSettings
 {
     std::string port;

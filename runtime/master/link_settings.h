@@ -13,13 +13,6 @@
 
 namespace plc::runtime {
 
-/// Option bits of the driver (COM_INFO::options) by the names that people use; a line each for the help.
-std::string optionHelp();
-
-/// Bit mask of the option named @p name.
-/// @throw Failure  (wrong usage) that lists the names.
-quint32 optionMask(const std::string &name);
-
 struct LinkSettings : LineSettings
 {
     Time timeout = std::chrono::seconds(1);

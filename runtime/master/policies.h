@@ -1,9 +1,7 @@
 /// @file
-/// What the host does beyond the bare exchange of frames, each of it for a reason that docs/host-policies.md gives.
+/// What the host does beyond the bare exchange of frames; docs/host-policies.md gives the reason for each.
 #ifndef PLC_MASTER_POLICIES_H
 #define PLC_MASTER_POLICIES_H
-
-#include <string>
 
 #include "runtime/line/link_time.h"
 
@@ -16,8 +14,7 @@ struct Policies
     bool discardInput = true;
     /// After an attempt without a proper answer the line is listened to before another request goes out.
     bool lateReplyGuard = true;
-    /// Replies of other stations, to other functions and of the wrong length are passed over, and only what fits
-    /// the request is shown to the driver.
+    /// Only a reply of the right station, function and length is shown to the driver; others are passed over.
     bool checkReplies = true;
     /// A reply to a write counts only if it repeats address and value of the request.
     bool strictWrites = true;
@@ -31,20 +28,13 @@ struct Policies
     bool offline = true;
 };
 
-/// Turns the policy off that is called @p name, as "late-reply-guard".
-/// @throw Failure  (wrong usage) that lists the names.
-void turnOff(Policies *policies, const std::string &name);
-
-/// A line for each policy, for the help.
-std::string policyHelp();
-
 /// When a station is left alone, and how often it is tried.
 struct OfflineSettings
 {
     int failures = 3; ///< requests in a row without a proper answer, repetitions included; at least 1
     Time firstProbe = std::chrono::seconds(10); ///< from going offline to the first trial
-    /// The distance doubles with each trial, up to this. A trial comes later where all of them together would take more
-    /// than a tenth of the time.
+    /// Longest distance of two trials: it doubles with each. It is exceeded only where many stations are
+    /// offline, so that all trials together use at most a tenth of the time.
     Time longestProbe = std::chrono::seconds(60);
 };
 

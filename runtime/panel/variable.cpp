@@ -5,6 +5,7 @@
 
 #include "core/register_types.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::runtime {
 
@@ -161,7 +162,7 @@ Variable parseVariable(const std::string &text, bool oneBased)
     bool hasStation = false;
     Piece rest = takeUntil(&stationPart, '@', &hasStation);
     if (hasStation)
-        variable.station = number(text, stationPart, "the station", 0, kLastStation);
+        variable.station = number(text, stationPart, "the station", 0, kStationLimits.most);
 
     bool hasAddress = false;
     const Piece areaPart = takeUntil(&rest, ':', &hasAddress);

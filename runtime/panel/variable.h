@@ -36,8 +36,6 @@ std::string areaHelp();
 /// Area named @p name (small or capital letters), null for none.
 const Area *findArea(const std::string &name);
 
-constexpr int kLastStation = 247;
-
 /// A variable: a number of values in a row at one place.
 struct Variable
 {

@@ -152,6 +152,55 @@ TEST_F(AreasTest, CountColumnsInCharacters)
     EXPECT_EQ(0u, plain.find("line.json:1:")) << plain;
 }
 
+TEST_F(AreasTest, AreNotTakenFromTextThatIsNoJson)
+{
+    const struct
+    {
+        std::string text;
+        const char *place; ///< of the mistake: line and column
+    } cases[] = {
+        {"", "1:1"},
+        {"1", "1:1"},
+        {"{", "1:2"},
+        {"{} x", "1:4"},
+        {"{}\n// x", "2:1"},
+        {R"({"4x": {"1": 1 /**/ 7 "2": 2}})", "1:16"},
+        {R"({/**/"4x": {}})", "1:2"},
+        {R"({"4x": {"1": [1, 2,]}})", "1:20"},
+        {R"({"4x": {},})", "1:11"},
+        {R"({"4x": {"": 1,}})", "1:15"},
+        {R"({"4x": {}, "4x": {}})", "1:12"},
+        {R"({"4x": {"1": 1, "\u0031": 2}})", "1:17"},
+        {R"({'4x': {}})", "1:2"},
+        {R"({"4x": {"1": 01}})", "1:14"},
+        {R"({"4x": {"1": +1}})", "1:14"},
+        {R"({"4x": {"1": -}})", "1:14"},
+        {R"({"4x": {"1": 1.}})", "1:14"},
+        {R"({"4x": {"1": 1e}})", "1:14"},
+        {R"({"4x": {"1": 1e400}})", "1:14"},
+        {R"({"4x": {"1": 1e-400}})", "1:14"},
+        {R"({"4x": {"1": NaN}})", "1:14"},
+        {R"({"4\q": {}})", "1:2"},
+        {std::string("{}\0", 3), "1:3"},
+        {std::string("{\n\"4x\0\": {}}", 12), "2:4"},
+        {"{\"4x\": {\"\xFF\": 1}}", "1:10"},
+        {"{\"4x\": {\"\xC0\x80\": 1}}", "1:10"},
+        {"{\"4x\": {\"\xED\xA0\x80\": 1}}", "1:10"},
+        {"{\"4x\": " + std::string(100, '['), "1:107"},
+    };
+    for (const auto &row : cases) {
+        const std::string message = load(row.text);
+        EXPECT_EQ(0u, message.find(std::string("line.json:") + row.place + ": not JSON: "))
+            << row.text << '\n'
+            << message;
+    }
+}
+
+TEST_F(AreasTest, MayBeginWithAByteOrderMark)
+{
+    EXPECT_EQ("", load("\xEF\xBB\xBF{}"));
+}
+
 TEST_F(AreasTest, TellOfAFileThatCannotBeRead)
 {
     EXPECT_EQ("/nowhere/line.json: cannot be read: No such file or directory",

@@ -161,7 +161,7 @@ TEST(ProjectFile, TakesExplicitRowsAsTheyAre)
 TEST(ProjectFile, NamesLineAndColumnOfTextThatIsNoJson)
 {
     EXPECT_THAT(mistake("{\n  \"name\": \"x\"\n  \"link\": {}}"),
-                StartsWith("p.json, line 3, column 4: this is no JSON"));
+                StartsWith("p.json, line 3, column 3: this is no JSON"));
     EXPECT_THAT(mistake("{} x"), StartsWith("p.json, line 1, column 4: this is no JSON"));
 }
 
@@ -206,7 +206,7 @@ TEST(ProjectFile, RefusesKeysThatItDoesNotKnow)
 
 TEST(ProjectFile, RefusesAKeyThatStandsTwice)
 {
-    EXPECT_EQ("p.json, line 3, column 1: 'name' stands here a second time; it was given in line 1",
+    EXPECT_EQ("p.json, line 3, column 1: this is no JSON: this key stands here a second time",
               mistake("{\"name\": \"a\",\n\n\"name\": \"b\"}"));
 }
 

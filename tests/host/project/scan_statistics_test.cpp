@@ -146,27 +146,4 @@ TEST_F(ScanStatisticsTest, LeavesOutTheTimeThatAStationWasOff)
     EXPECT_EQ(milliseconds(10), scans.refresh(0).most());
 }
 
-TEST(Spread, FindsTheMedianToWithinAPercent)
-{
-    Spread spread;
-    EXPECT_EQ(Time::zero(), spread.median());
-    for (const int ms : {900, 7, 100, 101, 5})
-        spread.add(milliseconds(ms));
-    EXPECT_NEAR(100e6, static_cast<double>(spread.median().count()), 1e6);
-    spread.add(milliseconds(1));
-    EXPECT_NEAR(7e6, static_cast<double>(spread.median().count()), 0.07e6)
-        << "the lower one of an even number";
-    EXPECT_EQ(milliseconds(1), spread.least());
-    EXPECT_EQ(milliseconds(900), spread.most());
-    EXPECT_EQ(6u, spread.count());
-}
-
-TEST(Spread, NeverPutsTheMedianOutsideOfWhatWasAdded)
-{
-    Spread spread;
-    spread.add(milliseconds(123));
-    EXPECT_EQ(milliseconds(123), spread.median());
-    EXPECT_EQ(milliseconds(123), spread.mean());
-}
-
 } // namespace

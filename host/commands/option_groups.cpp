@@ -1,0 +1,169 @@
+#include "host/commands/option_groups.h"
+
+#include "host/project/setting_names.h"
+
+namespace plc::host {
+
+namespace {
+
+constexpr const char *kLineGroup = "Line";
+constexpr const char *kDriverGroup = "Driver";
+constexpr const char *kOutputGroup = "Output";
+
+/// An option in seconds, with decimals.
+/// @param limits  in milliseconds.
+CLI::Option *addSeconds(CLI::App *app, const char *name, double *number, Limits limits,
+                        const std::string &help, const char *group)
+{
+    return addNumber(app, name, number, limits.least / 1000.0, limits.most / 1000.0, "S", help, group);
+}
+
+void addLineOptions(CLI::App *app, CommandOptions *options)
+{
+    addNumber(app, "-a,--station", &options->station, 0, kStationLimits.most, "N",
+              "station of variables that name none, 1 to " + std::to_string(kStationLimits.most) +
+                  "; 0 broadcasts writes",
+              kLineGroup)
+        ->capture_default_str();
+    addNumber(app, "-b,--baud", &options->baud, kBaudLimits, "RATE", "bits per second", kLineGroup)
+        ->capture_default_str();
+    app->add_option("-P,--parity", options->parity, "even, odd or none")
+        ->check(CLI::IsMember(parityNames()))
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-d,--data-bits", options->dataBits, "always 8: this protocol has no other")
+        ->check(CLI::IsMember({8}))
+        ->type_name("8")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-s,--stop-bits", options->stopBits,
+                    "1 or 2; without it 2 where there is no parity, else 1")
+        ->check(CLI::IsMember({kStopBitLimits.least, kStopBitLimits.most}))
+        ->type_name("N")
+        ->group(kLineGroup);
+    addSeconds(app, "-o,--timeout", &options->timeoutSeconds, kTimeoutMsLimits,
+               "wait for the first byte of a reply, in seconds", kLineGroup)
+        ->capture_default_str();
+    addSeconds(app, "--late-guard", &options->lateGuardSeconds, kLateGuardMsLimits,
+               "listen that long after a time-out before another request goes out, in seconds; without it "
+               "as long as the time-out",
+               kLineGroup);
+    addNumber(app, "--turnaround", &options->turnaroundMs, kTurnaroundMsLimits, "MS",
+              "pause after a write that nobody answers (ms)", kLineGroup)
+        ->capture_default_str();
+    app->add_flag("--echo", options->echo,
+                  "the line hands back what is sent on it (two wires); take that off. Without it the echo of "
+                  "a write "
+                  "of one register or coil passes for the reply, which looks the same")
+        ->group(kLineGroup);
+    app->add_option("--without", options->without, "policy to do without, by name, see below; repeatable")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->type_name("POLICY")
+        ->group(kLineGroup);
+}
+
+void addDriverOptions(CLI::App *app, CommandOptions *options)
+{
+    addNumber(app, "--retries", &options->retries, kRetryLimits, "N",
+              "repetitions of a request that got no usable reply", kDriverGroup)
+        ->capture_default_str();
+    addNumber(app, "--max-block", &options->maxBlock, kMaxBlockLimits, "N",
+              "most registers in one request; eight times as many bits", kDriverGroup)
+        ->capture_default_str();
+    addNumber(app, "--link-mode", &options->linkMode, kLinkModeLimits, "N",
+              "0 = Modbus frames, 1 = relay frames", kDriverGroup)
+        ->capture_default_str();
+    app->add_option("--option", options->options, "option of the driver by name, see below; repeatable")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->type_name("NAME")
+        ->group(kDriverGroup);
+    addDriverOption(app, &options->driver);
+}
+
+} // namespace
+
+void addPortOption(CLI::App *app, CommandOptions *options)
+{
+    app->add_option("-p,--port", options->port, "serial port or pseudo-terminal, as /dev/ttyUSB0")
+        ->type_name("PATH")
+        ->required()
+        ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
+        ->group(kLineGroup);
+}
+
+void addDriverOption(CLI::App *app, std::string *path)
+{
+    app->add_option("--driver", *path, "the driver library, if it is not the one beside this program")
+        ->type_name("PATH")
+        ->group(kDriverGroup);
+}
+
+void addLinkOptions(CLI::App *app, CommandOptions *options)
+{
+    addLineOptions(app, options);
+    addDriverOptions(app, options);
+    addVerbosityOptions(app, options);
+}
+
+void addOfflineOptions(CLI::App *app, CommandOptions *options)
+{
+    options->asksForEver = true;
+    addNumber(app, "--offline-after", &options->offlineAfter, kOfflineFailureLimits, "N",
+              "failed requests in a row after which a station is left alone but for a trial now and then",
+              kLineGroup)
+        ->capture_default_str();
+    addSeconds(app, "--first-trial", &options->firstProbeSeconds, kProbeMsLimits,
+               "from then to the first trial, in seconds; each trial that fails doubles the distance",
+               kLineGroup)
+        ->capture_default_str();
+    addSeconds(app, "--longest-trial", &options->longestProbeSeconds, kProbeMsLimits,
+               "longest distance of the trials, in seconds; more where several stations are offline",
+               kLineGroup)
+        ->capture_default_str();
+}
+
+void addVariableOptions(CLI::App *app, CommandOptions *options)
+{
+    app->add_option("VARIABLE", options->variables, "what to read: AREA:ADDRESS[:COUNT][@STATION]")
+        ->type_name("");
+    auto *start = app->add_option("-r,--start", options->start, "address, with -t in place of VARIABLE")
+                      ->type_name("ADDRESS");
+    auto *type =
+        app->add_option("-t,--type", options->type, "area of -r: its name, or 0, 1, 3, 4 for 0x, 1x, 3x, 4x")
+            ->type_name("AREA")
+            ->needs(start);
+    start->needs(type);
+    addNumber(app, "-c,--count", &options->count, kValueCountLimits, "N", "number of values from -r on")
+        ->capture_default_str()
+        ->needs(start);
+}
+
+void addVerbosityOptions(CLI::App *app, OutputOptions *options)
+{
+    app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error")
+        ->group(kOutputGroup);
+    app->add_flag("-q,--quiet", options->quiet,
+                  "no statistics, advice or live table; values and failures are still told")
+        ->group(kOutputGroup);
+}
+
+void addNumberOptions(CLI::App *app, OutputOptions *options)
+{
+    auto *hex = app->add_flag("--hex", options->hex, "values in hexadecimal")->group(kOutputGroup);
+    app->add_flag("--signed", options->isSigned, "values with a sign")->excludes(hex)->group(kOutputGroup);
+}
+
+void addOutputOptions(CLI::App *app, OutputOptions *options)
+{
+    app->add_option("--format", options->format, "text, csv or ndjson")
+        ->check(CLI::IsMember({"text", "csv", "ndjson"}))
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->group(kOutputGroup);
+    addNumberOptions(app, options);
+}
+
+} // namespace plc::host

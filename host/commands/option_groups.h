@@ -1,0 +1,52 @@
+/// @file
+/// Options that several commands share, by what they are about.
+#ifndef PLC_COMMANDS_OPTION_GROUPS_H
+#define PLC_COMMANDS_OPTION_GROUPS_H
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+#include "host/commands/command_options.h"
+#include "runtime/line/setting_limits.h"
+
+namespace plc::host {
+
+/// An option with a number from @p least to @p most.
+template <typename Number>
+CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number least, Number most,
+                       const char *unit, const std::string &help, const char *group = "Options")
+{
+    return app->add_option(name, *number, help)
+        ->check(CLI::Range(least, most))
+        ->type_name(unit)
+        ->group(group);
+}
+
+/// The same with limits that project files have too.
+inline CLI::Option *addNumber(CLI::App *app, const char *name, int *number, Limits limits, const char *unit,
+                              const std::string &help, const char *group = "Options")
+{
+    return addNumber(app, name, number, limits.least, limits.most, unit, help, group);
+}
+
+/// -p, without which there is no line.
+void addPortOption(CLI::App *app, CommandOptions *options);
+/// --driver.
+void addDriverOption(CLI::App *app, std::string *path);
+/// Options of the line and of the driver and what is told besides values: all but the port.
+void addLinkOptions(CLI::App *app, CommandOptions *options);
+/// When a dead station is left alone, for commands that ask over and over.
+void addOfflineOptions(CLI::App *app, CommandOptions *options);
+/// Variables by name, and one by -t, -r and -c.
+void addVariableOptions(CLI::App *app, CommandOptions *options);
+/// What is told besides values.
+void addVerbosityOptions(CLI::App *app, OutputOptions *options);
+/// How numbers are shown.
+void addNumberOptions(CLI::App *app, OutputOptions *options);
+/// How values are shown.
+void addOutputOptions(CLI::App *app, OutputOptions *options);
+
+} // namespace plc::host
+
+#endif

@@ -1,0 +1,80 @@
+#include "host/commands/run_report.h"
+
+#include <QJsonArray>
+
+#include "host/commands/output.h"
+#include "runtime/line/line_timing.h"
+
+namespace plc::host {
+
+namespace {
+
+std::string inSeconds(Time time)
+{
+    return fixed(seconds(time), 3);
+}
+
+std::string describeRefresh(const ScanStatistics &scans, int level)
+{
+    const Histogram &interval = scans.refresh(level);
+    return std::string(level == 0 ? "ordinary" : "level " + std::to_string(level)) + ": " +
+           std::to_string(scans.requestsOf(level)) + " requests, refresh interval min " +
+           inSeconds(interval.least()) + " s, median " + inSeconds(interval.percentile(50)) + " s, max " +
+           inSeconds(interval.most()) + " s\n";
+}
+
+} // namespace
+
+double RunReport::lineShare() const
+{
+    const LineTiming timing(baud);
+    const double busy =
+        static_cast<double>(total.bytesOut + total.bytesIn) * seconds(timing.wire(1000)) / 1000.0;
+    return duration > Time::zero() ? busy / seconds(duration) : 0.0;
+}
+
+std::string describeScans(const RunReport &report)
+{
+    const ScanStatistics &scans = report.scans;
+    std::string text = "full scans " + std::to_string(scans.scans());
+    if (scans.scans() > 0)
+        text += ", seconds per scan " + inSeconds(scans.durations().mean()) + " (" +
+                inSeconds(scans.durations().least()) + " to " + inSeconds(scans.durations().most()) +
+                "), requests per scan " + fixed(scans.requestsPerScan(), 1) + ", bytes per scan " +
+                fixed(scans.bytesPerScan(), 1);
+    text += "\nline in use " + fixed(report.lineShare() * 100, 1) + " % of the time at " +
+            std::to_string(report.baud) + " baud" +
+            (report.lineShare() > 1 ? ", more than a real line carries\n" : "\n");
+    for (int level = 0; level < kScanLevels; ++level) {
+        if (scans.refresh(level).count() > 0)
+            text += describeRefresh(scans, level);
+    }
+    return text;
+}
+
+QJsonObject jsonOf(const RunReport &report)
+{
+    const ScanStatistics &scans = report.scans;
+    QJsonArray levels;
+    for (int level = 0; level < kScanLevels; ++level) {
+        const Histogram &interval = scans.refresh(level);
+        if (interval.count() > 0)
+            levels.append(QJsonObject{{"level", level},
+                                      {"requests", scans.requestsOf(level)},
+                                      {"leastS", seconds(interval.least())},
+                                      {"medianS", seconds(interval.percentile(50))},
+                                      {"mostS", seconds(interval.most())}});
+    }
+    return {{"scans", static_cast<double>(scans.scans())},
+            {"secondsPerScan", seconds(scans.durations().mean())},
+            {"requestsPerScan", scans.requestsPerScan()},
+            {"bytesPerScan", scans.bytesPerScan()},
+            {"requests", static_cast<double>(report.total.requests)},
+            {"bytesOut", static_cast<double>(report.total.bytesOut)},
+            {"bytesIn", static_cast<double>(report.total.bytesIn)},
+            {"seconds", seconds(report.duration)},
+            {"lineShare", report.lineShare()},
+            {"refresh", levels}};
+}
+
+} // namespace plc::host

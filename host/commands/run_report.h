@@ -1,0 +1,35 @@
+/// @file
+/// What a run has carried, told at its end.
+#ifndef PLC_COMMANDS_RUN_REPORT_H
+#define PLC_COMMANDS_RUN_REPORT_H
+
+#include <QJsonObject>
+
+#include <string>
+
+#include "host/project/scan_statistics.h"
+#include "host/runtime_names.h"
+#include "runtime/master/statistics.h"
+
+namespace plc::host {
+
+struct RunReport
+{
+    const ScanStatistics &scans;
+    Counters total;
+    Time duration;
+    int baud;
+
+    /// Share of the time in which characters were on the line; above 1 on a pseudo-terminal.
+    double lineShare() const;
+};
+
+/// For people, several lines.
+std::string describeScans(const RunReport &report);
+
+/// For programs.
+QJsonObject jsonOf(const RunReport &report);
+
+} // namespace plc::host
+
+#endif

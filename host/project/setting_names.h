@@ -1,0 +1,40 @@
+/// @file
+/// Names of settings as people type them, on the command line and in project files.
+#ifndef PLC_PROJECT_SETTING_NAMES_H
+#define PLC_PROJECT_SETTING_NAMES_H
+
+#include <QtGlobal>
+
+#include <string>
+#include <vector>
+
+#include "host/runtime_names.h"
+#include "runtime/line/line_settings.h"
+#include "runtime/master/policies.h"
+
+namespace plc::host {
+
+/// "even", "odd" and "none".
+std::vector<std::string> parityNames();
+
+/// The parity of one of parityNames().
+/// @throw Failure  (wrong usage) that lists them.
+Parity parityNamed(const std::string &name);
+
+/// Bit of the driver's options (COM_INFO::options) that @p name stands for, as "one-based".
+/// @throw Failure  (wrong usage) "option 'NAME' is unknown; options are ...".
+quint32 optionMask(const std::string &name);
+
+/// A line for each option, for the help.
+std::string optionHelp();
+
+/// Turns the policy off that is called @p name, as "late-reply-guard".
+/// @throw Failure  (wrong usage) that lists the names.
+void turnOff(Policies *policies, const std::string &name);
+
+/// A line for each policy, for the help.
+std::string policyHelp();
+
+} // namespace plc::host
+
+#endif
