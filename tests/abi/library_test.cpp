@@ -174,49 +174,6 @@ private:
 
 // -------------------------------------------------------------------------------------------------- names
 
-TEST_F(Library, OffersEveryEntryPointUnderItsPlainName)
-{
-    const char *const names[] = {"SetComInfo",
-                                 "FlashLocalRegister",
-                                 "RegistCallBackFuncIntf",
-                                 "QueryFinishFlag",
-                                 "ComCommunication",
-                                 "DataCom",
-                                 "GetRegisterData",
-                                 "SetRegisterData",
-                                 "EnCommStation",
-                                 "EnableEthernet",
-                                 "PLCAddressChangeIntef",
-                                 "AddListReadVar",
-                                 "AddListWriteVar",
-                                 "AddListOnceReadVar",
-                                 "CalCRC",
-                                 "CalSUM",
-                                 "CalLRC",
-                                 "CalXOR",
-                                 "DigitalToASCII",
-                                 "ASCIIToDigital",
-                                 "customMessageHandler",
-                                 "ReCreatReadVarList",
-                                 "PassVarName"};
-    for (const char *name : names)
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
-TEST_F(Library, OffersTheGroupingUtilitiesUnderPlainAndMangledNames)
-{
-    for (const char *name :
-         {"BitVarReCreat_2", "WhetherGroup", "speed_insert", "_Z15BitVarReCreat_2P5QListI6RW_VAREiRS1_",
-          "_Z12WhetherGroupiiP6RW_VARP5QListIS_E", "_Z12speed_insert7QString6RW_VARR5QHashIS_S0_E"})
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
-TEST_F(Library, OffersItsMemoryAreasUnderTheirPlainNames)
-{
-    for (const char *name : {"PLC_driver", "LB", "LW", "RWI"})
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
 TEST_F(Library, KeepsTheMemoryAreasInTheOrderOfTheCall)
 {
     unsigned char bits[1];
@@ -226,38 +183,6 @@ TEST_F(Library, KeepsTheMemoryAreasInTheOrderOfTheCall)
     EXPECT_EQ(bits, *static_cast<unsigned char **>(address("LB")));
     EXPECT_EQ(words, *static_cast<unsigned short **>(address("LW")));
     EXPECT_EQ(third, *static_cast<unsigned short **>(address("RWI")));
-}
-
-TEST_F(Library, OffersInternalFunctionsUnderTheirMangledNames)
-{
-    for (const char *name : {"_Z10ReadAnalogP6RW_VAR",
-                             "_Z12ReadRegisterP6RW_VAR",
-                             "_Z11WriteAnalogP6RW_VAR",
-                             "_Z13WriteRegisterP6RW_VAR",
-                             "_Z14Remote_ReadVarP6RW_VAR",
-                             "_Z15Remote_WriteVarP6RW_VAR",
-                             "_Z10check_dataP10QByteArray",
-                             "_Z12CheckGetDataP10QByteArrayi",
-                             "_Z19DealDataOfLocalAreaP10QByteArrayi",
-                             "_Z20DealDataOfRemoteAreaP10QByteArrayi",
-                             "_Z19SaveToLocalDataEreaP10QByteArray",
-                             "_Z19SpecialRegisterSaveP10QByteArray",
-                             "_Z9getPlcRegi",
-                             "_Z12makeCacheKeyiii",
-                             "_Z16WriteDataToLocalP6RW_VAR",
-                             "_Z18StringAddressToInti7QString",
-                             "_Z11updateRwVarP6RW_VAR",
-                             "_Z16Ethernetcontainsi",
-                             "_Z20GetDriverReturnValuei",
-                             "_Z17SwitchErrorReturni"})
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
-TEST_F(Library, HidesEverythingElse)
-{
-    EXPECT_EQ(nullptr, address("_ZN3plc11stationByteEi"));
-    EXPECT_EQ(nullptr, address("_ZN3plc13registerLimitEv"));
-    EXPECT_EQ(nullptr, address("_ZN3plc16queueTransactionERK6RW_VAR10QByteArray"));
 }
 
 TEST_F(Library, IsGoneAfterUnloadingAndStartsAfreshWhenLoadedAgain)
