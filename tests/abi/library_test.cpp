@@ -242,64 +242,6 @@ TEST_F(Library, KeepsTheFirstRecordOfAKey)
 
 // ------------------------------------------------------------------------ settings: fields that are read
 
-TEST_F(Library, TakesTheBlockLimitFromByteSixteen)
-{
-    settings.put(16, 2);
-    setUp();
-    EXPECT_EQ(3, write(5, "10", "010203040506070809a0", 5));
-}
-
-TEST_F(Library, WritesTheCorrectedBlockLimitIntoByteSixteen)
-{
-    settings.put(16, 250);
-    setUp();
-    EXPECT_EQ(100, settings.at(16));
-    settings.put(16, 0);
-    setUp();
-    EXPECT_EQ(1, settings.at(16));
-}
-
-TEST_F(Library, TakesTheDefaultStationFromByteTwentyFourWhenByteThirtySixIsZero)
-{
-    settings.put(24, 9);
-    settings.put(36, 0);
-    setUp();
-    write(5, "16", "3412", 1);
-    EXPECT_EQ("09060010", nextFrame().substr(0, 8));
-}
-
-TEST_F(Library, TakesTheStationOfTheCallWhenByteThirtySixIsNotZero)
-{
-    settings.put(24, 9);
-    settings.put(36, 1);
-    setUp();
-    write(5, "16", "3412", 1, 3);
-    EXPECT_EQ("03060010", nextFrame().substr(0, 8));
-}
-
-TEST_F(Library, TakesTheRetryLimitFromByteTwentyEightAndCountsInByteThirtyTwo)
-{
-    settings.put(28, 2);
-    setUp();
-    addRead(holding(0));
-    ASSERT_NE(nullptr, next());
-    EXPECT_EQ(0, receive(""));
-    EXPECT_EQ(1, settings.at(32));
-    EXPECT_EQ(0, receive(""));
-    EXPECT_EQ(2, settings.at(32));
-    EXPECT_EQ(41, receive(""));
-    EXPECT_EQ(0, settings.at(32));
-}
-
-TEST_F(Library, ClearsTheReservedWordsAtBytesFortyAndFiftyTwo)
-{
-    settings.put(40, 123);
-    settings.put(52, 456);
-    setUp();
-    EXPECT_EQ(0, settings.at(40));
-    EXPECT_EQ(0, settings.at(52));
-}
-
 TEST_F(Library, CountsStepsInBytesFortyFourAndFortyEight)
 {
     setUp();
@@ -311,61 +253,6 @@ TEST_F(Library, CountsStepsInBytesFortyFourAndFortyEight)
     EXPECT_EQ(1, receive("0103020000b844"));
     EXPECT_EQ(1, settings.at(48));
     EXPECT_EQ("010600010001", nextFrame().substr(0, 12));
-}
-
-TEST_F(Library, SendsRelayFramesWhenByteFiftySixIsNotZeroWithTheLinkFromByteSixty)
-{
-    settings.put(56, 1);
-    settings.put(60, 0x22);
-    setUp();
-    write(5, "16", "3412", 1, 3);
-    EXPECT_EQ("18050122030005000000100001"
-              "0000000000000000"
-              "3412"
-              "9f",
-              nextFrame());
-}
-
-TEST_F(Library, QueuesWritesOnlyWhenByteSixtyFourIsTwo)
-{
-    settings.put(64, 1);
-    setUp();
-    EXPECT_EQ(0, write(5, "16", "3412", 1));
-    EXPECT_EQ("", nextFrame());
-    settings.put(64, 2);
-    EXPECT_EQ(1, write(5, "16", "3412", 1));
-    EXPECT_NE("", nextFrame());
-}
-
-TEST_F(Library, TellsACompleteScanInByteSixtyEight)
-{
-    settings.put(28, 0);
-    setUp();
-    EXPECT_EQ(nullptr, next());
-    EXPECT_EQ(1, settings.at(68));
-    addRead(holding(0));
-    next();
-    EXPECT_EQ(41, receive(""));
-    EXPECT_EQ(0, settings.at(68));
-}
-
-TEST_F(Library, PassesByteSeventyTwoToTheCallback)
-{
-    settings.put(28, 0);
-    settings.put(72, 4711);
-    setUp();
-    write(5, "16", "3412", 1);
-    next();
-    EXPECT_EQ(41, receive(""));
-    EXPECT_EQ((std::vector<std::string>{"4711 5 6 2"}), recordedOutcomes);
-}
-
-TEST_F(Library, TakesTheOptionsFromByteEightyEight)
-{
-    settings.put(88, 1 << 7);
-    setUp();
-    addRead(holding(0, 10));
-    EXPECT_EQ("01030000000acdc5", nextFrame());
 }
 
 TEST_F(Library, TouchesNoOtherByteOfTheSettings)
