@@ -31,11 +31,6 @@ TEST(SettingsRecord, IsPlainMemory)
     EXPECT_TRUE((std::is_same<qint32, decltype(COM_INFO::maxBlock)>::value));
 }
 
-TEST(DriverObject, HasNoVirtualTable)
-{
-    EXPECT_FALSE(std::is_polymorphic<Communication_Protocol>::value);
-}
-
 class LargestBlock : public SetUpDriver
 {
 protected:
