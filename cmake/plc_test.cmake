@@ -17,6 +17,10 @@ function(plc_test_program name)
     # What is tested is compiled as it ships; the tests themselves are compiled as fast as can be.
     target_compile_options(${name} PRIVATE -O0 -g0 -Wno-psabi)
   endif()
+  if("undefined" IN_LIST PLC_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The same checks in half of the code: what a test itself does wrong ends it with a trace, what it tests does so in words.
+    target_compile_options(${name} PRIVATE -fsanitize-undefined-trap-on-error)
+  endif()
 endfunction()
 
 function(plc_test name)
