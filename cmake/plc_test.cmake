@@ -1,17 +1,12 @@
-# plc_test(NAME [SOURCES a.cpp ...] [LIBS lib ...] [LABELS label ...] [TIMEOUT seconds])
+# plc_test(NAME [SOURCES a.cpp ...] [LIBS lib ...] [LABELS label ...] [SHARDS count])
 #
-# One GoogleTest program, registered with ctest case by case. Without SOURCES the program is NAME.cpp. With
-# PLC_WHOLE_PROGRAMS the program is one test with all its cases: where starting it takes longer than most cases, as under
-# an emulator or a sanitizer.
+# One GoogleTest program, which is one test of ctest with all its cases: starting a process takes longer than most cases.
+# What fails is named in the program's output. Programs with few long cases, or with cases that mostly wait, have SHARDS:
+# that many tests NAME.1, NAME.2 and so on, which share the cases and run beside each other. Without SOURCES the program is
+# NAME.cpp.
 find_package(GTest REQUIRED)
-include(GoogleTest)
 
-set(plc_needs_emulator OFF)
-if(CMAKE_CROSSCOMPILING_EMULATOR)
-  set(plc_needs_emulator ON)
-endif()
 option(PLC_THREADS_ONLY "only the test programs that start threads: those labelled threads or system" OFF)
-option(PLC_WHOLE_PROGRAMS "A test program is one test of ctest, with all its cases" ${plc_needs_emulator})
 
 # Libraries and options of a test program, the same for all of them: they share their precompiled headers.
 function(plc_test_program name)
@@ -22,15 +17,19 @@ function(plc_test_program name)
     # What is tested is compiled as it ships; the tests themselves are compiled as fast as can be.
     target_compile_options(${name} PRIVATE -O0 -g0 -Wno-psabi)
   endif()
+  if("undefined" IN_LIST PLC_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # The same checks in half of the code: what a test itself does wrong ends it with a trace, what it tests does so in words.
+    target_compile_options(${name} PRIVATE -fsanitize-undefined-trap-on-error)
+  endif()
 endfunction()
 
 function(plc_test name)
-  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS" ${ARGN})
+  cmake_parse_arguments(arg "" "SHARDS" "SOURCES;LIBS;LABELS" ${ARGN})
+  if(arg_UNPARSED_ARGUMENTS)
+    message(FATAL_ERROR "plc_test(${name}) does not know ${arg_UNPARSED_ARGUMENTS}")
+  endif()
   if(NOT arg_SOURCES)
     set(arg_SOURCES ${name}.cpp)
-  endif()
-  if(NOT arg_TIMEOUT)
-    set(arg_TIMEOUT 60)
   endif()
   add_executable(${name} ${arg_SOURCES})
   plc_test_program(${name} ${arg_LIBS})
@@ -39,30 +38,32 @@ function(plc_test name)
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
   endif()
-  if(PLC_WHOLE_PROGRAMS)
-    # Programs with a time limit of their own wait a lot: their cases run in four processes beside each other.
-    set(shards 1)
-    if(arg_TIMEOUT GREATER 60)
-      set(shards 4)
-    endif()
-    foreach(shard RANGE 1 ${shards})
-      math(EXPR index "${shard} - 1")
-      set(filter "")
-      if(PLC_SKIPPED_FILTER)
-        set(filter "--gtest_filter=*-${PLC_SKIPPED_FILTER}")
-      endif()
-      # Process ids repeat from one namespace to the next, so files that are named after them need folders of their own.
-      set(folder "${CMAKE_BINARY_DIR}/tmp/${name}.${shard}")
-      file(MAKE_DIRECTORY "${folder}")
-      add_test(NAME ${name}.${shard} COMMAND ${name} --gtest_brief=1 ${filter})
-      set_tests_properties(${name}.${shard} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 600
-        ENVIRONMENT "PLC_RUN_SECONDS=590;GTEST_TOTAL_SHARDS=${shards};GTEST_SHARD_INDEX=${index};TEST_TMPDIR=${folder}/")
-    endforeach()
-  else()
-    # Listing the cases at test time keeps the build from running programs.
-    gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST
-      PROPERTIES LABELS "${arg_LABELS}" TIMEOUT ${arg_TIMEOUT})
+  set(filter "")
+  if(PLC_SKIPPED_FILTER)
+    set(filter "--gtest_filter=*-${PLC_SKIPPED_FILTER}")
   endif()
+  set(tests ${name})
+  if(arg_SHARDS)
+    set(tests "")
+    foreach(shard RANGE 1 ${arg_SHARDS})
+      list(APPEND tests ${name}.${shard})
+    endforeach()
+  endif()
+  set(index 0)
+  foreach(test IN LISTS tests)
+    set(sharing "")
+    if(arg_SHARDS)
+      set(sharing "GTEST_TOTAL_SHARDS=${arg_SHARDS};GTEST_SHARD_INDEX=${index};")
+    endif()
+    # Process ids repeat from one namespace to the next, so files that are named after them need folders of their own.
+    set(folder "${CMAKE_BINARY_DIR}/tmp/${test}")
+    file(MAKE_DIRECTORY "${folder}")
+    add_test(NAME ${test} COMMAND ${name} ${filter})
+    # The time-out ends what hangs and judges no speed. The longest tests come first, before ctest has measured any.
+    set_tests_properties(${test} PROPERTIES LABELS "${arg_LABELS}" TIMEOUT 600 COST "$<IF:$<BOOL:${arg_SHARDS}>,100,0>"
+      ENVIRONMENT "PLC_RUN_SECONDS=590;${sharing}TEST_TMPDIR=${folder}/")
+    math(EXPR index "${index} + 1")
+  endforeach()
 endfunction()
 
 # plc_run_path(VARIABLE TARGET): the path under which a test starts program TARGET. Where programs need an emulator it is

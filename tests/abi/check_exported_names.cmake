@@ -1,12 +1,12 @@
-# Compares the names that LIBRARY exports with those in the file RECORD, one a line, demangled. With -DWRITE=ON it
-# writes the file instead.
+# Compares the names that LIBRARY exports with those in the file RECORD, one a line, as the loader knows them: a C++ function
+# by its mangled name. With -DWRITE=ON it writes the file instead.
 #
 # Nothing is left out. A weak or unique name is an error, recorded or not: such a name is an instance of a template or an
 # inline function, which the loader would share with other files of the process; a unique one also keeps the library from
 # being unloaded.
 cmake_minimum_required(VERSION 3.25)
 
-execute_process(COMMAND ${NM} -D --defined-only -C ${LIBRARY}
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
   OUTPUT_VARIABLE listing RESULT_VARIABLE failed)
 if(failed)
   message(FATAL_ERROR "${NM} cannot read ${LIBRARY}: build the target plcdriver first")

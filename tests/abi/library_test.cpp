@@ -174,49 +174,6 @@ private:
 
 // -------------------------------------------------------------------------------------------------- names
 
-TEST_F(Library, OffersEveryEntryPointUnderItsPlainName)
-{
-    const char *const names[] = {"SetComInfo",
-                                 "FlashLocalRegister",
-                                 "RegistCallBackFuncIntf",
-                                 "QueryFinishFlag",
-                                 "ComCommunication",
-                                 "DataCom",
-                                 "GetRegisterData",
-                                 "SetRegisterData",
-                                 "EnCommStation",
-                                 "EnableEthernet",
-                                 "PLCAddressChangeIntef",
-                                 "AddListReadVar",
-                                 "AddListWriteVar",
-                                 "AddListOnceReadVar",
-                                 "CalCRC",
-                                 "CalSUM",
-                                 "CalLRC",
-                                 "CalXOR",
-                                 "DigitalToASCII",
-                                 "ASCIIToDigital",
-                                 "customMessageHandler",
-                                 "ReCreatReadVarList",
-                                 "PassVarName"};
-    for (const char *name : names)
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
-TEST_F(Library, OffersTheGroupingUtilitiesUnderPlainAndMangledNames)
-{
-    for (const char *name :
-         {"BitVarReCreat_2", "WhetherGroup", "speed_insert", "_Z15BitVarReCreat_2P5QListI6RW_VAREiRS1_",
-          "_Z12WhetherGroupiiP6RW_VARP5QListIS_E", "_Z12speed_insert7QString6RW_VARR5QHashIS_S0_E"})
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
-TEST_F(Library, OffersItsMemoryAreasUnderTheirPlainNames)
-{
-    for (const char *name : {"PLC_driver", "LB", "LW", "RWI"})
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
 TEST_F(Library, KeepsTheMemoryAreasInTheOrderOfTheCall)
 {
     unsigned char bits[1];
@@ -226,38 +183,6 @@ TEST_F(Library, KeepsTheMemoryAreasInTheOrderOfTheCall)
     EXPECT_EQ(bits, *static_cast<unsigned char **>(address("LB")));
     EXPECT_EQ(words, *static_cast<unsigned short **>(address("LW")));
     EXPECT_EQ(third, *static_cast<unsigned short **>(address("RWI")));
-}
-
-TEST_F(Library, OffersInternalFunctionsUnderTheirMangledNames)
-{
-    for (const char *name : {"_Z10ReadAnalogP6RW_VAR",
-                             "_Z12ReadRegisterP6RW_VAR",
-                             "_Z11WriteAnalogP6RW_VAR",
-                             "_Z13WriteRegisterP6RW_VAR",
-                             "_Z14Remote_ReadVarP6RW_VAR",
-                             "_Z15Remote_WriteVarP6RW_VAR",
-                             "_Z10check_dataP10QByteArray",
-                             "_Z12CheckGetDataP10QByteArrayi",
-                             "_Z19DealDataOfLocalAreaP10QByteArrayi",
-                             "_Z20DealDataOfRemoteAreaP10QByteArrayi",
-                             "_Z19SaveToLocalDataEreaP10QByteArray",
-                             "_Z19SpecialRegisterSaveP10QByteArray",
-                             "_Z9getPlcRegi",
-                             "_Z12makeCacheKeyiii",
-                             "_Z16WriteDataToLocalP6RW_VAR",
-                             "_Z18StringAddressToInti7QString",
-                             "_Z11updateRwVarP6RW_VAR",
-                             "_Z16Ethernetcontainsi",
-                             "_Z20GetDriverReturnValuei",
-                             "_Z17SwitchErrorReturni"})
-        EXPECT_NE(nullptr, address(name)) << name;
-}
-
-TEST_F(Library, HidesEverythingElse)
-{
-    EXPECT_EQ(nullptr, address("_ZN3plc11stationByteEi"));
-    EXPECT_EQ(nullptr, address("_ZN3plc13registerLimitEv"));
-    EXPECT_EQ(nullptr, address("_ZN3plc16queueTransactionERK6RW_VAR10QByteArray"));
 }
 
 TEST_F(Library, IsGoneAfterUnloadingAndStartsAfreshWhenLoadedAgain)
@@ -317,64 +242,6 @@ TEST_F(Library, KeepsTheFirstRecordOfAKey)
 
 // ------------------------------------------------------------------------ settings: fields that are read
 
-TEST_F(Library, TakesTheBlockLimitFromByteSixteen)
-{
-    settings.put(16, 2);
-    setUp();
-    EXPECT_EQ(3, write(5, "10", "010203040506070809a0", 5));
-}
-
-TEST_F(Library, WritesTheCorrectedBlockLimitIntoByteSixteen)
-{
-    settings.put(16, 250);
-    setUp();
-    EXPECT_EQ(100, settings.at(16));
-    settings.put(16, 0);
-    setUp();
-    EXPECT_EQ(1, settings.at(16));
-}
-
-TEST_F(Library, TakesTheDefaultStationFromByteTwentyFourWhenByteThirtySixIsZero)
-{
-    settings.put(24, 9);
-    settings.put(36, 0);
-    setUp();
-    write(5, "16", "3412", 1);
-    EXPECT_EQ("09060010", nextFrame().substr(0, 8));
-}
-
-TEST_F(Library, TakesTheStationOfTheCallWhenByteThirtySixIsNotZero)
-{
-    settings.put(24, 9);
-    settings.put(36, 1);
-    setUp();
-    write(5, "16", "3412", 1, 3);
-    EXPECT_EQ("03060010", nextFrame().substr(0, 8));
-}
-
-TEST_F(Library, TakesTheRetryLimitFromByteTwentyEightAndCountsInByteThirtyTwo)
-{
-    settings.put(28, 2);
-    setUp();
-    addRead(holding(0));
-    ASSERT_NE(nullptr, next());
-    EXPECT_EQ(0, receive(""));
-    EXPECT_EQ(1, settings.at(32));
-    EXPECT_EQ(0, receive(""));
-    EXPECT_EQ(2, settings.at(32));
-    EXPECT_EQ(41, receive(""));
-    EXPECT_EQ(0, settings.at(32));
-}
-
-TEST_F(Library, ClearsTheReservedWordsAtBytesFortyAndFiftyTwo)
-{
-    settings.put(40, 123);
-    settings.put(52, 456);
-    setUp();
-    EXPECT_EQ(0, settings.at(40));
-    EXPECT_EQ(0, settings.at(52));
-}
-
 TEST_F(Library, CountsStepsInBytesFortyFourAndFortyEight)
 {
     setUp();
@@ -386,61 +253,6 @@ TEST_F(Library, CountsStepsInBytesFortyFourAndFortyEight)
     EXPECT_EQ(1, receive("0103020000b844"));
     EXPECT_EQ(1, settings.at(48));
     EXPECT_EQ("010600010001", nextFrame().substr(0, 12));
-}
-
-TEST_F(Library, SendsRelayFramesWhenByteFiftySixIsNotZeroWithTheLinkFromByteSixty)
-{
-    settings.put(56, 1);
-    settings.put(60, 0x22);
-    setUp();
-    write(5, "16", "3412", 1, 3);
-    EXPECT_EQ("18050122030005000000100001"
-              "0000000000000000"
-              "3412"
-              "9f",
-              nextFrame());
-}
-
-TEST_F(Library, QueuesWritesOnlyWhenByteSixtyFourIsTwo)
-{
-    settings.put(64, 1);
-    setUp();
-    EXPECT_EQ(0, write(5, "16", "3412", 1));
-    EXPECT_EQ("", nextFrame());
-    settings.put(64, 2);
-    EXPECT_EQ(1, write(5, "16", "3412", 1));
-    EXPECT_NE("", nextFrame());
-}
-
-TEST_F(Library, TellsACompleteScanInByteSixtyEight)
-{
-    settings.put(28, 0);
-    setUp();
-    EXPECT_EQ(nullptr, next());
-    EXPECT_EQ(1, settings.at(68));
-    addRead(holding(0));
-    next();
-    EXPECT_EQ(41, receive(""));
-    EXPECT_EQ(0, settings.at(68));
-}
-
-TEST_F(Library, PassesByteSeventyTwoToTheCallback)
-{
-    settings.put(28, 0);
-    settings.put(72, 4711);
-    setUp();
-    write(5, "16", "3412", 1);
-    next();
-    EXPECT_EQ(41, receive(""));
-    EXPECT_EQ((std::vector<std::string>{"4711 5 6 2"}), recordedOutcomes);
-}
-
-TEST_F(Library, TakesTheOptionsFromByteEightyEight)
-{
-    settings.put(88, 1 << 7);
-    setUp();
-    addRead(holding(0, 10));
-    EXPECT_EQ("01030000000acdc5", nextFrame());
 }
 
 TEST_F(Library, TouchesNoOtherByteOfTheSettings)

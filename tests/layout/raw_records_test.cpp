@@ -358,6 +358,27 @@ TEST_F(RawRecords, SettingsOfAWholeCycleChangeOnlyAtTheDriversBytes)
             << "byte " << offset;
 }
 
+TEST_F(RawRecords, SettingsLimitARequestAtByteSixteen)
+{
+    settings.putInt(kMaxBlock, 2);
+    setUp();
+    EXPECT_EQ(3, rebuild({hostVariable(5, 1, "10", "", 5)}));
+}
+
+TEST_F(RawRecords, SettingsLimitRetriesAtByteTwentyEightAndCountThemAtByteThirtyTwo)
+{
+    settings.putInt(kRetryLimit, 2);
+    setUp();
+    rebuild({hostVariable(5, 1, "10", "", 1)});
+    ASSERT_EQ("0103000a0001a408", nextFrame());
+    EXPECT_EQ(0, receive("").intAt(kStatus));
+    EXPECT_EQ(1, settings.intAt(kRetryCount));
+    EXPECT_EQ(0, receive("").intAt(kStatus));
+    EXPECT_EQ(2, settings.intAt(kRetryCount));
+    EXPECT_EQ(41, receive("").intAt(kStatus));
+    EXPECT_EQ(0, settings.intAt(kRetryCount));
+}
+
 TEST_F(RawRecords, SettingsOfferTheDefaultStationAtByteTwentyFour)
 {
     settings.putInt(kStationMode, 0);
@@ -365,6 +386,28 @@ TEST_F(RawRecords, SettingsOfferTheDefaultStationAtByteTwentyFour)
     setUp();
     rebuild({hostVariable(5, 1, "10", "", 1)});
     EXPECT_EQ("1103000a0001a698", nextFrame());
+}
+
+TEST_F(RawRecords, SettingsTellAtByteThirtySixThatEachVariableHasItsStation)
+{
+    settings.putInt(kStationMode, 1);
+    settings.putInt(kDefaultStation, 17);
+    setUp();
+    rebuild({hostVariable(5, 3, "10", "", 1)});
+    EXPECT_EQ("0303000a0001a5ea", nextFrame());
+}
+
+TEST_F(RawRecords, SettingsAskAtByteFiftySixForRelayFramesOfTheLinkAtByteSixty)
+{
+    settings.putInt(kSettingsLinkMode, 1);
+    settings.putInt(kSettingsLinkId, 0x22);
+    setUp();
+    EXPECT_LT(0, set("16", "3412"));
+    EXPECT_EQ("18070122010005000000100001"
+              "0000000000000000"
+              "3412"
+              "9f",
+              nextFrame());
 }
 
 TEST_F(RawRecords, SettingsTellAtByteSixtyFourWhetherWritesGoOut)

@@ -1,7 +1,7 @@
 # Fails unless a Qt 4.8 outside the system root is found through cmake/toolchains/sysroot.cmake, and the library can be
 # compiled and linked with it.
 #
-#   cmake -DROOT=checkout -DWORK=folder -DCXX=compiler -DMULTIARCH=triplet -P check_sysroot.cmake
+#   cmake -DROOT=checkout -DWORK=folder -DCXX=compiler -DLAUNCHER=ccache -DMULTIARCH=triplet -P check_sysroot.cmake
 #
 # The system root is made up of links to this machine's own folders, the Qt 4.8 is the stand-in. Leaves the build in
 # WORK/build for check_install.cmake.
@@ -42,7 +42,8 @@ plc_use_sysroot(made-up)
 set(CMAKE_CXX_COMPILER \"${CXX}\")
 ")
 run("${CMAKE_COMMAND}" -G Ninja -S "${ROOT}" -B "${WORK}/build" "-DCMAKE_TOOLCHAIN_FILE=${WORK}/toolchain.cmake"
-  "-DPLC_SYSROOT=${WORK}/sysroot" -DCMAKE_BUILD_TYPE=Debug -DPLC_QT=4 "-DQT_QMAKE_EXECUTABLE=${qt}/bin/qmake"
+  "-DPLC_SYSROOT=${WORK}/sysroot" -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_FLAGS_DEBUG=-g0
+  "-DCMAKE_CXX_COMPILER_LAUNCHER=${LAUNCHER}" -DPLC_QT=4 "-DQT_QMAKE_EXECUTABLE=${qt}/bin/qmake"
   -DCMAKE_INSTALL_PREFIX=/usr)
 file(STRINGS "${WORK}/build/CMakeCache.txt" found REGEX "^QT_QTCORE_LIBRARY_RELEASE:")
 if(NOT found STREQUAL "QT_QTCORE_LIBRARY_RELEASE:FILEPATH=${qt}/lib/libQtCore.so")

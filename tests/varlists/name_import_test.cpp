@@ -1,7 +1,4 @@
 // Priority addresses out of the runtime's table of names.
-#include <cstddef>
-#include <cstring>
-#include <new>
 
 #include "support/lock_probe.h"
 #include "varlists/panel.h"
@@ -299,33 +296,6 @@ TEST(NameImportWithoutSettings, WorksBeforeTheSettingsAreThere)
     NameTable names;
     PassVarName(names.add(2, "4x3").rows());
     EXPECT_EQ("3+0", spans(PLC_driver.priorityAddresses[1]));
-    renewDriver();
-}
-
-// ---- where the runtime keeps the texts
-
-TEST(NameRowLayout, KeepsTheTextsBehindTwelveBytesInNaturalAlignment)
-{
-    const std::size_t pointer = sizeof(void *);
-    ASSERT_EQ(pointer, sizeof(QList<QString>));
-    const std::size_t expected = (12 + pointer - 1) / pointer * pointer; // 12 with 4-byte pointers, 16 with 8
-    EXPECT_EQ(expected, offsetof(NameRow, texts));
-    EXPECT_EQ(expected + pointer, sizeof(NameRow));
-}
-
-TEST(NameRowLayout, FindsTheTextsInTheRuntimesOwnMemory)
-{
-    renewDriver();
-    alignas(std::max_align_t) unsigned char memory[64];
-    std::memset(memory, 0xFF, sizeof memory);
-    auto *texts = new (memory + (sizeof(void *) == 4 ? 12 : 16)) QList<QString>;
-    for (int i = 0; i < 10; ++i)
-        texts->append(QString::fromLatin1(i == 8 ? "3" : "4x_d100"));
-    QList<NameRow *> rows;
-    rows.append(reinterpret_cast<NameRow *>(memory));
-    PassVarName(&rows);
-    EXPECT_EQ("100+0", spans(PLC_driver.priorityAddresses[2]));
-    texts->~QList<QString>();
     renewDriver();
 }
 

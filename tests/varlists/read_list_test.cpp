@@ -1,9 +1,6 @@
 // From the panel's variables to the cyclic reads: what is left out, which area and station a variable goes
 // to, how much a request may carry, which requests move to a priority level and which of them come back.
 #include <climits>
-#include <cstddef>
-#include <cstring>
-#include <new>
 
 #include "support/lock_probe.h"
 #include "varlists/panel.h"
@@ -1089,50 +1086,6 @@ TEST_F(FoldingBack, KeepsTheOrderOfALevelThatStays)
     build(7, {2, 3, 0, 0});
     EXPECT_EQ("101000+1 100000+1", spans(priorityReads(1)));
     EXPECT_EQ("202000+1 201000+1 200000+1", spans(priorityReads(2)));
-}
-
-// ---- where the runtime keeps its fields
-
-TEST(HostVariableLayout, FollowsTheRuntimesOffsetsForBothPointerSizes)
-{
-    const std::size_t pointer = sizeof(void *);
-    ASSERT_EQ(pointer, sizeof(QString));
-    EXPECT_EQ(1u, offsetof(HostVariable, regType));
-    EXPECT_EQ(2u, offsetof(HostVariable, station));
-    EXPECT_EQ(8u, offsetof(HostVariable, addrText));
-    EXPECT_EQ(8 + pointer, offsetof(HostVariable, varName));   // 12 with 4-byte pointers, 16 with 8
-    EXPECT_EQ(8 + 2 * pointer, offsetof(HostVariable, count)); // 16 with 4-byte pointers, 24 with 8
-    EXPECT_EQ(pointer == 4 ? 20u : 32u, sizeof(HostVariable));
-}
-
-TEST(HostVariableLayout, FindsTheFieldsInTheRuntimesOwnMemory)
-{
-    renewDriver();
-    COM_INFO info;
-    std::memset(&info, 0, sizeof info);
-    info.maxBlock = 100;
-    info.stationMode = 1;
-    SetComInfo(&info);
-
-    alignas(std::max_align_t) unsigned char memory[64];
-    std::memset(memory, 0xFF, sizeof memory);
-    memory[1] = 3;
-    memory[2] = 200;
-    auto *text = new (memory + 8) QString(QString::fromLatin1("7.15"));
-    auto *name = new (memory + 8 + sizeof(void *)) QString(QString::fromLatin1("valve"));
-    const qint32 count = 2;
-    std::memcpy(memory + 8 + 2 * sizeof(void *), &count, sizeof count);
-    QList<HostVariable *> variables;
-    variables.append(reinterpret_cast<HostVariable *>(memory));
-
-    EXPECT_EQ(1, ReCreatReadVarList(&variables));
-    EXPECT_EQ("200/5:7+2", shown(PLC_driver.readList));
-    const RW_VAR request = PLC_driver.readList.value(0);
-    EXPECT_EQ("7.15", request.addrText.toStdString());
-    EXPECT_EQ("valve", request.varName.toStdString());
-    name->~QString();
-    text->~QString();
-    renewDriver();
 }
 
 } // namespace plc::test
