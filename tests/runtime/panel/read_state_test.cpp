@@ -130,10 +130,12 @@ TEST_F(ReadStateTest, LeavesTimesOutInWhichItsStationWasLeftAlone)
     for (int probe = 0; probe < 5; ++probe) {
         now += seconds(6000);
         end(&a, AttemptEnd::NoReply, StationState::Offline);
+        end(&b, AttemptEnd::NoReply, StationState::Offline);
     }
-    // Its own turn is the probe that brings the station back.
+    // Their own turns are the probes that bring the station back.
     now += seconds(6000);
     end(&a, AttemptEnd::Good, StationState::Offline);
+    end(&b, AttemptEnd::Good, StationState::Offline);
     interruptBoth();
     end(&a);
     end(&b);

@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "runtime/master/request_ids.h"
 #include "runtime/panel/session.h"
 
 namespace {
@@ -125,6 +126,34 @@ TEST_F(SessionNewsTest, ForgetsThatAStationWasOfflineWhenTheUserSwitchesIt)
         EXPECT_EQ(enabled ? StationState::On : StationState::SwitchedOff, session.stationState(5));
         session.setStationEnabled(5, true);
     }
+}
+
+TEST_F(SessionNewsTest, CallsAValueStaleThatWasReadBeforeItsStationWasSwitchedOrCameBack)
+{
+    const int switched = session.watch(parseVariable("4x:7@5", false));
+    const int back = session.watch(parseVariable("4x:7@6", false));
+    const int other = session.watch(parseVariable("4x:7@7", false));
+    for (int i = 0; i < 3; ++i) {
+        News item;
+        item.step.emplace();
+        item.step->request.hostId = kCyclicHostId;
+        item.step->request.hostSubId = i;
+        item.step->cause = AttemptEnd::Good;
+        item.step->done = true;
+        item.step->endedAt = seconds(90); // ten seconds ago
+        link->news.push_back(std::move(item));
+    }
+    session.pump(seconds(100));
+    EXPECT_EQ(VariableState::Good, session.status(switched).state)
+        << "nobody knows yet how long a scan takes";
+    session.setStationEnabled(5, true);
+    tell(6, true);
+    EXPECT_EQ(VariableState::Offline, session.status(back).state);
+    tell(6, false);
+    EXPECT_EQ(VariableState::Stale, session.status(switched).state);
+    EXPECT_EQ(VariableState::Stale, session.status(back).state);
+    EXPECT_EQ(VariableState::Good, session.status(other).state);
+    EXPECT_EQ(seconds(10), session.status(other).age);
 }
 
 TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCame)
