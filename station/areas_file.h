@@ -1,3 +1,5 @@
+/// @file
+/// Files with the initial values of stations.
 #ifndef PLC_STATION_AREAS_FILE_H
 #define PLC_STATION_AREAS_FILE_H
 

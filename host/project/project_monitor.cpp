@@ -32,7 +32,7 @@ void ProjectMonitor::setStationEnabled(int station, bool enabled)
         switchedOff_.erase(station);
     else
         switchedOff_.insert(station);
-    // Switched on again, it counts as one that has not been asked yet.
+    // A station that is switched on again counts as not asked yet.
     offline_.erase(station);
     scans_.setStationEnabled(station, enabled);
     noteServed(station);
@@ -48,7 +48,7 @@ void ProjectMonitor::setOffline(int station, bool offline)
     noteServed(station);
 }
 
-/// Readings of a station that is left alone tell nothing of how long a scan takes.
+/// A station that is off or offline is not read, so its readings say nothing about how long a scan takes.
 void ProjectMonitor::noteServed(int station)
 {
     const bool served = offline_.count(station) + switchedOff_.count(station) == 0;
