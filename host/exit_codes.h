@@ -26,8 +26,8 @@ enum ExitCode
 
 ExitCode exitCodeOf(FailureKind kind);
 
-/// Exit code of several operations: 0 when all are good, 6 when some are, otherwise that of the first one. A
-/// lost port is always 5.
+/// Exit code of several operations: 0 when all are good, 6 when some are good, otherwise the code of the
+/// first operation. A lost port is always 5.
 ExitCode exitCodeOf(const std::vector<OperationEnd> &ends);
 
 /// How many operations ended well, and what tells the exit code of the others.

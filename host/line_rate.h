@@ -9,8 +9,8 @@
 
 namespace plc::host {
 
-/// Bits per second that an open port sends with; 0 when the system does not tell. Drivers of ports put the
-/// nearest rate that they can make in place of the one that was asked for.
+/// Bits per second that an open port sends with; 0 when the system does not tell. A port's driver takes the
+/// nearest rate that the hardware can make, whatever was asked for.
 int lineRate(int descriptor);
 
 /// What is to be said about a port that has @p real in place of @p asked bits per second; empty when the

@@ -1,5 +1,5 @@
-// plchost: reference host of the driver and commissioning tool. Start at command_line.h for what it does, at
-// cycle.h for how a host drives the library.
+// plchost: reference host of the driver and commissioning tool. Start at commands/command_line.h for what it
+// does, at runtime/master/cycle.h for how a host drives the library.
 
 #include <QCoreApplication>
 

@@ -112,8 +112,8 @@ QByteArray SerialPort::receive(Time until)
             return port_.readAll();
         const Time left = until - steadyNow();
         const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(left).count();
-        // The port waits in whole milliseconds; the rest of a silence is slept through, and what arrives
-        // meanwhile is found by the last look.
+        // The port waits in whole milliseconds. The rest of a silence is slept through; the last look finds
+        // what arrives meanwhile.
         if (left > Time::zero() && milliseconds == 0) {
             std::this_thread::sleep_for(left);
             continue;

@@ -16,8 +16,8 @@ namespace plc::host {
 class SerialPort final : public Port
 {
 public:
-    /// Opens the port of @p settings and throws away what it has received so far. Warns on standard error when the
-    /// port has not taken the baud rate.
+    /// Opens the port of @p settings and throws away what it has received so far. Warns on standard error
+    /// when the port has not taken the baud rate.
     /// @throw Failure  (port) that says why it cannot be opened.
     explicit SerialPort(const LineSettings &settings);
 

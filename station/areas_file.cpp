@@ -112,7 +112,7 @@ void loadArea(Area area, const Json::Value &value, const std::string &path,
         const std::string entryPath = joined(path, key);
         const auto [address, count] = addressRange(key, entryPath);
         const std::vector<std::uint16_t> values = itemValues(area, count, *entry, entryPath);
-        // The keys of an object have no order that people can see, so no later one may win over an earlier.
+        // The keys of an object have no order, so no value may depend on which of two keys comes later.
         for (int i = 0; i < static_cast<int>(values.size()); ++i) {
             if (!filled.insert(address + i).second)
                 fail(entryPath, "address " + std::to_string(address + i) + " is filled twice");

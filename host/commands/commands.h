@@ -1,5 +1,6 @@
 /// @file
-/// The commands of plchost. Each runs once, with the options that were typed, and throws Failure where it cannot go on.
+/// The commands of plchost. Each runs once, with the options that were typed, and throws Failure where it
+/// cannot go on.
 #ifndef PLC_COMMANDS_COMMANDS_H
 #define PLC_COMMANDS_COMMANDS_H
 

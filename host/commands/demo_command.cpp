@@ -81,7 +81,7 @@ public:
     }
 
 private:
-    /// A scan under way may have read a variable before it was written; the one after it has not.
+    /// A scan under way may have read a variable before the write; the next scan reads it afterwards.
     std::uint64_t fewestScansAfterNow() const
     {
         std::uint64_t most = 0;

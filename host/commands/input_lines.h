@@ -21,15 +21,17 @@ struct InputLine
 class InputLines
 {
 public:
-    /// Far more than the values of the largest variable take. Of a longer line nothing is kept.
+    /// Bytes of a line: far more than the values of the largest variable take. Nothing of a longer line is
+    /// kept.
     static constexpr std::size_t kLongest = 1048576;
 
     /// @param descriptor  stays the caller's.
     explicit InputLines(int descriptor) : descriptor_(descriptor) {}
 
     /// Waits until there is something to read, at most for @p patience, and takes one piece of it.
-    /// @return the lines that are complete now, without line ends; one that is too long as soon as it is, once. At the
-    ///         end of the input a last line without an end counts as complete; from then on this only waits.
+    /// @return the lines that are complete now, without line ends. A line that is too long is returned once,
+    ///         as soon as it is. At the end of the input a last line counts as complete without an end;
+    ///         afterwards the call only waits.
     std::vector<InputLine> take(Time patience);
 
     /// True once the input has ended.

@@ -292,7 +292,8 @@ void LiveTable::draw(const std::vector<Row> &rows)
     // A line that wraps would spoil the way back up.
     const winsize size = terminalSize();
     const auto width = static_cast<std::size_t>(size.ws_col - 1);
-    // Nor may the head of the table leave the screen: nothing leads back to it. The cursor has the last line.
+    // The head of the table must stay on the screen, since the cursor cannot go back beyond the top. The
+    // cursor has the last line.
     const std::vector<std::string> lines = fitInto(layOut(cells), static_cast<std::size_t>(size.ws_row - 1));
     for (const std::string &line : lines)
         screen += "\r" + clipped(line, width) + "\x1b[K\n";

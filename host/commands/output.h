@@ -76,8 +76,8 @@ private:
 /// Lines of a table: one of headings and one a row, columns under each other.
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells);
 
-/// The lines of a table that fit into @p height lines, the last one telling how many are left out; all of them
-/// when they fit or when @p height is below 2.
+/// The lines of a table that fit into @p height lines; the last line then tells how many are left out. All
+/// lines where they fit or where @p height is below 2.
 std::vector<std::string> fitInto(std::vector<std::string> lines, std::size_t height);
 
 /// "0.3 s", "12 ms".

@@ -60,7 +60,7 @@ void PagedTable::draw(const std::vector<Row> &rows)
 
 void PagedTable::show(const std::vector<std::string> &lines)
 {
-    // The typed part of a line survives as long as the picture keeps its height.
+    // What was typed of a line stays on the screen as long as the picture keeps its height.
     const bool inPlace = !moved_ && linesDrawn_ == lines.size();
     std::string screen = inPlace ? kSaveCursor : "";
     const std::size_t up = linesDrawn_ + (moved_ ? 1 : 0);

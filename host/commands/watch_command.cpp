@@ -56,8 +56,8 @@ public:
         Time shownAt{};
         Time nextShow = start + (onTerminal_ ? Time::zero() : interval);
         while (!isOver(end)) {
-            // News come hundreds of times a second; looking at them in bundles leaves the machine to the
-            // line.
+            // News come hundreds of times a second; taking them in bundles leaves the processor to the thread
+            // of the line.
             std::this_thread::sleep_for(kSlice);
             session_.pump(steadyNow());
             if (steadyNow() < nextShow || options_.once)

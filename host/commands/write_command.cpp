@@ -113,7 +113,7 @@ ExitCode writeVariables(const WriteOptions &options)
     session.stop();
     if (!session.portLost().empty())
         throw Failure(FailureKind::Port, session.portLost());
-    // A station that takes a write and does not keep it has done half of what it was asked for.
+    // A station that acknowledges a write and does not keep the value has done half of the order.
     return differs ? kExitMixed : exitCodeOf(ends);
 }
 

@@ -53,7 +53,7 @@ public:
                {"link", [&](const Json::Value &value) { link = &value; }},
                {"variables", [&](const Json::Value &value) { variables = &value; }},
                {"nameRows", [&](const Json::Value &value) { rows = &value; }}});
-        // In this order, whatever the file's: the addresses mean what the options of the link say.
+        // The link comes first, wherever it stands in the file: its options say what addresses mean.
         if (link)
             readLink(*link);
         if (!variables)
@@ -160,7 +160,7 @@ private:
             json_.refuse(value, "firstTrialMs must not be longer than longestTrialMs");
     }
 
-    /// Calls @p take, which knows no places, with the name that @p value is.
+    /// Hands the name that @p value is to @p take, and adds the place to its complaint.
     void takeName(const Json::Value &value, const std::string &allowed,
                   const std::function<void(const std::string &)> &take) const
     {
@@ -237,8 +237,8 @@ private:
         rates_.push_back(rate);
     }
 
-    /// What is not packed is not cut either: a variable is one request then, and stations refuse longer ones
-    /// (MODBUS Application Protocol V1.1b3, 6.1 to 6.4).
+    /// Without packing the driver does not cut a variable into requests either, and stations refuse a request
+    /// that is longer than the standard allows (MODBUS Application Protocol V1.1b3, 6.1 to 6.4).
     void checkCount(const Variable &variable, const Json::Value &place) const
     {
         const bool bits = isBitArea(variable.area->baseType);
@@ -283,14 +283,14 @@ private:
     {
         std::string name = text(value, "the name of an area");
         if (!findArea(name))
-            // The one reader of variables knows all areas.
+            // parseVariable names the areas in its complaint.
             return checked(name + ":0", value).area->name;
         return name;
     }
 
     std::string readAddress(const Json::Value &value) const
     {
-        // A number would lose the last digit of "35.10".
+        // Only whole numbers: as a number 35.10 would lose its last digit.
         if (value.isNumeric())
             return std::to_string(number(value, kTypedAddressLimits));
         std::string address = text(value, "an address, as \"100\", or REGISTER.BIT, as \"35.3\",");

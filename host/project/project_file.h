@@ -34,7 +34,7 @@ Project parseProject(const std::string &file, const QByteArray &text);
 /// The same from the file at @p path.
 Project loadProject(const std::string &path);
 
-/// What is allowed and all the same hardly meant, a line each.
+/// Settings that are allowed but hardly meant, a line each.
 std::vector<std::string> projectWarnings(const Project &project);
 
 } // namespace plc::host

@@ -32,7 +32,7 @@ void ProjectMonitor::setStationEnabled(int station, bool enabled)
         switchedOff_.erase(station);
     else
         switchedOff_.insert(station);
-    // Switched on again, it counts as one that has not been asked yet.
+    // A station that is switched on again counts as not asked yet.
     offline_.erase(station);
     scans_.setStationEnabled(station, enabled);
     interrupt(station);
@@ -48,6 +48,7 @@ void ProjectMonitor::setOffline(int station, bool offline)
     interrupt(station);
 }
 
+/// A station that is off or offline is not read, so its readings say nothing about how long a scan takes.
 void ProjectMonitor::interrupt(int station)
 {
     for (std::size_t request = 0; request < readings_.size(); ++request) {

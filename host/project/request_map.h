@@ -13,9 +13,8 @@
 
 namespace plc::host {
 
-/// Grouped requests carry no identifier of the variables that they cover, so that they are told apart by
-/// their place. Requests and variables are numbered from 0, variables as in the project. Not locked: one
-/// thread.
+/// Grouped requests carry no identifier of the variables that they cover, so their place tells them apart.
+/// Requests and variables are numbered from 0, variables as in the project. Not locked: one thread.
 class RequestMap
 {
 public:

@@ -15,7 +15,8 @@ namespace {
 
 constexpr int kScansToSettle = 2;
 constexpr int kScans = 10;
-/// Far more than scans of thousands of requests take; reached only where some are never served.
+/// Far more steps than scans of thousands of requests take; reached only where some requests are never
+/// served.
 constexpr int kMostExchanges = 200000;
 
 int readFunction(int baseType)
@@ -92,8 +93,8 @@ RequestPlan::RequestPlan(DriverLibrary &driver, const Project &project, Time ans
     // Sets the driver up; it is never started.
     const Session session(driver, link_);
     registerVariables(driver, project.variables, project.rows);
-    // The first scan meets requests that it does not know yet, and the second one begins anywhere in the turn of the
-    // slowest level.
+    // The first scan meets requests that are not known yet, and the second scan begins anywhere in the turn
+    // of the slowest level: neither is counted.
     ScanStatistics first(map_);
     scan(driver, &first, kScansToSettle);
     scan(driver, &scans_, kScans);

@@ -16,8 +16,8 @@ enum class FailureKind
     NoReply ///< the stations
 };
 
-/// Texts of files and of other libraries may be quoted in a reason; on a terminal and in a log it is one line all the
-/// same. Line ends become blanks, other control characters question marks.
+/// A reason may quote texts of files and of other libraries, but takes one line on a terminal and in a log.
+/// Line ends become blanks, other control characters question marks.
 inline std::string onOneLine(std::string text)
 {
     for (char &letter : text) {

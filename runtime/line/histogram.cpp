@@ -15,8 +15,8 @@ int bucketOf(Time duration)
     return static_cast<int>(std::lround(std::log(nanoseconds) / kBucketWidth));
 }
 
-/// @p nanoseconds as a time, within @p least and @p most. Compared before rounding, since a double next to the
-/// longest time of all may lie beyond it.
+/// @p nanoseconds as a time, within @p least and @p most. Compared before rounding, since a double next to
+/// the longest time of all may lie beyond it.
 Time within(double nanoseconds, Time least, Time most)
 {
     if (nanoseconds >= static_cast<double>(most.count()))

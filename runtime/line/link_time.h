@@ -1,6 +1,6 @@
 /// @file
-/// The clock of the host: nanoseconds of a steady clock, both for moments and for durations. It goes on while the machine
-/// sleeps: a value that was read before is as old as it is, and shown as stale; a wait that was under way is over.
+/// The clock of the host: nanoseconds of a steady clock, both for moments and for durations. The clock goes
+/// on while the machine sleeps: afterwards values are shown as old as they are, and waits under way are over.
 #ifndef PLC_LINE_LINK_TIME_H
 #define PLC_LINE_LINK_TIME_H
 

@@ -10,7 +10,7 @@ namespace plc::runtime {
 /// All are on unless a user has a reason.
 struct Policies
 {
-    /// What arrives between two exchanges is thrown away, and not taken for the beginning of the next reply.
+    /// What arrives between two exchanges is thrown away; it would pass for the beginning of the next reply.
     bool discardInput = true;
     /// After an attempt without a proper answer the line is listened to before another request goes out.
     bool lateReplyGuard = true;
@@ -18,23 +18,24 @@ struct Policies
     bool checkReplies = true;
     /// A reply to a write counts only if it repeats address and value of the request.
     bool strictWrites = true;
-    /// An exception reply ends the attempt at once, and one that would come again ends the request.
+    /// An exception reply ends the attempt at once. It ends the request where a repeat would be refused
+    /// again.
     bool endOnException = true;
     /// A reply that was damaged on the way ends the attempt as soon as the line is silent behind it.
     bool endOnDamage = true;
     /// Noise does not lengthen the wait for a reply.
     bool absoluteDeadline = true;
-    /// A station that fails over and over is left alone but for a trial now and then.
+    /// A station that fails over and over is sent probes only, now and then.
     bool offline = true;
 };
 
-/// When a station is left alone, and how often it is tried.
+/// When a station is taken for offline, and how often it is probed.
 struct OfflineSettings
 {
     int failures = 3; ///< requests in a row without a proper answer, repetitions included; at least 1
-    Time firstProbe = std::chrono::seconds(10); ///< from going offline to the first trial
-    /// Longest distance of two trials: it doubles with each. It is exceeded only where many stations are
-    /// offline, so that all trials together use at most a tenth of the time.
+    Time firstProbe = std::chrono::seconds(10); ///< from going offline to the first probe
+    /// Longest interval between two probes; the interval doubles with each probe. It becomes longer only
+    /// where several stations are offline, so that all probes together use at most a tenth of the time.
     Time longestProbe = std::chrono::seconds(60);
 };
 

@@ -59,7 +59,8 @@ TEST(ProjectFile, TakesTheSettingsOfTheLink)
     const LinkSettings link =
         linked(R"({"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1, "retryLimit": 4,
                    "replyTimeoutMs": 250, "turnaroundMs": 60, "options": ["one-based", "no-bit-packing"],
-                   "linkMode": 1, "maxBlock": 50, "station": 9, "echo": true, "without": ["strict-writes", "offline"],
+                   "linkMode": 1, "maxBlock": 50, "station": 9, "echo": true,
+                   "without": ["strict-writes", "offline"],
                    "offlineAfter": 5, "lateGuardMs": 700, "firstTrialMs": 2000, "longestTrialMs": 30000})")
             .link;
     EXPECT_EQ("/dev/ttyS3", link.port);
@@ -122,7 +123,8 @@ TEST(ProjectFile, CountsAddressesFromOneWhereTheOptionSaysSo)
 TEST(ProjectFile, MakesARowOfEachElementWithARateClass)
 {
     const Project given = projectOf(R"({"name": "a", "area": "4x_d", "address": "200", "rate": 1},
-                                       {"name": "b", "area": "3x_bit", "address": "7.15", "count": 2, "rate": 4},
+                                       {"name": "b", "area": "3x_bit", "address": "7.15", "count": 2,
+                                        "rate": 4},
                                        {"name": "c", "area": "4x", "address": "300", "rate": 0})");
     EXPECT_THAT(rowsOf(given), ::testing::ElementsAre("1 4x200", "1 4x201", "4 3x7", "4 3x8"));
     EXPECT_EQ(10, given.rows[0].texts.size());
@@ -138,7 +140,8 @@ TEST(ProjectFile, MultipliesTheNumbersOfBitsSinceTheDriverDividesThem)
 TEST(ProjectFile, GivesThePlaceOfSeveralVariablesOneRow)
 {
     const Project given = projectOf(R"({"name": "a", "area": "4x", "address": "5", "station": 1, "rate": 2},
-                                       {"name": "b", "area": "4x_bit", "address": "5.3", "station": 2, "rate": 2})");
+                                       {"name": "b", "area": "4x_bit", "address": "5.3", "station": 2,
+                                        "rate": 2})");
     EXPECT_THAT(rowsOf(given), ::testing::ElementsAre("2 4x5"));
 }
 
