@@ -200,7 +200,6 @@ bool Cycle::fetch(Time now)
         return false;
     report_ = StepReport();
     report_.request = describe(*head_, isRelay(info_));
-    report_.cause = AttemptEnd::NoReply;
     report_.startedAt = now;
     attempt_ = Attempt();
     // A late answer may have an old value of the register, which must not be written back.
