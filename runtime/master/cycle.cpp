@@ -200,7 +200,6 @@ bool Cycle::fetch(Time now)
         return false;
     report_ = StepReport();
     report_.request = describe(*head_, isRelay(info_));
-    report_.cause = AttemptEnd::NoReply;
     report_.startedAt = now;
     attempt_ = Attempt();
     // A late answer may have an old value of the register, which must not be written back.
@@ -254,34 +253,17 @@ bool Cycle::replyIsDue() const
 
 Instruction Cycle::transmit(Time now)
 {
-    const bool relay = isRelay(info_);
-    const bool crcHighFirst = hasOption(info_.options, kOptionSwapReplyCrc);
-    const bool strict = settings_.policies.strictWrites;
     const QByteArray &frame = request().frame;
     if (settings_.policies.discardInput)
         discardBefore(now, buffer_.size(), "outside an exchange");
     echoes_.sent(frame);
+    state_ = stateWhenSent();
     attempt_ = Attempt();
-    attempt_.shape = relay ? relayReplyShape(frame, head_->replyLen, crcHighFirst, strict)
-                           : modbusReplyShape(frame, crcHighFirst, strict);
-    // Where echoes are taken off, their number tells them from replies.
-    if (settings_.removeEcho)
-        attempt_.shape.request.clear();
-
-    // No station answers address 0. The driver may expect a reply all the same: the station override changes
-    // the address of the frame alone.
-    const bool broadcast = relay ? head_->replyLen == 0 : request().station == 0;
-    state_ = broadcast      ? CycleState::WaitingTurnaround
-             : replyIsDue() ? CycleState::WaitingReply
-                            : CycleState::ListeningOut;
+    attempt_.shape = shapeOfReply();
     // The wait starts with the last stop bit, which may leave long after the bytes were handed over.
     attempt_.sentUntil = now + settings_.timing.wire(frame.size());
+    attempt_.deadline = attempt_.sentUntil + waitWhenSent();
     lastActivity_ = attempt_.sentUntil;
-    // A station that is said not to answer may do so all the same, but nobody waits a time-out for that.
-    const bool isSilenced =
-        state_ == CycleState::ListeningOut && isSilencedByOption(info_, request().regType);
-    attempt_.deadline =
-        attempt_.sentUntil + (broadcast || isSilenced ? settings_.turnaround : settings_.responseTimeout);
 
     if (report_.attempts == 0)
         report_.startedAt = now;
@@ -296,6 +278,39 @@ Instruction Cycle::transmit(Time now)
     if (observer_)
         observer_->sent(now, frame, report_.attempts);
     return {frame, attempt_.deadline};
+}
+
+CycleState Cycle::stateWhenSent() const
+{
+    // No station answers address 0. The driver may expect a reply all the same: the station override changes
+    // the address of the frame alone.
+    const bool isBroadcast = isRelay(info_) ? head_->replyLen == 0 : request().station == 0;
+    if (isBroadcast)
+        return CycleState::WaitingTurnaround;
+    return replyIsDue() ? CycleState::WaitingReply : CycleState::ListeningOut;
+}
+
+/// How long the state that follows the frame lasts when nothing comes.
+Time Cycle::waitWhenSent() const
+{
+    // A station that is said not to answer may do so all the same, but nobody waits a time-out for that.
+    const bool isSilenced =
+        state_ == CycleState::ListeningOut && isSilencedByOption(info_, request().regType);
+    return state_ == CycleState::WaitingTurnaround || isSilenced ? settings_.turnaround
+                                                                 : settings_.responseTimeout;
+}
+
+ReplyShape Cycle::shapeOfReply() const
+{
+    const bool crcHighFirst = hasOption(info_.options, kOptionSwapReplyCrc);
+    const bool strict = settings_.policies.strictWrites;
+    ReplyShape shape = isRelay(info_)
+                           ? relayReplyShape(request().frame, head_->replyLen, crcHighFirst, strict)
+                           : modbusReplyShape(request().frame, crcHighFirst, strict);
+    // Where echoes are taken off, their number tells them from replies.
+    if (settings_.removeEcho)
+        shape.request.clear();
+    return shape;
 }
 
 void Cycle::take(Time now, const QByteArray &arrived)

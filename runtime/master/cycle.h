@@ -202,6 +202,9 @@ private:
     Time busyLimit() const;
     bool replyIsDue() const;
     Instruction transmit(Time now);
+    CycleState stateWhenSent() const;
+    Time waitWhenSent() const;
+    ReplyShape shapeOfReply() const;
 
     // What comes back.
     void take(Time now, const QByteArray &arrived);

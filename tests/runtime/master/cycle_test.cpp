@@ -173,6 +173,7 @@ TEST_F(CycleSilence, ThatNeverComesSpendsTheAttemptInsteadOfHangingForEver)
 {
     queue(kRead);
     verdicts({0, 41});
+    const Time chosen = now;
     for (int i = 0; i < 700; ++i) {
         EXPECT_TRUE(run(milliseconds(1)).isEmpty());
         EXPECT_TRUE(arrive(hex("55")).isEmpty());
@@ -181,6 +182,7 @@ TEST_F(CycleSilence, ThatNeverComesSpendsTheAttemptInsteadOfHangingForEver)
     EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[0].cause);
     EXPECT_FALSE(witness.steps[0].done);
     EXPECT_EQ(0, witness.steps[0].attempts);
+    EXPECT_EQ(chosen, witness.steps[0].startedAt);
     EXPECT_EQ(2u, total().lineBusy);
     EXPECT_EQ(0u, total().requests);
 }
@@ -423,6 +425,18 @@ TEST_F(CycleTimeout, CountsFromTheMomentThatThePortNamesWhenThatIsLater)
     runUntil(due - nanoseconds(2));
     EXPECT_TRUE(driver.calls.empty());
     runUntil(due);
+    EXPECT_EQ(1u, driver.calls.size());
+}
+
+TEST_F(CycleTimeout, IsMovedOnceHoweverOftenThePortNamesThatMoment)
+{
+    queue(kRead);
+    runUntilSent();
+    verdicts({0});
+    const Time left = sentAt + milliseconds(50);
+    cycle().transmitted(left);
+    cycle().transmitted(left);
+    runUntil(left + milliseconds(300));
     EXPECT_EQ(1u, driver.calls.size());
 }
 
@@ -990,6 +1004,23 @@ TEST_F(CycleEcho, OfAnEarlierTransactionWithTheSameRequestIsCountedToo)
     EXPECT_EQ(1u, witness.steps.size());
 }
 
+TEST_F(CycleEcho, OfAnEarlierTransactionWithAnotherRequestIsNotDueAnyMore)
+{
+    settings.removeEcho = true;
+    const QByteArray other = withCrc("11 06 0065 0001");
+    queue(kWrite);
+    queue(other);
+    verdicts({41});
+    runUntilSent();
+    EXPECT_EQ(other, runUntilSent());
+    arrive(other);
+    verdicts({1, 1});
+    driver.trimTo = 8;
+    arrive(other);
+    ASSERT_EQ(2u, witness.steps.size());
+    EXPECT_TRUE(witness.steps[1].done);
+}
+
 TEST_F(CycleEcho, ThatComesBetweenTwoAttemptsIsOver)
 {
     settings.removeEcho = true;
@@ -1110,6 +1141,17 @@ TEST_F(CycleReply, LikeItsRequestCountsWhereItComesLaterThanAnEcho)
     EXPECT_TRUE(witness.steps.at(0).done);
 }
 
+TEST_F(CycleReply, LikeItsRequestMayBeTheEchoOfAFrameThatLeftLate)
+{
+    queue(kReadLikeItsReply);
+    runUntilSent();
+    now = sentAt + milliseconds(50);
+    cycle().transmitted(now);
+    run(milliseconds(20));
+    arrive(kReadLikeItsReply);
+    EXPECT_TRUE(driver.calls.empty());
+}
+
 TEST_F(CycleReply, LikeItsRequestDoesNotCountWhereItMayBeTheEcho)
 {
     queue(kReadLikeItsReply);
@@ -1149,6 +1191,20 @@ TEST_F(CycleEcho, OfAnotherAttemptDoesNotStayInTheReport)
     EXPECT_FALSE(witness.steps[0].echoHeard);
 }
 
+TEST_F(CycleEcho, OfAnEarlierTransactionIsNotReportedOfOneThatIsNeverSent)
+{
+    queue(kRead);
+    queue(kRead);
+    runUntilSent();
+    verdicts({41, 41});
+    arrive(kRead);
+    driver.permitted = Permit::Withhold;
+    run(milliseconds(400));
+    ASSERT_EQ(2u, witness.steps.size());
+    EXPECT_TRUE(witness.steps[0].echoHeard);
+    EXPECT_FALSE(witness.steps[1].echoHeard);
+}
+
 TEST_F(CycleEcho, ThatIsTakenOffIsNotReportedAsHeard)
 {
     settings.removeEcho = true;
@@ -1175,6 +1231,19 @@ TEST_F(CycleBroadcast, WaitsTheTurnaroundDelayAndIsDone)
     EXPECT_TRUE(witness.steps[0].done);
     EXPECT_EQ(AttemptEnd::NoReplyDue, witness.steps[0].cause);
     EXPECT_EQ(1u, total().unanswered);
+}
+
+TEST_F(CycleBroadcast, LeavesTheStationsTheirTimeFromTheMomentThatThePortNames)
+{
+    queue(kBroadcast, 0);
+    runUntilSent();
+    verdicts({1});
+    const Time left = sentAt + milliseconds(50);
+    cycle().transmitted(left);
+    runUntil(left + milliseconds(100) - nanoseconds(2));
+    EXPECT_TRUE(driver.calls.empty());
+    runUntil(left + milliseconds(100));
+    EXPECT_EQ(1u, driver.calls.size());
 }
 
 TEST_F(CycleBroadcast, ThrowsAwayWhatComesMeanwhile)
@@ -1484,6 +1553,17 @@ TEST_F(CyclePermit, NotGivenKeepsEveryByteFromTheLine)
     EXPECT_EQ(0, witness.steps[0].attempts);
     EXPECT_EQ(std::vector<QByteArray>{QByteArray()}, driver.calls);
     EXPECT_TRUE(cycle().statistics().stations.empty());
+}
+
+TEST_F(CyclePermit, NotGivenForAnythingStillLetsTheLineHaveItsTurn)
+{
+    driver.permitted = Permit::Withhold;
+    for (int i = 0; i < 17; ++i) {
+        queue(kRead);
+        verdicts({41});
+    }
+    EXPECT_EQ(now + milliseconds(2), cycle().advance(now, QByteArray()).wakeAt);
+    EXPECT_EQ(16u, witness.steps.size());
 }
 
 TEST_F(CyclePermit, IsStillNeededWhenTheLineFallsSilent)
