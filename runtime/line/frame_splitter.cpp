@@ -110,21 +110,25 @@ bool FrameSplitter::decide(bool isFinal, std::vector<Piece> *pieces)
     if (asked_.isOpen && place.at - asked_.until > settings_.replyWithin)
         asked_.isOpen = false;
     const int awaited = awaitedLength(head_);
-    if (awaited > 0 && head_ + awaited <= size() && isAwaited(bytesAt(head_), awaited) &&
-        hasGoodCrc(head_, awaited)) {
-        take(awaited, PieceKind::Frame, pieces);
-        return true;
-    }
+    const bool hasAwaited = awaited > 0 && head_ + awaited <= size() && isAwaited(bytesAt(head_), awaited) &&
+                            hasGoodCrc(head_, awaited);
     const Fits fits = fitsAt(head_);
     const int needed = std::max(fits.needed, awaited);
     if (!isFinal && head_ + needed > size())
         return waitFor(head_ + needed);
+    if (hasAwaited && awaited >= fits.longer) {
+        take(awaited, PieceKind::Frame, pieces);
+        return true;
+    }
     int length = fits.longer;
-    if (fits.shorter > 0) {
-        if (!isFinal && head_ + fits.longer + kLongestFrame > size())
-            return waitFor(head_ + fits.longer + kLongestFrame);
-        if (!endIsConfirmed(head_ + fits.longer, isFinal) && endIsConfirmed(head_ + fits.shorter, isFinal))
-            length = fits.shorter;
+    const int shorter = hasAwaited ? awaited : fits.shorter;
+    if (shorter > 0) {
+        if (!isFinal && head_ + length + kLongestFrame > size())
+            return waitFor(head_ + length + kLongestFrame);
+        const bool longerEnds = endIsConfirmed(head_ + length, isFinal);
+        const bool shorterEnds = endIsConfirmed(head_ + shorter, isFinal);
+        if (shorterEnds == longerEnds ? hasAwaited : shorterEnds)
+            length = shorter;
     }
     if (length > 0 && !place.isBorder) {
         int lastGap = 0;

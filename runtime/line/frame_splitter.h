@@ -6,9 +6,10 @@
 /// where a layout of rtu_layout.h gives a length of which the CRC is good. A *border* is the beginning of the
 /// stream, a gap, the end of a frame, or what came last before finish(). From the first byte onwards:
 ///
-/// 1. The awaited reply to the last request goes first: its length follows from what was asked.
-/// 2. Of several frames that fit at one place the longest is taken, since registers may hold what looks like
-///    a frame. Those that end at a border, or where another frame fits, precede those that do not.
+/// 1. Of several frames that fit at one place, those that end at a border, or where another frame fits,
+///    precede those that do not. Then the awaited reply to the last request goes first, for its length
+///    follows from what was asked; else the longest, since registers may hold what looks like a frame.
+/// 2. The awaited reply is taken at once where nothing longer may begin with it.
 /// 3. A frame that begins at no border yields to a frame inside it that begins at a gap.
 /// 4. At a border, a frame of any length with a good CRC is taken although no layout tells its length
 ///    (user-defined functions, odd values), if it ends at a border; else the shortest behind which another
