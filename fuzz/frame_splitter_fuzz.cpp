@@ -20,7 +20,7 @@ using runtime::PieceKind;
 using station::Bytes;
 using station::CrcOrder;
 
-constexpr std::size_t kMostBytes = 6000;
+constexpr std::size_t kMostBytes = 1500; // more than the splitter holds, few enough for many inputs a second
 
 /// A stream, and before which of its bytes there are gaps or the line was silent.
 struct Stream

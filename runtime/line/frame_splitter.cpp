@@ -311,7 +311,7 @@ void FrameSplitter::take(int length, PieceKind kind, std::vector<Piece> *pieces)
 void FrameSplitter::giveLeftovers(bool all, std::vector<Piece> *pieces)
 {
     while (from_ < head_ && (all || head_ - from_ > kLongestFrame)) {
-        int length = damagedLength(head_, all);
+        int length = damagedLength();
         if (length > 0) {
             give(length, PieceKind::Damaged, pieces);
             continue;
@@ -325,11 +325,10 @@ void FrameSplitter::giveLeftovers(bool all, std::vector<Piece> *pieces)
     }
 }
 
-/// Length of the damaged frame at from_, which ends at a border before @p end, or there; 0 when there is
-/// none.
-int FrameSplitter::damagedLength(int end, bool endIsBorder) const
+/// Length of the damaged frame at from_, which ends at a border before head_, or there; 0 when there is none.
+int FrameSplitter::damagedLength() const
 {
-    const int available = end - from_;
+    const int available = head_ - from_;
     if (!places_[static_cast<std::size_t>(from_)].isBorder || available < kShortestFrame)
         return 0;
     const ContentLength request = requestLengthAt(bytesAt(from_), available);
@@ -339,7 +338,7 @@ int FrameSplitter::damagedLength(int end, bool endIsBorder) const
                              isKnown(reply, reply.bytes) ? reply.bytes : 0, awaitedLength(from_)}) {
         if (length <= found || length > available)
             continue;
-        if (from_ + length == end ? endIsBorder : places_[static_cast<std::size_t>(from_ + length)].isBorder)
+        if (length == available || places_[static_cast<std::size_t>(from_ + length)].isBorder)
             found = length;
     }
     return found;

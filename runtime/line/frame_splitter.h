@@ -151,7 +151,7 @@ private:
     void passOver(std::vector<Piece> *pieces);
     void take(int length, PieceKind kind, std::vector<Piece> *pieces);
     void giveLeftovers(bool all, std::vector<Piece> *pieces);
-    int damagedLength(int end, bool endIsBorder) const;
+    int damagedLength() const;
     void give(int length, PieceKind kind, std::vector<Piece> *pieces);
     bool isLostFrame(const QByteArray &frame);
     void noteFrame(Piece *piece);
