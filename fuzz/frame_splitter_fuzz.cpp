@@ -211,8 +211,12 @@ Bytes makeReply(const Bytes &request, Input &input)
 /// there is more than one way to split them. A zero behind a frame leaves its CRC good.
 bool isAmbiguous(const Bytes &bytes, std::size_t at, std::size_t length)
 {
-    for (std::size_t other = 4; other <= 256 && at + other <= bytes.size(); ++other) {
-        if ((other + 1 < length || other > length + 1) && isGoodCrc(bytes, at, other))
+    unsigned crc = 0xFFFF;
+    for (std::size_t other = 1; other <= 256 && at + other <= bytes.size(); ++other) {
+        crc ^= bytes[at + other - 1];
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 1u) != 0 ? (crc >> 1) ^ 0xA001u : crc >> 1;
+        if (crc == 0 && other >= 4 && (other + 1 < length || other > length + 1))
             return true;
     }
     return false;
