@@ -110,21 +110,25 @@ bool FrameSplitter::decide(bool isFinal, std::vector<Piece> *pieces)
     if (asked_.isOpen && place.at - asked_.until > settings_.replyWithin)
         asked_.isOpen = false;
     const int awaited = awaitedLength(head_);
-    if (awaited > 0 && head_ + awaited <= size() && isAwaited(bytesAt(head_), awaited) &&
-        hasGoodCrc(head_, awaited)) {
-        take(awaited, PieceKind::Frame, pieces);
-        return true;
-    }
+    const bool hasAwaited = awaited > 0 && head_ + awaited <= size() && isAwaited(bytesAt(head_), awaited) &&
+                            hasGoodCrc(head_, awaited);
     const Fits fits = fitsAt(head_);
     const int needed = std::max(fits.needed, awaited);
     if (!isFinal && head_ + needed > size())
         return waitFor(head_ + needed);
+    if (hasAwaited && awaited >= fits.longer) {
+        take(awaited, PieceKind::Frame, pieces);
+        return true;
+    }
     int length = fits.longer;
-    if (fits.shorter > 0) {
-        if (!isFinal && head_ + fits.longer + kLongestFrame > size())
-            return waitFor(head_ + fits.longer + kLongestFrame);
-        if (!endIsConfirmed(head_ + fits.longer, isFinal) && endIsConfirmed(head_ + fits.shorter, isFinal))
-            length = fits.shorter;
+    const int shorter = hasAwaited ? awaited : fits.shorter;
+    if (shorter > 0) {
+        if (!isFinal && head_ + length + kLongestFrame > size())
+            return waitFor(head_ + length + kLongestFrame);
+        const bool longerEnds = endIsConfirmed(head_ + length, isFinal);
+        const bool shorterEnds = endIsConfirmed(head_ + shorter, isFinal);
+        if (shorterEnds == longerEnds ? hasAwaited : shorterEnds)
+            length = shorter;
     }
     if (length > 0 && !place.isBorder) {
         int lastGap = 0;
@@ -307,7 +311,7 @@ void FrameSplitter::take(int length, PieceKind kind, std::vector<Piece> *pieces)
 void FrameSplitter::giveLeftovers(bool all, std::vector<Piece> *pieces)
 {
     while (from_ < head_ && (all || head_ - from_ > kLongestFrame)) {
-        int length = damagedLength(head_, all);
+        int length = damagedLength();
         if (length > 0) {
             give(length, PieceKind::Damaged, pieces);
             continue;
@@ -321,11 +325,10 @@ void FrameSplitter::giveLeftovers(bool all, std::vector<Piece> *pieces)
     }
 }
 
-/// Length of the damaged frame at from_, which ends at a border before @p end, or there; 0 when there is
-/// none.
-int FrameSplitter::damagedLength(int end, bool endIsBorder) const
+/// Length of the damaged frame at from_, which ends at a border before head_, or there; 0 when there is none.
+int FrameSplitter::damagedLength() const
 {
-    const int available = end - from_;
+    const int available = head_ - from_;
     if (!places_[static_cast<std::size_t>(from_)].isBorder || available < kShortestFrame)
         return 0;
     const ContentLength request = requestLengthAt(bytesAt(from_), available);
@@ -335,7 +338,7 @@ int FrameSplitter::damagedLength(int end, bool endIsBorder) const
                              isKnown(reply, reply.bytes) ? reply.bytes : 0, awaitedLength(from_)}) {
         if (length <= found || length > available)
             continue;
-        if (from_ + length == end ? endIsBorder : places_[static_cast<std::size_t>(from_ + length)].isBorder)
+        if (length == available || places_[static_cast<std::size_t>(from_ + length)].isBorder)
             found = length;
     }
     return found;

@@ -6,9 +6,10 @@
 /// where a layout of rtu_layout.h gives a length of which the CRC is good. A *border* is the beginning of the
 /// stream, a gap, the end of a frame, or what came last before finish(). From the first byte onwards:
 ///
-/// 1. The awaited reply to the last request goes first: its length follows from what was asked.
-/// 2. Of several frames that fit at one place the longest is taken, since registers may hold what looks like
-///    a frame. Those that end at a border, or where another frame fits, precede those that do not.
+/// 1. Of several frames that fit at one place, those that end at a border, or where another frame fits,
+///    precede those that do not. Then the awaited reply to the last request goes first, for its length
+///    follows from what was asked; else the longest, since registers may hold what looks like a frame.
+/// 2. The awaited reply is taken at once where nothing longer may begin with it.
 /// 3. A frame that begins at no border yields to a frame inside it that begins at a gap.
 /// 4. At a border, a frame of any length with a good CRC is taken although no layout tells its length
 ///    (user-defined functions, odd values), if it ends at a border; else the shortest behind which another
@@ -75,8 +76,9 @@ struct SplitterSettings
     static SplitterSettings forLine(const LineTiming &timing, Time deliverySlack, Time replyWithin);
 };
 
-/// Not thread-safe. Holds at most kMostHeld bytes, and takes at most kStepsPerByte steps for each byte,
-/// whatever comes: a step is one byte of a CRC or one look at a possible frame.
+/// Not thread-safe. Holds at most kMostHeld bytes, and takes at most kStepsPerByte steps for each byte, whatever
+/// comes: a step is one byte of a CRC or one look at a possible frame. At each place the CRC goes over the next
+/// kLongestFrame bytes once, and at most four passes look at the places that these bytes cover.
 class FrameSplitter
 {
 public:
@@ -150,7 +152,7 @@ private:
     void passOver(std::vector<Piece> *pieces);
     void take(int length, PieceKind kind, std::vector<Piece> *pieces);
     void giveLeftovers(bool all, std::vector<Piece> *pieces);
-    int damagedLength(int end, bool endIsBorder) const;
+    int damagedLength() const;
     void give(int length, PieceKind kind, std::vector<Piece> *pieces);
     bool isLostFrame(const QByteArray &frame);
     void noteFrame(Piece *piece);

@@ -235,6 +235,17 @@ TEST(Lookalikes, AreChosenByTheirEnds)
     EXPECT_EQ("< 13, > 8", outline(splitWithGaps({both + kRequest}))) << "a frame behind the longer one only";
 }
 
+TEST(Lookalikes, OfTheAwaitedReplyInsideARequest)
+{
+    // A CRC that ends in zero: without its last byte the request is a good reply of one register.
+    const QByteArray request = hex("11 03 0200 0079 8700");
+    ASSERT_EQ(withCrc("11 03 0200 0079"), request);
+    const QByteArray unanswered = withCrc("11 03 0064 0001");
+    EXPECT_EQ("> 8, > 8", outlineOf(unanswered + request));
+    EXPECT_EQ("> 8, > 8, > 8, < 9", outlineOf(unanswered + request + kRequest + kReply));
+    EXPECT_EQ("> 8, < 7, ~ 2", outlineOf(unanswered + request + hex("5A"))) << "nothing tells otherwise";
+}
+
 TEST(Lookalikes, BehindNoiseYieldToAFrameThatBeginsAtAGap)
 {
     // Two registers that hold a whole request: read exception status.
@@ -476,7 +487,7 @@ class HostileStreams : public ::testing::TestWithParam<Hostile>
 TEST_P(HostileStreams, CostBoundedWorkAndMemoryAndLoseNothing)
 {
     QByteArray line;
-    while (line.size() < 20000)
+    while (line.size() < 5000)
         line += GetParam().repeated;
     for (const int chunk : {1, 7, 20000}) {
         FrameSplitter splitter;
