@@ -1,6 +1,5 @@
 #include <QDateTime>
 #include <QFile>
-#include <QTextStream>
 
 #include "core/guarded.h"
 #include "plcdriver.h"
@@ -21,11 +20,12 @@ void customMessageHandler(QtMsgType, const char *message)
     plc::guarded(0, [=] {
         QFile file(QLatin1String("/tmp/debug.log"));
         // Writing to a closed file makes Qt warn, and that warning would come back to this handler.
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
             return 0;
-        QTextStream stream(&file);
-        stream << timeStamp() << ':' << QString::fromLatin1(message) << '\n';
-        stream.flush();
+        // Not through a QTextStream, whose constructor ends the process when memory runs out in it.
+        const QString line =
+            timeStamp() + QLatin1Char(':') + QString::fromLatin1(message) + QLatin1Char('\n');
+        file.write(line.toLocal8Bit());
         return 0;
     });
 }
