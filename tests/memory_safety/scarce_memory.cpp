@@ -7,7 +7,7 @@
 // watch over every block then, as in other programs.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#ifdef PLC_SANITIZED
 void *__interceptor_malloc(std::size_t size);
 void *__interceptor_calloc(std::size_t count, std::size_t size);
 void *__interceptor_realloc(void *block, std::size_t size);
