@@ -1,5 +1,7 @@
 #include "varlists/grouping.h"
 
+#include <utility>
+
 #include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/guarded.h"
@@ -87,6 +89,27 @@ void appendGrouped(const QList<RW_VAR> &bucket, int unitLimit, QList<RW_VAR> &ou
 }
 
 } // namespace
+
+void plc::arrange(QList<RW_VAR> &list, std::vector<int> &order)
+{
+    const QList<RW_VAR>::iterator entries = list.begin();
+    for (int i = 0; i < list.size(); ++i) {
+        // A cycle of places, each of which takes the entry of the next.
+        int place = i;
+        int from = order[static_cast<std::size_t>(place)];
+        if (from == i)
+            continue;
+        RW_VAR first = std::move(entries[i]);
+        while (from != i) {
+            entries[place] = std::move(entries[from]);
+            order[static_cast<std::size_t>(place)] = place;
+            place = from;
+            from = order[static_cast<std::size_t>(place)];
+        }
+        entries[place] = std::move(first);
+        order[static_cast<std::size_t>(place)] = place;
+    }
+}
 
 void Bubble_Sort(QList<RW_VAR> *list)
 {
