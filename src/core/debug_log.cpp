@@ -20,11 +20,13 @@ void customMessageHandler(QtMsgType, const char *message)
     plc::guarded(0, [=] {
         QFile file(QLatin1String("/tmp/debug.log"));
         // Writing to a closed file makes Qt warn, and that warning would come back to this handler.
-        if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Unbuffered))
+        if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
             return 0;
         // Not through a QTextStream, whose constructor ends the process when memory runs out in it.
-        const QString line =
-            timeStamp() + QLatin1Char(':') + QString::fromLatin1(message) + QLatin1Char('\n');
+        QString line = timeStamp();
+        line += QLatin1String(":");
+        line += QString::fromLatin1(message);
+        line += QLatin1String("\n");
         file.write(line.toLocal8Bit());
         return 0;
     });

@@ -6,11 +6,6 @@
 
 #include <QList>
 
-#include <algorithm>
-#include <cstddef>
-#include <numeric>
-#include <vector>
-
 #include "core/records.h"
 
 /// Sorts @p list by ascending address; entries with equal addresses keep their order. Null does nothing.
@@ -29,23 +24,15 @@ PLC_EXPORT void BitVarReCreat(QList<RW_VAR> *bucket, int unitLimit);
 
 namespace plc {
 
-/// Brings the entry of @p list whose index is `order[i]` to place i, for every i. @p order holds each index once and is
-/// used up.
-void arrange(QList<RW_VAR> &list, std::vector<int> &order);
+/// Whether the first record comes before the second.
+typedef bool (*Before)(const RW_VAR &, const RW_VAR &);
 
-/// Sorts by @p isBefore, keeping the order of equal entries. Indices are sorted and each entry is moved once, which
-/// costs less code and time than a sort that moves entries. Apart from Bubble_Sort() so that its comparisons can be
-/// counted.
-template <typename Before>
-void sortStable(QList<RW_VAR> &list, Before isBefore)
-{
-    std::vector<int> order(static_cast<std::size_t>(list.size()));
-    std::iota(order.begin(), order.end(), 0);
-    const QList<RW_VAR> &entries = list;
-    std::stable_sort(order.begin(), order.end(),
-                     [&entries, &isBefore](int a, int b) { return isBefore(entries.at(a), entries.at(b)); });
-    arrange(list, order);
-}
+/// Sorts by @p isBefore, keeping the order of equal entries. Costs n log n comparisons.
+void sortStable(QList<RW_VAR> &list, Before isBefore);
+
+/// Appends the requests that read the entries of @p entries from @p first to before @p end, as BitVarReCreat() does with
+/// a bucket. @p out is another list.
+void appendGrouped(const QList<RW_VAR> &entries, int first, int end, int unitLimit, QList<RW_VAR> &out);
 
 } // namespace plc
 
