@@ -59,19 +59,26 @@ stations_table() {
 }
 
 pending_table() {
-    local pending write replace fail split
-    row 'pending' 'a write with its echo' 'per pending write' 'a value replaces the newest' 'per pending write' \
-        'a failure takes half along' 'per pending write' 'a one-shot read split into so many' 'per request'
+    local pending write replace fail split first_write='' first_replace=0 first_fail=0 first_split=0
+    row pending 'a write with its echo' 'for each further' 'a value replaces the newest' 'for each further' \
+        'filling the list, and a failure takes half along' 'for each further' 'a one-shot read split into so many' \
+        'for each further'
     row ---: ---: ---: ---: ---: ---: ---: ---: ---:
     for pending in 1 4 16 64 256 1024; do
         # The list takes no more than 1,024, the new one included.
         write=$(growth write $((pending - (pending == 1024))) 500)
         replace=$(growth replace "$pending" 500)
-        fail=$(($(growth fail "$pending" 10) - $(growth fill "$pending" 10)))
+        fail=$(growth fail "$pending" 10)
         split=$(growth split "$pending" 10)
-        row "$(grouped "$pending")" "$(grouped "$write")" "$(quotient "$write" "$pending")" "$(grouped "$replace")" \
-            "$(quotient "$replace" "$pending")" "$(grouped "$fail")" "$(quotient "$fail" "$pending")" \
-            "$(grouped "$split")" "$(quotient "$split" "$pending")"
+        if [ -z "$first_write" ]; then
+            first_write=$write first_replace=$replace first_fail=$fail first_split=$split
+            row 1 "$(grouped "$write")" '' "$(grouped "$replace")" '' "$(grouped "$fail")" '' "$(grouped "$split")" ''
+            continue
+        fi
+        row "$(grouped "$pending")" "$(grouped "$write")" "$(quotient $((write - first_write)) $((pending - 1)))" \
+            "$(grouped "$replace")" "$(quotient $((replace - first_replace)) $((pending - 1)))" \
+            "$(grouped "$fail")" "$(quotient $((fail - first_fail)) $((pending - 1)))" \
+            "$(grouped "$split")" "$(quotient $((split - first_split)) $((pending - 1)))"
     done
 }
 
