@@ -2,9 +2,10 @@
 
 #include <malloc.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
+#include <unordered_map>
 
 // The C library offers its own allocator under these names to those who replace the public ones.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
@@ -30,6 +31,7 @@ HeapCall calls[kMostCalls];
 std::size_t callCount = 0;
 bool recording = false;
 std::size_t allocations = 0;
+std::size_t most = 0; ///< of the last record
 
 void record(void *block, std::size_t size)
 {
@@ -96,17 +98,21 @@ void startRecording()
 std::size_t stopRecording()
 {
     recording = false;
-    std::map<void *, std::size_t> live;
-    for (std::size_t i = 0; i < callCount; ++i) {
-        if (calls[i].size == 0)
-            live.erase(calls[i].block);
-        else
-            live[calls[i].block] = calls[i].size;
-    }
+    std::unordered_map<void *, std::size_t> live;
     std::size_t bytes = 0;
-    for (const auto &block : live)
-        bytes += block.second;
+    most = 0;
+    for (std::size_t i = 0; i < callCount; ++i) {
+        std::size_t &size = live[calls[i].block]; // 0 for a block of before
+        bytes = bytes - size + calls[i].size;
+        size = calls[i].size;
+        most = std::max(most, bytes);
+    }
     return bytes;
+}
+
+std::size_t mostRecorded()
+{
+    return most;
 }
 
 std::size_t chunkBytes()

@@ -17,6 +17,10 @@ std::size_t allocationCount();
 void startRecording();
 std::size_t stopRecording();
 
+/// The most bytes of those allocations that were not given back at the same time, in the record that stopRecording() has
+/// ended.
+std::size_t mostRecorded();
+
 /// Bytes of the heap chunks in use, bookkeeping and rounding of the allocator included.
 std::size_t chunkBytes();
 

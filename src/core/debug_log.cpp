@@ -1,6 +1,5 @@
 #include <QDateTime>
 #include <QFile>
-#include <QTextStream>
 
 #include "core/guarded.h"
 #include "plcdriver.h"
@@ -23,9 +22,12 @@ void customMessageHandler(QtMsgType, const char *message)
         // Writing to a closed file makes Qt warn, and that warning would come back to this handler.
         if (!file.open(QIODevice::WriteOnly | QIODevice::Append))
             return 0;
-        QTextStream stream(&file);
-        stream << timeStamp() << ':' << QString::fromLatin1(message) << '\n';
-        stream.flush();
+        // Not through a QTextStream, whose constructor ends the process when memory runs out in it.
+        QString line = timeStamp();
+        line += QLatin1String(":");
+        line += QString::fromLatin1(message);
+        line += QLatin1String("\n");
+        file.write(line.toLocal8Bit());
         return 0;
     });
 }

@@ -64,6 +64,33 @@ bool serveOnceReadLocked()
                             readBuilder());
 }
 
+// Turns the order of the entries from @p first to before @p end round.
+void reverse(QList<RW_VAR> &list, int first, int end)
+{
+    for (int last = end - 1; first < last; ++first, --last) {
+#if QT_VERSION < 0x050D00
+        list.swap(first, last);
+#else
+        list.swapItemsAt(first, last);
+#endif
+    }
+}
+
+// Moves the first @p count entries behind the others. Each single move passes over the whole list, so that many are made
+// in one go.
+void moveBehind(QList<RW_VAR> &list, int count)
+{
+    constexpr int kMany = 32; // from here on one go is quicker
+    if (count < kMany) {
+        for (int i = 0; i < count; ++i)
+            plc::rotate(list);
+        return;
+    }
+    reverse(list, 0, count);
+    reverse(list, count, list.size());
+    reverse(list, 0, list.size());
+}
+
 // Brings an entry whose station is switched on to the head. False when there is none: turning the list once
 // round leaves it as it was.
 bool skipDisabledLocked(QList<RW_VAR> &list)
@@ -73,8 +100,7 @@ bool skipDisabledLocked(QList<RW_VAR> &list)
         ++skipped;
     if (skipped == list.size())
         return false;
-    for (int i = 0; i < skipped; ++i)
-        plc::rotate(list);
+    moveBehind(list, skipped);
     return true;
 }
 

@@ -1,5 +1,7 @@
 #include <QMutexLocker>
 
+#include <algorithm>
+
 #include "core/arithmetic.h"
 #include "core/context.h"
 #include "core/guarded.h"
@@ -92,11 +94,10 @@ void purgeLocked(QList<RW_VAR> &list)
 {
     const RW_VAR &failed = PLC_driver.retVar;
     const bool anyStation = PLC_driver.comInfo->stationMode == 0;
-    for (int i = list.size() - 1; i >= 0; --i) {
-        const RW_VAR &entry = list.at(i);
-        if (hasSameIds(entry, failed) && (anyStation || entry.station == failed.station))
-            list.removeAt(i);
-    }
+    const auto isDiscarded = [&failed, anyStation](const RW_VAR &entry) {
+        return hasSameIds(entry, failed) && (anyStation || entry.station == failed.station);
+    };
+    list.erase(std::remove_if(list.begin(), list.end(), isDiscarded), list.end());
     plc::noteWriteCountLocked();
 }
 

@@ -6,8 +6,6 @@
 
 #include <QList>
 
-#include <algorithm>
-
 #include "core/records.h"
 
 /// Sorts @p list by ascending address; entries with equal addresses keep their order. Null does nothing.
@@ -26,13 +24,15 @@ PLC_EXPORT void BitVarReCreat(QList<RW_VAR> *bucket, int unitLimit);
 
 namespace plc {
 
-/// Sorts by @p isBefore, keeping the order of equal entries. Apart from Bubble_Sort() so that its comparisons
-/// can be counted.
-template <typename Before>
-void sortStable(QList<RW_VAR> &list, Before isBefore)
-{
-    std::stable_sort(list.begin(), list.end(), isBefore);
-}
+/// Whether the first record comes before the second.
+typedef bool (*Before)(const RW_VAR &, const RW_VAR &);
+
+/// Sorts by @p isBefore, keeping the order of equal entries. Costs n log n comparisons.
+void sortStable(QList<RW_VAR> &list, Before isBefore);
+
+/// Appends the requests that read the entries of @p entries from @p first to before @p end, as BitVarReCreat() does with
+/// a bucket. @p out is another list.
+void appendGrouped(const QList<RW_VAR> &entries, int first, int end, int unitLimit, QList<RW_VAR> &out);
 
 } // namespace plc
 

@@ -1,7 +1,7 @@
-#include <QMap>
 #include <QMutexLocker>
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "core/context.h"
@@ -13,9 +13,6 @@
 #include "varlists/registration.h"
 
 namespace {
-
-// Station -> base type -> variables, both ascending: the order in which the requests will stand.
-typedef QMap<int, QMap<int, QList<RW_VAR>>> Buckets;
 
 constexpr int kNoLevel = -1;
 
@@ -38,15 +35,28 @@ bool makeRead(const HostVariable &variable, RW_VAR &read)
     return updateRwVar(&read) == 0;
 }
 
-Buckets sortIntoBuckets(const QList<HostVariable *> &variables)
+QList<RW_VAR> readsOf(const QList<HostVariable *> &variables)
 {
-    Buckets buckets;
+    QList<RW_VAR> reads;
     for (int i = 0; i < variables.size(); ++i) {
         RW_VAR read;
         if (variables.at(i) && makeRead(*variables.at(i), read))
-            buckets[read.station][read.regType].append(read);
+            reads.append(read);
     }
-    return buckets;
+    return reads;
+}
+
+bool areInOneArea(const RW_VAR &a, const RW_VAR &b)
+{
+    return a.station == b.station && a.regType == b.regType;
+}
+
+// The order in which the requests will stand: by station, area and address.
+bool comesBefore(const RW_VAR &a, const RW_VAR &b)
+{
+    if (a.station != b.station)
+        return a.station < b.station;
+    return a.regType != b.regType ? a.regType < b.regType : a.address < b.address;
 }
 
 int unitLimit(int baseType)
@@ -58,13 +68,14 @@ int unitLimit(int baseType)
 
 void buildReadListLocked(const QList<HostVariable *> &variables)
 {
-    Buckets buckets = sortIntoBuckets(variables);
-    for (Buckets::iterator station = buckets.begin(); station != buckets.end(); ++station) {
-        QMap<int, QList<RW_VAR>> &areas = station.value();
-        for (QMap<int, QList<RW_VAR>>::iterator area = areas.begin(); area != areas.end(); ++area) {
-            Bubble_Sort(&area.value());
-            BitVarReCreat(&area.value(), unitLimit(area.key()));
-        }
+    QList<RW_VAR> reads = readsOf(variables);
+    plc::sortStable(reads, comesBefore);
+    int end = 0;
+    for (int first = 0; first < reads.size(); first = end) {
+        const RW_VAR &pattern = reads.at(first);
+        for (end = first + 1; end < reads.size() && areInOneArea(reads.at(end), pattern);)
+            ++end;
+        plc::appendGrouped(reads, first, end, unitLimit(pattern.regType), PLC_driver.readList);
     }
 }
 

@@ -3,6 +3,8 @@
 #include <QMutexLocker>
 
 #include <algorithm>
+#include <bitset>
+#include <cstddef>
 
 #include "core/arithmetic.h"
 #include "core/context.h"
@@ -40,15 +42,29 @@ void mergeWriteLocked(const RW_VAR &write)
         list.append(write);
 }
 
-// The list is not full.
-void addPieceLocked(const RW_VAR &piece)
+// Which pieces of a variable are queued already. Each piece that is looked at is queued or will be, so no more than fit the
+// list matter.
+typedef std::bitset<kListLimit> Pieces;
+
+// Looks through the list once, whatever the number of pieces: piece i begins i * limit behind the variable's address, and no
+// two pieces are the same. The count is positive.
+Pieces queuedPiecesLocked(const RW_VAR &var, int limit)
 {
-    QList<RW_VAR> &list = PLC_driver.onceReadList;
+    Pieces queued;
+    RW_VAR piece = var;
+    const QList<RW_VAR> &list = PLC_driver.onceReadList;
     for (int i = 0; i < list.size(); ++i) {
-        if (isSameOnceRead(list.at(i), piece))
-            return;
+        const RW_VAR &entry = list.at(i);
+        const quint32 distance = static_cast<quint32>(entry.address) - static_cast<quint32>(var.address);
+        if (distance >= static_cast<quint32>(var.count) || distance % static_cast<quint32>(limit) != 0)
+            continue;
+        const std::size_t index = distance / static_cast<quint32>(limit);
+        piece.address = entry.address;
+        piece.count = std::min(var.count - static_cast<int>(distance), limit);
+        if (index < queued.size() && isSameOnceRead(entry, piece))
+            queued[index] = true;
     }
-    list.append(piece);
+    return queued;
 }
 
 // Turns the record into what a request can read. False when it is refused.
@@ -91,18 +107,21 @@ int splitOnceRead(RW_VAR &var)
     if (!prepareOnceRead(var))
         return 0;
     const int limit = pieceLimit(var.regType);
-    int remaining = var.count;
+    int remaining = std::max(var.count, 0);
     QMutexLocker lock(&PLC_driver.listMutex);
-    while (remaining > 0 && PLC_driver.onceReadList.size() < kListLimit) {
+    QList<RW_VAR> &list = PLC_driver.onceReadList;
+    const Pieces queued = remaining > 0 ? queuedPiecesLocked(var, limit) : Pieces();
+    for (std::size_t i = 0; remaining > 0 && list.size() < kListLimit; ++i) {
         var.count = std::min(remaining, limit);
-        addPieceLocked(var);
+        if (!queued[i])
+            list.append(var);
         remaining -= var.count;
         var.address = plc::wrappingSum(var.address, var.count);
     }
     // A full list takes no further piece.
     if (remaining > 0)
         skipPieces(var, remaining, limit);
-    return PLC_driver.onceReadList.size();
+    return list.size();
 }
 
 } // namespace

@@ -354,6 +354,13 @@ TEST_F(Settings, CommonStationServesAllOnlyWhileStationModeIsZero)
     }
 }
 
+TEST_F(FreshDriver, WithoutSettingsServesSinglesAtTheirOwnStations)
+{
+    EXPECT_EQ(1, registerLimit());
+    EXPECT_EQ(8, bitLimit());
+    EXPECT_EQ(3, effectiveStation(3));
+}
+
 TEST_F(Settings, OperationStartsWithItsStepsAndNoneDone)
 {
     info.stepDone = 7;

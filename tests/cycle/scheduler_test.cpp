@@ -395,6 +395,24 @@ TEST_F(SwitchedOff, OneShotReadsAreDroppedWithoutAReport)
     EXPECT_THAT(failures, IsEmpty());
 }
 
+TEST_F(SwitchedOff, CyclicReadsMoveBehindTheOthersInTheirOrderHoweverMany)
+{
+    EnCommStation(9, 0);
+    for (const int many : {1, 2, 31, 32, 33, 200}) {
+        SCOPED_TRACE(many);
+        PLC_driver.readList.clear();
+        PLC_driver.sendQueue.clear();
+        for (int i = 0; i < many; ++i)
+            addRead(holding(i).station(9));
+        for (int i = many; i < many + 3; ++i)
+            addRead(holding(i).station(1));
+        ASSERT_NE(nullptr, next());
+        ASSERT_EQ(many + 3, PLC_driver.readList.size());
+        for (int i = 0; i < many + 3; ++i)
+            EXPECT_EQ((many + i) % (many + 3), PLC_driver.readList.at(i).address);
+    }
+}
+
 TEST_F(SwitchedOff, DroppedWriteIsNotMirrored)
 {
     addWrite(holding(100).station(9).data("2A 00"));

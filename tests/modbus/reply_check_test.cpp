@@ -490,6 +490,26 @@ TEST_F(ReplyCheck, FindsNothingInANullBuffer)
     EXPECT_EQ(0, check_data(nullptr));
 }
 
+TEST_F(ReplyCheck, FindsNothingWhenNothingWasAskedFor)
+{
+    EXPECT_EQ(0, check(hex("01 03 02 1234 B533")));
+    EXPECT_EQ(hex("01 03 02 1234 B533"), buffer);
+}
+
+TEST_F(ReplyCheck, FindsNothingForARequestThatHasNoFunction)
+{
+    const QByteArray reply = hex("01 03 02 1234 B533");
+    for (const char *frame : {"", "01"}) {
+        SCOPED_TRACE(frame);
+        PLC_driver.sendQueue.clear();
+        expectReplyTo(frame, holding(0), 3, 2);
+        EXPECT_EQ(0, check(reply));
+    }
+    PLC_driver.sendQueue.clear();
+    expectReplyTo("01 03", holding(0), 3, 2);
+    EXPECT_EQ(1, check(reply));
+}
+
 TEST_F(ReplyCheck, TakesNoLock)
 {
     expectReplyTo("01 03 0000 0001 840A", holding(0));
@@ -651,6 +671,13 @@ TEST_F(GetDataCheck, LeavesTheReplyAlone)
     EXPECT_EQ(hex("11 03 04 1234 ABCD 11E1"), shared);
 }
 
+TEST_F(GetDataCheck, RejectsWhatNobodyAskedFor)
+{
+    PLC_driver.sendQueue.clear();
+    QByteArray reply = hex("01 03 02 1234 B533");
+    EXPECT_EQ(kReject, CheckGetData(&reply, reply.size()));
+}
+
 TEST_F(GetDataCheck, TakesANullReplyForAnEmptyOne)
 {
     expectReplyTo("11 03 0064 0002 8744", holding(100).station(0x11));
@@ -805,6 +832,14 @@ TEST_F(LocalReply, CountsNothingAndRemovesNothing)
     EXPECT_EQ(1, PLC_driver.sendQueue.size());
     EXPECT_EQ(9, PLC_driver.sendQueue.first().replyLen);
     EXPECT_TRUE(outcomes.empty());
+}
+
+TEST_F(LocalReply, ThatNobodyAskedForIsAMissingOne)
+{
+    PLC_driver.sendQueue.clear();
+    QByteArray reply = hex("01 03 02 1234 B533");
+    EXPECT_EQ(41, DealDataOfLocalArea(&reply, reply.size()));
+    EXPECT_TRUE(PLC_driver.registerCache.isEmpty());
 }
 
 TEST_F(LocalReply, TakesANullReplyForAnEmptyOne)

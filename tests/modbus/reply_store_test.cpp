@@ -238,6 +238,13 @@ TEST_F(ReplyStore, FindsTheDataBehindTheHeaderLength)
     EXPECT_EQ(hex("01"), mirrored(1, 0, 7));
 }
 
+TEST_F(ReplyStore, StoresNothingThatNobodyAskedFor)
+{
+    QByteArray reply = hex("01 03 02 1234 B533");
+    SaveToLocalDataErea(&reply);
+    EXPECT_EQ(0, entryCount());
+}
+
 TEST_F(ReplyStore, StoresNothingWithoutDataLength)
 {
     store(holding(100), 0, hex("01 03 02 1234 0000"));

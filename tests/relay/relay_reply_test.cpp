@@ -205,6 +205,11 @@ TEST_F(RelayReply, OfANullBufferCountsAsAnEmptyOne)
     EXPECT_EQ(111, DealDataOfRemoteArea(nullptr, 7));
 }
 
+TEST_F(RelayReply, ThatNobodyAskedForIsAMissingOne)
+{
+    EXPECT_EQ(141, judge(goodReply));
+}
+
 TEST_F(RelayReply, LeavesTheTransactionAndTheCountersAlone)
 {
     queueRead(tenCoils());

@@ -158,8 +158,9 @@ protected:
         QList<RW_VAR> list;
         for (int i = 0; i < kEntries; ++i)
             list.append(holding(address(i)));
-        long comparisons = 0;
-        plc::sortStable(list, [&](const RW_VAR &a, const RW_VAR &b) {
+        static long comparisons;
+        comparisons = 0;
+        plc::sortStable(list, [](const RW_VAR &a, const RW_VAR &b) {
             ++comparisons;
             return a.address < b.address;
         });

@@ -747,6 +747,25 @@ TEST_F(AddListOnceReadVarTest, LeavesOutASinglePieceThatIsQueuedAlready)
     EXPECT_EQ((Places{"5: 110 x 100", "5: 10 x 100", "5: 210 x 50"}), queued());
 }
 
+TEST_F(AddListOnceReadVarTest, LeavesOutPiecesThatAreQueuedInAnyOrder)
+{
+    EXPECT_EQ(1, add(request(5, "210").count(50)));
+    EXPECT_EQ(2, add(request(5, "10").count(100)));
+    EXPECT_EQ(3, add(request(5, "10").count(250)));
+    EXPECT_EQ((Places{"5: 210 x 50", "5: 10 x 100", "5: 110 x 100"}), queued());
+}
+
+TEST_F(AddListOnceReadVarTest, LeavesOutNoPieceForReadsThatOnlyOverlap)
+{
+    EXPECT_EQ(1, add(request(5, "60").count(100)));
+    EXPECT_EQ(2, add(request(5, "210").count(51)));
+    EXPECT_EQ(3, add(request(5, "260").count(100)));
+    EXPECT_EQ(6, add(request(5, "10").count(250)));
+    EXPECT_EQ(
+        (Places{"5: 60 x 100", "5: 210 x 51", "5: 260 x 100", "5: 10 x 100", "5: 110 x 100", "5: 210 x 50"}),
+        queued());
+}
+
 TEST_F(AddListOnceReadVarTest, LooksAtTheFirstEntryToo)
 {
     // Unlike the write list, whose first entry is never asked.
