@@ -4,23 +4,23 @@ namespace plc::host {
 
 namespace {
 
-ExitCode exitCodeOf(OperationEnd end)
+ExitCode exitCodeOf(OrderEnd end)
 {
     switch (end) {
-    case OperationEnd::Good:
+    case OrderEnd::Good:
         return kExitGood;
-    case OperationEnd::Refused:
+    case OrderEnd::Refused:
         return kExitException;
-    case OperationEnd::Unusable:
-    case OperationEnd::LineBusy:
+    case OrderEnd::Unusable:
+    case OrderEnd::LineBusy:
         return kExitUnusable;
-    case OperationEnd::PortLost:
+    case OrderEnd::PortLost:
         return kExitPort;
-    case OperationEnd::Open:
-    case OperationEnd::NoReply:
-    case OperationEnd::Dropped:
-    case OperationEnd::Unconfirmed:
-    case OperationEnd::Offline:
+    case OrderEnd::Open:
+    case OrderEnd::NoReply:
+    case OrderEnd::Dropped:
+    case OrderEnd::Unconfirmed:
+    case OrderEnd::Offline:
         break;
     }
     return kExitNoReply;
@@ -41,21 +41,21 @@ ExitCode exitCodeOf(FailureKind kind)
     return kExitUsage;
 }
 
-ExitCode exitCodeOf(const std::vector<OperationEnd> &ends)
+ExitCode exitCodeOf(const std::vector<OrderEnd> &ends)
 {
     EndTally tally;
-    for (const OperationEnd end : ends)
+    for (const OrderEnd end : ends)
         tally.add(end);
     return tally.exitCode();
 }
 
-void EndTally::add(OperationEnd end)
+void EndTally::add(OrderEnd end)
 {
     if (all_ == 0)
         first_ = end;
     ++all_;
-    good_ += end == OperationEnd::Good ? 1 : 0;
-    portLost_ = portLost_ || end == OperationEnd::PortLost;
+    good_ += end == OrderEnd::Good ? 1 : 0;
+    portLost_ = portLost_ || end == OrderEnd::PortLost;
 }
 
 ExitCode EndTally::exitCode() const

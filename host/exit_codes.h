@@ -8,7 +8,7 @@
 
 #include "host/runtime_names.h"
 #include "runtime/line/failure.h"
-#include "runtime/master/operation.h"
+#include "runtime/master/order.h"
 
 namespace plc::host {
 
@@ -26,15 +26,15 @@ enum ExitCode
 
 ExitCode exitCodeOf(FailureKind kind);
 
-/// Exit code of several operations: 0 when all are good, 6 when some are good, otherwise the code of the
-/// first operation. A lost port is always 5.
-ExitCode exitCodeOf(const std::vector<OperationEnd> &ends);
+/// Exit code of several orders: 0 when all are good, 6 when some are good, otherwise the code of the
+/// first order. A lost port is always 5.
+ExitCode exitCodeOf(const std::vector<OrderEnd> &ends);
 
-/// How many operations ended well, and what tells the exit code of the others.
+/// How many orders ended well, and what tells the exit code of the others.
 class EndTally
 {
 public:
-    void add(OperationEnd end);
+    void add(OrderEnd end);
     /// As exitCodeOf() of all ends so far.
     ExitCode exitCode() const;
 
@@ -42,7 +42,7 @@ private:
     std::uint64_t all_ = 0;
     std::uint64_t good_ = 0;
     bool portLost_ = false;
-    OperationEnd first_ = OperationEnd::Good;
+    OrderEnd first_ = OrderEnd::Good;
 };
 
 } // namespace plc::host

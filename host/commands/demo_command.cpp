@@ -45,7 +45,7 @@ constexpr Act kActs[] = {
 /// One reading of a variable.
 struct Reading
 {
-    OperationResult result;
+    OrderResult result;
     std::optional<Values> values; ///< only of a good one
 };
 
@@ -139,7 +139,7 @@ private:
     {
         for (int i = 0; i < count(); ++i) {
             const WatchStatus status = session_.status(i);
-            const bool isRead = status.hasValue && status.last.end == OperationEnd::Good;
+            const bool isRead = status.hasValue && status.last.end == OrderEnd::Good;
             Reading reading{status.last, std::nullopt};
             if (isRead)
                 reading.values = session_.values(variables_[static_cast<std::size_t>(i)]);
@@ -149,7 +149,7 @@ private:
 
     bool cameBack(std::size_t i) const
     {
-        if (writes_[i] && writes_[i]->end != OperationEnd::Good)
+        if (writes_[i] && writes_[i]->end != OrderEnd::Good)
             return false;
         return after_[i].values && (wanted_[i].empty() || *after_[i].values == wanted_[i]);
     }
@@ -165,7 +165,7 @@ private:
 
     ExitCode failureCode() const
     {
-        std::vector<OperationEnd> ends;
+        std::vector<OrderEnd> ends;
         for (const auto &write : writes_) {
             if (write)
                 ends.push_back(write->end);
@@ -182,10 +182,10 @@ private:
         for (std::size_t i = 0; i < variables_.size(); ++i) {
             if (cameBack(i))
                 continue;
-            const bool isUnwritten = writes_[i] && writes_[i]->end != OperationEnd::Good;
-            const OperationResult &result = isUnwritten ? *writes_[i] : after_[i].result;
+            const bool isUnwritten = writes_[i] && writes_[i]->end != OrderEnd::Good;
+            const OrderResult &result = isUnwritten ? *writes_[i] : after_[i].result;
             const std::string reason =
-                result.end == OperationEnd::Good
+                result.end == OrderEnd::Good
                     ? "the station holds other values than were written"
                     : describeResult(result, session_.stationOf(variables_[i]), session_.settings());
             std::fprintf(stderr, "plchost: %s: %s%s\n", variables_[i].text.c_str(),
@@ -228,7 +228,7 @@ private:
     std::vector<Reading> before_;
     std::vector<Values> wanted_;
     std::vector<Reading> after_;
-    std::vector<std::optional<OperationResult>> writes_; ///< nothing for variables that are only read
+    std::vector<std::optional<OrderResult>> writes_; ///< nothing for variables that are only read
 };
 
 } // namespace

@@ -137,28 +137,28 @@ const char *stateName(VariableState state)
     return "never read";
 }
 
-const char *stateName(OperationEnd end)
+const char *stateName(OrderEnd end)
 {
     switch (end) {
-    case OperationEnd::Good:
+    case OrderEnd::Good:
         return "good";
-    case OperationEnd::Refused:
+    case OrderEnd::Refused:
         return "refused";
-    case OperationEnd::Unusable:
+    case OrderEnd::Unusable:
         return "bad reply";
-    case OperationEnd::LineBusy:
+    case OrderEnd::LineBusy:
         return "line busy";
-    case OperationEnd::PortLost:
+    case OrderEnd::PortLost:
         return "port lost";
-    case OperationEnd::Unconfirmed:
+    case OrderEnd::Unconfirmed:
         return "sent, not confirmed";
-    case OperationEnd::Dropped:
+    case OrderEnd::Dropped:
         return "switched off";
-    case OperationEnd::Offline:
+    case OrderEnd::Offline:
         return "offline";
-    case OperationEnd::NoReply:
+    case OrderEnd::NoReply:
         return "no answer";
-    case OperationEnd::Open:
+    case OrderEnd::Open:
         break;
     }
     return "interrupted";
@@ -201,7 +201,7 @@ std::string RowPrinter::text(const Row &row) const
         line += fixed(seconds(*row.moment), 3) + "  ";
     line += row.variable.text + " = ";
     line += row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "?";
-    if (row.state != stateName(OperationEnd::Good) || row.age)
+    if (row.state != stateName(OrderEnd::Good) || row.age)
         line += "  (" + fullState(row) + (row.age ? ", " + formatAge(*row.age) + " old" : "") + ")";
     return line + "\n";
 }

@@ -48,8 +48,8 @@ Row rowOf(const Variable &variable, int station, const WatchStatus &status, cons
 /// "offline".
 const char *stateName(VariableState state);
 
-/// The same for the end of a single operation: "good", "refused", "no answer", "bad reply", "line busy", ...
-const char *stateName(OperationEnd end);
+/// The same for the end of a single order: "good", "refused", "no answer", "bad reply", "line busy", ...
+const char *stateName(OrderEnd end);
 
 /// Prints rows as they come.
 /// - text: "4x:100:3 = 1 2 3", with moment, state and age where they are given;

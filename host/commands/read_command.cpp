@@ -21,17 +21,17 @@ ExitCode readVariables(const CommandOptions &options)
     session.start(traceOnStandardError(options.verbose));
 
     RowPrinter printer(options.outputFormat(), options.numberStyle());
-    std::vector<OperationEnd> ends;
+    std::vector<OrderEnd> ends;
     for (std::size_t i = 0; i < variables.size(); ++i) {
-        const OperationResult result = session.await(tickets[i]);
+        const OrderResult result = session.await(tickets[i]);
         ends.push_back(result.end);
         Row row;
         row.variable = variables[i];
         row.station = session.stationOf(variables[i]);
         row.state = stateName(result.end);
-        if (result.end == OperationEnd::Good)
+        if (result.end == OrderEnd::Good)
             row.values = session.values(variables[i]);
-        else if (result.end != OperationEnd::PortLost)
+        else if (result.end != OrderEnd::PortLost)
             std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(),
                          describeResult(result, row.station, link).c_str());
         printer.print(row);

@@ -24,17 +24,17 @@ std::string roughly(Time time)
 
 } // namespace
 
-std::string describeResult(const OperationResult &result, int station, const LinkSettings &settings)
+std::string describeResult(const OrderResult &result, int station, const LinkSettings &settings)
 {
     const std::string who = "station " + std::to_string(station);
     const std::string effort = " after " + attemptsText(result.attempts);
     switch (result.end) {
-    case OperationEnd::Good:
+    case OrderEnd::Good:
         return who + " answered";
-    case OperationEnd::Refused:
+    case OrderEnd::Refused:
         return who + " refused with " +
                describeException(result.function, result.exceptionCode, result.address, result.count);
-    case OperationEnd::Unusable:
+    case OrderEnd::Unusable:
         if (result.echoMissing)
             return "the echo of the request was not heard, or came damaged," + effort +
                    "; is --echo right for this line?";
@@ -47,23 +47,23 @@ std::string describeResult(const OperationResult &result, int station, const Lin
             return "no usable reply from " + who + effort + ": the line hands back what is sent; add --echo";
         return "no usable reply from " + who + effort +
                "; check baud rate, parity and stop bits, wiring, and whether two stations share the number";
-    case OperationEnd::LineBusy:
+    case OrderEnd::LineBusy:
         return "the line never fell silent, so that the request to " + who + " could not go out" +
                (result.attempts > 0 ? effort : "") + ": noise or a second master";
-    case OperationEnd::PortLost:
+    case OrderEnd::PortLost:
         return "the port was lost";
-    case OperationEnd::Unconfirmed:
+    case OrderEnd::Unconfirmed:
         return "sent to " + who +
                " and not confirmed: the station was switched off or left alone, or the port was lost, before "
                "the "
                "answer had come; the write may have been done, read it back";
-    case OperationEnd::Dropped:
+    case OrderEnd::Dropped:
         return who + " is switched off";
-    case OperationEnd::Offline:
+    case OrderEnd::Offline:
         return who + " is offline: it has not answered for a while and is tried now and then";
-    case OperationEnd::Open:
+    case OrderEnd::Open:
         return "interrupted before " + who + " had answered";
-    case OperationEnd::NoReply:
+    case OrderEnd::NoReply:
         break;
     }
     return "no answer from " + who + effort + " of " +

@@ -1,5 +1,5 @@
 /// @file
-/// What became of operations and stations, in words for people.
+/// What became of orders and stations, in words for people.
 #ifndef PLC_COMMANDS_RESULT_TEXT_H
 #define PLC_COMMANDS_RESULT_TEXT_H
 
@@ -11,7 +11,7 @@
 namespace plc::host {
 
 /// "no answer from station 5 after 3 attempts ...": what went wrong, and what to try.
-std::string describeResult(const OperationResult &result, int station, const LinkSettings &settings);
+std::string describeResult(const OrderResult &result, int station, const LinkSettings &settings);
 
 /// "station 5 is offline after 3 failures in a row; next try in 10 s".
 std::string describe(const StationNews &news);

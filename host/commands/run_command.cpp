@@ -113,7 +113,7 @@ private:
         for (const OpenWrite &write : writes_) {
             const bool isWaiting = session_.isWaiting(write.ticket);
             unsent += isWaiting ? 1 : 0;
-            report(write, OperationEnd::Open,
+            report(write, OrderEnd::Open,
                    isWaiting ? "not sent: the run was ended before its turn"
                              : "the run was ended before the write had; it may have been sent");
         }
@@ -142,7 +142,7 @@ private:
                                                       " bytes and is passed over up to its end");
             obey(input_.parse(line.text));
         } catch (const Failure &failure) {
-            ends_.add(OperationEnd::Unusable);
+            ends_.add(OrderEnd::Unusable);
             tell("plchost: input line " + std::to_string(linesTaken_) + ": " + failure.what(), stderr);
         }
     }
@@ -188,25 +188,25 @@ private:
     {
         std::vector<OpenWrite> open;
         for (OpenWrite &write : writes_) {
-            const OperationResult result = session_.result(write.ticket);
-            if (result.end == OperationEnd::Open) {
+            const OrderResult result = session_.result(write.ticket);
+            if (result.end == OrderEnd::Open) {
                 open.push_back(std::move(write));
                 continue;
             }
             session_.forget(write.ticket);
             report(
                 write, result.end,
-                result.end == OperationEnd::Good
+                result.end == OrderEnd::Good
                     ? ""
                     : describeResult(result, session_.stationOf(variableAt(write.variable)), project_.link));
         }
         writes_ = std::move(open);
     }
 
-    void report(const OpenWrite &write, OperationEnd end, const std::string &reason)
+    void report(const OpenWrite &write, OrderEnd end, const std::string &reason)
     {
         const Variable &variable = variableAt(write.variable);
-        const bool done = end == OperationEnd::Good;
+        const bool done = end == OrderEnd::Good;
         ends_.add(end);
         if (options_.outputFormat() == Format::NdJson) {
             QJsonArray values;
@@ -297,7 +297,7 @@ private:
     /// What is wrong with a variable, and what to try.
     void tellFailure(const Variable &variable, const WatchStatus &status) const
     {
-        if (status.last.end != OperationEnd::Good)
+        if (status.last.end != OrderEnd::Good)
             std::fprintf(stderr, "plchost: %s: %s\n", variable.label.c_str(),
                          describeResult(status.last, session_.stationOf(variable), project_.link).c_str());
     }

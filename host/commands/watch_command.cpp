@@ -23,7 +23,7 @@ constexpr Time kLineInterval = std::chrono::seconds(1);
 /// Lines that are no older than this need not be repeated at the end.
 constexpr Time kFresh = std::chrono::milliseconds(50);
 
-OperationEnd endOf(const WatchStatus &status)
+OrderEnd endOf(const WatchStatus &status)
 {
     return status.last.end;
 }
@@ -111,11 +111,11 @@ private:
             std::fputs(describeStatistics(session_.statistics(), session_.runningFor()).c_str(), stderr);
         if (!session_.portLost().empty())
             throw Failure(FailureKind::Port, session_.portLost());
-        std::vector<OperationEnd> ends;
+        std::vector<OrderEnd> ends;
         for (int i = 0; i < count(); ++i) {
             const WatchStatus status = session_.status(i);
             ends.push_back(endOf(status));
-            if (ends.back() != OperationEnd::Good)
+            if (ends.back() != OrderEnd::Good)
                 std::fprintf(
                     stderr, "plchost: %s: %s\n", variables_[static_cast<std::size_t>(i)].text.c_str(),
                     describeResult(status.last, session_.stationOf(variables_[static_cast<std::size_t>(i)]),

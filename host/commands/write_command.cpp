@@ -47,10 +47,10 @@ Assignment parseAssignment(const std::string &text, bool oneBased)
 /// Reads back what was written. Fills in the row of the write.
 /// @param differs  is set when the station has other values.
 /// @return how reading ended.
-OperationEnd verify(Session &session, const Assignment &assignment, Row *row, bool *differs)
+OrderEnd verify(Session &session, const Assignment &assignment, Row *row, bool *differs)
 {
-    const OperationResult result = session.await(session.read(assignment.variable));
-    if (result.end != OperationEnd::Good) {
+    const OrderResult result = session.await(session.read(assignment.variable));
+    if (result.end != OrderEnd::Good) {
         row->state = "written, not read back";
         row->detail = describeResult(result, row->station, session.settings());
         return result.end;
@@ -59,12 +59,12 @@ OperationEnd verify(Session &session, const Assignment &assignment, Row *row, bo
     row->values = found;
     if (found == assignment.values) {
         row->state = "written and read back";
-        return OperationEnd::Good;
+        return OrderEnd::Good;
     }
     row->state = "differs";
     row->detail = "the station holds other values than were written";
     *differs = true;
-    return OperationEnd::Good;
+    return OrderEnd::Good;
 }
 
 } // namespace
@@ -86,26 +86,26 @@ ExitCode writeVariables(const WriteOptions &options)
     }
     session.start(traceOnStandardError(options.verbose));
 
-    std::vector<OperationResult> written;
+    std::vector<OrderResult> written;
     for (const Ticket ticket : tickets)
         written.push_back(session.await(ticket));
 
     RowPrinter printer(options.outputFormat(), options.numberStyle());
-    std::vector<OperationEnd> ends;
+    std::vector<OrderEnd> ends;
     bool differs = false;
     for (std::size_t i = 0; i < assignments.size(); ++i) {
         Row row;
         row.variable = assignments[i].variable;
         row.station = session.stationOf(row.variable);
         row.values = assignments[i].values;
-        OperationEnd end = written[i].end;
-        row.state = end == OperationEnd::Good ? "written" : stateName(end);
-        if (end != OperationEnd::Good)
+        OrderEnd end = written[i].end;
+        row.state = end == OrderEnd::Good ? "written" : stateName(end);
+        if (end != OrderEnd::Good)
             row.detail = describeResult(written[i], row.station, link);
         else if (options.verify)
             end = verify(session, assignments[i], &row, &differs);
         ends.push_back(end);
-        if (!row.detail.empty() && end != OperationEnd::PortLost)
+        if (!row.detail.empty() && end != OrderEnd::PortLost)
             std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.detail.c_str());
         row.detail.clear();
         printer.print(row);

@@ -6,23 +6,23 @@ void ProjectMonitor::note(const News &news)
 {
     if (news.station)
         setOffline(news.station->station, news.station->offline);
-    const bool wasAsked = news.step && news.step->cause != AttemptEnd::Withheld;
-    if (!wasAsked || !isGroupedRead(news.step->request))
+    const bool wasAsked = news.transaction && news.transaction->cause != AttemptEnd::Withheld;
+    if (!wasAsked || !isGroupedRead(news.transaction->request))
         return;
-    const StepReport &step = *news.step;
-    const Request &request = step.request;
+    const TransactionReport &report = *news.transaction;
+    const Request &request = report.request;
     ServedRead read;
     read.request =
         map_.note({request.station, request.regType, request.address, request.count}, news.ordinaryRead);
-    read.startedAt = step.startedAt;
-    read.endedAt = step.endedAt;
+    read.startedAt = report.startedAt;
+    read.endedAt = report.endedAt;
     if (news.statistics) {
         read.requestsSoFar = news.statistics->total.requests;
         read.bytesSoFar = news.statistics->total.bytesOut + news.statistics->total.bytesIn;
     }
     readings_.resize(static_cast<std::size_t>(map_.requestCount()));
-    readings_[static_cast<std::size_t>(read.request)].note(step, stateOf(request.station));
-    read.good = resultOf(step).end == OperationEnd::Good;
+    readings_[static_cast<std::size_t>(read.request)].note(report, stateOf(request.station));
+    read.good = resultOf(report).end == OrderEnd::Good;
     scans_.served(read);
 }
 
@@ -79,8 +79,8 @@ WatchStatus ProjectMonitor::status(int variable, Time now) const
         status.state = VariableState::NeverRead;
     if (offline_.count(map_.stationOf(variable)) > 0) {
         status.state = VariableState::Offline;
-        if (status.last.end == OperationEnd::Open)
-            status.last.end = OperationEnd::Offline;
+        if (status.last.end == OrderEnd::Open)
+            status.last.end = OrderEnd::Offline;
     }
     if (switchedOff_.count(map_.stationOf(variable)) > 0)
         status.state = VariableState::SwitchedOff;

@@ -5,7 +5,7 @@
 
 #include "core/register_types.h"
 #include "core/result_codes.h"
-#include "runtime/line/rtu_frame.h"
+#include "runtime/line/reply_search.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/session.h"
 

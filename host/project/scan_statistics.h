@@ -14,7 +14,7 @@
 
 namespace plc::host {
 
-/// One cyclic read that has ended, and what the line has carried so far, writes and repetitions included.
+/// One cyclic read that has ended, and what the line has carried so far, writes and repeats included.
 struct ServedRead
 {
     int request = 0; ///< its number in the map

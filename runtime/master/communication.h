@@ -32,7 +32,7 @@ public:
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return steadyNow(); }
     std::vector<News> take(Time until) override { return news_.take(until); }
-    void setOpenOperations(int count) override { link_.setOpenOperations(count); }
+    void setOpenOrders(int count) override { link_.setOpenOrders(count); }
     bool setStationEnabled(int station, bool enabled) override
     {
         return link_.setStationEnabled(station, enabled);

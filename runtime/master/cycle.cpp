@@ -198,7 +198,7 @@ bool Cycle::fetch(Time now)
     head_ = driver_.next();
     if (!head_)
         return false;
-    report_ = StepReport();
+    report_ = TransactionReport();
     report_.request = describe(*head_, isRelay(info_));
     report_.startedAt = now;
     attempt_ = Attempt();
@@ -651,7 +651,7 @@ void Cycle::endTransaction(Time now, int status)
     head_ = nullptr;
     state_ = CycleState::Idle;
     if (observer_)
-        observer_->stepEnded(report_);
+        observer_->transactionEnded(report_);
 }
 
 /// The driver is to fail the transaction, whatever it has left of attempts.

@@ -12,7 +12,7 @@
 #include "core/records.h"
 #include "runtime/line/line_timing.h"
 #include "runtime/line/link_time.h"
-#include "runtime/line/rtu_frame.h"
+#include "runtime/line/reply_search.h"
 #include "runtime/master/echoes.h"
 #include "runtime/master/late_reply_guard.h"
 #include "runtime/master/policies.h"
@@ -78,7 +78,7 @@ struct Request
 };
 
 /// What became of a transaction.
-struct StepReport
+struct TransactionReport
 {
     Request request;
     /// The driver counts it as done; otherwise it has failed for good. A request that needs no reply counts
@@ -110,7 +110,7 @@ public:
     /// Received bytes were thrown away; @p why is a few words for people.
     virtual void discarded(Time, int bytes, const char *why) = 0;
     virtual void attemptEnded(Time, AttemptEnd, int exceptionCode) = 0;
-    virtual void stepEnded(const StepReport &) = 0;
+    virtual void transactionEnded(const TransactionReport &) = 0;
 };
 
 struct CycleSettings
@@ -189,7 +189,7 @@ private:
         bool heard = false;        ///< at least a byte that was not the echo
         bool isRefused = false;    ///< the station answered with an exception
         bool isDamaged = false;    ///< what came last was the reply, damaged on the way
-        bool echoMissing = false;  ///< these three as in StepReport
+        bool echoMissing = false;  ///< these three as in TransactionReport
         bool echoHeard = false;
         bool mayBeEcho = false;
     };
@@ -257,7 +257,7 @@ private:
     QByteArray buffer_;             ///< received and not yet used
 
     Protocol *head_ = nullptr; ///< transaction in progress; the driver's
-    StepReport report_;        ///< on the transaction in progress
+    TransactionReport report_; ///< on the transaction in progress
     Attempt attempt_;          ///< the last that was sent of the transaction in progress
 };
 

@@ -155,11 +155,11 @@ void DriverLink::setPace()
 
 Protocol *DriverLink::next()
 {
-    if (stepOpen_)
+    if (transactionOpen_)
         return driver_.comCommunication(0);
     const std::lock_guard<std::mutex> lock(mutex_);
     const std::optional<Probe> probe = stations_.due(now_);
-    if (openOperations_ == 0 && !probe && pacer_.isPausing(now_))
+    if (openOrders_ == 0 && !probe && pacer_.isPausing(now_))
         return nullptr;
     probedStation_ = -1;
     Protocol *head = probe ? sendProbe(*probe) : driver_.comCommunication(0);
@@ -168,7 +168,7 @@ Protocol *DriverLink::next()
         head = nextOfLevels();
     onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
     handedOver_.served(head);
-    stepOpen_ = head != nullptr;
+    transactionOpen_ = head != nullptr;
     return head;
 }
 
@@ -243,14 +243,14 @@ Permit DriverLink::permit(const Request &request, bool goesOut)
     const Permit permit = permitLocked(request);
     // Under the same lock as the permission: after a station is switched off, none of its writes goes out
     // unknown.
-    if (goesOut && permit != Permit::Withhold && request.hostId == kOperationHostId && request.direction != 0)
+    if (goesOut && permit != Permit::Withhold && request.hostId == kOrderHostId && request.direction != 0)
         handedOver_.goesOut(request.hostSubId);
     return permit;
 }
 
 Permit DriverLink::permitLocked(const Request &request) const
 {
-    if (request.hostId == kOperationHostId && handedOver_.isWithdrawn(request.hostSubId))
+    if (request.hostId == kOrderHostId && handedOver_.isWithdrawn(request.hostSubId))
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
     const StationState state = stations_.state(request.station);
@@ -258,7 +258,7 @@ Permit DriverLink::permitLocked(const Request &request) const
         return Permit::Withhold;
     const bool isCyclic = request.hostId == kCyclicHostId;
     if (state == StationState::Offline) {
-        const bool isProbe = request.station == probedStation_ && request.hostId != kOperationHostId;
+        const bool isProbe = request.station == probedStation_ && request.hostId != kOrderHostId;
         return isProbe ? Permit::SendOnce : Permit::Withhold;
     }
     // The turn of a busy station comes again with the next scan; meanwhile the others have theirs.
@@ -278,66 +278,65 @@ int DriverLink::judge(QByteArray *reply, int length)
 /// Only notes what it is told: it runs inside DataCom, with the driver's lists locked.
 void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
 {
-    if (calling && hostId == kOperationHostId)
+    if (calling && hostId == kOrderHostId)
         calling->ended_.emplace_back(hostSubId, outcome);
 }
 
-void DriverLink::stepEnded(const StepReport &report)
+void DriverLink::transactionEnded(const TransactionReport &report)
 {
-    stepOpen_ = false;
+    transactionOpen_ = false;
     // Turns that only bring the driver to serve its levels may come thousands of times a second.
     if (onlyLevels_ && report.cause == AttemptEnd::Withheld)
         return;
     News news;
-    news.step = report;
+    news.transaction = report;
     const Request &request = report.request;
     news.ordinaryRead =
         isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
     news.statistics = cycle_.statistics();
     const std::lock_guard<std::mutex> lock(mutex_);
-    news.operations = endedWith(report);
+    news.orders = endedWith(report);
     news.station = changeOf(report);
-    for (const OperationNews &operation : news.operations)
-        handedOver_.ended(operation.ticket);
+    for (const OrderNews &order : news.orders)
+        handedOver_.ended(order.ticket);
     sink_.put(std::move(news));
 }
 
-/// The operations that have ended with this step.
-std::vector<OperationNews> DriverLink::endedWith(const StepReport &report)
+/// The orders that have ended with this transaction.
+std::vector<OrderNews> DriverLink::endedWith(const TransactionReport &report)
 {
     // The driver cannot know that a station refused a write without a reply to wait for, or that such a write
     // never went out.
     const bool isFine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
-    if (report.done && !isFine && report.request.hostId == kOperationHostId)
+    if (report.done && !isFine && report.request.hostId == kOrderHostId)
         failed_.emplace(report.request.hostSubId, resultOf(report));
-    std::vector<OperationNews> operations;
+    std::vector<OrderNews> orders;
     for (const auto &[ticket, outcome] : ended_) {
-        OperationResult result = resultOf(report);
+        OrderResult result = resultOf(report);
         const auto failure = failed_.find(ticket);
         if (failure != failed_.end())
             result = failure->second;
         else if (outcome == kOutcomeDone)
-            result.end = OperationEnd::Good;
+            result.end = OrderEnd::Good;
         else if (report.cause == AttemptEnd::Withheld)
             result.end = endOfWithheld(ticket, report.request.station);
         failed_.erase(ticket);
-        operations.push_back({ticket, result});
+        orders.push_back({ticket, result});
     }
     ended_.clear();
-    return operations;
+    return orders;
 }
 
-/// How an operation ended whose last request was withheld. An earlier request of it may have gone out.
-OperationEnd DriverLink::endOfWithheld(Ticket ticket, int station) const
+/// How an order ended whose last request was withheld. An earlier request of it may have gone out.
+OrderEnd DriverLink::endOfWithheld(Ticket ticket, int station) const
 {
     if (handedOver_.unconfirmed().count(ticket) > 0)
-        return OperationEnd::Unconfirmed;
-    return stations_.state(station) == StationState::SwitchedOff ? OperationEnd::Dropped
-                                                                 : OperationEnd::Offline;
+        return OrderEnd::Unconfirmed;
+    return stations_.state(station) == StationState::SwitchedOff ? OrderEnd::Dropped : OrderEnd::Offline;
 }
 
-/// What the end of the step means for its station; nothing while the station's state stays.
-std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
+/// What the end of the transaction means for its station; nothing while the station's state stays.
+std::optional<StationNews> DriverLink::changeOf(const TransactionReport &report)
 {
     const int station = report.request.station;
     if (report.request.hostId == kCyclicHostId && report.cause != AttemptEnd::Withheld)
@@ -347,7 +346,7 @@ std::optional<StationNews> DriverLink::changeOf(const StepReport &report)
         stations_.noteBusy(station, report.endedAt + settings_.turnaround);
     if (!settings_.policies.offline)
         return std::nullopt;
-    const StationChange change = stations_.stepEnded(report);
+    const StationChange change = stations_.transactionEnded(report);
     if (change == StationChange::None)
         return std::nullopt;
     StationNews news;

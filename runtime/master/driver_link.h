@@ -21,7 +21,7 @@ bool isGroupedRead(const Request &request);
 /// and the bytes, it answers what to send and when to wake it. A driver has one link at a time, since its
 /// callbacks carry no object.
 ///
-/// advance() and transmitted() belong to one thread. The functions from setOpenOperations() on may come from
+/// advance() and transmitted() belong to one thread. The functions from setOpenOrders() on may come from
 /// another.
 class DriverLink : private CycleDriver, private CycleObserver
 {
@@ -42,7 +42,7 @@ public:
     const Statistics &statistics() const { return cycle_.statistics(); }
 
     /// As in Link.
-    void setOpenOperations(int count) { openOperations_ = count; }
+    void setOpenOrders(int count) { openOrders_ = count; }
     bool setStationEnabled(int station, bool enabled);
     void betweenRequests(const std::function<void()> &work);
     void withdraw(const std::vector<Ticket> &tickets);
@@ -56,7 +56,7 @@ private:
     void received(Time now, const QByteArray &bytes) override;
     void discarded(Time now, int bytes, const char *why) override;
     void attemptEnded(Time now, AttemptEnd end, int exceptionCode) override;
-    void stepEnded(const StepReport &report) override;
+    void transactionEnded(const TransactionReport &report) override;
 
     void tellReleased();
     void trace(Time now, const char *mark, const std::string &text);
@@ -66,9 +66,9 @@ private:
     Protocol *chooseThrough(int station);
     Protocol *nextOfLevels();
     Permit permitLocked(const Request &request) const;
-    std::vector<OperationNews> endedWith(const StepReport &report);
-    OperationEnd endOfWithheld(Ticket ticket, int station) const;
-    std::optional<StationNews> changeOf(const StepReport &report);
+    std::vector<OrderNews> endedWith(const TransactionReport &report);
+    OrderEnd endOfWithheld(Ticket ticket, int station) const;
+    std::optional<StationNews> changeOf(const TransactionReport &report);
     void stateChanged(int station);
     void setPace();
 
@@ -78,7 +78,7 @@ private:
     const LinkSettings settings_;
     NewsSink &sink_;
     Cycle cycle_;
-    std::atomic<int> openOperations_{0};
+    std::atomic<int> openOrders_{0};
 
     // Set before the first advance().
     Time startedAt_{};
@@ -88,12 +88,12 @@ private:
 
     // The thread of advance().
     Time now_{};
-    bool stepOpen_ = false;
-    bool onlyLevels_ = false;        ///< the step in progress only brings the driver to serve its levels
-    const RW_VAR *result_ = nullptr; ///< what the driver returned last; its own record
-    std::vector<std::pair<Ticket, int>> ended_; ///< operations and outcomes that the callback brought
-    /// Operations of which a request has failed that the driver counts as done.
-    std::map<Ticket, OperationResult> failed_;
+    bool transactionOpen_ = false;
+    bool onlyLevels_ = false; ///< the transaction in progress only brings the driver to serve its levels
+    const RW_VAR *result_ = nullptr;            ///< what the driver returned last; its own record
+    std::vector<std::pair<Ticket, int>> ended_; ///< orders and outcomes that the callback brought
+    /// Orders of which a request has failed that the driver counts as done.
+    std::map<Ticket, OrderResult> failed_;
 
     /// For what follows. Taken before any lock of the driver or the sink, and never inside the driver's
     /// callback. News of a change are put while it is held: whoever finds the change made finds its news in
@@ -102,7 +102,7 @@ private:
     ScanPacer pacer_;
     StationGuard stations_;
     HandedOver handedOver_;
-    int probedStation_ = -1; ///< by the step in progress; -1 = that step is no probe
+    int probedStation_ = -1; ///< by the transaction in progress; -1 = that step is no probe
 };
 
 } // namespace plc::runtime

@@ -9,10 +9,10 @@ namespace plc::runtime {
 
 bool HandedOver::isServedFirst(const Protocol *head)
 {
-    return head && (head->var.hostId == kOperationHostId || head->var.hostId == kProbeHostId);
+    return head && (head->var.hostId == kOrderHostId || head->var.hostId == kProbeHostId);
 }
 
-/// Two in a row that are neither operation nor probe prove that both lists are empty: after the first, the
+/// Two in a row that are neither order nor probe prove that both lists are empty: after the first, the
 /// driver would have served whatever is in the lists.
 void HandedOver::served(const Protocol *head)
 {

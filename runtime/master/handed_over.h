@@ -1,5 +1,5 @@
 /// @file
-/// What the driver has been handed and may still hold: operations and probes.
+/// What the driver has been handed and may still hold: orders and probes.
 #ifndef PLC_MASTER_HANDED_OVER_H
 #define PLC_MASTER_HANDED_OVER_H
 
@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "core/records.h"
-#include "runtime/master/operation_ledger.h"
+#include "runtime/master/order_ledger.h"
 
 namespace plc::runtime {
 
@@ -16,22 +16,22 @@ namespace plc::runtime {
 class HandedOver
 {
 public:
-    /// True for an operation or a probe, which the driver serves before all cyclic reads. Null for none.
+    /// True for an order or a probe, which the driver serves before all cyclic reads. Null for none.
     static bool isServedFirst(const Protocol *head);
 
     /// The driver serves @p head now; null for nothing.
     void served(const Protocol *head);
 
-    /// The end of these operations has been told while the driver may still hold them: nothing of them may be
+    /// The end of these orders has been told while the driver may still hold them: nothing of them may be
     /// sent.
     void withdraw(const std::vector<Ticket> &tickets) { withdrawn_.insert(tickets.begin(), tickets.end()); }
     bool isWithdrawn(Ticket ticket) const { return withdrawn_.count(ticket) > 0; }
-    /// Withdrawn operations that the driver holds no more; each comes once.
+    /// Withdrawn orders that the driver holds no more; each comes once.
     std::vector<Ticket> takeReleased();
 
     /// A frame of this write goes out: from now on the write may have been done.
     void goesOut(Ticket ticket) { unconfirmed_.insert(ticket); }
-    /// The end of the operation is told.
+    /// The end of the order is told.
     void ended(Ticket ticket) { unconfirmed_.erase(ticket); }
     /// Writes of which a frame has gone out, and whose end has not been told.
     const std::set<Ticket> &unconfirmed() const { return unconfirmed_; }
@@ -47,7 +47,7 @@ private:
     std::vector<Ticket> released_;
     std::set<Ticket> unconfirmed_;
     std::set<int> probes_; ///< stations
-    int quiet_ = 0; ///< served in a row that was neither operation nor probe; 2 stands for more as well
+    int quiet_ = 0;        ///< served in a row that was neither order nor probe; 2 stands for more as well
 };
 
 } // namespace plc::runtime

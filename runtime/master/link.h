@@ -14,15 +14,15 @@
 #include "runtime/master/cycle.h"
 #include "runtime/master/driver_library.h"
 #include "runtime/master/link_settings.h"
-#include "runtime/master/operation_ledger.h"
+#include "runtime/master/order_ledger.h"
 
 namespace plc::runtime {
 
-/// The driver said through its callback that an operation has ended.
-struct OperationNews
+/// The driver said through its callback that an order has ended.
+struct OrderNews
 {
     Ticket ticket;
-    OperationResult result;
+    OrderResult result;
 };
 
 /// A station has gone offline or come back.
@@ -35,14 +35,15 @@ struct StationNews
     Time nextProbe{}; ///< from now; when it went offline
 };
 
-/// One step that has ended with all that came of it, a line of the trace, or the loss of the port.
+/// One transaction that has ended with all that came of it, a line of the trace, or the loss of the port.
 struct News
 {
-    std::optional<StepReport> step;
-    bool ordinaryRead = false; ///< the step was a read of the driver's read list, not of a priority level
-    std::vector<OperationNews> operations;
-    std::vector<Ticket> released;       ///< withdrawn operations that the driver holds no more
-    std::optional<StationNews> station; ///< behind the operations
+    std::optional<TransactionReport> transaction;
+    bool ordinaryRead =
+        false; ///< the transaction was a read of the driver's read list, not of a priority level
+    std::vector<OrderNews> orders;
+    std::vector<Ticket> released;       ///< withdrawn orders that the driver holds no more
+    std::optional<StationNews> station; ///< behind the orders
     std::string trace;
     std::string portLost;
     std::optional<Statistics> statistics;
@@ -80,9 +81,9 @@ public:
     /// Takes all news, oldest first; waits for the first until @p until at the latest.
     virtual std::vector<News> take(Time until) = 0;
 
-    /// Tells how many operations are in the driver's lists: while there are some, a pause between scans is
+    /// Tells how many orders are in the driver's lists: while there are some, a pause between scans is
     /// interrupted.
-    virtual void setOpenOperations(int count) = 0;
+    virtual void setOpenOrders(int count) = 0;
     /// The user switches a station off or on; on, it counts as one that has not been asked yet. News of its
     /// changes that have not been taken yet are taken back: all that come from now on are of a later time.
     /// @return whether it was offline until now, so that the driver may have dropped what was queued for it.
@@ -90,7 +91,7 @@ public:
     /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a
     /// whole.
     virtual void betweenRequests(const std::function<void()> &work) = 0;
-    /// These operations have been reported as failed while the driver may still hold them: nothing of them is
+    /// These orders have been reported as failed while the driver may still hold them: nothing of them is
     /// sent any more.
     virtual void withdraw(const std::vector<Ticket> &tickets) = 0;
     /// Writes of which a frame has gone out and whose end is not among the news yet: they may have been done.

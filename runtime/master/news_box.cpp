@@ -9,7 +9,7 @@ namespace {
 
 bool mustNotBeLost(const News &news)
 {
-    return !news.operations.empty() || !news.released.empty() || news.station || !news.portLost.empty();
+    return !news.orders.empty() || !news.released.empty() || news.station || !news.portLost.empty();
 }
 
 } // namespace
@@ -20,7 +20,7 @@ void NewsBox::put(News &&news)
         const std::lock_guard<std::mutex> lock(mutex_);
         if (news_.size() >= kMostWaiting) {
             ++dropped_;
-            news.step.reset();
+            news.transaction.reset();
             news.trace.clear();
             if (news.portLost.empty())
                 news.statistics.reset();

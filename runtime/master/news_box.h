@@ -14,7 +14,7 @@ namespace plc::runtime {
 
 /// Bounded queue between two threads. When the main thread stands still, as behind a stopped terminal, the
 /// line goes on; then step reports, lines of the trace and older statistics are dropped. Three kinds of news
-/// are never dropped: ends of operations, whose number is bounded; changes of stations, which are rare and
+/// are never dropped: ends of orders, whose number is bounded; changes of stations, which are rare and
 /// short; the loss of the port.
 class NewsBox : public NewsSink
 {

@@ -32,7 +32,7 @@ struct Policies
 /// When a station is taken for offline, and how often it is probed.
 struct OfflineSettings
 {
-    int failures = 3; ///< requests in a row without a proper answer, repetitions included; at least 1
+    int failures = 3; ///< requests in a row without a proper answer, repeats included; at least 1
     Time firstProbe = std::chrono::seconds(10); ///< from going offline to the first probe
     /// Longest interval between two probes; the interval doubles with each probe. It becomes longer only
     /// where several stations are offline, so that all probes together use at most a tenth of the time.

@@ -14,9 +14,9 @@ constexpr int kCyclicHostId = 0;
 /// `hostSubId` of the cyclic reads that the driver has grouped itself.
 constexpr int kGroupedSubId = -1;
 
-/// `hostId` of the reads and writes that end in a callback; the number of the operation is their `hostSubId`.
+/// `hostId` of the reads and writes that end in a callback; the number of the order is their `hostSubId`.
 /// Large enough to add nothing to the driver's result codes.
-constexpr int kOperationHostId = 100;
+constexpr int kOrderHostId = 100;
 
 /// `hostId` of the requests that try an offline station; their `hostSubId` is the station.
 constexpr int kProbeHostId = 101;
@@ -33,7 +33,7 @@ struct RequestPlace
 
 bool operator<(const RequestPlace &a, const RequestPlace &b);
 
-/// True when @p result, the record that DataCom() returned at the end of a step, says that the grouped read at @p place
+/// True when @p result, the record that DataCom() returned at the end of a transaction, says that the grouped read at @p place
 /// was one of the read list. Reads of the priority levels leave the record as it was.
 bool isOrdinaryRead(const RW_VAR &result, const RequestPlace &place);
 

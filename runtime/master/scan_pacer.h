@@ -7,7 +7,7 @@
 
 namespace plc::runtime {
 
-/// Counts the cyclic reads of a scan. Not locked. To be asked between transactions only: the repetitions of a
+/// Counts the cyclic reads of a scan. Not locked. To be asked between transactions only: the repeats of a
 /// request belong to it.
 class ScanPacer
 {

@@ -47,7 +47,7 @@ bool StationGuard::setEnabled(int station, bool enabled)
     return wasOffline;
 }
 
-StationChange StationGuard::stepEnded(const StepReport &report)
+StationChange StationGuard::transactionEnded(const TransactionReport &report)
 {
     constexpr int kBroadcast = 0;
     if (report.request.station == kBroadcast || state(report.request.station) == StationState::SwitchedOff)
@@ -79,7 +79,7 @@ StationChange StationGuard::stepEnded(const StepReport &report)
     return StationChange::None;
 }
 
-StationChange StationGuard::failed(const StepReport &report)
+StationChange StationGuard::failed(const TransactionReport &report)
 {
     Record &record = stations_[report.request.station];
     record.failures = std::min(record.failures, settings_.failures) + 1;
@@ -125,7 +125,7 @@ bool StationGuard::isPaidByOthers(const Record &record) const
 }
 
 /// Books a request to a dead station: nine times the time that it has cost passes before the next probe.
-void StationGuard::spend(const StepReport &report)
+void StationGuard::spend(const TransactionReport &report)
 {
     constexpr int kTimesTheCost = 10;
     // After an exception, which is a gateway's, the line is not listened to for a late answer.
@@ -163,7 +163,7 @@ void StationGuard::noteAnswer(int station, Time now)
 }
 
 /// A probe could not go out: the others have the next turns.
-void StationGuard::putOff(const StepReport &report)
+void StationGuard::putOff(const TransactionReport &report)
 {
     constexpr Time kSoon = std::chrono::seconds(1);
     const auto found = stations_.find(report.request.station);

@@ -50,7 +50,7 @@ public:
     /// exceptions to that: a gateway says that nobody is behind it, or the station says that it is busy,
     /// since a station that is busy for ever is as little use as a dead one. A request that was never sent
     /// shows nothing, nor does any end of a station that is switched off.
-    StationChange stepEnded(const StepReport &report);
+    StationChange transactionEnded(const TransactionReport &report);
 
     /// The station has said that it is busy: its cyclic reads are left out until then.
     void noteBusy(int station, Time until) { stations_[station].busyUntil = until; }
@@ -87,13 +87,13 @@ private:
     };
 
     Record recordOf(int station) const;
-    StationChange failed(const StepReport &report);
+    StationChange failed(const TransactionReport &report);
     StationChange answered(int station, Time now);
     void noteAnswer(int station, Time now);
     bool isPaidByOthers(const Record &record) const;
-    void putOff(const StepReport &report);
+    void putOff(const TransactionReport &report);
     bool isBudgeted(const Record &record) const;
-    void spend(const StepReport &report);
+    void spend(const TransactionReport &report);
 
     OfflineSettings settings_;
     Time quiet_;

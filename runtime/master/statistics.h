@@ -12,7 +12,7 @@ namespace plc::runtime {
 /// bad, exceptions or unanswered; the one that is under way, or was when the port was closed, not yet.
 struct Counters
 {
-    std::uint64_t requests = 0;       ///< frames sent, repetitions included
+    std::uint64_t requests = 0;       ///< frames sent, repeats included
     std::uint64_t retries = 0;        ///< those of them that repeated one
     std::uint64_t good = 0;           ///< answered as they should be
     std::uint64_t timeouts = 0;       ///< not a byte came

@@ -10,43 +10,43 @@ constexpr Time kStaleAtLeast = std::chrono::seconds(3);
 
 } // namespace
 
-VariableState stateOf(OperationEnd end)
+VariableState stateOf(OrderEnd end)
 {
     switch (end) {
-    case OperationEnd::Good:
+    case OrderEnd::Good:
         return VariableState::Good;
-    case OperationEnd::Refused:
+    case OrderEnd::Refused:
         return VariableState::Refused;
-    case OperationEnd::Unusable:
+    case OrderEnd::Unusable:
         return VariableState::BadReply;
-    case OperationEnd::LineBusy:
+    case OrderEnd::LineBusy:
         return VariableState::LineBusy;
-    case OperationEnd::Offline:
+    case OrderEnd::Offline:
         return VariableState::Offline;
-    case OperationEnd::Open:
+    case OrderEnd::Open:
         return VariableState::NeverRead;
-    case OperationEnd::NoReply:
-    case OperationEnd::PortLost:
-    case OperationEnd::Unconfirmed:
-    case OperationEnd::Dropped:
+    case OrderEnd::NoReply:
+    case OrderEnd::PortLost:
+    case OrderEnd::Unconfirmed:
+    case OrderEnd::Dropped:
         break;
     }
     return VariableState::NoAnswer;
 }
 
-void ReadState::note(const StepReport &report, StationState station)
+void ReadState::note(const TransactionReport &report, StationState station)
 {
     if (report.cause == AttemptEnd::Withheld)
         return;
     last_ = resultOf(report);
     // A request that failed has taken its time-outs, which are no part of a scan.
-    const bool isAnswered = last_.end == OperationEnd::Good || last_.end == OperationEnd::Refused;
+    const bool isAnswered = last_.end == OrderEnd::Good || last_.end == OrderEnd::Refused;
     if (times_ > 0 && isAnswered && !isInterrupted_)
         revisit_ = report.endedAt - lastEnd_;
     isInterrupted_ = isInterrupted_ && isLeftAlone(station);
     lastEnd_ = report.endedAt;
     ++times_;
-    if (last_.end != OperationEnd::Good)
+    if (last_.end != OrderEnd::Good)
         return;
     hasValue_ = true;
     lastGood_ = report.endedAt;
@@ -68,7 +68,7 @@ WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time
     bool stale = false;
     Time oldest{};
     for (const ReadState *part : parts) {
-        const bool worse = status.last.end == OperationEnd::Good && part->last_.end != OperationEnd::Good;
+        const bool worse = status.last.end == OrderEnd::Good && part->last_.end != OrderEnd::Good;
         if (first || worse)
             status.last = part->last_;
         status.hasValue = (first || status.hasValue) && part->hasValue_;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "runtime/line/link_time.h"
-#include "runtime/master/operation.h"
+#include "runtime/master/order.h"
 #include "runtime/master/station_state.h"
 
 namespace plc::runtime {
@@ -27,13 +27,13 @@ enum class VariableState
 };
 
 /// State of a variable whose last reading ended so.
-VariableState stateOf(OperationEnd end);
+VariableState stateOf(OrderEnd end);
 
 /// What is known of a cyclically read variable besides its value.
 struct WatchStatus
 {
     VariableState state = VariableState::NeverRead;
-    OperationResult last;    ///< of the last attempt to read it
+    OrderResult last;        ///< of the last attempt to read it
     bool hasValue = false;   ///< it was read completely at least once
     Time age{};              ///< since its oldest part was read; only with hasValue
     std::uint64_t scans = 0; ///< how often each part of it was asked for at least, with any result
@@ -45,7 +45,7 @@ class ReadState
 public:
     /// The request has ended. A request that was never sent does not count.
     /// @param station  state of its station.
-    void note(const StepReport &report, StationState station);
+    void note(const TransactionReport &report, StationState station);
 
     /// Its station has gone offline, has come back or was switched: the time between the last end and the
     /// next tells nothing of how long a scan takes.
@@ -55,7 +55,7 @@ private:
     friend WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
     bool isStale(Time now, Time timeout) const;
 
-    OperationResult last_;
+    OrderResult last_;
     bool hasValue_ = false;
     Time lastGood_{};
     Time lastEnd_{};

@@ -158,7 +158,7 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
     footprint.first = variable.baseFirst();
     footprint.count = variable.baseCount();
     footprint.pieces = isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
-    const int most = OperationLedger::listSize(isWrite);
+    const int most = OrderLedger::listSize(isWrite);
     if (footprint.pieces > most)
         throw Failure(FailureKind::Usage, "variable '" + variable.text + "' takes " +
                                               std::to_string(footprint.pieces) + " requests, at most " +
@@ -166,12 +166,12 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
                                               " are possible; take fewer values or a larger --max-block");
     if (ledger_.isFull())
         throw Failure(FailureKind::Usage,
-                      "variable '" + variable.text + "': " + std::to_string(OperationLedger::kMostOpen) +
+                      "variable '" + variable.text + "': " + std::to_string(OrderLedger::kMostOpen) +
                           " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
     if (isLeftAlone(stationState(footprint.station))) {
-        OperationResult result;
-        result.end = isOffline(footprint.station) ? OperationEnd::Offline : OperationEnd::Dropped;
+        OrderResult result;
+        result.end = isOffline(footprint.station) ? OrderEnd::Offline : OrderEnd::Dropped;
         ledger_.close(ticket, result);
         return ticket;
     }
@@ -196,14 +196,14 @@ void Session::handOver(Ticket ticket, const Order &order)
 {
     ledger_.start(ticket);
     // Must precede the hand-over: the end of the order may come from the other thread at once.
-    link_->setOpenOperations(ledger_.startedCount());
+    link_->setOpenOrders(ledger_.startedCount());
     try {
         // A split order counts as done when its last queued piece ends, so all pieces are queued together.
         link_->betweenRequests(
             [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
     } catch (const Failure &) {
-        OperationResult refused;
-        refused.end = OperationEnd::Dropped;
+        OrderResult refused;
+        refused.end = OrderEnd::Dropped;
         ledger_.close(ticket, refused);
         throw;
     }
@@ -212,7 +212,7 @@ void Session::handOver(Ticket ticket, const Order &order)
 void Session::handRead(Ticket ticket, const Order &order)
 {
     RW_VAR read;
-    read.hostId = kOperationHostId;
+    read.hostId = kOrderHostId;
     read.hostSubId = ticket;
     read.linkMode = settings_.linkMode;
     read.varName = QString::fromStdString(order.variable.text);
@@ -229,14 +229,14 @@ void Session::handWrite(Ticket ticket, const Order &order)
     QByteArray bytes = encodeValues(order.values, order.variable.area->unit);
     const int queued = driver_.setRegisterData(
         QString::fromStdString(order.variable.text), order.variable.area->regType, order.variable.address,
-        stationOf(order.variable), &bytes, order.variable.elements(), kOperationHostId, ticket);
+        stationOf(order.variable), &bytes, order.variable.elements(), kOrderHostId, ticket);
     if (queued == 0)
         throw Failure(FailureKind::Usage,
                       "the write to '" + order.variable.text + "' is refused by the driver");
 }
 
-/// Ends all open orders of @p station, as OperationLedger::closeAll().
-std::vector<Ticket> Session::endAll(int station, OperationEnd end, const std::set<Ticket> &sent)
+/// Ends all open orders of @p station, as OrderLedger::closeAll().
+std::vector<Ticket> Session::endAll(int station, OrderEnd end, const std::set<Ticket> &sent)
 {
     std::vector<Ticket> withDriver = ledger_.closeAll(station, end, sent);
     for (auto order = waiting_.begin(); order != waiting_.end();)
@@ -253,7 +253,7 @@ void Session::takeNews(Time until)
 void Session::pump(Time until)
 {
     takeNews(until);
-    link_->setOpenOperations(ledger_.startedCount());
+    link_->setOpenOrders(ledger_.startedCount());
     startWaiting();
 }
 
@@ -263,13 +263,13 @@ void Session::digest(News &&news)
         trace_(news.trace);
     if (news.statistics)
         statistics_ = *news.statistics;
-    if (news.step)
-        noteRegisters(*news.step);
-    if (news.step && news.step->request.hostId == kCyclicHostId)
-        noteCyclic(*news.step);
+    if (news.transaction)
+        noteRegisters(*news.transaction);
+    if (news.transaction && news.transaction->request.hostId == kCyclicHostId)
+        noteCyclic(*news.transaction);
     if (listener_)
         listener_(news);
-    for (const OperationNews &operation : news.operations)
+    for (const OrderNews &operation : news.orders)
         ledger_.close(operation.ticket, operation.result);
     ledger_.release(news.released);
     if (news.station)
@@ -277,10 +277,10 @@ void Session::digest(News &&news)
     if (news.portLost.empty())
         return;
     portLost_ = news.portLost;
-    endAll(-1, OperationEnd::PortLost, link_->unconfirmed());
+    endAll(-1, OrderEnd::PortLost, link_->unconfirmed());
 }
 
-void Session::noteRegisters(const StepReport &report)
+void Session::noteRegisters(const TransactionReport &report)
 {
     const Request &request = report.request;
     const bool isRead = request.direction == 0 && request.regType == kHoldingRegister;
@@ -300,7 +300,7 @@ void Session::noteStation(const StationNews &news)
 {
     noteState(news.station, news.offline ? StationState::Offline : StationState::On);
     if (news.offline)
-        link_->withdraw(endAll(news.station, OperationEnd::Offline, link_->unconfirmed()));
+        link_->withdraw(endAll(news.station, OrderEnd::Offline, link_->unconfirmed()));
 }
 
 void Session::noteState(int station, StationState state)
@@ -312,7 +312,7 @@ void Session::noteState(int station, StationState state)
     }
 }
 
-void Session::noteCyclic(const StepReport &report)
+void Session::noteCyclic(const TransactionReport &report)
 {
     const auto index = static_cast<std::size_t>(report.request.hostSubId);
     if (index >= cyclicReads_.size())
@@ -321,9 +321,9 @@ void Session::noteCyclic(const StepReport &report)
     read.state.note(report, stationState(read.station));
 }
 
-OperationResult Session::await(Ticket ticket)
+OrderResult Session::await(Ticket ticket)
 {
-    while (result(ticket).end == OperationEnd::Open && portLost_.empty() && !isCancelled_())
+    while (result(ticket).end == OrderEnd::Open && portLost_.empty() && !isCancelled_())
         pump(link_->now() + kPumpSlice);
     return result(ticket);
 }
@@ -339,7 +339,7 @@ void Session::setStationEnabled(int station, bool enabled)
     // The end of every order that is no longer unconfirmed is among the news. None that waits is handed over here.
     takeNews(link_->now());
     // Where the station was offline, the news that would have ended its orders may have been taken back.
-    link_->withdraw(endAll(station, enabled ? OperationEnd::Offline : OperationEnd::Dropped, sent));
+    link_->withdraw(endAll(station, enabled ? OrderEnd::Offline : OrderEnd::Dropped, sent));
 }
 
 Values Session::values(const Variable &variable) const
@@ -361,8 +361,8 @@ WatchStatus Session::status(int number) const
     const int station = stationOf(watched_[static_cast<std::size_t>(number)]);
     if (isOffline(station)) {
         status.state = VariableState::Offline;
-        if (status.last.end == OperationEnd::Open)
-            status.last.end = OperationEnd::Offline;
+        if (status.last.end == OrderEnd::Open)
+            status.last.end = OrderEnd::Offline;
     }
     if (stationState(station) == StationState::SwitchedOff)
         status.state = VariableState::SwitchedOff;

@@ -13,7 +13,7 @@
 #include "runtime/master/driver_library.h"
 #include "runtime/master/link.h"
 #include "runtime/master/link_settings.h"
-#include "runtime/master/operation_ledger.h"
+#include "runtime/master/order_ledger.h"
 #include "runtime/master/station_state.h"
 #include "runtime/master/surroundings.h"
 #include "runtime/panel/read_state.h"
@@ -60,29 +60,29 @@ public:
     /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline.
     /// Orders go to the driver as soon as it has room; they keep their order where their places overlap, and
     /// nowhere else.
-    /// @throw Failure  (wrong usage) when the driver cannot take it, or OperationLedger::kMostOpen are open.
+    /// @throw Failure  (wrong usage) when the driver cannot take it, or OrderLedger::kMostOpen are open.
     Ticket read(const Variable &variable);
 
     /// Orders a write.
     /// @param values   as many as the variable has.
     /// @throw Failure  (wrong usage) when the area cannot be written, the driver cannot take the write, or
-    ///                 OperationLedger::kMostOpen are open.
+    ///                 OrderLedger::kMostOpen are open.
     Ticket write(const Variable &variable, const Values &values);
 
     /// Digests what the communication thread has to tell; waits for news until @p until at the latest.
     void pump(Time until);
 
-    /// Result of an operation; its `end` is Open until it has ended.
-    OperationResult result(Ticket ticket) const { return ledger_.result(ticket); }
+    /// Result of an order; its `end` is Open until it has ended.
+    OrderResult result(Ticket ticket) const { return ledger_.result(ticket); }
 
-    /// True while nothing of an operation that is open can have been sent: it waits for its turn.
+    /// True while nothing of an order that is open can have been sent: it waits for its turn.
     bool isWaiting(Ticket ticket) const { return waiting_.count(ticket) > 0; }
 
     /// Drops a result that nobody asks for any more.
     void forget(Ticket ticket) { ledger_.forget(ticket); }
 
-    /// Pumps until the operation has ended, the port is lost or the wait is cancelled.
-    OperationResult await(Ticket ticket);
+    /// Pumps until the order has ended, the port is lost or the wait is cancelled.
+    OrderResult await(Ticket ticket);
 
     /// Switches a station off or on. The driver drops the orders that wait for a station that is off; they end.
     void setStationEnabled(int station, bool enabled);
@@ -120,7 +120,7 @@ private:
 
     void takeNews(Time until);
     void digest(News &&news);
-    void noteCyclic(const StepReport &report);
+    void noteCyclic(const TransactionReport &report);
     void noteStation(const StationNews &news);
     void noteState(int station, StationState state);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
@@ -128,17 +128,17 @@ private:
     void handOver(Ticket ticket, const Order &order);
     void handRead(Ticket ticket, const Order &order);
     void handWrite(Ticket ticket, const Order &order);
-    std::vector<Ticket> endAll(int station, OperationEnd end, const std::set<Ticket> &sent);
+    std::vector<Ticket> endAll(int station, OrderEnd end, const std::set<Ticket> &sent);
     void checkWrite(const Variable &variable) const;
     void checkBitWrite(const Variable &variable) const;
-    void noteRegisters(const StepReport &report);
+    void noteRegisters(const TransactionReport &report);
 
     DriverLibrary &driver_;
     LinkSettings settings_;
     COM_INFO info_{};
     std::vector<unsigned short> words_; ///< the panel's word area
     std::unique_ptr<Link> link_;
-    OperationLedger ledger_;
+    OrderLedger ledger_;
     std::map<Ticket, Order> waiting_; ///< not handed to the driver yet
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;

@@ -54,28 +54,28 @@ std::vector<Element> elementsOf(const runtime::Variable &variable, const runtime
     return elements;
 }
 
-const char *endName(runtime::OperationEnd end)
+const char *endName(runtime::OrderEnd end)
 {
     switch (end) {
-    case runtime::OperationEnd::Good:
+    case runtime::OrderEnd::Good:
         return "done";
-    case runtime::OperationEnd::NoReply:
+    case runtime::OrderEnd::NoReply:
         return "no reply";
-    case runtime::OperationEnd::Refused:
+    case runtime::OrderEnd::Refused:
         return "refused";
-    case runtime::OperationEnd::Unusable:
+    case runtime::OrderEnd::Unusable:
         return "no usable reply";
-    case runtime::OperationEnd::LineBusy:
+    case runtime::OrderEnd::LineBusy:
         return "the line was never silent";
-    case runtime::OperationEnd::PortLost:
+    case runtime::OrderEnd::PortLost:
         return "port lost";
-    case runtime::OperationEnd::Unconfirmed:
+    case runtime::OrderEnd::Unconfirmed:
         return "sent and not confirmed";
-    case runtime::OperationEnd::Dropped:
+    case runtime::OrderEnd::Dropped:
         return "its station was switched off";
-    case runtime::OperationEnd::Offline:
+    case runtime::OrderEnd::Offline:
         return "its station is offline";
-    case runtime::OperationEnd::Open:
+    case runtime::OrderEnd::Open:
         break;
     }
     return "open";
@@ -131,8 +131,8 @@ Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
     witness_.setField(&field_);
     watch(driver);
     session_.setListener([this](const runtime::News &news) {
-        if (news.step && keepSteps_)
-            steps_.push_back(*news.step);
+        if (news.transaction && keepTransactions_)
+            transactions_.push_back(*news.transaction);
         if (news.station && news.station->offline) {
             note("station " + std::to_string(news.station->station) + " is offline");
             ++wentOffline_;
@@ -195,8 +195,8 @@ void Bus::note(const std::string &what)
 void Bus::digestEnds()
 {
     for (auto order = open_.begin(); order != open_.end();) {
-        const runtime::OperationResult result = session_.result(order->first);
-        if (result.end == runtime::OperationEnd::Open) {
+        const runtime::OrderResult result = session_.result(order->first);
+        if (result.end == runtime::OrderEnd::Open) {
             ++order;
             continue;
         }

@@ -51,7 +51,7 @@ public:
     runtime::Ticket write(const runtime::Variable &variable, const runtime::Values &values);
     runtime::Ticket read(const std::string &variable);
     /// How an order ended; Open while it has not, and when it has been forgotten.
-    runtime::OperationEnd endOf(runtime::Ticket ticket) const { return session_.result(ticket).end; }
+    runtime::OrderEnd endOf(runtime::Ticket ticket) const { return session_.result(ticket).end; }
     runtime::Values valuesOf(const std::string &variable) const;
     /// Forgets how orders ended, as a runtime does that has shown it, and what was known of them.
     void forgetEnds();
@@ -77,8 +77,8 @@ public:
     const runtime::Statistics &statistics() const { return link_->statistics(); }
     const BusPlan &plan() const { return plan_; }
     /// Steps that ended since the start.
-    const std::vector<runtime::StepReport> &steps() const { return steps_; }
-    void keepSteps(bool keep) { keepSteps_ = keep; }
+    const std::vector<runtime::TransactionReport> &transactions() const { return transactions_; }
+    void keepTransactions(bool keep) { keepTransactions_ = keep; }
 
 private:
     void watch(runtime::DriverLibrary &driver);
@@ -97,8 +97,8 @@ private:
     std::map<runtime::Ticket, Time> open_;
     std::vector<runtime::Ticket> ended_; ///< and not forgotten
     std::uint64_t wentOffline_ = 0;
-    bool keepSteps_ = false;
-    std::vector<runtime::StepReport> steps_;
+    bool keepTransactions_ = false;
+    std::vector<runtime::TransactionReport> transactions_;
 };
 
 } // namespace plc::bus

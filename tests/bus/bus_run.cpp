@@ -94,15 +94,15 @@ void Panel::act(bool healthy)
         bus_.setStationEnabled(station, wasOff);
     }
     for (auto mine = mine_.begin(); mine != mine_.end();) {
-        const runtime::OperationEnd end = bus_.endOf(mine->first);
-        if (end == runtime::OperationEnd::Open && bus_.now() - mine->second > scenario_.longestOrder)
+        const runtime::OrderEnd end = bus_.endOf(mine->first);
+        if (end == runtime::OrderEnd::Open && bus_.now() - mine->second > scenario_.longestOrder)
             bus_.witness().complain(bus_.now(),
                                     "(b) order " + std::to_string(mine->first) + " is not reported");
-        if (end == runtime::OperationEnd::Open) {
+        if (end == runtime::OrderEnd::Open) {
             ++mine;
             continue;
         }
-        done_ += end == runtime::OperationEnd::Good ? 1u : 0u;
+        done_ += end == runtime::OrderEnd::Good ? 1u : 0u;
         mine = mine_.erase(mine);
     }
     bus_.forgetEnds();

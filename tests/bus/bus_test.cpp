@@ -173,12 +173,12 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.takenWrites += run.checks.takenWrites;
     checks.requests += run.checks.requests;
     checks.lateReplies += run.checks.lateReplies;
-    checks.healthySteps += run.checks.healthySteps;
+    checks.healthyTransactions += run.checks.healthyTransactions;
     checks.recoveries += run.checks.recoveries;
     checks.refusals += run.checks.refusals;
     checks.trials += run.checks.trials;
     checks.statuses += run.checks.statuses;
-    checks.bookedTrials += run.checks.bookedTrials;
+    checks.bookedProbes += run.checks.bookedProbes;
     checks.priorityReads += run.checks.priorityReads;
     checks.writeBacks += run.checks.writeBacks;
     checks.broadcasts += run.checks.broadcasts;
@@ -232,7 +232,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(d) requests sent with no reply to come", sum.checks.requests);
     printFigure("(d) late replies that met no other request", sum.checks.lateReplies);
     printFigure("(e) silences before a request", sum.checks.requests);
-    printFigure("(f) transactions on a healthy line", sum.checks.healthySteps);
+    printFigure("(f) transactions on a healthy line", sum.checks.healthyTransactions);
     printFigure("(g), (r) elements read again after and beside faults", sum.checks.recoveries);
     printFigure.plain("(h) runs long enough to judge the growth of the heap", sum.growthJudged);
     if (sum.growthJudged > 0) {
@@ -247,7 +247,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(n) broadcasts on lines with an echo", sum.checks.broadcasts);
     printFigure("(o) stations that were left in peace after exception 06", sum.checks.busy);
     printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
-    printFigure("(q) trials and relapses that the others pay for", sum.checks.bookedTrials);
+    printFigure("(q) trials and relapses that the others pay for", sum.checks.bookedProbes);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

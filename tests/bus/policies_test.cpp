@@ -14,7 +14,7 @@
 namespace plc::bus {
 namespace {
 
-using runtime::OperationEnd;
+using runtime::OrderEnd;
 using std::chrono::hours;
 using std::chrono::milliseconds;
 using std::chrono::minutes;
@@ -28,7 +28,7 @@ using testing::IsEmpty;
 using testing::Le;
 using testing::Lt;
 
-/// Stations 1 to @p count; a time-out of 200 ms and no repetitions, so that a test's story is short.
+/// Stations 1 to @p count; a time-out of 200 ms and no repeats, so that a test's story is short.
 BusPlan planOf(int count, std::vector<std::string> watched)
 {
     BusPlan plan;
@@ -77,15 +77,16 @@ protected:
     }
 
     /// The transactions of the bus with one station while @p time passes.
-    std::vector<runtime::StepReport> stepsOf(int station, Time time)
+    std::vector<runtime::TransactionReport> transactionsOf(int station, Time time)
     {
-        bus_->keepSteps(true);
+        bus_->keepTransactions(true);
         bus_->runFor(time);
-        std::vector<runtime::StepReport> steps = bus_->steps();
-        steps.erase(std::remove_if(steps.begin(), steps.end(),
-                                   [station](const auto &step) { return step.request.station != station; }),
-                    steps.end());
-        return steps;
+        std::vector<runtime::TransactionReport> transactions = bus_->transactions();
+        transactions.erase(
+            std::remove_if(transactions.begin(), transactions.end(),
+                           [station](const auto &report) { return report.request.station != station; }),
+            transactions.end());
+        return transactions;
     }
 
     void TearDown() override
@@ -98,11 +99,11 @@ protected:
     std::unique_ptr<Bus> bus_;
 };
 
-std::vector<double> milliseconds_of(const std::vector<runtime::StepReport> &steps)
+std::vector<double> milliseconds_of(const std::vector<runtime::TransactionReport> &transactions)
 {
     std::vector<double> times;
-    for (const runtime::StepReport &step : steps)
-        times.push_back(runtime::seconds(step.endedAt - step.startedAt) * 1000);
+    for (const runtime::TransactionReport &report : transactions)
+        times.push_back(runtime::seconds(report.endedAt - report.startedAt) * 1000);
     return times;
 }
 
@@ -123,11 +124,11 @@ Message noiseOf(std::size_t bytes)
     return message;
 }
 
-std::vector<int> attemptsOf(const std::vector<runtime::StepReport> &steps)
+std::vector<int> attemptsOf(const std::vector<runtime::TransactionReport> &transactions)
 {
     std::vector<int> attempts;
-    for (const runtime::StepReport &step : steps)
-        attempts.push_back(step.attempts);
+    for (const runtime::TransactionReport &report : transactions)
+        attempts.push_back(report.attempts);
     return attempts;
 }
 
@@ -184,7 +185,7 @@ TEST_F(BusPolicy, TheEchoOfAWriteIsNotItsReply)
         bus.runFor(seconds(5));
         if (told) {
             EXPECT_EQ("", bus.witness().complaint());
-            EXPECT_EQ(OperationEnd::NoReply, bus.endOf(ticket));
+            EXPECT_EQ(OrderEnd::NoReply, bus.endOf(ticket));
         } else {
             EXPECT_THAT(bus.witness().complaint(),
                         HasSubstr("is reported as done, but the station has not taken"));
@@ -204,18 +205,18 @@ TEST_F(BusPolicy, EchoesThatComeLateAreNoReplies)
     bus.field().muteStation(1, hours(10));
     bus.field().setFaults(bus.now(), true);
     bus.field().muteStation(1, hours(10));
-    std::map<OperationEnd, int> ends;
+    std::map<OrderEnd, int> ends;
     for (int i = 0; i < 300 && bus.witness().complaint().empty(); ++i) {
         // The same values over and over: the frames are like each other.
         const runtime::Ticket ticket =
             bus.write(i % 3 == 0 ? "4x:130@0" : "4x:131@" + std::to_string(1 + i % 2), {17});
-        for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
+        for (int turn = 0; turn < 100 && bus.endOf(ticket) == OrderEnd::Open; ++turn)
             bus.runFor(milliseconds(200));
         ++ends[bus.endOf(ticket)];
     }
     EXPECT_EQ("", bus.witness().complaint());
-    EXPECT_GT(ends[OperationEnd::Good], 30);
-    EXPECT_GT(ends[OperationEnd::NoReply] + ends[OperationEnd::Unusable], 150);
+    EXPECT_GT(ends[OrderEnd::Good], 30);
+    EXPECT_GT(ends[OrderEnd::NoReply] + ends[OrderEnd::Unusable], 150);
     EXPECT_GT(bus.witness().checks().broadcasts, 90u);
 }
 
@@ -237,7 +238,7 @@ TEST_F(BusPolicy, AReplyThatRepeatsAnotherWriteDoesNotCount)
         bus.runFor(seconds(5));
         if (strict) {
             EXPECT_EQ("", bus.witness().complaint());
-            EXPECT_EQ(OperationEnd::Unusable, bus.endOf(ticket));
+            EXPECT_EQ(OrderEnd::Unusable, bus.endOf(ticket));
         } else {
             EXPECT_THAT(bus.witness().complaint(),
                         HasSubstr("is reported as done, but the station has not taken"));
@@ -250,13 +251,15 @@ TEST_F(BusPolicy, AnExceptionReplyEndsTheWaitAtOnce)
     // The area of the stations ends before 300.
     BusPlan plan = planOf(1, {"4x:300:2@1"});
     build(plan).start();
-    EXPECT_THAT(milliseconds_of(stepsOf(1, seconds(20))), AllOf(testing::SizeIs(Gt(200u)), Each(Lt(100.0))));
-    EXPECT_EQ(2, bus_->steps().back().exceptionCode);
+    EXPECT_THAT(milliseconds_of(transactionsOf(1, seconds(20))),
+                AllOf(testing::SizeIs(Gt(200u)), Each(Lt(100.0))));
+    EXPECT_EQ(2, bus_->transactions().back().exceptionCode);
     EXPECT_EQ("", bus_->witness().complaint());
 
     plan.link.policies.endOnException = false;
     build(plan).start();
-    EXPECT_THAT(milliseconds_of(stepsOf(1, seconds(20))), AllOf(testing::SizeIs(Gt(20u)), Each(Ge(200.0))));
+    EXPECT_THAT(milliseconds_of(transactionsOf(1, seconds(20))),
+                AllOf(testing::SizeIs(Gt(20u)), Each(Ge(200.0))));
 }
 
 TEST_F(BusPolicy, ABabblingLineDoesNotLengthenTheWait)
@@ -269,7 +272,7 @@ TEST_F(BusPolicy, ABabblingLineDoesNotLengthenTheWait)
         for (int i = 1; i <= 60; ++i)
             bus.field().sendAt(milliseconds(100) * i, kNoise, noiseOf(1));
         bus.start();
-        const std::vector<double> times = milliseconds_of(stepsOf(1, seconds(10)));
+        const std::vector<double> times = milliseconds_of(transactionsOf(1, seconds(10)));
         ASSERT_THAT(times, testing::Not(IsEmpty()));
         if (absolute)
             EXPECT_THAT(times, Each(Lt(300.0)));
@@ -289,14 +292,17 @@ TEST_F(BusPolicy, ARefusalForGoodIsNotRepeated)
         bus.field().setAnswering(
             [code](Time, const Bytes &request) { return refusal(request, static_cast<std::uint8_t>(code)); });
         bus.start();
-        std::vector<runtime::StepReport> steps = stepsOf(1, seconds(10));
+        std::vector<runtime::TransactionReport> transactions = transactionsOf(1, seconds(10));
         // What is left out while the station is busy.
-        const auto isWithheld = [](const auto &step) { return step.cause == runtime::AttemptEnd::Withheld; };
-        steps.erase(std::remove_if(steps.begin(), steps.end(), isWithheld), steps.end());
-        ASSERT_THAT(steps, testing::SizeIs(Gt(20u)));
-        EXPECT_EQ(code, steps.back().exceptionCode);
+        const auto isWithheld = [](const auto &report) {
+            return report.cause == runtime::AttemptEnd::Withheld;
+        };
+        transactions.erase(std::remove_if(transactions.begin(), transactions.end(), isWithheld),
+                           transactions.end());
+        ASSERT_THAT(transactions, testing::SizeIs(Gt(20u)));
+        EXPECT_EQ(code, transactions.back().exceptionCode);
         // 04 may pass: the device has failed for once.
-        EXPECT_THAT(attemptsOf(steps), Each(code == 4 ? 3 : 1)) << code;
+        EXPECT_THAT(attemptsOf(transactions), Each(code == 4 ? 3 : 1)) << code;
         EXPECT_EQ("", bus.witness().complaint());
     }
 }
@@ -308,13 +314,13 @@ TEST_F(BusPolicy, RepetitionsBringLostRepliesHome)
     Bus &bus = build(plan);
     bus.start();
     bus.field().setFaults(bus.now(), true);
-    const std::vector<runtime::StepReport> steps = stepsOf(1, minutes(10));
+    const std::vector<runtime::TransactionReport> transactions = transactionsOf(1, minutes(10));
     EXPECT_EQ("", bus.witness().complaint());
-    const auto isRepeated = [](const auto &step) { return step.done && step.attempts == 2; };
-    EXPECT_GT(std::count_if(steps.begin(), steps.end(), isRepeated), 100);
-    for (const runtime::StepReport &step : steps) {
-        EXPECT_LE(step.attempts, 3);
-        EXPECT_TRUE(step.done || step.attempts == 3) << step.attempts;
+    const auto isRepeated = [](const auto &report) { return report.done && report.attempts == 2; };
+    EXPECT_GT(std::count_if(transactions.begin(), transactions.end(), isRepeated), 100);
+    for (const runtime::TransactionReport &report : transactions) {
+        EXPECT_LE(report.attempts, 3);
+        EXPECT_TRUE(report.done || report.attempts == 3) << report.attempts;
     }
 }
 
@@ -323,17 +329,17 @@ TEST_F(BusPolicy, ABroadcastIsGivenItsTurnaround)
     BusPlan plan = planOf(1, {"4x:0:4@1"});
     plan.link.turnaround = milliseconds(300);
     Bus &bus = build(plan);
-    bus.keepSteps(true);
+    bus.keepTransactions(true);
     bus.start();
     bus.runFor(seconds(1));
     const runtime::Ticket ticket = bus.write("4x:130@0", {17});
     bus.runFor(seconds(2));
-    EXPECT_EQ(OperationEnd::Good, bus.endOf(ticket));
+    EXPECT_EQ(OrderEnd::Good, bus.endOf(ticket));
     EXPECT_EQ(17, bus.field().history(1).value(Area::HoldingRegisters, 130));
-    const std::vector<runtime::StepReport> &steps = bus.steps();
-    const auto broadcast =
-        std::find_if(steps.begin(), steps.end(), [](const auto &step) { return step.request.station == 0; });
-    ASSERT_LT(broadcast, steps.end() - 1);
+    const std::vector<runtime::TransactionReport> &transactions = bus.transactions();
+    const auto broadcast = std::find_if(transactions.begin(), transactions.end(),
+                                        [](const auto &report) { return report.request.station == 0; });
+    ASSERT_LT(broadcast, transactions.end() - 1);
     const Time left = broadcast->startedAt + bus.wire().duration(broadcast->request.frame.size());
     EXPECT_GE((broadcast + 1)->startedAt, left + milliseconds(300));
     EXPECT_EQ("", bus.witness().complaint());
@@ -353,14 +359,14 @@ TEST_F(BusPolicy, AWriteThatNoReplyIsDueToCostsThePauseAndNoTimeOut)
                 return request[0] == 1 ? std::optional<Message>(refusal(request, 2)) : std::nullopt;
             });
         bus.start();
-        bus.keepSteps(true);
+        bus.keepTransactions(true);
         for (int i = 0; i < 20; ++i) {
             if (kind == 0)
                 bus.field().makeNext(Fault::LostReply, 1);
             const runtime::Ticket ticket =
                 bus.write(i % 2 == 0 ? "4x_single:130@1" : "4x_block:140@1", {static_cast<std::uint32_t>(i)});
             bus.runFor(milliseconds(400));
-            EXPECT_EQ(kind == 2 ? OperationEnd::Refused : OperationEnd::Good, bus.endOf(ticket)) << kind;
+            EXPECT_EQ(kind == 2 ? OrderEnd::Refused : OrderEnd::Good, bus.endOf(ticket)) << kind;
         }
         EXPECT_EQ("", bus.witness().complaint());
         EXPECT_EQ(0u, bus.statistics().total.timeouts);
@@ -376,8 +382,8 @@ TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
     const runtime::Ticket written = bus.write("4x:130@1", {17});
     const runtime::Ticket read = bus.read("4x:140:5@1");
     bus.runFor(seconds(1));
-    EXPECT_EQ(OperationEnd::LineBusy, bus.endOf(written));
-    EXPECT_EQ(OperationEnd::LineBusy, bus.endOf(read));
+    EXPECT_EQ(OrderEnd::LineBusy, bus.endOf(written));
+    EXPECT_EQ(OrderEnd::LineBusy, bus.endOf(read));
     EXPECT_TRUE(bus.wire().isBusy());
     EXPECT_EQ(0u, bus.statistics().total.requests);
     EXPECT_EQ(2u, bus.statistics().total.lineBusy);
@@ -386,11 +392,11 @@ TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
     bus.runFor(seconds(10));
     const runtime::Ticket again = bus.write("4x:130@1", {18});
     bus.runFor(seconds(1));
-    EXPECT_EQ(OperationEnd::Good, bus.endOf(again));
+    EXPECT_EQ(OrderEnd::Good, bus.endOf(again));
     EXPECT_EQ("", bus.witness().complaint());
 }
 
-/// Long enough for the distance between trials to have grown to its full length.
+/// Long enough for the distance between probes to have grown to its full length.
 constexpr Time kCompared = minutes(30);
 
 /// Readings of stations 1 to 7.
@@ -471,7 +477,7 @@ TEST_F(BusPolicy, AWriteThatHasBegunIsNotSentAgain)
     for (int i = 0; i < 20; ++i) {
         const runtime::Ticket ticket = bus.write("4x:130@1", {static_cast<std::uint32_t>(i)});
         bus.runFor(seconds(1));
-        EXPECT_EQ(OperationEnd::Refused, bus.endOf(ticket));
+        EXPECT_EQ(OrderEnd::Refused, bus.endOf(ticket));
         EXPECT_EQ(i, bus.field().history(1).value(Area::HoldingRegisters, 130));
     }
     EXPECT_EQ("", bus.witness().complaint());
@@ -519,15 +525,15 @@ protected:
     double shareLost(Time time)
     {
         Time lost{};
-        bus_->keepSteps(true);
-        const std::size_t before = bus_->steps().size();
+        bus_->keepTransactions(true);
+        const std::size_t before = bus_->transactions().size();
         const Time since = bus_->now();
         bus_->runFor(time);
         EXPECT_EQ("", bus_->witness().complaint());
-        for (std::size_t i = before; i < bus_->steps().size(); ++i) {
-            const runtime::StepReport &step = bus_->steps()[i];
-            if (step.request.station > 1 && step.cause == runtime::AttemptEnd::NoReply)
-                lost += step.endedAt - step.startedAt + bus_->plan().link.timeout;
+        for (std::size_t i = before; i < bus_->transactions().size(); ++i) {
+            const runtime::TransactionReport &report = bus_->transactions()[i];
+            if (report.request.station > 1 && report.cause == runtime::AttemptEnd::NoReply)
+                lost += report.endedAt - report.startedAt + bus_->plan().link.timeout;
         }
         return runtime::seconds(lost) / runtime::seconds(bus_->now() - since);
     }
@@ -543,7 +549,7 @@ TEST_F(DeadStations, OneTakesATenthOfTheTimeWhateverTheTimeOut)
         bus.start();
         bus.runFor(50 * timeout);
         EXPECT_TRUE(bus.isOffline(2));
-        // A trial costs two time-outs, so that the budget has room for one in 20 of them.
+        // A probe costs two time-outs, so that the budget has room for one in 20 of them.
         const Time long_ = std::max<Time>(200 * timeout, minutes(10));
         EXPECT_LE(shareLost(long_), 0.105);
         EXPECT_GE(bus.statistics().stations.at(1).good,
@@ -558,7 +564,7 @@ TEST_F(DeadStations, AloneOnTheLineAreTriedAsOftenAsEver)
         bus.field().muteStation(station, hours(100));
     bus.start();
     bus.runFor(minutes(5));
-    // A minute from the end of a trial to the next, each of which takes a time-out and a guard.
+    // A minute from the end of a probe to the next, each of which takes a time-out and a guard.
     const std::uint64_t before = bus.statistics().total.timeouts;
     bus.runFor(minutes(70));
     EXPECT_GE(bus.statistics().total.timeouts - before, 2 * 55u);
@@ -633,7 +639,7 @@ TEST_F(BusPolicy, AGatewayThatFindsNobodyOrAStationThatIsBusyForEverTakesItOffli
         bus.runFor(seconds(5));
         EXPECT_EQ(code != 4, bus.isOffline(2)) << code;
         EXPECT_FALSE(bus.isOffline(1)) << code;
-        // Its trials are answered in the same way.
+        // Its probes are answered in the same way.
         bus.runFor(seconds(60));
         EXPECT_EQ(code != 4, bus.isOffline(2)) << code;
         EXPECT_EQ("", bus.witness().complaint());
@@ -647,9 +653,9 @@ TEST_F(BusPolicy, ATrialIsSentOnceHoweverManyRepetitionsThereAre)
     Bus &bus = build(plan);
     bus.field().muteStation(2, hours(2));
     bus.start();
-    const std::vector<runtime::StepReport> steps = stepsOf(2, minutes(10));
-    ASSERT_THAT(steps, testing::SizeIs(Ge(10u)));
-    std::vector<int> attempts = attemptsOf(steps);
+    const std::vector<runtime::TransactionReport> transactions = transactionsOf(2, minutes(10));
+    ASSERT_THAT(transactions, testing::SizeIs(Ge(10u)));
+    std::vector<int> attempts = attemptsOf(transactions);
     EXPECT_THAT(std::vector<int>(attempts.begin(), attempts.begin() + 3), Each(5));
     EXPECT_THAT(std::vector<int>(attempts.begin() + 3, attempts.end()), Each(1));
     EXPECT_EQ("", bus.witness().complaint());
@@ -662,12 +668,12 @@ TEST_F(BusPolicy, ADeadStationIsTriedAtGrowingDistances)
     Bus &bus = build(plan);
     bus.field().muteStation(2, hours(2));
     bus.start();
-    const std::vector<runtime::StepReport> steps = stepsOf(2, minutes(10));
-    // Three failures in a row, then trials: after 10, 20 and 40 seconds, and then every minute.
-    ASSERT_THAT(steps, testing::SizeIs(Ge(10u)));
+    const std::vector<runtime::TransactionReport> transactions = transactionsOf(2, minutes(10));
+    // Three failures in a row, then probes: after 10, 20 and 40 seconds, and then every minute.
+    ASSERT_THAT(transactions, testing::SizeIs(Ge(10u)));
     std::vector<double> distances;
-    for (std::size_t i = 3; i < steps.size(); ++i)
-        distances.push_back(runtime::seconds(steps[i].startedAt - steps[i - 1].startedAt));
+    for (std::size_t i = 3; i < transactions.size(); ++i)
+        distances.push_back(runtime::seconds(transactions[i].startedAt - transactions[i - 1].startedAt));
     const std::vector<double> expected = {10, 20, 40};
     for (std::size_t i = 0; i < expected.size(); ++i)
         EXPECT_NEAR(expected[i], distances[i], 1.5);
@@ -691,11 +697,11 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
     bus.runFor(seconds(10));
     EXPECT_TRUE(bus.isOffline(2));
     for (const runtime::Ticket ticket : tickets)
-        EXPECT_NE(OperationEnd::Open, bus.endOf(ticket)) << ticket;
-    EXPECT_EQ(OperationEnd::Offline, bus.endOf(tickets.back()));
+        EXPECT_NE(OrderEnd::Open, bus.endOf(ticket)) << ticket;
+    EXPECT_EQ(OrderEnd::Offline, bus.endOf(tickets.back()));
 
-    EXPECT_EQ(OperationEnd::Offline, bus.endOf(bus.write("4x:131@2", {7})));
-    EXPECT_EQ(OperationEnd::Offline, bus.endOf(bus.read("4x:131@2")));
+    EXPECT_EQ(OrderEnd::Offline, bus.endOf(bus.write("4x:131@2", {7})));
+    EXPECT_EQ(OrderEnd::Offline, bus.endOf(bus.read("4x:131@2")));
     EXPECT_EQ(runtime::VariableState::Offline, bus.session().status(1).state);
 
     bus.runFor(minutes(6));
@@ -703,7 +709,7 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
     EXPECT_EQ(runtime::VariableState::Good, bus.session().status(1).state);
     const runtime::Ticket again = bus.write("4x:131@2", {99});
     bus.runFor(seconds(5));
-    EXPECT_EQ(OperationEnd::Good, bus.endOf(again));
+    EXPECT_EQ(OrderEnd::Good, bus.endOf(again));
     EXPECT_EQ(99, bus.field().history(2).value(Area::HoldingRegisters, 131));
     EXPECT_EQ("", bus.witness().complaint());
 }
@@ -724,12 +730,12 @@ TEST_F(BusPolicy, OrdersToOtherPlacesDoNotWaitForOneThatNobodyTakes)
     const runtime::Ticket one = bus.write("4x:130@1", {17});
     const runtime::Ticket other = bus.read("4x:130@3");
     bus.runFor(seconds(25)); // a time-out and a guard of the first
-    EXPECT_EQ(OperationEnd::Good, bus.endOf(one));
+    EXPECT_EQ(OrderEnd::Good, bus.endOf(one));
     bus.runFor(seconds(20));
-    EXPECT_EQ(OperationEnd::Good, bus.endOf(other));
-    EXPECT_EQ(OperationEnd::Open, bus.endOf(dead.back()));
+    EXPECT_EQ(OrderEnd::Good, bus.endOf(other));
+    EXPECT_EQ(OrderEnd::Open, bus.endOf(dead.back()));
     bus.runFor(minutes(15));
-    EXPECT_EQ(OperationEnd::NoReply, bus.endOf(dead.back()));
+    EXPECT_EQ(OrderEnd::NoReply, bus.endOf(dead.back()));
     EXPECT_EQ("", bus.witness().complaint());
 }
 
@@ -749,7 +755,7 @@ TEST_F(BusPolicy, ThousandsOfOrdersAreTakenAndMoreIsRefused)
     }
     bus.runFor(minutes(5));
     for (const runtime::Ticket ticket : tickets)
-        ASSERT_EQ(OperationEnd::Good, bus.endOf(ticket)) << ticket;
+        ASSERT_EQ(OrderEnd::Good, bus.endOf(ticket)) << ticket;
     EXPECT_EQ(4050, bus.field().history(1).value(Area::HoldingRegisters, 130));
     EXPECT_EQ(4095, bus.field().history(2).value(Area::HoldingRegisters, 175));
     EXPECT_EQ("", bus.witness().complaint());
@@ -848,7 +854,7 @@ TEST_F(BusPolicy, OrdersThatAreTakenBackFromTheDriverAreNeverSent)
         bus.runFor(minutes(2));
         EXPECT_EQ("", bus.witness().complaint());
         EXPECT_FALSE(bus.isOffline(2));
-        const OperationEnd takenBack = byUser ? OperationEnd::Dropped : OperationEnd::Offline;
+        const OrderEnd takenBack = byUser ? OrderEnd::Dropped : OrderEnd::Offline;
         std::size_t withdrawn = 0;
         for (std::size_t i = 0; i < tickets.size(); i += 2) {
             if (bus.endOf(tickets[i]) != takenBack)
@@ -882,7 +888,7 @@ TEST_F(BusPolicy, NothingIsSentToAStationThatIsOffNotEvenWhatHasPriority)
     EXPECT_EQ(before, bus.statistics().stations.at(3).requests);
     EXPECT_TRUE(bus.isOffline(4));
     EXPECT_GT(bus.witness().checks().trials, 3u);
-    // Three failures, and a trial a minute.
+    // Three failures, and a probe a minute.
     EXPECT_LT(bus.statistics().stations.at(4).timeouts, 15u);
 }
 
@@ -967,7 +973,7 @@ TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
     const runtime::Ticket ticket = bus.write("4x:130@2", {4711});
     bus.runFor(milliseconds(50));
     bus.setStationEnabled(2, false);
-    EXPECT_EQ(OperationEnd::Dropped, bus.endOf(ticket));
+    EXPECT_EQ(OrderEnd::Dropped, bus.endOf(ticket));
     bus.runFor(seconds(5));
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_NE(4711, bus.field().history(2).value(Area::HoldingRegisters, 130));
@@ -993,10 +999,10 @@ TEST_F(BusPolicy, ABitIsNeverWrittenIntoAnOldRegister)
         for (int i = 0; i < 200; ++i) {
             const runtime::Ticket ticket =
                 bus.write("4x_bit:" + std::to_string(130 + i % 3) + ".4@1", {i % 2 != 0});
-            for (int turn = 0; turn < 100 && bus.endOf(ticket) == OperationEnd::Open; ++turn)
+            for (int turn = 0; turn < 100 && bus.endOf(ticket) == OrderEnd::Open; ++turn)
                 bus.runFor(timeout);
-            done += bus.endOf(ticket) == OperationEnd::Good ? 1 : 0;
-            failed += bus.endOf(ticket) != OperationEnd::Good ? 1 : 0;
+            done += bus.endOf(ticket) == OrderEnd::Good ? 1 : 0;
+            failed += bus.endOf(ticket) != OrderEnd::Good ? 1 : 0;
         }
         EXPECT_EQ("", bus.witness().complaint());
         EXPECT_GT(done, 100);
@@ -1014,8 +1020,8 @@ TEST_F(BusPolicy, AnOrderThatIsOnTheLineWhenItsStationIsSwitchedOffIsNotConfirme
     const runtime::Ticket behind = bus.write("4x:140@2", {4712});
     bus.runFor(milliseconds(100));
     bus.setStationEnabled(2, false);
-    EXPECT_EQ(OperationEnd::Unconfirmed, bus.endOf(ticket));
-    EXPECT_EQ(OperationEnd::Dropped, bus.endOf(behind));
+    EXPECT_EQ(OrderEnd::Unconfirmed, bus.endOf(ticket));
+    EXPECT_EQ(OrderEnd::Dropped, bus.endOf(behind));
     bus.runFor(seconds(5));
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_EQ(4711, bus.field().history(2).value(Area::HoldingRegisters, 130)) << "it was done";
@@ -1031,7 +1037,7 @@ TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackWithTheFirst)
     bus.runFor(seconds(5));
     bus.field().cutLine(true);
     bus.runFor(minutes(1));
-    // Each goes offline at a time of its own, so that the trials are spread over a minute.
+    // Each goes offline at a time of its own, so that the probes are spread over a minute.
     for (int station = 1; station <= 8; ++station) {
         bus.setStationEnabled(station, false);
         bus.setStationEnabled(station, true);
@@ -1150,14 +1156,14 @@ TEST_F(HealthyBus, ServesThePriorityLevelsAtTheirRates)
         plan.priorities = {{"4x101", level}};
         Bus &bus = build(plan);
         bus.witness().setHealthy(bus.now(), true);
-        bus.keepSteps(true);
+        bus.keepTransactions(true);
         bus.start();
         bus.runFor(seconds(20));
         EXPECT_EQ("", bus.witness().complaint());
         std::vector<int> distances;
         int ordinary = 0;
-        for (const runtime::StepReport &step : bus.steps()) {
-            if (step.request.regType == 4) {
+        for (const runtime::TransactionReport &report : bus.transactions()) {
+            if (report.request.regType == 4) {
                 ++ordinary;
                 continue;
             }
@@ -1176,7 +1182,7 @@ TEST_F(BusPolicy, KeepsNoMemoryOfFailuresAndTrials)
     for (const bool offline : {true, false}) {
         plan.link.policies.offline = offline;
         Bus &bus = build(plan);
-        // Both: where one answers, trials of the other one come less often.
+        // Both: where one answers, probes of the other one come less often.
         bus.field().muteStation(1, hours(10));
         bus.field().muteStation(2, hours(10));
         bus.start();

@@ -33,7 +33,7 @@ void addStations(Random &random, Scenario *scenario)
     for (int number = 1; number <= 247; ++number)
         numbers.push_back(number);
     const int drawn = stationCount(random);
-    // A trial of each takes the twentyfold of a time-out.
+    // A probe of each takes the twentyfold of a time-out.
     const int most = scenario->withOutages && scenario->bus.link.timeout > seconds(1) ? 4 : drawn;
     const int count =
         scenario->bus.packed ? std::clamp(drawn, kFewestPacked, kMostPacked) : std::min(drawn, most);

@@ -80,14 +80,14 @@ void VirtualLink::noteTrace(const std::string &trace)
         line_.journal.note(now_, "host", 0, ByteView(), trace.c_str() + mark);
 }
 
-void VirtualLink::setOpenOperations(int count)
+void VirtualLink::setOpenOrders(int count)
 {
-    link_.setOpenOperations(count);
-    if (count > openOperations_) {
+    link_.setOpenOrders(count);
+    if (count > openOrders_) {
         idleCalls_ = 0;
         wakeAt_ = std::min(wakeAt_, now_ + kIdlePause);
     }
-    openOperations_ = count;
+    openOrders_ = count;
 }
 
 bool VirtualLink::setStationEnabled(int station, bool enabled)
@@ -183,7 +183,7 @@ void VirtualLink::advance()
         transmit(todo.send);
         return;
     }
-    const bool isIdle = nothingNew && todo.wakeAt - now_ == kIdlePause && openOperations_ == 0;
+    const bool isIdle = nothingNew && todo.wakeAt - now_ == kIdlePause && openOrders_ == 0;
     idleCalls_ = isIdle ? idleCalls_ + 1 : 0;
     if (idleCalls_ > kIdleCalls)
         wakeAt_ =

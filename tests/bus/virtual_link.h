@@ -36,7 +36,7 @@ public:
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return now_; }
     std::vector<runtime::News> take(Time until) override;
-    void setOpenOperations(int count) override;
+    void setOpenOrders(int count) override;
     bool setStationEnabled(int station, bool enabled) override;
     void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
     void withdraw(const std::vector<runtime::Ticket> &tickets) override { link_.withdraw(tickets); }
@@ -64,7 +64,7 @@ private:
     Time wakeAt_{};
     int idleCalls_ = 0; ///< in a row that found nothing to do
     int standing_ = 0;  ///< calls in a row that asked to be called again at once
-    int openOperations_ = 0;
+    int openOrders_ = 0;
 
     bool transmitting_ = false;
     Time sentAt_{};

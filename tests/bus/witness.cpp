@@ -13,7 +13,7 @@ namespace plc::bus {
 namespace {
 
 using runtime::AttemptEnd;
-using runtime::OperationEnd;
+using runtime::OrderEnd;
 
 /// How long the driver may still hold an order that has been withdrawn: it drops it when its turn comes.
 constexpr Time kWithdrawn = std::chrono::minutes(2);
@@ -39,10 +39,10 @@ bool bitOf(std::uint16_t value, int bit)
 }
 
 /// The host has taken the order back before the driver reported anything.
-bool isWithdrawn(const runtime::OperationResult &result)
+bool isWithdrawn(const runtime::OrderResult &result)
 {
-    return result.end == OperationEnd::Offline || result.end == OperationEnd::Dropped ||
-           result.end == OperationEnd::Unconfirmed;
+    return result.end == OrderEnd::Offline || result.end == OrderEnd::Dropped ||
+           result.end == OrderEnd::Unconfirmed;
 }
 
 } // namespace
@@ -88,7 +88,7 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
     sent.chainStart = frame == sent_.frame ? sent_.chainStart : now;
     sent.frame = frame;
     sent.hostId = hostId;
-    sent.ticket = hostId == runtime::kOperationHostId ? hostSubId : 0;
+    sent.ticket = hostId == runtime::kOrderHostId ? hostSubId : 0;
     sent.isWrite = isWrite;
     if (sent_.tag >= 0)
         earlier_.push_back(std::move(sent_));
@@ -133,7 +133,7 @@ void Witness::noteHalf(Time now)
 void Witness::checkLeftAlone(Time now)
 {
     const int station = sent_.frame[0];
-    const bool isRepetition = sentInStep_++ > 0;
+    const bool isRepetition = sentInTransaction_++ > 0;
     const std::string who = "station " + std::to_string(station);
     if (switchedOff_.count(station) > 0)
         complain(now, "(k) a request goes to " + who + ", which is switched off");
@@ -260,72 +260,72 @@ void Witness::taken(Time now, int station, const Sent &sent, Order *order, std::
 
 void Witness::news(Time now, const runtime::News &news)
 {
-    if (news.step)
-        stepEnded(now, *news.step);
-    if (news.step && runtime::isGroupedRead(news.step->request) && !news.ordinaryRead)
+    if (news.transaction)
+        transactionEnded(now, *news.transaction);
+    if (news.transaction && runtime::isGroupedRead(news.transaction->request) && !news.ordinaryRead)
         ++checks_.priorityReads;
-    for (const runtime::OperationNews &operation : news.operations)
+    for (const runtime::OrderNews &operation : news.orders)
         reported(now, operation);
-    if (news.step)
-        checkBudget(now, *news.step);
-    if (news.step)
-        checkProbation(now, *news.step, news.station);
+    if (news.transaction)
+        checkBudget(now, *news.transaction);
+    if (news.transaction)
+        checkProbation(now, *news.transaction, news.station);
     if (!news.station)
         return;
     absences_[news.station->station] = news.station->offline ? Absence::Offline : Absence::Probation;
     changedAt_[news.station->station] = now;
     if (news.station->offline)
         wentAt_[news.station->station] = now;
-    triedSince_.erase(news.station->station);
+    probedSince_.erase(news.station->station);
 }
 
-/// Trials in vain and relapses.
-void Witness::checkBudget(Time now, const runtime::StepReport &step)
+/// Probes in vain and relapses.
+void Witness::checkBudget(Time now, const runtime::TransactionReport &report)
 {
     constexpr double kShare = 0.1;
     constexpr double kRounding = 0.001;
-    const int station = step.request.station;
-    if (step.cause == AttemptEnd::Good || step.cause == AttemptEnd::Exception)
+    const int station = report.request.station;
+    if (report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception)
         lastAnswer_ = answeredAt_[station] = now;
     const auto absence = absences_.find(station);
-    const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable;
+    const bool failed = report.cause == AttemptEnd::NoReply || report.cause == AttemptEnd::Unusable;
     if (absence == absences_.end() || !failed)
         return;
-    const bool isTrial = absence->second == Absence::Offline;
-    if (isTrial && (lastAnswer_ <= changedAt_[station] || triedSince_.insert(station).second))
+    const bool isProbe = absence->second == Absence::Offline;
+    if (isProbe && (lastAnswer_ <= changedAt_[station] || probedSince_.insert(station).second))
         return;
     const bool isPaidByOthers = std::any_of(answeredAt_.begin(), answeredAt_.end(), [&](const auto &other) {
         return other.first != station && other.second > wentAt_[station];
     });
-    if (!isTrial && !isPaidByOthers)
+    if (!isProbe && !isPaidByOthers)
         return;
-    ++checks_.bookedTrials;
-    booked_ = std::max(0.0, booked_ - kShare * runtime::seconds(step.startedAt - bookedAt_));
-    bookedAt_ = step.startedAt;
-    if (isTrial && booked_ > kRounding)
+    ++checks_.bookedProbes;
+    booked_ = std::max(0.0, booked_ - kShare * runtime::seconds(report.startedAt - bookedAt_));
+    bookedAt_ = report.startedAt;
+    if (isProbe && booked_ > kRounding)
         complain(now, "(q) station " + std::to_string(station) + " is tried while earlier trials have cost " +
                           std::to_string(booked_) + " s more than a tenth of the time");
     // Bytes that came, or were damaged, spare the listening.
-    const Time guard = step.cause == AttemptEnd::NoReply ? plan_.guard : Time::zero();
-    booked_ += runtime::seconds(step.endedAt - step.startedAt + guard);
+    const Time guard = report.cause == AttemptEnd::NoReply ? plan_.guard : Time::zero();
+    booked_ += runtime::seconds(report.endedAt - report.startedAt + guard);
 }
 
-/// The first transaction behind a trial decides.
-void Witness::checkProbation(Time now, const runtime::StepReport &step,
+/// The first transaction behind a probe decides.
+void Witness::checkProbation(Time now, const runtime::TransactionReport &report,
                              const std::optional<runtime::StationNews> &news)
 {
-    const int station = step.request.station;
+    const int station = report.request.station;
     const auto absence = absences_.find(station);
     if (absence == absences_.end() || absence->second != Absence::Probation)
         return;
     // Nobody is behind the gateway, or the station does nothing of what it is asked.
-    const bool isNoAnswer = step.exceptionCode == runtime::kExceptionGatewayPath ||
-                            step.exceptionCode == runtime::kExceptionGatewayTarget ||
-                            step.exceptionCode == runtime::kExceptionBusy;
+    const bool isNoAnswer = report.exceptionCode == runtime::kExceptionGatewayPath ||
+                            report.exceptionCode == runtime::kExceptionGatewayTarget ||
+                            report.exceptionCode == runtime::kExceptionBusy;
     const bool answered =
-        step.cause == AttemptEnd::Good || (step.cause == AttemptEnd::Exception && !isNoAnswer);
-    const bool failed = step.cause == AttemptEnd::NoReply || step.cause == AttemptEnd::Unusable ||
-                        (step.cause == AttemptEnd::Exception && isNoAnswer);
+        report.cause == AttemptEnd::Good || (report.cause == AttemptEnd::Exception && !isNoAnswer);
+    const bool failed = report.cause == AttemptEnd::NoReply || report.cause == AttemptEnd::Unusable ||
+                        (report.cause == AttemptEnd::Exception && isNoAnswer);
     if (answered)
         absences_.erase(absence);
     if (failed && !(news && news->station == station && news->offline))
@@ -359,73 +359,74 @@ void Witness::switched(Time now, int station, bool enabled)
     answeredAt_.erase(station);
     absences_.erase(station);
     busyUntil_.erase(station);
-    triedSince_.erase(station);
+    probedSince_.erase(station);
     if (enabled)
         switchedOff_.erase(station);
     else
         switchedOff_.insert(station);
 }
 
-void Witness::stepEnded(Time now, const runtime::StepReport &step)
+void Witness::transactionEnded(Time now, const runtime::TransactionReport &report)
 {
-    sentInStep_ = 0;
-    if (step.request.hostId == runtime::kCyclicHostId && step.cause != AttemptEnd::Withheld) {
-        CyclicRead &read = cyclicReads_[step.request.hostSubId];
-        read.station = step.request.station;
-        const bool isAnswered = step.cause == AttemptEnd::Good || step.cause == AttemptEnd::Exception;
+    sentInTransaction_ = 0;
+    if (report.request.hostId == runtime::kCyclicHostId && report.cause != AttemptEnd::Withheld) {
+        CyclicRead &read = cyclicReads_[report.request.hostSubId];
+        read.station = report.request.station;
+        const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
         const bool wasThere = !isAway(read.station) && changedAt_[read.station] < read.lastEnd;
         if (isAnswered && wasThere && read.lastEnd > Time::zero())
             read.pace = now - read.lastEnd;
         read.lastEnd = now;
-        read.lastEndedWell = step.cause == AttemptEnd::Good;
+        read.lastEndedWell = report.cause == AttemptEnd::Good;
         if (read.lastEndedWell)
             read.lastGood = now;
     }
-    if (isHealthySince(step.startedAt)) {
-        ++checks_.healthySteps;
-        const bool fine = step.cause == AttemptEnd::Good || step.cause == AttemptEnd::NoReplyDue;
-        if (!fine || !step.done || step.attempts != 1)
+    if (isHealthySince(report.startedAt)) {
+        ++checks_.healthyTransactions;
+        const bool fine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
+        if (!fine || !report.done || report.attempts != 1)
             complain(now, "(f) on a healthy line a request to station " +
-                              std::to_string(step.request.station) + " ended badly or was repeated: cause " +
-                              std::to_string(static_cast<int>(step.cause)) + ", " +
-                              std::to_string(step.attempts) + " attempts");
+                              std::to_string(report.request.station) +
+                              " ended badly or was repeated: cause " +
+                              std::to_string(static_cast<int>(report.cause)) + ", " +
+                              std::to_string(report.attempts) + " attempts");
     }
-    noteBusy(now, step);
-    if (plan_.echo && step.request.station == 0 && step.cause != AttemptEnd::Withheld) {
+    noteBusy(now, report);
+    if (plan_.echo && report.request.station == 0 && report.cause != AttemptEnd::Withheld) {
         ++checks_.broadcasts;
-        if (step.cause == AttemptEnd::NoReplyDue && !sent_.isHeard)
+        if (report.cause == AttemptEnd::NoReplyDue && !sent_.isHeard)
             complain(now, "(n) a broadcast is reported as done, and its echo was not heard");
     }
-    const auto read = reads_.find(step.request.hostSubId);
-    if (step.request.hostId == runtime::kOperationHostId && read != reads_.end() &&
-        step.cause == AttemptEnd::Good)
+    const auto read = reads_.find(report.request.hostSubId);
+    if (report.request.hostId == runtime::kOrderHostId && read != reads_.end() &&
+        report.cause == AttemptEnd::Good)
         ++read->second.steps;
-    const auto order = orders_.find(step.request.hostSubId);
-    if (step.request.isReadHalf && order != orders_.end())
+    const auto order = orders_.find(report.request.hostSubId);
+    if (report.request.isReadHalf && order != orders_.end())
         order->second.readEnded = now;
     const bool isHalfOfWrite =
-        step.request.hostId == runtime::kOperationHostId && orders_.count(step.request.hostSubId) > 0;
-    if (step.cause == AttemptEnd::Good && step.done && step.request.direction == 0 && !isHalfOfWrite)
-        checkReading(now, step);
+        report.request.hostId == runtime::kOrderHostId && orders_.count(report.request.hostSubId) > 0;
+    if (report.cause == AttemptEnd::Good && report.done && report.request.direction == 0 && !isHalfOfWrite)
+        checkReading(now, report);
 }
 
-void Witness::noteBusy(Time now, const runtime::StepReport &step)
+void Witness::noteBusy(Time now, const runtime::TransactionReport &report)
 {
-    if (step.cause != AttemptEnd::Exception || step.exceptionCode != runtime::kExceptionBusy)
+    if (report.cause != AttemptEnd::Exception || report.exceptionCode != runtime::kExceptionBusy)
         return;
     ++checks_.busy;
-    busyUntil_[step.request.station] = now + plan_.turnaround;
+    busyUntil_[report.request.station] = now + plan_.turnaround;
 }
 
-void Witness::checkReading(Time now, const runtime::StepReport &step)
+void Witness::checkReading(Time now, const runtime::TransactionReport &report)
 {
-    const QByteArray &frame = step.request.frame;
+    const QByteArray &frame = report.request.frame;
     const Bytes sent(frame.begin(), frame.end());
     if (sent != sent_.frame) {
         complain(now, "a reading ended well that was not the last one sent");
         return;
     }
-    const int station = step.request.station;
+    const int station = report.request.station;
     const int baseType = baseTypeOf(areaOfFunction(sent[1]));
     const int first = getBe16(sent, 2);
     const int count = getBe16(sent, 4);
@@ -449,7 +450,7 @@ void Witness::checkReading(Time now, const runtime::StepReport &step)
         if (shown == shown_.end())
             continue;
         shown->second.read = value;
-        if (step.request.hostId == runtime::kCyclicHostId)
+        if (report.request.hostId == runtime::kCyclicHostId)
             shown->second.lastGood = now;
         auto &written = shown->second.written;
         written.erase(std::remove_if(written.begin(), written.end(),
@@ -468,7 +469,7 @@ bool Witness::isOver(runtime::Ticket ticket, Time now) const
     return order.reports > 0 || (order.ended && order.endedAt < now - kWithdrawn);
 }
 
-void Witness::reported(Time now, const runtime::OperationNews &news)
+void Witness::reported(Time now, const runtime::OrderNews &news)
 {
     const auto read = reads_.find(news.ticket);
     if (read != reads_.end()) {
@@ -482,7 +483,7 @@ void Witness::reported(Time now, const runtime::OperationNews &news)
     if (++found->second.reports > 1)
         complain(now, "(b) order " + std::to_string(news.ticket) + " is reported twice");
     // Nobody answers a broadcast.
-    const bool done = news.result.end == OperationEnd::Good && found->second.order.station != 0;
+    const bool done = news.result.end == OrderEnd::Good && found->second.order.station != 0;
     for (std::size_t i = 0; done && i < found->second.order.elements.size(); ++i) {
         if (found->second.taken[i] || wasTaken(found->second, i, now))
             continue;
@@ -536,7 +537,7 @@ void Witness::orderedRead(Time now, runtime::Ticket ticket)
     reads_.emplace(ticket, reading);
 }
 
-void Witness::ended(Time now, runtime::Ticket ticket, const runtime::OperationResult &result)
+void Witness::ended(Time now, runtime::Ticket ticket, const runtime::OrderResult &result)
 {
     ++checks_.reports;
     if (reads_.count(ticket) > 0) {
@@ -552,18 +553,18 @@ void Witness::ended(Time now, runtime::Ticket ticket, const runtime::OperationRe
     found->second.endedAt = now;
     if (isWithdrawn(result) && found->second.reports == 0) {
         checks_.unconfirmed += found->second.wasSent ? 1u : 0u;
-        if (found->second.wasSent != (result.end == OperationEnd::Unconfirmed))
+        if (found->second.wasSent != (result.end == OrderEnd::Unconfirmed))
             complain(now, "(p) order " + std::to_string(ticket) +
                               (found->second.wasSent ? " was sent, and is said to have been dropped"
                                                      : " was not sent, and is said to be not confirmed"));
     }
-    if (result.end != OperationEnd::Good && isHealthySince(found->second.orderedAt))
+    if (result.end != OrderEnd::Good && isHealthySince(found->second.orderedAt))
         complain(now, "(f) on a healthy line order " + std::to_string(ticket) + " is reported as failed");
     if (found->second.reports == 0 && !isWithdrawn(result))
         complain(now, "(b) order " + std::to_string(ticket) + " ended without a report of the driver");
 }
 
-void Witness::readingEnded(Time now, runtime::Ticket ticket, const runtime::OperationResult &result)
+void Witness::readingEnded(Time now, runtime::Ticket ticket, const runtime::OrderResult &result)
 {
     Reading &reading = reads_.at(ticket);
     const std::string who = "reading " + std::to_string(ticket);
@@ -571,7 +572,7 @@ void Witness::readingEnded(Time now, runtime::Ticket ticket, const runtime::Oper
         complain(now, "(b) " + who + " ended twice");
     reading.ended = true;
     reading.endedAt = now;
-    const bool done = result.end == OperationEnd::Good;
+    const bool done = result.end == OrderEnd::Good;
     if (done && reading.steps == 0)
         complain(now, "(b) " + who + " is reported as done, but nobody was asked");
     if (!done && isHealthySince(reading.orderedAt))
@@ -580,10 +581,10 @@ void Witness::readingEnded(Time now, runtime::Ticket ticket, const runtime::Oper
         complain(now, "(b) " + who + " ended without a report of the driver");
 }
 
-void Witness::mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OperationResult &result)
+void Witness::mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OrderResult &result)
 {
     ++checks_.refusals;
-    if (result.end != OperationEnd::Offline)
+    if (result.end != OrderEnd::Offline)
         complain(now, "(j) order " + std::to_string(ticket) + " for an offline station did not end at once");
 }
 

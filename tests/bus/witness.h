@@ -24,14 +24,14 @@
 /// - (o) After exception 06 no cyclic read goes to the station for the turnaround delay.
 /// - (p) A write that ends because its station was switched off, went offline or the port was lost is said to be sent and
 ///   not confirmed if a frame of it has gone out, and not otherwise.
-/// - (q) What stations that are offline cost by trials in vain, and those that are only just back by failing again, takes
+/// - (q) What stations that are offline cost by probes in vain, and those that are only just back by failing again, takes
 ///   a tenth of the time, the listening for late answers counted. Not counted is what fails where nobody else has
-///   answered since the station went, and the first trial after somebody has.
+///   answered since the station went, and the first probe after somebody has.
 /// - (r) While some stations are dead, off, or come and go, and all else is well, what is watched at the others is read
 ///   again within a stated time, whether it has a priority level or not.
 ///
 /// Where these are less strict than they read:
-/// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repetition, since
+/// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
 ///   RTU numbers nothing. So 'the request' of (a) may be an earlier transmission of the same bytes, with none of
 ///   others between, but none that is longer ago than the latest late reply. The same holds for 'took it' in (b):
 ///   the station may have taken an equal frame of an earlier order.
@@ -86,12 +86,12 @@ struct Checks
     std::uint64_t takenWrites = 0; ///< (c), elements
     std::uint64_t requests = 0;    ///< (d) and (e)
     std::uint64_t lateReplies = 0; ///< (d)
-    std::uint64_t healthySteps = 0;
+    std::uint64_t healthyTransactions = 0;
     std::uint64_t recoveries = 0;   ///< (g) and (r), elements
     std::uint64_t refusals = 0;     ///< (j)
     std::uint64_t trials = 0;       ///< (k), requests to stations that are offline or only just back
     std::uint64_t statuses = 0;     ///< (l)
-    std::uint64_t bookedTrials = 0; ///< (q)
+    std::uint64_t bookedProbes = 0; ///< (q)
     std::uint64_t priorityReads = 0;
     std::uint64_t writeBacks = 0;  ///< (m)
     std::uint64_t broadcasts = 0;  ///< (n)
@@ -143,11 +143,11 @@ public:
     void orderedRead(Time now, runtime::Ticket ticket);
     void switched(Time now, int station, bool enabled);
     /// The session says that the order has ended.
-    void ended(Time now, runtime::Ticket ticket, const runtime::OperationResult &result);
+    void ended(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
     /// Looks at the mirror at any time.
     void lookAt(Time now, int station, int baseType, int first, int count);
     /// Stations whose orders end at once.
-    void mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OperationResult &result);
+    void mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
     /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p count - 1.
     void checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
                      const runtime::WatchStatus &status);
@@ -214,7 +214,7 @@ private:
     enum class Absence
     {
         Offline,
-        Probation ///< it has answered a trial, and nothing else yet
+        Probation ///< it has answered a probe, and nothing else yet
     };
     struct Execution
     {
@@ -244,19 +244,19 @@ private:
     bool isHealthySince(Time time) const;
     bool isAway(int station) const;
     bool mayBeGood(Time now, const CyclicRead &read) const;
-    void checkBudget(Time now, const runtime::StepReport &step);
+    void checkBudget(Time now, const runtime::TransactionReport &report);
     void checkLeftAlone(Time now);
     void noteHalf(Time now);
-    void noteBusy(Time now, const runtime::StepReport &step);
-    void checkProbation(Time now, const runtime::StepReport &step,
+    void noteBusy(Time now, const runtime::TransactionReport &report);
+    void checkProbation(Time now, const runtime::TransactionReport &report,
                         const std::optional<runtime::StationNews> &news);
-    void readingEnded(Time now, runtime::Ticket ticket, const runtime::OperationResult &result);
+    void readingEnded(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
     void checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &order);
     bool isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
                       std::uint16_t value) const;
-    void stepEnded(Time now, const runtime::StepReport &step);
-    void checkReading(Time now, const runtime::StepReport &step);
-    void reported(Time now, const runtime::OperationNews &news);
+    void transactionEnded(Time now, const runtime::TransactionReport &report);
+    void checkReading(Time now, const runtime::TransactionReport &report);
+    void reported(Time now, const runtime::OrderNews &news);
     bool wasTaken(const Order &order, std::size_t element, Time now) const;
     bool isOver(runtime::Ticket ticket, Time now) const;
     static bool mayShow(const Shown &shown, std::uint16_t value);
@@ -277,17 +277,17 @@ private:
     std::deque<Sent> earlier_;                 ///< sent before, as long as a late reply may come
     std::map<runtime::Ticket, Order> orders_;  ///< open, and ended a while ago
     std::map<runtime::Ticket, Reading> reads_; ///< open, and ended a while ago
-    int sentInStep_ = 0;                       ///< transmissions of the transaction in progress
+    int sentInTransaction_ = 0;                ///< transmissions of the transaction in progress
     std::set<int> switchedOff_;
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
     std::map<int, Time> busyUntil_;         ///< of stations that have said so
     std::map<int, CyclicRead> cyclicReads_; ///< by number
     std::map<int, Time> changedAt_;         ///< when a station went, came back or was switched last
-    std::set<int> triedSince_;              ///< stations with a trial in vain since somebody has answered
+    std::set<int> probedSince_;             ///< stations with a probe in vain since somebody has answered
     Time lastAnswer_{};                     ///< of any station
     std::map<int, Time> answeredAt_;        ///< when a station answered last
     std::map<int, Time> wentAt_;            ///< when a station went offline last
-    double booked_ = 0; ///< (q): seconds of trials that the time passed has not paid for yet
+    double booked_ = 0; ///< (q): seconds of probes that the time passed has not paid for yet
     Time bookedAt_{};
     std::map<Place, runtime::Ticket> lastTaken_;
     std::deque<Execution> executions_;

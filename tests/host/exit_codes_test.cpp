@@ -6,7 +6,7 @@ namespace {
 
 using namespace plc::host;
 
-using Ends = std::vector<OperationEnd>;
+using Ends = std::vector<OrderEnd>;
 
 struct Code
 {
@@ -16,7 +16,7 @@ struct Code
 
 void PrintTo(const Code &code, std::ostream *out)
 {
-    for (const OperationEnd end : code.ends)
+    for (const OrderEnd end : code.ends)
         *out << static_cast<int>(end) << ' ';
     *out << "-> " << code.code;
 }
@@ -29,23 +29,21 @@ TEST_P(ExitCodes, SumUpAllOperations)
     EXPECT_EQ(GetParam().code, exitCodeOf(GetParam().ends));
 }
 
-constexpr OperationEnd kGood = OperationEnd::Good;
-constexpr OperationEnd kNone = OperationEnd::NoReply;
-constexpr OperationEnd kRefused = OperationEnd::Refused;
-constexpr OperationEnd kBad = OperationEnd::Unusable;
+constexpr OrderEnd kGood = OrderEnd::Good;
+constexpr OrderEnd kNone = OrderEnd::NoReply;
+constexpr OrderEnd kRefused = OrderEnd::Refused;
+constexpr OrderEnd kBad = OrderEnd::Unusable;
 
-INSTANTIATE_TEST_SUITE_P(Sums, ExitCodes,
-                         ::testing::Values(Code{{kGood, kGood}, kExitGood}, Code{{kNone}, kExitNoReply},
-                                           Code{{kRefused}, kExitException}, Code{{kBad}, kExitUnusable},
-                                           Code{{kGood, kNone}, kExitMixed}, Code{{kBad, kGood}, kExitMixed},
-                                           Code{{kRefused, kNone}, kExitException},
-                                           Code{{kNone, kRefused}, kExitNoReply},
-                                           Code{{kGood, OperationEnd::PortLost}, kExitPort},
-                                           Code{{OperationEnd::Open}, kExitNoReply},
-                                           Code{{OperationEnd::Dropped}, kExitNoReply},
-                                           Code{{OperationEnd::Unconfirmed}, kExitNoReply},
-                                           Code{{kGood, OperationEnd::Unconfirmed}, kExitMixed}),
-                         [](const auto &test) { return "Row" + std::to_string(test.index); });
+INSTANTIATE_TEST_SUITE_P(
+    Sums, ExitCodes,
+    ::testing::Values(Code{{kGood, kGood}, kExitGood}, Code{{kNone}, kExitNoReply},
+                      Code{{kRefused}, kExitException}, Code{{kBad}, kExitUnusable},
+                      Code{{kGood, kNone}, kExitMixed}, Code{{kBad, kGood}, kExitMixed},
+                      Code{{kRefused, kNone}, kExitException}, Code{{kNone, kRefused}, kExitNoReply},
+                      Code{{kGood, OrderEnd::PortLost}, kExitPort}, Code{{OrderEnd::Open}, kExitNoReply},
+                      Code{{OrderEnd::Dropped}, kExitNoReply}, Code{{OrderEnd::Unconfirmed}, kExitNoReply},
+                      Code{{kGood, OrderEnd::Unconfirmed}, kExitMixed}),
+    [](const auto &test) { return "Row" + std::to_string(test.index); });
 
 TEST(ExitCodes, TellWhatAFailureIsAbout)
 {
@@ -56,7 +54,7 @@ TEST(ExitCodes, TellWhatAFailureIsAbout)
 
 TEST(ExitCodes, OfABusyLineIsThatOfUnusableReplies)
 {
-    EXPECT_EQ(4, exitCodeOf(Ends{OperationEnd::LineBusy}));
+    EXPECT_EQ(4, exitCodeOf(Ends{OrderEnd::LineBusy}));
 }
 
 } // namespace

@@ -8,11 +8,11 @@
 
 #include "memory_safety/scarce_memory.h"
 #include "mirror/register_cache.h"
-#include "read_list/panel.h"
 #include "support/driver_fixture.h"
 #include "support/own_log_file.h"
 #include "threads/stations.h"
 #include "varlists/grouping.h"
+#include "varlists/panel.h"
 
 namespace plc::test {
 

@@ -37,7 +37,7 @@ protected:
     Ticket write(const std::string &text, Values values) { return session->write(variable(text), values); }
     Values readBack(const std::string &text)
     {
-        EXPECT_EQ(OperationEnd::Good, session->await(session->read(variable(text))).end);
+        EXPECT_EQ(OrderEnd::Good, session->await(session->read(variable(text))).end);
         return session->values(variable(text));
     }
 
@@ -55,7 +55,7 @@ TEST_F(SessionTest, EndsEveryOneOfManyWritesInOrder)
     for (std::uint32_t i = 0; i < 300; ++i)
         tickets.push_back(write("4x:" + std::to_string(100 + i % 7), {i}));
     for (const Ticket ticket : tickets)
-        EXPECT_EQ(OperationEnd::Good, session->await(ticket).end);
+        EXPECT_EQ(OrderEnd::Good, session->await(ticket).end);
     EXPECT_EQ((Values{294, 295, 296, 297, 298, 299, 293}), readBack("4x:100:7"));
 }
 
@@ -64,7 +64,7 @@ TEST_F(SessionTest, ReportsAWriteOfManyPiecesOnce)
     settings.maxBlock = 2;
     begin({});
     session->start();
-    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:100:9", {1, 2, 3, 4, 5, 6, 7, 8, 9})).end);
+    EXPECT_EQ(OrderEnd::Good, session->await(write("4x:100:9", {1, 2, 3, 4, 5, 6, 7, 8, 9})).end);
     EXPECT_EQ((Values{1, 2, 3, 4, 5, 6, 7, 8, 9}), readBack("4x:100:9"));
 }
 
@@ -75,10 +75,10 @@ TEST_F(SessionTest, TellsRefusalFromSilence)
     const Ticket refused = write("4x:1000", {1});
     const Ticket silent = write("4x:1@9", {1});
     const Ticket good = write("4x:1", {1});
-    EXPECT_EQ(OperationEnd::Refused, session->await(refused).end);
+    EXPECT_EQ(OrderEnd::Refused, session->await(refused).end);
     EXPECT_EQ(2, session->result(refused).exceptionCode);
-    EXPECT_EQ(OperationEnd::NoReply, session->await(silent).end);
-    EXPECT_EQ(OperationEnd::Good, session->await(good).end);
+    EXPECT_EQ(OrderEnd::NoReply, session->await(silent).end);
+    EXPECT_EQ(OrderEnd::Good, session->await(good).end);
 }
 
 TEST_F(SessionTest, EndsTheWritesOfAStationThatIsSwitchedOff)
@@ -88,8 +88,8 @@ TEST_F(SessionTest, EndsTheWritesOfAStationThatIsSwitchedOff)
     session->start();
     const Ticket dropped = write("4x:1@9", {1});
     session->setStationEnabled(9, false);
-    EXPECT_EQ(OperationEnd::Dropped, session->result(dropped).end);
-    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:1", {1})).end);
+    EXPECT_EQ(OrderEnd::Dropped, session->result(dropped).end);
+    EXPECT_EQ(OrderEnd::Good, session->await(write("4x:1", {1})).end);
     EXPECT_EQ(0u, session->statistics().stations.count(9)) << "nothing was sent to it";
 }
 
@@ -107,11 +107,11 @@ TEST_F(SessionTest, FailsOrdersForAStationThatDoesNotAnswerAtOnceUntilItIsBack)
         session->pump(steadyNow() + std::chrono::milliseconds(20));
     EXPECT_EQ(VariableState::Offline, session->status(watched).state);
     const Ticket lost = write("4x:1@9", {1});
-    EXPECT_EQ(OperationEnd::Offline, session->result(lost).end) << "without waiting";
+    EXPECT_EQ(OrderEnd::Offline, session->result(lost).end) << "without waiting";
     station->process().signal(SIGCONT);
     while (session->isOffline(9))
         session->pump(steadyNow() + std::chrono::milliseconds(20));
-    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:2@9", {2})).end);
+    EXPECT_EQ(OrderEnd::Good, session->await(write("4x:2@9", {2})).end);
     EXPECT_EQ((Values{0, 2}), readBack("4x:1:2@9")) << "the lost one was not written later on";
 }
 
@@ -120,10 +120,10 @@ TEST_F(SessionTest, WritesABitFromTheMirrorOnlyWhenItsRegisterIsKnown)
     settings.options = plc::kOptionBitFromMirror;
     begin({});
     session->start();
-    ASSERT_EQ(OperationEnd::Good, session->await(write("4x:35", {0xFFF0})).end);
+    ASSERT_EQ(OrderEnd::Good, session->await(write("4x:35", {0xFFF0})).end);
     EXPECT_THROW(write("4x_bit:35.0", {1}), Failure);
     EXPECT_EQ((Values{0xFFF0}), readBack("4x:35"));
-    EXPECT_EQ(OperationEnd::Good, session->await(write("4x_bit:35.0", {1})).end);
+    EXPECT_EQ(OrderEnd::Good, session->await(write("4x_bit:35.0", {1})).end);
     EXPECT_EQ((Values{0xFFF1}), readBack("4x:35"));
     EXPECT_THROW(write("4x_bit:36.0", {1}), Failure);
 }
@@ -133,9 +133,9 @@ TEST_F(SessionTest, ForgetsAResultThatNobodyAsksForAnyMore)
     begin({});
     session->start();
     const Ticket ticket = write("4x:1", {1});
-    ASSERT_EQ(OperationEnd::Good, session->await(ticket).end);
+    ASSERT_EQ(OrderEnd::Good, session->await(ticket).end);
     session->forget(ticket);
-    EXPECT_EQ(OperationEnd::Open, session->result(ticket).end);
+    EXPECT_EQ(OrderEnd::Open, session->result(ticket).end);
 }
 
 TEST_F(SessionTest, ServesWritesDuringThePauseBetweenScans)
@@ -144,7 +144,7 @@ TEST_F(SessionTest, ServesWritesDuringThePauseBetweenScans)
     begin({});
     session->watch(variable("4x:0"));
     session->start();
-    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:0", {7})).end);
+    EXPECT_EQ(OrderEnd::Good, session->await(write("4x:0", {7})).end);
     EXPECT_EQ((Values{7}), readBack("4x:0"));
 }
 
@@ -175,9 +175,8 @@ TEST_F(SessionTest, EndsEverythingWhenThePortIsLost)
     const Ticket second = write("4x:1", {2});
     station->process().signal(SIGKILL);
     // The frame of the first one may have gone out or not; the second one waits for it.
-    EXPECT_THAT(session->await(first).end,
-                ::testing::AnyOf(OperationEnd::PortLost, OperationEnd::Unconfirmed));
-    EXPECT_EQ(OperationEnd::PortLost, session->await(second).end);
+    EXPECT_THAT(session->await(first).end, ::testing::AnyOf(OrderEnd::PortLost, OrderEnd::Unconfirmed));
+    EXPECT_EQ(OrderEnd::PortLost, session->await(second).end);
     EXPECT_FALSE(session->portLost().empty());
 }
 
@@ -188,7 +187,7 @@ TEST_F(SessionTest, RefusesAWriteThatNoFrameCanCarry)
     EXPECT_THROW(write("4x:0:124", Values(124, 1)), Failure);
     EXPECT_THROW(write("0x:0:1969", Values(1969, 1)), Failure);
     session->start();
-    EXPECT_EQ(OperationEnd::Good, session->await(write("4x:0:123", Values(123, 1))).end);
+    EXPECT_EQ(OrderEnd::Good, session->await(write("4x:0:123", Values(123, 1))).end);
 }
 
 } // namespace

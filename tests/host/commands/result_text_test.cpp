@@ -8,23 +8,23 @@ namespace {
 using namespace plc::host;
 using ::testing::HasSubstr;
 
-TEST(OperationText, SaysWhatIsWrongAndWhatToTry)
+TEST(OrderText, SaysWhatIsWrongAndWhatToTry)
 {
     LinkSettings settings;
     settings.timeout = std::chrono::milliseconds(250);
-    OperationResult result;
-    result.end = OperationEnd::NoReply;
+    OrderResult result;
+    result.end = OrderEnd::NoReply;
     result.attempts = 3;
     EXPECT_EQ("no answer from station 5 after 3 attempts of 250 ms; check station number, wiring, baud rate "
               "and parity, "
               "or give it more time with --timeout",
               describeResult(result, 5, settings));
-    result.end = OperationEnd::Refused;
+    result.end = OrderEnd::Refused;
     result.exceptionCode = 2;
     result.function = 3;
     EXPECT_THAT(describeResult(result, 5, settings),
                 HasSubstr("station 5 refused with exception 02 (illegal data address) to function 3"));
-    result.end = OperationEnd::Unusable;
+    result.end = OrderEnd::Unusable;
     result.attempts = 1;
     EXPECT_THAT(describeResult(result, 5, settings),
                 HasSubstr("no usable reply from station 5 after 1 attempt;"));
@@ -32,10 +32,10 @@ TEST(OperationText, SaysWhatIsWrongAndWhatToTry)
     EXPECT_THAT(describeResult(result, 5, settings), HasSubstr("--echo"));
 }
 
-TEST(OperationText, NamesTheMissingEchoOption)
+TEST(OrderText, NamesTheMissingEchoOption)
 {
-    OperationResult result;
-    result.end = OperationEnd::Unusable;
+    OrderResult result;
+    result.end = OrderEnd::Unusable;
     result.echoHeard = true;
     EXPECT_THAT(describeResult(result, 5, LinkSettings()),
                 HasSubstr("the line hands back what is sent; add --echo"));
@@ -43,7 +43,7 @@ TEST(OperationText, NamesTheMissingEchoOption)
 
 TEST(DescribeResult, TellsThatAReplyLikeItsRequestMayBeTheEcho)
 {
-    StepReport report;
+    TransactionReport report;
     report.cause = AttemptEnd::Unusable;
     report.attempts = 1;
     report.echoHeard = true;
@@ -54,15 +54,15 @@ TEST(DescribeResult, TellsThatAReplyLikeItsRequestMayBeTheEcho)
 
 TEST(DescribeResult, SaysThatAWriteIsNotConfirmed)
 {
-    OperationResult result;
-    result.end = OperationEnd::Unconfirmed;
+    OrderResult result;
+    result.end = OrderEnd::Unconfirmed;
     EXPECT_THAT(describeResult(result, 5, LinkSettings()), HasSubstr("sent to station 5 and not confirmed"));
 }
 
 TEST(DescribeResult, TellsABusyLineFromASilentStation)
 {
-    OperationResult result;
-    result.end = OperationEnd::LineBusy;
+    OrderResult result;
+    result.end = OrderEnd::LineBusy;
     EXPECT_THAT(describeResult(result, 5, LinkSettings()),
                 HasSubstr("the line never fell silent, so that the request to station 5 could not go out"));
 }

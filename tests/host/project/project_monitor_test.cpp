@@ -29,19 +29,19 @@ protected:
     void serve(const RequestPlace &place, AttemptEnd end = AttemptEnd::Good, bool ordinary = true)
     {
         News news;
-        news.step.emplace();
-        StepReport &step = *news.step;
-        step.request.hostId = 0;
-        step.request.hostSubId = -1;
-        step.request.station = place.station;
-        step.request.regType = place.baseType;
-        step.request.address = place.first;
-        step.request.count = place.count;
-        step.done = end == AttemptEnd::Good;
-        step.cause = end;
-        step.startedAt = now;
+        news.transaction.emplace();
+        TransactionReport &report = *news.transaction;
+        report.request.hostId = 0;
+        report.request.hostSubId = -1;
+        report.request.station = place.station;
+        report.request.regType = place.baseType;
+        report.request.address = place.first;
+        report.request.count = place.count;
+        report.done = end == AttemptEnd::Good;
+        report.cause = end;
+        report.startedAt = now;
         now += milliseconds(100);
-        step.endedAt = now;
+        report.endedAt = now;
         news.ordinaryRead = ordinary;
         news.statistics.emplace();
         monitor.note(news);
@@ -148,10 +148,10 @@ TEST_F(ProjectMonitorTest, TellsStationsThatAreOffline)
 TEST_F(ProjectMonitorTest, PassesOverOtherSteps)
 {
     News write;
-    write.step.emplace();
-    write.step->request = Request();
-    write.step->request.hostId = kOperationHostId;
-    write.step->request.hostSubId = -1;
+    write.transaction.emplace();
+    write.transaction->request = Request();
+    write.transaction->request.hostId = kOrderHostId;
+    write.transaction->request.hostSubId = -1;
     monitor.note(write);
     monitor.note(News());
     EXPECT_EQ(0, monitor.requests().requestCount());

@@ -5,7 +5,7 @@ namespace {
 
 using namespace plc::test;
 using plc::runtime::Permit;
-using plc::runtime::StepReport;
+using plc::runtime::TransactionReport;
 using ::testing::ElementsAre;
 
 // Two holding registers at 100 of station 17.
@@ -226,7 +226,7 @@ TEST_F(CycleReply, GoesToTheDriverTwiceAndEndsTheTransaction)
     arrive(kReply);
     EXPECT_THAT(driver.calls, ElementsAre(kReply, kReply));
     ASSERT_EQ(1u, witness.steps.size());
-    const StepReport &step = witness.steps[0];
+    const TransactionReport &step = witness.steps[0];
     EXPECT_TRUE(step.done);
     EXPECT_EQ(1, step.status);
     EXPECT_EQ(AttemptEnd::Good, step.cause);

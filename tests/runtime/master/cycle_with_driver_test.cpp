@@ -12,8 +12,8 @@ using plc::runtime::AttemptEnd;
 using plc::runtime::Cycle;
 using plc::runtime::CycleSettings;
 using plc::runtime::Instruction;
-using plc::runtime::StepReport;
 using plc::runtime::Time;
+using plc::runtime::TransactionReport;
 using std::chrono::milliseconds;
 
 class RealDriver : public plc::runtime::CycleDriver
@@ -23,15 +23,15 @@ public:
     int judge(QByteArray *reply, int length) override { return DataCom(reply, length)->status; }
 };
 
-class StepKeeper : public plc::runtime::CycleObserver
+class TransactionKeeper : public plc::runtime::CycleObserver
 {
 public:
     void sent(Time, const QByteArray &, int) override {}
     void received(Time, const QByteArray &) override {}
     void discarded(Time, int, const char *) override {}
     void attemptEnded(Time, AttemptEnd, int) override {}
-    void stepEnded(const StepReport &report) override { steps.push_back(report); }
-    std::vector<StepReport> steps;
+    void transactionEnded(const TransactionReport &report) override { steps.push_back(report); }
+    std::vector<TransactionReport> steps;
 };
 
 class CycleWithDriver : public SetUpDriver
@@ -69,7 +69,7 @@ protected:
     }
 
     RealDriver driver;
-    StepKeeper keeper;
+    TransactionKeeper keeper;
     CycleSettings settings;
     Time now = std::chrono::seconds(1);
 
@@ -171,7 +171,7 @@ TEST_F(CycleWithDriver, GrantsEachRequestAllItsRetries)
         arrive(i % 2 == 0 ? hex("11 03 04 1234 ABCD 11E1") : hex("11 04 02 002A F92C"));
     }
     EXPECT_EQ(4u, keeper.steps.size());
-    for (const StepReport &step : keeper.steps)
+    for (const TransactionReport &step : keeper.steps)
         EXPECT_TRUE(step.done);
     EXPECT_EQ(8u, cycle().statistics().total.timeouts);
 }

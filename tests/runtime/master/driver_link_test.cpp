@@ -73,12 +73,12 @@ protected:
     {
         if (news.station && onChange)
             std::exchange(onChange, nullptr)();
-        if (news.step)
-            steps.push_back(*news.step);
+        if (news.transaction)
+            transactions.push_back(*news.transaction);
         if (news.station)
             stations.push_back(*news.station);
-        for (const OperationNews &operation : news.operations)
-            operations.push_back(operation);
+        for (const OrderNews &order : news.orders)
+            orders.push_back(order);
         released.insert(released.end(), news.released.begin(), news.released.end());
     }
 
@@ -106,7 +106,7 @@ protected:
         QByteArray bytes;
         bytes.append(static_cast<char>(value & 0xFF)).append(static_cast<char>(value >> 8));
         ASSERT_GT(library.setRegisterData(QString(), 5, QString::number(address), station, &bytes, 1,
-                                          kOperationHostId, ticket),
+                                          kOrderHostId, ticket),
                   0);
     }
 
@@ -161,9 +161,9 @@ protected:
     std::vector<int> refusing; ///< stations that answer with an exception
     std::string refusal = "02";
     std::vector<Sent> sent;
-    std::vector<StepReport> steps;
+    std::vector<TransactionReport> transactions;
     std::vector<StationNews> stations;
-    std::vector<OperationNews> operations;
+    std::vector<OrderNews> orders;
     std::vector<Ticket> released;
     std::vector<int> takenBack;     ///< stations of which news are taken back
     std::size_t toldBefore = 0;     ///< changes of stations that were told before that
@@ -308,8 +308,9 @@ TEST_F(DriverLinkTest, SendsNothingOfAPriorityLevelToAnOfflineStation)
     runFor(seconds(4));
     const std::size_t before = sentTo(2).size();
     const auto withheld = [this] {
-        return std::count_if(steps.begin(), steps.end(),
-                             [](const StepReport &step) { return step.cause == AttemptEnd::Withheld; });
+        return std::count_if(transactions.begin(), transactions.end(), [](const TransactionReport &report) {
+            return report.cause == AttemptEnd::Withheld;
+        });
     };
     EXPECT_GT(withheld(), 10) << "the level is served";
     EXPECT_EQ(before, sentTo(2).size());
@@ -367,12 +368,12 @@ TEST_F(DriverLinkTest, KnowsWhichWritesMayHaveBeenDone)
     dead = {2};
     write(1, 2, 50, 0x1111);
     write(2, 2, 60, 0x2222);
-    link().setOpenOperations(2);
+    link().setOpenOrders(2);
     runFor(milliseconds(100));
     ASSERT_EQ(1u, sentTo(2).size());
     EXPECT_THAT(link().unconfirmed(), ElementsAre(1)) << "the other one waits for its turn";
     runFor(milliseconds(2000));
-    EXPECT_EQ(2u, operations.size());
+    EXPECT_EQ(2u, orders.size());
     EXPECT_TRUE(link().unconfirmed().empty()) << "their ends are told";
 }
 
@@ -382,10 +383,10 @@ TEST_F(DriverLinkTest, KnowsThatAWriteThatWaitsForTheLineHasNotBeenDone)
     dead = {1};
     watch(1);
     runFor(seconds(1)); // the line is listened to for a late answer again and again
-    while (link().statistics().total.timeouts < 2 || steps.empty())
+    while (link().statistics().total.timeouts < 2 || transactions.empty())
         runFor(milliseconds(10));
     write(1, 2, 50, 0x1111);
-    link().setOpenOperations(1);
+    link().setOpenOrders(1);
     for (int i = 0; i < 1000 && sentTo(2).empty(); ++i) {
         EXPECT_TRUE(link().unconfirmed().empty());
         runFor(milliseconds(1));
@@ -440,7 +441,7 @@ TEST_F(DriverLinkTest, SendsNothingToAStationThatIsSwitchedOffWhileItsRequestWai
     watch(1);
     watch(2);
     dead = {1};
-    while (steps.empty() || steps.back().request.station != 1)
+    while (transactions.empty() || transactions.back().request.station != 1)
         runFor(milliseconds(10));
     runFor(milliseconds(10)); // now the line is listened to for a late answer, with the next read chosen
     const std::size_t before = sentTo(2).size();
@@ -459,15 +460,15 @@ TEST_F(DriverLinkTest, TellsOfAWriteThatWasHalfSentWhenItsStationWasSwitchedOffT
     watch(1);
     runFor(seconds(1));
     QByteArray two("\x11\x11\x22\x22");
-    ASSERT_GT(library.setRegisterData(QString(), kSingles, "50", 2, &two, 2, kOperationHostId, 1), 0);
-    link().setOpenOperations(1);
-    while (steps.back().request.station != 2)
+    ASSERT_GT(library.setRegisterData(QString(), kSingles, "50", 2, &two, 2, kOrderHostId, 1), 0);
+    link().setOpenOrders(1);
+    while (transactions.back().request.station != 2)
         runFor(milliseconds(1));
     link().setStationEnabled(2, false); // the second register waits for a silent line
     runFor(seconds(1));
     EXPECT_EQ(1u, sentTo(2).size());
-    ASSERT_EQ(1u, operations.size());
-    EXPECT_EQ(OperationEnd::Unconfirmed, operations[0].result.end);
+    ASSERT_EQ(1u, orders.size());
+    EXPECT_EQ(OrderEnd::Unconfirmed, orders[0].result.end);
 }
 
 TEST_F(DriverLinkTest, TellsOfAWriteThatWasNotSentThatItsStationIsSwitchedOff)
@@ -477,14 +478,14 @@ TEST_F(DriverLinkTest, TellsOfAWriteThatWasNotSentThatItsStationIsSwitchedOff)
     runFor(seconds(1));
     write(1, 2, 50, 0x1111);
     write(2, 2, 60, 0x2222);
-    link().setOpenOperations(2);
-    while (steps.back().request.station != 2)
+    link().setOpenOrders(2);
+    while (transactions.back().request.station != 2)
         runFor(milliseconds(1));
     link().setStationEnabled(2, false); // the second one waits for a silent line
     runFor(seconds(1));
-    ASSERT_EQ(2u, operations.size());
-    EXPECT_EQ(OperationEnd::Good, operations[0].result.end);
-    EXPECT_EQ(OperationEnd::Dropped, operations[1].result.end);
+    ASSERT_EQ(2u, orders.size());
+    EXPECT_EQ(OrderEnd::Good, orders[0].result.end);
+    EXPECT_EQ(OrderEnd::Dropped, orders[1].result.end);
 }
 
 TEST_F(DriverLinkTest, TellsWhenTheDriverHoldsAWithdrawnWriteNoMore)
@@ -632,15 +633,15 @@ TEST_F(DriverLinkTest, RepeatsARequestAlsoInThePauseBetweenTwoScans)
     watch(1);
     runFor(seconds(1));
     dead = {2};
-    link().setOpenOperations(1);
+    link().setOpenOrders(1);
     write(1, 2, 50, 0x1111);
     runFor(milliseconds(150));
     ASSERT_EQ(1u, sentTo(2).size());
-    link().setOpenOperations(0);
+    link().setOpenOrders(0);
     runFor(seconds(1));
     EXPECT_EQ(2u, sentTo(2).size());
-    ASSERT_EQ(1u, operations.size());
-    EXPECT_EQ(OperationEnd::NoReply, operations[0].result.end);
+    ASSERT_EQ(1u, orders.size());
+    EXPECT_EQ(OrderEnd::NoReply, orders[0].result.end);
 }
 
 TEST_F(DriverLinkTest, CountsNoReadsOfOfflineStationsInAScan)

@@ -41,7 +41,7 @@ TEST_F(HandedOverTest, ReleasesWhatWasWithdrawnAfterTwoThatTheDriverServesLast)
 TEST_F(HandedOverTest, ReleasesNothingWhileTheDriverServesOperationsOrProbes)
 {
     handedOver.withdraw({1});
-    for (const int hostId : {kOperationHostId, kProbeHostId}) {
+    for (const int hostId : {kOrderHostId, kProbeHostId}) {
         serve(kCyclicHostId);
         serve(hostId);
     }
@@ -90,7 +90,7 @@ TEST_F(HandedOverTest, WantsOneProbeOfAStationAtATimeInTheDriversList)
     EXPECT_TRUE(handedOver.addProbe(6));
     serve(kProbeHostId, 5);
     EXPECT_TRUE(handedOver.addProbe(5)) << "it is served, and in the list no more";
-    serve(kOperationHostId, 6);
+    serve(kOrderHostId, 6);
     EXPECT_FALSE(handedOver.addProbe(6)) << "that was an operation with this number";
     handedOver.forgetProbe(6);
     EXPECT_TRUE(handedOver.addProbe(6));

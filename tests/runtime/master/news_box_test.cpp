@@ -13,15 +13,15 @@ using ::testing::HasSubstr;
 News stepNews(int address)
 {
     News news;
-    news.step.emplace();
-    news.step->request.address = address;
+    news.transaction.emplace();
+    news.transaction->request.address = address;
     return news;
 }
 
 News endNews(Ticket ticket)
 {
     News news = stepNews(0);
-    news.operations.push_back({ticket, OperationResult()});
+    news.orders.push_back({ticket, OrderResult()});
     return news;
 }
 
@@ -33,7 +33,7 @@ TEST(NewsBox, HandsNewsOverInTheirOrder)
     const std::vector<News> taken = box.take(steadyNow());
     ASSERT_EQ(5u, taken.size());
     for (int i = 0; i < 5; ++i)
-        EXPECT_EQ(i, taken[static_cast<std::size_t>(i)].step->request.address);
+        EXPECT_EQ(i, taken[static_cast<std::size_t>(i)].transaction->request.address);
     EXPECT_TRUE(box.take(steadyNow()).empty());
 }
 
@@ -55,7 +55,7 @@ TEST(NewsBox, DropsStepsAndTraceWhileNobodyTakesThem)
     box.put(std::move(trace));
     const std::vector<News> taken = box.take(steadyNow());
     ASSERT_EQ(NewsBox::kMostWaiting + 1, taken.size());
-    EXPECT_EQ(0, taken.front().step->request.address);
+    EXPECT_EQ(0, taken.front().transaction->request.address);
     EXPECT_THAT(taken.back().trace, HasSubstr("51 events are not shown"));
     box.put(stepNews(7));
     EXPECT_EQ(1u, box.take(steadyNow()).size()) << "the gap is told once";
@@ -95,8 +95,8 @@ TEST(NewsBox, TakesBackTheChangesOfAStationAndNothingElse)
     const std::vector<News> taken = box.take(steadyNow());
     ASSERT_EQ(3u, taken.size());
     EXPECT_FALSE(taken[0].station);
-    EXPECT_EQ(5, taken[0].operations.at(0).ticket) << "its operations have ended all the same";
-    EXPECT_TRUE(taken[0].step);
+    EXPECT_EQ(5, taken[0].orders.at(0).ticket) << "its operations have ended all the same";
+    EXPECT_TRUE(taken[0].transaction);
     EXPECT_TRUE(taken[1].station);
     EXPECT_FALSE(taken[2].station);
 }
@@ -120,8 +120,8 @@ TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
     const std::vector<News> taken = box.take(steadyNow());
     ASSERT_EQ(NewsBox::kMostWaiting + 5, taken.size());
     const auto at = taken.begin() + static_cast<std::ptrdiff_t>(NewsBox::kMostWaiting);
-    EXPECT_EQ(17, at[0].operations.at(0).ticket);
-    EXPECT_FALSE(at[0].step) << "not more of it than must be";
+    EXPECT_EQ(17, at[0].orders.at(0).ticket);
+    EXPECT_FALSE(at[0].transaction) << "not more of it than must be";
     EXPECT_EQ(5, at[1].station->station);
     EXPECT_EQ(std::vector<Ticket>{3}, at[2].released);
     EXPECT_EQ("gone", at[3].portLost);

@@ -16,18 +16,18 @@ class StationGuardTest : public ::testing::Test
 protected:
     StationChange refuse(int station, int code)
     {
-        StepReport report;
+        TransactionReport report;
         report.request.station = station;
         report.cause = AttemptEnd::Exception;
         report.exceptionCode = code;
         report.startedAt = now - milliseconds(100);
         report.endedAt = now;
-        return guard.stepEnded(report);
+        return guard.transactionEnded(report);
     }
 
     StationChange end(int station, AttemptEnd cause, int regType = 5, int address = 100, int attempts = 0)
     {
-        StepReport report;
+        TransactionReport report;
         report.request.station = station;
         report.request.regType = regType;
         report.request.address = address;
@@ -36,7 +36,7 @@ protected:
         report.attempts = attempts;
         report.startedAt = now - seconds(1);
         report.endedAt = now;
-        return guard.stepEnded(report);
+        return guard.transactionEnded(report);
     }
 
     void goOffline(int station)

@@ -13,7 +13,7 @@ class ReadStateTest : public ::testing::Test
 protected:
     void end(ReadState *part, AttemptEnd cause = AttemptEnd::Good, StationState station = StationState::On)
     {
-        StepReport report;
+        TransactionReport report;
         report.cause = cause;
         report.done = cause == AttemptEnd::Good;
         report.endedAt = now;

@@ -19,7 +19,7 @@ public:
     void stop() override {}
     Time now() const override { return seconds(100); }
     std::vector<News> take(Time) override { return std::exchange(news, {}); }
-    void setOpenOperations(int count) override { openOperations = count; }
+    void setOpenOrders(int count) override { openOrders = count; }
     bool setStationEnabled(int station, bool) override
     {
         for (News &item : newsOnceSwitched) {
@@ -40,7 +40,7 @@ public:
 
     std::vector<News> news;
     std::vector<News> newsOnceSwitched; ///< that come between the last look and the switch
-    int openOperations = 0;
+    int openOrders = 0;
     std::vector<Ticket> withdrawn;
     std::set<Ticket> sent;
     bool wasOffline = false;
@@ -135,12 +135,12 @@ TEST_F(SessionNewsTest, CallsAValueStaleThatWasReadBeforeItsStationWasSwitchedOr
     const int other = session.watch(parseVariable("4x:7@7", false));
     for (int i = 0; i < 3; ++i) {
         News item;
-        item.step.emplace();
-        item.step->request.hostId = kCyclicHostId;
-        item.step->request.hostSubId = i;
-        item.step->cause = AttemptEnd::Good;
-        item.step->done = true;
-        item.step->endedAt = seconds(90); // ten seconds ago
+        item.transaction.emplace();
+        item.transaction->request.hostId = kCyclicHostId;
+        item.transaction->request.hostSubId = i;
+        item.transaction->cause = AttemptEnd::Good;
+        item.transaction->done = true;
+        item.transaction->endedAt = seconds(90); // ten seconds ago
         link->news.push_back(std::move(item));
     }
     session.pump(seconds(100));
@@ -161,7 +161,7 @@ TEST_F(SessionNewsTest, EndsTheOrdersThatTheDriverHasDroppedBeforeTheNewsOfItCam
     const Ticket ticket = writeSingles(3, 5);
     link->wasOffline = true;
     session.setStationEnabled(5, true);
-    EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end);
+    EXPECT_EQ(OrderEnd::Offline, session.result(ticket).end);
     EXPECT_EQ(std::vector<Ticket>{ticket}, link->withdrawn);
     EXPECT_FALSE(session.isOffline(5)) << "that was before";
 }
@@ -172,8 +172,8 @@ TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmed)
     const Ticket behind = session.write(parseVariable("4x:70@5", false), {2});
     link->sent = {onTheLine};
     session.setStationEnabled(5, false);
-    EXPECT_EQ(OperationEnd::Unconfirmed, session.result(onTheLine).end);
-    EXPECT_EQ(OperationEnd::Dropped, session.result(behind).end);
+    EXPECT_EQ(OrderEnd::Unconfirmed, session.result(onTheLine).end);
+    EXPECT_EQ(OrderEnd::Dropped, session.result(behind).end);
 }
 
 TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmedWhenThePortGoes)
@@ -185,33 +185,33 @@ TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmedWhenThePortGoe
     item.portLost = "gone";
     link->news.push_back(std::move(item));
     session.pump(seconds(100));
-    EXPECT_EQ(OperationEnd::Unconfirmed, session.result(onTheLine).end);
-    EXPECT_EQ(OperationEnd::PortLost, session.result(behind).end);
+    EXPECT_EQ(OrderEnd::Unconfirmed, session.result(onTheLine).end);
+    EXPECT_EQ(OrderEnd::PortLost, session.result(behind).end);
 }
 
 TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatWasConfirmedBeforeItsStationWasSwitchedOff)
 {
     const Ticket ticket = writeSingles(1, 5);
     News item;
-    OperationResult good;
-    good.end = OperationEnd::Good;
-    item.operations.push_back({ticket, good});
+    OrderResult good;
+    good.end = OrderEnd::Good;
+    item.orders.push_back({ticket, good});
     link->newsOnceSwitched.push_back(std::move(item));
     session.setStationEnabled(5, false);
-    EXPECT_EQ(OperationEnd::Good, session.result(ticket).end);
+    EXPECT_EQ(OrderEnd::Good, session.result(ticket).end);
 }
 
 TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatHadTakenItsStationOfflineBeforeItWasSwitchedOn)
 {
     const Ticket ticket = writeSingles(1, 5);
     News item;
-    OperationResult failed;
-    failed.end = OperationEnd::NoReply;
-    item.operations.push_back({ticket, failed});
+    OrderResult failed;
+    failed.end = OrderEnd::NoReply;
+    item.orders.push_back({ticket, failed});
     link->newsOnceSwitched.push_back(std::move(item));
     link->wasOffline = true;
     session.setStationEnabled(5, true);
-    EXPECT_EQ(OperationEnd::NoReply, session.result(ticket).end) << "it was sent";
+    EXPECT_EQ(OrderEnd::NoReply, session.result(ticket).end) << "it was sent";
 }
 
 TEST_F(SessionNewsTest, BelievesWhatHadHappenedBeforeTheUserSwitchesTheStationOn)
@@ -220,7 +220,7 @@ TEST_F(SessionNewsTest, BelievesWhatHadHappenedBeforeTheUserSwitchesTheStationOn
     for (const bool offline : {true, false})
         link->news.push_back(changeOf(5, offline));
     session.setStationEnabled(5, true);
-    EXPECT_EQ(OperationEnd::Offline, session.result(ticket).end) << "the driver had dropped it";
+    EXPECT_EQ(OrderEnd::Offline, session.result(ticket).end) << "the driver had dropped it";
 }
 
 TEST_F(SessionNewsTest, HoldsNobodyUpWithAnOrderThatTheDriverRefuses)
@@ -230,14 +230,14 @@ TEST_F(SessionNewsTest, HoldsNobodyUpWithAnOrderThatTheDriverRefuses)
     EXPECT_THROW(session.write(bad, {1}), Failure);
     const Ticket next = session.write(parseVariable("4x:7@5", false), {2});
     EXPECT_EQ(2, link->handedOver) << "to the same place";
-    EXPECT_EQ(OperationEnd::Open, session.result(next).end);
+    EXPECT_EQ(OrderEnd::Open, session.result(next).end);
 }
 
 TEST_F(SessionNewsTest, KeepsTheOrdersOfAStationThatIsSwitchedOnOnceMore)
 {
     const Ticket ticket = writeSingles(3, 5);
     session.setStationEnabled(5, true);
-    EXPECT_EQ(OperationEnd::Open, session.result(ticket).end);
+    EXPECT_EQ(OrderEnd::Open, session.result(ticket).end);
 }
 
 TEST_F(SessionNewsTest, HandsOrdersOverBetweenTwoRequests)
@@ -249,21 +249,20 @@ TEST_F(SessionNewsTest, HandsOrdersOverBetweenTwoRequests)
 TEST_F(SessionNewsTest, HandsTheDriverNoMoreThanItsListTakesBesideWhatWasWithdrawn)
 {
     const Ticket big = writeSingles(1000, 2);
-    EXPECT_EQ(1, link->openOperations);
+    EXPECT_EQ(1, link->openOrders);
     session.setStationEnabled(2, false);
     EXPECT_EQ(std::vector<Ticket>{big}, link->withdrawn);
-    EXPECT_EQ(OperationEnd::Dropped, session.result(big).end);
+    EXPECT_EQ(OrderEnd::Dropped, session.result(big).end);
 
     writeSingles(500, 1);
     session.pump(seconds(100));
-    EXPECT_EQ(1, link->openOperations)
-        << "the driver still holds the first one, and has no room for the second";
+    EXPECT_EQ(1, link->openOrders) << "the driver still holds the first one, and has no room for the second";
 
     News item;
     item.released = {big};
     link->news.push_back(std::move(item));
     session.pump(seconds(100));
-    EXPECT_EQ(1, link->openOperations) << "the second one";
+    EXPECT_EQ(1, link->openOrders) << "the second one";
     session.setStationEnabled(1, false);
     EXPECT_EQ(1u, link->withdrawn.size()) << "it was with the driver";
 }

@@ -1,4 +1,4 @@
-#include "runtime/master/operation_ledger.h"
+#include "runtime/master/order_ledger.h"
 
 #include <gtest/gtest.h>
 
@@ -18,45 +18,45 @@ Footprint read(int station, int first, int pieces = 1)
     return {false, station, 5, first, 1, pieces};
 }
 
-OperationResult ended(OperationEnd end)
+OrderResult ended(OrderEnd end)
 {
-    OperationResult result;
+    OrderResult result;
     result.end = end;
     return result;
 }
 
-TEST(OperationLedger, TellsTheOneResultOfAnOperation)
+TEST(OrderLedger, TellsTheOneResultOfAnOperation)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket ticket = ledger.open(write(1, 100));
-    EXPECT_EQ(OperationEnd::Open, ledger.result(ticket).end);
-    EXPECT_TRUE(ledger.close(ticket, ended(OperationEnd::Good)));
-    EXPECT_FALSE(ledger.close(ticket, ended(OperationEnd::NoReply)));
-    EXPECT_EQ(OperationEnd::Good, ledger.result(ticket).end);
+    EXPECT_EQ(OrderEnd::Open, ledger.result(ticket).end);
+    EXPECT_TRUE(ledger.close(ticket, ended(OrderEnd::Good)));
+    EXPECT_FALSE(ledger.close(ticket, ended(OrderEnd::NoReply)));
+    EXPECT_EQ(OrderEnd::Good, ledger.result(ticket).end);
     EXPECT_FALSE(ledger.isOpen(ticket));
 }
 
-TEST(OperationLedger, KnowsNothingOfAnOperationThatWasNeverOpened)
+TEST(OrderLedger, KnowsNothingOfAnOperationThatWasNeverOpened)
 {
-    OperationLedger ledger;
-    EXPECT_FALSE(ledger.close(1, ended(OperationEnd::Good)));
+    OrderLedger ledger;
+    EXPECT_FALSE(ledger.close(1, ended(OrderEnd::Good)));
     EXPECT_FALSE(ledger.mayStart(1));
 }
 
-TEST(OperationLedger, HoldsAWriteBackWhileAnotherOneToTheSamePlaceIsOnItsWay)
+TEST(OrderLedger, HoldsAWriteBackWhileAnotherOneToTheSamePlaceIsOnItsWay)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket first = ledger.open(write(1, 100, 10));
     ledger.start(first);
     const Ticket second = ledger.open(write(1, 109));
     EXPECT_FALSE(ledger.mayStart(second));
-    ledger.close(first, ended(OperationEnd::NoReply));
+    ledger.close(first, ended(OrderEnd::NoReply));
     EXPECT_TRUE(ledger.mayStart(second));
 }
 
-TEST(OperationLedger, LetsWritesToOtherPlacesAndStationsGo)
+TEST(OrderLedger, LetsWritesToOtherPlacesAndStationsGo)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     ledger.start(ledger.open(write(1, 100, 10)));
     EXPECT_TRUE(ledger.mayStart(ledger.open(write(1, 110))));
     EXPECT_TRUE(ledger.mayStart(ledger.open(write(1, 99))));
@@ -67,9 +67,9 @@ TEST(OperationLedger, LetsWritesToOtherPlacesAndStationsGo)
     EXPECT_TRUE(ledger.mayStart(ledger.open(read(1, 100))));
 }
 
-TEST(OperationLedger, LetsOthersPassAnOperationThatWaitsForItsPlace)
+TEST(OrderLedger, LetsOthersPassAnOperationThatWaitsForItsPlace)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket first = ledger.open(write(5, 100));
     const Ticket second = ledger.open(write(5, 100));
     const Ticket other = ledger.open(write(6, 100));
@@ -78,13 +78,13 @@ TEST(OperationLedger, LetsOthersPassAnOperationThatWaitsForItsPlace)
     EXPECT_EQ(other, ledger.nextToStart());
     ledger.start(other);
     EXPECT_EQ(std::nullopt, ledger.nextToStart());
-    ledger.close(first, ended(OperationEnd::NoReply));
+    ledger.close(first, ended(OrderEnd::NoReply));
     EXPECT_EQ(second, ledger.nextToStart());
 }
 
-TEST(OperationLedger, KeepsTheOrderWherePlacesOverlap)
+TEST(OrderLedger, KeepsTheOrderWherePlacesOverlap)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket large = ledger.open(write(1, 0, 10));
     const Ticket inner = ledger.open(write(1, 5));
     const Ticket wider = ledger.open(write(1, 4, 3));
@@ -94,12 +94,12 @@ TEST(OperationLedger, KeepsTheOrderWherePlacesOverlap)
     ledger.start(large);
     for (std::size_t i = 1; i < all.size(); ++i)
         EXPECT_FALSE(ledger.mayStart(all[i])) << i;
-    ledger.close(large, ended(OperationEnd::Good));
+    ledger.close(large, ended(OrderEnd::Good));
     EXPECT_TRUE(ledger.mayStart(inner));
     EXPECT_FALSE(ledger.mayStart(wider));
     ledger.start(inner);
     EXPECT_FALSE(ledger.mayStart(wider));
-    ledger.close(inner, ended(OperationEnd::Good));
+    ledger.close(inner, ended(OrderEnd::Good));
     EXPECT_TRUE(ledger.mayStart(wider));
     EXPECT_FALSE(ledger.mayStart(reading)) << "it is to see what is written before it";
     ledger.start(wider);
@@ -107,13 +107,13 @@ TEST(OperationLedger, KeepsTheOrderWherePlacesOverlap)
     EXPECT_FALSE(ledger.mayStart(behind)) << "it would be read too early";
     ledger.start(reading);
     EXPECT_FALSE(ledger.mayStart(behind));
-    ledger.close(wider, ended(OperationEnd::Good));
+    ledger.close(wider, ended(OrderEnd::Good));
     EXPECT_TRUE(ledger.mayStart(behind));
 }
 
-TEST(OperationLedger, KeepsTheOrderOfBroadcastsAndWritesToSingleStations)
+TEST(OrderLedger, KeepsTheOrderOfBroadcastsAndWritesToSingleStations)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket first = ledger.open(write(5, 100));
     const Ticket second = ledger.open(write(5, 100));
     const Ticket broadcast = ledger.open(write(0, 95, 10));
@@ -123,25 +123,25 @@ TEST(OperationLedger, KeepsTheOrderOfBroadcastsAndWritesToSingleStations)
     EXPECT_FALSE(ledger.mayStart(broadcast)) << "one before it still waits";
     EXPECT_FALSE(ledger.mayStart(behind));
     EXPECT_TRUE(ledger.mayStart(beside));
-    ledger.close(first, ended(OperationEnd::Good));
+    ledger.close(first, ended(OrderEnd::Good));
     ledger.start(second);
     EXPECT_TRUE(ledger.mayStart(broadcast)) << "the driver keeps their order";
     ledger.start(broadcast);
     EXPECT_TRUE(ledger.mayStart(behind));
 }
 
-TEST(OperationLedger, FreesThePlaceOfWhatNeverWent)
+TEST(OrderLedger, FreesThePlaceOfWhatNeverWent)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     ledger.start(ledger.open(write(1, 0)));
     ledger.open(write(5, 0));
-    ledger.closeAll(5, OperationEnd::Offline);
+    ledger.closeAll(5, OrderEnd::Offline);
     EXPECT_TRUE(ledger.mayStart(ledger.open(write(5, 0))));
 }
 
-TEST(OperationLedger, GivesAStationThatHasNotAnsweredOneAtATime)
+TEST(OrderLedger, GivesAStationThatHasNotAnsweredOneAtATime)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     for (int i = 0; i < 40; ++i)
         ledger.open(write(5, i));
     const auto startAll = [&ledger] {
@@ -154,44 +154,44 @@ TEST(OperationLedger, GivesAStationThatHasNotAnsweredOneAtATime)
     };
     const std::vector<Ticket> first = startAll();
     ASSERT_EQ(1u, first.size());
-    ledger.close(first[0], ended(OperationEnd::Good));
+    ledger.close(first[0], ended(OrderEnd::Good));
     const std::vector<Ticket> more = startAll();
     ASSERT_EQ(16u, more.size());
     for (const Ticket ticket : more)
-        ledger.close(ticket, ended(OperationEnd::NoReply));
+        ledger.close(ticket, ended(OrderEnd::NoReply));
     EXPECT_EQ(1u, startAll().size());
 }
 
-TEST(OperationLedger, LetsNoSmallOnePassALargeOneThatWaitsForRoom)
+TEST(OrderLedger, LetsNoSmallOnePassALargeOneThatWaitsForRoom)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket first = ledger.open(write(1, 0, 1000, 1000));
     ledger.start(first);
     const Ticket large = ledger.open(write(2, 0, 500, 500));
     const Ticket small = ledger.open(write(3, 0));
     EXPECT_EQ(std::nullopt, ledger.nextToStart());
-    ledger.close(first, ended(OperationEnd::Good));
+    ledger.close(first, ended(OrderEnd::Good));
     EXPECT_EQ(large, ledger.nextToStart());
     ledger.start(large);
     EXPECT_EQ(small, ledger.nextToStart());
 }
 
-TEST(OperationLedger, IsFullWithSoManyThatAreOpen)
+TEST(OrderLedger, IsFullWithSoManyThatAreOpen)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     Ticket last = 0;
     for (int i = 0; i < 4096; ++i) {
         EXPECT_FALSE(ledger.isFull());
         last = ledger.open(write(1 + i % 2, 0));
     }
     EXPECT_TRUE(ledger.isFull());
-    ledger.close(last, ended(OperationEnd::Good));
+    ledger.close(last, ended(OrderEnd::Good));
     EXPECT_FALSE(ledger.isFull());
 }
 
-TEST(OperationLedger, NeverFillsTheDriversListBeyondItsEnd)
+TEST(OrderLedger, NeverFillsTheDriversListBeyondItsEnd)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     ledger.start(ledger.open(write(1, 0, 1000, 1000)));
     EXPECT_TRUE(ledger.mayStart(ledger.open(write(1, 5000, 24, 24))));
     EXPECT_FALSE(ledger.mayStart(ledger.open(write(1, 5000, 25, 25))));
@@ -199,12 +199,12 @@ TEST(OperationLedger, NeverFillsTheDriversListBeyondItsEnd)
     EXPECT_FALSE(ledger.mayStart(ledger.open(read(1, 0, 769)))) << "with room for trials of offline stations";
 }
 
-TEST(OperationLedger, CountsWhatIsWithdrawnUntilTheDriverHasDroppedIt)
+TEST(OrderLedger, CountsWhatIsWithdrawnUntilTheDriverHasDroppedIt)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket big = ledger.open(write(5, 0, 1000, 1000));
     ledger.start(big);
-    EXPECT_EQ(std::vector<Ticket>{big}, ledger.closeAll(5, OperationEnd::Dropped));
+    EXPECT_EQ(std::vector<Ticket>{big}, ledger.closeAll(5, OrderEnd::Dropped));
     const Ticket other = ledger.open(write(1, 0, 500, 500));
     const Ticket samePlace = ledger.open(write(5, 999));
     EXPECT_FALSE(ledger.mayStart(other));
@@ -214,57 +214,57 @@ TEST(OperationLedger, CountsWhatIsWithdrawnUntilTheDriverHasDroppedIt)
     EXPECT_TRUE(ledger.mayStart(other));
     EXPECT_TRUE(ledger.mayStart(samePlace));
     EXPECT_EQ(0, ledger.startedCount());
-    EXPECT_EQ(OperationEnd::Dropped, ledger.result(big).end);
+    EXPECT_EQ(OrderEnd::Dropped, ledger.result(big).end);
 }
 
-TEST(OperationLedger, BeginsAgainAtOneWhenTheTicketsRunOut)
+TEST(OrderLedger, BeginsAgainAtOneWhenTheTicketsRunOut)
 {
-    OperationLedger ledger(std::numeric_limits<Ticket>::max() - 1);
+    OrderLedger ledger(std::numeric_limits<Ticket>::max() - 1);
     EXPECT_EQ(std::numeric_limits<Ticket>::max(), ledger.open(write(1, 100)));
     EXPECT_EQ(1, ledger.open(write(1, 101)));
 
-    OperationLedger again(std::numeric_limits<Ticket>::max() - 2);
+    OrderLedger again(std::numeric_limits<Ticket>::max() - 2);
     const Ticket old = again.open(write(1, 100));
     const Ticket oldest = again.open(write(1, 101));
     EXPECT_EQ(std::numeric_limits<Ticket>::max(), oldest);
     EXPECT_NE(old, again.open(write(1, 102)));
 }
 
-TEST(OperationLedger, EndsEverythingOfAStation)
+TEST(OrderLedger, EndsEverythingOfAStation)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket off = ledger.open(write(5, 100));
     const Ticket on = ledger.open(write(6, 100));
     ledger.start(off);
     ledger.start(on);
-    ledger.closeAll(5, OperationEnd::Dropped);
-    EXPECT_EQ(OperationEnd::Dropped, ledger.result(off).end);
-    EXPECT_EQ(OperationEnd::Open, ledger.result(on).end);
+    ledger.closeAll(5, OrderEnd::Dropped);
+    EXPECT_EQ(OrderEnd::Dropped, ledger.result(off).end);
+    EXPECT_EQ(OrderEnd::Open, ledger.result(on).end);
     EXPECT_EQ(2, ledger.startedCount()) << "the driver has not dropped it yet";
-    EXPECT_FALSE(ledger.close(off, ended(OperationEnd::Good))) << "it has been reported already";
+    EXPECT_FALSE(ledger.close(off, ended(OrderEnd::Good))) << "it has been reported already";
 }
 
-TEST(OperationLedger, ABroadcastGoesOnWhenAllTheWritesOfAStationThatItWaitedForEnd)
+TEST(OrderLedger, ABroadcastGoesOnWhenAllTheWritesOfAStationThatItWaitedForEnd)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket first = ledger.open(write(5, 100));
     const Ticket second = ledger.open(write(5, 101));
     const Ticket broadcast = ledger.open(write(0, 100, 2));
-    EXPECT_TRUE(ledger.closeAll(5, OperationEnd::Offline).empty());
+    EXPECT_TRUE(ledger.closeAll(5, OrderEnd::Offline).empty());
     EXPECT_FALSE(ledger.isOpen(first));
     EXPECT_FALSE(ledger.isOpen(second));
     EXPECT_EQ(broadcast, ledger.nextToStart());
 }
 
-TEST(OperationLedger, EndsEverything)
+TEST(OrderLedger, EndsEverything)
 {
-    OperationLedger ledger;
+    OrderLedger ledger;
     const Ticket started = ledger.open(write(5, 100));
     ledger.start(started);
     const Ticket waiting = ledger.open(write(6, 100));
-    ledger.closeAll(-1, OperationEnd::PortLost);
-    EXPECT_EQ(OperationEnd::PortLost, ledger.result(started).end);
-    EXPECT_EQ(OperationEnd::PortLost, ledger.result(waiting).end);
+    ledger.closeAll(-1, OrderEnd::PortLost);
+    EXPECT_EQ(OrderEnd::PortLost, ledger.result(started).end);
+    EXPECT_EQ(OrderEnd::PortLost, ledger.result(waiting).end);
 }
 
 } // namespace

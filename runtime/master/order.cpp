@@ -1,4 +1,4 @@
-#include "runtime/master/operation.h"
+#include "runtime/master/order.h"
 
 namespace plc::runtime {
 
@@ -10,7 +10,7 @@ int word(const QByteArray &frame, int at)
 }
 
 /// Fills in what exactly a station has refused.
-void noteRefused(const StepReport &report, OperationResult *result)
+void noteRefused(const TransactionReport &report, OrderResult *result)
 {
     constexpr int kRequestHead = 6;
     const Request &request = report.request;
@@ -27,9 +27,9 @@ void noteRefused(const StepReport &report, OperationResult *result)
 
 } // namespace
 
-OperationResult resultOf(const StepReport &report)
+OrderResult resultOf(const TransactionReport &report)
 {
-    OperationResult result;
+    OrderResult result;
     result.function = report.request.function;
     result.exceptionCode = report.exceptionCode;
     result.attempts = report.attempts;
@@ -39,24 +39,24 @@ OperationResult resultOf(const StepReport &report)
     switch (report.cause) {
     case AttemptEnd::Good:
     case AttemptEnd::NoReplyDue:
-        result.end = report.done ? OperationEnd::Good : OperationEnd::Unusable;
+        result.end = report.done ? OrderEnd::Good : OrderEnd::Unusable;
         break;
     case AttemptEnd::Exception:
-        result.end = OperationEnd::Refused;
+        result.end = OrderEnd::Refused;
         noteRefused(report, &result);
         break;
     case AttemptEnd::Unusable:
-        result.end = OperationEnd::Unusable;
+        result.end = OrderEnd::Unusable;
         break;
     case AttemptEnd::NoReply:
-        result.end = OperationEnd::NoReply;
+        result.end = OrderEnd::NoReply;
         break;
     case AttemptEnd::LineBusy:
-        result.end = OperationEnd::LineBusy;
+        result.end = OrderEnd::LineBusy;
         break;
     case AttemptEnd::Withheld:
-        result.end = report.attempts > 0 && report.request.direction != 0 ? OperationEnd::Unconfirmed
-                                                                          : OperationEnd::Offline;
+        result.end =
+            report.attempts > 0 && report.request.direction != 0 ? OrderEnd::Unconfirmed : OrderEnd::Offline;
         break;
     }
     return result;

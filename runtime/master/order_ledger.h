@@ -1,7 +1,7 @@
 /// @file
 /// Reads and writes handed to the driver, each of which ends exactly once.
-#ifndef PLC_MASTER_OPERATION_LEDGER_H
-#define PLC_MASTER_OPERATION_LEDGER_H
+#ifndef PLC_MASTER_ORDER_LEDGER_H
+#define PLC_MASTER_ORDER_LEDGER_H
 
 #include <array>
 #include <cstdint>
@@ -12,14 +12,14 @@
 #include <tuple>
 #include <vector>
 
-#include "runtime/master/operation.h"
+#include "runtime/master/order.h"
 
 namespace plc::runtime {
 
-/// Number of an operation; the driver hands it back in its callback. Counts from 1.
+/// Number of an order; the driver hands it back in its callback. Counts from 1.
 using Ticket = int;
 
-/// What an operation occupies while it is on its way.
+/// What an order occupies while it is on its way.
 struct Footprint
 {
     bool isWrite = false;
@@ -30,64 +30,64 @@ struct Footprint
     int pieces = 0; ///< entries in the driver's list
 };
 
-/// Keeps the books of operations. Not locked: one thread.
+/// Keeps the books of orders. Not locked: one thread.
 ///
 /// The driver puts a new write in place of a waiting one to the same place, identifiers and all, so that the
 /// older write would end without a report; and it drops entries beyond its list size without one. So
-/// nextToStart() tells which operation has to wait in the host. Operations keep their order where their places
+/// nextToStart() tells which order has to wait in the host. Orders keep their order where their places
 /// overlap and one of them is a write, and nowhere else; a broadcast is to the places of all stations. A read that
 /// is with the driver already may show a write that was ordered after it. The driver serves its lists from the front:
-/// a station that has not answered its last operation has one at a time in them, so that the others wait for one of
+/// a station that has not answered its last order has one at a time in them, so that the others wait for one of
 /// its time-outs at most.
-class OperationLedger
+class OrderLedger
 {
 public:
-    /// Operations that may be open; what comes on top is to be refused.
+    /// Orders that may be open; what comes on top is to be refused.
     static constexpr std::size_t kMostOpen = 4096;
-    /// Operations of one station that answers in the driver's hands.
+    /// Orders of one station that answers in the driver's hands.
     static constexpr int kMostStarted = 16;
 
     /// @param last  the ticket before the first.
-    explicit OperationLedger(Ticket last = 0) : last_(last) {}
+    explicit OrderLedger(Ticket last = 0) : last_(last) {}
 
     bool isFull() const { return open_.size() >= kMostOpen; }
 
-    /// Opens an operation. It waits in the host until it is started.
+    /// Opens an order. It waits in the host until it is started.
     Ticket open(const Footprint &footprint);
 
-    /// True when the waiting operation can be handed to the driver without any operation losing its report, before
+    /// True when the waiting order can be handed to the driver without any order losing its report, before
     /// none that it must not pass.
     bool mayStart(Ticket ticket) const;
 
-    /// An operation that may start now, of the stations in turn; nothing when there is none.
+    /// An order that may start now, of the stations in turn; nothing when there is none.
     std::optional<Ticket> nextToStart();
 
-    /// Notes that the operation has been handed to the driver.
+    /// Notes that the order has been handed to the driver.
     void start(Ticket ticket);
 
     bool isOpen(Ticket ticket) const { return open_.count(ticket) > 0; }
-    /// True once the operation has been handed to the driver, as long as it is open.
+    /// True once the order has been handed to the driver, as long as it is open.
     bool isStarted(Ticket ticket) const;
 
-    /// Ends an operation.
+    /// Ends an order.
     /// @return false when it had ended before, or was never opened; then nothing changes.
-    bool close(Ticket ticket, const OperationResult &result);
+    bool close(Ticket ticket, const OrderResult &result);
 
-    /// Ends all open operations of @p station; -1 for all stations. @p unconfirmed ones end as that. Those that the
+    /// Ends all open orders of @p station; -1 for all stations. @p unconfirmed ones end as that. Those that the
     /// driver has been handed go on filling its lists until they are released.
     /// @return those of them that the driver has been handed.
-    std::vector<Ticket> closeAll(int station, OperationEnd end, const std::set<Ticket> &unconfirmed = {});
+    std::vector<Ticket> closeAll(int station, OrderEnd end, const std::set<Ticket> &unconfirmed = {});
 
-    /// The driver's lists hold none of these operations any more.
+    /// The driver's lists hold none of these orders any more.
     void release(const std::vector<Ticket> &tickets);
 
-    /// Result of an operation; `end` is Open while it is on its way, and after it has been forgotten.
-    OperationResult result(Ticket ticket) const;
+    /// Result of an order; `end` is Open while it is on its way, and after it has been forgotten.
+    OrderResult result(Ticket ticket) const;
 
-    /// Drops the result of an operation that has ended and has been reported.
+    /// Drops the result of an order that has ended and has been reported.
     void forget(Ticket ticket) { closed_.erase(ticket); }
 
-    /// Operations in the driver's hands, ended ones included.
+    /// Orders in the driver's hands, ended ones included.
     int startedCount() const { return started_ + static_cast<int>(withdrawn_.size()); }
 
     /// Pieces that one list of the driver takes, of writes or of reads.
@@ -103,7 +103,7 @@ private:
         std::vector<Ticket> followers; ///< wait for this one's next change
     };
     using Entries = std::map<Ticket, Entry>;
-    /// Operations of one kind in one area of a station, by first register or bit and age.
+    /// Orders of one kind in one area of a station, by first register or bit and age.
     struct Places
     {
         std::map<int, std::map<std::uint64_t, Ticket>> byFirst;
@@ -114,7 +114,7 @@ private:
     {
         std::array<std::deque<Ticket>, 2> ready; ///< of reads, of writes; some may have ended
         int started = 0;
-        bool answered = false; ///< its last operation
+        bool answered = false; ///< its last order
     };
 
     const Entry *find(Ticket ticket) const;
@@ -138,7 +138,7 @@ private:
     std::array<int, 2> pieces_{};     ///< in the driver's lists
     int started_ = 0;
     std::uint64_t age_ = 0;
-    std::map<Ticket, OperationResult> closed_;
+    std::map<Ticket, OrderResult> closed_;
     Ticket last_;
 };
 

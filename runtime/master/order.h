@@ -1,13 +1,13 @@
 /// @file
 /// How reads, writes and cyclic reads end.
-#ifndef PLC_MASTER_OPERATION_H
-#define PLC_MASTER_OPERATION_H
+#ifndef PLC_MASTER_ORDER_H
+#define PLC_MASTER_ORDER_H
 
 #include "runtime/master/cycle.h"
 
 namespace plc::runtime {
 
-enum class OperationEnd
+enum class OrderEnd
 {
     Open, ///< not ended yet
     Good,
@@ -23,21 +23,21 @@ enum class OperationEnd
     Offline ///< the station is left alone because it does not answer
 };
 
-struct OperationResult
+struct OrderResult
 {
-    OperationEnd end = OperationEnd::Open;
+    OrderEnd end = OrderEnd::Open;
     int function = 0;         ///< Modbus function of the last request; in relay mode only for Refused, else 0
     int address = 0;          ///< first register or bit of that request, for Refused
     int count = 0;            ///< registers or bits of it, for Refused; 0 = neither is known
     int exceptionCode = 0;    ///< for Refused
     int attempts = 0;         ///< frames sent for the last request
-    bool echoMissing = false; ///< see StepReport
-    bool echoHeard = false;   ///< see StepReport
-    bool mayBeEcho = false;   ///< see StepReport
+    bool echoMissing = false; ///< see TransactionReport
+    bool echoHeard = false;   ///< see TransactionReport
+    bool mayBeEcho = false;   ///< see TransactionReport
 };
 
-/// What the end of the last transaction means for its operation.
-OperationResult resultOf(const StepReport &report);
+/// What the end of the last transaction means for its order.
+OrderResult resultOf(const TransactionReport &report);
 
 /// Entries that the driver's lists of writes and of one-shot reads can hold; it drops more without a word.
 constexpr int kDriverListSize = 1024;

@@ -1,4 +1,4 @@
-#include "runtime/line/rtu_frame.h"
+#include "runtime/line/reply_search.h"
 
 #include <gtest/gtest.h>
 

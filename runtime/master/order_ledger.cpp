@@ -1,4 +1,4 @@
-#include "runtime/master/operation_ledger.h"
+#include "runtime/master/order_ledger.h"
 
 #include <algorithm>
 #include <limits>
@@ -17,17 +17,17 @@ bool overlap(const Footprint &a, const Footprint &b)
     return a.first < b.first + b.count && b.first < a.first + a.count;
 }
 
-/// Trials of offline stations share the list of one-shot reads.
-constexpr int kMostTrials = 256;
+/// Probes of offline stations share the list of one-shot reads.
+constexpr int kMostProbes = 256;
 
 } // namespace
 
-int OperationLedger::listSize(bool isWrite)
+int OrderLedger::listSize(bool isWrite)
 {
-    return isWrite ? kDriverListSize : kDriverListSize - kMostTrials;
+    return isWrite ? kDriverListSize : kDriverListSize - kMostProbes;
 }
 
-Ticket OperationLedger::open(const Footprint &footprint)
+Ticket OrderLedger::open(const Footprint &footprint)
 {
     do {
         last_ = last_ < std::numeric_limits<Ticket>::max() ? last_ + 1 : 1;
@@ -40,7 +40,7 @@ Ticket OperationLedger::open(const Footprint &footprint)
     return last_;
 }
 
-OperationLedger::Entry *OperationLedger::find(Ticket ticket)
+OrderLedger::Entry *OrderLedger::find(Ticket ticket)
 {
     const auto open = open_.find(ticket);
     if (open != open_.end())
@@ -49,12 +49,12 @@ OperationLedger::Entry *OperationLedger::find(Ticket ticket)
     return withdrawn == withdrawn_.end() ? nullptr : &withdrawn->second;
 }
 
-const OperationLedger::Entry *OperationLedger::find(Ticket ticket) const
+const OrderLedger::Entry *OrderLedger::find(Ticket ticket) const
 {
-    return const_cast<OperationLedger *>(this)->find(ticket);
+    return const_cast<OrderLedger *>(this)->find(ticket);
 }
 
-void OperationLedger::addPlace(Ticket ticket, const Entry &entry)
+void OrderLedger::addPlace(Ticket ticket, const Entry &entry)
 {
     const Footprint &place = entry.footprint;
     Places &places = places_[{place.station, place.baseType, place.isWrite}];
@@ -62,7 +62,7 @@ void OperationLedger::addPlace(Ticket ticket, const Entry &entry)
     places.longest = std::max(places.longest, place.count);
 }
 
-void OperationLedger::dropPlace(const Entry &entry)
+void OrderLedger::dropPlace(const Entry &entry)
 {
     const Footprint &place = entry.footprint;
     const auto places = places_.find({place.station, place.baseType, place.isWrite});
@@ -78,8 +78,8 @@ void OperationLedger::dropPlace(const Entry &entry)
         places_.erase(places);
 }
 
-/// The operation that a waiting one must not pass, if there is one: it is to be looked at again when that changes.
-std::optional<Ticket> OperationLedger::blockerOf(const Entry &entry) const
+/// The order that a waiting one must not pass, if there is one: it is to be looked at again when that changes.
+std::optional<Ticket> OrderLedger::blockerOf(const Entry &entry) const
 {
     const Footprint &wanted = entry.footprint;
     if (wanted.station != kEverybody) {
@@ -98,7 +98,7 @@ std::optional<Ticket> OperationLedger::blockerOf(const Entry &entry) const
     return std::nullopt;
 }
 
-std::optional<Ticket> OperationLedger::blockerAt(int station, const Entry &entry) const
+std::optional<Ticket> OrderLedger::blockerAt(int station, const Entry &entry) const
 {
     for (const bool isWrite : {true, false}) {
         // Reads may pass each other.
@@ -112,7 +112,7 @@ std::optional<Ticket> OperationLedger::blockerAt(int station, const Entry &entry
     return std::nullopt;
 }
 
-std::optional<Ticket> OperationLedger::blockerAmong(const Places &places, const Entry &entry) const
+std::optional<Ticket> OrderLedger::blockerAmong(const Places &places, const Entry &entry) const
 {
     const Footprint &wanted = entry.footprint;
     auto sameFirst = places.byFirst.lower_bound(wanted.first - places.longest + 1);
@@ -135,8 +135,8 @@ std::optional<Ticket> OperationLedger::blockerAmong(const Places &places, const 
     return std::nullopt;
 }
 
-/// Lets a waiting operation stand among those that may start, or behind the one that it must not pass.
-void OperationLedger::admit(Ticket ticket, Entry *entry)
+/// Lets a waiting order stand among those that may start, or behind the one that it must not pass.
+void OrderLedger::admit(Ticket ticket, Entry *entry)
 {
     const std::optional<Ticket> blocker = blockerOf(*entry);
     entry->blocked = blocker.has_value();
@@ -146,7 +146,7 @@ void OperationLedger::admit(Ticket ticket, Entry *entry)
         stations_[entry->footprint.station].ready[entry->footprint.isWrite ? 1 : 0].push_back(ticket);
 }
 
-void OperationLedger::wakeFollowers(Entry *entry)
+void OrderLedger::wakeFollowers(Entry *entry)
 {
     for (const Ticket ticket : std::exchange(entry->followers, {})) {
         const auto follower = open_.find(ticket);
@@ -155,20 +155,20 @@ void OperationLedger::wakeFollowers(Entry *entry)
     }
 }
 
-bool OperationLedger::hasRoom(const Footprint &footprint) const
+bool OrderLedger::hasRoom(const Footprint &footprint) const
 {
     const bool isWrite = footprint.isWrite;
     return pieces_[isWrite ? 1 : 0] + footprint.pieces <= listSize(isWrite);
 }
 
-bool OperationLedger::mayStart(Ticket ticket) const
+bool OrderLedger::mayStart(Ticket ticket) const
 {
     const auto found = open_.find(ticket);
     return found != open_.end() && !found->second.started && !found->second.blocked &&
            hasRoom(found->second.footprint);
 }
 
-std::optional<Ticket> OperationLedger::nextToStart()
+std::optional<Ticket> OrderLedger::nextToStart()
 {
     auto station = stations_.upper_bound(lastServed_);
     for (std::size_t looked = 0; looked < stations_.size(); ++looked, ++station) {
@@ -198,7 +198,7 @@ std::optional<Ticket> OperationLedger::nextToStart()
     return std::nullopt;
 }
 
-void OperationLedger::start(Ticket ticket)
+void OrderLedger::start(Ticket ticket)
 {
     const auto found = open_.find(ticket);
     if (found == open_.end() || found->second.started)
@@ -213,14 +213,14 @@ void OperationLedger::start(Ticket ticket)
     wakeFollowers(&entry);
 }
 
-bool OperationLedger::isStarted(Ticket ticket) const
+bool OrderLedger::isStarted(Ticket ticket) const
 {
     const auto found = open_.find(ticket);
     return found != open_.end() && found->second.started;
 }
 
-/// An operation of which the driver holds nothing leaves the books.
-void OperationLedger::retire(Entry entry)
+/// An order of which the driver holds nothing leaves the books.
+void OrderLedger::retire(Entry entry)
 {
     if (entry.started)
         pieces_[entry.footprint.isWrite ? 1 : 0] -= entry.footprint.pieces;
@@ -228,7 +228,7 @@ void OperationLedger::retire(Entry entry)
     wakeFollowers(&entry);
 }
 
-bool OperationLedger::close(Ticket ticket, const OperationResult &result)
+bool OrderLedger::close(Ticket ticket, const OrderResult &result)
 {
     const auto found = open_.find(ticket);
     if (found == open_.end())
@@ -240,14 +240,13 @@ bool OperationLedger::close(Ticket ticket, const OperationResult &result)
         --started_;
         StationBooks &books = stations_[entry.footprint.station];
         --books.started;
-        books.answered = result.end == OperationEnd::Good || result.end == OperationEnd::Refused;
+        books.answered = result.end == OrderEnd::Good || result.end == OrderEnd::Refused;
     }
     retire(std::move(entry));
     return true;
 }
 
-std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
-                                              const std::set<Ticket> &unconfirmed)
+std::vector<Ticket> OrderLedger::closeAll(int station, OrderEnd end, const std::set<Ticket> &unconfirmed)
 {
     std::vector<Ticket> withDriver;
     std::vector<Entry> neverStarted;
@@ -267,8 +266,8 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
             dropPlace(entry->second);
             neverStarted.push_back(std::move(entry->second));
         }
-        OperationResult result;
-        result.end = unconfirmed.count(entry->first) > 0 ? OperationEnd::Unconfirmed : end;
+        OrderResult result;
+        result.end = unconfirmed.count(entry->first) > 0 ? OrderEnd::Unconfirmed : end;
         closed_.emplace(entry->first, result);
         entry = open_.erase(entry);
     }
@@ -278,7 +277,7 @@ std::vector<Ticket> OperationLedger::closeAll(int station, OperationEnd end,
     return withDriver;
 }
 
-void OperationLedger::release(const std::vector<Ticket> &tickets)
+void OrderLedger::release(const std::vector<Ticket> &tickets)
 {
     for (const Ticket ticket : tickets) {
         const auto found = withdrawn_.find(ticket);
@@ -290,10 +289,10 @@ void OperationLedger::release(const std::vector<Ticket> &tickets)
     }
 }
 
-OperationResult OperationLedger::result(Ticket ticket) const
+OrderResult OrderLedger::result(Ticket ticket) const
 {
     const auto found = closed_.find(ticket);
-    return found == closed_.end() ? OperationResult() : found->second;
+    return found == closed_.end() ? OrderResult() : found->second;
 }
 
 } // namespace plc::runtime

@@ -7,8 +7,8 @@
 /// any place, with odd values and with the CRC either way round, and what begins like the reply hides the
 /// rest. The splitter weighs all frames of a line against each other, so that a longer foreign frame may win
 /// over the reply or delay it.
-#ifndef PLC_LINE_RTU_FRAME_H
-#define PLC_LINE_RTU_FRAME_H
+#ifndef PLC_LINE_REPLY_SEARCH_H
+#define PLC_LINE_REPLY_SEARCH_H
 
 #include <QByteArray>
 
