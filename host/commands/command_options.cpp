@@ -35,6 +35,9 @@ LinkSettings CommandOptions::link() const
     settings.port = port;
     settings.baud = baud;
     settings.parity = parityNamed(parity);
+    if (!rs485.empty())
+        settings.rs485 = rs485Named(rs485);
+    settings.anyRate = anyRate;
     settings.stopBits = stopBits;
     settings.timeout = fromSeconds(timeoutSeconds);
     if (lateGuardSeconds >= 0)

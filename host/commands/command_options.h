@@ -34,6 +34,8 @@ struct CommandOptions : OutputOptions
     int station = 1;
     int baud = 19200;
     std::string parity = "even";
+    std::string rs485; ///< empty: not asked for
+    bool anyRate = false;
     int dataBits = 8;
     int stopBits = 0;
     double timeoutSeconds = 1.0;

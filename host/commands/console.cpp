@@ -3,13 +3,19 @@
 #include <cstdio>
 
 #include "host/commands/interrupt.h"
-#include "host/serial_port.h"
+#include "runtime/line/serial_port.h"
 
 namespace plc::host {
 
-Surroundings systemSurroundings()
+Surroundings systemSurroundings(bool verbose)
 {
-    return {openSerialPort, isInterrupted};
+    const auto listener = [verbose](const PortNote &note) {
+        if (note.isWarning || verbose)
+            std::fprintf(stderr, "plchost: %s\n", note.text.c_str());
+    };
+    return {
+        [listener](const LineSettings &settings) { return std::make_unique<SerialPort>(settings, listener); },
+        isInterrupted};
 }
 
 TraceListener traceOnStandardError(bool verbose)

@@ -54,7 +54,8 @@ class Demo
 {
 public:
     Demo(const DemoOptions &options, const LinkSettings &link)
-        : options_(options), driver_(link.driverPath), session_(driver_, link, systemSurroundings())
+        : options_(options), driver_(link.driverPath),
+          session_(driver_, link, systemSurroundings(options.verbose))
     {
         for (const Act &act : kActs) {
             variables_.push_back(parseVariable(act.variable, link.oneBased()));

@@ -42,6 +42,14 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->check(CLI::IsMember({kStopBitLimits.least, kStopBitLimits.most}))
         ->type_name("N")
         ->group(kLineGroup);
+    app->add_flag(
+           "--any-rate", options->anyRate,
+           "take a port that runs more than 3 % off the rate, with a warning; stations may not understand it")
+        ->group(kLineGroup);
+    app->add_flag("--rs485{rts-on-send}", options->rs485,
+                  "the port switches the direction of the line by RTS; with other settings as "
+                  "--rs485=rts-after-send,1,2: delays before and after sending in ms")
+        ->group(kLineGroup);
     addSeconds(app, "-o,--timeout", &options->timeoutSeconds, kTimeoutMsLimits,
                "wait for the first byte of a reply, in seconds", kLineGroup)
         ->capture_default_str();

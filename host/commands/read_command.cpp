@@ -14,7 +14,7 @@ ExitCode readVariables(const CommandOptions &options)
     const LinkSettings link = options.link();
     const std::vector<Variable> variables = options.variableList(link.oneBased());
     DriverLibrary driver(link.driverPath);
-    Session session(driver, link, systemSurroundings());
+    Session session(driver, link, systemSurroundings(options.verbose));
     std::vector<Ticket> tickets;
     for (const Variable &variable : variables)
         tickets.push_back(session.read(variable));

@@ -44,7 +44,7 @@ class Run
 public:
     Run(const RunOptions &options, Project project)
         : options_(options), project_(std::move(project)), driver_(options.driver),
-          session_(driver_, project_.link, systemSurroundings()), monitor_(project_),
+          session_(driver_, project_.link, systemSurroundings(options.verbose)), monitor_(project_),
           input_(project_.variables), lines_(STDIN_FILENO),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
           printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())

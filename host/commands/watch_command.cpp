@@ -34,7 +34,7 @@ class Watch
 public:
     explicit Watch(const WatchOptions &options)
         : options_(options), link_(options.link()), variables_(options.variableList(link_.oneBased())),
-          driver_(link_.driverPath), session_(driver_, link_, systemSurroundings()),
+          driver_(link_.driverPath), session_(driver_, link_, systemSurroundings(options.verbose)),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text &&
                       !options.quiet && !options.once),
           printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())

@@ -76,7 +76,7 @@ ExitCode writeVariables(const WriteOptions &options)
     for (const std::string &text : options.assignments)
         assignments.push_back(parseAssignment(text, link.oneBased()));
     DriverLibrary driver(link.driverPath);
-    Session session(driver, link, systemSurroundings());
+    Session session(driver, link, systemSurroundings(options.verbose));
     std::vector<Ticket> tickets;
     for (const Assignment &assignment : assignments) {
         if (options.verify && session.stationOf(assignment.variable) == 0)

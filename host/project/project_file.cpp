@@ -138,6 +138,8 @@ private:
                {"baud", numberInto(&link.baud, kBaudLimits)},
                {"parity", [&](const Json::Value &parity) { readParity(parity); }},
                {"stopBits", numberInto(&link.stopBits, kStopBitLimits)},
+               {"rs485", [&](const Json::Value &rs485) { readRs485(rs485); }},
+               {"anyRate", [&](const Json::Value &anyRate) { link.anyRate = flag(anyRate); }},
                {"retryLimit", numberInto(&link.retries, kRetryLimits)},
                {"replyTimeoutMs", millisecondsInto(&link.timeout, kTimeoutMsLimits)},
                {"lateGuardMs",
@@ -176,6 +178,12 @@ private:
     {
         takeName(value, "even, odd or none",
                  [&](const std::string &name) { project_.link.parity = parityNamed(name); });
+    }
+
+    void readRs485(const Json::Value &value)
+    {
+        takeName(value, "rts-on-send or rts-after-send",
+                 [&](const std::string &name) { project_.link.rs485 = rs485Named(name); });
     }
 
     void readPoliciesOff(const Json::Value &value)

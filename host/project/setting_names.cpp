@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sstream>
 
 #include "core/options.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::host {
 
@@ -91,6 +93,20 @@ std::string helpOn(const Row (&table)[size])
     return help;
 }
 
+/// @return false, @p delay untouched, where @p text is no delay.
+bool delayFrom(const std::string &text, int *delay)
+{
+    constexpr std::size_t kMostDigits = 4;
+    if (text.empty() || text.size() > kMostDigits ||
+        text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    const int number = std::stoi(text);
+    if (number > kRs485DelayMsLimits.most)
+        return false;
+    *delay = number;
+    return true;
+}
+
 } // namespace
 
 std::vector<std::string> parityNames()
@@ -99,6 +115,27 @@ std::vector<std::string> parityNames()
     for (const ParityName &row : kParities)
         names.emplace_back(row.name);
     return names;
+}
+
+Rs485 rs485Named(const std::string &text)
+{
+    std::istringstream words(text);
+    std::vector<std::string> parts;
+    for (std::string part; std::getline(words, part, ',');)
+        parts.push_back(part);
+    const bool isNamed = !parts.empty() && (parts[0] == "rts-on-send" || parts[0] == "rts-after-send");
+    bool isFine = isNamed && text.back() != ',' && (parts.size() == 1 || parts.size() == 3);
+    Rs485 rs485;
+    if (isFine && parts.size() == 3)
+        isFine = delayFrom(parts[1], &rs485.beforeMs) && delayFrom(parts[2], &rs485.afterMs);
+    if (!isFine)
+        throw Failure(
+            FailureKind::Usage,
+            "RS-485 is rts-on-send or rts-after-send, with BEFORE,AFTER behind it where the port is to "
+            "wait, each 0 to " +
+                std::to_string(kRs485DelayMsLimits.most) + " ms, as rts-on-send,1,2");
+    rs485.rtsOnSend = parts[0] == "rts-on-send";
+    return rs485;
 }
 
 Parity parityNamed(const std::string &name)

@@ -21,6 +21,10 @@ std::vector<std::string> parityNames();
 /// @throw Failure  (wrong usage) that lists them.
 Parity parityNamed(const std::string &name);
 
+/// "rts-on-send" or "rts-after-send", alone or with two delays in milliseconds: "rts-on-send,1,2".
+/// @throw Failure  (wrong usage) that tells the form.
+Rs485 rs485Named(const std::string &text);
+
 /// Bit of the driver's options (COM_INFO::options) that @p name stands for, as "one-based".
 /// @throw Failure  (wrong usage) "option 'NAME' is unknown; options are ...".
 quint32 optionMask(const std::string &name);

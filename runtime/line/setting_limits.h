@@ -15,6 +15,7 @@ struct Limits
 
 constexpr Limits kBaudLimits{300, 4000000}; ///< bits per second
 constexpr Limits kStopBitLimits{1, 2};
+constexpr Limits kRs485DelayMsLimits{0, 1000};
 constexpr Limits kTimeoutMsLimits{10, 60000};
 constexpr Limits kLateGuardMsLimits{0, 60000};
 constexpr Limits kTurnaroundMsLimits{0, 60000};

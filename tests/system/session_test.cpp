@@ -4,13 +4,20 @@
 
 #include <QCoreApplication>
 
-#include "host/serial_port.h"
 #include "programs.h"
+#include "runtime/line/serial_port.h"
 
 namespace {
 
 using namespace plc::test;
 using namespace plc::host;
+
+Surroundings realPorts()
+{
+    Surroundings surroundings;
+    surroundings.openPort = [](const LineSettings &line) { return std::make_unique<SerialPort>(line); };
+    return surroundings;
+}
 
 class SessionTest : public ::testing::Test
 {
@@ -29,8 +36,7 @@ protected:
     {
         station = startStation(stationArguments);
         settings.port = station->terminal();
-        session =
-            std::make_unique<Session>(driver, settings, Surroundings{openSerialPort, [] { return false; }});
+        session = std::make_unique<Session>(driver, settings, realPorts());
     }
 
     Variable variable(const std::string &text) { return parseVariable(text, settings.oneBased()); }

@@ -57,7 +57,8 @@ std::vector<std::string> rowsOf(const Project &given)
 TEST(ProjectFile, TakesTheSettingsOfTheLink)
 {
     const LinkSettings link =
-        linked(R"({"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1, "retryLimit": 4,
+        linked(
+            R"({"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1, "rs485": "rts-after-send,3,4", "anyRate": true, "retryLimit": 4,
                    "replyTimeoutMs": 250, "turnaroundMs": 60, "options": ["one-based", "no-bit-packing"],
                    "linkMode": 1, "maxBlock": 50, "station": 9, "echo": true,
                    "without": ["strict-writes", "offline"],
@@ -67,6 +68,10 @@ TEST(ProjectFile, TakesTheSettingsOfTheLink)
     EXPECT_EQ(9600, link.baud);
     EXPECT_EQ(Parity::None, link.parity);
     EXPECT_EQ(1, link.stopBits);
+    EXPECT_FALSE(link.rs485->rtsOnSend);
+    EXPECT_EQ(3, link.rs485->beforeMs);
+    EXPECT_EQ(4, link.rs485->afterMs);
+    EXPECT_TRUE(link.anyRate);
     EXPECT_EQ(4, link.retries);
     EXPECT_EQ(std::chrono::milliseconds(250), link.timeout);
     EXPECT_EQ(std::chrono::milliseconds(60), link.turnaround);
@@ -246,7 +251,9 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"("port": 1)", "a path"}, Refused{R"("baud": 299)", "from 300 to 4000000"},
         Refused{R"("baud": 4000001)", "from 300 to 4000000"}, Refused{R"("baud": 300.5)", "whole number"},
         Refused{R"("baud": "9600")", "whole number"}, Refused{R"("parity": "mark")", "even, odd or none"},
-        Refused{R"("stopBits": 3)", "from 1 to 2"}, Refused{R"("retryLimit": -1)", "from 0 to 100"},
+        Refused{R"("stopBits": 3)", "from 1 to 2"},
+        Refused{R"("rs485": "on")", "RS-485 is rts-on-send or rts-after-send"},
+        Refused{R"("retryLimit": -1)", "from 0 to 100"},
         Refused{R"("replyTimeoutMs": 9)", "from 10 to 60000"},
         Refused{R"("turnaroundMs": 60001)", "from 0 to 60000"},
         Refused{R"("options": "one-based")", "a list"},

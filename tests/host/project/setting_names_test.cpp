@@ -107,4 +107,24 @@ TEST(ParityName, ThatIsUnknownIsRefused)
     EXPECT_THROW(parityNamed("Even"), Failure);
 }
 
+TEST(Rs485Names, TakeADirectionAndTwoDelays)
+{
+    const Rs485 plain = rs485Named("rts-on-send");
+    EXPECT_TRUE(plain.rtsOnSend);
+    EXPECT_EQ(0, plain.beforeMs);
+    EXPECT_EQ(0, plain.afterMs);
+    const Rs485 delayed = rs485Named("rts-after-send,1,1000");
+    EXPECT_FALSE(delayed.rtsOnSend);
+    EXPECT_EQ(1, delayed.beforeMs);
+    EXPECT_EQ(1000, delayed.afterMs);
+}
+
+TEST(Rs485Names, RefuseEverythingElse)
+{
+    for (const char *text :
+         {"", "rts", "rts-on-send,", "rts-on-send,1", "rts-on-send,1,", "rts-on-send,1,2,3",
+          "rts-on-send,-1,2", "rts-on-send,1,1001", "rts-on-send,1,99999", "rts-on-send, 1,2"})
+        EXPECT_THROW(rs485Named(text), Failure) << text;
+}
+
 } // namespace

@@ -1,4 +1,6 @@
-#include "host/serial_port.h"
+// The port over pseudo-terminals, which keep everything but the parity bit.
+
+#include "runtime/line/serial_port.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -9,17 +11,16 @@
 
 #include <thread>
 
-#include <QCoreApplication>
-
-#include "host/line_rate.h"
 #include "runtime/line/failure.h"
 #include "support/hex.h"
+#include "told_rate.h"
 
 namespace {
 
-using namespace plc::host;
+using namespace plc::runtime;
 using plc::test::hex;
 using std::chrono::milliseconds;
+using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 constexpr Time kPatience = std::chrono::seconds(20);
@@ -69,6 +70,8 @@ public:
         return mode;
     }
 
+    int rate() const { return toldRate(descriptor_); }
+
 private:
     int descriptor_;
     std::string path_;
@@ -77,14 +80,7 @@ private:
 class SerialPortTest : public ::testing::Test
 {
 protected:
-    SerialPortTest()
-    {
-        static int argc = 1;
-        static char name[] = "serial_port_test";
-        static char *argv[] = {name, nullptr};
-        static QCoreApplication application(argc, argv);
-        settings.port = far.path();
-    }
+    SerialPortTest() { settings.port = far.path(); }
 
     FarEnd far;
     LineSettings settings;
@@ -204,27 +200,75 @@ TEST_F(SerialPortTest, ThatDoesNotExistIsAnErrorThatNamesIt)
     }
 }
 
-TEST_F(SerialPortTest, HasTheRateThatTheSystemTells)
+TEST_F(SerialPortTest, SetsARateThatHasNoName)
 {
-    const int terminal = ::open(far.path().c_str(), O_RDWR | O_NOCTTY);
-    ASSERT_GE(terminal, 0);
-    termios mode = far.mode();
-    cfsetspeed(&mode, B38400);
-    EXPECT_EQ(0, tcsetattr(terminal, TCSANOW, &mode));
-    EXPECT_EQ(38400, lineRate(terminal));
-    close(terminal);
-    EXPECT_EQ(0, lineRate(-1));
+    settings.baud = 31250;
+    const SerialPort port(settings);
+    EXPECT_EQ(31250, far.rate());
 }
 
-TEST(RateWarning, IsGivenAboveOnePerCent)
+TEST_F(SerialPortTest, SaysThatAPseudoTerminalHasNoParityBit)
 {
-    EXPECT_EQ("", rateWarning("/dev/x", 19200, 19200));
-    EXPECT_EQ("", rateWarning("/dev/x", 10000, 10100));
-    EXPECT_EQ("", rateWarning("/dev/x", 10000, 9900));
-    EXPECT_EQ("", rateWarning("/dev/x", 10000, 0)) << "not known";
-    EXPECT_EQ("port '/dev/x' runs at 10101 baud, since it cannot do 10000; stations may not understand it",
-              rateWarning("/dev/x", 10000, 10101));
-    EXPECT_THAT(rateWarning("/dev/x", 10000, 9899), HasSubstr("9899 baud"));
+    std::vector<std::string> notes;
+    const SerialPort port(settings, [&notes](const PortNote &note) {
+        EXPECT_FALSE(note.isWarning);
+        notes.push_back(note.text);
+    });
+    EXPECT_THAT(notes,
+                ElementsAre("port '" + settings.port + "' is a pseudo-terminal and has no parity bit"));
+}
+
+TEST_F(SerialPortTest, PutsTheSettingsBackWhenItIsClosed)
+{
+    const termios before = far.mode();
+    {
+        const SerialPort port(settings);
+        EXPECT_NE(before.c_lflag, far.mode().c_lflag);
+    }
+    const termios after = far.mode();
+    EXPECT_EQ(before.c_iflag, after.c_iflag);
+    EXPECT_EQ(before.c_oflag, after.c_oflag);
+    EXPECT_EQ(before.c_cflag, after.c_cflag);
+    EXPECT_EQ(before.c_lflag, after.c_lflag);
+}
+
+TEST_F(SerialPortTest, IsLockedWhateverTheDeviceIsCalled)
+{
+    const SerialPort first(settings);
+    LineSettings second = settings;
+    second.port = ::testing::TempDir() + "serial_port_test." + std::to_string(getpid());
+    ASSERT_EQ(0, symlink(far.path().c_str(), second.port.c_str()));
+    try {
+        const SerialPort port(second);
+        ADD_FAILURE() << "two ports on one device";
+    } catch (const Failure &failure) {
+        EXPECT_THAT(failure.what(), HasSubstr("it is in use by "));
+    }
+    unlink(second.port.c_str());
+    // What was refused has taken nothing from the first.
+    const int terminal = ::open(far.path().c_str(), O_RDWR | O_NOCTTY);
+    EXPECT_TRUE(terminal < 0 || geteuid() == 0) << "still claimed";
+    if (terminal >= 0)
+        close(terminal);
+}
+
+TEST_F(SerialPortTest, IsFreeAgainWhenItIsClosed)
+{
+    {
+        const SerialPort first(settings);
+    }
+    EXPECT_NO_THROW(SerialPort(settings, nullptr));
+}
+
+TEST_F(SerialPortTest, ThatIsAFileIsRefused)
+{
+    settings.port = "/dev/null";
+    try {
+        const SerialPort port(settings);
+        FAIL() << "it was opened";
+    } catch (const Failure &failure) {
+        EXPECT_THAT(failure.what(), HasSubstr("it is no usable serial port"));
+    }
 }
 
 } // namespace

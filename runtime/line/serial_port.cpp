@@ -1,0 +1,318 @@
+#include "runtime/line/serial_port.h"
+
+#include <asm/ioctls.h>
+#include <linux/serial.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include "runtime/line/failure.h"
+#include "runtime/line/terminal_mode.h"
+
+namespace plc::runtime {
+
+namespace {
+
+constexpr Time kWriteLimit = std::chrono::seconds(5);
+constexpr int kWarnedShare = 100; ///< one hundredth
+constexpr int kRefusedPercent = 3;
+
+TerminalSystem &realSystem()
+{
+    static TerminalSystem system; // has no state
+    return system;
+}
+
+std::string pathOf(const std::string &port)
+{
+    return port.find('/') == std::string::npos ? "/dev/" + port : port;
+}
+
+std::string reasonOf(int error)
+{
+    const std::string said = std::string(" (") + std::strerror(error) + ")";
+    switch (error) {
+    case ENOENT:
+    case ENODEV:
+    case ENXIO:
+        return "there is no such port; look at /dev/ttyS*, /dev/ttyUSB*, /dev/ttyACM*" + said;
+    case EACCES:
+    case EPERM:
+    case EBUSY:
+        return "it is in use by another program, or this user may not use it (group dialout)" + said;
+    default:
+        return "it is no usable serial port" + said;
+    }
+}
+
+/// Raw bytes of 8 bits; wrong parity drops a character, so that its frame fails its checksum (MODBUS over Serial Line
+/// V1.02, 2.6).
+void setCharacter(TerminalMode *mode, const LineSettings &settings)
+{
+    termios2 &record = mode->record;
+    record.c_iflag = settings.parity == Parity::None ? 0 : INPCK | IGNPAR;
+    record.c_oflag = 0;
+    record.c_lflag = 0;
+    record.c_cflag &= CBAUD;
+    record.c_cflag |= CS8 | CREAD | CLOCAL;
+    if (settings.parity != Parity::None)
+        record.c_cflag |= PARENB;
+    if (settings.parity == Parity::Odd)
+        record.c_cflag |= PARODD;
+    if (settings.effectiveStopBits() == 2)
+        record.c_cflag |= CSTOPB;
+    record.c_cc[VMIN] = 1; // nothing to read is an error of its own, and not the end of the device
+    record.c_cc[VTIME] = 0;
+}
+
+bool isFarther(int real, int asked, int numerator, int denominator)
+{
+    return std::int64_t{denominator} * std::abs(std::int64_t{real} - asked) > std::int64_t{numerator} * asked;
+}
+
+/// Chips that divide their clock by a whole number, as the driver of the 8250 family numbers them.
+bool isOf8250Family(int type)
+{
+    constexpr int kFirst = 1;
+    constexpr int kLast = 12;
+    return type >= kFirst && type <= kLast;
+}
+
+} // namespace
+
+SerialPort::SerialPort(const LineSettings &settings, const PortListener &listener)
+    : SerialPort(settings, listener, realSystem())
+{}
+
+SerialPort::SerialPort(const LineSettings &settings, const PortListener &listener, TerminalSystem &system)
+    : system_(system), name_(settings.port)
+{
+    descriptor_ = system_.open(pathOf(name_));
+    if (descriptor_ < 0)
+        refuse(settings, reasonOf(errno));
+    try {
+        claim(settings);
+        configure(settings, listener);
+        if (settings.rs485)
+            switchDirection(settings, listener);
+        hurry(listener);
+        system_.control(descriptor_, TCFLSH, TCIOFLUSH);
+    } catch (...) {
+        release();
+        throw;
+    }
+}
+
+SerialPort::~SerialPort()
+{
+    release();
+}
+
+void SerialPort::release()
+{
+    if (before_)
+        writeMode(*before_);
+    if (isClaimed_)
+        system_.control(descriptor_, TIOCNXCL, 0);
+    system_.close(descriptor_);
+}
+
+/// The lock holds off programs of the superuser too, which TIOCEXCL does not; that holds off programs that know no lock.
+void SerialPort::claim(const LineSettings &settings)
+{
+    TerminalMode mode;
+    if (!readMode(&mode))
+        refuse(settings, reasonOf(errno));
+    if (system_.lock(descriptor_) != 0) {
+        const std::string holder = system_.holder(descriptor_);
+        refuse(settings, "it is in use by " + (holder.empty() ? "another program" : holder));
+    }
+    isClaimed_ = true;
+    system_.control(descriptor_, TIOCEXCL, 0);
+}
+
+void SerialPort::configure(const LineSettings &settings, const PortListener &listener)
+{
+    TerminalMode mode;
+    if (!readMode(&mode))
+        refuse(settings, reasonOf(errno));
+    auto before = std::make_unique<TerminalMode>(mode);
+    setCharacter(&mode, settings);
+    if (!setRate(&mode, settings.baud))
+        refuse(settings, "this system sets standard rates only");
+    before_ = std::move(before);
+    if (!writeMode(mode))
+        refuse(settings, std::string("it does not take the settings (") + std::strerror(errno) + ")");
+    TerminalMode kept;
+    if (!readMode(&kept))
+        refuse(settings, reasonOf(errno));
+    checkMode(settings, kept, listener);
+    checkRate(settings, kept, listener);
+}
+
+void SerialPort::checkMode(const LineSettings &settings, const TerminalMode &kept,
+                           const PortListener &listener) const
+{
+    TerminalMode asked;
+    setCharacter(&asked, settings);
+    const tcflag_t differs = kept.record.c_cflag ^ asked.record.c_cflag;
+    if ((differs & PARENB) != 0 && system_.isPseudoTerminal(descriptor_)) {
+        if (listener)
+            listener({false, "port '" + name_ + "' is a pseudo-terminal and has no parity bit"});
+    } else if ((differs & (PARENB | PARODD)) != 0) {
+        refuse(settings, "it does not keep the parity; try --parity none");
+    }
+    if ((kept.record.c_iflag & INPCK) != (asked.record.c_iflag & INPCK))
+        refuse(settings, "it does not check parity; try --parity none");
+    if ((differs & CSTOPB) != 0)
+        refuse(settings, "it does not keep the number of stop bits; try --stop-bits " +
+                             std::string(settings.effectiveStopBits() == 2 ? "1" : "2"));
+    if ((differs & CSIZE) != 0)
+        refuse(settings, "it has no characters of 8 bits");
+}
+
+void SerialPort::checkRate(const LineSettings &settings, const TerminalMode &kept,
+                           const PortListener &listener)
+{
+    const int told = rateOf(kept);
+    const int real = trueRate(told);
+    if (real <= 0 || !isFarther(real, settings.baud, 1, kWarnedShare))
+        return;
+    const std::string text = "port '" + name_ + "' runs at " + std::to_string(real) +
+                             " baud, since it cannot do " + std::to_string(settings.baud);
+    if (isFarther(real, settings.baud, kRefusedPercent, 100) && !settings.anyRate)
+        throw Failure(FailureKind::Port, text + "; choose a rate that it can do, or take --any-rate");
+    if (listener)
+        listener({true, text + "; stations may not understand it"});
+}
+
+/// Bits per second that the port really sends with. Drivers tell the rate that was asked for where the chip can only
+/// divide its clock.
+int SerialPort::trueRate(int told) const
+{
+    serial_struct serial{};
+    if (told <= 0 || system_.control(descriptor_, TIOCGSERIAL, &serial) != 0 ||
+        !isOf8250Family(serial.type) || serial.baud_base <= 0)
+        return told;
+    const int divisor = std::max((serial.baud_base + told / 2) / told, 1);
+    return (serial.baud_base + divisor / 2) / divisor;
+}
+
+bool SerialPort::readMode(TerminalMode *mode) const
+{
+    if (system_.control(descriptor_, TCGETS2, &mode->record) == 0) {
+        mode->knowsAnyRate = true;
+        return true;
+    }
+    if (errno != ENOTTY && errno != EINVAL && errno != ENOSYS)
+        return false;
+    termios older{};
+    if (system_.control(descriptor_, TCGETS, &older) != 0)
+        return false;
+    static_assert(sizeof older <= sizeof mode->record, "the older record is the beginning of the newer one");
+    mode->record = termios2{};
+    std::memcpy(&mode->record, &older, sizeof older);
+    mode->knowsAnyRate = false;
+    return true;
+}
+
+bool SerialPort::writeMode(const TerminalMode &mode) const
+{
+    termios2 record = mode.record;
+    if (mode.knowsAnyRate)
+        return system_.control(descriptor_, TCSETS2, &record) == 0;
+    termios older{};
+    std::memcpy(&older, &record, sizeof older);
+    return system_.control(descriptor_, TCSETS, &older) == 0;
+}
+
+void SerialPort::switchDirection(const LineSettings &settings, const PortListener &listener) const
+{
+    constexpr auto kSwitching =
+        static_cast<unsigned>(SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND | SER_RS485_RTS_AFTER_SEND);
+    const Rs485 &wanted = *settings.rs485;
+    serial_rs485 asked{};
+    asked.flags = static_cast<unsigned>(
+        SER_RS485_ENABLED | (wanted.rtsOnSend ? SER_RS485_RTS_ON_SEND : SER_RS485_RTS_AFTER_SEND));
+    asked.delay_rts_before_send = static_cast<unsigned>(wanted.beforeMs);
+    asked.delay_rts_after_send = static_cast<unsigned>(wanted.afterMs);
+    serial_rs485 kept = asked;
+    if (system_.control(descriptor_, TIOCSRS485, &kept) != 0 ||
+        system_.control(descriptor_, TIOCGRS485, &kept) != 0)
+        refuse(settings, std::string("it does not switch the direction of an RS-485 line (") +
+                             std::strerror(errno) +
+                             "); use a converter that switches by itself, without --rs485");
+    if (((kept.flags ^ asked.flags) & kSwitching) != 0 ||
+        kept.delay_rts_before_send != asked.delay_rts_before_send ||
+        kept.delay_rts_after_send != asked.delay_rts_after_send)
+        refuse(settings,
+               "it does not keep these settings of RS-485; it offers " +
+                   std::string((kept.flags & SER_RS485_RTS_ON_SEND) != 0 ? "rts-on-send" : "rts-after-send") +
+                   "," + std::to_string(kept.delay_rts_before_send) + "," +
+                   std::to_string(kept.delay_rts_after_send));
+    if (listener)
+        listener({false, "port '" + name_ + "' switches the direction of the line by RTS"});
+}
+
+/// Asks converters to hand bytes over at once instead of in bursts every 16 ms. Ports that know nothing of this are not
+/// slower for it.
+void SerialPort::hurry(const PortListener &listener) const
+{
+    serial_struct serial{};
+    if (system_.control(descriptor_, TIOCGSERIAL, &serial) != 0)
+        return;
+    serial.flags = static_cast<int>(static_cast<unsigned>(serial.flags) | ASYNC_LOW_LATENCY);
+    if (system_.control(descriptor_, TIOCSSERIAL, &serial) == 0 && listener)
+        listener({false, "port '" + name_ + "' hands bytes over at once"});
+}
+
+void SerialPort::refuse(const LineSettings &settings, const std::string &reason) const
+{
+    throw Failure(FailureKind::Port, "port '" + name_ + "' cannot be opened at " +
+                                         std::to_string(settings.baud) + " baud: " + reason);
+}
+
+void SerialPort::lost(const char *doing) const
+{
+    throw Failure(FailureKind::Port,
+                  "port '" + name_ + "' is lost while " + doing + "; is it still plugged in?");
+}
+
+void SerialPort::send(const QByteArray &bytes)
+{
+    const Time limit = system_.now() + kWriteLimit;
+    for (int done = 0; done < bytes.size();) {
+        const long sent = system_.write(descriptor_, bytes.constData() + done,
+                                        static_cast<std::size_t>(bytes.size() - done));
+        if (sent > 0)
+            done += static_cast<int>(sent);
+        else if (sent < 0 && errno == EINTR)
+            continue;
+        else if (sent == 0 || errno != EAGAIN)
+            lost("sending");
+        else if (system_.waitToWrite(descriptor_, limit - system_.now()) != Readiness::Ready)
+            lost("sending");
+    }
+}
+
+QByteArray SerialPort::receive(Time until)
+{
+    constexpr int kMostAtOnce = 1024;
+    for (;;) {
+        const Readiness ready =
+            system_.waitToRead(descriptor_, std::max(until - system_.now(), Time::zero()));
+        if (ready == Readiness::TimedOut)
+            return QByteArray();
+        if (ready == Readiness::HungUp)
+            lost("listening");
+        char bytes[kMostAtOnce];
+        const long got = system_.read(descriptor_, bytes, sizeof bytes);
+        if (got > 0)
+            return QByteArray(bytes, static_cast<int>(got));
+        if (got == 0 || (errno != EAGAIN && errno != EINTR))
+            lost("listening");
+    }
+}
+
+} // namespace plc::runtime

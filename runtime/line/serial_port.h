@@ -1,0 +1,69 @@
+/// @file
+/// A serial port or pseudo-terminal of Linux, over the system's terminal interface.
+#ifndef PLC_LINE_SERIAL_PORT_H
+#define PLC_LINE_SERIAL_PORT_H
+
+#include <functional>
+#include <string>
+
+#include "runtime/line/port.h"
+#include "runtime/line/terminal_system.h"
+
+namespace plc::runtime {
+
+struct TerminalMode;
+
+/// Something that people should know of a port that works.
+struct PortNote
+{
+    bool isWarning = false; ///< the stations may not understand the port; otherwise for those who look closer
+    std::string text;
+};
+using PortListener = std::function<void(const PortNote &)>;
+
+/// Used with blocking calls by one thread. No other program can open the device meanwhile, under whatever name, and
+/// its settings are put back when the port is closed.
+class SerialPort final : public Port
+{
+public:
+    /// Opens the port of @p settings and throws away what it has received so far. A port without a folder in its name
+    /// is one of /dev.
+    /// @param listener  may be null; hears of everything inside this call.
+    /// @param system    outlives the port.
+    /// @throw Failure   (port) that says why it cannot be opened, or cannot do what is asked of it: a rate that is more
+    ///                  than 3 % off (unless LineSettings::anyRate), parity or stop bits that it does not keep, the
+    ///                  switching of direction.
+    explicit SerialPort(const LineSettings &settings, const PortListener &listener = nullptr);
+    SerialPort(const LineSettings &settings, const PortListener &listener, TerminalSystem &system);
+    ~SerialPort() override;
+    SerialPort(const SerialPort &) = delete;
+    SerialPort &operator=(const SerialPort &) = delete;
+
+    void send(const QByteArray &bytes) override;
+    QByteArray receive(Time until) override;
+
+private:
+    void claim(const LineSettings &settings);
+    void configure(const LineSettings &settings, const PortListener &listener);
+    void checkMode(const LineSettings &settings, const TerminalMode &kept,
+                   const PortListener &listener) const;
+    void checkRate(const LineSettings &settings, const TerminalMode &kept, const PortListener &listener);
+    void switchDirection(const LineSettings &settings, const PortListener &listener) const;
+    bool readMode(TerminalMode *mode) const;
+    bool writeMode(const TerminalMode &mode) const;
+    int trueRate(int told) const;
+    void hurry(const PortListener &listener) const;
+    void release();
+    [[noreturn]] void refuse(const LineSettings &settings, const std::string &reason) const;
+    [[noreturn]] void lost(const char *doing) const;
+
+    TerminalSystem &system_;
+    std::string name_;
+    int descriptor_ = -1;
+    bool isClaimed_ = false;
+    std::unique_ptr<TerminalMode> before_; ///< to be put back; null for nothing
+};
+
+} // namespace plc::runtime
+
+#endif

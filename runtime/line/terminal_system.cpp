@@ -1,0 +1,147 @@
+#include "runtime/line/terminal_system.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+
+namespace plc::runtime {
+
+namespace {
+
+timespec timespecOf(Time time)
+{
+    const auto whole = std::chrono::duration_cast<std::chrono::seconds>(time);
+    timespec spec{};
+    spec.tv_sec = static_cast<time_t>(whole.count());
+    spec.tv_nsec = static_cast<long>((time - whole).count());
+    return spec;
+}
+
+Readiness waitFor(int descriptor, short events, Time atMost)
+{
+    const Time end = steadyNow() + atMost;
+    for (;;) {
+        pollfd entry{descriptor, events, 0};
+        const timespec left = timespecOf(std::max(end - steadyNow(), Time::zero()));
+        const int ready = ppoll(&entry, 1, &left, nullptr);
+        if (ready == 0)
+            return Readiness::TimedOut;
+        if (ready > 0)
+            return (entry.revents & events) != 0 ? Readiness::Ready : Readiness::HungUp;
+        if (errno != EINTR)
+            return Readiness::HungUp;
+    }
+}
+
+} // namespace
+
+int TerminalSystem::open(const std::string &path)
+{
+    return ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+}
+
+void TerminalSystem::close(int descriptor)
+{
+    ::close(descriptor);
+}
+
+int TerminalSystem::control(int descriptor, unsigned long request, void *argument)
+{
+    return ioctl(descriptor, request, argument);
+}
+
+int TerminalSystem::control(int descriptor, unsigned long request, int argument)
+{
+    return ioctl(descriptor, request, argument);
+}
+
+int TerminalSystem::lock(int descriptor)
+{
+    return flock(descriptor, LOCK_EX | LOCK_NB);
+}
+
+std::string TerminalSystem::holder(int descriptor)
+{
+    struct stat device
+    {};
+    if (fstat(descriptor, &device) != 0)
+        return std::string();
+    // "1: FLOCK  ADVISORY  WRITE 4711 00:18:5 0 EOF": process, then file system in hexadecimal and inode.
+    std::ifstream locks("/proc/locks");
+    for (std::string line; std::getline(locks, line);) {
+        std::istringstream words(line);
+        std::string number;
+        std::string kind;
+        std::string mode;
+        std::string access;
+        std::string process;
+        std::string place;
+        words >> number >> kind >> mode >> access >> process >> place;
+        if (kind != "FLOCK")
+            continue;
+        const std::size_t first = place.find(':');
+        const std::size_t second = place.rfind(':');
+        if (first == std::string::npos || first == second)
+            continue;
+        const auto major = std::strtoul(place.c_str(), nullptr, 16);
+        const auto minor = std::strtoul(place.c_str() + first + 1, nullptr, 16);
+        const auto inode = std::strtoull(place.c_str() + second + 1, nullptr, 10);
+        if (major != gnu_dev_major(device.st_dev) || minor != gnu_dev_minor(device.st_dev) ||
+            inode != device.st_ino)
+            continue;
+        std::ifstream command("/proc/" + process + "/comm");
+        std::string name;
+        std::getline(command, name);
+        return "process " + process + (name.empty() ? "" : " (" + name + ")");
+    }
+    return std::string();
+}
+
+bool TerminalSystem::isPseudoTerminal(int descriptor)
+{
+    // Major numbers of the kernel's device list: the ends that programs open.
+    constexpr unsigned kFirst = 136;
+    constexpr unsigned kLast = 143;
+    struct stat device
+    {};
+    if (fstat(descriptor, &device) != 0)
+        return false;
+    const unsigned kind = gnu_dev_major(device.st_rdev);
+    return kind >= kFirst && kind <= kLast;
+}
+
+long TerminalSystem::read(int descriptor, void *bytes, std::size_t count)
+{
+    return ::read(descriptor, bytes, count);
+}
+
+long TerminalSystem::write(int descriptor, const void *bytes, std::size_t count)
+{
+    return ::write(descriptor, bytes, count);
+}
+
+Readiness TerminalSystem::waitToRead(int descriptor, Time atMost)
+{
+    return waitFor(descriptor, POLLIN, atMost);
+}
+
+Readiness TerminalSystem::waitToWrite(int descriptor, Time atMost)
+{
+    return waitFor(descriptor, POLLOUT, atMost);
+}
+
+Time TerminalSystem::now()
+{
+    return steadyNow();
+}
+
+} // namespace plc::runtime

@@ -1,0 +1,49 @@
+/// @file
+/// The system calls that a serial port needs, so that a test can answer in the system's place.
+#ifndef PLC_LINE_TERMINAL_SYSTEM_H
+#define PLC_LINE_TERMINAL_SYSTEM_H
+
+#include <cstddef>
+#include <string>
+
+#include "runtime/line/link_time.h"
+
+namespace plc::runtime {
+
+/// What became of a wait.
+enum class Readiness
+{
+    TimedOut,
+    Ready,
+    HungUp ///< the device has gone, and nothing is left to be read
+};
+
+/// The calls as the system has them: -1 means that `errno` tells what is wrong.
+class TerminalSystem
+{
+public:
+    virtual ~TerminalSystem() = default;
+
+    /// Opens a device for reading and writing, neither as the controlling terminal nor with waits.
+    virtual int open(const std::string &path);
+    virtual void close(int descriptor);
+    /// ioctl() with a pointer.
+    virtual int control(int descriptor, unsigned long request, void *argument);
+    /// ioctl() with a number, or without an argument.
+    virtual int control(int descriptor, unsigned long request, int argument);
+    /// Locks the device, not its name: a link leads to the same lock. The lock goes with the descriptor.
+    virtual int lock(int descriptor);
+    /// "process 4711 (plchost)": who has locked the device; empty where that is not known.
+    virtual std::string holder(int descriptor);
+    virtual bool isPseudoTerminal(int descriptor);
+    virtual long read(int descriptor, void *bytes, std::size_t count);
+    virtual long write(int descriptor, const void *bytes, std::size_t count);
+    /// Waits until the device can be read (or written), at most for @p atMost. A signal does not end the wait.
+    virtual Readiness waitToRead(int descriptor, Time atMost);
+    virtual Readiness waitToWrite(int descriptor, Time atMost);
+    virtual Time now();
+};
+
+} // namespace plc::runtime
+
+#endif

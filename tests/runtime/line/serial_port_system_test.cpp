@@ -1,0 +1,432 @@
+// The port where the system answers what a pseudo-terminal never does: chips, old systems, devices that go.
+
+#include "runtime/line/serial_port.h"
+
+#include <asm/ioctls.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <linux/serial.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <deque>
+#include <vector>
+
+#include "runtime/line/failure.h"
+#include "runtime/line/terminal_mode.h"
+
+namespace {
+
+using namespace plc::runtime;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+/// One device. What it is asked to be is kept in `mode`, changed as `keeps` says.
+class FakeSystem : public TerminalSystem
+{
+public:
+    int open(const std::string &path) override
+    {
+        opened = path;
+        errno = openError;
+        return openError != 0 ? -1 : 7;
+    }
+    void close(int) override { ++closed; }
+    int control(int, unsigned long request, void *argument) override
+    {
+        switch (request) {
+        case TCGETS2:
+        case TCSETS2:
+            if (anyRateError != 0) {
+                errno = anyRateError;
+                return -1;
+            }
+            return transfer(request == TCGETS2, argument, sizeof(termios2));
+        case TCGETS:
+        case TCSETS:
+            if (!isTerminal) {
+                errno = ENOTTY;
+                return -1;
+            }
+            return transfer(request == TCGETS, argument, sizeof(termios));
+        case TIOCGSERIAL:
+            std::memcpy(argument, &serial, sizeof serial);
+            errno = ENOTTY;
+            return hasSerial ? 0 : -1;
+        case TIOCSRS485:
+            if (!hasRs485) {
+                errno = ENOTTY;
+                return -1;
+            }
+            std::memcpy(&rs485, argument, sizeof rs485);
+            rs485.delay_rts_before_send = std::min(rs485.delay_rts_before_send, longestDelay);
+            return 0;
+        case TIOCGRS485:
+            std::memcpy(argument, &rs485, sizeof rs485);
+            return 0;
+        case TIOCSSERIAL:
+            std::memcpy(&serial, argument, sizeof serial);
+            return 0;
+        default:
+            return -1;
+        }
+    }
+    int control(int, unsigned long request, int) override
+    {
+        requests.push_back(request);
+        return 0;
+    }
+    int lock(int) override { return isLocked ? -1 : 0; }
+    std::string holder(int) override { return lockedBy; }
+    bool isPseudoTerminal(int) override { return false; }
+    long read(int, void *bytes, std::size_t) override
+    {
+        const QByteArray next = received.front();
+        received.pop_front();
+        std::memcpy(bytes, next.constData(), static_cast<std::size_t>(next.size()));
+        errno = readError;
+        return next.isEmpty() ? readResult : next.size();
+    }
+    long write(int, const void *bytes, std::size_t count) override
+    {
+        if (writes.empty()) {
+            sent.append(static_cast<const char *>(bytes), static_cast<int>(count));
+            return static_cast<long>(count);
+        }
+        const long taken = writes.front();
+        writes.pop_front();
+        if (taken > 0)
+            sent.append(static_cast<const char *>(bytes), static_cast<int>(taken));
+        errno = taken < 0 ? static_cast<int>(-taken) : 0;
+        return taken < 0 ? -1 : taken;
+    }
+    Readiness waitToRead(int, Time atMost) override
+    {
+        if (!received.empty())
+            return Readiness::Ready;
+        clock += atMost;
+        return onSilence;
+    }
+    Readiness waitToWrite(int, Time atMost) override
+    {
+        clock += atMost;
+        return onFull;
+    }
+    Time now() override { return clock; }
+
+    std::string opened;
+    int openError = 0;
+    int closed = 0;
+    int anyRateError = 0; ///< of the calls that know any rate
+    bool isTerminal = true;
+    termios2 mode{};
+    tcflag_t neverKept = 0; ///< of c_cflag
+    int ratesOnly = 0;      ///< the one rate that the device can do; 0 for all
+    bool hasSerial = false;
+    serial_struct serial{};
+    bool hasRs485 = false;
+    serial_rs485 rs485{};
+    unsigned longestDelay = 100;
+    bool isLocked = false;
+    std::string lockedBy;
+    std::vector<unsigned long> requests;
+    std::deque<QByteArray> received;
+    long readResult = 0;
+    int readError = 0;
+    std::deque<long> writes; ///< bytes taken, or a negative error; nothing for all
+    QByteArray sent;
+    Readiness onSilence = Readiness::TimedOut;
+    Readiness onFull = Readiness::TimedOut;
+    Time clock = std::chrono::seconds(100);
+
+private:
+    int transfer(bool out, void *argument, std::size_t size)
+    {
+        if (out) {
+            std::memcpy(argument, &mode, size);
+            return 0;
+        }
+        std::memcpy(&mode, argument, size);
+        mode.c_cflag &= ~neverKept;
+        if (ratesOnly != 0)
+            mode.c_ospeed = static_cast<speed_t>(ratesOnly);
+        return 0;
+    }
+};
+
+class SerialPortSystem : public ::testing::Test
+{
+protected:
+    SerialPortSystem() { settings.port = "/dev/ttyX"; }
+
+    SerialPort open()
+    {
+        return SerialPort(
+            settings,
+            [this](const PortNote &note) { (note.isWarning ? warnings : notes).push_back(note.text); },
+            system);
+    }
+    std::string refusal()
+    {
+        try {
+            open();
+        } catch (const Failure &failure) {
+            EXPECT_EQ(FailureKind::Port, failure.kind());
+            return failure.what();
+        }
+        return "it was opened";
+    }
+
+    FakeSystem system;
+    LineSettings settings;
+    std::vector<std::string> warnings;
+    std::vector<std::string> notes;
+};
+
+TEST_F(SerialPortSystem, FindsAPortWithoutAFolderInDev)
+{
+    settings.port = "ttyUSB0";
+    open();
+    EXPECT_EQ("/dev/ttyUSB0", system.opened);
+}
+
+TEST_F(SerialPortSystem, SaysWhyAPortCannotBeOpened)
+{
+    system.openError = ENOENT;
+    EXPECT_EQ("port '/dev/ttyX' cannot be opened at 19200 baud: there is no such port; look at /dev/ttyS*, "
+              "/dev/ttyUSB*, /dev/ttyACM* (No such file or directory)",
+              refusal());
+    system.openError = EACCES;
+    EXPECT_THAT(refusal(), HasSubstr("this user may not use it (group dialout)"));
+    system.openError = EIO;
+    EXPECT_THAT(refusal(), HasSubstr("it is no usable serial port"));
+    EXPECT_EQ(0, system.closed);
+}
+
+TEST_F(SerialPortSystem, NamesTheProcessThatHoldsThePort)
+{
+    system.isLocked = true;
+    system.lockedBy = "process 4711 (plchost)";
+    EXPECT_THAT(refusal(), HasSubstr("it is in use by process 4711 (plchost)"));
+    system.lockedBy.clear();
+    EXPECT_THAT(refusal(), HasSubstr("it is in use by another program"));
+    EXPECT_EQ(2, system.closed);
+    EXPECT_THAT(system.requests, IsEmpty()) << "the other's claim was touched";
+}
+
+TEST_F(SerialPortSystem, ClaimsTheDeviceAndGivesItBack)
+{
+    open();
+    EXPECT_THAT(system.requests, ElementsAre(TIOCEXCL, TCFLSH, TIOCNXCL));
+    EXPECT_EQ(1, system.closed);
+}
+
+TEST_F(SerialPortSystem, AsksForTheStandardRateByItsNameAndForAnyOtherByItsNumber)
+{
+    const SerialPort standard = open();
+    EXPECT_EQ(tcflag_t{B19200}, system.mode.c_cflag & CBAUD);
+    EXPECT_EQ(19200u, system.mode.c_ospeed);
+    settings.baud = 31250;
+    const SerialPort other = open();
+    EXPECT_EQ(tcflag_t{BOTHER}, system.mode.c_cflag & CBAUD);
+    EXPECT_EQ(31250u, system.mode.c_ospeed);
+    EXPECT_EQ(31250u, system.mode.c_ispeed);
+}
+
+class SerialPortOnOldSystems : public SerialPortSystem, public ::testing::WithParamInterface<int>
+{};
+
+TEST_P(SerialPortOnOldSystems, SetsStandardRatesOnly)
+{
+    system.anyRateError = GetParam();
+    settings.baud = 57600;
+    {
+        const SerialPort port = open();
+        EXPECT_EQ(tcflag_t{B57600}, system.mode.c_cflag & CBAUD);
+        EXPECT_NE(tcflag_t{0}, system.mode.c_cflag & PARENB);
+    }
+    settings.baud = 31250;
+    EXPECT_THAT(refusal(), HasSubstr("this system sets standard rates only"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Answers, SerialPortOnOldSystems, ::testing::Values(ENOTTY, EINVAL, ENOSYS));
+
+TEST_F(SerialPortSystem, RefusesWhatIsNoTerminal)
+{
+    system.anyRateError = ENOTTY;
+    system.isTerminal = false;
+    EXPECT_THAT(refusal(), HasSubstr("it is no usable serial port"));
+    EXPECT_EQ(1, system.closed);
+}
+
+TEST_F(SerialPortSystem, RefusesAPortThatDoesNotKeepParityOrStopBits)
+{
+    system.neverKept = PARENB;
+    EXPECT_THAT(refusal(), HasSubstr("it does not keep the parity; try --parity none"));
+    settings.parity = Parity::Odd;
+    system.neverKept = PARODD;
+    EXPECT_THAT(refusal(), HasSubstr("it does not keep the parity"));
+    settings.parity = Parity::None;
+    system.neverKept = CSTOPB;
+    EXPECT_THAT(refusal(), HasSubstr("it does not keep the number of stop bits; try --stop-bits 1"));
+    system.neverKept = CSIZE;
+    EXPECT_THAT(refusal(), HasSubstr("it has no characters of 8 bits"));
+}
+
+TEST_F(SerialPortSystem, CountsTheTrueRateOfAChipThatDividesItsClock)
+{
+    constexpr int k16550A = 4;
+    system.hasSerial = true;
+    system.serial.type = k16550A;
+    system.serial.baud_base = 115200;
+    settings.baud = 31250;
+    EXPECT_EQ("port '/dev/ttyX' runs at 28800 baud, since it cannot do 31250; choose a rate that it can do, "
+              "or take "
+              "--any-rate",
+              refusal());
+    settings.anyRate = true;
+    open();
+    EXPECT_THAT(warnings,
+                ElementsAre("port '/dev/ttyX' runs at 28800 baud, since it cannot do 31250; stations may "
+                            "not understand it"));
+    settings.anyRate = false;
+    settings.baud = 57600;
+    open();
+    EXPECT_EQ(1u, warnings.size());
+}
+
+TEST_F(SerialPortSystem, BelievesTheSystemWhereTheChipIsAnother)
+{
+    constexpr int kImx = 62;
+    system.hasSerial = true;
+    system.serial.type = kImx;
+    system.serial.baud_base = 115200;
+    settings.baud = 31250;
+    open();
+    EXPECT_THAT(warnings, IsEmpty());
+}
+
+struct Rate
+{
+    int asked;
+    int real;
+    bool warned;
+    bool refused;
+};
+
+class RealRates : public SerialPortSystem, public ::testing::WithParamInterface<Rate>
+{};
+
+TEST_P(RealRates, AreWarnedOfAboveOnePerCentAndRefusedAboveThree)
+{
+    settings.baud = GetParam().asked;
+    system.ratesOnly = GetParam().real;
+    EXPECT_EQ(GetParam().refused, refusal() != "it was opened");
+    EXPECT_EQ(GetParam().warned, !warnings.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, RealRates,
+                         ::testing::Values(Rate{10000, 10000, false, false}, Rate{10000, 10100, false, false},
+                                           Rate{10000, 9900, false, false}, Rate{10000, 10101, true, false},
+                                           Rate{10000, 9899, true, false}, Rate{10000, 10300, true, false},
+                                           Rate{10000, 9700, true, false}, Rate{10000, 10301, false, true},
+                                           Rate{10000, 9699, false, true}, Rate{250000, 9600, false, true},
+                                           Rate{4000000, 3000000, false, true}));
+
+TEST_F(SerialPortSystem, AsksConvertersToHandBytesOverAtOnce)
+{
+    system.hasSerial = true;
+    open();
+    EXPECT_NE(0u, static_cast<unsigned>(system.serial.flags) & ASYNC_LOW_LATENCY);
+    EXPECT_THAT(notes, ElementsAre("port '/dev/ttyX' hands bytes over at once"));
+}
+
+TEST_F(SerialPortSystem, SwitchesTheDirectionOfTheLineWhereAsked)
+{
+    system.hasRs485 = true;
+    open();
+    EXPECT_EQ(0u, system.rs485.flags) << "nobody has asked";
+    settings.rs485 = Rs485{true, 1, 2};
+    open();
+    EXPECT_EQ(unsigned{SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND}, system.rs485.flags);
+    EXPECT_EQ(1u, system.rs485.delay_rts_before_send);
+    EXPECT_EQ(2u, system.rs485.delay_rts_after_send);
+    settings.rs485 = Rs485{false, 0, 0};
+    open();
+    EXPECT_EQ(unsigned{SER_RS485_ENABLED | SER_RS485_RTS_AFTER_SEND}, system.rs485.flags);
+}
+
+TEST_F(SerialPortSystem, RefusesToSwitchWhereThePortCannot)
+{
+    settings.rs485 = Rs485{};
+    EXPECT_THAT(refusal(),
+                HasSubstr("it does not switch the direction of an RS-485 line (Inappropriate ioctl for "
+                          "device); use a converter that switches by itself, without --rs485"));
+    system.hasRs485 = true;
+    settings.rs485->beforeMs = 101;
+    EXPECT_THAT(refusal(),
+                HasSubstr("it does not keep these settings of RS-485; it offers rts-on-send,100,0"));
+}
+
+TEST_F(SerialPortSystem, SendsTheRestOfWhatTheSystemHasNotTaken)
+{
+    SerialPort port = open();
+    system.writes = {3, -EINTR, -EAGAIN, 2};
+    system.onFull = Readiness::Ready;
+    port.send("abcdefgh");
+    EXPECT_EQ(QByteArray("abcdefgh"), system.sent);
+}
+
+TEST_F(SerialPortSystem, IsLostWhenNothingIsTakenForFiveSeconds)
+{
+    SerialPort port = open();
+    const Time before = system.clock;
+    system.writes = {-EAGAIN};
+    EXPECT_THROW(port.send("a"), Failure);
+    EXPECT_EQ(std::chrono::seconds(5), system.clock - before);
+    system.writes = {-EIO};
+    EXPECT_THROW(port.send("a"), Failure);
+}
+
+TEST_F(SerialPortSystem, WaitsUntilTheGivenMomentAndNoLonger)
+{
+    SerialPort port = open();
+    EXPECT_TRUE(port.receive(system.clock + std::chrono::microseconds(1750)).isEmpty());
+    EXPECT_EQ(std::chrono::seconds(100) + std::chrono::microseconds(1750), system.clock);
+    EXPECT_TRUE(port.receive(system.clock - std::chrono::seconds(1)).isEmpty());
+    EXPECT_EQ(std::chrono::seconds(100) + std::chrono::microseconds(1750), system.clock);
+}
+
+TEST_F(SerialPortSystem, HandsOverWhatHasComeAlsoWhenTheMomentHasPassed)
+{
+    SerialPort port = open();
+    system.received = {"abc", "de"};
+    EXPECT_EQ(QByteArray("abc"), port.receive(Time::zero()));
+    EXPECT_EQ(QByteArray("de"), port.receive(Time::zero()));
+}
+
+TEST_F(SerialPortSystem, IsLostWhenTheDeviceHasGone)
+{
+    SerialPort port = open();
+    system.onSilence = Readiness::HungUp;
+    EXPECT_THROW(port.receive(system.clock + std::chrono::seconds(1)), Failure);
+    system.received = {""};
+    EXPECT_THROW(port.receive(system.clock + std::chrono::seconds(1)), Failure) << "the end of the device";
+    system.received = {""};
+    system.readResult = -1;
+    system.readError = EIO;
+    EXPECT_THROW(port.receive(system.clock + std::chrono::seconds(1)), Failure);
+}
+
+TEST_F(SerialPortSystem, LooksAgainWhereAWakeUpBroughtNothing)
+{
+    SerialPort port = open();
+    system.readResult = -1;
+    system.readError = EAGAIN;
+    system.received = {"", "x"};
+    EXPECT_EQ(QByteArray("x"), port.receive(system.clock + std::chrono::seconds(1)));
+}
+
+} // namespace
