@@ -4,7 +4,7 @@
 //   count_growth memory SIZE
 //
 // OPERATION is one of
-//   rebuild         ReCreatReadVarList of SIZE variables at every second register, 10,000 a station, handed over scattered
+//   rebuild         ReCreatReadVarList of SIZE variables at every second register, 10,000 a station
 //   rebuild-station the same of 20 variables, five in each area, on each of SIZE stations
 //   rebuild-block   the same of 1,000 registers side by side in blocks of at most SIZE
 //   read            cyclic read of one register, one of SIZE that come round, each of a station of its own
@@ -12,15 +12,15 @@
 //   read-block      cyclic read of SIZE registers
 //   write           SetRegisterData and its request and echo, with SIZE writes pending
 //   replace         SetRegisterData of a value that replaces the newest of SIZE pending writes
-//   fail            filling the write list with SIZE writes of two operations by turns; the first fails and takes its
-//                   others along, then the list is emptied
+//   fail            filling the write list with SIZE writes of two operations by turns; the first fails,
+//                   which takes others along, then the list is emptied
 //   fill            the same without the failure: what to take off
 //   split           AddListOnceReadVar of a variable that makes SIZE requests; the list is emptied
 //
-// Two runs under callgrind, one with TIMES doubled, differ by the instructions of TIMES operations. 'memory' prints
-// "requests R held H most M": the requests of 'rebuild', the bytes that the driver has asked for and keeps, and the most
-// that it had at any time. scripts/bench --growth makes the tables of docs/performance.md of all that.
-// Exit codes: 0 every operation succeeded, 1 one did not, 2 wrong usage.
+// Two runs under callgrind, one with TIMES doubled, differ by the instructions of TIMES operations. 'memory'
+// prints "requests R held H most M": the requests of 'rebuild', the bytes that the driver has asked for and
+// keeps, and the most that it had at any time. scripts/bench --growth makes the tables of docs/performance.md
+// of all that. Exit codes: 0 every operation succeeded, 1 one did not, 2 wrong usage.
 
 #include <cstdio>
 #include <cstdlib>

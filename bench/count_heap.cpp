@@ -4,7 +4,8 @@
 //       Prints "mean M most N": calls of malloc, calloc and realloc per cyclic read of 100 holding registers,
 //       over 10,000 reads after the lists and the mirror have grown.
 //   count_heap retries
-//       The same for a request that is sent again after silence: ComCommunication() and DataCom() with nothing received.
+//       The same for a request that is sent again after silence: ComCommunication() and DataCom() with
+//       nothing.
 //   count_heap mirror REGISTERS
 //       Reads REGISTERS holding registers (a multiple of 100, at most 65,500) into the empty mirror and
 //       prints "requested R chunks C": bytes kept per register, as asked for, and as the allocator's chunks

@@ -6,7 +6,7 @@
 //   read-100   cyclic read of 100 holding registers: ComCommunication and both calls of DataCom
 //   read-1     the same for one register
 //   get-100    GetRegisterData of 100 holding registers into the byte array of the call before
-//   write-1    write of one holding register with its echo: SetRegisterData, ComCommunication, both calls of DataCom
+//   write-1    write of one holding register with its echo: SetRegisterData and the calls of the cycle
 //   rebuild    ReCreatReadVarList of 10,000 variables, handed over scattered over every second register
 //
 // Two runs under callgrind, one with TIMES doubled, differ by the instructions of TIMES operations; loading

@@ -17,8 +17,8 @@ std::size_t allocationCount();
 void startRecording();
 std::size_t stopRecording();
 
-/// The most bytes of those allocations that were not given back at the same time, in the record that stopRecording() has
-/// ended.
+/// The most bytes of those allocations that were not given back at the same time, in the record that
+/// stopRecording() has ended.
 std::size_t mostRecorded();
 
 /// Bytes of the heap chunks in use, bookkeeping and rounding of the allocator included.

@@ -1,5 +1,5 @@
-// Address texts as typed on a panel, against a second reading of the same rules: every text gives a number, the right
-// one, whatever it is.
+// Address texts as typed on a panel, against a second reading of the same rules: every text gives a number,
+// the right one, whatever it is.
 #include "fuzz/support/claim.h"
 #include "fuzz/support/input.h"
 #include "fuzz/support/runtime.h"

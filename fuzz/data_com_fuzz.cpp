@@ -1,5 +1,6 @@
-// What comes from the line, for every kind of request in progress: each call of DataCom() is compared with a slow twin
-// that knows the rules of accepting, storing, retrying and completing and shares no code with the driver.
+// What comes from the line, for every kind of request in progress: each call of DataCom() is compared with a
+// slow twin that knows the rules of accepting, storing, retrying and completing and shares no code with the
+// driver.
 #include <algorithm>
 #include <map>
 #include <vector>

@@ -1,6 +1,6 @@
-// Sequences of all entry points with arguments that no runtime should hand over. A ledger follows every queued write:
-// it is reported once or dropped where the interface says so. Lists stay bounded, values written come back, and no
-// call leaves a lock behind.
+// Sequences of all entry points with arguments that no runtime should hand over. A ledger follows every
+// queued write: it is reported once or dropped where the interface says so. Lists stay bounded, values
+// written come back, and no call leaves a lock behind.
 #include <algorithm>
 #include <map>
 #include <set>
@@ -345,7 +345,8 @@ private:
         const std::size_t reported = runtime_.reports.size();
         const Protocol *const head = ComCommunication(input_.byte());
         claim((head == nullptr) == PLC_driver.sendQueue.isEmpty(), "a transaction in progress is given");
-        // Without one, asking again is a new choice: a burst of writes that nothing else followed has just ended.
+        // Without one, asking again is a new choice: a burst of writes that nothing else followed has just
+        // ended.
         claim(!head || head == ComCommunication(0), "the transaction in progress stays the same");
         claim(PLC_driver.sendQueue.size() <= 2, "an operation has two transactions at most");
         claim(runtime_.reports.size() == reported, "choosing a request reports nothing");
@@ -432,7 +433,8 @@ private:
               "the status is one that the interface knows");
     }
 
-    /// Writes end one by one, the last entry with the same identifiers with a report; a failure ends all of them.
+    /// Writes end one by one, the last entry with the same identifiers with a report; a failure ends all of
+    /// them.
     static void claimLedger(const std::map<Ids, int> &before, std::map<Ids, int> after,
                             const std::vector<Report> &reports)
     {

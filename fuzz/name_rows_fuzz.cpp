@@ -1,5 +1,5 @@
-// Rows of the runtime's name table, against a second reading of the same rules: each row adds at most one priority
-// address, the right one, and nothing that was there is touched.
+// Rows of the runtime's name table, against a second reading of the same rules: each row adds at most one
+// priority address, the right one, and nothing that was there is touched.
 #include <vector>
 
 #include "fuzz/support/claim.h"

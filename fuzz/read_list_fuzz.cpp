@@ -1,5 +1,6 @@
-// Lists of variables and priorities into the rebuild of the cyclic reads: whatever is handed over, every variable is
-// read, by requests that a station can answer, and no request reads what nobody asked for at its ends.
+// Lists of variables and priorities into the rebuild of the cyclic reads: whatever is handed over, every
+// variable is read, by requests that a station can answer, and no request reads what nobody asked for at its
+// ends.
 #include <algorithm>
 #include <map>
 #include <set>

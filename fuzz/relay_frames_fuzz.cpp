@@ -1,5 +1,5 @@
-// Relay frames into the far end of a relay: the simulated stations answer good frames for their own numbers, in Modbus
-// form, with what their registers hold, and a write changes what it names and nothing else.
+// Relay frames into the far end of a relay: the simulated stations answer good frames for their own numbers,
+// in Modbus form, with what their registers hold, and a write changes what it names and nothing else.
 #include <algorithm>
 #include <vector>
 

@@ -1,5 +1,5 @@
-// Bytes on the line into the simulated stations: only good requests for a station's own number are answered, each reply
-// is whole and says what the registers hold, and a write changes what it names and nothing else.
+// Bytes on the line into the simulated stations: only good requests for a station's own number are answered,
+// each reply is whole and says what the registers hold, and a write changes what it names and nothing else.
 #include <algorithm>
 #include <set>
 #include <vector>

@@ -7,11 +7,12 @@
 /// SetRegisterData().
 ///
 /// Conventions of all entry points:
-/// - Names are unmangled, but for the three at the end, and no exception leaves them. Out of memory, a call is refused in its
-///   own way. A thread that is cancelled inside a call ends alone: the driver's locks are released and other threads go on.
+/// - Names are unmangled, but for the three at the end, and no exception leaves them. Out of memory, a call
+///   is refused in its own way. A thread that is cancelled inside a call ends alone: the driver's locks are
+///   released and other threads go on.
 /// - A null pointer is refused, and so is every call before SetComInfo() that registers variables (but for
-///   PassVarName()), runs the cycle or accesses data: the result is 0 or null and nothing is changed, but that
-///   GetRegisterData() still fills its output with zeros. DataCom() always returns its record.
+///   PassVarName()), runs the cycle or accesses data: the result is 0 or null and nothing is changed, but
+///   that GetRegisterData() still fills its output with zeros. DataCom() always returns its record.
 /// - Records handed in are copied; the driver never keeps or frees memory of the runtime, except that it
 ///   keeps the addresses given to SetComInfo() and FlashLocalRegister().
 /// - "Cycle thread" is the one thread that calls ComCommunication() and DataCom().
@@ -64,12 +65,12 @@ PLC_EXPORT void FlashLocalRegister(unsigned char *bits, unsigned short *words, u
 
 /// Registers the two callbacks; null for one that is not wanted.
 ///
-/// Both run on the cycle thread inside DataCom() with `listMutex` held. What a callback throws ends there, and the step
-/// goes on as if it had returned.
+/// Both run on the cycle thread inside DataCom() with `listMutex` held. What a callback throws ends there,
+/// and the step goes on as if it had returned.
 /// @param onResult   (`callbackArg` of the settings, `hostId`, `hostSubId`, outcome): a queued write or
-///                   one-shot read has ended, outcome plc::kOutcomeDone or plc::kOutcomeFailed. Of several queued entries with
-///                   the same two identifiers only the last reports success, and a failure of one discards
-///                   the others.
+///                   one-shot read has ended, outcome plc::kOutcomeDone or plc::kOutcomeFailed. Of several
+///                   queued entries with the same two identifiers only the last reports success, and a
+///                   failure of one discards the others.
 /// @param onFailure  (an empty list that stays the driver's, `hostId` of the result record, 1): after every
 ///                   transaction that failed for good.
 PLC_EXPORT void RegistCallBackFuncIntf(ResultCallback onResult, FailureCallback onFailure);
@@ -88,8 +89,8 @@ PLC_EXPORT int QueryFinishFlag();
 /// dropped without a report.
 /// @param ignored  any value.
 /// @return the record whose first `sendLen` bytes of `frame` are to be transmitted; null when there is
-///         nothing to do (then `scanDone` is 1, unless SetComInfo() was not called or memory has run out). The
-///         record stays the driver's and is gone as soon as DataCom() has finished or failed the step.
+///         nothing to do (then `scanDone` is 1, unless SetComInfo() was not called or memory has run out).
+///         The record stays the driver's and is gone as soon as DataCom() has finished or failed the step.
 /// Takes `listMutex` when it has to choose.
 PLC_EXPORT Protocol *ComCommunication(int ignored);
 
@@ -97,26 +98,24 @@ PLC_EXPORT Protocol *ComCommunication(int ignored);
 ///
 /// Modbus requests: while `replyLen` of the transaction is -1, call with the bytes received so far as they
 /// arrive; once a reply was found (status 1, `replyLen` is its length) the buffer holds exactly that reply
-/// and one more call finishes the step. A reply to a read with less data than was asked for stores nothing and
-/// counts as done; only the reply to the read half of a bit write is passed over when it lacks the register,
-/// which would be written back as zeros. An empty buffer means that the wait has run out, and counts as a
-/// failed attempt each time. Relay requests: call once, with the whole reply, or empty after the wait has run
-/// out.
+/// and one more call finishes the step. A reply to a read with less data than was asked for stores nothing
+/// and counts as done; only the reply to the read half of a bit write is passed over when it lacks the
+/// register, which would be written back as zeros. An empty buffer means that the wait has run out, and
+/// counts as a failed attempt each time. Relay requests: call once, with the whole reply, or empty after the
+/// wait has run out.
 /// @param reply   bytes received so far, may be changed (noise around the reply is cut off); null counts as
 ///                empty.
 /// @param length  size of the buffer handed in with this call; 0 when nothing was received.
-/// @return always the same record, the driver's own, with empty `data`. After a completed operation its fields
-///         are those of the operation's variable. Its `status` (names in core/result_codes.h):
-///         - plc::kResultPending, 0: nothing finished. More bytes are needed; or, after an empty or bad reply, the same
-///           request is to be sent again.
-///         - plc::kResultDone, 1: reply found, or step done. plc::kResultDoneWithoutData, 100: step done with nothing to
-///           store.
-///         - plc::kResultNoReply, 41: a Modbus request got no reply at all.
-///         - 11..22: bad reply; 41..52: no reply although its length was known; 71..82: another length than was
-///           known. 111..122, 141..152 and 171..182: the same three for an operation of another `linkId`. Within
-///           a band (plc::kBandBadReply and the like) the code is the first one plus `hostId` for a `hostId` of 1 to 11,
-///           otherwise the first one.
-///         - plc::kResultUnknownVerdict, 200: any other verdict.
+/// @return always the same record, the driver's own, with empty `data`. After a completed operation its
+///         fields are those of the operation's variable. Its `status` (names in core/result_codes.h): -
+///         plc::kResultPending, 0: nothing finished. More bytes are needed; or, after an empty or bad reply,
+///         the same request is to be sent again. - plc::kResultDone, 1: reply found, or step done.
+///         plc::kResultDoneWithoutData, 100: step done with nothing to store. - plc::kResultNoReply, 41: a
+///         Modbus request got no reply at all. - 11..22: bad reply; 41..52: no reply although its length was
+///         known; 71..82: another length than was known. 111..122, 141..152 and 171..182: the same three for
+///         an operation of another `linkId`. Within a band (plc::kBandBadReply and the like) the code is the
+///         first one plus `hostId` for a `hostId` of 1 to 11, otherwise the first one. -
+///         plc::kResultUnknownVerdict, 200: any other verdict.
 /// Takes `listMutex` for completion (and for a read-modify-write's first reply), `cacheMutex` while values
 /// are stored.
 PLC_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);
@@ -141,11 +140,11 @@ PLC_EXPORT int GetRegisterData(const QString &varName, int regType, const QStrin
                                QByteArray *out, int count);
 
 /// Writes values: queues write requests no larger than the link allows when `writeMode` is 2, otherwise
-/// changes only the mirror. A queued write is shown in the mirror when its request is built or, after a failed
-/// transaction, at once; in both cases before the station has taken it.
+/// changes only the mirror. A queued write is shown in the mirror when its request is built or, after a
+/// failed transaction, at once; in both cases before the station has taken it.
 /// @param varName    carried in the requests, not interpreted.
-/// @param regType    0, 3, 5, 7, 8 or 9; any other code is accepted and does nothing (read-only areas), whatever
-///                   the result says.
+/// @param regType    0, 3, 5, 7, 8 or 9; any other code is accepted and does nothing (read-only areas),
+///                   whatever the result says.
 /// @param addrText   address as typed on the panel.
 /// @param station    station number; ignored when `stationMode` is 0. 0 broadcasts.
 /// @param data       new values in the layout above (one byte per bit for types 0 and 3); missing bytes count
@@ -169,8 +168,8 @@ PLC_EXPORT int SetRegisterData(const QString &varName, int regType, const QStrin
 /// allow and ordered by station, area and address. Requests that cover a priority address (PassVarName()) are
 /// served at the rate of their level instead of in turn, unless few others are left.
 /// @param variables  read only, not kept; may be changed as soon as the call returns. Null is refused; null
-///                   elements, unknown types, addresses that do not parse and station 0 are left out, and so is
-///                   a variable that would need more than 65536 requests.
+///                   elements, unknown types, addresses that do not parse and station 0 are left out, and so
+///                   is a variable that would need more than 65536 requests.
 /// @return number of cyclic reads, those of the priority levels not counted; 0 for an empty list, which
 ///         empties the cyclic reads and leaves the priority levels as they are.
 /// Any thread, also while the cycle runs. Takes `listMutex` for the whole rebuild. Callback: no.
@@ -219,7 +218,8 @@ PLC_EXPORT int AddListWriteVar(RW_VAR *var, int mode);
 /// @param mode  1 appends the record as it is. Any other value parses the address, splits the count into
 ///              requests of at most `maxBlock` registers (eight times as many bits; single bits with option
 ///              bit 11), leaves out pieces that are queued already, and drops pieces beyond 1024 entries.
-/// @return length of the one-shot list afterwards; 0 when refused: null, unknown type, bad address, station 0.
+/// @return length of the one-shot list afterwards; 0 when refused: null, unknown type, bad address, station
+///         0.
 /// Any thread, takes `listMutex`. Callback: no.
 PLC_EXPORT int AddListOnceReadVar(RW_VAR *var, int mode);
 
@@ -272,9 +272,9 @@ PLC_EXPORT void customMessageHandler(QtMsgType type, const char *message);
 } // extern "C"
 
 /// @name Grouping utilities
-/// For a runtime that groups variables into lists of its own; the driver does not call them. A program that is
-/// linked with the library calls them by these C++ names. Each can also be looked up under its plain name, such
-/// as "speed_insert", with the same arguments and result.
+/// For a runtime that groups variables into lists of its own; the driver does not call them. A program that
+/// is linked with the library calls them by these C++ names. Each can also be looked up under its plain name,
+/// such as "speed_insert", with the same arguments and result.
 ///
 /// A unit is a bit in bit areas and a 16-bit register in word areas. A unit limit below 1 counts as 1. What
 /// would be split into more than 65536 requests, as many as an area has elements, is a mistake and appends
@@ -298,8 +298,8 @@ PLC_EXPORT void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_V
 PLC_EXPORT void WhetherGroup(int count, int unitLimit, RW_VAR *var, QList<RW_VAR> *out);
 
 /// Keeps one record per key.
-/// @return 0 when @p var was inserted; 1 when the key is there already, or memory has run out, and nothing was
-///         changed.
+/// @return 0 when @p var was inserted; 1 when the key is there already, or memory has run out, and nothing
+///         was changed.
 PLC_EXPORT int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records);
 
 /// @}

@@ -14,7 +14,8 @@ namespace plc::fuzz {
 
 /// Callers take one thing in a statement: of two in one expression, compilers choose which comes first.
 ///
-/// Every call takes what it needs; when the bytes are used up, zeros are taken, so that any input is a good one.
+/// Every call takes what it needs; when the bytes are used up, zeros are taken, so that any input is a good
+/// one.
 class Input
 {
 public:

@@ -1,8 +1,8 @@
 /// @file
 /// Runs a fuzz target over files instead of letting the fuzzer make inputs up: TARGET FILE-OR-FOLDER...
 ///
-/// Exit codes: 0 every file passed; 2 nothing to replay or a file that cannot be read. A claim that does not hold, or a
-/// sanitizer, ends the program otherwise; the last file named on standard error is the input.
+/// Exit codes: 0 every file passed; 2 nothing to replay or a file that cannot be read. A claim that does not
+/// hold, or a sanitizer, ends the program otherwise; the last file named on standard error is the input.
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>

@@ -45,8 +45,8 @@ bool hasWitnessedCrc(const Bytes &frame, CrcOrder order);
 /// A reply is 5 to 256 bytes, carries the number of its station and a good CRC.
 void claimReplyFrame(const Bytes &reply, int station, CrcOrder order);
 
-/// Cuts @p line into frames twice, whole and in pieces as @p input says: both times the same frames come out, each
-/// of them a piece of the line, in order. Returns them.
+/// Cuts @p line into frames twice, whole and in pieces as @p input says: both times the same frames come out,
+/// each of them a piece of the line, in order. Returns them.
 std::vector<Bytes> claimFraming(const FrameRule &rule, const Bytes &line, Input &input);
 
 } // namespace plc::fuzz

@@ -8,8 +8,8 @@
 
 namespace plc::host {
 
-/// Ports of this system; calls that wait end when the program is interrupted. Warnings of a port go to standard error,
-/// with @p verbose all that it tells.
+/// Ports of this system; calls that wait end when the program is interrupted. Warnings of a port go to
+/// standard error, with @p verbose all that it tells.
 Surroundings systemSurroundings(bool verbose);
 
 /// Writes the trace to standard error; nothing unless @p verbose.

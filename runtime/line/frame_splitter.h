@@ -76,9 +76,9 @@ struct SplitterSettings
     static SplitterSettings forLine(const LineTiming &timing, Time deliverySlack, Time replyWithin);
 };
 
-/// Not thread-safe. Holds at most kMostHeld bytes, and takes at most kStepsPerByte steps for each byte, whatever
-/// comes: a step is one byte of a CRC or one look at a possible frame. At each place the CRC goes over the next
-/// kLongestFrame bytes once, and at most four passes look at the places that these bytes cover.
+/// Not thread-safe. Holds at most kMostHeld bytes, and takes at most kStepsPerByte steps for each byte,
+/// whatever comes: a step is one byte of a CRC or one look at a possible frame. At each place the CRC goes
+/// over the next kLongestFrame bytes once, and at most four passes look at the places that these bytes cover.
 class FrameSplitter
 {
 public:

@@ -29,8 +29,8 @@ public:
     virtual QByteArray receive(Time until) = 0;
 };
 
-/// Opens the port of the settings, and throws away what it has received so far; called on the thread that will use
-/// it. May take as long as the system likes.
+/// Opens the port of the settings, and throws away what it has received so far; called on the thread that
+/// will use it. May take as long as the system likes.
 /// @throw Failure  (port) that says why it cannot be opened.
 using OpenPort = std::function<std::unique_ptr<Port>(const LineSettings &)>;
 

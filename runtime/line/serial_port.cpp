@@ -46,8 +46,8 @@ std::string reasonOf(int error)
     }
 }
 
-/// Raw bytes of 8 bits; wrong parity drops a character, so that its frame fails its checksum (MODBUS over Serial Line
-/// V1.02, 2.6).
+/// Raw bytes of 8 bits; wrong parity drops a character, so that its frame fails its checksum (MODBUS over
+/// Serial Line V1.02, 2.6).
 void setCharacter(TerminalMode *mode, const LineSettings &settings)
 {
     termios2 &record = mode->record;
@@ -118,7 +118,8 @@ void SerialPort::release()
     system_.close(descriptor_);
 }
 
-/// The lock holds off programs of the superuser too, which TIOCEXCL does not; that holds off programs that know no lock.
+/// The lock holds off programs of the superuser too, which TIOCEXCL does not; that holds off programs that
+/// know no lock.
 void SerialPort::claim(const LineSettings &settings)
 {
     TerminalMode mode;
@@ -187,8 +188,8 @@ void SerialPort::checkRate(const LineSettings &settings, const TerminalMode &kep
         listener({true, text + "; stations may not understand it"});
 }
 
-/// Bits per second that the port really sends with. Drivers tell the rate that was asked for where the chip can only
-/// divide its clock.
+/// Bits per second that the port really sends with. Drivers tell the rate that was asked for where the chip
+/// can only divide its clock.
 int SerialPort::trueRate(int told) const
 {
     serial_struct serial{};
@@ -255,8 +256,8 @@ void SerialPort::switchDirection(const LineSettings &settings, const PortListene
         listener({false, "port '" + name_ + "' switches the direction of the line by RTS"});
 }
 
-/// Asks converters to hand bytes over at once instead of in bursts every 16 ms. Ports that know nothing of this are not
-/// slower for it.
+/// Asks converters to hand bytes over at once instead of in bursts every 16 ms. Ports that know nothing of
+/// this are not slower for it.
 void SerialPort::hurry(const PortListener &listener) const
 {
     serial_struct serial{};

@@ -21,18 +21,18 @@ struct PortNote
 };
 using PortListener = std::function<void(const PortNote &)>;
 
-/// Used with blocking calls by one thread. No other program can open the device meanwhile, under whatever name, and
-/// its settings are put back when the port is closed.
+/// Used with blocking calls by one thread. No other program can open the device meanwhile, under whatever
+/// name, and its settings are put back when the port is closed.
 class SerialPort final : public Port
 {
 public:
-    /// Opens the port of @p settings and throws away what it has received so far. A port without a folder in its name
-    /// is one of /dev.
+    /// Opens the port of @p settings and throws away what it has received so far. A port without a folder in
+    /// its name is one of /dev.
     /// @param listener  may be null; hears of everything inside this call.
     /// @param system    outlives the port.
-    /// @throw Failure   (port) that says why it cannot be opened, or cannot do what is asked of it: a rate that is more
-    ///                  than 3 % off (unless LineSettings::anyRate), parity or stop bits that it does not keep, the
-    ///                  switching of direction.
+    /// @throw Failure   (port) that says why it cannot be opened, or cannot do what is asked of it: a rate
+    ///                  that is more than 3 % off (unless LineSettings::anyRate), parity or stop bits that it
+    ///                  does not keep, the switching of direction.
     explicit SerialPort(const LineSettings &settings, const PortListener &listener = nullptr);
     SerialPort(const LineSettings &settings, const PortListener &listener, TerminalSystem &system);
     ~SerialPort() override;

@@ -3,7 +3,8 @@
 #ifndef PLC_LINE_TERMINAL_MODE_H
 #define PLC_LINE_TERMINAL_MODE_H
 
-// Not <termios.h>: it has no name for other rates than the standard ones, and does not go together with this header.
+// Not <termios.h>: it has no name for other rates than the standard ones, and does not go together with this
+// header.
 #include <asm/termbits.h>
 
 namespace plc::runtime {

@@ -38,7 +38,8 @@ public:
     virtual bool isPseudoTerminal(int descriptor);
     virtual long read(int descriptor, void *bytes, std::size_t count);
     virtual long write(int descriptor, const void *bytes, std::size_t count);
-    /// Waits until the device can be read (or written), at most for @p atMost. A signal does not end the wait.
+    /// Waits until the device can be read (or written), at most for @p atMost. A signal does not end the
+    /// wait.
     virtual Readiness waitToRead(int descriptor, Time atMost);
     virtual Readiness waitToWrite(int descriptor, Time atMost);
     virtual Time now();

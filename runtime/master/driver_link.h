@@ -27,7 +27,8 @@ class DriverLink : private CycleDriver, private CycleObserver
 {
 public:
     /// @param info  the record that the driver was given; `retryCount` is written by advance().
-    /// @param sink  gets all news, inside advance(). Calls nothing of the link: some news come with the lock held.
+    /// @param sink  gets all news, inside advance(). Calls nothing of the link: some news come with the lock
+    ///              held.
     DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink);
     ~DriverLink() override;
 

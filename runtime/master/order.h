@@ -17,8 +17,8 @@ enum class OrderEnd
     LineBusy, ///< not even sent: the line never fell silent
     PortLost,
     Dropped, ///< the station was switched off before it was its turn
-    /// A frame of a write had gone out when its station was switched off or went offline, or when the port went: it
-    /// may have been done.
+    /// A frame of a write had gone out when its station was switched off or went offline, or when the port
+    /// went: it may have been done.
     Unconfirmed,
     Offline ///< the station is left alone because it does not answer
 };

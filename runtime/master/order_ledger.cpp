@@ -78,7 +78,8 @@ void OrderLedger::dropPlace(const Entry &entry)
         places_.erase(places);
 }
 
-/// The order that a waiting one must not pass, if there is one: it is to be looked at again when that changes.
+/// The order that a waiting one must not pass, if there is one: it is to be looked at again when that
+/// changes.
 std::optional<Ticket> OrderLedger::blockerOf(const Entry &entry) const
 {
     const Footprint &wanted = entry.footprint;
@@ -117,16 +118,16 @@ std::optional<Ticket> OrderLedger::blockerAmong(const Places &places, const Entr
     const Footprint &wanted = entry.footprint;
     auto sameFirst = places.byFirst.lower_bound(wanted.first - places.longest + 1);
     for (; sameFirst != places.byFirst.end() && sameFirst->first < wanted.first + wanted.count; ++sameFirst) {
-        // All that begin at one place overlap each other, so that the youngest of those before this one is the last to
-        // go.
+        // All that begin at one place overlap each other, so that the youngest of those before this one is
+        // the last to go.
         auto older = sameFirst->second.lower_bound(entry.age);
         while (older != sameFirst->second.begin()) {
             --older;
             const Entry &other = *find(older->second);
             if (!overlap(wanted, other.footprint))
                 continue; // a short one
-            // The driver serves the writes that it has in their order, and a read that it has behind them; but it
-            // puts a write in place of another one to the same station.
+            // The driver serves the writes that it has in their order, and a read that it has behind them;
+            // but it puts a write in place of another one to the same station.
             if (!other.started || (wanted.isWrite && wanted.station == other.footprint.station))
                 return older->second;
             break;

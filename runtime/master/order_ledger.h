@@ -35,10 +35,10 @@ struct Footprint
 /// The driver puts a new write in place of a waiting one to the same place, identifiers and all, so that the
 /// older write would end without a report; and it drops entries beyond its list size without one. So
 /// nextToStart() tells which order has to wait in the host. Orders keep their order where their places
-/// overlap and one of them is a write, and nowhere else; a broadcast is to the places of all stations. A read that
-/// is with the driver already may show a write that was ordered after it. The driver serves its lists from the front:
-/// a station that has not answered its last order has one at a time in them, so that the others wait for one of
-/// its time-outs at most.
+/// overlap and one of them is a write, and nowhere else; a broadcast is to the places of all stations. A read
+/// that is with the driver already may show a write that was ordered after it. The driver serves its lists
+/// from the front: a station that has not answered its last order has one at a time in them, so that the
+/// others wait for one of its time-outs at most.
 class OrderLedger
 {
 public:
@@ -73,8 +73,8 @@ public:
     /// @return false when it had ended before, or was never opened; then nothing changes.
     bool close(Ticket ticket, const OrderResult &result);
 
-    /// Ends all open orders of @p station; -1 for all stations. @p unconfirmed ones end as that. Those that the
-    /// driver has been handed go on filling its lists until they are released.
+    /// Ends all open orders of @p station; -1 for all stations. @p unconfirmed ones end as that. Those that
+    /// the driver has been handed go on filling its lists until they are released.
     /// @return those of them that the driver has been handed.
     std::vector<Ticket> closeAll(int station, OrderEnd end, const std::set<Ticket> &unconfirmed = {});
 

@@ -7,8 +7,8 @@
 
 namespace plc::runtime {
 
-/// `hostId` of the cyclic reads, as the driver has it for those that it groups itself; otherwise their number is their
-/// `hostSubId`.
+/// `hostId` of the cyclic reads, as the driver has it for those that it groups itself; otherwise their number
+/// is their `hostSubId`.
 constexpr int kCyclicHostId = 0;
 
 /// `hostSubId` of the cyclic reads that the driver has grouped itself.
@@ -21,8 +21,8 @@ constexpr int kOrderHostId = 100;
 /// `hostId` of the requests that try an offline station; their `hostSubId` is the station.
 constexpr int kProbeHostId = 101;
 
-/// What a read request asks for. Grouped requests carry no identifier of the variables that they cover, so they are told
-/// apart by their place.
+/// What a read request asks for. Grouped requests carry no identifier of the variables that they cover, so
+/// they are told apart by their place.
 struct RequestPlace
 {
     int station = 0;
@@ -33,8 +33,8 @@ struct RequestPlace
 
 bool operator<(const RequestPlace &a, const RequestPlace &b);
 
-/// True when @p result, the record that DataCom() returned at the end of a transaction, says that the grouped read at @p place
-/// was one of the read list. Reads of the priority levels leave the record as it was.
+/// True when @p result, the record that DataCom() returned at the end of a transaction, says that the grouped
+/// read at @p place was one of the read list. Reads of the priority levels leave the record as it was.
 bool isOrdinaryRead(const RW_VAR &result, const RequestPlace &place);
 
 } // namespace plc::runtime

@@ -31,7 +31,8 @@ struct PriorityRow
 int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variables,
                       const std::vector<PriorityRow> &rows);
 
-/// Stations with variables in an area in which a name has a priority level. Over a relay none: no level is served there.
+/// Stations with variables in an area in which a name has a priority level. Over a relay none: no level is
+/// served there.
 std::set<int> levelStations(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows,
                             const LinkSettings &settings);
 

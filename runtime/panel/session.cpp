@@ -336,7 +336,8 @@ void Session::setStationEnabled(int station, bool enabled)
     if (enabled && !wasOffline)
         return;
     const std::set<Ticket> sent = link_->unconfirmed();
-    // The end of every order that is no longer unconfirmed is among the news. None that waits is handed over here.
+    // The end of every order that is no longer unconfirmed is among the news. None that waits is handed over
+    // here.
     takeNews(link_->now());
     // Where the station was offline, the news that would have ended its orders may have been taken back.
     link_->withdraw(endAll(station, enabled ? OrderEnd::Offline : OrderEnd::Dropped, sent));

@@ -84,7 +84,8 @@ public:
     /// Pumps until the order has ended, the port is lost or the wait is cancelled.
     OrderResult await(Ticket ticket);
 
-    /// Switches a station off or on. The driver drops the orders that wait for a station that is off; they end.
+    /// Switches a station off or on. The driver drops the orders that wait for a station that is off; they
+    /// end.
     void setStationEnabled(int station, bool enabled);
 
     /// Values of a variable as the driver's mirror has them; 0 where nothing is known.

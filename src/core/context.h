@@ -166,8 +166,8 @@ inline const Protocol *headTransaction()
     return queue.isEmpty() ? nullptr : &queue.first();
 }
 
-/// Appends a transaction for @p var to the send queue: its frame, to be sent whole, and a copy of the variable. What its
-/// reply must look like is for the caller to say, in the record that is returned.
+/// Appends a transaction for @p var to the send queue: its frame, to be sent whole, and a copy of the
+/// variable. What its reply must look like is for the caller to say, in the record that is returned.
 Protocol &queueTransaction(const RW_VAR &var, QByteArray frame);
 
 /// Starts counting an operation of @p steps transactions. Does nothing without settings.

@@ -11,7 +11,8 @@ namespace plc {
 constexpr quint32 kOptionOneBased = 1u << 0;
 /// A single holding register (type 5) is written with function 16 instead of 6.
 constexpr quint32 kOptionRegisterAsBlock = 1u << 1;
-/// A bit inside a holding register (type 3) is written from the mirrored register, without reading the register first.
+/// A bit inside a holding register (type 3) is written from the mirrored register, without reading the
+/// register first.
 constexpr quint32 kOptionBitFromMirror = 1u << 4;
 /// SetRegisterData() writes holding registers (type 5) one a request.
 constexpr quint32 kOptionSingleRegisters = 1u << 5;

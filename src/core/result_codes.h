@@ -1,5 +1,6 @@
 /// @file
-/// The result codes and outcomes that the runtime sees, each under its one name, and the way from a verdict to them.
+/// The result codes and outcomes that the runtime sees, each under its one name, and the way from a verdict
+/// to them.
 #ifndef PLC_CORE_RESULT_CODES_H
 #define PLC_CORE_RESULT_CODES_H
 
@@ -18,8 +19,8 @@ constexpr int kResultUnknownVerdict = 200;  ///< any other verdict
 /// @}
 
 /// @name Bands of error codes
-/// A band holds the twelve codes behind its number: number + 1 + `hostId` for a `hostId` of 1 to 11, otherwise
-/// number + 1. The last three are for operations of another `linkId`.
+/// A band holds the twelve codes behind its number: number + 1 + `hostId` for a `hostId` of 1 to 11,
+/// otherwise number + 1. The last three are for operations of another `linkId`.
 /// @{
 constexpr int kBandBadReply = 10;
 constexpr int kBandReplyMissing = 40; ///< kResultNoReply lies in it

@@ -76,8 +76,8 @@ void reverse(QList<RW_VAR> &list, int first, int end)
     }
 }
 
-// Moves the first @p count entries behind the others. Each single move passes over the whole list, so that many are made
-// in one go.
+// Moves the first @p count entries behind the others. Each single move passes over the whole list, so that
+// many are made in one go.
 void moveBehind(QList<RW_VAR> &list, int count)
 {
     constexpr int kMany = 32; // from here on one go is quicker
@@ -171,8 +171,8 @@ void buildModbusReadLocked()
     head.status = plc::kPending;
 }
 
-// Deliberate: over a relay the head of the read list goes out even when a priority level was due; the levels only shape
-// the timing.
+// Deliberate: over a relay the head of the read list goes out even when a priority level was due; the levels
+// only shape the timing.
 void buildRelayReadLocked()
 {
     const int level = dueLevelLocked();
@@ -211,8 +211,8 @@ void chooseNext()
     PLC_driver.comInfo->scanDone = 1;
 }
 
-// Out of memory: half of a read-modify-write may be queued, which alone would pass for the whole, and the head of the
-// read list may be marked although no request of its own went out.
+// Out of memory: half of a read-modify-write may be queued, which alone would pass for the whole, and the
+// head of the read list may be marked although no request of its own went out.
 void abandonChoice()
 {
     QMutexLocker lock(&PLC_driver.listMutex);

@@ -73,7 +73,8 @@ void completeFirstLocked(QList<RW_VAR> &list, bool report, bool (*isShared)(cons
         // The failure callback may ask for the length of the write list.
         plc::noteWriteCountLocked();
     };
-    // A thread that is cancelled in the callback must not leave a told entry behind, which would be sent again.
+    // A thread that is cancelled in the callback must not leave a told entry behind, which would be sent
+    // again.
     const plc::OnLeaving<decltype(takeOff)> ended(takeOff);
     if (report && (PLC_driver.failed.load() || !shared))
         reportOutcome(list.first());
@@ -230,7 +231,8 @@ void countSilence()
         fail(plc::kResultNoReply, true);
 }
 
-// Null counts as nothing, all the way down. Leaves the outcome in the status of the result record, which is "done" before.
+// Null counts as nothing, all the way down. Leaves the outcome in the status of the result record, which is
+// "done" before.
 void takeReceived(QByteArray *received, int length)
 {
     if (PLC_driver.sendQueue.isEmpty() || !PLC_driver.comInfo)

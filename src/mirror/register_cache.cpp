@@ -96,8 +96,8 @@ __attribute__((noinline)) void plc::storeRegisterLocked(quint64 key, quint16 val
     putRegister(entryLocked(key, 2), value);
 }
 
-// Most of a cyclic read happens here, nearly always in entries that are there: the look-up is part of the loop (flatten),
-// what makes entries is not.
+// Most of a cyclic read happens here, nearly always in entries that are there: the look-up is part of the
+// loop (flatten), what makes entries is not.
 __attribute__((flatten)) void plc::storeRunLocked(quint64 key, const uchar *data, int registers)
 {
     Mirror &mirror = PLC_driver.registerCache;

@@ -53,8 +53,8 @@ inline QByteArray &entryLocked(quint64 key, int size)
 /// Writes both bytes of a register's entry in place. Caller holds cacheMutex.
 void storeRegisterLocked(quint64 key, quint16 value);
 
-/// Writes @p registers entries side by side from @p data, which has two bytes for each, high byte first as on the line.
-/// None when @p registers is below 1. Caller holds cacheMutex.
+/// Writes @p registers entries side by side from @p data, which has two bytes for each, high byte first as on
+/// the line. None when @p registers is below 1. Caller holds cacheMutex.
 void storeRunLocked(quint64 key, const uchar *data, int registers);
 
 /// Writes @p bitCount entries from the bits of @p bytes, counted from byte @p first, eight to a byte, lowest

@@ -26,8 +26,9 @@ constexpr quint16 shiftedBits(quint32 crc, int bits)
         PLC_CRC_64(0u, bits), PLC_CRC_64(64u, bits), PLC_CRC_64(128u, bits), PLC_CRC_64(192u, bits)          \
     }
 
-// What a byte does to the CRC when that is shifted by 8, 16, 24 and 32 bits: itself and up to three bytes behind it. The
-// CRC is linear, so four bytes at a time are four look-ups that do not wait for each other. 2 KiB.
+// What a byte does to the CRC when that is shifted by 8, 16, 24 and 32 bits: itself and up to three bytes
+// behind it. The CRC is linear, so four bytes at a time are four look-ups that do not wait for each other. 2
+// KiB.
 constexpr int kStride = 4;
 constexpr quint16 kCrcOfByte[kStride][256] = {PLC_CRC_256(8), PLC_CRC_256(16), PLC_CRC_256(24),
                                               PLC_CRC_256(32)};

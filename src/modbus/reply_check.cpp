@@ -39,8 +39,8 @@ int replyLength(const uchar *start)
     }
 }
 
-// Shortest frame that may pass for the reply. A bit write puts back the register that its read half brings: one that was
-// not read whole would be put back as zeros.
+// Shortest frame that may pass for the reply. A bit write puts back the register that its read half brings:
+// one that was not read whole would be put back as zeros.
 int shortestReplyTo(const Protocol &transaction)
 {
     const RW_VAR &var = transaction.var;
@@ -49,7 +49,8 @@ int shortestReplyTo(const Protocol &transaction)
     return isReadHalf ? plc::kReadHeaderLen + 2 + plc::kCrcLen : plc::kShortestReply;
 }
 
-// Length of the good reply to @p request that begins at @p start and has at least @p shortest bytes, 0 if there is none.
+// Length of the good reply to @p request that begins at @p start and has at least @p shortest bytes, 0 if
+// there is none.
 int matchedLength(const uchar *start, int available, const uchar *request, int shortest)
 {
     if (start[plc::kStationAt] != request[plc::kStationAt] ||

@@ -20,8 +20,8 @@ enum CheckResult
 } // namespace plc
 
 /// Looks for the reply of the head transaction anywhere in @p received: same station and function code as the
-/// request, complete, good CRC. The first match wins and the buffer is cut down to it. For the read half of a bit write a
-/// frame without a whole register is no match, since the register is written back.
+/// request, complete, good CRC. The first match wins and the buffer is cut down to it. For the read half of a
+/// bit write a frame without a whole register is no match, since the register is written back.
 /// @return 1 when found; 0 when not (yet), with the buffer untouched. Exception replies never match.
 /// Cycle thread, no lock.
 PLC_EXPORT int check_data(QByteArray *received);
@@ -32,8 +32,8 @@ PLC_EXPORT int check_data(QByteArray *received);
 /// Cycle thread, no lock.
 PLC_EXPORT int CheckGetData(QByteArray *reply, int unused);
 
-/// Judges the reply of a local head transaction and stores its values. A reply with less data than was asked for
-/// stores nothing and counts as accepted all the same.
+/// Judges the reply of a local head transaction and stores its values. A reply with less data than was asked
+/// for stores nothing and counts as accepted all the same.
 /// @param length  bytes received, 0 for none; compared with the head's replyLen.
 /// @return result code of GetDriverReturnValue().
 /// Cycle thread; takes cacheMutex around storing. The caller holds listMutex when the head is the read half

@@ -182,7 +182,8 @@ void WriteRegister(RW_VAR *var)
         queueBitWrite(*var);
     else
         WriteAnalog(var);
-    // After a failure the mirror shows what the station last said, and what SetRegisterData puts there itself.
+    // After a failure the mirror shows what the station last said, and what SetRegisterData puts there
+    // itself.
     if (!PLC_driver.failed.load())
         WriteDataToLocal(var);
 }

@@ -26,7 +26,8 @@ int plainDigits(const QString &text)
     return number;
 }
 
-// QString::toInt() in base 10, which knows signs and spaces and costs 460 instructions; digits alone mean the same here.
+// QString::toInt() in base 10, which knows signs and spaces and costs 460 instructions; digits alone mean the
+// same here.
 int toNumber(const QString &text, bool *ok)
 {
     const int digits = plainDigits(text);

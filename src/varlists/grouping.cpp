@@ -107,7 +107,8 @@ void arrange(QList<RW_VAR> &list, std::vector<int> &order)
 
 } // namespace
 
-// Indices are sorted and each entry is moved once, which costs less code and time than a sort that moves entries.
+// Indices are sorted and each entry is moved once, which costs less code and time than a sort that moves
+// entries.
 void plc::sortStable(QList<RW_VAR> &list, Before isBefore)
 {
     std::vector<int> order(static_cast<std::size_t>(list.size()));
@@ -182,8 +183,9 @@ int speed_insert(QString key, RW_VAR var, QHash<QString, RW_VAR> &records)
     });
 }
 
-// The same functions under plain names, for runtimes that look names up. In the sources a function of C linkage cannot
-// bear the name of one of C++ linkage with the same arguments; in the library it is a second name of that function.
+// The same functions under plain names, for runtimes that look names up. In the sources a function of C
+// linkage cannot bear the name of one of C++ linkage with the same arguments; in the library it is a second
+// name of that function.
 extern "C" {
 
 PLC_EXPORT void plainBitVarReCreat2(QList<RW_VAR> *bucket, int unitLimit,

@@ -30,8 +30,8 @@ typedef bool (*Before)(const RW_VAR &, const RW_VAR &);
 /// Sorts by @p isBefore, keeping the order of equal entries. Costs n log n comparisons.
 void sortStable(QList<RW_VAR> &list, Before isBefore);
 
-/// Appends the requests that read the entries of @p entries from @p first to before @p end, as BitVarReCreat() does with
-/// a bucket. @p out is another list.
+/// Appends the requests that read the entries of @p entries from @p first to before @p end, as
+/// BitVarReCreat() does with a bucket. @p out is another list.
 void appendGrouped(const QList<RW_VAR> &entries, int first, int end, int unitLimit, QList<RW_VAR> &out);
 
 } // namespace plc

@@ -42,12 +42,12 @@ void mergeWriteLocked(const RW_VAR &write)
         list.append(write);
 }
 
-// Which pieces of a variable are queued already. Each piece that is looked at is queued or will be, so no more than fit the
-// list matter.
+// Which pieces of a variable are queued already. Each piece that is looked at is queued or will be, so no
+// more than fit the list matter.
 typedef std::bitset<kListLimit> Pieces;
 
-// Looks through the list once, whatever the number of pieces: piece i begins i * limit behind the variable's address, and no
-// two pieces are the same. The count is positive.
+// Looks through the list once, whatever the number of pieces: piece i begins i * limit behind the variable's
+// address, and no two pieces are the same. The count is positive.
 Pieces queuedPiecesLocked(const RW_VAR &var, int limit)
 {
     Pieces queued;

@@ -1,5 +1,5 @@
-// Callbacks that do not come back: they throw, or their thread is cancelled inside them. The library is loaded as a runtime
-// loads it, since the way of an exception through it depends on how it was linked.
+// Callbacks that do not come back: they throw, or their thread is cancelled inside them. The library is
+// loaded as a runtime loads it, since the way of an exception through it depends on how it was linked.
 #include <gtest/gtest.h>
 
 #include <QByteArray>

@@ -1,5 +1,5 @@
-// Keeps a record of what the library does: a fingerprint of each of many random sequences of calls. A change of the
-// library that should not be seen leaves the record as it is.
+// Keeps a record of what the library does: a fingerprint of each of many random sequences of calls. A change
+// of the library that should not be seen leaves the record as it is.
 #include <algorithm>
 #include <cstdio>
 #include <cstring>

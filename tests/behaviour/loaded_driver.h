@@ -9,8 +9,8 @@
 
 namespace plc::behaviour {
 
-/// Loads a copy under another name: even the same library twice is then two libraries, each with its own driver.
-/// Nothing of the library is linked; of its headers only the records are used.
+/// Loads a copy under another name: even the same library twice is then two libraries, each with its own
+/// driver. Nothing of the library is linked; of its headers only the records are used.
 class LoadedDriver
 {
 public:

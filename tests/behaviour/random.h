@@ -12,7 +12,8 @@ namespace plc::behaviour {
 class Random
 {
 public:
-    /// The seed is mixed too: the streams of neighbouring seeds would otherwise be one stream, begun a number later.
+    /// The seed is mixed too: the streams of neighbouring seeds would otherwise be one stream, begun a number
+    /// later.
     explicit Random(std::uint64_t seed) : state_(mixed(seed * kStep)) {}
 
     std::uint32_t bits()

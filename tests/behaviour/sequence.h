@@ -8,10 +8,12 @@
 
 namespace plc::behaviour {
 
-/// Plays sequence @p number on a driver built anew and returns what it did. The sequence depends on its number and on what
-/// the driver does, on nothing else: equal drivers give equal transcripts on every machine.
+/// Plays sequence @p number on a driver built anew and returns what it did. The sequence depends on its
+/// number and on what the driver does, on nothing else: equal drivers give equal transcripts on every
+/// machine.
 ///
-/// Every entry point is called but customMessageHandler(), which writes the time into a file that programs share.
+/// Every entry point is called but customMessageHandler(), which writes the time into a file that programs
+/// share.
 /// @param events  counts what happened; its keys are those of noEvents().
 Transcript play(LoadedDriver &driver, int number, EventCounts &events);
 

@@ -15,8 +15,8 @@ using std::chrono::seconds;
 
 constexpr Time kFaultyTime = minutes(20);
 constexpr Time kHealthyTime = minutes(5);
-/// Lists that breathe with the traffic differ by up to 100 KiB; what is lost with each of the 20,000 requests of two
-/// hours would be more.
+/// Lists that breathe with the traffic differ by up to 100 KiB; what is lost with each of the 20,000 requests
+/// of two hours would be more.
 constexpr std::int64_t kMostGrowth = 256 * 1024;
 
 /// The runtime's side: orders at random times.
@@ -266,9 +266,9 @@ private:
     int flapping_ = 0;
 };
 
-/// How much more is in use at the end than at first. The first round of all fills the lists that live as long as the
-/// run, and of the last two the lower one counts: what is lost does not come back. Nothing where a run is too short to
-/// tell, or the allocator says nothing.
+/// How much more is in use at the end than at first. The first round of all fills the lists that live as long
+/// as the run, and of the last two the lower one counts: what is lost does not come back. Nothing where a run
+/// is too short to tell, or the allocator says nothing.
 std::optional<std::int64_t> growthOf(const std::vector<std::int64_t> &heap)
 {
     constexpr std::size_t kFewest = 4;

@@ -1,6 +1,6 @@
 /// @file
-/// Runs whole buses in virtual time, each from a seed. A seed is run by a process of its own: the library holds one
-/// driver object, and unloading does not give a fresh one.
+/// Runs whole buses in virtual time, each from a seed. A seed is run by a process of its own: the library
+/// holds one driver object, and unloading does not give a fresh one.
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>

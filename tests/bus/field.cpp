@@ -14,8 +14,9 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
-/// The second master polls the same stations, but only quantities and set-points that the master never asks for: what
-/// it is answered could otherwise be taken for an answer to the master, as RTU has nothing else to tell them apart by.
+/// The second master polls the same stations, but only quantities and set-points that the master never asks
+/// for: what it is answered could otherwise be taken for an answer to the master, as RTU has nothing else to
+/// tell them apart by.
 constexpr int kForeignQuantity = 101;
 constexpr int kLastForeignQuantity = 120;
 constexpr int kFirstForeignSetpoint = 240;
@@ -153,7 +154,8 @@ void Field::muteStation(int station, Time until)
 void Field::cutLine(bool cut)
 {
     lineCut_ = cut;
-    // What is under way now will not reach the master whole: it waits no longer than for a reply that never came.
+    // What is under way now will not reach the master whole: it waits no longer than for a reply that never
+    // came.
     if (cut)
         openUntil_ = now_;
 }
@@ -365,8 +367,8 @@ bool Field::applies(Fault fault, const Bytes &frame) const
 {
     switch (fault) {
     case Fault::DoubledReply:
-        // A converter may hand over the first copy alone; then nothing tells the master of the second one, which
-        // it would meet in its next exchange.
+        // A converter may hand over the first copy alone; then nothing tells the master of the second one,
+        // which it would meet in its next exchange.
         return !plan_.handsOverInBursts;
     case Fault::WrongLength:
         return isReadFunction(frame[1]);
@@ -470,8 +472,8 @@ Message Field::damaged(const Bytes &reply, Fault fault)
     case Fault::WrongLength: {
         bytes.resize(bytes.size() - kCrcLen);
         const int data = bytes[2];
-        // What is longer than asked for may still be under way when the wait is over, which nobody sees behind a
-        // converter.
+        // What is longer than asked for may still be under way when the wait is over, which nobody sees
+        // behind a converter.
         const bool shorter = plan_.handsOverInBursts || random_.oneIn(2);
         const int other = shorter ? random_.below(data) : random_.between(data + 1, 255);
         bytes[2] = static_cast<std::uint8_t>(other);
@@ -481,8 +483,8 @@ Message Field::damaged(const Bytes &reply, Fault fault)
     }
     case Fault::DoubledReply:
         message.gapBefore = static_cast<int>(bytes.size());
-        // The master knows of a byte only when it has ended: by then the line must not have been silent enough
-        // for a request.
+        // The master knows of a byte only when it has ended: by then the line must not have been silent
+        // enough for a request.
         message.gap = random_.between(Time::zero(), (wire_.silence() - wire_.duration(1)) * 9 / 10);
         bytes.insert(bytes.end(), reply.begin(), reply.end());
         break;

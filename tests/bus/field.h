@@ -35,7 +35,8 @@ struct FieldPlan
     CrcOrder requestOrder = CrcOrder::LowFirst;
     CrcOrder replyOrder = CrcOrder::LowFirst;
     Time timeout = std::chrono::seconds(1); ///< the master's: what comes later is late
-    /// From the end of a request to the start of the latest late reply: as long as the master has said it listens.
+    /// From the end of a request to the start of the latest late reply: as long as the master has said it
+    /// listens.
     Time latest = std::chrono::seconds(2);
     bool handsOverInBursts = false; ///< bytes reach the master some milliseconds late
     int faultPermille = 0;          ///< exchanges with a fault, while faults are on
@@ -57,8 +58,8 @@ public:
     virtual void lateReplyBegins(Time now, int station, int tag) = 0;
 };
 
-/// Told the time and the bytes on the line; no clock inside. Requests are framed by silence, as MODBUS over Serial
-/// Line V1.02, 2.5.1.1, has it.
+/// Told the time and the bytes on the line; no clock inside. Requests are framed by silence, as MODBUS over
+/// Serial Line V1.02, 2.5.1.1, has it.
 class Field
 {
 public:
@@ -92,8 +93,8 @@ public:
     void makeNext(Fault fault, int station) { forced_.emplace_back(fault, station); }
     /// Anything at all: the bytes are on the line from @p at on, a time that is not over yet.
     void sendAt(Time at, int source, const Message &message);
-    /// Answers the requests of the master instead of the stations, with a message without bytes not at all; nothing
-    /// leaves it to them.
+    /// Answers the requests of the master instead of the stations, with a message without bytes not at all;
+    /// nothing leaves it to them.
     using Answering = std::function<std::optional<Message>(Time now, const Bytes &request)>;
     void setAnswering(Answering answering) { answering_ = std::move(answering); }
 
@@ -103,8 +104,8 @@ public:
     bool isReplyOpen(Time now) const { return now < openUntil_; }
     /// The master hears this request come back although the line has no echo. Asked once for each request.
     bool takeStrayEcho();
-    /// The echo of the request that ends at @p end, and what comes behind it, is handed over only at that time; nothing
-    /// when there is no such fault. Asked once for each request.
+    /// The echo of the request that ends at @p end, and what comes behind it, is handed over only at that
+    /// time; nothing when there is no such fault. Asked once for each request.
     std::optional<Time> takeLateEcho(Time end);
 
     History &history(int station) { return stations_.at(station).history; }

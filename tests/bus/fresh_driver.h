@@ -9,8 +9,8 @@
 
 namespace plc::bus {
 
-/// Loads a copy of the library. The library holds one driver object and stays loaded once it is: but a copy under
-/// another name is another library with an object of its own.
+/// Loads a copy of the library. The library holds one driver object and stays loaded once it is: but a copy
+/// under another name is another library with an object of its own.
 class FreshDriver
 {
 public:

@@ -19,8 +19,8 @@ constexpr int kItems = 256;         ///< in each area of a station
 constexpr int kFirstSetpoint = 128; ///< coils and holding registers from here on change only when written
 
 /// The values of one station over time. Coils and holding registers below kFirstSetpoint, discrete inputs and
-/// input registers are measured: the machine changes them all at once, now and then. Each value is unlike those
-/// before it and those of its neighbours and of other stations, as far as its bits allow.
+/// input registers are measured: the machine changes them all at once, now and then. Each value is unlike
+/// those before it and those of its neighbours and of other stations, as far as its bits allow.
 class History
 {
 public:

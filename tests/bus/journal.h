@@ -24,8 +24,8 @@ public:
     /// @param bytes  what went over the line; may be empty.
     void note(Time at, const char *who, int number, ByteView bytes, const char *what);
 
-    /// The master hears a byte. Those that follow each other without a silence, and with nothing else between, make
-    /// one entry.
+    /// The master hears a byte. Those that follow each other without a silence, and with nothing else
+    /// between, make one entry.
     /// @param isNoise  it is not what anybody meant: made up, or garbled by a collision.
     void noteHeard(Time at, std::uint8_t byte, bool isNoise, Time silence);
 

@@ -521,7 +521,8 @@ protected:
         return agreed(plan);
     }
 
-    /// Of @p time, the share that waiting for stations 2 and above takes, listening for late answers included.
+    /// Of @p time, the share that waiting for stations 2 and above takes, listening for late answers
+    /// included.
     double shareLost(Time time)
     {
         Time lost{};
@@ -981,7 +982,8 @@ TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
 
 TEST_F(BusPolicy, ABitIsNeverWrittenIntoAnOldRegister)
 {
-    // Somebody else changes the register all the time, and replies get lost: to the read half, to the write half.
+    // Somebody else changes the register all the time, and replies get lost: to the read half, to the write
+    // half.
     for (const auto timeout : {milliseconds(200), milliseconds(1000), milliseconds(10000)}) {
         BusPlan plan = withFault(planOf(2, {"4x:0:4@1", "4x:0:4@2"}),
                                  {Fault::LostReply, Fault::LateReply, Fault::WrongCrc});
@@ -1145,8 +1147,8 @@ TEST_F(HealthyBus, KeepsNoMemoryOfWhatIsOver)
 TEST_F(HealthyBus, ServesThePriorityLevelsAtTheirRates)
 {
     constexpr int kOrdinary = 8;
-    // Ordinary reads from one service of a level to the next: the higher the level, the more often. The lowest one
-    // comes after three rounds.
+    // Ordinary reads from one service of a level to the next: the higher the level, the more often. The
+    // lowest one comes after three rounds.
     const std::map<int, int> expected = {{1, 3 * kOrdinary}, {2, 6}, {3, 3}, {4, 1}};
     for (const auto &[level, distance] : expected) {
         BusPlan plan = planOf(kOrdinary, {"4x:100:4@1"});
@@ -1230,7 +1232,8 @@ TEST_F(BusPolicy, NoiseZeroAndForeignRepliesInFrontCostNoAttempt)
         EXPECT_EQ("", bus.witness().complaint());
         const std::uint64_t met = bus.field().faults()[static_cast<std::size_t>(fault)];
         EXPECT_GT(met, 500u);
-        // Some are lost where ForgeGuard has changed a byte, or the noise looks like the beginning of a reply.
+        // Some are lost where ForgeGuard has changed a byte, or the noise looks like the beginning of a
+        // reply.
         EXPECT_LE(bus.statistics().total.requests, bus.statistics().total.good + 1 + met / 20)
             << nameOf(fault);
     }

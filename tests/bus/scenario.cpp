@@ -25,8 +25,8 @@ int stationCount(Random &random)
 
 void addStations(Random &random, Scenario *scenario)
 {
-    // Three areas of three stations make requests enough beside those with a priority, and a round of all of them must
-    // not take too long.
+    // Three areas of three stations make requests enough beside those with a priority, and a round of all of
+    // them must not take too long.
     constexpr int kFewestPacked = 3;
     constexpr int kMostPacked = 6;
     std::vector<int> numbers;
@@ -93,7 +93,8 @@ void setLink(Random &random, Scenario *scenario)
     }
 }
 
-/// A line on which stations die, at time-outs of all sizes. The draws are its own, so that other seeds stay what they are.
+/// A line on which stations die, at time-outs of all sizes. The draws are its own, so that other seeds stay
+/// what they are.
 void setOutages(Random &random, Scenario *scenario)
 {
     static const std::vector<int> kTimeouts = {100, 1000, 10000, 60000};
@@ -124,8 +125,9 @@ int requestsOf(const BusPlan &plan)
     return requests;
 }
 
-/// Cyclic reads that may pass until each has had its turn. All reads of level 4 come between two ordinary ones, those of
-/// level 3 after every third, of level 2 after every sixth, of level 1 after three rounds of them.
+/// Cyclic reads that may pass until each has had its turn. All reads of level 4 come between two ordinary
+/// ones, those of level 3 after every third, of level 2 after every sixth, of level 1 after three rounds of
+/// them.
 int turnsOf(const BusPlan &plan, int requests)
 {
     if (plan.priorities.empty())
@@ -160,7 +162,8 @@ void setPace(Random &random, Scenario *scenario)
         slowest = std::max(slowest, station.slowest);
     const Wire wire(link.baud, 1);
     const Time exchange = wire.duration(8 + 256) + slowest + 2 * wire.silence() + milliseconds(30);
-    // The last probe may just have failed, of one of many; then everything is asked for once, with orders between.
+    // The last probe may just have failed, of one of many; then everything is asked for once, with orders
+    // between.
     const auto others = static_cast<int>(scenario->bus.field.stations.size()) - 1;
     const Time trial = link.timeout + link.lateGuard.value_or(link.timeout) + exchange;
     scenario->recoveredWithin = std::max(link.offline.longestProbe, 10 * others * trial) +
@@ -168,7 +171,8 @@ void setPace(Random &random, Scenario *scenario)
                                 8 * link.timeout + link.lateGuard.value_or(link.timeout) + seconds(5);
 }
 
-/// Has the driver pack the variables. It reads without a pause then, so that only slow lines keep an hour cheap.
+/// Has the driver pack the variables. It reads without a pause then, so that only slow lines keep an hour
+/// cheap.
 void packVariables(Random &random, Scenario *scenario)
 {
     scenario->bus.packed = true;
@@ -176,8 +180,8 @@ void packVariables(Random &random, Scenario *scenario)
     scenario->bus.link.timeout = seconds(1);
 }
 
-/// Priorities for places of one area, the first of them in a variable that is read, and so many variables of other
-/// areas that the driver keeps the levels.
+/// Priorities for places of one area, the first of them in a variable that is read, and so many variables of
+/// other areas that the driver keeps the levels.
 void addPriorities(Random &random, Scenario *scenario)
 {
     static const std::vector<std::string> kAreas = {"0x", "1x", "3x", "4x"};

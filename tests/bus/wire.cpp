@@ -65,16 +65,16 @@ void ForgeGuard::pass(WireByte *byte)
     follow(byte->value);
 }
 
-/// Would this byte complete a good CRC, in either order of its bytes, over bytes with noise among them? What is
-/// compared is the CRC of all but the last two.
+/// Would this byte complete a good CRC, in either order of its bytes, over bytes with noise among them? What
+/// is compared is the CRC of all but the last two.
 bool ForgeGuard::completes(std::uint8_t value) const
 {
     for (std::size_t i = 0; i < std::min(tainted_, starts_.size()); ++i) {
         const Start &start = starts_[i];
         if (start.length + 1 < kShortestFrame)
             continue;
-        // `crc` ran over the last byte as well: it is 0 exactly if that byte and this one are the CRC, low byte
-        // first.
+        // `crc` ran over the last byte as well: it is 0 exactly if that byte and this one are the CRC, low
+        // byte first.
         if (step(start.crc, value) == 0)
             return true;
         const auto high = static_cast<std::uint8_t>(start.before >> 8);

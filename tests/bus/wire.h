@@ -37,14 +37,14 @@ struct Message
     Time gap{};
 };
 
-/// Keeps made-up bytes from forming a frame with a good CRC by chance. A CRC of 16 bits lets one damaged frame in
-/// 65536 pass, and neither master nor station could tell it from a true one; what happens then is no fault of
-/// theirs.
+/// Keeps made-up bytes from forming a frame with a good CRC by chance. A CRC of 16 bits lets one damaged
+/// frame in 65536 pass, and neither master nor station could tell it from a true one; what happens then is no
+/// fault of theirs.
 class ForgeGuard
 {
 public:
-    /// Takes the next byte on the line and changes it, if it would complete a good CRC over bytes of which one is
-    /// noise.
+    /// Takes the next byte on the line and changes it, if it would complete a good CRC over bytes of which
+    /// one is noise.
     void pass(WireByte *byte);
     /// Forgets what has passed.
     void reset();
@@ -66,8 +66,8 @@ private:
     bool noisy_ = false;
 };
 
-/// The line: bytes with their times, seen by everybody alike. Bytes of different senders that overlap garble each
-/// other. No clock inside.
+/// The line: bytes with their times, seen by everybody alike. Bytes of different senders that overlap garble
+/// each other. No clock inside.
 class Wire
 {
 public:

@@ -494,8 +494,8 @@ void Witness::reported(Time now, const runtime::OrderNews &news)
     }
 }
 
-/// True when the station took an equal frame of an earlier order so late that its reply may have passed for this
-/// order's.
+/// True when the station took an equal frame of an earlier order so late that its reply may have passed for
+/// this order's.
 bool Witness::wasTaken(const Order &order, std::size_t index, Time now) const
 {
     const Element &element = order.order.elements[index];

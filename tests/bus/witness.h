@@ -1,46 +1,53 @@
 /// @file
 /// What must hold on every line at every time.
 ///
-/// - (a) What a read has brought into the mirror is what that station held there between the request and the end of
-///   the reply; at any other time the mirror shows the last such value or one that the runtime wrote since.
+/// - (a) What a read has brought into the mirror is what that station held there between the request and the
+///   end of the reply; at any other time the mirror shows the last such value or one that the runtime wrote
+///   since.
 /// - (b) A write is reported exactly once, and as done only if the station took it.
 /// - (c) Writes to one place are taken in the order in which they were ordered.
-/// - (d) No request goes out while a reply in time to the one before is under way or still to come, and no late
-///   reply falls into the exchange of another request.
+/// - (d) No request goes out while a reply in time to the one before is under way or still to come, and no
+///   late reply falls into the exchange of another request.
 /// - (e) The line was silent for 3.5 characters before each request.
 /// - (f) A healthy line never reports a failure.
-/// - (g) After the faults have ended, every watched element is read again by its cyclic read within a stated time.
+/// - (g) After the faults have ended, every watched element is read again by its cyclic read within a stated
+///   time.
 /// - (h) Memory does not grow (see BusRun).
-/// - (j) An order for a station that is offline ends at once, and what was reported as ended is not sent any more.
-/// - (k) Nothing is sent to a station that the user has switched off; to one that is offline only reads, each once. The
-///   first transaction after it has come back decides whether it stays: a cyclic read is sent once, and one that fails
-///   takes it offline again.
-/// - (l) A variable is said to be good only if all its parts were read well last, and not longer ago than its turn has
-///   passed three times over, at the pace at which it was read while its station was there; and its age is that of the
-///   oldest.
-/// - (m) A bit is written into the register as the station held it between the start of the last reading of the register
-///   and the write; and the write goes out within half a second from the reply with the register.
-/// - (n) On a line with an echo a broadcast is reported as done only when its echo was heard, whole and in its turn.
+/// - (j) An order for a station that is offline ends at once, and what was reported as ended is not sent any
+///   more.
+/// - (k) Nothing is sent to a station that the user has switched off; to one that is offline only reads, each
+///   once. The first transaction after it has come back decides whether it stays: a cyclic read is sent once,
+///   and one that fails takes it offline again.
+/// - (l) A variable is said to be good only if all its parts were read well last, and not longer ago than its
+///   turn has passed three times over, at the pace at which it was read while its station was there; and its
+///   age is that of the oldest.
+/// - (m) A bit is written into the register as the station held it between the start of the last reading of
+///   the register and the write; and the write goes out within half a second from the reply with the
+///   register.
+/// - (n) On a line with an echo a broadcast is reported as done only when its echo was heard, whole and in
+///   its turn.
 /// - (o) After exception 06 no cyclic read goes to the station for the turnaround delay.
-/// - (p) A write that ends because its station was switched off, went offline or the port was lost is said to be sent and
-///   not confirmed if a frame of it has gone out, and not otherwise.
-/// - (q) What stations that are offline cost by probes in vain, and those that are only just back by failing again, takes
-///   a tenth of the time, the listening for late answers counted. Not counted is what fails where nobody else has
-///   answered since the station went, and the first probe after somebody has.
-/// - (r) While some stations are dead, off, or come and go, and all else is well, what is watched at the others is read
-///   again within a stated time, whether it has a priority level or not.
+/// - (p) A write that ends because its station was switched off, went offline or the port was lost is said to
+///   be sent and not confirmed if a frame of it has gone out, and not otherwise.
+/// - (q) What stations that are offline cost by probes in vain, and those that are only just back by failing
+///   again, takes a tenth of the time, the listening for late answers counted. Not counted is what fails
+///   where nobody else has answered since the station went, and the first probe after somebody has.
+/// - (r) While some stations are dead, off, or come and go, and all else is well, what is watched at the
+///   others is read again within a stated time, whether it has a priority level or not.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
-///   RTU numbers nothing. So 'the request' of (a) may be an earlier transmission of the same bytes, with none of
-///   others between, but none that is longer ago than the latest late reply. The same holds for 'took it' in (b):
-///   the station may have taken an equal frame of an earlier order.
-/// - A late reply begins at most one time-out after the time-out, which is how long the master listens for it.
-/// - The silence of (e) is that of the bytes that the master has been handed: of a byte that is under way, or that a
-///   converter holds back, it cannot know. For the same reason a second master's byte may be under way.
-/// - Made-up bytes never form a good CRC (ForgeGuard), and a second master asks for quantities and places that this
-///   master never asks for (Field), and gets no exceptions, which name no place: a frame that is right in every byte cannot
-///   be told from a true one.
+///   RTU numbers nothing. So 'the request' of (a) may be an earlier transmission of the same bytes, with none
+///   of others between, but none that is longer ago than the latest late reply. The same holds for 'took it'
+///   in (b): the station may have taken an equal frame of an earlier order.
+/// - A late reply begins at most one time-out after the time-out, which is how long the master listens for
+///   it.
+/// - The silence of (e) is that of the bytes that the master has been handed: of a byte that is under way, or
+///   that a converter holds back, it cannot know. For the same reason a second master's byte may be under
+///   way.
+/// - Made-up bytes never form a good CRC (ForgeGuard), and a second master asks for quantities and places
+///   that this master never asks for (Field), and gets no exceptions, which name no place: a frame that is
+///   right in every byte cannot be told from a true one.
 #ifndef PLC_TESTS_BUS_WITNESS_H
 #define PLC_TESTS_BUS_WITNESS_H
 
@@ -148,7 +155,8 @@ public:
     void lookAt(Time now, int station, int baseType, int first, int count);
     /// Stations whose orders end at once.
     void mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
-    /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p count - 1.
+    /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p
+    /// count - 1.
     void checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
                      const runtime::WatchStatus &status);
     void setHealthy(Time now, bool healthy);

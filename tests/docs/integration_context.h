@@ -1,5 +1,6 @@
 /// @file
-/// What the blocks of docs/integration.md take for granted: the start header, and the two callbacks of the runtime.
+/// What the blocks of docs/integration.md take for granted: the start header, and the two callbacks of the
+/// runtime.
 #ifndef PLC_TESTS_DOCS_INTEGRATION_CONTEXT_H
 #define PLC_TESTS_DOCS_INTEGRATION_CONTEXT_H
 

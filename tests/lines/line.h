@@ -154,7 +154,8 @@ private:
     std::vector<unsigned short> words_;
 };
 
-/// What the cases of this folder begin with. The parameter is how a line is loaded: RTLD_LOCAL or RTLD_GLOBAL.
+/// What the cases of this folder begin with. The parameter is how a line is loaded: RTLD_LOCAL or
+/// RTLD_GLOBAL.
 class Lines : public ::testing::TestWithParam<int>
 {
 protected:

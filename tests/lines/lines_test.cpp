@@ -1,5 +1,5 @@
-// Several lines in one process: copies of the library's file, each loaded by its path, share nothing of their own.
-// PLC_PROCESS says which process: one without names of the library's, or one with them.
+// Several lines in one process: copies of the library's file, each loaded by its path, share nothing of their
+// own. PLC_PROCESS says which process: one without names of the library's, or one with them.
 #include "lines/line.h"
 
 #include <algorithm>

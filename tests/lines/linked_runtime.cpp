@@ -1,9 +1,10 @@
-// A runtime that is linked with the library and looks at its data, compiled in several ways: see CMakeLists.txt. It knows
-// no header, so that nothing but its command line decides how it is compiled.
+// A runtime that is linked with the library and looks at its data, compiled in several ways: see
+// CMakeLists.txt. It knows no header, so that nothing but its command line decides how it is compiled.
 //
 //   linked_runtime COPY     where COPY is a copy of the library's file
 //
-// Ends with 0 when it sees the library's own functions and data, otherwise with 1 and what is wrong on standard error.
+// Ends with 0 when it sees the library's own functions and data, otherwise with 1 and what is wrong on
+// standard error.
 #include <cstdio>
 
 #include <dlfcn.h>

@@ -1,4 +1,5 @@
-// A linked runtime that has data and functions of its own by names of the library's: each side keeps to its own.
+// A linked runtime that has data and functions of its own by names of the library's: each side keeps to its
+// own.
 //
 //   linked_same_names COPY  ends as linked_runtime does; COPY is not looked at
 #include <cstdio>

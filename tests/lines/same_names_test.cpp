@@ -1,4 +1,5 @@
-// A process with functions and data of its own that have the library's names and are visible to what it loads.
+// A process with functions and data of its own that have the library's names and are visible to what it
+// loads.
 #include "lines/line.h"
 
 #include <algorithm>

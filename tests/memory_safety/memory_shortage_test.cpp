@@ -1,5 +1,5 @@
-// Memory runs out inside the driver: every allocation of every entry point fails in turn, and all from it on, while each list
-// and the mirror are filled.
+// Memory runs out inside the driver: every allocation of every entry point fails in turn, and all from it on,
+// while each list and the mirror are filled.
 #include <algorithm>
 #include <functional>
 #include <memory>
@@ -23,7 +23,8 @@ QString text(const char *latin)
     return QString::fromLatin1(latin);
 }
 
-/// What the runtime was told; room for all of it is there from the start, since memory is short when it comes.
+/// What the runtime was told; room for all of it is there from the start, since memory is short when it
+/// comes.
 std::vector<Outcome> told;
 
 void tell(int callbackArg, int hostId, int hostSubId, int outcome)
@@ -34,8 +35,8 @@ void tell(int callbackArg, int hostId, int hostSubId, int outcome)
 
 void ignoreFailure(QList<RW_VAR> *, int, int) {}
 
-/// A panel in the middle of its day: cyclic reads and reads of each priority level, writes and one-shot reads that wait, a
-/// station that is switched off, a mirror of 200 elements, stations that answer.
+/// A panel in the middle of its day: cyclic reads and reads of each priority level, writes and one-shot reads
+/// that wait, a station that is switched off, a mirror of 200 elements, stations that answer.
 class BusyPanel
 {
 public:

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <new>
 
-// What stands behind the public names: the C library's allocator or the sanitizer's. The sanitizer's own functions keep
-// watch over every block then, as in other programs.
+// What stands behind the public names: the C library's allocator or the sanitizer's. The sanitizer's own
+// functions keep watch over every block then, as in other programs.
 // NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" {
 #ifdef PLC_SANITIZED

@@ -1,6 +1,7 @@
 /// @file
-/// Memory that runs out where a test says so. Linking scarce_memory.cpp puts functions of the program's own in front of
-/// malloc, calloc, realloc, free and operator new, for the program and for every library that it loads, QtCore included.
+/// Memory that runs out where a test says so. Linking scarce_memory.cpp puts functions of the program's own
+/// in front of malloc, calloc, realloc, free and operator new, for the program and for every library that it
+/// loads, QtCore included.
 #ifndef PLC_TESTS_MEMORY_SAFETY_SCARCE_MEMORY_H
 #define PLC_TESTS_MEMORY_SAFETY_SCARCE_MEMORY_H
 

@@ -116,7 +116,8 @@ TEST_F(RegisterCache, StoringDoesNotChangeCopiesHandedOutBefore)
     EXPECT_EQ(hex("11 22"), before);
 }
 
-// What stands on the line high byte first: new entries, short ones, entries of somebody who holds a copy, all in one run.
+// What stands on the line high byte first: new entries, short ones, entries of somebody who holds a copy, all
+// in one run.
 TEST_F(RegisterCache, StoringARunMakesLengthensAndReplacesEntries)
 {
     mirror(1, 5, 8, hex("AA"));

@@ -1,5 +1,6 @@
-// What the standard allows on the line: stations 1 to 247, frames of at most 256 bytes, quantities, byte counts and
-// addresses of each function (MODBUS over Serial Line V1.02, 2.2 and 2.5.1; Application Protocol V1.1b3, 4.1 and 6).
+// What the standard allows on the line: stations 1 to 247, frames of at most 256 bytes, quantities, byte
+// counts and addresses of each function (MODBUS over Serial Line V1.02, 2.2 and 2.5.1; Application Protocol
+// V1.1b3, 4.1 and 6).
 
 #include "support/driver_fixture.h"
 

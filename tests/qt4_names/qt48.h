@@ -8,8 +8,8 @@
 /// once with a current compiler and Qt 4.8's headers; toAscii() and fromAscii() are gone from Qt 5; qSort()
 /// and the like are deprecated there.
 ///
-/// Qt 4.8 has the compiler warn where a changed copy of a QString is made and dropped, which is an error here. This page
-/// has it so for the other classes' copies as well.
+/// Qt 4.8 has the compiler warn where a changed copy of a QString is made and dropped, which is an error
+/// here. This page has it so for the other classes' copies as well.
 #ifndef PLC_TESTS_QT4_NAMES_QT48_H
 #define PLC_TESTS_QT4_NAMES_QT48_H
 

@@ -48,8 +48,8 @@ private:
     std::string pending_; ///< standard output read and not yet handed out
 };
 
-/// The built plcstation with @p arguments, serving; path() is its pseudo-terminal. It ends with this object and
-/// with the process of the test (--die-with-parent).
+/// The built plcstation with @p arguments, serving; path() is its pseudo-terminal. It ends with this object
+/// and with the process of the test (--die-with-parent).
 class StationProcess
 {
 public:

@@ -1,8 +1,8 @@
 // ThreadSanitizer knows only what it compiled or intercepts, and a distribution's Qt is not among it: without
-// help every QMutex looks like no lock at all. In preset tsan this file, itself built without the sanitizer, is
-// part of every program. It leads the calls that lock and unlock on to Qt and tells the sanitizer of them, each
-// time of this one mutex and no other, so an access without its lock is still reported; and so is an order of
-// locking that could block for ever.
+// help every QMutex looks like no lock at all. In preset tsan this file, itself built without the sanitizer,
+// is part of every program. It leads the calls that lock and unlock on to Qt and tells the sanitizer of them,
+// each time of this one mutex and no other, so an access without its lock is still reported; and so is an
+// order of locking that could block for ever.
 #include <QList>
 #include <QMutex>
 
@@ -26,9 +26,9 @@ unsigned kindOf(const QMutex &mutex)
 
 } // namespace
 
-// Qt frees and copies what several threads share through reference counts, and it counts out of the sanitizer's
-// sight: its calls of free() and memcpy() look like races of their own. They are left out. What our code does to
-// Qt's containers is compiled as ours and stays in sight.
+// Qt frees and copies what several threads share through reference counts, and it counts out of the
+// sanitizer's sight: its calls of free() and memcpy() look like races of their own. They are left out. What
+// our code does to Qt's containers is compiled as ours and stays in sight.
 extern "C" const char *__tsan_default_suppressions()
 {
     return "called_from_lib:libQt5Core.so.5\n";
@@ -70,8 +70,8 @@ void QMutex::unlock() noexcept
     __tsan_mutex_post_unlock(this, 0);
 }
 
-// Locking and unlocking a QBasicMutex is one atomic operation inside our code, which the sanitizer sees, unless
-// another thread holds the mutex or waits for it. Then these are called.
+// Locking and unlocking a QBasicMutex is one atomic operation inside our code, which the sanitizer sees,
+// unless another thread holds the mutex or waits for it. Then these are called.
 
 void QBasicMutex::lockInternal() QT_MUTEX_LOCK_NOEXCEPT
 {
@@ -96,8 +96,9 @@ void QBasicMutex::unlockInternal() noexcept
     real(this);
 }
 
-// The number of a list's elements is kept by Qt, so a thread that only asks for it meets nothing that was compiled
-// here. Each change of a list therefore counts as one of its first word, which everybody reads who uses it.
+// The number of a list's elements is kept by Qt, so a thread that only asks for it meets nothing that was
+// compiled here. Each change of a list therefore counts as one of its first word, which everybody reads who
+// uses it.
 
 void **QListData::append()
 {

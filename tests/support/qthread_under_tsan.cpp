@@ -1,6 +1,6 @@
-// The end of a QThread, told to ThreadSanitizer like the locks in qt_under_tsan.cpp: what the thread did comes before
-// whatever follows a wait for it. This file is built with the sanitizer, since its templates of the standard library
-// are those of the whole program.
+// The end of a QThread, told to ThreadSanitizer like the locks in qt_under_tsan.cpp: what the thread did
+// comes before whatever follows a wait for it. This file is built with the sanitizer, since its templates of
+// the standard library are those of the whole program.
 #include <QThread>
 
 #include <future>

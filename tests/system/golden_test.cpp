@@ -1,5 +1,5 @@
-// What people and programs read from plchost, kept as files: a change of the wording or of the order shows as a difference
-// here. Times, and counts that depend on them, are masked.
+// What people and programs read from plchost, kept as files: a change of the wording or of the order shows as
+// a difference here. Times, and counts that depend on them, are masked.
 //
 // After a change that is meant to be seen: PLC_WRITE_GOLDEN=1 ctest -R Golden
 #include <cstdlib>

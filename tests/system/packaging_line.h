@@ -1,6 +1,6 @@
 /// @file
-/// The packaging line of the examples, running: eight stations with known values, and plchost with its standard input in
-/// the test's hand.
+/// The packaging line of the examples, running: eight stations with known values, and plchost with its
+/// standard input in the test's hand.
 #ifndef PLC_TESTS_SYSTEM_PACKAGING_LINE_H
 #define PLC_TESTS_SYSTEM_PACKAGING_LINE_H
 

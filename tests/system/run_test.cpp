@@ -106,8 +106,8 @@ TEST_F(Plan, TakesTheAnswerDelayAndTheBaudRateIntoAccount)
 
 TEST_F(Plan, ServesAPriorityLevelAtItsRate)
 {
-    // Each request takes 15 bytes and 12.604167 ms. Level 4 goes out after every ordinary request, so that a scan is
-    // twice each: urgent, one, urgent, other.
+    // Each request takes 15 bytes and 12.604167 ms. Level 4 goes out after every ordinary request, so that a
+    // scan is twice each: urgent, one, urgent, other.
     const QJsonObject shown = plan(R"({"link": {"baud": 19200}, "variables": [
         {"name": "one", "area": "4x", "address": "0"},
         {"name": "other", "area": "4x", "address": "1000"},

@@ -1,5 +1,6 @@
-// A run on a bad line: no value that was never there, no write without its one report. PLC_SOAK_SECONDS makes it a
-// measurement: as long as it says, with late replies, and with the memory of plchost, which scripts/soak judges.
+// A run on a bad line: no value that was never there, no write without its one report. PLC_SOAK_SECONDS makes
+// it a measurement: as long as it says, with late replies, and with the memory of plchost, which scripts/soak
+// judges.
 
 #include <QJsonArray>
 
@@ -68,8 +69,8 @@ public:
     }
 
     std::size_t openWrites() const { return open_.size(); }
-    /// The value of the last write that was reported as done, or of a later one that was reported as failed: its
-    /// reply may have been lost.
+    /// The value of the last write that was reported as done, or of a later one that was reported as failed:
+    /// its reply may have been lost.
     bool mayStandInTheStation(const std::string &name, double value) const
     {
         const auto done = done_.find(name);
@@ -119,8 +120,8 @@ private:
             << name << " shows what was never there, or not any more";
     }
 
-    /// What was read after a write was done shows that write or a later one. All times are those of plchost, so that
-    /// nothing depends on when the lines get here.
+    /// What was read after a write was done shows that write or a later one. All times are those of plchost,
+    /// so that nothing depends on when the lines get here.
     void forgetOverwritten(const std::string &name, double moment, const QJsonValue &age)
     {
         const auto done = doneBeforeMs_.find(name);
@@ -163,9 +164,9 @@ TEST(SoakOfThePackagingLine, ShowsNoWrongValueAndReportsEachWriteOnce)
         arguments.emplace_back(fault);
         arguments.emplace_back("2");
     }
-    // Later than the project's time-out of 300 ms, and within the guard behind it. On a busy machine a reply comes later
-    // than that and rightly passes for the next one, so that late replies are for the measurement; tests/bus has them in
-    // virtual time.
+    // Later than the project's time-out of 300 ms, and within the guard behind it. On a busy machine a reply
+    // comes later than that and rightly passes for the next one, so that late replies are for the
+    // measurement; tests/bus has them in virtual time.
     const int measured = measuredSeconds();
     if (measured > 0)
         arguments = arguments + Words{"--late", "2", "--late-by", "450"};

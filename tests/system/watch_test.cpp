@@ -71,7 +71,8 @@ TEST_F(Watch, PausesBetweenTheScansWhenAsked)
 {
     serve({});
     const Finished run = plchost(watchWords({"4x:0", "4x:500", "-l", "400", "--for", "1"}));
-    // Scans begin at 0, 0.4 and 0.8 s, fewer on a busy machine; without the pause there would be hundreds of requests.
+    // Scans begin at 0, 0.4 and 0.8 s, fewer on a busy machine; without the pause there would be hundreds of
+    // requests.
     EXPECT_THAT(run.errors, MatchesRegex("requests [0-8], good [0-8],.*"));
 }
 

@@ -22,8 +22,8 @@ inline QByteArray wordBytes(int value)
     return bytes;
 }
 
-/// A set-up driver (no failed attempt is tolerated), stations, and threads that are bounded by what they do, never
-/// by time.
+/// A set-up driver (no failed attempt is tolerated), stations, and threads that are bounded by what they do,
+/// never by time.
 ///
 /// What the threads of a test share is either theirs alone until they are joined, or atomic in relaxed order:
 /// anything stronger would put their calls in order and hide from ThreadSanitizer what the driver forgets.

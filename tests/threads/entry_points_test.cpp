@@ -1,5 +1,5 @@
-// Four threads call whatever a runtime may call from any thread, in any order, while a fifth runs the cycle and its
-// callbacks call back.
+// Four threads call whatever a runtime may call from any thread, in any order, while a fifth runs the cycle
+// and its callbacks call back.
 #include <QMutexLocker>
 
 #include <random>
@@ -160,8 +160,8 @@ void PrintTo(const Link &link, std::ostream *out)
 class EntryPoints : public BesideTheCycle, public ::testing::WithParamInterface<Link>
 {};
 
-// A relay's replies look different from what the stations send: nothing but failures there. With option bit 4 bits are
-// written from the mirror.
+// A relay's replies look different from what the stations send: nothing but failures there. With option bit 4
+// bits are written from the mirror.
 INSTANTIATE_TEST_SUITE_P(Over, EntryPoints,
                          ::testing::Values(Link{"AGoodLine", 2, 0, 0, 0},
                                            Link{"ABadLine", 2, 0, 5, kOptionBitFromMirror},

@@ -1,5 +1,5 @@
-// A 32-bit value that one thread stores and another reads is never half old, whichever way it was stored and in
-// whichever order its two registers are read.
+// A 32-bit value that one thread stores and another reads is never half old, whichever way it was stored and
+// in whichever order its two registers are read.
 #include "threads/beside_the_cycle.h"
 
 namespace plc::test {
@@ -77,7 +77,8 @@ QByteArray pairSaying(int n, int type)
 class Pairs : public BesideTheCycle
 {
 protected:
-    /// Runs the writers and, for each view, a reader of input or holding registers; #torn counts what they find.
+    /// Runs the writers and, for each view, a reader of input or holding registers; #torn counts what they
+    /// find.
     void readBeside(int View::*type, const std::vector<Task> &writers = {}, int pairs = kPairs)
     {
         std::vector<Task> tasks = writers;

@@ -1,5 +1,5 @@
-// Several threads replace the cyclic reads, hand over priority names, switch stations and read values while the cycle
-// runs: what is served always comes from one whole table.
+// Several threads replace the cyclic reads, hand over priority names, switch stations and read values while
+// the cycle runs: what is served always comes from one whole table.
 #include <QMutexLocker>
 
 #include <set>

@@ -1,5 +1,5 @@
-// Proof that ThreadSanitizer sees the driver's locks, and no more than its locks: a program that touches the driver's
-// data from two threads, deliberately wrongly or rightly.
+// Proof that ThreadSanitizer sees the driver's locks, and no more than its locks: a program that touches the
+// driver's data from two threads, deliberately wrongly or rightly.
 //
 //     sanitizer_check DEED
 //

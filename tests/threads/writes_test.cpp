@@ -1,5 +1,5 @@
-// What becomes of writes and one-shot reads that several threads queue while the cycle runs: each is reported exactly
-// once, or not at all for a reason that the interface states.
+// What becomes of writes and one-shot reads that several threads queue while the cycle runs: each is reported
+// exactly once, or not at all for a reason that the interface states.
 #include <map>
 #include <set>
 #include <utility>
@@ -55,8 +55,8 @@ protected:
         return values;
     }
 
-    /// The values of the writes that were reported. A second report fails the test, and so does one that is not
-    /// what became of the write.
+    /// The values of the writes that were reported. A second report fails the test, and so does one that is
+    /// not what became of the write.
     std::set<int> valuesReported() const
     {
         const std::set<int> taken = valuesTaken();
@@ -128,8 +128,8 @@ TEST_F(Writes, ThatAreNotReportedWereReplacedByNewerOnesToTheirPlace)
     EXPECT_LT(reported.size(), static_cast<std::size_t>(kThreads * kWrites)) << "nothing was replaced";
     expectEachThreadsOrder();
 
-    // The last write of a thread to a place is newer than its others. So a place ends with the last write of some
-    // thread, and a last write is missing only where one of another thread took its turn.
+    // The last write of a thread to a place is newer than its others. So a place ends with the last write of
+    // some thread, and a last write is missing only where one of another thread took its turn.
     std::set<int> lastWrites;
     for (int thread = 0; thread < kThreads; ++thread) {
         for (int i = kWrites - kPlaces; i < kWrites; ++i)

@@ -56,14 +56,14 @@ std::vector<std::string> rowsOf(const Project &given)
 
 TEST(ProjectFile, TakesTheSettingsOfTheLink)
 {
-    const LinkSettings link =
-        linked(
-            R"({"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1, "rs485": "rts-after-send,3,4", "anyRate": true, "retryLimit": 4,
+    const LinkSettings link = linked(
+                                  R"({"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1,
+                    "rs485": "rts-after-send,3,4", "anyRate": true, "retryLimit": 4,
                    "replyTimeoutMs": 250, "turnaroundMs": 60, "options": ["one-based", "no-bit-packing"],
                    "linkMode": 1, "maxBlock": 50, "station": 9, "echo": true,
                    "without": ["strict-writes", "offline"],
                    "offlineAfter": 5, "lateGuardMs": 700, "firstTrialMs": 2000, "longestTrialMs": 30000})")
-            .link;
+                                  .link;
     EXPECT_EQ("/dev/ttyS3", link.port);
     EXPECT_EQ(9600, link.baud);
     EXPECT_EQ(Parity::None, link.parity);

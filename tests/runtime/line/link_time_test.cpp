@@ -1,5 +1,6 @@
-// What the clock does while the machine sleeps, shown in a time namespace: the clock of the time since the machine was
-// switched on is put forward there by eight hours, as a night's sleep does, and the clock that stops meanwhile is not.
+// What the clock does while the machine sleeps, shown in a time namespace: the clock of the time since the
+// machine was switched on is put forward there by eight hours, as a night's sleep does, and the clock that
+// stops meanwhile is not.
 
 #include "runtime/line/link_time.h"
 

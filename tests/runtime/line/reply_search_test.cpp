@@ -278,8 +278,8 @@ TEST_P(RelayWrites, AreRepeatedInModbusForm)
     EXPECT_EQ(Found::WrongReply, findReply(withCrc(GetParam().wrong), shape, false).found);
 }
 
-// One register at 100, as a single write and as a block of one; a coil at 100 on and off; three coils; bit 3 of
-// register 100, whose new value the frame does not tell; a pair of registers.
+// One register at 100, as a single write and as a block of one; a coil at 100 on and off; three coils; bit 3
+// of register 100, whose new value the frame does not tell; a pair of registers.
 INSTANTIATE_TEST_SUITE_P(
     Types, RelayWrites,
     ::testing::Values(RelayEcho{"18 05 01 02 07 0005 00000064 0001 0000000000000000 3412 00",
