@@ -264,8 +264,8 @@ void Witness::news(Time now, const runtime::News &news)
         transactionEnded(now, *news.transaction);
     if (news.transaction && runtime::isGroupedRead(news.transaction->request) && !news.ordinaryRead)
         ++checks_.priorityReads;
-    for (const runtime::OrderNews &operation : news.orders)
-        reported(now, operation);
+    for (const runtime::OrderNews &order : news.orders)
+        reported(now, order);
     if (news.transaction)
         checkBudget(now, *news.transaction);
     if (news.transaction)
