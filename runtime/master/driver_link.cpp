@@ -110,8 +110,9 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 bool DriverLink::setStationEnabled(int station, bool enabled)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const bool wasOffline = stations_.setEnabled(station, enabled);
-    sink_.takeBack(station);
+    const bool isOffline = stations_.setEnabled(station, enabled);
+    // A station that went and is back by now has lost what was queued for it, too.
+    const bool wasOffline = sink_.takeBack(station) || isOffline;
     handedOver_.forgetProbe(station);
     stateChanged(station);
     return wasOffline;

@@ -22,7 +22,7 @@ public:
     static constexpr std::size_t kMostWaiting = 1000;
 
     void put(News &&news) override;
-    void takeBack(int station) override;
+    bool takeBack(int station) override;
 
     /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands
     /// a line of the trace that tells how much was dropped.
