@@ -67,7 +67,11 @@ std::string endText(AttemptEnd end, int exceptionCode)
 /// "11 03 00 64"
 std::string hexText(const QByteArray &bytes)
 {
-    return bytes.toHex(' ').toUpper().toStdString();
+    const QByteArray digits = bytes.toHex().toUpper();
+    std::string text;
+    for (int i = 0; i < digits.size(); i += 2)
+        text.append(i > 0 ? " " : "").append(digits.constData() + i, 2);
+    return text;
 }
 
 } // namespace

@@ -87,8 +87,7 @@ public:
     virtual void setOpenOrders(int count) = 0;
     /// The user switches a station off or on; on, it counts as one that has not been asked yet. News of its
     /// changes that have not been taken yet are taken back: all that come from now on are of a later time.
-    /// @return whether it was offline at some time since the news that were taken last, so that the driver
-    /// may
+    /// @return whether it was offline at some time since the last news that were taken. The driver may then
     ///         have dropped what was queued for it.
     virtual bool setStationEnabled(int station, bool enabled) = 0;
     /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a
