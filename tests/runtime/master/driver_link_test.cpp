@@ -597,7 +597,7 @@ TEST_F(DriverLinkTest, RepeatsNothingForAStationThatAnswersOnlyProbes)
     dead = {2};
     sent.clear();
     runFor(seconds(3));
-    EXPECT_EQ(1u, sentTo(2).size()) << "once, although one repetition is allowed";
+    EXPECT_EQ(1u, sentTo(2).size()) << "once, although one repeat is allowed";
     ASSERT_EQ(3u, stations.size());
     EXPECT_EQ(1, stations[2].failures);
     EXPECT_EQ(seconds(20), stations[2].nextProbe);
