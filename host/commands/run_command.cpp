@@ -178,8 +178,10 @@ private:
 
     void switchStation(int station, bool enabled)
     {
-        monitor_.setStationEnabled(station, enabled);
+        // The session first digests what became of the station before. Told earlier, the monitor would take
+        // that for news of a later time.
         session_.setStationEnabled(station, enabled);
+        monitor_.setStationEnabled(station, enabled);
         reportEnded();
     }
 

@@ -3,7 +3,9 @@
 #include <asm/ioctls.h>
 #include <linux/serial.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
@@ -11,6 +13,12 @@
 #include "runtime/line/terminal_mode.h"
 
 namespace plc::runtime {
+
+/// How the port switches the direction of an RS-485 line.
+struct Direction
+{
+    serial_rs485 record{};
+};
 
 namespace {
 
@@ -89,8 +97,13 @@ SerialPort::SerialPort(const LineSettings &settings, const PortListener &listene
     : system_(system), name_(settings.port)
 {
     descriptor_ = system_.open(pathOf(name_));
-    if (descriptor_ < 0)
-        refuse(settings, reasonOf(errno));
+    if (descriptor_ < 0) {
+        const int error = errno;
+        // What another program has claimed opens for the superuser alone.
+        if (error == EBUSY)
+            refuseInUse(settings, reasonOf(error));
+        refuse(settings, reasonOf(error));
+    }
     try {
         claim(settings);
         configure(settings, listener);
@@ -111,6 +124,8 @@ SerialPort::~SerialPort()
 
 void SerialPort::release()
 {
+    if (directionBefore_)
+        system_.control(descriptor_, TIOCSRS485, &directionBefore_->record);
     if (before_)
         writeMode(*before_);
     if (isClaimed_)
@@ -125,10 +140,8 @@ void SerialPort::claim(const LineSettings &settings)
     TerminalMode mode;
     if (!readMode(&mode))
         refuse(settings, reasonOf(errno));
-    if (system_.lock(descriptor_) != 0) {
-        const std::string holder = system_.holder(descriptor_);
-        refuse(settings, "it is in use by " + (holder.empty() ? "another program" : holder));
-    }
+    if (system_.lock(descriptor_) != 0)
+        refuseInUse(settings, "it is in use by another program");
     isClaimed_ = true;
     system_.control(descriptor_, TIOCEXCL, 0);
 }
@@ -228,7 +241,7 @@ bool SerialPort::writeMode(const TerminalMode &mode) const
     return system_.control(descriptor_, TCSETS, &older) == 0;
 }
 
-void SerialPort::switchDirection(const LineSettings &settings, const PortListener &listener) const
+void SerialPort::switchDirection(const LineSettings &settings, const PortListener &listener)
 {
     constexpr auto kSwitching =
         static_cast<unsigned>(SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND | SER_RS485_RTS_AFTER_SEND);
@@ -238,6 +251,9 @@ void SerialPort::switchDirection(const LineSettings &settings, const PortListene
         SER_RS485_ENABLED | (wanted.rtsOnSend ? SER_RS485_RTS_ON_SEND : SER_RS485_RTS_AFTER_SEND));
     asked.delay_rts_before_send = static_cast<unsigned>(wanted.beforeMs);
     asked.delay_rts_after_send = static_cast<unsigned>(wanted.afterMs);
+    Direction before;
+    if (system_.control(descriptor_, TIOCGRS485, &before.record) == 0)
+        directionBefore_ = std::make_unique<Direction>(before);
     serial_rs485 kept = asked;
     if (system_.control(descriptor_, TIOCSRS485, &kept) != 0 ||
         system_.control(descriptor_, TIOCGRS485, &kept) != 0)
@@ -272,6 +288,13 @@ void SerialPort::refuse(const LineSettings &settings, const std::string &reason)
 {
     throw Failure(FailureKind::Port, "port '" + name_ + "' cannot be opened at " +
                                          std::to_string(settings.baud) + " baud: " + reason);
+}
+
+/// @param otherwise  the reason where nobody knows the process.
+void SerialPort::refuseInUse(const LineSettings &settings, const std::string &otherwise) const
+{
+    const std::string holder = system_.holder(pathOf(name_));
+    refuse(settings, holder.empty() ? otherwise : "it is in use by " + holder);
 }
 
 void SerialPort::lost(const char *doing) const

@@ -11,6 +11,7 @@
 
 namespace plc::runtime {
 
+struct Direction;
 struct TerminalMode;
 
 /// Something that people should know of a port that works.
@@ -48,20 +49,22 @@ private:
     void checkMode(const LineSettings &settings, const TerminalMode &kept,
                    const PortListener &listener) const;
     void checkRate(const LineSettings &settings, const TerminalMode &kept, const PortListener &listener);
-    void switchDirection(const LineSettings &settings, const PortListener &listener) const;
+    void switchDirection(const LineSettings &settings, const PortListener &listener);
     bool readMode(TerminalMode *mode) const;
     bool writeMode(const TerminalMode &mode) const;
     int trueRate(int told) const;
     void hurry(const PortListener &listener) const;
     void release();
     [[noreturn]] void refuse(const LineSettings &settings, const std::string &reason) const;
+    [[noreturn]] void refuseInUse(const LineSettings &settings, const std::string &otherwise) const;
     [[noreturn]] void lost(const char *doing) const;
 
     TerminalSystem &system_;
     std::string name_;
     int descriptor_ = -1;
     bool isClaimed_ = false;
-    std::unique_ptr<TerminalMode> before_; ///< to be put back; null for nothing
+    std::unique_ptr<TerminalMode> before_;       ///< to be put back; null for nothing
+    std::unique_ptr<Direction> directionBefore_; ///< to be put back; null for nothing
 };
 
 } // namespace plc::runtime

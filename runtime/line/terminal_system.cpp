@@ -8,6 +8,7 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -69,11 +70,11 @@ int TerminalSystem::lock(int descriptor)
     return flock(descriptor, LOCK_EX | LOCK_NB);
 }
 
-std::string TerminalSystem::holder(int descriptor)
+std::string TerminalSystem::holder(const std::string &path)
 {
     struct stat device
     {};
-    if (fstat(descriptor, &device) != 0)
+    if (stat(path.c_str(), &device) != 0)
         return std::string();
     // "1: FLOCK  ADVISORY  WRITE 4711 00:18:5 0 EOF": process, then file system in hexadecimal and inode.
     std::ifstream locks("/proc/locks");

@@ -33,8 +33,8 @@ public:
     virtual int control(int descriptor, unsigned long request, int argument);
     /// Locks the device, not its name: a link leads to the same lock. The lock goes with the descriptor.
     virtual int lock(int descriptor);
-    /// "process 4711 (plchost)": who has locked the device; empty where that is not known.
-    virtual std::string holder(int descriptor);
+    /// "process 4711 (plchost)": who has locked the device at @p path; empty where that is not known.
+    virtual std::string holder(const std::string &path);
     virtual bool isPseudoTerminal(int descriptor);
     virtual long read(int descriptor, void *bytes, std::size_t count);
     virtual long write(int descriptor, const void *bytes, std::size_t count);

@@ -8,6 +8,18 @@ namespace {
 
 constexpr Time kLongestWait = std::chrono::milliseconds(50);
 
+class WorkThread : public QThread
+{
+public:
+    explicit WorkThread(std::function<void()> work) : work_(std::move(work)) {}
+
+protected:
+    void run() override { work_(); }
+
+private:
+    std::function<void()> work_;
+};
+
 } // namespace
 
 Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
@@ -26,9 +38,8 @@ void Communication::start(const std::map<int, int> &cyclicReads, bool trace)
     stopping_ = false;
     const auto opening = std::make_shared<Opening>();
     std::future<void> ready = opening->done.get_future();
-    thread_.reset(QThread::create([this, opening, open = surroundings_.openPort, settings = settings_] {
-        run(*opening, open, settings);
-    }));
+    thread_ = std::make_unique<WorkThread>([this, opening, open = surroundings_.openPort,
+                                            settings = settings_] { run(*opening, open, settings); });
     thread_->start();
     // Without a thread nobody would keep the promise.
     if (!thread_->isRunning() && !thread_->isFinished()) {
@@ -57,7 +68,7 @@ void Communication::abandon(Opening &opening)
         return; // the promise is about to be kept
     // A program with an event loop gets rid of the object; it may have ended before it was connected.
     QThread *const thread = thread_.release();
-    QObject::connect(thread, &QThread::finished, thread, &QObject::deleteLater);
+    QObject::connect(thread, SIGNAL(finished()), thread, SLOT(deleteLater()));
     if (thread->isFinished())
         thread->deleteLater();
     throw Failure(FailureKind::Port, "interrupted while port '" + settings_.port + "' was being opened");

@@ -18,9 +18,9 @@ class DriverLibrary
 {
 public:
     /// Loads the library.
-    /// @param path  of the file; empty = the first that is found beside the program, in the lib folder next
-    /// to the
-    ///              program's folder, or where the system looks.
+    /// @param path  of the file. Empty = the first that is found beside the program, in the lib folder next
+    /// to
+    ///              the program's folder, or where the system looks.
     /// @throw Failure  (wrong usage) when it cannot be loaded or lacks an entry point.
     explicit DriverLibrary(const std::string &path);
     ~DriverLibrary();

@@ -67,7 +67,11 @@ std::string endText(AttemptEnd end, int exceptionCode)
 /// "11 03 00 64"
 std::string hexText(const QByteArray &bytes)
 {
-    return bytes.toHex(' ').toUpper().toStdString();
+    const QByteArray digits = bytes.toHex().toUpper();
+    std::string text;
+    for (int i = 0; i < digits.size(); i += 2)
+        text.append(i > 0 ? " " : "").append(digits.constData() + i, 2);
+    return text;
 }
 
 } // namespace
@@ -110,8 +114,9 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 bool DriverLink::setStationEnabled(int station, bool enabled)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const bool wasOffline = stations_.setEnabled(station, enabled);
-    sink_.takeBack(station);
+    const bool isOffline = stations_.setEnabled(station, enabled);
+    // A station that went and is back by now has lost what was queued for it, too.
+    const bool wasOffline = sink_.takeBack(station) || isOffline;
     handedOver_.forgetProbe(station);
     stateChanged(station);
     return wasOffline;

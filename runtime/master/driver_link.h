@@ -103,7 +103,7 @@ private:
     ScanPacer pacer_;
     StationGuard stations_;
     HandedOver handedOver_;
-    int probedStation_ = -1; ///< by the transaction in progress; -1 = that step is no probe
+    int probedStation_ = -1; ///< by the transaction in progress; -1 = that is no probe
 };
 
 } // namespace plc::runtime

@@ -55,9 +55,10 @@ class NewsSink
 public:
     virtual ~NewsSink() = default;
     virtual void put(News &&news) = 0;
-    /// The user switches @p station: changes of it that the session has not taken yet mean nothing any more,
+    /// The user switches @p station. Changes of it that the session has not taken yet mean nothing any more,
     /// and are taken out of the news. The rest of these news stays. May come from the session's thread.
-    virtual void takeBack(int station) = 0;
+    /// @return whether the station had gone offline with one of these changes.
+    virtual bool takeBack(int station) = 0;
 };
 
 /// The half of a session that talks to the line; all calls on the session's thread.
@@ -86,7 +87,8 @@ public:
     virtual void setOpenOrders(int count) = 0;
     /// The user switches a station off or on; on, it counts as one that has not been asked yet. News of its
     /// changes that have not been taken yet are taken back: all that come from now on are of a later time.
-    /// @return whether it was offline until now, so that the driver may have dropped what was queued for it.
+    /// @return whether it was offline at some time since the last news that were taken. The driver may then
+    ///         have dropped what was queued for it.
     virtual bool setStationEnabled(int station, bool enabled) = 0;
     /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a
     /// whole.

@@ -32,13 +32,17 @@ void NewsBox::put(News &&news)
     filled_.notify_one();
 }
 
-void NewsBox::takeBack(int station)
+bool NewsBox::takeBack(int station)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
+    bool wentOffline = false;
     for (News &news : news_) {
-        if (news.station && news.station->station == station)
-            news.station.reset();
+        if (!news.station || news.station->station != station)
+            continue;
+        wentOffline = wentOffline || news.station->offline;
+        news.station.reset();
     }
+    return wentOffline;
 }
 
 std::vector<News> NewsBox::take(Time until)

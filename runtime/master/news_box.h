@@ -13,16 +13,16 @@
 namespace plc::runtime {
 
 /// Bounded queue between two threads. When the main thread stands still, as behind a stopped terminal, the
-/// line goes on; then step reports, lines of the trace and older statistics are dropped. Three kinds of news
-/// are never dropped: ends of orders, whose number is bounded; changes of stations, which are rare and
-/// short; the loss of the port.
+/// line goes on. Then reports of transactions, lines of the trace and all but the last statistics are
+/// dropped. Ends and releases of orders are never dropped, as their number is bounded; nor are changes of
+/// stations, which are rare and short, and the loss of the port.
 class NewsBox : public NewsSink
 {
 public:
     static constexpr std::size_t kMostWaiting = 1000;
 
     void put(News &&news) override;
-    void takeBack(int station) override;
+    bool takeBack(int station) override;
 
     /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands
     /// a line of the trace that tells how much was dropped.

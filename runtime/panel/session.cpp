@@ -269,8 +269,8 @@ void Session::digest(News &&news)
         noteCyclic(*news.transaction);
     if (listener_)
         listener_(news);
-    for (const OrderNews &operation : news.orders)
-        ledger_.close(operation.ticket, operation.result);
+    for (const OrderNews &order : news.orders)
+        ledger_.close(order.ticket, order.result);
     ledger_.release(news.released);
     if (news.station)
         noteStation(*news.station);

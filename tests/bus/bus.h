@@ -76,7 +76,7 @@ public:
     Journal &journal() { return journal_; }
     const runtime::Statistics &statistics() const { return link_->statistics(); }
     const BusPlan &plan() const { return plan_; }
-    /// Steps that ended since the start.
+    /// Transactions that ended since the start.
     const std::vector<runtime::TransactionReport> &transactions() const { return transactions_; }
     void keepTransactions(bool keep) { keepTransactions_ = keep; }
 

@@ -176,7 +176,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.healthyTransactions += run.checks.healthyTransactions;
     checks.recoveries += run.checks.recoveries;
     checks.refusals += run.checks.refusals;
-    checks.trials += run.checks.trials;
+    checks.probes += run.checks.probes;
     checks.statuses += run.checks.statuses;
     checks.bookedProbes += run.checks.bookedProbes;
     checks.priorityReads += run.checks.priorityReads;
@@ -241,13 +241,13 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
                           static_cast<std::uint64_t>(total.mostGrowth));
     }
     printFigure("(j) orders for an offline station refused at once", sum.checks.refusals);
-    printFigure("(k) requests to stations that were offline or just back", sum.checks.trials);
+    printFigure("(k) requests to stations that were offline or just back", sum.checks.probes);
     printFigure("(l) states and ages of variables", sum.checks.statuses);
     printFigure("(m) registers written back with one bit changed", sum.checks.writeBacks);
     printFigure("(n) broadcasts on lines with an echo", sum.checks.broadcasts);
     printFigure("(o) stations that were left in peace after exception 06", sum.checks.busy);
     printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
-    printFigure("(q) trials and relapses that the others pay for", sum.checks.bookedProbes);
+    printFigure("(q) probes and relapses that the others pay for", sum.checks.bookedProbes);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

@@ -145,7 +145,7 @@ TEST_F(BusPolicy, LateReplyGuardKeepsLateAnswersFromTheNextRequest)
     EXPECT_THAT(complaintAfterFaults(plan, "(d)"), HasSubstr("(a) the mirror shows"));
 }
 
-TEST_F(BusPolicy, LateReplyGuardHoldsWithRepetitions)
+TEST_F(BusPolicy, LateReplyGuardHoldsWithRepeats)
 {
     BusPlan plan = withFault(planOf(1, kTwins), {Fault::LateReply});
     plan.field.faultPermille = 500;
@@ -307,7 +307,7 @@ TEST_F(BusPolicy, ARefusalForGoodIsNotRepeated)
     }
 }
 
-TEST_F(BusPolicy, RepetitionsBringLostRepliesHome)
+TEST_F(BusPolicy, RepeatsBringLostRepliesHome)
 {
     BusPlan plan = withFault(planOf(2, kTwins), {Fault::LostReply});
     plan.link.retries = 2;
@@ -500,9 +500,9 @@ TEST_F(BusPolicy, TrialsOfManyDeadStationsTakeATenthOfTheTime)
     bus.runFor(minutes(30));
     EXPECT_EQ("", bus.witness().complaint());
     // Each costs two seconds: a time-out, and as long again to listen for a late answer.
-    const std::uint64_t trials = bus.statistics().total.timeouts - before;
-    EXPECT_LE(trials, 100u);
-    EXPECT_GE(trials, 60u);
+    const std::uint64_t probes = bus.statistics().total.timeouts - before;
+    EXPECT_LE(probes, 100u);
+    EXPECT_GE(probes, 60u);
 }
 
 /// A live station, and dead ones beside it.
@@ -613,7 +613,7 @@ TEST_F(BusPolicy, ADamagedReplyCostsTheLineLittle)
     bus.start();
     bus.runFor(minutes(10));
     const auto undamaged = static_cast<double>(bus.statistics().total.good);
-    EXPECT_GE(readings[true], 0.9 * undamaged) << "a repetition and a short wait each";
+    EXPECT_GE(readings[true], 0.9 * undamaged) << "a repeat and a short wait each";
     EXPECT_LE(readings[false], 0.9 * undamaged);
 }
 
@@ -647,7 +647,7 @@ TEST_F(BusPolicy, AGatewayThatFindsNobodyOrAStationThatIsBusyForEverTakesItOffli
     }
 }
 
-TEST_F(BusPolicy, ATrialIsSentOnceHoweverManyRepetitionsThereAre)
+TEST_F(BusPolicy, AProbeIsSentOnceHoweverManyRepeatsThereAre)
 {
     BusPlan plan = planOf(2, {"4x:0:4@1", "4x:0:4@2"});
     plan.link.retries = 4;
@@ -888,7 +888,7 @@ TEST_F(BusPolicy, NothingIsSentToAStationThatIsOffNotEvenWhatHasPriority)
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_EQ(before, bus.statistics().stations.at(3).requests);
     EXPECT_TRUE(bus.isOffline(4));
-    EXPECT_GT(bus.witness().checks().trials, 3u);
+    EXPECT_GT(bus.witness().checks().probes, 3u);
     // Three failures, and a probe a minute.
     EXPECT_LT(bus.statistics().stations.at(4).timeouts, 15u);
 }

@@ -165,8 +165,8 @@ void setPace(Random &random, Scenario *scenario)
     // The last probe may just have failed, of one of many; then everything is asked for once, with orders
     // between.
     const auto others = static_cast<int>(scenario->bus.field.stations.size()) - 1;
-    const Time trial = link.timeout + link.lateGuard.value_or(link.timeout) + exchange;
-    scenario->recoveredWithin = std::max(link.offline.longestProbe, 10 * others * trial) +
+    const Time probe = link.timeout + link.lateGuard.value_or(link.timeout) + exchange;
+    scenario->recoveredWithin = std::max(link.offline.longestProbe, 10 * others * probe) +
                                 2 * link.pollInterval + 3 * turnsOf(scenario->bus, requests) * exchange +
                                 8 * link.timeout + link.lateGuard.value_or(link.timeout) + seconds(5);
 }

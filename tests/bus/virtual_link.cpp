@@ -62,12 +62,16 @@ void VirtualLink::put(runtime::News &&news)
     news_.push_back(std::move(news));
 }
 
-void VirtualLink::takeBack(int station)
+bool VirtualLink::takeBack(int station)
 {
+    bool wentOffline = false;
     for (runtime::News &news : news_) {
-        if (news.station && news.station->station == station)
-            news.station.reset();
+        if (!news.station || news.station->station != station)
+            continue;
+        wentOffline = wentOffline || news.station->offline;
+        news.station.reset();
     }
+    return wentOffline;
 }
 
 /// Puts a line of the host's trace into the journal, which has a time of its own.

@@ -46,7 +46,7 @@ public:
 
 private:
     void put(runtime::News &&news) override;
-    void takeBack(int station) override;
+    bool takeBack(int station) override;
     void step(Time until);
     void deliver(const WireByte &byte);
     void noteEcho(const WireByte &byte);

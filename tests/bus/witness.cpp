@@ -133,7 +133,7 @@ void Witness::noteHalf(Time now)
 void Witness::checkLeftAlone(Time now)
 {
     const int station = sent_.frame[0];
-    const bool isRepetition = sentInTransaction_++ > 0;
+    const bool isRepeat = sentInTransaction_++ > 0;
     const std::string who = "station " + std::to_string(station);
     if (switchedOff_.count(station) > 0)
         complain(now, "(k) a request goes to " + who + ", which is switched off");
@@ -143,13 +143,13 @@ void Witness::checkLeftAlone(Time now)
     const auto absence = absences_.find(station);
     if (absence == absences_.end())
         return;
-    ++checks_.trials;
+    ++checks_.probes;
     const bool isOffline = absence->second == Absence::Offline;
     if (isOffline && sent_.isWrite)
         complain(now, "(k) a write goes to " + who + ", which is offline");
-    if (isRepetition && (isOffline || sent_.hostId == runtime::kCyclicHostId))
+    if (isRepeat && (isOffline || sent_.hostId == runtime::kCyclicHostId))
         complain(now, "(k) a read is repeated to " + who + ", which " +
-                          (isOffline ? "is offline" : "was offline and has only answered a trial yet"));
+                          (isOffline ? "is offline" : "was offline and has only answered a probe yet"));
 }
 
 void Witness::lateReplyBegins(Time now, int station, int tag)
@@ -264,8 +264,8 @@ void Witness::news(Time now, const runtime::News &news)
         transactionEnded(now, *news.transaction);
     if (news.transaction && runtime::isGroupedRead(news.transaction->request) && !news.ordinaryRead)
         ++checks_.priorityReads;
-    for (const runtime::OrderNews &operation : news.orders)
-        reported(now, operation);
+    for (const runtime::OrderNews &order : news.orders)
+        reported(now, order);
     if (news.transaction)
         checkBudget(now, *news.transaction);
     if (news.transaction)
@@ -303,7 +303,7 @@ void Witness::checkBudget(Time now, const runtime::TransactionReport &report)
     booked_ = std::max(0.0, booked_ - kShare * runtime::seconds(report.startedAt - bookedAt_));
     bookedAt_ = report.startedAt;
     if (isProbe && booked_ > kRounding)
-        complain(now, "(q) station " + std::to_string(station) + " is tried while earlier trials have cost " +
+        complain(now, "(q) station " + std::to_string(station) + " is tried while earlier probes have cost " +
                           std::to_string(booked_) + " s more than a tenth of the time");
     // Bytes that came, or were damaged, spare the listening.
     const Time guard = report.cause == AttemptEnd::NoReply ? plan_.guard : Time::zero();
@@ -330,7 +330,7 @@ void Witness::checkProbation(Time now, const runtime::TransactionReport &report,
         absences_.erase(absence);
     if (failed && !(news && news->station == station && news->offline))
         complain(now, "(k) station " + std::to_string(station) +
-                          " has answered a trial and nothing else, and is not offline again");
+                          " has answered a probe and nothing else, and is not offline again");
 }
 
 bool Witness::isAway(int station) const
@@ -400,7 +400,7 @@ void Witness::transactionEnded(Time now, const runtime::TransactionReport &repor
     const auto read = reads_.find(report.request.hostSubId);
     if (report.request.hostId == runtime::kOrderHostId && read != reads_.end() &&
         report.cause == AttemptEnd::Good)
-        ++read->second.steps;
+        ++read->second.transactions;
     const auto order = orders_.find(report.request.hostSubId);
     if (report.request.isReadHalf && order != orders_.end())
         order->second.readEnded = now;
@@ -573,7 +573,7 @@ void Witness::readingEnded(Time now, runtime::Ticket ticket, const runtime::Orde
     reading.ended = true;
     reading.endedAt = now;
     const bool done = result.end == OrderEnd::Good;
-    if (done && reading.steps == 0)
+    if (done && reading.transactions == 0)
         complain(now, "(b) " + who + " is reported as done, but nobody was asked");
     if (!done && isHealthySince(reading.orderedAt))
         complain(now, "(f) on a healthy line " + who + " is reported as failed");

@@ -96,7 +96,7 @@ struct Checks
     std::uint64_t healthyTransactions = 0;
     std::uint64_t recoveries = 0;   ///< (g) and (r), elements
     std::uint64_t refusals = 0;     ///< (j)
-    std::uint64_t trials = 0;       ///< (k), requests to stations that are offline or only just back
+    std::uint64_t probes = 0;       ///< (k), requests to stations that are offline or only just back
     std::uint64_t statuses = 0;     ///< (l)
     std::uint64_t bookedProbes = 0; ///< (q)
     std::uint64_t priorityReads = 0;
@@ -208,7 +208,7 @@ private:
         Time orderedAt{};
         Time endedAt{}; ///< only if `ended`
         bool ended = false;
-        int steps = 0; ///< that ended well
+        int transactions = 0; ///< that ended well
         int reports = 0;
     };
     struct CyclicRead

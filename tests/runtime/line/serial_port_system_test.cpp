@@ -79,7 +79,7 @@ public:
         return 0;
     }
     int lock(int) override { return isLocked ? -1 : 0; }
-    std::string holder(int) override { return lockedBy; }
+    std::string holder(const std::string &path) override { return path == opened ? lockedBy : ""; }
     bool isPseudoTerminal(int) override { return false; }
     long read(int, void *bytes, std::size_t) override
     {
@@ -216,6 +216,17 @@ TEST_F(SerialPortSystem, NamesTheProcessThatHoldsThePort)
     EXPECT_THAT(system.requests, IsEmpty()) << "the other's claim was touched";
 }
 
+// A program of the superuser gets as far as the lock; for any other the device does not even open.
+TEST_F(SerialPortSystem, NamesTheProcessThatHoldsThePortToUsersWhoCannotOpenIt)
+{
+    system.openError = EBUSY;
+    system.lockedBy = "process 4711 (plchost)";
+    EXPECT_THAT(refusal(), HasSubstr("it is in use by process 4711 (plchost)"));
+    system.lockedBy.clear();
+    EXPECT_THAT(refusal(), HasSubstr("it is in use by another program"));
+    EXPECT_EQ(0, system.closed);
+}
+
 TEST_F(SerialPortSystem, ClaimsTheDeviceAndGivesItBack)
 {
     open();
@@ -350,12 +361,30 @@ TEST_F(SerialPortSystem, SwitchesTheDirectionOfTheLineWhereAsked)
     EXPECT_EQ(0u, system.rs485.flags) << "nobody has asked";
     settings.rs485 = Rs485{true, 1, 2};
     open();
-    EXPECT_EQ(unsigned{SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND}, system.rs485.flags);
-    EXPECT_EQ(1u, system.rs485.delay_rts_before_send);
-    EXPECT_EQ(2u, system.rs485.delay_rts_after_send);
+    {
+        const SerialPort port = open();
+        EXPECT_EQ(unsigned{SER_RS485_ENABLED | SER_RS485_RTS_ON_SEND}, system.rs485.flags);
+        EXPECT_EQ(1u, system.rs485.delay_rts_before_send);
+        EXPECT_EQ(2u, system.rs485.delay_rts_after_send);
+    }
     settings.rs485 = Rs485{false, 0, 0};
-    open();
+    const SerialPort port = open();
     EXPECT_EQ(unsigned{SER_RS485_ENABLED | SER_RS485_RTS_AFTER_SEND}, system.rs485.flags);
+}
+
+TEST_F(SerialPortSystem, PutsTheSwitchingOfDirectionBackAsItWas)
+{
+    system.hasRs485 = true;
+    system.rs485.flags = SER_RS485_RTS_AFTER_SEND;
+    system.rs485.delay_rts_after_send = 7;
+    settings.rs485 = Rs485{true, 1, 2};
+    open();
+    EXPECT_EQ(unsigned{SER_RS485_RTS_AFTER_SEND}, system.rs485.flags);
+    EXPECT_EQ(0u, system.rs485.delay_rts_before_send);
+    EXPECT_EQ(7u, system.rs485.delay_rts_after_send);
+    settings.rs485->beforeMs = 101; // not kept, so that the port is refused
+    EXPECT_THAT(refusal(), HasSubstr("it does not keep"));
+    EXPECT_EQ(unsigned{SER_RS485_RTS_AFTER_SEND}, system.rs485.flags);
 }
 
 TEST_F(SerialPortSystem, RefusesToSwitchWhereThePortCannot)

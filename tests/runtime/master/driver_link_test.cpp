@@ -82,10 +82,11 @@ protected:
         released.insert(released.end(), news.released.begin(), news.released.end());
     }
 
-    void takeBack(int station) override
+    bool takeBack(int station) override
     {
         takenBack.push_back(station);
         toldBefore = stations.size();
+        return takesBackItsGoing;
     }
 
     /// A register of @p station, or some, are read over and over.
@@ -167,6 +168,7 @@ protected:
     std::vector<Ticket> released;
     std::vector<int> takenBack;     ///< stations of which news are taken back
     std::size_t toldBefore = 0;     ///< changes of stations that were told before that
+    bool takesBackItsGoing = false; ///< news that a station had gone offline were among what is taken back
     std::function<void()> onChange; ///< called once, before the next change of a station is told
 
 private:
@@ -435,6 +437,14 @@ TEST_F(DriverLinkTest, TellsWhetherAStationThatIsSwitchedWasOffline)
     EXPECT_FALSE(link().setStationEnabled(1, false));
 }
 
+TEST_F(DriverLinkTest, TellsThatASwitchedStationWasOfflineAlsoWhereItIsBackAndNobodyHasTakenTheNews)
+{
+    watch(2);
+    runFor(seconds(1));
+    takesBackItsGoing = true;
+    EXPECT_TRUE(link().setStationEnabled(2, true)) << "who waits for the end of an order would wait for ever";
+}
+
 TEST_F(DriverLinkTest, SendsNothingToAStationThatIsSwitchedOffWhileItsRequestWaitsForTheLine)
 {
     setUpDriver();
@@ -587,7 +597,7 @@ TEST_F(DriverLinkTest, RepeatsNothingForAStationThatAnswersOnlyProbes)
     dead = {2};
     sent.clear();
     runFor(seconds(3));
-    EXPECT_EQ(1u, sentTo(2).size()) << "once, although one repetition is allowed";
+    EXPECT_EQ(1u, sentTo(2).size()) << "once, although one repeat is allowed";
     ASSERT_EQ(3u, stations.size());
     EXPECT_EQ(1, stations[2].failures);
     EXPECT_EQ(seconds(20), stations[2].nextProbe);

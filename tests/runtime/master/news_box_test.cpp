@@ -88,14 +88,16 @@ TEST(NewsBox, TakesBackTheChangesOfAStationAndNothingElse)
         News change = endNews(station);
         change.station.emplace();
         change.station->station = station;
+        change.station->offline = station == 5;
         box.put(std::move(change));
     }
-    box.takeBack(5);
-    box.takeBack(7);
+    EXPECT_TRUE(box.takeBack(5)) << "it had gone offline";
+    EXPECT_FALSE(box.takeBack(5)) << "that is taken back already";
+    EXPECT_FALSE(box.takeBack(7));
     const std::vector<News> taken = box.take(steadyNow());
     ASSERT_EQ(3u, taken.size());
     EXPECT_FALSE(taken[0].station);
-    EXPECT_EQ(5, taken[0].orders.at(0).ticket) << "its operations have ended all the same";
+    EXPECT_EQ(5, taken[0].orders.at(0).ticket) << "its orders have ended all the same";
     EXPECT_TRUE(taken[0].transaction);
     EXPECT_TRUE(taken[1].station);
     EXPECT_FALSE(taken[2].station);
