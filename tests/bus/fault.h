@@ -29,7 +29,8 @@ enum class Fault
     GapInRequest,
     StrayEcho, ///< a read request comes back to the master, on a line that has no echo
     LateEcho,  ///< a converter holds the echo back, and all that comes behind it
-              // For a while:
+
+    // For a while:
     Silence,      ///< a station is dead for seconds or minutes
     Restart,      ///< a station begins again with other values
     LineCut,      ///< the master is cut off from all stations
