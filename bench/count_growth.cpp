@@ -15,6 +15,8 @@
 //   fail            filling the write list with SIZE writes of two operations by turns; the first fails,
 //                   which takes others along, then the list is emptied
 //   fill            the same without the failure: what to take off
+//   each            SetRegisterData of SIZE registers that go out one a request, then the same once more,
+//                   which replaces the values in the list; then the list is emptied
 //   split           AddListOnceReadVar of a variable that makes SIZE requests; the list is emptied
 //
 // Two runs under callgrind, one with TIMES doubled, differ by the instructions of TIMES operations. 'memory'
@@ -22,6 +24,7 @@
 // keeps, and the most that it had at any time. scripts/bench --growth makes the tables of docs/performance.md
 // of all that. Exit codes: 0 every operation succeeded, 1 one did not, 2 wrong usage.
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -233,6 +236,21 @@ bool splitRead(COM_INFO &settings, int requests, long times)
     return true;
 }
 
+bool writeEach(int registers, long times)
+{
+    QByteArray values(2 * registers, '\x5A');
+    const QString address = QStringLiteral("0");
+    for (long i = 0; i < times; ++i) {
+        for (int k = 0; k < 2; ++k)
+            SetRegisterData(kName, plc::kHoldingSingle, address, plc::bench::kStation, &values, registers, 0,
+                            0);
+        if (PLC_driver.writeList.size() < std::min(registers, 1024))
+            return false;
+        PLC_driver.writeList.clear();
+    }
+    return true;
+}
+
 int printMemory(int size)
 {
     Variables variables = scattered(size);
@@ -262,6 +280,8 @@ bool carryOut(COM_INFO &settings, const char *operation, int size, long times)
         return replaceNewest(size, times);
     if (is("fail") || is("fill"))
         return failAmong(settings, size, is("fail"), times);
+    if (is("each"))
+        return writeEach(size, times);
     if (is("split"))
         return splitRead(settings, size, times);
     std::fprintf(stderr, "count_growth: unknown operation '%s'\n", operation);

@@ -107,15 +107,17 @@ PLC_EXPORT Protocol *ComCommunication(int ignored);
 ///                empty.
 /// @param length  size of the buffer handed in with this call; 0 when nothing was received.
 /// @return always the same record, the driver's own, with empty `data`. After a completed operation its
-///         fields are those of the operation's variable. Its `status` (names in core/result_codes.h): -
-///         plc::kResultPending, 0: nothing finished. More bytes are needed; or, after an empty or bad reply,
-///         the same request is to be sent again. - plc::kResultDone, 1: reply found, or step done.
-///         plc::kResultDoneWithoutData, 100: step done with nothing to store. - plc::kResultNoReply, 41: a
-///         Modbus request got no reply at all. - 11..22: bad reply; 41..52: no reply although its length was
-///         known; 71..82: another length than was known. 111..122, 141..152 and 171..182: the same three for
-///         an operation of another `linkId`. Within a band (plc::kBandBadReply and the like) the code is the
-///         first one plus `hostId` for a `hostId` of 1 to 11, otherwise the first one. -
-///         plc::kResultUnknownVerdict, 200: any other verdict.
+///         fields are those of the operation's variable. Its `status` (names in core/result_codes.h):
+///         - plc::kResultPending, 0: nothing finished. More bytes are needed; or, after an empty or bad
+///           reply, the same request is to be sent again.
+///         - plc::kResultDone, 1: reply found, or step done.
+///         - plc::kResultDoneWithoutData, 100: step done with nothing to store.
+///         - plc::kResultNoReply, 41: a Modbus request got no reply at all.
+///         - 11..22: bad reply; 41..52: no reply although its length was known; 71..82: another length than
+///           was known. 111..122, 141..152 and 171..182: the same three for an operation of another
+///           `linkId`. Within a band (plc::kBandBadReply and the like) the code is the first one plus
+///           `hostId` for a `hostId` of 1 to 11, otherwise the first one.
+///         - plc::kResultUnknownVerdict, 200: any other verdict.
 /// Takes `listMutex` for completion (and for a read-modify-write's first reply), `cacheMutex` while values
 /// are stored.
 PLC_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);

@@ -11,6 +11,7 @@
 #include "mirror/register_cache.h"
 #include "plcdriver.h"
 #include "varlists/address_text.h"
+#include "varlists/registration.h"
 
 namespace {
 
@@ -183,7 +184,33 @@ struct HostWrite
         request.address = plc::wrappingSum(request.address, addressStep);
     }
 
+    // One request for each of @p count addresses. They are queued many at a time, since each time the whole
+    // write list is looked through.
+    void emitEach(int count, QByteArray (*valueAt)(const QByteArray &, int))
+    {
+        QList<RW_VAR> requests;
+        for (int i = 0; i < count; ++i) {
+            request.count = 1;
+            request.data = valueAt(values, i);
+            requests.append(request);
+            request.address = plc::wrappingSum(request.address, 1);
+            if (requests.size() == kManyRequests || i + 1 == count) {
+                queueRequests(requests);
+                requests.clear();
+            }
+        }
+    }
+
 private:
+    static constexpr int kManyRequests = 1024; // in memory at a time, and with listMutex held
+
+    void queueRequests(QList<RW_VAR> &requests)
+    {
+        queued = plc::queueWritesSideBySide(requests);
+        for (int i = 0; PLC_driver.failed.load() && i < requests.size(); ++i)
+            WriteDataToLocal(&requests[i]);
+    }
+
     void emitRequest()
     {
         if (PLC_driver.comInfo->writeMode != 2) {
@@ -246,17 +273,28 @@ void writeCoils(HostWrite &write, int count)
     }
 }
 
-void writeBitByBit(HostWrite &write, int count)
+QByteArray bitAt(const QByteArray &values, int i)
 {
+    return QByteArray(1, plc::byteAt(values, i) != 0 ? '\1' : '\0');
+}
+
+QByteArray registerAt(const QByteArray &values, int i)
+{
+    return valuesFrom(values, i * 2, 2);
+}
+
+void writeEach(HostWrite &write, int count, QByteArray (*valueAt)(const QByteArray &, int))
+{
+    if (count > 1 && PLC_driver.comInfo->writeMode == 2)
+        return write.emitEach(count, valueAt);
     for (int i = 0; i < count; ++i)
-        write.emitChunk(1, QByteArray(1, plc::byteAt(write.values, i) != 0 ? '\1' : '\0'), 1);
+        write.emitChunk(1, valueAt(write.values, i), 1);
 }
 
 void writeRegisters(HostWrite &write, int count)
 {
-    const int limit = plc::registersGoSingly() ? 1 : write.limit;
     for (int done = 0; done < count;) {
-        const int chunk = std::min(count - done, limit);
+        const int chunk = std::min(count - done, write.limit);
         write.emitChunk(chunk, valuesFrom(write.values, done * 2, chunk * 2), chunk);
         done += chunk;
     }
@@ -273,26 +311,20 @@ void writePairs(HostWrite &write, int count)
     }
 }
 
-void writeRegisterByRegister(HostWrite &write, int count)
-{
-    for (int i = 0; i < count; ++i)
-        write.emitChunk(1, valuesFrom(write.values, i * 2, 2), 1);
-}
-
 void writeValues(HostWrite &write, int count)
 {
     switch (write.request.regType) {
     case plc::kCoil:
-        return plc::coilsGoSingly() ? writeBitByBit(write, count) : writeCoils(write, count);
+        return plc::coilsGoSingly() ? writeEach(write, count, bitAt) : writeCoils(write, count);
     case plc::kHoldingRegisterBit:
-        return writeBitByBit(write, count);
+        return writeEach(write, count, bitAt);
     case plc::kHoldingRegister:
-        return writeRegisters(write, count);
+        return plc::registersGoSingly() ? writeEach(write, count, registerAt) : writeRegisters(write, count);
     case plc::kHoldingRegisterPair:
         return writePairs(write, count);
     case plc::kHoldingSingle:
     case plc::kHoldingBlock:
-        return writeRegisterByRegister(write, count);
+        return writeEach(write, count, registerAt);
     default: // read-only areas
         return;
     }

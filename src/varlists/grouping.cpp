@@ -135,14 +135,22 @@ void plc::appendGrouped(const QList<RW_VAR> &entries, int first, int end, int un
 
 void Bubble_Sort(QList<RW_VAR> *list)
 {
-    if (list)
+    if (!list)
+        return;
+    plc::guarded(0, [=] {
         plc::sortStable(*list, hasLowerAddress);
+        return 0;
+    });
 }
 
 void BitVarReCreat(QList<RW_VAR> *bucket, int unitLimit)
 {
-    if (bucket)
+    if (!bucket)
+        return;
+    plc::guarded(0, [=] {
         appendBucket(*bucket, unitLimit, PLC_driver.readList);
+        return 0;
+    });
 }
 
 void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_VAR> &out)

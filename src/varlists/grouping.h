@@ -1,6 +1,6 @@
 /// @file
-/// Packing variables into few requests: what the driver needs itself. The utilities for a runtime's own lists
-/// are declared in plcdriver.h, where units and limits are explained too; they pack as BitVarReCreat() does.
+/// Packing variables into few requests. The utilities for a runtime's own lists are declared in plcdriver.h,
+/// where units and limits are explained too; they pack as BitVarReCreat() does.
 #ifndef PLC_VARLISTS_GROUPING_H
 #define PLC_VARLISTS_GROUPING_H
 
@@ -9,7 +9,7 @@
 #include "core/records.h"
 
 /// Sorts @p list by ascending address; entries with equal addresses keep their order. Null does nothing.
-/// Costs n log n comparisons, whatever the name says.
+/// Costs n log n comparisons, whatever the name says. Out of memory the list stays as it is.
 PLC_EXPORT void Bubble_Sort(QList<RW_VAR> *list);
 
 /// Appends the requests that read all entries of @p bucket to the end of the read list.
@@ -19,7 +19,7 @@ PLC_EXPORT void Bubble_Sort(QList<RW_VAR> *list);
 /// last request joins it, gaps included, and requests are split into pieces of at most the limit.
 /// @param bucket     entries of one station and area, sorted by address; null does nothing.
 /// @param unitLimit  most units in one request.
-/// Caller holds listMutex.
+/// Caller holds listMutex. Out of memory some of the requests may be missing.
 PLC_EXPORT void BitVarReCreat(QList<RW_VAR> *bucket, int unitLimit);
 
 namespace plc {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bitset>
 #include <cstddef>
+#include <vector>
 
 #include "core/arithmetic.h"
 #include "core/context.h"
@@ -28,18 +29,48 @@ bool isSameOnceRead(const RW_VAR &a, const RW_VAR &b)
     return a.hostId == b.hostId && a.hostSubId == b.hostSubId && isSamePlace(a, b) && a.linkId == b.linkId;
 }
 
+// The first entry may be on the line already, so a newer value for it queues up behind it.
+constexpr int kFirstToReplace = 1;
+
+void appendWriteLocked(const RW_VAR &write)
+{
+    if (PLC_driver.writeList.size() < kListLimit)
+        PLC_driver.writeList.append(write);
+}
+
 void mergeWriteLocked(const RW_VAR &write)
 {
     QList<RW_VAR> &list = PLC_driver.writeList;
-    // The first entry may be on the line already, so a newer value for it queues up behind it.
-    for (int i = 1; i < list.size(); ++i) {
+    for (int i = kFirstToReplace; i < list.size(); ++i) {
         if (isSamePlace(list.at(i), write)) {
             list[i] = write;
             return;
         }
     }
-    if (list.size() < kListLimit)
-        list.append(write);
+    appendWriteLocked(write);
+}
+
+// The same for writes at addresses side by side, in one pass over the list.
+void mergeWritesLocked(const QList<RW_VAR> &writes)
+{
+    QList<RW_VAR> &list = PLC_driver.writeList;
+    std::vector<bool> replaced(static_cast<std::size_t>(writes.size()));
+    const quint32 first = static_cast<quint32>(writes.first().address);
+    for (int i = kFirstToReplace; i < list.size(); ++i) {
+        const std::size_t index = static_cast<quint32>(list.at(i).address) - first;
+        // Of several entries for a place the first takes the value.
+        if (index >= replaced.size() || replaced[index])
+            continue;
+        const RW_VAR &write = writes.at(static_cast<int>(index));
+        if (!isSamePlace(list.at(i), write))
+            continue;
+        list[i] = write;
+        replaced[index] = true;
+    }
+    for (int i = 0; i < writes.size(); ++i) {
+        if (!replaced[static_cast<std::size_t>(i)])
+            appendWriteLocked(writes.at(i));
+    }
 }
 
 // Which pieces of a variable are queued already. Each piece that is looked at is queued or will be, so no
@@ -179,6 +210,16 @@ int AddListWriteVar(RW_VAR *var, int mode)
         plc::noteWriteCountLocked();
         return PLC_driver.writeList.size();
     });
+}
+
+int plc::queueWritesSideBySide(const QList<RW_VAR> &writes)
+{
+    QMutexLocker lock(&PLC_driver.listMutex);
+    // Also when memory runs out half way.
+    const auto noteLength = [] { plc::noteWriteCountLocked(); };
+    const plc::OnLeaving<decltype(noteLength)> noted(noteLength);
+    mergeWritesLocked(writes);
+    return PLC_driver.writeList.size();
 }
 
 int AddListOnceReadVar(RW_VAR *var, int mode)

@@ -3,6 +3,8 @@
 #ifndef PLC_VARLISTS_REGISTRATION_H
 #define PLC_VARLISTS_REGISTRATION_H
 
+#include <QList>
+
 #include "core/records.h"
 
 /// Converts a variable of a derived type (bit in a register, 32-bit pair, single or block register) in place
@@ -10,5 +12,15 @@
 /// @return 0; 1 for a type outside 0..9 or null, with the record unchanged.
 /// No lock.
 PLC_EXPORT int updateRwVar(RW_VAR *var);
+
+namespace plc {
+
+/// Queues writes as AddListWriteVar() does each of them with mode 0, but looks through the write list only
+/// once. Each address is one above the address before it; at least one write.
+/// @return length of the write list afterwards.
+/// Takes listMutex. Throws when memory runs out; some of the writes may be queued then.
+int queueWritesSideBySide(const QList<RW_VAR> &writes);
+
+} // namespace plc
 
 #endif

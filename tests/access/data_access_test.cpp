@@ -1,5 +1,6 @@
 // Reading values from the mirror, and splitting the runtime's writes into requests.
 #include <climits>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -669,8 +670,7 @@ TEST_F(SetRegisterDataTest, WithOptionFiveStillPacksPairs)
     EXPECT_EQ((Writes{"100 x 2: 01 02 03 04 05 06 07 08"}), queued());
 }
 
-// ---------------------------------------------------------------------------------- single and block
-// registers
+// ------------------------------------------------------------------------------- single and block registers
 
 TEST_F(SetRegisterDataTest, WritesSingleAndBlockRegistersOneARequest)
 {
@@ -693,8 +693,7 @@ TEST_F(SetRegisterDataTest, CompletesSingleAndBlockRegistersWithZeros)
     }
 }
 
-// ----------------------------------------------------------------------------- read-only types and odd
-// counts
+// --------------------------------------------------------------------------- read-only types and odd counts
 
 TEST_F(SetRegisterDataTest, OfReadOnlyTypesIsAcceptedAndDoesNothing)
 {
@@ -736,8 +735,7 @@ TEST_F(SetRegisterDataTest, OfACountBelowOneWritesNothingAtABlockLimitOfOne)
     }
 }
 
-// -------------------------------------------------------------------------------------- queueing and
-// mirroring
+// ------------------------------------------------------------------------------ queueing and mirroring
 
 TEST_F(SetRegisterDataTest, MergesWithAPendingWriteBehindTheFirst)
 {
@@ -752,6 +750,49 @@ TEST_F(SetRegisterDataTest, StopsAtAThousandAndTwentyFourPendingWrites)
     EXPECT_EQ(1024, set(8, "0", QByteArray(), 1100));
     EXPECT_EQ(1024, PLC_driver.writeList.size());
     EXPECT_EQ(1023, PLC_driver.writeList.at(1023).address);
+}
+
+TEST_F(SetRegisterDataTest, OfManySingleWritesLeavesTheListAsOneCallForEachWould)
+{
+    for (const int full : {0, 7, 1014}) {
+        for (unsigned seed = 1; seed <= 50; ++seed) {
+            SCOPED_TRACE(std::to_string(full) + " others, seed " + std::to_string(seed));
+            std::mt19937 random(seed);
+            const auto pend = [](int station, int type, int address, int count) {
+                RW_VAR var = holding(address).count(count).data("EE EE");
+                var.station = station;
+                var.regType = type;
+                AddListWriteVar(&var, 1);
+            };
+            PLC_driver.writeList.clear();
+            for (int i = 0; i < full; ++i)
+                pend(1, 5, 1000 + i, 1);
+            // Places on either side of those written, some twice, and some that differ in one thing.
+            for (int i = 0; i < 12; ++i)
+                pend(random() % 8 == 0 ? 2 : 1, random() % 8 == 0 ? 5 : 8,
+                     95 + static_cast<int>(random() % 20), random() % 8 == 0 ? 2 : 1);
+            const QList<RW_VAR> before = PLC_driver.writeList;
+            const int length = set(8, "100", hex("10 11 12 13 14 15 16 17 18 19 1A"), 10);
+            const Writes together = queued();
+
+            PLC_driver.writeList = before;
+            static const char *const kAddresses[] = {"100", "101", "102", "103", "104",
+                                                     "105", "106", "107", "108", "109"};
+            const QByteArray values = hex("10 11 12 13 14 15 16 17 18 19 1A");
+            for (int i = 0; i < 10; ++i)
+                set(8, kAddresses[i], values.mid(2 * i, 2), 1);
+            EXPECT_EQ(queued(), together);
+            EXPECT_EQ(PLC_driver.writeList.size(), length);
+        }
+    }
+}
+
+TEST_F(SetRegisterDataTest, OfManySingleWritesShowsEachValueAtOnceAfterAFailure)
+{
+    PLC_driver.failed = true;
+    EXPECT_EQ(2, set(8, "100", hex("12 34 56 78"), 2));
+    EXPECT_EQ(hex("12 34"), mirrored(1, 5, 100));
+    EXPECT_EQ(hex("56 78"), mirrored(1, 5, 101));
 }
 
 TEST_F(SetRegisterDataTest, ThatQueuesDoesNotShowTheValueYet)
@@ -778,6 +819,14 @@ TEST_F(SetRegisterDataTest, InAnyOtherModeShowsTheValueAndQueuesNothing)
         EXPECT_TRUE(PLC_driver.writeList.isEmpty());
         EXPECT_EQ(hex("12 34"), mirrored(1, 5, 100));
     }
+}
+
+TEST_F(SetRegisterDataTest, InAnyOtherModeShowsTheValuesOfManySingleWritesAndQueuesNothing)
+{
+    info.writeMode = 0;
+    EXPECT_EQ(0, set(8, "100", hex("12 34 56 78"), 2));
+    EXPECT_EQ(hex("12 34"), mirrored(1, 5, 100));
+    EXPECT_EQ(hex("56 78"), mirrored(1, 5, 101));
 }
 
 TEST_F(SetRegisterDataTest, InAnyOtherModeReturnsHowManyWritesArePending)

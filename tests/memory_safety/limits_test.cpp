@@ -353,8 +353,7 @@ TEST_F(Addresses, AndCountsAtTheirLimitsRunThroughAWholeCycle)
     SUCCEED() << "no access outside memory, no overflow";
 }
 
-// --------------------------------------------------------------------------------------- running out of
-// memory
+// ------------------------------------------------------------------------------------ running out of memory
 
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 

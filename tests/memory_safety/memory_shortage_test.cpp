@@ -616,6 +616,19 @@ std::vector<Deed> otherCalls()
         {"BitVarReCreat_2", [](BusyPanel &panel) { panel.bucket << holding(10).count(9) << holding(20); },
          [](BusyPanel &panel) { return BitVarReCreat_2(&panel.bucket, 5, panel.list), 1; },
          [](BusyPanel &panel, int) { return panel.list.size() <= 3 && panel.bucket.size() == 2; }},
+        {"BitVarReCreat",
+         [](BusyPanel &panel) {
+             PLC_driver.readList.clear();
+             panel.bucket << holding(10).count(9) << holding(20);
+         },
+         [](BusyPanel &panel) { return BitVarReCreat(&panel.bucket, 5), 1; },
+         [](BusyPanel &panel, int) { return PLC_driver.readList.size() <= 3 && panel.bucket.size() == 2; }},
+        {"Bubble_Sort", [](BusyPanel &panel) { panel.bucket << holding(20) << holding(10); },
+         [](BusyPanel &panel) { return Bubble_Sort(&panel.bucket), 1; },
+         [](BusyPanel &panel, int) {
+             return panel.bucket.size() == 2 &&
+                    panel.bucket.first().address + panel.bucket.last().address == 30;
+         }},
         {"WhetherGroup", [](BusyPanel &panel) { panel.var = holding(10); },
          [](BusyPanel &panel) { return WhetherGroup(250, 100, &panel.var, &panel.list), 1; },
          [](BusyPanel &panel, int) { return panel.var.address == (panel.list.size() == 3 ? 210 : 10); }},

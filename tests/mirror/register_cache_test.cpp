@@ -427,8 +427,7 @@ TEST_F(WriteDataToLocalTest, CompletesAShortLastPairWithZeros)
     EXPECT_EQ(hex("00 00"), mirrored(1, 5, 200));
 }
 
-// ------------------------------------------------------------------------------------- write: everything
-// else
+// ----------------------------------------------------------------------------------- write: everything else
 
 TEST_F(WriteDataToLocalTest, OfReadOnlyAndUnknownTypesStoresNothing)
 {
