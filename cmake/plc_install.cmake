@@ -77,6 +77,6 @@ install(TARGETS plcdriver LIBRARY DESTINATION lib COMPONENT panel EXCLUDE_FROM_A
 install(FILES "${plc_made}/README.txt" DESTINATION . COMPONENT panel EXCLUDE_FROM_ALL)
 # In the folders of the checkout, so that the links between them hold.
 install(FILES CHANGELOG.md SECURITY.md DESTINATION . COMPONENT panel EXCLUDE_FROM_ALL)
-install(FILES docs/integration.md docs/host-policies.md docs/wire_formats.md docs/abi.md DESTINATION docs COMPONENT panel
+install(FILES docs/integration.md docs/host-policies.md docs/cycle.md docs/wire_formats.md docs/abi.md DESTINATION docs COMPONENT panel
   EXCLUDE_FROM_ALL)
 install(FILES docs/examples/minimal_runtime.cpp DESTINATION docs/examples COMPONENT panel EXCLUDE_FROM_ALL)

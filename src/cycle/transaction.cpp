@@ -93,9 +93,9 @@ void completeCyclicReadLocked()
 // Deliberate: a failure also discards whatever else is queued under the same identifiers.
 void purgeLocked(QList<RW_VAR> &list)
 {
-    const RW_VAR &failed = PLC_driver.retVar;
     const bool anyStation = PLC_driver.comInfo->stationMode == 0;
-    const auto isDiscarded = [&failed, anyStation](const RW_VAR &entry) {
+    const auto isDiscarded = [anyStation](const RW_VAR &entry) {
+        const RW_VAR &failed = PLC_driver.retVar;
         return hasSameIds(entry, failed) && (anyStation || entry.station == failed.station);
     };
     list.erase(std::remove_if(list.begin(), list.end(), isDiscarded), list.end());
