@@ -194,7 +194,7 @@ struct HostWrite
             request.data = valueAt(values, i);
             requests.append(request);
             request.address = plc::wrappingSum(request.address, 1);
-            if (requests.size() == kManyRequests || i + 1 == count) {
+            if (requests.size() == plc::kMostSideBySide || i + 1 == count) {
                 queueRequests(requests);
                 requests.clear();
             }
@@ -202,8 +202,6 @@ struct HostWrite
     }
 
 private:
-    static constexpr int kManyRequests = 1024; // in memory at a time, and with listMutex held
-
     void queueRequests(QList<RW_VAR> &requests)
     {
         queued = plc::queueWritesSideBySide(requests);

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <bitset>
 #include <cstddef>
-#include <vector>
 
 #include "core/arithmetic.h"
 #include "core/context.h"
@@ -54,12 +53,12 @@ void mergeWriteLocked(const RW_VAR &write)
 void mergeWritesLocked(const QList<RW_VAR> &writes)
 {
     QList<RW_VAR> &list = PLC_driver.writeList;
-    std::vector<bool> replaced(static_cast<std::size_t>(writes.size()));
+    std::bitset<plc::kMostSideBySide> replaced;
     const quint32 first = static_cast<quint32>(writes.first().address);
     for (int i = kFirstToReplace; i < list.size(); ++i) {
         const std::size_t index = static_cast<quint32>(list.at(i).address) - first;
         // Of several entries for a place the first takes the value.
-        if (index >= replaced.size() || replaced[index])
+        if (index >= static_cast<std::size_t>(writes.size()) || replaced[index])
             continue;
         const RW_VAR &write = writes.at(static_cast<int>(index));
         if (!isSamePlace(list.at(i), write))

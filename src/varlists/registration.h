@@ -15,8 +15,12 @@ PLC_EXPORT int updateRwVar(RW_VAR *var);
 
 namespace plc {
 
+/// Most writes that are queued together.
+constexpr int kMostSideBySide = 1024;
+
 /// Queues writes as AddListWriteVar() does each of them with mode 0, but looks through the write list only
-/// once. Each address is one above the address before it; at least one write.
+/// once.
+/// @param writes  1 to kMostSideBySide of them; each address is one above the address before it.
 /// @return length of the write list afterwards.
 /// Takes listMutex. Throws when memory runs out; some of the writes may be queued then.
 int queueWritesSideBySide(const QList<RW_VAR> &writes);
