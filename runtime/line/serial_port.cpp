@@ -140,7 +140,7 @@ void SerialPort::claim(const LineSettings &settings)
     TerminalMode mode;
     if (!readMode(&mode))
         refuse(settings, reasonOf(errno));
-    if (system_.lock(descriptor_) != 0)
+    if (system_.lock(descriptor_) != 0 && errno == EWOULDBLOCK)
         refuseInUse(settings, "it is in use by another program");
     isClaimed_ = true;
     system_.control(descriptor_, TIOCEXCL, 0);
@@ -315,7 +315,8 @@ void SerialPort::send(const QByteArray &bytes)
             continue;
         else if (sent == 0 || errno != EAGAIN)
             lost("sending");
-        else if (system_.waitToWrite(descriptor_, limit - system_.now()) != Readiness::Ready)
+        else if (system_.now() >= limit ||
+                 system_.waitToWrite(descriptor_, limit - system_.now()) != Readiness::Ready)
             lost("sending");
     }
 }

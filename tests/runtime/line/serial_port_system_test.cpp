@@ -19,6 +19,7 @@
 namespace {
 
 using namespace plc::runtime;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -78,7 +79,11 @@ public:
         requests.push_back(request);
         return 0;
     }
-    int lock(int) override { return isLocked ? -1 : 0; }
+    int lock(int) override
+    {
+        errno = isLocked ? EWOULDBLOCK : lockError;
+        return errno != 0 ? -1 : 0;
+    }
     std::string holder(const std::string &path) override { return path == opened ? lockedBy : ""; }
     bool isPseudoTerminal(int) override { return false; }
     long read(int, void *bytes, std::size_t) override
@@ -130,6 +135,7 @@ public:
     serial_rs485 rs485{};
     unsigned longestDelay = 100;
     bool isLocked = false;
+    int lockError = 0;
     std::string lockedBy;
     std::vector<unsigned long> requests;
     std::deque<QByteArray> received;
@@ -417,6 +423,21 @@ TEST_F(SerialPortSystem, IsLostWhenNothingIsTakenForFiveSeconds)
     EXPECT_EQ(std::chrono::seconds(5), system.clock - before);
     system.writes = {-EIO};
     EXPECT_THROW(port.send("a"), Failure);
+}
+
+TEST_F(SerialPortSystem, IsLostWhenTheSystemSaysReadyAndTakesNothing)
+{
+    SerialPort port = open();
+    system.onFull = Readiness::Ready;
+    system.writes = {-EAGAIN, -EAGAIN, -EAGAIN};
+    EXPECT_THROW(port.send("a"), Failure);
+}
+
+TEST_F(SerialPortSystem, IsUsedWithoutALockWhereTheDeviceKnowsNone)
+{
+    system.lockError = ENOLCK;
+    open();
+    EXPECT_THAT(system.requests, Contains(TIOCEXCL));
 }
 
 TEST_F(SerialPortSystem, WaitsUntilTheGivenMomentAndNoLonger)
