@@ -37,10 +37,10 @@ std::string reasonOf(const Failure &failure)
 }
 
 /// Reads one project; the first mistake ends it.
-class Reader
+class ProjectReader
 {
 public:
-    explicit Reader(const LocatedJson &json) : json_(json) {}
+    explicit ProjectReader(const LocatedJson &json) : json_(json) {}
 
     Project read()
     {
@@ -354,7 +354,7 @@ private:
 Project parseProject(const std::string &file, const QByteArray &text)
 {
     const LocatedJson json(file, text.toStdString());
-    return Reader(json).read();
+    return ProjectReader(json).read();
 }
 
 Project loadProject(const std::string &path)
