@@ -176,7 +176,7 @@ bool FrameSplitter::decideByBorders(bool isFinal, std::vector<Piece> *pieces)
         if (!good[static_cast<std::size_t>(length)] || head_ + length >= size())
             continue;
         checkAhead(head_ + length, kLongestFrame);
-        if (places_[static_cast<std::size_t>(head_ + length)].goodCrcs.any()) {
+        if (places_[static_cast<std::size_t>(head_) + static_cast<std::size_t>(length)].goodCrcs.any()) {
             take(length, PieceKind::Unknown, pieces);
             return true;
         }
@@ -318,7 +318,7 @@ void FrameSplitter::giveLeftovers(bool all, std::vector<Piece> *pieces)
         }
         const int most = std::min(head_ - from_, kLongestFrame);
         for (length = 1; length < most; ++length, ++steps_) {
-            if (places_[static_cast<std::size_t>(from_ + length)].isBorder)
+            if (places_[static_cast<std::size_t>(from_) + static_cast<std::size_t>(length)].isBorder)
                 break;
         }
         give(length, PieceKind::Noise, pieces);
@@ -338,7 +338,8 @@ int FrameSplitter::damagedLength() const
                              isKnown(reply, reply.bytes) ? reply.bytes : 0, awaitedLength(from_)}) {
         if (length <= found || length > available)
             continue;
-        if (length == available || places_[static_cast<std::size_t>(from_ + length)].isBorder)
+        if (length == available ||
+            places_[static_cast<std::size_t>(from_) + static_cast<std::size_t>(length)].isBorder)
             found = length;
     }
     return found;

@@ -309,14 +309,15 @@ void SerialPort::send(const QByteArray &bytes)
     for (int done = 0; done < bytes.size();) {
         const long sent = system_.write(descriptor_, bytes.constData() + done,
                                         static_cast<std::size_t>(bytes.size() - done));
-        if (sent > 0)
+        if (sent > 0) {
             done += static_cast<int>(sent);
-        else if (sent < 0 && errno == EINTR)
             continue;
-        else if (sent == 0 || errno != EAGAIN)
-            lost("sending");
-        else if (system_.now() >= limit ||
-                 system_.waitToWrite(descriptor_, limit - system_.now()) != Readiness::Ready)
+        }
+        if (sent < 0 && errno == EINTR)
+            continue;
+        const bool isFull = sent < 0 && errno == EAGAIN;
+        if (!isFull || system_.now() >= limit ||
+            system_.waitToWrite(descriptor_, limit - system_.now()) != Readiness::Ready)
             lost("sending");
     }
 }
