@@ -166,69 +166,15 @@ bool readMirror(const Place &from, QByteArray *out, int count)
     }
 }
 
-// One write of the runtime on its way into requests.
-struct HostWrite
-{
-    RW_VAR request; // reused for every chunk
-    const QByteArray &values;
-    int limit;  // registers, or 32-bit values, in one request
-    int queued; // length of the write list after the last chunk that was queued, -1 before
-
-    explicit HostWrite(const QByteArray &hostValues) : values(hostValues), limit(1), queued(-1) {}
-
-    void emitChunk(int count, QByteArray data, int addressStep)
-    {
-        request.count = count;
-        request.data.swap(data);
-        emitRequest();
-        request.address = plc::wrappingSum(request.address, addressStep);
-    }
-
-    // One request for each of @p count addresses. They are queued many at a time, since each time the whole
-    // write list is looked through.
-    void emitEach(int count, QByteArray (*valueAt)(const QByteArray &, int))
-    {
-        QList<RW_VAR> requests;
-        for (int i = 0; i < count; ++i) {
-            request.count = 1;
-            request.data = valueAt(values, i);
-            requests.append(request);
-            request.address = plc::wrappingSum(request.address, 1);
-            if (requests.size() == plc::kMostSideBySide || i + 1 == count) {
-                queueRequests(requests);
-                requests.clear();
-            }
-        }
-    }
-
-private:
-    void queueRequests(QList<RW_VAR> &requests)
-    {
-        queued = plc::queueWritesSideBySide(requests);
-        for (int i = 0; PLC_driver.failed.load() && i < requests.size(); ++i)
-            WriteDataToLocal(&requests[i]);
-    }
-
-    void emitRequest()
-    {
-        if (PLC_driver.comInfo->writeMode != 2) {
-            WriteDataToLocal(&request);
-            return;
-        }
-        queued = AddListWriteVar(&request, 0);
-        // After a failure the request builder leaves the mirror alone, so the value is shown from here.
-        if (PLC_driver.failed.load())
-            WriteDataToLocal(&request);
-    }
-};
-
 // @p size bytes of the runtime's values, zeros behind their end.
 QByteArray valuesFrom(const QByteArray &values, int first, int size)
 {
-    QByteArray bytes(size, '\0');
-    const int present = std::min(size, values.size() - first);
+    QByteArray bytes(size, Qt::Uninitialized);
+    const int present = std::max(0, std::min(size, values.size() - first));
     if (present > 0)
         std::memcpy(bytes.data(), values.constData() + first, static_cast<size_t>(present));
+    if (present < size)
+        std::memset(bytes.data() + present, 0, static_cast<size_t>(size - present));
     return bytes;
 }
 
@@ -261,70 +207,117 @@ QByteArray packBits(const QByteArray &values, int first, int bits)
     return packed;
 }
 
-void writeCoils(HostWrite &write, int count)
+// How the values of an area go out in requests.
+struct RequestLayout
 {
-    const int limit = plc::timesEight(write.limit);
-    for (int done = 0; done < count;) {
-        const int chunk = std::min(count - done, limit);
-        write.emitChunk(chunk, packBits(write.values, done, chunk), chunk);
-        done += chunk;
+    int limit;             // most values in one request
+    int addressesPerValue; // 2 for 32-bit values
+    QByteArray (*encode)(const QByteArray &values, int first, int count);
+};
+
+// One write of the runtime on its way into requests.
+struct HostWrite
+{
+    RW_VAR request; // reused for every request
+    const QByteArray &values;
+    int queued; // length of the write list after the last request that was queued, -1 before
+
+    explicit HostWrite(const QByteArray &hostValues) : values(hostValues), queued(-1) {}
+
+    void emitAll(int count, const RequestLayout &layout)
+    {
+        if (count > layout.limit && PLC_driver.comInfo->writeMode == 2)
+            return emitSideBySide(count, layout);
+        for (int done = 0; done < count; done += request.count) {
+            fillRequest(done, count, layout);
+            emitRequest();
+            advance(layout);
+        }
     }
-}
 
-QByteArray bitAt(const QByteArray &values, int i)
-{
-    return QByteArray(1, plc::byteAt(values, i) != 0 ? '\1' : '\0');
-}
-
-QByteArray registerAt(const QByteArray &values, int i)
-{
-    return valuesFrom(values, i * 2, 2);
-}
-
-void writeEach(HostWrite &write, int count, QByteArray (*valueAt)(const QByteArray &, int))
-{
-    if (count > 1 && PLC_driver.comInfo->writeMode == 2)
-        return write.emitEach(count, valueAt);
-    for (int i = 0; i < count; ++i)
-        write.emitChunk(1, valueAt(write.values, i), 1);
-}
-
-void writeRegisters(HostWrite &write, int count)
-{
-    for (int done = 0; done < count;) {
-        const int chunk = std::min(count - done, write.limit);
-        write.emitChunk(chunk, valuesFrom(write.values, done * 2, chunk * 2), chunk);
-        done += chunk;
+private:
+    // With the values from the one at @p done on.
+    void fillRequest(int done, int count, const RequestLayout &layout)
+    {
+        request.count = std::min(count - done, layout.limit);
+        request.data = layout.encode(values, done, request.count);
     }
-}
 
-void writePairs(HostWrite &write, int count)
-{
-    const int limit = std::min(write.limit, kPairLimit);
-    const int pairs = pairsIn(count);
-    for (int done = 0; done < pairs;) {
-        const int chunk = std::min(pairs - done, limit);
-        write.emitChunk(chunk, valuesFrom(write.values, done * 4, chunk * 4), chunk * 2);
-        done += chunk;
+    void advance(const RequestLayout &layout)
+    {
+        request.address = plc::wrappingSum(request.address, request.count * layout.addressesPerValue);
     }
+
+    // Requests are queued many at a time, since each time the whole write list is looked through.
+    void emitSideBySide(int count, const RequestLayout &layout)
+    {
+        QList<RW_VAR> requests;
+        for (int done = 0; done < count; done += request.count) {
+            fillRequest(done, count, layout);
+            requests.append(request);
+            advance(layout);
+            if (requests.size() == plc::kMostSideBySide) {
+                queueRequests(requests, layout);
+                requests.clear();
+            }
+        }
+        if (!requests.isEmpty())
+            queueRequests(requests, layout);
+    }
+
+    void queueRequests(QList<RW_VAR> &requests, const RequestLayout &layout)
+    {
+        queued = plc::queueWritesSideBySide(requests, layout.limit * layout.addressesPerValue);
+        for (int i = 0; PLC_driver.failed.load() && i < requests.size(); ++i)
+            WriteDataToLocal(&requests[i]);
+    }
+
+    void emitRequest()
+    {
+        if (PLC_driver.comInfo->writeMode != 2) {
+            WriteDataToLocal(&request);
+            return;
+        }
+        queued = AddListWriteVar(&request, 0);
+        // After a failure the request builder leaves the mirror alone, so the value is shown from here.
+        if (PLC_driver.failed.load())
+            WriteDataToLocal(&request);
+    }
+};
+
+QByteArray bitAt(const QByteArray &values, int first, int)
+{
+    return QByteArray(1, plc::byteAt(values, first) != 0 ? '\1' : '\0');
 }
 
-void writeValues(HostWrite &write, int count)
+QByteArray registersFrom(const QByteArray &values, int first, int count)
 {
-    switch (write.request.regType) {
+    return valuesFrom(values, first * 2, count * 2);
+}
+
+QByteArray pairsFrom(const QByteArray &values, int first, int count)
+{
+    return valuesFrom(values, first * 4, count * 4);
+}
+
+// @p limit is that of registers. Read-only areas have no encoder.
+RequestLayout layoutOf(int regType, int limit)
+{
+    switch (regType) {
     case plc::kCoil:
-        return plc::coilsGoSingly() ? writeEach(write, count, bitAt) : writeCoils(write, count);
+        return plc::coilsGoSingly() ? RequestLayout{1, 1, bitAt}
+                                    : RequestLayout{plc::timesEight(limit), 1, packBits};
     case plc::kHoldingRegisterBit:
-        return writeEach(write, count, bitAt);
+        return {1, 1, bitAt};
     case plc::kHoldingRegister:
-        return plc::registersGoSingly() ? writeEach(write, count, registerAt) : writeRegisters(write, count);
+        return {plc::registersGoSingly() ? 1 : limit, 1, registersFrom};
     case plc::kHoldingRegisterPair:
-        return writePairs(write, count);
+        return {std::min(limit, kPairLimit), 2, pairsFrom};
     case plc::kHoldingSingle:
     case plc::kHoldingBlock:
-        return writeEach(write, count, registerAt);
-    default: // read-only areas
-        return;
+        return {1, 1, registersFrom};
+    default:
+        return {1, 1, nullptr};
     }
 }
 
@@ -383,8 +376,9 @@ int SetRegisterData(const QString &varName, int regType, const QString &addrText
         write.request.station = plc::effectiveStation(station);
         // A maxBlock of 1 lets the runtime's writes go out whole.
         const int limit = plc::registerLimit();
-        write.limit = limit == 1 ? std::max(count, 1) : limit;
-        writeValues(write, count);
+        const RequestLayout layout = layoutOf(regType, limit == 1 ? std::max(count, 1) : limit);
+        if (layout.encode)
+            write.emitAll(layout.addressesPerValue == 2 ? pairsIn(count) : count, layout);
         return write.queued >= 0 ? write.queued : writeListLength();
     });
 }

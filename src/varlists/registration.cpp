@@ -49,14 +49,16 @@ void mergeWriteLocked(const RW_VAR &write)
     appendWriteLocked(write);
 }
 
-// The same for writes at addresses side by side, in one pass over the list.
-void mergeWritesLocked(const QList<RW_VAR> &writes)
+// The same for writes at addresses @p step apart, in one pass over the list.
+void mergeWritesLocked(const QList<RW_VAR> &writes, int step)
 {
     QList<RW_VAR> &list = PLC_driver.writeList;
     std::bitset<plc::kMostSideBySide> replaced;
     const quint32 first = static_cast<quint32>(writes.first().address);
     for (int i = kFirstToReplace; i < list.size(); ++i) {
-        const std::size_t index = static_cast<quint32>(list.at(i).address) - first;
+        // A place of none of the writes is told apart below.
+        const std::size_t index =
+            (static_cast<quint32>(list.at(i).address) - first) / static_cast<quint32>(step);
         // Of several entries for a place the first takes the value.
         if (index >= static_cast<std::size_t>(writes.size()) || replaced[index])
             continue;
@@ -211,13 +213,13 @@ int AddListWriteVar(RW_VAR *var, int mode)
     });
 }
 
-int plc::queueWritesSideBySide(const QList<RW_VAR> &writes)
+int plc::queueWritesSideBySide(const QList<RW_VAR> &writes, int step)
 {
     QMutexLocker lock(&PLC_driver.listMutex);
     // Also when memory runs out half way.
     const auto noteLength = [] { plc::noteWriteCountLocked(); };
     const plc::OnLeaving<decltype(noteLength)> noted(noteLength);
-    mergeWritesLocked(writes);
+    mergeWritesLocked(writes, step);
     return PLC_driver.writeList.size();
 }
 

@@ -20,10 +20,11 @@ constexpr int kMostSideBySide = 1024;
 
 /// Queues writes as AddListWriteVar() does each of them with mode 0, but looks through the write list only
 /// once.
-/// @param writes  1 to kMostSideBySide of them; each address is one above the address before it.
+/// @param writes  1 to kMostSideBySide of them; each address is @p step above the address before it.
+/// @param step    1 and more.
 /// @return length of the write list afterwards.
 /// Takes listMutex. Throws when memory runs out; some of the writes may be queued then.
-int queueWritesSideBySide(const QList<RW_VAR> &writes);
+int queueWritesSideBySide(const QList<RW_VAR> &writes, int step);
 
 } // namespace plc
 

@@ -752,12 +752,36 @@ TEST_F(SetRegisterDataTest, StopsAtAThousandAndTwentyFourPendingWrites)
     EXPECT_EQ(1023, PLC_driver.writeList.at(1023).address);
 }
 
-TEST_F(SetRegisterDataTest, OfManySingleWritesLeavesTheListAsOneCallForEachWould)
+/// A write that goes out in several requests.
+struct SplitWrite
 {
-    for (const int full : {0, 7, 1014}) {
-        for (unsigned seed = 1; seed <= 50; ++seed) {
-            SCOPED_TRACE(std::to_string(full) + " others, seed " + std::to_string(seed));
-            std::mt19937 random(seed);
+    const char *name;
+    int regType;
+    int maxBlock;
+    int count;        // as the runtime gives it
+    int countInCall;  // of one request, likewise
+    int countInEntry; // of one request in the list
+    int step;         // from one request's address to the next
+    int bytesInCall;  // of one request
+};
+
+const SplitWrite kSplitWrites[] = {
+    {"single registers", 8, 100, 10, 1, 1, 1, 2},
+    {"registers", 5, 3, 20, 3, 3, 3, 6},
+    {"pairs", 7, 3, 20, 6, 3, 6, 12},
+    {"coils", 0, 2, 100, 16, 16, 16, 16},
+};
+
+TEST_F(SetRegisterDataTest, OfSeveralRequestsLeavesTheListAsOneCallForEachWould)
+{
+    for (const SplitWrite &form : kSplitWrites) {
+        info.maxBlock = form.maxBlock;
+        const int pieces = (form.count + form.countInCall - 1) / form.countInCall;
+        for (int run = 0; run < 150; ++run) {
+            const int full = (run % 3) * 507; // others in the list: none, many, nearly as many as fit
+            SCOPED_TRACE(form.name + (" after " + std::to_string(full)) + ", run " + std::to_string(run));
+            std::mt19937 random(static_cast<unsigned>(run) + 1);
+            const auto oneIn = [&random](unsigned n) { return random() % n == 0; };
             const auto pend = [](int station, int type, int address, int count) {
                 RW_VAR var = holding(address).count(count).data("EE EE");
                 var.station = station;
@@ -766,33 +790,50 @@ TEST_F(SetRegisterDataTest, OfManySingleWritesLeavesTheListAsOneCallForEachWould
             };
             PLC_driver.writeList.clear();
             for (int i = 0; i < full; ++i)
-                pend(1, 5, 1000 + i, 1);
+                pend(1, 5, 1000 + i, 7);
             // Places on either side of those written, some twice, and some that differ in one thing.
-            for (int i = 0; i < 12; ++i)
-                pend(random() % 8 == 0 ? 2 : 1, random() % 8 == 0 ? 5 : 8,
-                     95 + static_cast<int>(random() % 20), random() % 8 == 0 ? 2 : 1);
+            for (int i = 0; i < 12; ++i) {
+                const int piece = static_cast<int>(random() % static_cast<unsigned>(pieces + 4)) - 2;
+                const int count =
+                    piece == pieces - 1 ? (form.count - 1) % form.countInCall + 1 : form.countInCall;
+                pend(oneIn(8) ? 2 : 1, oneIn(8) ? 4 : form.regType,
+                     200 + piece * form.step + (oneIn(8) ? 1 : 0),
+                     count * form.countInEntry / form.countInCall + (oneIn(8) ? 1 : 0));
+            }
             const QList<RW_VAR> before = PLC_driver.writeList;
-            const int length = set(8, "100", hex("10 11 12 13 14 15 16 17 18 19 1A"), 10);
+            QByteArray values;
+            for (int i = 0; i < pieces * form.bytesInCall; ++i)
+                values.append(static_cast<char>(form.regType == 0 ? i % 3 % 2 : i + 0x10));
+            const int length = set(form.regType, "200", values, form.count);
             const Writes together = queued();
 
             PLC_driver.writeList = before;
-            static const char *const kAddresses[] = {"100", "101", "102", "103", "104",
-                                                     "105", "106", "107", "108", "109"};
-            const QByteArray values = hex("10 11 12 13 14 15 16 17 18 19 1A");
-            for (int i = 0; i < 10; ++i)
-                set(8, kAddresses[i], values.mid(2 * i, 2), 1);
+            for (int i = 0; i < pieces; ++i)
+                set(form.regType, std::to_string(200 + (i * form.step)).c_str(),
+                    values.mid(i * form.bytesInCall, form.bytesInCall),
+                    std::min(form.countInCall, form.count - i * form.countInCall));
             EXPECT_EQ(queued(), together);
             EXPECT_EQ(PLC_driver.writeList.size(), length);
         }
     }
 }
 
-TEST_F(SetRegisterDataTest, OfManySingleWritesShowsEachValueAtOnceAfterAFailure)
+TEST_F(SetRegisterDataTest, OfSeveralRequestsShowsEachValueAtOnceAfterAFailure)
 {
     PLC_driver.failed = true;
     EXPECT_EQ(2, set(8, "100", hex("12 34 56 78"), 2));
     EXPECT_EQ(hex("12 34"), mirrored(1, 5, 100));
     EXPECT_EQ(hex("56 78"), mirrored(1, 5, 101));
+}
+
+TEST_F(SetRegisterDataTest, OfSeveralRequestsQueuesMoreThanGoInOneLookThroughTheList)
+{
+    // The list takes what fits; the values of all show after a failure.
+    PLC_driver.failed = true;
+    EXPECT_EQ(1024, set(8, "0", QByteArray(2 * 1030, 'x'), 1030));
+    EXPECT_EQ(1023, PLC_driver.writeList.at(1023).address);
+    for (const int address : {1023, 1024, 1029})
+        EXPECT_EQ(QByteArray("xx"), mirrored(1, 5, address)) << address;
 }
 
 TEST_F(SetRegisterDataTest, ThatQueuesDoesNotShowTheValueYet)
@@ -821,7 +862,7 @@ TEST_F(SetRegisterDataTest, InAnyOtherModeShowsTheValueAndQueuesNothing)
     }
 }
 
-TEST_F(SetRegisterDataTest, InAnyOtherModeShowsTheValuesOfManySingleWritesAndQueuesNothing)
+TEST_F(SetRegisterDataTest, OfSeveralRequestsInAnyOtherModeShowsTheValuesAndQueuesNothing)
 {
     info.writeMode = 0;
     EXPECT_EQ(0, set(8, "100", hex("12 34 56 78"), 2));
