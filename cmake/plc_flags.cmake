@@ -15,11 +15,8 @@ if(PLC_SANITIZE)
 endif()
 
 if("thread" IN_LIST PLC_SANITIZE)
-  # Tells the sanitizer of Qt's locks and threads. It is part of each program, so that its functions are found before Qt's.
-  add_library(plc_qt_under_tsan OBJECT
-    "${CMAKE_SOURCE_DIR}/tests/support/qt_under_tsan.cpp" "${CMAKE_SOURCE_DIR}/tests/support/qthread_under_tsan.cpp")
-  set_source_files_properties("${CMAKE_SOURCE_DIR}/tests/support/qthread_under_tsan.cpp" PROPERTIES
-    COMPILE_OPTIONS -fsanitize=thread)
+  # Tells the sanitizer of Qt's locks. It is part of each program, so that its functions are found before Qt's.
+  add_library(plc_qt_under_tsan OBJECT "${CMAKE_SOURCE_DIR}/tests/support/qt_under_tsan.cpp")
   target_compile_features(plc_qt_under_tsan PRIVATE cxx_std_17)
   target_link_libraries(plc_qt_under_tsan PRIVATE plc_qtcore)
   target_link_libraries(plc_flags INTERFACE

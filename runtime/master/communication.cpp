@@ -1,24 +1,13 @@
 #include "runtime/master/communication.h"
 
 #include <algorithm>
+#include <system_error>
 
 namespace plc::runtime {
 
 namespace {
 
 constexpr Time kLongestWait = std::chrono::milliseconds(50);
-
-class WorkThread : public QThread
-{
-public:
-    explicit WorkThread(std::function<void()> work) : work_(std::move(work)) {}
-
-protected:
-    void run() override { work_(); }
-
-private:
-    std::function<void()> work_;
-};
 
 } // namespace
 
@@ -38,12 +27,11 @@ void Communication::start(const std::map<int, int> &cyclicReads, bool trace)
     stopping_ = false;
     const auto opening = std::make_shared<Opening>();
     std::future<void> ready = opening->done.get_future();
-    thread_ = std::make_unique<WorkThread>([this, opening, open = surroundings_.openPort,
-                                            settings = settings_] { run(*opening, open, settings); });
-    thread_->start();
-    // Without a thread nobody would keep the promise.
-    if (!thread_->isRunning() && !thread_->isFinished()) {
-        thread_.reset();
+    try {
+        thread_ = std::thread([this, opening, open = surroundings_.openPort, settings = settings_] {
+            run(*opening, open, settings);
+        });
+    } catch (const std::system_error &) {
         throw Failure(FailureKind::Port,
                       "no thread can be made to serve port '" + settings_.port +
                           "'; the system is short of memory, or this user has too many processes");
@@ -66,20 +54,15 @@ void Communication::abandon(Opening &opening)
 {
     if (opening.isSettled.exchange(true))
         return; // the promise is about to be kept
-    // A program with an event loop gets rid of the object; it may have ended before it was connected.
-    QThread *const thread = thread_.release();
-    QObject::connect(thread, SIGNAL(finished()), thread, SLOT(deleteLater()));
-    if (thread->isFinished())
-        thread->deleteLater();
+    thread_.detach();
     throw Failure(FailureKind::Port, "interrupted while port '" + settings_.port + "' was being opened");
 }
 
 void Communication::stop()
 {
     stopping_ = true;
-    if (thread_)
-        thread_->wait();
-    thread_.reset();
+    if (thread_.joinable())
+        thread_.join();
 }
 
 /// @param open, settings  copies: while the port is being opened, this object may go.

@@ -3,11 +3,10 @@
 #ifndef PLC_MASTER_COMMUNICATION_H
 #define PLC_MASTER_COMMUNICATION_H
 
-#include <QThread>
-
 #include <atomic>
 #include <functional>
 #include <future>
+#include <thread>
 
 #include "runtime/master/driver_link.h"
 #include "runtime/master/news_box.h"
@@ -56,7 +55,7 @@ private:
     const Surroundings surroundings_;
     NewsBox news_;
     DriverLink link_;
-    std::unique_ptr<QThread> thread_;
+    std::thread thread_;
     std::atomic<bool> stopping_{false};
 };
 

@@ -6,13 +6,11 @@
 // Exit codes: 0 the deed is done, 2 there is no such deed; the sanitizer's own if it had something to report.
 #include <QBasicMutex>
 #include <QMutexLocker>
-#include <QThread>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <thread>
 
 #include "threads/beside_the_cycle.h"
@@ -167,15 +165,6 @@ int waitForTriedMutex()
     return waitFor(mutex);
 }
 
-int waitForEndOfThread()
-{
-    int value = 0;
-    const std::unique_ptr<QThread> thread(QThread::create([&value] { value = 3; }));
-    thread->start();
-    thread->wait();
-    return value;
-}
-
 // --------------------------------------------------------------------------------------------------- deeds
 
 struct Deed
@@ -203,7 +192,6 @@ const Deed kDeeds[] = {
     {"wait_for_mutex", waitForMutex},
     {"wait_for_basic_mutex", waitForBasicMutex},
     {"wait_for_tried_mutex", waitForTriedMutex},
-    {"wait_for_end_of_thread", waitForEndOfThread},
 };
 
 int run(const char *name)
