@@ -1,6 +1,7 @@
 /// @file
-/// The clock of the host: nanoseconds of a steady clock, both for moments and for durations. The clock goes
-/// on while the machine sleeps: afterwards values are shown as old as they are, and waits under way are over.
+/// The clock of the runtime: nanoseconds of a steady clock, both for moments and for durations. The clock
+/// goes on while the machine sleeps: afterwards values are shown as old as they are, and waits under way are
+/// over.
 #ifndef PLC_LINE_LINK_TIME_H
 #define PLC_LINE_LINK_TIME_H
 

@@ -34,7 +34,7 @@ struct Footprint
 ///
 /// The driver puts a new write in place of a waiting one to the same place, identifiers and all, so that the
 /// older write would end without a report; and it drops entries beyond its list size without one. So
-/// nextToStart() tells which order has to wait in the host. Orders keep their order where their places
+/// nextToStart() tells which order has to wait before the driver. Orders keep their order where their places
 /// overlap and one of them is a write, and nowhere else; a broadcast is to the places of all stations. A read
 /// that is with the driver already may show a write that was ordered after it. The driver serves its lists
 /// from the front: a station that has not answered its last order has one at a time in them, so that the
@@ -52,7 +52,7 @@ public:
 
     bool isFull() const { return open_.size() >= kMostOpen; }
 
-    /// Opens an order. It waits in the host until it is started.
+    /// Opens an order. It waits before the driver until it is started.
     Ticket open(const Footprint &footprint);
 
     /// True when the waiting order can be handed to the driver without any order losing its report, before

@@ -1,5 +1,5 @@
 /// @file
-/// What the host does beyond the bare exchange of frames; docs/host-policies.md gives the reason for each.
+/// What the runtime does beyond the bare exchange of frames; docs/host-policies.md gives the reason for each.
 #ifndef PLC_MASTER_POLICIES_H
 #define PLC_MASTER_POLICIES_H
 

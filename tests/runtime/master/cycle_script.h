@@ -81,11 +81,11 @@ public:
     void received(Time, const QByteArray &) override {}
     void discarded(Time, int bytes, const char *) override { discardedBytes += bytes; }
     void attemptEnded(Time, AttemptEnd end, int) override { ends.push_back(end); }
-    void transactionEnded(const runtime::TransactionReport &report) override { steps.push_back(report); }
+    void transactionEnded(const runtime::TransactionReport &report) override { reports.push_back(report); }
 
     std::vector<std::pair<QByteArray, int>> sentFrames;
     std::vector<AttemptEnd> ends;
-    std::vector<runtime::TransactionReport> steps;
+    std::vector<runtime::TransactionReport> reports;
     int discardedBytes = 0;
 };
 

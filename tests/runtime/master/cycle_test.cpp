@@ -178,11 +178,11 @@ TEST_F(CycleSilence, ThatNeverComesSpendsTheAttemptInsteadOfHangingForEver)
         EXPECT_TRUE(run(milliseconds(1)).isEmpty());
         EXPECT_TRUE(arrive(hex("55")).isEmpty());
     }
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[0].cause);
-    EXPECT_FALSE(witness.steps[0].done);
-    EXPECT_EQ(0, witness.steps[0].attempts);
-    EXPECT_EQ(chosen, witness.steps[0].startedAt);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::LineBusy, witness.reports[0].cause);
+    EXPECT_FALSE(witness.reports[0].done);
+    EXPECT_EQ(0, witness.reports[0].attempts);
+    EXPECT_EQ(chosen, witness.reports[0].startedAt);
     EXPECT_EQ(2u, total().lineBusy);
     EXPECT_EQ(0u, total().requests);
 }
@@ -196,9 +196,9 @@ TEST_F(CycleSilence, ThatNeverComesIsNotTakenForSuccessWhereNoReplyIsDue)
         arrive(hex("55"));
     }
     EXPECT_TRUE(witness.sentFrames.empty());
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[0].cause);
-    EXPECT_EQ(0, witness.steps[0].attempts);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::LineBusy, witness.reports[0].cause);
+    EXPECT_EQ(0, witness.reports[0].attempts);
     EXPECT_EQ(1u, total().lineBusy);
     EXPECT_EQ(0u, total().unanswered);
     EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::LineBusy));
@@ -225,16 +225,16 @@ TEST_F(CycleReply, GoesToTheDriverTwiceAndEndsTheTransaction)
     run(milliseconds(30));
     arrive(kReply);
     EXPECT_THAT(driver.calls, ElementsAre(kReply, kReply));
-    ASSERT_EQ(1u, witness.steps.size());
-    const TransactionReport &step = witness.steps[0];
-    EXPECT_TRUE(step.done);
-    EXPECT_EQ(1, step.status);
-    EXPECT_EQ(AttemptEnd::Good, step.cause);
-    EXPECT_EQ(1, step.attempts);
-    EXPECT_EQ(17, step.request.station);
-    EXPECT_EQ(3, step.request.function);
-    EXPECT_EQ(sentAt, step.startedAt);
-    EXPECT_EQ(now, step.endedAt);
+    ASSERT_EQ(1u, witness.reports.size());
+    const TransactionReport &report = witness.reports[0];
+    EXPECT_TRUE(report.done);
+    EXPECT_EQ(1, report.status);
+    EXPECT_EQ(AttemptEnd::Good, report.cause);
+    EXPECT_EQ(1, report.attempts);
+    EXPECT_EQ(17, report.request.station);
+    EXPECT_EQ(3, report.request.function);
+    EXPECT_EQ(sentAt, report.startedAt);
+    EXPECT_EQ(now, report.endedAt);
 }
 
 TEST_F(CycleReply, IsTakenByteByByte)
@@ -245,12 +245,12 @@ TEST_F(CycleReply, IsTakenByteByByte)
     driver.trimTo = 9;
     for (int i = 0; i < kReply.size(); ++i) {
         run(milliseconds(1));
-        EXPECT_TRUE(witness.steps.empty());
+        EXPECT_TRUE(witness.reports.empty());
         arrive(kReply.mid(i, 1));
     }
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].done);
-    EXPECT_EQ(100, witness.steps[0].status);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].done);
+    EXPECT_EQ(100, witness.reports[0].status);
     EXPECT_EQ(2u, driver.calls.size());
 }
 
@@ -276,7 +276,7 @@ TEST_F(CycleReply, OfAnotherByteCountNeverReachesTheDriver)
     verdicts({1, 1});
     driver.trimTo = 9;
     arrive(kReply);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleReply, OfAnotherAddressNeverCountsForAWrite)
@@ -296,7 +296,7 @@ TEST_F(CycleReply, OfAnotherAddressCountsForAWriteWhenToldSo)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(withCrc("11 06 0065 1234"));
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleReply, ThatLiesInsideABegunReplyIsLeftThere)
@@ -332,7 +332,7 @@ TEST_F(CycleReply, JudgedBadAfterBeingFoundIsRepeatedWithTheLengthKnown)
     driver.trimTo = 9;
     arrive(kReply);
     EXPECT_EQ(9, head.replyLen);
-    EXPECT_TRUE(witness.steps.empty());
+    EXPECT_TRUE(witness.reports.empty());
     EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::Unusable));
 
     // From now on each call counts: the driver gets one, with exactly the reply.
@@ -343,10 +343,10 @@ TEST_F(CycleReply, JudgedBadAfterBeingFoundIsRepeatedWithTheLengthKnown)
     arrive(kReply.mid(4));
     EXPECT_EQ(3u, driver.calls.size());
     EXPECT_EQ(kReply, driver.calls.back());
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].done);
-    EXPECT_EQ(AttemptEnd::Good, witness.steps[0].cause);
-    EXPECT_EQ(2, witness.steps[0].attempts);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].done);
+    EXPECT_EQ(AttemptEnd::Good, witness.reports[0].cause);
+    EXPECT_EQ(2, witness.reports[0].attempts);
 }
 
 TEST_F(CycleReply, JudgedBadForGoodFailsTheTransactionWithThatCode)
@@ -356,10 +356,10 @@ TEST_F(CycleReply, JudgedBadForGoodFailsTheTransactionWithThatCode)
     verdicts({1, 11});
     driver.trimTo = 9;
     arrive(kReply);
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_FALSE(witness.steps[0].done);
-    EXPECT_EQ(11, witness.steps[0].status);
-    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_FALSE(witness.reports[0].done);
+    EXPECT_EQ(11, witness.reports[0].status);
+    EXPECT_EQ(AttemptEnd::Unusable, witness.reports[0].cause);
 }
 
 TEST_F(CycleReply, IsWaitedForBeforeAnotherRequestGoesOut)
@@ -384,9 +384,9 @@ TEST_F(CycleReply, WithABadCrcCostsTheAttemptAndTheRequestIsRepeated)
     EXPECT_EQ(kRead, runUntilSent());
     EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::Unusable));
     arrive(kReply);
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].done);
-    EXPECT_EQ(2, witness.steps[0].attempts);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].done);
+    EXPECT_EQ(2, witness.reports[0].attempts);
 }
 
 TEST_F(CycleReply, InAFloodOfNoiseIsStillFound)
@@ -397,7 +397,7 @@ TEST_F(CycleReply, InAFloodOfNoiseIsStillFound)
     verdicts({1, 1});
     driver.trimTo = 9;
     arrive(kReply);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
     EXPECT_EQ(5000u, total().foreignBytes);
 }
 
@@ -460,11 +460,11 @@ TEST_F(CycleTimeout, FailsTheTransactionWhenTheDriverSaysSo)
     runUntilSent();
     runUntilSent();
     run(seconds(1));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_FALSE(witness.steps[0].done);
-    EXPECT_EQ(41, witness.steps[0].status);
-    EXPECT_EQ(3, witness.steps[0].attempts);
-    EXPECT_EQ(AttemptEnd::NoReply, witness.steps[0].cause);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_FALSE(witness.reports[0].done);
+    EXPECT_EQ(41, witness.reports[0].status);
+    EXPECT_EQ(3, witness.reports[0].attempts);
+    EXPECT_EQ(AttemptEnd::NoReply, witness.reports[0].cause);
     EXPECT_EQ(3u, driver.calls.size());
     EXPECT_EQ(3u, total().timeouts);
 }
@@ -493,7 +493,7 @@ TEST_F(CycleTimeout, GivesABegunReplyItsOwnTimeOnTheWireOnce)
     verdicts({1, 1});
     driver.trimTo = 9;
     arrive(kReply.mid(3));
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleTimeout, IsNotMovedByForeignBytesHoweverManyCome)
@@ -625,9 +625,9 @@ TEST_F(CycleException, EndsTheAttemptAlsoWhereRepliesAreNotChecked)
     runUntilSent();
     run(milliseconds(20));
     arrive(kException);
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Exception, witness.steps[0].cause);
-    EXPECT_EQ(2, witness.steps[0].exceptionCode);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Exception, witness.reports[0].cause);
+    EXPECT_EQ(2, witness.reports[0].exceptionCode);
 }
 
 TEST_F(CycleException, EndsTheAttemptAtOnceAndIsReported)
@@ -638,9 +638,9 @@ TEST_F(CycleException, EndsTheAttemptAtOnceAndIsReported)
     run(milliseconds(20));
     arrive(kException);
     EXPECT_THAT(driver.calls, ElementsAre(QByteArray()));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Exception, witness.steps[0].cause);
-    EXPECT_EQ(2, witness.steps[0].exceptionCode);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Exception, witness.reports[0].cause);
+    EXPECT_EQ(2, witness.reports[0].exceptionCode);
     EXPECT_EQ(1u, total().exceptions);
     EXPECT_EQ(0u, total().timeouts);
     EXPECT_EQ(0u, total().foreignBytes);
@@ -708,7 +708,7 @@ TEST_F(CycleException, AcknowledgeEndsAWriteThatHasBegun)
     verdicts({41});
     arrive(withCrc("11 86 05"));
     EXPECT_EQ(4, info.retryCount);
-    EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
+    EXPECT_EQ(AttemptEnd::Exception, witness.reports.at(0).cause);
 }
 
 TEST_F(CycleException, OfARepeatIsFollowedByTheNextAtOnceWithoutTheGuard)
@@ -755,8 +755,8 @@ TEST_F(CycleException, OutweighsSilenceInTheReport)
     verdicts({0, 41});
     arrive(kException);
     run(seconds(1));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Exception, witness.steps[0].cause);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Exception, witness.reports[0].cause);
     EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::Exception, AttemptEnd::NoReply));
 }
 
@@ -812,8 +812,8 @@ TEST_F(CycleDamage, DoesNotKeepAReplyBehindItFromBeingSeen)
     verdicts({1, 1});
     driver.trimTo = 9;
     arrive(kReply);
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].done);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].done);
 }
 
 TEST_F(CycleDamage, DoesNotEndTheWaitWhileSomethingFollows)
@@ -876,7 +876,7 @@ TEST_F(CycleEcho, OfASingleWriteIsNotTakenForItsReply)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(kWrite);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
     EXPECT_EQ(0u, total().foreignBytes);
 }
 
@@ -902,9 +902,9 @@ TEST_F(CycleEcho, InPiecesIsNoReplyEither)
     arrive(kRead.left(3));
     arrive(kRead.mid(3));
     run(seconds(1));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::NoReply, witness.steps[0].cause);
-    EXPECT_FALSE(witness.steps[0].echoMissing);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::NoReply, witness.reports[0].cause);
+    EXPECT_FALSE(witness.reports[0].echoMissing);
 }
 
 TEST_F(CycleEcho, IsNeverBehindTheReply)
@@ -918,7 +918,7 @@ TEST_F(CycleEcho, IsNeverBehindTheReply)
     verdicts({1, 1});
     driver.trimTo = 9;
     arrive(kReply);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, ThatIsMissingIsNamedInTheReport)
@@ -929,9 +929,9 @@ TEST_F(CycleEcho, ThatIsMissingIsNamedInTheReport)
     verdicts({41});
     arrive(kReply);
     run(seconds(1));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].echoMissing);
-    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].echoMissing);
+    EXPECT_EQ(AttemptEnd::Unusable, witness.reports[0].cause);
 }
 
 TEST_F(CycleEcho, OfABroadcastIsNotNoise)
@@ -943,7 +943,7 @@ TEST_F(CycleEcho, OfABroadcastIsNotNoise)
     verdicts({1});
     run(milliseconds(200));
     EXPECT_EQ(0u, total().foreignBytes);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReply)
@@ -959,7 +959,7 @@ TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReply)
     driver.trimTo = 8;
     arrive(kWrite);
     EXPECT_EQ(3u, driver.calls.size());
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReplyBehindNoiseEither)
@@ -972,7 +972,7 @@ TEST_F(CycleEcho, OfAnEarlierAttemptIsNotTakenForTheReplyBehindNoiseEither)
     arrive(hex("55") + kWrite + hex("AA") + kWrite);
     EXPECT_EQ(1u, driver.calls.size());
     run(milliseconds(400));
-    EXPECT_FALSE(witness.steps.at(0).done);
+    EXPECT_FALSE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, OfAllAttemptsAreCounted)
@@ -988,7 +988,7 @@ TEST_F(CycleEcho, OfAllAttemptsAreCounted)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(kWrite);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, OfAnEarlierTransactionWithTheSameRequestIsCountedToo)
@@ -1001,7 +1001,7 @@ TEST_F(CycleEcho, OfAnEarlierTransactionWithTheSameRequestIsCountedToo)
     EXPECT_EQ(kWrite, runUntilSent()) << "not held back by the guard";
     arrive(kWrite + kWrite);
     EXPECT_EQ(1u, driver.calls.size());
-    EXPECT_EQ(1u, witness.steps.size());
+    EXPECT_EQ(1u, witness.reports.size());
 }
 
 TEST_F(CycleEcho, OfAnEarlierTransactionWithAnotherRequestIsNotDueAnyMore)
@@ -1017,8 +1017,8 @@ TEST_F(CycleEcho, OfAnEarlierTransactionWithAnotherRequestIsNotDueAnyMore)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(other);
-    ASSERT_EQ(2u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[1].done);
+    ASSERT_EQ(2u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[1].done);
 }
 
 TEST_F(CycleEcho, ThatComesBetweenTwoAttemptsIsOver)
@@ -1043,9 +1043,9 @@ TEST_F(CycleEcho, ThatComesBetweenTwoAttemptsIsOver)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(kWrite);
-    EXPECT_TRUE(witness.steps.empty());
+    EXPECT_TRUE(witness.reports.empty());
     arrive(kWrite);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, ThatNeverCameDoesNotKeepAReplyUnlikeItFromCounting)
@@ -1058,22 +1058,22 @@ TEST_F(CycleEcho, ThatNeverCameDoesNotKeepAReplyUnlikeItFromCounting)
     verdicts({1, 1});
     driver.trimTo = 9;
     arrive(kRead + kReply);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, MissingBehindABroadcastIsNoSuccess)
 {
     settings.removeEcho = true;
     for (const QByteArray &heard : {QByteArray(), hex("00 06 0064 FF01 0804")}) {
-        witness.steps.clear();
+        witness.reports.clear();
         queue(kBroadcast, 0);
         EXPECT_EQ(kBroadcast, runUntilSent());
         verdicts({1});
         arrive(heard);
         run(milliseconds(200));
-        ASSERT_EQ(1u, witness.steps.size());
-        EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
-        EXPECT_TRUE(witness.steps[0].echoMissing);
+        ASSERT_EQ(1u, witness.reports.size());
+        EXPECT_EQ(AttemptEnd::Unusable, witness.reports[0].cause);
+        EXPECT_TRUE(witness.reports[0].echoMissing);
         run(seconds(2));
     }
 }
@@ -1085,9 +1085,9 @@ TEST_F(CycleEcho, MissingWhereNoReplyIsDueIsNoSuccess)
     runUntilSent();
     verdicts({1});
     run(milliseconds(400));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
-    EXPECT_TRUE(witness.steps[0].echoMissing);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Unusable, witness.reports[0].cause);
+    EXPECT_TRUE(witness.reports[0].echoMissing);
 }
 
 TEST_F(CycleEcho, WithoutTheOptionPassesAsTheReplyOfASingleWrite)
@@ -1098,7 +1098,7 @@ TEST_F(CycleEcho, WithoutTheOptionPassesAsTheReplyOfASingleWrite)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(kWrite);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 // 24 coils at 768: three bytes of data, which is what the address says where a reply has their number.
@@ -1112,9 +1112,9 @@ TEST_F(CycleEcho, WithoutTheOptionIsNeverTakenForTheReplyOfARead)
     EXPECT_TRUE(driver.calls.empty());
     verdicts({41});
     run(milliseconds(400));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Unusable, witness.steps[0].cause);
-    EXPECT_TRUE(witness.steps[0].echoHeard);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Unusable, witness.reports[0].cause);
+    EXPECT_TRUE(witness.reports[0].echoHeard);
 }
 
 TEST_F(CycleReply, LikeItsRequestCountsBehindTheEchoThatIsTakenOff)
@@ -1127,7 +1127,7 @@ TEST_F(CycleReply, LikeItsRequestCountsBehindTheEchoThatIsTakenOff)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(kReadLikeItsReply);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleReply, LikeItsRequestCountsWhereItComesLaterThanAnEcho)
@@ -1138,7 +1138,7 @@ TEST_F(CycleReply, LikeItsRequestCountsWhereItComesLaterThanAnEcho)
     verdicts({1, 1});
     driver.trimTo = 8;
     arrive(kReadLikeItsReply);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleReply, LikeItsRequestMayBeTheEchoOfAFrameThatLeftLate)
@@ -1163,7 +1163,7 @@ TEST_F(CycleReply, LikeItsRequestDoesNotCountWhereItMayBeTheEcho)
     EXPECT_TRUE(driver.calls.empty());
     verdicts({41});
     run(milliseconds(400));
-    EXPECT_TRUE(witness.steps.at(0).mayBeEcho);
+    EXPECT_TRUE(witness.reports.at(0).mayBeEcho);
 }
 
 TEST_F(CycleEcho, WithoutTheOptionDoesNotHideTheReplyBehindIt)
@@ -1176,7 +1176,7 @@ TEST_F(CycleEcho, WithoutTheOptionDoesNotHideTheReplyBehindIt)
     const QByteArray reply = withCrc("11 01 03 A5 5A 3C");
     arrive(reply);
     EXPECT_THAT(driver.calls, ElementsAre(reply, reply));
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CycleEcho, OfAnotherAttemptDoesNotStayInTheReport)
@@ -1187,8 +1187,8 @@ TEST_F(CycleEcho, OfAnotherAttemptDoesNotStayInTheReport)
     arrive(kRead);
     runUntilSent();
     run(milliseconds(400));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_FALSE(witness.steps[0].echoHeard);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_FALSE(witness.reports[0].echoHeard);
 }
 
 TEST_F(CycleEcho, OfAnEarlierTransactionIsNotReportedOfOneThatIsNeverSent)
@@ -1200,9 +1200,9 @@ TEST_F(CycleEcho, OfAnEarlierTransactionIsNotReportedOfOneThatIsNeverSent)
     arrive(kRead);
     driver.permitted = Permit::Withhold;
     run(milliseconds(400));
-    ASSERT_EQ(2u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].echoHeard);
-    EXPECT_FALSE(witness.steps[1].echoHeard);
+    ASSERT_EQ(2u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].echoHeard);
+    EXPECT_FALSE(witness.reports[1].echoHeard);
 }
 
 TEST_F(CycleEcho, ThatIsTakenOffIsNotReportedAsHeard)
@@ -1213,7 +1213,7 @@ TEST_F(CycleEcho, ThatIsTakenOffIsNotReportedAsHeard)
     verdicts({41});
     arrive(kRead);
     run(milliseconds(400));
-    EXPECT_FALSE(witness.steps.at(0).echoHeard);
+    EXPECT_FALSE(witness.reports.at(0).echoHeard);
 }
 
 TEST_F(CycleBroadcast, WaitsTheTurnaroundDelayAndIsDone)
@@ -1227,9 +1227,9 @@ TEST_F(CycleBroadcast, WaitsTheTurnaroundDelayAndIsDone)
     EXPECT_TRUE(driver.calls.empty());
     runUntil(due);
     EXPECT_THAT(driver.calls, ElementsAre(QByteArray()));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].done);
-    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.steps[0].cause);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].done);
+    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.reports[0].cause);
     EXPECT_EQ(1u, total().unanswered);
 }
 
@@ -1279,8 +1279,8 @@ TEST_F(CycleNoReply, ToARealStationIsListenedOut)
     EXPECT_TRUE(driver.calls.empty());
     arrive(kWrite);
     EXPECT_THAT(driver.calls, ElementsAre(QByteArray()));
-    EXPECT_TRUE(witness.steps.at(0).done);
-    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.steps[0].cause);
+    EXPECT_TRUE(witness.reports.at(0).done);
+    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.reports[0].cause);
     EXPECT_EQ(0u, total().foreignBytes);
 }
 
@@ -1291,9 +1291,9 @@ TEST_F(CycleNoReply, EndsWithTheTimeOutWhenTheStationKeepsSilent)
     verdicts({1});
     const Time due = sentAt + kEightBytes + milliseconds(300);
     runUntil(due - nanoseconds(2));
-    EXPECT_TRUE(witness.steps.empty()) << "a station that the option does not silence answers";
+    EXPECT_TRUE(witness.reports.empty()) << "a station that the option does not silence answers";
     runUntil(due);
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
     EXPECT_EQ(0u, total().timeouts);
 }
 
@@ -1305,10 +1305,10 @@ TEST_F(CycleNoReply, EndsWithTheTurnaroundWhereTheOptionSaysThatStationsKeepSile
     verdicts({1});
     const Time due = sentAt + kEightBytes + milliseconds(100);
     runUntil(due - nanoseconds(2));
-    EXPECT_TRUE(witness.steps.empty());
+    EXPECT_TRUE(witness.reports.empty());
     runUntil(due);
-    EXPECT_TRUE(witness.steps.at(0).done);
-    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.steps[0].cause);
+    EXPECT_TRUE(witness.reports.at(0).done);
+    EXPECT_EQ(AttemptEnd::NoReplyDue, witness.reports[0].cause);
     EXPECT_EQ(0u, total().timeouts);
 }
 
@@ -1322,7 +1322,7 @@ TEST_F(CycleNoReply, RefusedAtTheEndOfTheTurnaroundIsReported)
     run(milliseconds(10));
     verdicts({1});
     arrive(withCrc("11 86 02").mid(2));
-    EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
+    EXPECT_EQ(AttemptEnd::Exception, witness.reports.at(0).cause);
 }
 
 TEST_F(CycleNoReply, IsWhatTheOptionBitsMakeOfTypesEightAndNine)
@@ -1363,10 +1363,10 @@ TEST_F(CycleNoReply, RefusedByTheStationIsReportedAlthoughTheDriverCallsItDone)
     runUntilSent();
     verdicts({1});
     arrive(withCrc("11 86 03"));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_TRUE(witness.steps[0].done);
-    EXPECT_EQ(AttemptEnd::Exception, witness.steps[0].cause);
-    EXPECT_EQ(3, witness.steps[0].exceptionCode);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_TRUE(witness.reports[0].done);
+    EXPECT_EQ(AttemptEnd::Exception, witness.reports[0].cause);
+    EXPECT_EQ(3, witness.reports[0].exceptionCode);
     EXPECT_EQ(1u, total().exceptions);
     EXPECT_EQ(0u, total().unanswered);
 }
@@ -1430,9 +1430,9 @@ TEST_F(CycleReadModifyWrite, DoesNotWriteAnOldValueAgain)
     verdicts({0, 41});
     EXPECT_TRUE(run(seconds(5)).isEmpty());
     EXPECT_EQ(2, info.retryCount) << "the driver is not to try again";
-    ASSERT_EQ(2u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::NoReply, witness.steps[1].cause);
-    EXPECT_EQ(1, witness.steps[1].attempts);
+    ASSERT_EQ(2u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::NoReply, witness.reports[1].cause);
+    EXPECT_EQ(1, witness.reports[1].attempts);
 }
 
 TEST_F(CycleReadModifyWrite, WritesAgainWhileTheValueIsFresh)
@@ -1459,10 +1459,10 @@ TEST_F(CycleReadModifyWrite, WritesNothingOnALineThatIsNotSilentInTime)
         EXPECT_TRUE(arrive(hex("55")).isEmpty());
     }
     EXPECT_TRUE(run(seconds(1)).isEmpty());
-    ASSERT_EQ(2u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::LineBusy, witness.steps[1].cause);
-    EXPECT_EQ(0, witness.steps[1].attempts);
-    EXPECT_EQ(answered + milliseconds(500), witness.steps[1].endedAt);
+    ASSERT_EQ(2u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::LineBusy, witness.reports[1].cause);
+    EXPECT_EQ(0, witness.reports[1].attempts);
+    EXPECT_EQ(answered + milliseconds(500), witness.reports[1].endedAt);
 }
 
 TEST_F(CycleReadModifyWrite, NeverShowsTheDriverAReplyOfAnotherLength)
@@ -1493,9 +1493,9 @@ TEST_F(CycleRelay, HandsTheWholeReplyOverInOneCall)
     verdicts({1});
     arrive(reply.mid(3));
     EXPECT_THAT(driver.calls, ElementsAre(reply));
-    EXPECT_TRUE(witness.steps.at(0).done);
-    EXPECT_EQ(7, witness.steps[0].request.station);
-    EXPECT_EQ(0, witness.steps[0].request.function);
+    EXPECT_TRUE(witness.reports.at(0).done);
+    EXPECT_EQ(7, witness.reports[0].request.station);
+    EXPECT_EQ(0, witness.reports[0].request.function);
 }
 
 TEST_F(CycleRelay, SpendsTheAttemptWhenNothingUsableCame)
@@ -1517,8 +1517,8 @@ TEST_F(CycleRelay, NoticesAnException)
     runUntilSent();
     verdicts({41});
     arrive(withCrc("07 90 02"));
-    EXPECT_EQ(AttemptEnd::Exception, witness.steps.at(0).cause);
-    EXPECT_EQ(16, witness.steps[0].refusedFunction);
+    EXPECT_EQ(AttemptEnd::Exception, witness.reports.at(0).cause);
+    EXPECT_EQ(16, witness.reports[0].refusedFunction);
 }
 
 TEST_F(CycleRelay, WaitsTheTurnaroundDelayWhenNoReplyIsDue)
@@ -1529,7 +1529,7 @@ TEST_F(CycleRelay, WaitsTheTurnaroundDelayWhenNoReplyIsDue)
     EXPECT_EQ(CycleState::WaitingTurnaround, cycle().state());
     verdicts({100});
     run(milliseconds(200));
-    EXPECT_TRUE(witness.steps.at(0).done);
+    EXPECT_TRUE(witness.reports.at(0).done);
 }
 
 TEST_F(CyclePermit, IsAskedForBeforeEachTransmission)
@@ -1548,9 +1548,9 @@ TEST_F(CyclePermit, NotGivenKeepsEveryByteFromTheLine)
     verdicts({41});
     driver.permitted = Permit::Withhold;
     EXPECT_TRUE(run(seconds(1)).isEmpty());
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
-    EXPECT_EQ(0, witness.steps[0].attempts);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Withheld, witness.reports[0].cause);
+    EXPECT_EQ(0, witness.reports[0].attempts);
     EXPECT_EQ(std::vector<QByteArray>{QByteArray()}, driver.calls);
     EXPECT_TRUE(cycle().statistics().stations.empty());
 }
@@ -1563,7 +1563,7 @@ TEST_F(CyclePermit, NotGivenForAnythingStillLetsTheLineHaveItsTurn)
         verdicts({41});
     }
     EXPECT_EQ(now + milliseconds(2), cycle().advance(now, QByteArray()).wakeAt);
-    EXPECT_EQ(16u, witness.steps.size());
+    EXPECT_EQ(16u, witness.reports.size());
 }
 
 TEST_F(CyclePermit, IsStillNeededWhenTheLineFallsSilent)
@@ -1573,8 +1573,8 @@ TEST_F(CyclePermit, IsStillNeededWhenTheLineFallsSilent)
     EXPECT_TRUE(cycle().advance(now, QByteArray()).send.isEmpty());
     driver.permitted = Permit::Withhold;
     EXPECT_TRUE(run(seconds(1)).isEmpty());
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Withheld, witness.reports[0].cause);
 }
 
 TEST_F(CyclePermit, TakenBackEndsTheRepeatsAtOnce)
@@ -1586,9 +1586,9 @@ TEST_F(CyclePermit, TakenBackEndsTheRepeatsAtOnce)
     const Time first = sentAt;
     driver.permitted = Permit::Withhold;
     runUntil(first + kEightBytes + milliseconds(310));
-    ASSERT_EQ(1u, witness.steps.size());
-    EXPECT_EQ(AttemptEnd::Withheld, witness.steps[0].cause);
-    EXPECT_EQ(1, witness.steps[0].attempts);
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::Withheld, witness.reports[0].cause);
+    EXPECT_EQ(1, witness.reports[0].attempts);
     EXPECT_EQ(5, info.retryCount) << "the driver is not to try again";
     // The attempt before may still be answered.
     driver.permitted = Permit::Send;

@@ -30,8 +30,8 @@ public:
     void received(Time, const QByteArray &) override {}
     void discarded(Time, int, const char *) override {}
     void attemptEnded(Time, AttemptEnd, int) override {}
-    void transactionEnded(const TransactionReport &report) override { steps.push_back(report); }
-    std::vector<TransactionReport> steps;
+    void transactionEnded(const TransactionReport &report) override { reports.push_back(report); }
+    std::vector<TransactionReport> reports;
 };
 
 class CycleWithDriver : public SetUpDriver
@@ -82,8 +82,8 @@ TEST_F(CycleWithDriver, StoresACyclicRead)
     addRead(holding(100).count(2).station(17));
     EXPECT_EQ(hex("11 03 0064 0002 8744"), nextRequest());
     arrive(hex("11 03 04 1234 ABCD 11E1"));
-    ASSERT_EQ(1u, keeper.steps.size());
-    EXPECT_EQ(1, keeper.steps[0].status);
+    ASSERT_EQ(1u, keeper.reports.size());
+    EXPECT_EQ(1, keeper.reports[0].status);
     EXPECT_EQ(hex("34 12"), mirrored(17, 5, 100));
     EXPECT_EQ(hex("CD AB"), mirrored(17, 5, 101));
 }
@@ -110,7 +110,7 @@ TEST_F(CycleWithDriver, ReportsAWriteOnceAfterTheSecondHalfOfABitWrite)
     EXPECT_EQ(withCrc("01 06 0002 0009"), nextRequest());
     arrive(withCrc("01 06 0002 0009"));
     EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 1}}), outcomes);
-    EXPECT_EQ(2u, keeper.steps.size());
+    EXPECT_EQ(2u, keeper.reports.size());
 }
 
 TEST_F(CycleWithDriver, WritesNoBitOfARegisterThatWasNotReadWholeEvenWhereRepliesAreNotChecked)
@@ -154,9 +154,9 @@ TEST_F(CycleWithDriver, GivesUpAfterTheRetryLimitAndReportsFailure)
         EXPECT_EQ(withCrc("01 06 0010 1234"), nextRequest());
     EXPECT_TRUE(nextRequest().isEmpty());
     EXPECT_EQ((std::vector<Outcome>{{77, 5, 6, 2}}), outcomes);
-    ASSERT_EQ(1u, keeper.steps.size());
-    EXPECT_EQ(41, keeper.steps[0].status);
-    EXPECT_EQ(AttemptEnd::NoReply, keeper.steps[0].cause);
+    ASSERT_EQ(1u, keeper.reports.size());
+    EXPECT_EQ(41, keeper.reports[0].status);
+    EXPECT_EQ(AttemptEnd::NoReply, keeper.reports[0].cause);
 }
 
 TEST_F(CycleWithDriver, GrantsEachRequestAllItsRetries)
@@ -170,9 +170,9 @@ TEST_F(CycleWithDriver, GrantsEachRequestAllItsRetries)
         nextRequest();
         arrive(i % 2 == 0 ? hex("11 03 04 1234 ABCD 11E1") : hex("11 04 02 002A F92C"));
     }
-    EXPECT_EQ(4u, keeper.steps.size());
-    for (const TransactionReport &step : keeper.steps)
-        EXPECT_TRUE(step.done);
+    EXPECT_EQ(4u, keeper.reports.size());
+    for (const TransactionReport &report : keeper.reports)
+        EXPECT_TRUE(report.done);
     EXPECT_EQ(8u, cycle().statistics().total.timeouts);
 }
 
@@ -202,10 +202,10 @@ TEST_F(CycleWithDriver, RepeatsAReplyThatIsJudgedBadByItsStation)
         EXPECT_EQ(withCrc("09 03 0064 0002"), nextRequest());
         arrive(withCrc("09 03 04 1234 ABCD"));
     }
-    ASSERT_EQ(1u, keeper.steps.size());
-    EXPECT_EQ(11, keeper.steps[0].status);
-    EXPECT_EQ(3, keeper.steps[0].attempts);
-    EXPECT_EQ(AttemptEnd::Unusable, keeper.steps[0].cause);
+    ASSERT_EQ(1u, keeper.reports.size());
+    EXPECT_EQ(11, keeper.reports[0].status);
+    EXPECT_EQ(3, keeper.reports[0].attempts);
+    EXPECT_EQ(AttemptEnd::Unusable, keeper.reports[0].cause);
     EXPECT_EQ(QByteArray(), mirrored(17, 5, 100));
 }
 
@@ -216,8 +216,8 @@ TEST_F(CycleWithDriver, TreatsAnAnswerExpectedFromStationZeroAsATimeOut)
     for (int attempt = 0; attempt < 3; ++attempt)
         EXPECT_EQ(withCrc("00 03 0064 0002"), nextRequest());
     nextRequest();
-    ASSERT_FALSE(keeper.steps.empty());
-    EXPECT_EQ(41, keeper.steps[0].status);
+    ASSERT_FALSE(keeper.reports.empty());
+    EXPECT_EQ(41, keeper.reports[0].status);
 }
 
 TEST_F(CycleWithDriver, StoresARelayReplyOfItsOwnLink)
@@ -226,8 +226,8 @@ TEST_F(CycleWithDriver, StoresARelayReplyOfItsOwnLink)
     addRead(coil(256).count(10).station(7));
     EXPECT_EQ(22, nextRequest().size());
     arrive(withCrc("07 01 02 A503"));
-    ASSERT_EQ(1u, keeper.steps.size());
-    EXPECT_EQ(1, keeper.steps[0].status);
+    ASSERT_EQ(1u, keeper.reports.size());
+    EXPECT_EQ(1, keeper.reports[0].status);
     EXPECT_EQ(hex("01"), mirrored(7, 0, 256));
     EXPECT_EQ(hex("00"), mirrored(7, 0, 257));
     EXPECT_EQ(hex("01"), mirrored(7, 0, 265));
@@ -242,8 +242,8 @@ TEST_F(CycleWithDriver, StoresNothingOfAReplyWithTheWrongByteCount)
     }
     nextRequest();
     EXPECT_EQ(QByteArray(), mirrored(17, 5, 100));
-    ASSERT_FALSE(keeper.steps.empty());
-    EXPECT_EQ(AttemptEnd::Unusable, keeper.steps[0].cause);
+    ASSERT_FALSE(keeper.reports.empty());
+    EXPECT_EQ(AttemptEnd::Unusable, keeper.reports[0].cause);
     EXPECT_EQ(3u, cycle().statistics().total.ignoredReplies);
 }
 

@@ -10,7 +10,7 @@ namespace {
 using namespace plc::runtime;
 using ::testing::HasSubstr;
 
-News stepNews(int address)
+News reportNews(int address)
 {
     News news;
     news.transaction.emplace();
@@ -20,7 +20,7 @@ News stepNews(int address)
 
 News endNews(Ticket ticket)
 {
-    News news = stepNews(0);
+    News news = reportNews(0);
     news.orders.push_back({ticket, OrderResult()});
     return news;
 }
@@ -29,7 +29,7 @@ TEST(NewsBox, HandsNewsOverInTheirOrder)
 {
     NewsBox box;
     for (int i = 0; i < 5; ++i)
-        box.put(stepNews(i));
+        box.put(reportNews(i));
     const std::vector<News> taken = box.take(steadyNow());
     ASSERT_EQ(5u, taken.size());
     for (int i = 0; i < 5; ++i)
@@ -40,16 +40,16 @@ TEST(NewsBox, HandsNewsOverInTheirOrder)
 TEST(NewsBox, WakesWhoWaits)
 {
     NewsBox box;
-    std::thread other([&box] { box.put(stepNews(1)); });
+    std::thread other([&box] { box.put(reportNews(1)); });
     EXPECT_EQ(1u, box.take(steadyNow() + std::chrono::seconds(60)).size());
     other.join();
 }
 
-TEST(NewsBox, DropsStepsAndTraceWhileNobodyTakesThem)
+TEST(NewsBox, DropsReportsAndTraceWhileNobodyTakesThem)
 {
     NewsBox box;
     for (std::size_t i = 0; i < NewsBox::kMostWaiting + 50; ++i)
-        box.put(stepNews(static_cast<int>(i)));
+        box.put(reportNews(static_cast<int>(i)));
     News trace;
     trace.trace = "-> 01 03";
     box.put(std::move(trace));
@@ -57,7 +57,7 @@ TEST(NewsBox, DropsStepsAndTraceWhileNobodyTakesThem)
     ASSERT_EQ(NewsBox::kMostWaiting + 1, taken.size());
     EXPECT_EQ(0, taken.front().transaction->request.address);
     EXPECT_THAT(taken.back().trace, HasSubstr("51 events are not shown"));
-    box.put(stepNews(7));
+    box.put(reportNews(7));
     EXPECT_EQ(1u, box.take(steadyNow()).size()) << "the gap is told once";
 }
 
@@ -65,7 +65,7 @@ TEST(NewsBox, KeepsChangesOfStationsWithoutTheirStatistics)
 {
     NewsBox box;
     for (std::size_t i = 0; i < NewsBox::kMostWaiting; ++i)
-        box.put(stepNews(1));
+        box.put(reportNews(1));
     News change;
     change.station.emplace();
     change.statistics.emplace();
@@ -107,7 +107,7 @@ TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
 {
     NewsBox box;
     for (std::size_t i = 0; i < NewsBox::kMostWaiting; ++i)
-        box.put(stepNews(0));
+        box.put(reportNews(0));
     box.put(endNews(17));
     News station;
     station.station.emplace();
