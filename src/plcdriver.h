@@ -20,8 +20,8 @@
 ///   `listMutex`, which the driver holds while it runs a callback: the call would wait for ever.
 ///
 /// Values cross this interface in one layout: one byte, 0 or 1, per bit; two bytes per 16-bit register, low
-/// byte first; four bytes per 32-bit value at register A, ordered A+1 low, A+1 high, A low, A high (the
-/// register with the lower address holds the upper half).
+/// byte first; four bytes per 32-bit value. Those of a value at register A are A+1 low, A+1 high, A low, A
+/// high: the lower address holds the upper half.
 #ifndef PLC_PLCDRIVER_H
 #define PLC_PLCDRIVER_H
 
@@ -48,9 +48,9 @@ extern "C" {
 /// Hands over the settings record of the link and makes the driver ready.
 ///
 /// Writes into the record: `maxBlock` is brought into 1..100, `reserved40` and `reserved52` become 0. Decodes
-/// `options`; a later call decodes them again. `maxBlock`, `stationMode`, `defaultStation`, `linkMode`,
-/// `linkId`, `writeMode`, `retryLimit` and `callbackArg` are read from the record at every use, so the
-/// runtime may change them between two calls of the cycle.
+/// `options`; a later call decodes them again. These are read from the record at every use, so the runtime
+/// may change them between two calls of the cycle: `maxBlock`, `stationMode`, `defaultStation`, `linkMode`,
+/// `linkId`, `writeMode`, `retryLimit`, `callbackArg`.
 /// @param info  stays the runtime's and must outlive the driver's use; null does nothing.
 /// Before any variable is registered. Callback: no.
 PLC_EXPORT void SetComInfo(COM_INFO *info);
@@ -83,10 +83,10 @@ PLC_EXPORT int QueryFinishFlag();
 /// Cycle thread only. Callback: no.
 /// @{
 
-/// Gives the transaction to carry out now: the one in progress if there is one, otherwise the next one,
-/// chosen among at most five writes in a row, then at most five one-shot reads, then one cyclic read (with
-/// four priority levels served at rates of their own). Writes and one-shot reads of switched-off stations are
-/// dropped without a report.
+/// Gives the transaction to carry out now: the one in progress if there is one, otherwise the next one. It is
+/// chosen among at most five writes in a row, then at most five one-shot reads, then one cyclic read. Cyclic
+/// reads have four priority levels, which are served at rates of their own. Writes and one-shot reads of
+/// switched-off stations are dropped without a report.
 /// @param ignored  any value.
 /// @return the record whose first `sendLen` bytes of `frame` are to be transmitted; null when there is
 ///         nothing to do (then `scanDone` is 1, unless SetComInfo() was not called or memory has run out).
@@ -99,10 +99,10 @@ PLC_EXPORT Protocol *ComCommunication(int ignored);
 /// Modbus requests: while `replyLen` of the transaction is -1, call with the bytes received so far as they
 /// arrive; once a reply was found (status 1, `replyLen` is its length) the buffer holds exactly that reply
 /// and one more call finishes the step. A reply to a read with less data than was asked for stores nothing
-/// and counts as done; only the reply to the read half of a bit write is passed over when it lacks the
-/// register, which would be written back as zeros. An empty buffer means that the wait has run out, and
-/// counts as a failed attempt each time. Relay requests: call once, with the whole reply, or empty after the
-/// wait has run out.
+/// and counts as done. Only the reply to the read half of a bit write is passed over when it lacks the
+/// register: that would be written back as zeros. An empty buffer means that the wait has run out, and counts
+/// as a failed attempt each time. Relay requests: call once, with the whole reply, or empty after the wait
+/// has run out.
 /// @param reply   bytes received so far, may be changed (noise around the reply is cut off); null counts as
 ///                empty.
 /// @param length  size of the buffer handed in with this call; 0 when nothing was received.
@@ -114,9 +114,9 @@ PLC_EXPORT Protocol *ComCommunication(int ignored);
 ///         - plc::kResultDoneWithoutData, 100: step done with nothing to store.
 ///         - plc::kResultNoReply, 41: a Modbus request got no reply at all.
 ///         - 11..22: bad reply; 41..52: no reply although its length was known; 71..82: another length than
-///           was known. 111..122, 141..152 and 171..182: the same three for an operation of another
-///           `linkId`. Within a band (plc::kBandBadReply and the like) the code is the first one plus
-///           `hostId` for a `hostId` of 1 to 11, otherwise the first one.
+///           was known. 111..122, 141..152 and 171..182: the same three for an operation of another `linkId`.
+///           Bands (plc::kBandBadReply and the like) begin at the first code; a `hostId` of 1 to 11 is added
+///           to that.
 ///         - plc::kResultUnknownVerdict, 200: any other verdict.
 /// Takes `listMutex` for completion (and for a read-modify-write's first reply), `cacheMutex` while values
 /// are stored.
@@ -132,11 +132,12 @@ PLC_EXPORT RW_VAR *DataCom(QByteArray *reply, int length);
 /// @param regType   register type code 0..9.
 /// @param addrText  address as typed on the panel, see PLCAddressChangeIntef().
 /// @param station   station number; ignored when `stationMode` is 0.
-/// @param out       gets the values: `count` bytes for types 0 to 3, 2 bytes per register for types 4, 5, 8,
-///                  9, 4 bytes for each of (`count` + 1) / 2 values for types 6 and 7. Null is refused.
+/// @param out       gets the values. Types 0 to 3 have `count` bytes, types 4, 5, 8 and 9 two bytes a
+///                  register. Types 6 and 7 have 4 bytes for each of (`count` + 1) / 2 values. Null is
+///                  refused.
 /// @param count     bits or 16-bit registers; below 1 nothing is transferred. Time and memory grow with it.
-/// @return 1; 0 when the address does not parse (then `out` is `count` * 2 zero bytes), or when the output
-///         would not fit a byte array (then `out` is empty).
+/// @return 1, or 0. An address that does not parse gives 0, and `out` is `count` * 2 zero bytes. Output that
+///         would not fit a byte array gives 0, and `out` is empty.
 /// Takes `cacheMutex`. Callback: yes.
 PLC_EXPORT int GetRegisterData(const QString &varName, int regType, const QString &addrText, int station,
                                QByteArray *out, int count);
@@ -166,12 +167,12 @@ PLC_EXPORT int SetRegisterData(const QString &varName, int regType, const QStrin
 /// @name Variables
 /// @{
 
-/// Replaces the cyclic reads by requests that cover all @p variables, packed into as few as the settings
-/// allow and ordered by station, area and address. Requests that cover a priority address (PassVarName()) are
+/// Replaces the cyclic reads by requests that cover all @p variables. They are as few as the settings allow,
+/// and ordered by station, area and address. Requests that cover a priority address (PassVarName()) are
 /// served at the rate of their level instead of in turn, unless few others are left.
-/// @param variables  read only, not kept; may be changed as soon as the call returns. Null is refused; null
-///                   elements, unknown types, addresses that do not parse and station 0 are left out, and so
-///                   is a variable that would need more than 65536 requests.
+/// @param variables  read only, not kept; may be changed as soon as the call returns. Null is refused. Null
+///                   elements, unknown types, addresses that do not parse and station 0 are left out. So is a
+///                   variable that would need more than 65536 requests.
 /// @return number of cyclic reads, those of the priority levels not counted; 0 for an empty list, which
 ///         empties the cyclic reads and leaves the priority levels as they are.
 /// Any thread, also while the cycle runs. Takes `listMutex` for the whole rebuild. Callback: no.
@@ -180,9 +181,9 @@ PLC_EXPORT int ReCreatReadVarList(QList<HostVariable *> *variables);
 /// Adds the priority addresses of a table of variable names; the next ReCreatReadVarList() heeds them.
 /// Nothing ever removes them.
 ///
-/// A row counts when it has at least 10 texts, the ninth is a level from 1 to 4, and the last is a name that
-/// begins, in capitals or not, with "4x_d", "3x_d", "4x_bit", "3x_bit", "4x", "3x", "0x" or "1x" and a
-/// number; what follows the first "." is ignored. Numbers of coils and inputs are divided by 8. The one-based
+/// A row counts when it has at least 10 texts, the ninth is a level from 1 to 4, and the last is a name. A
+/// name begins with "4x_d", "3x_d", "4x_bit", "3x_bit", "4x", "3x", "0x" or "1x", in capitals or not, and a
+/// number. What follows the first "." is ignored. Numbers of coils and inputs are divided by 8. The one-based
 /// option does not apply.
 /// @param rows  read only, not kept. Null does nothing; null elements are skipped.
 /// Any thread, takes `listMutex`. Callback: no.
@@ -190,8 +191,8 @@ PLC_EXPORT void PassVarName(QList<NameRow *> *rows);
 
 /// Converts an address as typed on the panel into the driver's number.
 ///
-/// Types 2 and 3 take "register.bit" and give register * 16 + bit (a part that is not a number counts as 0, a
-/// bit above 15 reaches into the following registers); all other types take one decimal number. With option
+/// Types 2 and 3 take "register.bit" and give register * 16 + bit. A part that is not a number counts as 0; a
+/// bit above 15 reaches into the following registers. All other types take one decimal number. With option
 /// bit 0 addresses are typed one-based: one is subtracted from register numbers of 1 or more.
 /// @return the number; negative for a text that is no address, -1 for a type outside 0..9.
 /// Any thread, takes no lock. Callback: yes.
@@ -206,9 +207,9 @@ PLC_EXPORT int AddListReadVar(RW_VAR *var);
 /// Queues a write.
 /// @param var   copied. `regType`, `address`, `station`, `count` and `data` must be set; `data` is sent as it
 ///              is.
-/// @param mode  1 appends. Any other value merges: a pending write behind the first one with the same
-///              station, type, address and count is overwritten in place, and a list of 1024 entries takes no
-///              new one.
+/// @param mode  1 appends. Any other value merges. A pending write behind the first one with the same
+///              station, type, address and count is overwritten in place. A list of 1024 entries takes no new
+///              one.
 /// @return length of the write list afterwards; 0 for null.
 /// Any thread, takes `listMutex`. Callback: no.
 PLC_EXPORT int AddListWriteVar(RW_VAR *var, int mode);
@@ -288,9 +289,9 @@ PLC_EXPORT void customMessageHandler(QtMsgType type, const char *message);
 /// Appends the requests that read all entries of @p bucket to the end of @p out.
 ///
 /// With a limit of 1 nothing is packed: one request for each distinct address, with the largest count found
-/// there, never split. With any other limit an entry that starts less than the limit behind the start of the
-/// last request joins it, gaps included, and requests are split into pieces of at most the limit. The last
-/// entry of @p out counts as the last request only when this call appended it.
+/// there, never split. With any other limit an entry joins the last request, gaps included, when it starts
+/// less than the limit behind the request's start. Requests are split into pieces of at most the limit. The
+/// last entry of @p out counts as the last request only when this call appended it.
 /// @param bucket     entries of one station and area, sorted by address; null does nothing.
 /// @param unitLimit  most units in one request.
 PLC_EXPORT void BitVarReCreat_2(QList<RW_VAR> *bucket, int unitLimit, QList<RW_VAR> &out);

@@ -70,8 +70,8 @@ std::string PtyLine::open()
 
 std::string PtyLine::linkAs(const std::string &path)
 {
-    // A station that was killed leaves its link behind. The number of its terminal is free then and is often
-    // the very one that this station has got, so that the old link does not look dead.
+    // A station that was killed leaves its link behind. The number of its terminal is free then. Often this
+    // station has got the very same number, so that the old link does not look dead.
     if (isDeadLink(path) || linkTarget(path) == path_)
         unlink(path.c_str());
     if (symlink(path_.c_str(), path.c_str()) != 0)

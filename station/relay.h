@@ -36,13 +36,13 @@ struct RelayRequest
 /// Takes a relay frame apart; nothing when length byte or checksum are wrong.
 std::optional<RelayRequest> unpackRelayFrame(ByteView frame);
 
-/// Relay frames in a stream: the length byte is checked against type and count, which also give the true
-/// length of a write beyond 255 bytes, whose length byte is only its low byte.
+/// Relay frames in a stream. The length byte is checked against type and count. These also give the true
+/// length of a write beyond 255 bytes, of which the length byte is only the low byte.
 FrameRule relayRequestRule();
 
 /// Answers relay frames as the far end of a relay does: executes them on the stations of a bus and replies in
-/// Modbus RTU form. A read gets station, function code, byte count, data and CRC, where the data are
-/// (count + 7) / 8 bytes for coils and inputs and 2 x count for every other type; a write gets 8 bytes.
+/// Modbus RTU form. A read gets station, function code, byte count, data and CRC; a write gets 8 bytes. The
+/// data are (count + 7) / 8 bytes for coils and inputs and 2 x count for every other type.
 class RelayResponder : public Responder
 {
 public:

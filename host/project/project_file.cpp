@@ -245,7 +245,7 @@ private:
         rates_.push_back(rate);
     }
 
-    /// Without packing the driver does not cut a variable into requests either, and stations refuse a request
+    /// Without packing the driver does not cut a variable into requests either. Stations refuse a request
     /// that is longer than the standard allows (MODBUS Application Protocol V1.1b3, 6.1 to 6.4).
     void checkCount(const Variable &variable, const Json::Value &place) const
     {

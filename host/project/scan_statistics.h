@@ -27,9 +27,9 @@ struct ServedRead
 
 constexpr int kScanLevels = 5; ///< 0 = ordinary reads, 1 to 4 = priority levels
 
-/// A scan is over when, since the scan before it, every variable of the stations that are switched on has
-/// been asked for completely, whether its station answered or not: every request of the read list and of the
-/// priority levels has been served at least once.
+/// A scan asks once for every variable of the stations that are switched on, whether the station answers or
+/// not. It is over when every request of the read list and of the priority levels has been served at least
+/// once.
 class ScanStatistics
 {
 public:

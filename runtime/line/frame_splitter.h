@@ -11,9 +11,9 @@
 ///    follows from what was asked; else the longest, since registers may hold what looks like a frame.
 /// 2. The awaited reply is taken at once where nothing longer may begin with it.
 /// 3. A frame that begins at no border yields to a frame inside it that begins at a gap.
-/// 4. At a border, a frame of any length with a good CRC is taken although no layout tells its length
-///    (user-defined functions, odd values), if it ends at a border; else the shortest behind which another
-///    frame follows.
+/// 4. At a border, a frame with a good CRC is taken although no layout tells its length (user-defined
+///    functions, odd values). The frame that ends at a border goes first, else the shortest behind which
+///    another frame follows.
 /// 5. Whatever is left is noise; where it has the layout of a frame from one border to the next, a damaged
 ///    frame.
 ///

@@ -7,9 +7,9 @@
 
 namespace plc::runtime {
 
-/// Times of a line at one baud rate, rounded up. A character counts 11 bits whatever the parity, so that
-/// lines without parity and with one stop bit get silences that are a little longer than need be (MODBUS over
-/// Serial Line V1.02, 2.5.1 and 2.5.1.1).
+/// Times of a line at one baud rate, rounded up. A character counts 11 bits whatever the parity. So lines
+/// without parity and with one stop bit get silences a little longer than need be. (MODBUS over Serial Line
+/// V1.02, 2.5.1 and 2.5.1.1)
 class LineTiming
 {
 public:

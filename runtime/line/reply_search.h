@@ -3,10 +3,10 @@
 ///
 /// What a frame's bytes say of its length and CRC comes from rtu_layout.h, as it does for frame_splitter.h,
 /// which takes a whole line apart. The search does not go through the splitter, because its results would
-/// change. Here a request is under way and only its reply counts: a frame of that length is taken at once, at
-/// any place, with odd values and with the CRC either way round, and what begins like the reply hides the
-/// rest. The splitter weighs all frames of a line against each other, so that a longer foreign frame may win
-/// over the reply or delay it.
+/// change. Here a request is under way and only its reply counts. A frame of that length is taken at once, at
+/// any place, with odd values and with the CRC either way round. What begins like the reply hides the rest.
+/// The splitter weighs all frames of a line against each other, so that a longer foreign frame may win over
+/// the reply or delay it.
 #ifndef PLC_LINE_REPLY_SEARCH_H
 #define PLC_LINE_REPLY_SEARCH_H
 
@@ -29,8 +29,8 @@ struct ReplyShape
     bool crcHighFirst = false; ///< CRC with its high byte first
 };
 
-/// Shape of the reply to the Modbus request @p frame; `length` is 0 when the function code is none of 1 to 6,
-/// 15 and 16 or the frame is too short to be a request.
+/// Shape of the reply to the Modbus request @p frame. `length` is 0 for a frame too short to be a request,
+/// and for functions other than 1 to 6, 15 and 16.
 /// @param strict  a reply to a write must repeat address and value (or quantity) of the request
 ///                (MODBUS Application Protocol V1.1b3, 6.5, 6.6, 6.11, 6.12).
 ReplyShape modbusReplyShape(const QByteArray &frame, bool crcHighFirst, bool strict);

@@ -72,8 +72,8 @@ AttemptEnd causeAfter(AttemptEnd before, AttemptEnd last)
     return AttemptEnd::NoReply;
 }
 
-/// Whether the request is not to be repeated: the station refused function, address or value, or it has begun
-/// the write already, or it is busy and the request comes again with the next scan.
+/// Whether the request is not to be repeated. The station refused function, address or value, or it has begun
+/// the write already. Or it is busy, and the request comes again with the next scan.
 bool isFinal(int exceptionCode, const Request &request)
 {
     switch (exceptionCode) {

@@ -160,8 +160,8 @@ class Cycle
 public:
     /// @param driver    outlives the cycle.
     /// @param info      the settings record that the driver was given; outlives the cycle. `retryCount` is
-    ///                  set to 0 for each new transaction, so that each has all its repeats, and to the limit
-    ///                  where the request is not to be repeated.
+    ///                  set to 0 for each new transaction, so that each has all its repeats. It is set to the
+    ///                  limit where the request is not to be repeated.
     /// @param observer  may be null; outlives the cycle.
     Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer);
 

@@ -187,9 +187,9 @@ Protocol *DriverLink::chooseThrough(int station)
 }
 
 /// The driver serves no priority level while all its ordinary reads belong to stations that are left alone.
-/// Where other stations have reads with a level, the driver may choose such an ordinary read in each turn, so
-/// that its levels come at their rates. The ordinary read is withheld and costs the line nothing. The read
-/// list and its marks stay the driver's.
+/// Where other stations have reads with a level, the driver may choose such an ordinary read in each turn.
+/// Its levels so come at their rates; the ordinary read is withheld and costs the line nothing. The read list
+/// and its marks stay the driver's.
 Protocol *DriverLink::nextOfLevels()
 {
     const bool anyServed = std::any_of(levelStations_.begin(), levelStations_.end(), [this](int station) {

@@ -32,13 +32,13 @@ struct Footprint
 
 /// Keeps the books of orders. Not locked: one thread.
 ///
-/// The driver puts a new write in place of a waiting one to the same place, identifiers and all, so that the
-/// older write would end without a report; and it drops entries beyond its list size without one. So
+/// The driver puts a new write in place of a waiting one to the same place, identifiers and all. The older
+/// write would end without a report, and so would entries beyond the driver's list size, which it drops. So
 /// nextToStart() tells which order has to wait before the driver. Orders keep their order where their places
 /// overlap and one of them is a write, and nowhere else; a broadcast is to the places of all stations. A read
 /// that is with the driver already may show a write that was ordered after it. The driver serves its lists
-/// from the front: a station that has not answered its last order has one at a time in them, so that the
-/// others wait for one of its time-outs at most.
+/// from the front. A station that has not answered its last order has one at a time in them: the others wait
+/// for one of its time-outs at most.
 class OrderLedger
 {
 public:

@@ -33,8 +33,9 @@ struct RequestPlace
 
 bool operator<(const RequestPlace &a, const RequestPlace &b);
 
-/// True when @p result, the record that DataCom() returned at the end of a transaction, says that the grouped
-/// read at @p place was one of the read list. Reads of the priority levels leave the record as it was.
+/// @p result is the record that DataCom() returned at the end of a transaction. True when it says that the
+/// grouped read at @p place was one of the read list. Reads of the priority levels leave the record as it
+/// was.
 bool isOrdinaryRead(const RW_VAR &result, const RequestPlace &place);
 
 } // namespace plc::runtime

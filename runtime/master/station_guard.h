@@ -46,10 +46,10 @@ public:
     /// @return whether it was offline until now.
     bool setEnabled(int station, bool enabled);
 
-    /// Takes the end of a transaction. Any answer shows that the station is there, an exception as well. The
-    /// exceptions to that: a gateway says that nobody is behind it, or the station says that it is busy,
-    /// since a station that is busy for ever is as little use as a dead one. A request that was never sent
-    /// shows nothing, nor does any end of a station that is switched off.
+    /// Takes the end of a transaction. Any answer shows that the station is there, an exception as well. Two
+    /// exceptions do not: a gateway says that nobody is behind it, or the station says that it is busy. A
+    /// station that is busy for ever is as little use as a dead one. A request that was never sent shows
+    /// nothing, nor does any end of a station that is switched off.
     StationChange transactionEnded(const TransactionReport &report);
 
     /// The station has said that it is busy: its cyclic reads are left out until then.

@@ -143,8 +143,8 @@ private:
     std::map<Ticket, Order> waiting_; ///< not handed to the driver yet
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;
-    /// What the news have told of stations. The link is not asked: its own state is ahead of the news, so
-    /// that the variables of a station would disagree with each other, and with the ends of orders.
+    /// What the news have told of stations. The link is not asked, since its own state is ahead of the news.
+    /// The variables of a station would disagree with each other, and with the ends of orders.
     std::map<int, StationState> stations_;
     /// Station and address of what was read; kept only where bits are written from it.
     std::set<std::pair<int, int>> knownRegisters_;

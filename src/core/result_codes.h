@@ -66,8 +66,9 @@ enum Verdict
 
 } // namespace plc
 
-/// Result code of a verdict: 1 and 100 for the two kinds of success, a band of error codes for each kind of
-/// failure, 200 for any number that is no verdict. Cycle thread, while the head transaction is being judged.
+/// Result code of a verdict. 1 and 100 are the two kinds of success, 200 stands for any number that is no
+/// verdict. Each kind of failure has a band of error codes. Cycle thread, while the head transaction is being
+/// judged.
 PLC_EXPORT int GetDriverReturnValue(int verdict);
 
 /// Error code within the band that starts at @p base: base + 1 + hostId of the head transaction for a hostId

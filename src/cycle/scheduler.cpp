@@ -211,8 +211,8 @@ void chooseNext()
     PLC_driver.comInfo->scanDone = 1;
 }
 
-// Out of memory: half of a read-modify-write may be queued, which alone would pass for the whole, and the
-// head of the read list may be marked although no request of its own went out.
+// For a choice that ran out of memory. Half of a read-modify-write may be queued, which alone would pass for
+// the whole. The head of the read list may be marked although no request of its own went out.
 void abandonChoice()
 {
     QMutexLocker lock(&PLC_driver.listMutex);

@@ -13,9 +13,9 @@
 /// alone for a read-modify-write.
 PLC_EXPORT void SaveToLocalDataErea(QByteArray *reply);
 
-/// Completes a read-modify-write: merges the bit of the first entry of the write list into the register that
-/// @p reply brought and puts the result, with a new CRC, into the second frame of the send queue. Does
-/// nothing when one of the three is missing. Cycle thread; the caller holds listMutex.
+/// Completes a read-modify-write. Merges the bit of the first entry of the write list into the register that
+/// @p reply brought. The result goes, with a new CRC, into the second frame of the send queue. Does nothing
+/// when one of the three is missing. Cycle thread; the caller holds listMutex.
 PLC_EXPORT void SpecialRegisterSave(QByteArray *reply);
 
 #endif

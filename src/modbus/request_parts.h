@@ -23,8 +23,8 @@ inline uchar stationByte(int station)
     return lowByte(overriding != 0 ? static_cast<quint32>(overriding) : static_cast<quint32>(station));
 }
 
-/// Data bytes in the reply to a read of @p count units: bits eight to a byte for types 0 and 1, two bytes a
-/// register for every other type, wrapping for counts that no request can carry.
+/// Data bytes in the reply to a read of @p count units. Types 0 and 1 have eight bits to a byte, every other
+/// type two bytes a register. Wraps for counts that no request can carry.
 inline int readDataLen(int regType, int count)
 {
     if (isBitArea(regType))

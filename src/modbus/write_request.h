@@ -8,9 +8,9 @@
 /// Queues the request or requests that write @p var, then shows the new value in the mirror unless the last
 /// transaction has failed.
 ///
-/// A bit inside a holding register cannot be written by itself: it becomes a read of the register followed by
-/// a write whose value is filled in when the read's reply arrives, or, with option bit 4, one write made from
-/// the mirrored register.
+/// A bit inside a holding register cannot be written by itself. It becomes a read of the register, followed
+/// by a write whose value is filled in when the read's reply arrives. With option bit 4 it is one write made
+/// from the mirrored register.
 /// @param var  `data` in the runtime's layout; null does nothing.
 /// Cycle thread; the caller holds listMutex. Takes cacheMutex.
 PLC_EXPORT void WriteRegister(RW_VAR *var);

@@ -15,8 +15,8 @@ PLC_EXPORT void Bubble_Sort(QList<RW_VAR> *list);
 /// Appends the requests that read all entries of @p bucket to the end of the read list.
 ///
 /// With a limit of 1 nothing is packed: one request for each distinct address, with the largest count found
-/// there, never split. With any other limit an entry that starts less than the limit behind the start of the
-/// last request joins it, gaps included, and requests are split into pieces of at most the limit.
+/// there, never split. With any other limit an entry joins the last request, gaps included, when it starts
+/// less than the limit behind the request's start. Requests are split into pieces of at most the limit.
 /// @param bucket     entries of one station and area, sorted by address; null does nothing.
 /// @param unitLimit  most units in one request.
 /// Caller holds listMutex. Out of memory some of the requests may be missing.

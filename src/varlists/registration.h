@@ -7,8 +7,8 @@
 
 #include "core/records.h"
 
-/// Converts a variable of a derived type (bit in a register, 32-bit pair, single or block register) in place
-/// to the area that a request can read.
+/// Converts a variable in place to the area that a request can read. Derived types are a bit in a register, a
+/// 32-bit pair, a single or a block register.
 /// @return 0; 1 for a type outside 0..9 or null, with the record unchanged.
 /// No lock.
 PLC_EXPORT int updateRwVar(RW_VAR *var);
