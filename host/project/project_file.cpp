@@ -40,7 +40,7 @@ std::string reasonOf(const Failure &failure)
 class ProjectReader
 {
 public:
-    explicit ProjectReader(const LocatedJson &json) : json_(json) {}
+    ProjectReader(const LocatedJson &json, const LinkSettings &link) : json_(json) { project_.link = link; }
 
     Project read()
     {
@@ -61,7 +61,8 @@ public:
         readVariables(*variables);
         if (rows)
             readRows(*rows);
-        for (PriorityRow &row : rateRows(project_.variables, rates_))
+        project_.writtenRows = project_.rows.size();
+        for (PriorityRow &row : rateRows(project_.variables, project_.rates))
             project_.rows.push_back(std::move(row));
         return std::move(project_);
     }
@@ -242,7 +243,7 @@ private:
         variable.text = label;
         variable.label = label;
         project_.variables.push_back(variable);
-        rates_.push_back(rate);
+        project_.rates.push_back(rate);
     }
 
     /// Without packing the driver does not cut a variable into requests either. Stations refuse a request
@@ -345,7 +346,6 @@ private:
 
     const LocatedJson &json_;
     Project project_;
-    std::vector<int> rates_; ///< rate class of each variable
     std::map<std::string, int> lineOfName_;
 };
 
@@ -353,17 +353,26 @@ private:
 
 Project parseProject(const std::string &file, const QByteArray &text)
 {
-    const LocatedJson json(file, text.toStdString());
-    return ProjectReader(json).read();
+    return projectFrom(LocatedJson(file, text.toStdString()), LinkSettings());
 }
 
-Project loadProject(const std::string &path)
+Project projectFrom(const LocatedJson &json, const LinkSettings &link)
+{
+    return ProjectReader(json, link).read();
+}
+
+QByteArray bytesOfFile(const std::string &path)
 {
     QFile file(QString::fromStdString(path));
     if (!file.open(QIODevice::ReadOnly))
         throw Failure(FailureKind::Usage,
                       "'" + path + "' cannot be read: " + file.errorString().toStdString());
-    Project project = parseProject(path, file.readAll());
+    return file.readAll();
+}
+
+Project loadProject(const std::string &path)
+{
+    Project project = parseProject(path, bytesOfFile(path));
     if (project.name.empty())
         project.name = path.substr(path.rfind('/') + 1);
     return project;
