@@ -170,16 +170,16 @@ bool isEmpty(const Line &line)
 
 } // namespace
 
-Project parseRegisterMap(const std::string &file, const std::string &given, const LinkSettings &link)
+Project parseRegisterMap(const std::string &file, const std::string &text, const LinkSettings &link)
 {
-    const std::string text = withoutByteOrderMark(given);
-    const LocatedJson place(file, text, Json::Value());
+    const std::string table = withoutByteOrderMark(text);
+    const LocatedJson place(file, table, Json::Value());
     try {
-        refuseBadUtf8(text);
+        refuseBadUtf8(table);
     } catch (const JsonFault &fault) {
         place.refuse(valueAt(fault.offset), fault.what + "; let the spreadsheet store the table as UTF-8");
     }
-    const std::vector<Line> lines = CellScan().linesOf(place, text);
+    const std::vector<Line> lines = CellScan().linesOf(place, table);
     refuseControlCharacters(place, lines);
     if (lines.empty())
         place.refuse(valueAt(0), "a map begins with the names of its columns: " + columnNames());
@@ -191,7 +191,7 @@ Project parseRegisterMap(const std::string &file, const std::string &given, cons
     }
     Json::Value root(Json::objectValue);
     root["variables"] = std::move(variables);
-    return projectFrom(LocatedJson(file, text, std::move(root)), link);
+    return projectFrom(LocatedJson(file, table, std::move(root)), link);
 }
 
 Project loadRegisterMap(const std::string &path, const LinkSettings &link)

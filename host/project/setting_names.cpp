@@ -152,7 +152,7 @@ Rs485 rs485Named(const std::string &text)
 
 std::string nameOf(const Rs485 &rs485)
 {
-    const std::string name = rs485.rtsOnSend ? kRtsOnSend : kRtsAfterSend;
+    std::string name = rs485.rtsOnSend ? kRtsOnSend : kRtsAfterSend;
     if (rs485.beforeMs == 0 && rs485.afterMs == 0)
         return name;
     return name + "," + std::to_string(rs485.beforeMs) + "," + std::to_string(rs485.afterMs);
