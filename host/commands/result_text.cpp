@@ -67,7 +67,9 @@ std::string describeResult(const OrderResult &result, int station, const LinkSet
         break;
     }
     return "no answer from " + who + effort + " of " +
-           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(settings.timeout).count()) +
+           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(
+                              settings.rulesOf(station).responseTimeout)
+                              .count()) +
            " ms; check station number, wiring, baud rate and parity, or give it more time with --timeout";
 }
 
@@ -79,6 +81,19 @@ std::string describe(const StationNews &news)
     return who + " is offline after " + std::to_string(news.failures) +
            (news.failures == 1 ? " failure" : " failures in a row") + "; next try in " +
            roughly(news.nextProbe);
+}
+
+std::string describe(const PortNews &news, const std::string &port)
+{
+    switch (news.change) {
+    case PortNews::Change::Lost:
+        return news.reason + " It is looked for until it is back";
+    case PortNews::Change::Refused:
+        return news.reason + "; it is tried again and again";
+    case PortNews::Change::Back:
+        break;
+    }
+    return "port '" + port + "' is back after " + roughly(news.lasted);
 }
 
 } // namespace plc::host

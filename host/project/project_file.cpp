@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -46,16 +47,20 @@ public:
     {
         const Json::Value &root = json_.root();
         const Json::Value *link = nullptr;
+        const Json::Value *stations = nullptr;
         const Json::Value *variables = nullptr;
         const Json::Value *rows = nullptr;
         visit(root, "a project",
               {{"name", [&](const Json::Value &value) { project_.name = text(value, "a text"); }},
                {"link", [&](const Json::Value &value) { link = &value; }},
+               {"stations", [&](const Json::Value &value) { stations = &value; }},
                {"variables", [&](const Json::Value &value) { variables = &value; }},
                {"nameRows", [&](const Json::Value &value) { rows = &value; }}});
         // The link comes first, wherever it stands in the file: its options say what addresses mean.
         if (link)
             readLink(*link);
+        if (stations)
+            readStations(*stations);
         if (!variables)
             json_.refuse(root, "the project has no 'variables', a list of at least one variable");
         readVariables(*variables);
@@ -161,6 +166,35 @@ private:
                {"longestTrialMs", millisecondsInto(&link.offline.longestProbe, kProbeMsLimits)}});
         if (link.offline.firstProbe > link.offline.longestProbe)
             json_.refuse(value, "firstTrialMs must not be longer than longestTrialMs");
+    }
+
+    void readStations(const Json::Value &value)
+    {
+        for (const Json::Value &item : list(value, "the stations"))
+            readStation(item);
+    }
+
+    void readStation(const Json::Value &value)
+    {
+        const Json::Value *numberAt = nullptr;
+        StationSettings settings;
+        visit(value, "a station",
+              {{"station", [&](const Json::Value &given) { numberAt = &given; }},
+               {"replyTimeoutMs",
+                [&](const Json::Value &given) {
+                    settings.timeout = std::chrono::milliseconds(number(given, kTimeoutMsLimits));
+                }},
+               {"retryLimit",
+                [&](const Json::Value &given) { settings.retries = number(given, kRetryLimits); }},
+               {"pauseMs", millisecondsInto(&settings.pause, kPauseMsLimits)}});
+        if (!numberAt)
+            json_.refuse(value, "the settings of a station have no 'station', its number");
+        const int station = number(*numberAt, kStationLimits);
+        const auto [other, isNew] = lineOfStation_.emplace(station, json_.placeOf(*numberAt).line);
+        if (!isNew)
+            json_.refuse(*numberAt, "station " + std::to_string(station) + " has settings already, in line " +
+                                        std::to_string(other->second));
+        project_.link.stations.emplace(station, settings);
     }
 
     /// Hands the name that @p value is to @p take, and adds the place to its complaint.
@@ -347,6 +381,7 @@ private:
     const LocatedJson &json_;
     Project project_;
     std::map<std::string, int> lineOfName_;
+    std::map<int, int> lineOfStation_;
 };
 
 } // namespace
@@ -389,6 +424,14 @@ std::vector<std::string> projectWarnings(const Project &project)
             "over a relay the driver serves no priority level: variables that have one may never be read");
     if (project.link.turnaround >= project.link.timeout)
         warnings.emplace_back("turnaroundMs should be shorter than replyTimeoutMs");
+    for (const auto &[station, settings] : project.link.stations) {
+        const bool isUsed = std::any_of(
+            project.variables.begin(), project.variables.end(),
+            [station = station](const Variable &variable) { return variable.station == station; });
+        if (!isUsed)
+            warnings.push_back("'stations' has settings of station " + std::to_string(station) +
+                               ", which no variable is of");
+    }
     return warnings;
 }
 

@@ -21,7 +21,7 @@ class ProjectMonitor
 {
 public:
     explicit ProjectMonitor(const Project &project)
-        : map_(project.variables, project.rows), scans_(map_), timeout_(project.link.timeout)
+        : map_(project.variables, project.rows), scans_(map_), link_(project.link)
     {}
 
     /// Takes news of the communication thread; those that are about no grouped read are passed over.
@@ -37,16 +37,18 @@ public:
     const ScanStatistics &scans() const { return scans_; }
 
 private:
+    void notePort(PortNews::Change change);
     void setOffline(int station, bool offline);
     void interrupt(int station);
     StationState stateOf(int station) const;
 
     RequestMap map_;
     ScanStatistics scans_;
-    Time timeout_;
+    LinkSettings link_;
     std::vector<ReadState> readings_; ///< by request
     std::set<int> switchedOff_;       ///< stations
     std::set<int> offline_;           ///< stations
+    bool isPortLost_ = false;
 };
 
 } // namespace plc::host

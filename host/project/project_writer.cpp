@@ -96,6 +96,18 @@ std::string lineOf(const LinkSettings &link)
     return line.text();
 }
 
+std::string lineOf(int station, const StationSettings &settings)
+{
+    ObjectLine line;
+    line.add("station", station);
+    if (settings.timeout)
+        line.add("replyTimeoutMs", inMilliseconds(*settings.timeout));
+    if (settings.retries)
+        line.add("retryLimit", *settings.retries);
+    line.addUnless(StationSettings().pause, "pauseMs", settings.pause);
+    return line.text();
+}
+
 std::string lineOf(const Variable &variable, int rate)
 {
     ObjectLine line;
@@ -136,10 +148,17 @@ std::string projectText(const Project &project)
     for (std::size_t i = 0; i < project.writtenRows; ++i)
         rows.push_back(lineOf(project.rows[i]));
 
+    std::vector<std::string> stations;
+    for (const auto &[station, settings] : project.link.stations)
+        stations.push_back(lineOf(station, settings));
+
     std::string text = "{\n";
     if (!project.name.empty())
         text += "  \"name\": " + textOf(project.name) + ",\n";
-    text += "  \"link\": " + lineOf(project.link) + ",\n  \"variables\": " + listText(variables);
+    text += "  \"link\": " + lineOf(project.link) + ",\n";
+    if (!stations.empty())
+        text += "  \"stations\": " + listText(stations) + ",\n";
+    text += "  \"variables\": " + listText(variables);
     if (!rows.empty())
         text += ",\n  \"nameRows\": " + listText(rows);
     return text + "\n}\n";

@@ -36,6 +36,10 @@ TEST(ProjectWriter, WritesEverySettingThatIsNotTheUsualOne)
     const std::string all = R"({
   "name": "Prüfstand \"A\"",
   "link": {"port": "/dev/ttyS3", "baud": 9600, "parity": "none", "stopBits": 1, "rs485": "rts-after-send,1,2", "anyRate": true, "retryLimit": 5, "replyTimeoutMs": 250, "lateGuardMs": 0, "turnaroundMs": 7, "options": ["one-based", "no-bit-packing"], "linkMode": 1, "maxBlock": 32, "station": 9, "echo": true, "without": ["strict-writes", "offline"], "offlineAfter": 4, "firstTrialMs": 2000, "longestTrialMs": 3000},
+  "stations": [
+    {"station": 2, "replyTimeoutMs": 5000, "retryLimit": 0, "pauseMs": 20},
+    {"station": 247}
+  ],
   "variables": [
     {"name": "Speed", "area": "4x", "address": "100", "station": 9, "count": 8, "rate": 2},
     {"name": "Door", "area": "4x_bit", "address": "35.10", "station": 2},

@@ -5,6 +5,7 @@ namespace {
 
 using namespace plc::test;
 using plc::runtime::Permit;
+using plc::runtime::StationRules;
 using plc::runtime::TransactionReport;
 using ::testing::ElementsAre;
 
@@ -1660,6 +1661,280 @@ TEST_F(CycleStatistics, DoNotClearTheRetryCountForARepeat)
     info.retryCount = 1;
     runUntilSent();
     EXPECT_EQ(1, info.retryCount);
+}
+
+class CyclePortLost : public CycleScript
+{
+protected:
+    void lose()
+    {
+        cycle().portLost(now);
+        EXPECT_EQ(CycleState::Idle, cycle().state());
+    }
+
+    void find() { cycle().portFound(); }
+};
+
+TEST_F(CyclePortLost, EndsTheRequestOnTheLineAtOnceWithoutAnotherAttempt)
+{
+    info.retryLimit = 2;
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kReply.left(4));
+    lose();
+    EXPECT_THAT(driver.calls, ElementsAre(QByteArray()));
+    EXPECT_EQ(2, info.retryCount) << "the driver has no repeat left";
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::PortLost, witness.reports[0].cause);
+    EXPECT_EQ(1, witness.reports[0].attempts);
+    EXPECT_FALSE(witness.reports[0].done);
+    EXPECT_EQ(1u, total().requests);
+    EXPECT_EQ(0u, total().timeouts + total().bad) << "the station is not to blame";
+}
+
+TEST_F(CyclePortLost, EndsARequestThatWaitsForTheLineWithoutSendingIt)
+{
+    queue(kRead);
+    verdicts({41});
+    run(kSilence / 2);
+    lose();
+    find();
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::PortLost, witness.reports[0].cause);
+    EXPECT_EQ(0, witness.reports[0].attempts);
+    EXPECT_TRUE(run(seconds(2)).isEmpty());
+}
+
+TEST_F(CyclePortLost, HasNothingToEndBetweenTwoRequests)
+{
+    run(milliseconds(10));
+    lose();
+    EXPECT_TRUE(witness.reports.empty());
+    EXPECT_TRUE(driver.calls.empty());
+}
+
+TEST_F(CyclePortLost, KeepsTheSilenceBeforeTheFirstFrameWhenThePortIsBack)
+{
+    run(seconds(1));
+    lose();
+    run(seconds(1));
+    find();
+    queue(kRead);
+    const Time opened = now;
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(opened + kSilence, sentAt);
+}
+
+TEST_F(CyclePortLost, KeepsWhatHadComeBeforeOutOfTheNextReply)
+{
+    queue(kRead);
+    verdicts({41, 1, 1});
+    driver.trimTo = 9;
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kReply.left(4));
+    lose();
+    find();
+    run(seconds(2));
+    queue(kRead);
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kReply);
+    EXPECT_EQ(kReply, driver.calls.back());
+    EXPECT_EQ(0u, total().foreignBytes);
+}
+
+// The station may answer a port that is back already.
+TEST_F(CyclePortLost, WaitsForTheAnswerToWhatWasOnTheLineThoughThePortIsBackSooner)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    const Time sentBefore = sentAt;
+    run(milliseconds(30));
+    lose();
+    find();
+    queue(kRead);
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_GE(sentAt - sentBefore, kEightBytes + settings.responseTimeout);
+}
+
+TEST_F(CyclePortLost, ListensForALateAnswerBeforeAnotherRequest)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    const Time sentBefore = sentAt;
+    run(milliseconds(30));
+    lose();
+    find();
+    queue(kWrite);
+    EXPECT_EQ(kWrite, runUntilSent());
+    EXPECT_EQ(sentBefore + kEightBytes + settings.responseTimeout + settings.lateReplyGuard, sentAt);
+}
+
+TEST_F(CyclePortLost, LeavesTheStationsTheirTimeForABroadcastThoughThePortIsBackSooner)
+{
+    queue(kBroadcast, 0);
+    verdicts({1});
+    runUntilSent();
+    const Time sentBefore = sentAt;
+    run(milliseconds(12));
+    lose();
+    find();
+    queue(kRead);
+    runUntilSent();
+    EXPECT_EQ(sentBefore + kEightBytes + settings.turnaround, sentAt);
+}
+
+TEST_F(CyclePortLost, ForgetsTheEchoesThatAreDue)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({41, 1, 1});
+    driver.trimTo = 8;
+    runUntilSent();
+    lose();
+    find();
+    queue(kWrite);
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kWrite);
+    EXPECT_EQ(1u, witness.reports.size()) << "that was the echo";
+    run(milliseconds(10));
+    arrive(kWrite);
+    ASSERT_EQ(2u, witness.reports.size()) << "no other echo is waited for";
+    EXPECT_EQ(AttemptEnd::Good, witness.reports[1].cause);
+}
+
+/// Station 17 answers slowly and needs a rest; station 16 is like all others.
+class CycleStationRules : public CycleScript
+{
+protected:
+    CycleStationRules()
+    {
+        settings.retryLimit = 1;
+        own().responseTimeout = seconds(2);
+        own().lateReplyGuard = seconds(3);
+        own().retryLimit = 4;
+    }
+
+    StationRules &own() { return settings.stations[17]; }
+
+    /// Lets a request go out and be answered 20 ms later.
+    void answer(const QByteArray &request, const QByteArray &reply)
+    {
+        queue(request);
+        verdicts({1, 1});
+        driver.trimTo = reply.size();
+        EXPECT_EQ(request, runUntilSent());
+        run(milliseconds(20));
+        arrive(reply);
+        EXPECT_EQ(CycleState::Idle, cycle().state());
+    }
+};
+
+const QByteArray kReadOther = withCrc("10 03 0064 0002");
+const QByteArray kReplyOther = withCrc("10 03 04 1234 ABCD");
+
+TEST_F(CycleStationRules, WaitAsLongAsTheStationTakes)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + seconds(2) - milliseconds(1));
+    EXPECT_TRUE(driver.calls.empty());
+    run(milliseconds(1));
+    EXPECT_EQ(1u, driver.calls.size());
+}
+
+TEST_F(CycleStationRules, WaitNoLongerForOtherStations)
+{
+    queue(kReadOther);
+    verdicts({41});
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + milliseconds(300));
+    EXPECT_EQ(1u, driver.calls.size());
+}
+
+TEST_F(CycleStationRules, ListenForALateAnswerAsLongAsTheStationMayTake)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    const Time before = sentAt;
+    runUntil(before + kEightBytes + seconds(2));
+    queue(kReadOther);
+    EXPECT_EQ(kReadOther, runUntilSent());
+    EXPECT_EQ(before + kEightBytes + seconds(2) + seconds(3), sentAt);
+}
+
+TEST_F(CycleStationRules, GiveTheDriverTheRepeatsOfTheStationAndThoseOfTheOthersAgain)
+{
+    answer(kRead, kReply);
+    EXPECT_EQ(4, info.retryLimit);
+    answer(kReadOther, kReplyOther);
+    EXPECT_EQ(1, info.retryLimit);
+    answer(kRead, kReply);
+    EXPECT_EQ(4, info.retryLimit);
+}
+
+TEST_F(CycleStationRules, LeaveTheLimitOfRepeatsAloneWhereNoStationHasRules)
+{
+    settings.stations.clear();
+    info.retryLimit = 7;
+    answer(kRead, kReply);
+    EXPECT_EQ(7, info.retryLimit);
+}
+
+TEST_F(CycleStationRules, LetAStationRestBeforeItsNextRequest)
+{
+    own().pause = milliseconds(250);
+    answer(kRead, kReply);
+    const Time answered = now;
+    queue(kRead);
+    runUntilSent();
+    EXPECT_EQ(answered + milliseconds(250), sentAt);
+}
+
+TEST_F(CycleStationRules, LetAStationRestBeforeARepeat)
+{
+    own().pause = milliseconds(250);
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    const Time over = sentAt + kEightBytes + seconds(2);
+    runUntilSent();
+    EXPECT_EQ(over + milliseconds(250), sentAt);
+}
+
+TEST_F(CycleStationRules, HoldNobodyElseUpWhileAStationRests)
+{
+    own().pause = milliseconds(250);
+    answer(kRead, kReply);
+    const Time answered = now;
+    answer(kReadOther, kReplyOther);
+    EXPECT_LT(now - answered, milliseconds(30));
+    queue(kRead);
+    runUntilSent();
+    EXPECT_EQ(answered + milliseconds(250), sentAt) << "the time of the other one counts";
+}
+
+TEST_F(CycleStationRules, LetAStationRestBeforeAndAfterABroadcast)
+{
+    own().pause = milliseconds(250);
+    answer(kRead, kReply);
+    const Time answered = now;
+    queue(kBroadcast, 0);
+    verdicts({1});
+    EXPECT_EQ(kBroadcast, runUntilSent());
+    EXPECT_EQ(answered + milliseconds(250), sentAt);
+    const Time over = sentAt + kEightBytes + settings.turnaround;
+    queue(kRead);
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(over + milliseconds(250), sentAt);
 }
 
 } // namespace
