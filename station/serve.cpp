@@ -48,6 +48,12 @@ StopSignal::StopSignal()
     sigemptyset(&stops);
     sigaddset(&stops, SIGTERM);
     sigaddset(&stops, SIGINT);
+    // Whoever started this may want it to outlive the terminal. What is ignored would come through here all
+    // the same.
+    struct sigaction hangUp
+    {};
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
+        sigaddset(&stops, SIGHUP);
     if (sigprocmask(SIG_BLOCK, &stops, nullptr) == 0)
         descriptor_ = signalfd(-1, &stops, SFD_CLOEXEC);
 }

@@ -63,6 +63,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLinkOptions(command, options.get());
     addOfflineOptions(command, options.get());
+    addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
     command->footer(kWatchExample + commonHelp());
     command->callback([options, chosen] { *chosen = [options] { return watchVariables(*options); }; });
@@ -81,6 +82,7 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--scans", &options->scans, 1, 1000000000, "N", "end after that many full scans");
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
               "print all values every S seconds where there is no table");
+    addReopenOption(command, &options->noReopen);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());

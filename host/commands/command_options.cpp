@@ -53,6 +53,7 @@ LinkSettings CommandOptions::link() const
     for (const std::string &name : without)
         turnOff(&settings.policies, name);
     settings.policies.offline = settings.policies.offline && asksForEver;
+    settings.reopen = asksForEver && !noReopen;
     settings.offline.failures = offlineAfter;
     settings.offline.firstProbe = fromSeconds(firstProbeSeconds);
     settings.offline.longestProbe = fromSeconds(longestProbeSeconds);

@@ -51,6 +51,7 @@ struct CommandOptions : OutputOptions
     int offlineAfter = OfflineSettings().failures;
     double firstProbeSeconds = seconds(OfflineSettings().firstProbe);
     double longestProbeSeconds = seconds(OfflineSettings().longestProbe);
+    bool noReopen = false; ///< a lost port is the end, also where requests are asked for ever
     std::string driver;
 
     std::vector<std::string> variables;
@@ -92,6 +93,7 @@ struct RunOptions : OutputOptions
     double forSeconds = 0;   ///< 0 = without end
     double everySeconds = 0; ///< 0 = only at the end
     int scans = 0;           ///< 0 = without end
+    bool noReopen = false;   ///< a lost port is the end
 };
 
 struct PlanOptions

@@ -1,6 +1,7 @@
 #include "host/commands/console.h"
 
 #include <cstdio>
+#include <set>
 
 #include "host/commands/interrupt.h"
 #include "runtime/line/serial_port.h"
@@ -9,8 +10,10 @@ namespace plc::host {
 
 Surroundings systemSurroundings(bool verbose)
 {
-    const auto listener = [verbose](const PortNote &note) {
-        if (note.isWarning || verbose)
+    // A lost port is opened over and over.
+    const auto told = std::make_shared<std::set<std::string>>();
+    const auto listener = [verbose, told](const PortNote &note) {
+        if ((note.isWarning || verbose) && told->insert(note.text).second)
             std::fprintf(stderr, "plchost: %s\n", note.text.c_str());
     };
     return {

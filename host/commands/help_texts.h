@@ -30,7 +30,9 @@ constexpr char kWatchExample[] =
     "end.\n"
     "The statistics at the end go to standard error. The exit code tells how the last reading of each "
     "variable "
-    "ended.\n\n";
+    "ended.\n\n"
+    "A port that is lost is looked for until it is back, and everything goes on by itself; --no-reopen makes "
+    "it the end.\n\n";
 
 constexpr char kPlanHelp[] =
     "Example: what a project costs at 115200 baud with stations that think for 5 ms:\n"
@@ -69,7 +71,9 @@ constexpr char kScanHelp[] =
     "statistics at\n"
     "the end go to standard error, and in ndjson to the last line of standard output as well. Writes that "
     "are still\n"
-    "waiting when --for, --scans or quit end the run are carried out first.\n\n"
+    "waiting when --for, --scans or quit end the run are carried out first. A port that is lost is looked "
+    "for until it is\n"
+    "back, and writes fail meanwhile; --no-reopen makes it the end.\n\n"
     "The file format is described in docs/projects.md.\n";
 
 constexpr char kRunCodes[] =

@@ -24,6 +24,8 @@ void catchInterrupts()
 {
     std::signal(SIGINT, note);
     std::signal(SIGTERM, note);
+    if (std::signal(SIGHUP, note) == SIG_IGN)
+        std::signal(SIGHUP, SIG_IGN);
 }
 
 bool isInterrupted()

@@ -1,5 +1,5 @@
 /// @file
-/// Ctrl-C and polite kill as a question.
+/// Ctrl-C, a polite kill and a terminal that goes, as a question.
 #ifndef PLC_COMMANDS_INTERRUPT_H
 #define PLC_COMMANDS_INTERRUPT_H
 
@@ -7,7 +7,8 @@
 
 namespace plc::host {
 
-/// From now on SIGINT and SIGTERM only set the flag. A second one ends the program at once.
+/// From now on SIGINT, SIGTERM and SIGHUP only set the flag. A second one ends the program at once. SIGHUP
+/// stays ignored where whoever started the program wanted it so, as nohup does.
 void catchInterrupts();
 
 /// True once one of them has arrived.

@@ -133,6 +133,13 @@ void addOfflineOptions(CLI::App *app, CommandOptions *options)
         ->capture_default_str();
 }
 
+void addReopenOption(CLI::App *app, bool *noReopen)
+{
+    app->add_flag("--no-reopen", *noReopen,
+                  "end with exit code 5 when the port is lost, instead of looking for it until it is back")
+        ->group(kLineGroup);
+}
+
 void addVariableOptions(CLI::App *app, CommandOptions *options)
 {
     app->add_option("VARIABLE", options->variables, "what to read: AREA:ADDRESS[:COUNT][@STATION]")

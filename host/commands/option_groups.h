@@ -38,6 +38,8 @@ void addDriverOption(CLI::App *app, std::string *path);
 void addLinkOptions(CLI::App *app, CommandOptions *options);
 /// When a dead station is left alone, for commands that ask over and over.
 void addOfflineOptions(CLI::App *app, CommandOptions *options);
+/// --no-reopen, for commands that otherwise wait for a lost port.
+void addReopenOption(CLI::App *app, bool *noReopen);
 /// Variables by name, and one by -t, -r and -c.
 void addVariableOptions(CLI::App *app, CommandOptions *options);
 /// What is told besides values.

@@ -131,6 +131,8 @@ const char *stateName(VariableState state)
         return "switched off";
     case VariableState::Offline:
         return "offline";
+    case VariableState::PortLost:
+        return "port lost";
     case VariableState::NeverRead:
         break;
     }

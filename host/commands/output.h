@@ -45,7 +45,7 @@ struct Row
 Row rowOf(const Variable &variable, int station, const WatchStatus &status, const Values &values);
 
 /// "never read", "good", "stale", "refused", "no answer", "bad reply", "line busy", "switched off",
-/// "offline".
+/// "offline", "port lost".
 const char *stateName(VariableState state);
 
 /// The same for the end of a single order: "good", "refused", "no answer", "bad reply", "line busy", ...

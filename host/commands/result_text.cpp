@@ -81,4 +81,17 @@ std::string describe(const StationNews &news)
            roughly(news.nextProbe);
 }
 
+std::string describe(const PortNews &news, const std::string &port)
+{
+    switch (news.change) {
+    case PortNews::Change::Lost:
+        return news.reason + " It is looked for until it is back";
+    case PortNews::Change::Refused:
+        return news.reason + "; it is tried again and again";
+    case PortNews::Change::Back:
+        break;
+    }
+    return "port '" + port + "' is back after " + roughly(news.lasted);
+}
+
 } // namespace plc::host

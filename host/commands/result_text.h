@@ -16,6 +16,9 @@ std::string describeResult(const OrderResult &result, int station, const LinkSet
 /// "station 5 is offline after 3 failures in a row; next try in 10 s".
 std::string describe(const StationNews &news);
 
+/// What has become of a port that is looked for: "port '/dev/ttyUSB0' is lost ...".
+std::string describe(const PortNews &news, const std::string &port);
+
 } // namespace plc::host
 
 #endif

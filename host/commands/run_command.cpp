@@ -55,6 +55,8 @@ public:
             monitor_.note(news);
             if (news.station)
                 tell("plchost: " + describe(*news.station), stderr);
+            if (news.port && project_.link.reopen)
+                tell("plchost: " + describe(*news.port, project_.link.port), stderr);
         });
     }
 
@@ -86,7 +88,8 @@ public:
 private:
     bool isOver(Time end) const
     {
-        if (quit_ || isInterrupted() || steadyNow() >= end || !session_.portLost().empty())
+        const bool isPortGone = !project_.link.reopen && !session_.portLost().empty();
+        if (quit_ || isInterrupted() || steadyNow() >= end || isPortGone)
             return true;
         return options_.scans > 0 && monitor_.scans().scans() >= static_cast<std::uint64_t>(options_.scans);
     }
@@ -342,6 +345,7 @@ ExitCode runProject(const RunOptions &options)
         throw Failure(FailureKind::Usage,
                       options.file + " names no port; give one with -p PATH, or as 'port' of its 'link'");
     project.link.driverPath = options.driver;
+    project.link.reopen = !options.noReopen;
     for (const std::string &warning : projectWarnings(project))
         std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
     return Run(options, std::move(project)).run();

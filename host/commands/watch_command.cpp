@@ -44,6 +44,8 @@ public:
         session_.setListener([this](const News &news) {
             if (news.station && !onTerminal_)
                 std::fprintf(stderr, "plchost: %s\n", describe(*news.station).c_str());
+            if (news.port && link_.reopen && !onTerminal_)
+                std::fprintf(stderr, "plchost: %s\n", describe(*news.port, link_.port).c_str());
         });
     }
 
@@ -75,7 +77,8 @@ public:
 private:
     bool isOver(Time end) const
     {
-        if (isInterrupted() || steadyNow() >= end || !session_.portLost().empty())
+        const bool isPortGone = !link_.reopen && !session_.portLost().empty();
+        if (isInterrupted() || steadyNow() >= end || isPortGone)
             return true;
         if (!options_.once)
             return false;

@@ -6,7 +6,9 @@ void ProjectMonitor::note(const News &news)
 {
     if (news.station)
         setOffline(news.station->station, news.station->offline);
-    const bool wasAsked = news.transaction && news.transaction->cause != AttemptEnd::Withheld;
+    if (news.port)
+        notePort(news.port->change);
+    const bool wasAsked = news.transaction && !tellsNothing(news.transaction->cause);
     if (!wasAsked || !isGroupedRead(news.transaction->request))
         return;
     const TransactionReport &report = *news.transaction;
@@ -24,6 +26,16 @@ void ProjectMonitor::note(const News &news)
     readings_[static_cast<std::size_t>(read.request)].note(report, stateOf(request.station));
     read.good = resultOf(report).end == OrderEnd::Good;
     scans_.served(read);
+}
+
+void ProjectMonitor::notePort(PortNews::Change change)
+{
+    isPortLost_ = change != PortNews::Change::Back;
+    if (change != PortNews::Change::Lost)
+        return;
+    scans_.interrupt();
+    for (ReadState &reading : readings_)
+        reading.interrupt();
 }
 
 void ProjectMonitor::setStationEnabled(int station, bool enabled)
@@ -82,6 +94,8 @@ WatchStatus ProjectMonitor::status(int variable, Time now) const
         if (status.last.end == OrderEnd::Open)
             status.last.end = OrderEnd::Offline;
     }
+    if (isPortLost_)
+        status.state = VariableState::PortLost;
     if (switchedOff_.count(map_.stationOf(variable)) > 0)
         status.state = VariableState::SwitchedOff;
     return status;

@@ -37,6 +37,7 @@ public:
     const ScanStatistics &scans() const { return scans_; }
 
 private:
+    void notePort(PortNews::Change change);
     void setOffline(int station, bool offline);
     void interrupt(int station);
     StationState stateOf(int station) const;
@@ -47,6 +48,7 @@ private:
     std::vector<ReadState> readings_; ///< by request
     std::set<int> switchedOff_;       ///< stations
     std::set<int> offline_;           ///< stations
+    bool isPortLost_ = false;
 };
 
 } // namespace plc::host

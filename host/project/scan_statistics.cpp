@@ -74,6 +74,13 @@ void ScanStatistics::setStationEnabled(int station, bool enabled)
     }
 }
 
+void ScanStatistics::interrupt()
+{
+    started_ = false;
+    std::fill(isServed_.begin(), isServed_.end(), false);
+    std::fill(lastGood_.begin(), lastGood_.end(), Time::zero());
+}
+
 double ScanStatistics::requestsPerScan() const
 {
     return perScan(requestsAtEnd_, scans());

@@ -38,6 +38,8 @@ public:
 
     void served(const ServedRead &read);
     void setStationEnabled(int station, bool enabled);
+    /// Nobody could be asked for a while: the scan under way is given up.
+    void interrupt();
 
     std::uint64_t scans() const { return durations_.count(); }
     /// How long the scans took.

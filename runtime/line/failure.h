@@ -40,6 +40,13 @@ private:
     FailureKind kind_;
 };
 
+/// No device stands behind the name of a port: it is not plugged in.
+class PortAbsent : public Failure
+{
+public:
+    explicit PortAbsent(const std::string &text) : Failure(FailureKind::Port, text) {}
+};
+
 } // namespace plc::runtime
 
 #endif

@@ -26,6 +26,8 @@ struct Rs485
 struct LineSettings
 {
     std::string port;
+    /// What Port::identity() said of the device that is wanted; empty: whatever device is at `port`.
+    std::string identity;
     int baud = 19200; ///< default and first choice of MODBUS over Serial Line V1.02, 3.2
     Parity parity = Parity::Even;
     int stopBits = 0;           ///< 0 = as the parity asks: 2 without parity, else 1

@@ -13,7 +13,7 @@
 
 namespace plc::runtime {
 
-/// A serial port that is open. All calls on the thread that opened it.
+/// A serial port that is open. All calls on one thread, which need not be the thread that opened it.
 class Port
 {
 public:
@@ -27,11 +27,15 @@ public:
     /// @return what has arrived, at once when there is something; empty when the time is over.
     /// @throw Failure  (port) when the port is lost.
     virtual QByteArray receive(Time until) = 0;
+
+    /// What the device is told by when it is lost and looked for, for LineSettings::identity alone; empty:
+    /// nothing but its name.
+    virtual std::string identity() const { return std::string(); }
 };
 
-/// Opens the port of the settings, and throws away what it has received so far; called on the thread that
-/// will use it. May take as long as the system likes.
-/// @throw Failure  (port) that says why it cannot be opened.
+/// Opens the port of the settings, and throws away what it has received so far; called on a thread of its
+/// own. May take as long as the system likes.
+/// @throw Failure  (port) that says why it cannot be opened; PortAbsent where nothing is there.
 using OpenPort = std::function<std::unique_ptr<Port>(const LineSettings &)>;
 
 } // namespace plc::runtime

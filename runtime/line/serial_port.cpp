@@ -25,6 +25,8 @@ namespace {
 constexpr Time kWriteLimit = std::chrono::seconds(5);
 constexpr int kWarnedShare = 100; ///< one hundredth
 constexpr int kRefusedPercent = 3;
+/// Begins the identity of a pseudo-terminal; behind it stands what the link to it is told by.
+const char *const kLink = "link ";
 
 TerminalSystem &realSystem()
 {
@@ -37,14 +39,17 @@ std::string pathOf(const std::string &port)
     return port.find('/') == std::string::npos ? "/dev/" + port : port;
 }
 
+bool isAbsence(int error)
+{
+    return error == ENOENT || error == ENODEV || error == ENXIO;
+}
+
 std::string reasonOf(int error)
 {
     const std::string said = std::string(" (") + std::strerror(error) + ")";
-    switch (error) {
-    case ENOENT:
-    case ENODEV:
-    case ENXIO:
+    if (isAbsence(error))
         return "there is no such port; look at /dev/ttyS*, /dev/ttyUSB*, /dev/ttyACM*" + said;
+    switch (error) {
     case EACCES:
     case EPERM:
     case EBUSY:
@@ -96,15 +101,9 @@ SerialPort::SerialPort(const LineSettings &settings, const PortListener &listene
 SerialPort::SerialPort(const LineSettings &settings, const PortListener &listener, TerminalSystem &system)
     : system_(system), name_(settings.port)
 {
-    descriptor_ = system_.open(pathOf(name_));
-    if (descriptor_ < 0) {
-        const int error = errno;
-        // What another program has claimed opens for the superuser alone.
-        if (error == EBUSY)
-            refuseInUse(settings, reasonOf(error));
-        refuse(settings, reasonOf(error));
-    }
+    open(settings);
     try {
+        identify(settings);
         claim(settings);
         configure(settings, listener);
         if (settings.rs485)
@@ -120,6 +119,44 @@ SerialPort::SerialPort(const LineSettings &settings, const PortListener &listene
 SerialPort::~SerialPort()
 {
     release();
+}
+
+void SerialPort::open(const LineSettings &settings)
+{
+    const bool wasPseudoTerminal = settings.identity.compare(0, std::strlen(kLink), kLink) == 0;
+    path_ = wasPseudoTerminal ? std::string() : settings.identity;
+    if (!path_.empty())
+        descriptor_ = system_.open(path_);
+    if (path_.empty() || (descriptor_ < 0 && isAbsence(errno))) {
+        path_ = pathOf(name_);
+        // The number of a pseudo-terminal that has ended goes to whoever asks next.
+        const std::string link = system_.linkAt(path_);
+        if (wasPseudoTerminal && (link.empty() || kLink + link == settings.identity))
+            throw PortAbsent(refusalText(settings, "the pseudo-terminal has ended"));
+        descriptor_ = system_.open(path_);
+    }
+    if (descriptor_ >= 0)
+        return;
+    const int error = errno;
+    // What another program has claimed opens for the superuser alone.
+    if (error == EBUSY)
+        refuseInUse(settings, reasonOf(error));
+    if (isAbsence(error))
+        throw PortAbsent(refusalText(settings, reasonOf(error)));
+    refuse(settings, reasonOf(error));
+}
+
+/// The name of a port goes to whichever device is plugged in next, and that may be on another line.
+void SerialPort::identify(const LineSettings &settings)
+{
+    if (system_.isPseudoTerminal(descriptor_)) {
+        identity_ = kLink + system_.linkAt(path_);
+        return;
+    }
+    identity_ = system_.lastingName(descriptor_);
+    if (!settings.identity.empty() && !identity_.empty() && identity_ != settings.identity)
+        refuse(settings, "another device is there now, " + identity_ + ", and not " + settings.identity +
+                             "; start again to use it");
 }
 
 void SerialPort::release()
@@ -286,14 +323,18 @@ void SerialPort::hurry(const PortListener &listener) const
 
 void SerialPort::refuse(const LineSettings &settings, const std::string &reason) const
 {
-    throw Failure(FailureKind::Port, "port '" + name_ + "' cannot be opened at " +
-                                         std::to_string(settings.baud) + " baud: " + reason);
+    throw Failure(FailureKind::Port, refusalText(settings, reason));
+}
+
+std::string SerialPort::refusalText(const LineSettings &settings, const std::string &reason) const
+{
+    return "port '" + name_ + "' cannot be opened at " + std::to_string(settings.baud) + " baud: " + reason;
 }
 
 /// @param otherwise  the reason where nobody knows the process.
 void SerialPort::refuseInUse(const LineSettings &settings, const std::string &otherwise) const
 {
-    const std::string holder = system_.holder(pathOf(name_));
+    const std::string holder = system_.holder(path_);
     refuse(settings, holder.empty() ? otherwise : "it is in use by " + holder);
 }
 

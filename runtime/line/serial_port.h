@@ -24,6 +24,10 @@ using PortListener = std::function<void(const PortNote &)>;
 
 /// Used with blocking calls by one thread. No other program can open the device meanwhile, under whatever
 /// name, and its settings are put back when the port is closed.
+///
+/// A device is told by its lasting name, as /dev/serial/by-id/usb-..., where it has one. The port's name
+/// counts where that is not there, unless another device with a lasting name stands behind it by now. A
+/// pseudo-terminal never comes back; but the link that leads to it may be made anew.
 class SerialPort final : public Port
 {
 public:
@@ -42,8 +46,11 @@ public:
 
     void send(const QByteArray &bytes) override;
     QByteArray receive(Time until) override;
+    std::string identity() const override { return identity_; }
 
 private:
+    void open(const LineSettings &settings);
+    void identify(const LineSettings &settings);
     void claim(const LineSettings &settings);
     void configure(const LineSettings &settings, const PortListener &listener);
     void checkMode(const LineSettings &settings, const TerminalMode &kept,
@@ -57,10 +64,13 @@ private:
     void release();
     [[noreturn]] void refuse(const LineSettings &settings, const std::string &reason) const;
     [[noreturn]] void refuseInUse(const LineSettings &settings, const std::string &otherwise) const;
+    std::string refusalText(const LineSettings &settings, const std::string &reason) const;
     [[noreturn]] void lost(const char *doing) const;
 
     TerminalSystem &system_;
     std::string name_;
+    std::string path_; ///< that was opened
+    std::string identity_;
     int descriptor_ = -1;
     bool isClaimed_ = false;
     std::unique_ptr<TerminalMode> before_;       ///< to be put back; null for nothing

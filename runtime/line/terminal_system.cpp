@@ -11,8 +11,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 namespace plc::runtime {
 
@@ -105,6 +107,37 @@ std::string TerminalSystem::holder(const std::string &path)
         return "process " + process + (name.empty() ? "" : " (" + name + ")");
     }
     return std::string();
+}
+
+std::string TerminalSystem::lastingName(int descriptor)
+{
+    struct stat device
+    {};
+    if (fstat(descriptor, &device) != 0)
+        return std::string();
+    std::string found;
+    std::error_code unreadable; // a system without such names has no such folder
+    for (const auto &link : std::filesystem::directory_iterator(lastingNames_, unreadable)) {
+        struct stat target
+        {};
+        const std::string path = link.path().string();
+        const bool isDevice = stat(path.c_str(), &target) == 0 && S_ISCHR(target.st_mode);
+        // Of several names always the same one.
+        if (isDevice && target.st_rdev == device.st_rdev && (found.empty() || path < found))
+            found = path;
+    }
+    return found;
+}
+
+std::string TerminalSystem::linkAt(const std::string &path)
+{
+    struct stat link
+    {};
+    if (lstat(path.c_str(), &link) != 0 || !S_ISLNK(link.st_mode))
+        return std::string();
+    // The inode alone may be given to the next link.
+    return std::to_string(link.st_ino) + " " + std::to_string(link.st_ctim.tv_sec) + "." +
+           std::to_string(link.st_ctim.tv_nsec);
 }
 
 bool TerminalSystem::isPseudoTerminal(int descriptor)

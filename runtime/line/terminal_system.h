@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
 
 #include "runtime/line/link_time.h"
 
@@ -22,6 +23,10 @@ enum class Readiness
 class TerminalSystem
 {
 public:
+    /// @param lastingNames  folder of links to the devices, each of them named after its device.
+    explicit TerminalSystem(std::string lastingNames = "/dev/serial/by-id")
+        : lastingNames_(std::move(lastingNames))
+    {}
     virtual ~TerminalSystem() = default;
 
     /// Opens a device for reading and writing, neither as the controlling terminal nor with waits.
@@ -35,6 +40,11 @@ public:
     virtual int lock(int descriptor);
     /// "process 4711 (plchost)": who has locked the device at @p path; empty where that is not known.
     virtual std::string holder(const std::string &path);
+    /// Path of the link that is named after the device; empty where there is none.
+    virtual std::string lastingName(int descriptor);
+    /// What the symbolic link at @p path is told by; empty where there is none. A link that is made anew is
+    /// another link.
+    virtual std::string linkAt(const std::string &path);
     virtual bool isPseudoTerminal(int descriptor);
     virtual long read(int descriptor, void *bytes, std::size_t count);
     virtual long write(int descriptor, const void *bytes, std::size_t count);
@@ -43,6 +53,9 @@ public:
     virtual Readiness waitToRead(int descriptor, Time atMost);
     virtual Readiness waitToWrite(int descriptor, Time atMost);
     virtual Time now();
+
+private:
+    std::string lastingNames_;
 };
 
 } // namespace plc::runtime

@@ -25,37 +25,25 @@ void Communication::start(const std::map<int, int> &cyclicReads, bool trace)
 {
     link_.begin(steadyNow(), cyclicReads, trace);
     stopping_ = false;
-    const auto opening = std::make_shared<Opening>();
-    std::future<void> ready = opening->done.get_future();
+    std::unique_ptr<Port> port = open();
     try {
-        thread_ = std::thread([this, opening, open = surroundings_.openPort, settings = settings_] {
-            run(*opening, open, settings);
-        });
+        thread_ =
+            std::thread([this](std::unique_ptr<Port> opened) { run(std::move(opened)); }, std::move(port));
     } catch (const std::system_error &) {
-        throw Failure(FailureKind::Port,
-                      "no thread can be made to serve port '" + settings_.port +
-                          "'; the system is short of memory, or this user has too many processes");
-    }
-    while (ready.wait_for(kLongestWait) != std::future_status::ready) {
-        if (surroundings_.isCancelled())
-            abandon(*opening);
-    }
-    try {
-        ready.get();
-    } catch (...) {
-        stop();
-        throw;
+        throw noThreadFor(settings_.port);
     }
 }
 
-/// The system may hold the thread in the opening of the port for as long as it likes. It is left behind then.
-/// @throw Failure  (port) unless the port has just been opened, or refused.
-void Communication::abandon(Opening &opening)
+/// The system may hold the thread that opens the port for as long as it likes. That is left behind then.
+std::unique_ptr<Port> Communication::open() const
 {
-    if (opening.isSettled.exchange(true))
-        return; // the promise is about to be kept
-    thread_.detach();
-    throw Failure(FailureKind::Port, "interrupted while port '" + settings_.port + "' was being opened");
+    PortOpening opening(surroundings_.openPort, settings_);
+    while (!opening.wait(kLongestWait)) {
+        if (surroundings_.isCancelled())
+            throw Failure(FailureKind::Port,
+                          "interrupted while port '" + settings_.port + "' was being opened");
+    }
+    return opening.take();
 }
 
 void Communication::stop()
@@ -65,31 +53,69 @@ void Communication::stop()
         thread_.join();
 }
 
-/// @param open, settings  copies: while the port is being opened, this object may go.
-void Communication::run(Opening &opening, const OpenPort &open, const LinkSettings &settings)
+void Communication::run(std::unique_ptr<Port> port)
 {
-    std::unique_ptr<Port> port;
-    std::exception_ptr refused;
-    try {
-        port = open(settings);
-    } catch (const Failure &) {
-        refused = std::current_exception();
+    LineSettings wanted = settings_;
+    while (port) {
+        search_.opened(steadyNow());
+        if (!port->identity().empty())
+            wanted.identity = port->identity();
+        try {
+            exchange(*port);
+            break;
+        } catch (const Failure &failure) {
+            link_.portLost(steadyNow(), failure.what());
+        }
+        // A name that is in use is not given to the device when it comes back.
+        port.reset();
+        if (!settings_.reopen)
+            return;
+        port = find(wanted);
+        if (port)
+            link_.portFound(steadyNow());
     }
-    if (opening.isSettled.exchange(true))
-        return;
-    if (refused) {
-        opening.done.set_exception(refused);
-        return;
-    }
-    opening.done.set_value();
     News last;
-    try {
-        exchange(*port);
-    } catch (const Failure &failure) {
-        last.portLost = failure.what();
-    }
     last.statistics = link_.statistics();
     news_.put(std::move(last));
+}
+
+/// Waits until the lost port is back.
+/// @return null when communication is to end.
+std::unique_ptr<Port> Communication::find(const LineSettings &wanted)
+{
+    search_.lost(steadyNow());
+    std::optional<PortOpening> opening;
+    while (!stopping_) {
+        const Time wakeAt = link_.advance(steadyNow(), QByteArray()).wakeAt;
+        const Time until = std::min(wakeAt, steadyNow() + kLongestWait);
+        if (std::unique_ptr<Port> port = tryToOpen(wanted, &opening, until))
+            return port;
+    }
+    return nullptr;
+}
+
+/// Begins a try when its time has come, or waits for the try that is under way, until @p until at the latest.
+/// @return null as long as the port is not there.
+std::unique_ptr<Port> Communication::tryToOpen(const LineSettings &wanted,
+                                               std::optional<PortOpening> *opening, Time until)
+{
+    try {
+        if (!*opening && steadyNow() >= search_.nextTry())
+            opening->emplace(surroundings_.openPort, wanted);
+        if (*opening) {
+            const bool isOver = (*opening)->wait(std::max(until - steadyNow(), Time::zero()));
+            return isOver ? (*opening)->take() : nullptr;
+        }
+        std::this_thread::sleep_for(std::min(until, search_.nextTry()) - steadyNow());
+        return nullptr;
+    } catch (const PortAbsent &) {
+        search_.absent(steadyNow());
+    } catch (const Failure &failure) {
+        if (search_.refused(steadyNow(), failure.what()))
+            link_.portRefused(failure.what());
+    }
+    opening->reset();
+    return nullptr;
 }
 
 void Communication::exchange(Port &port)

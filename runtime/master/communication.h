@@ -5,9 +5,10 @@
 
 #include <atomic>
 #include <functional>
-#include <future>
 #include <thread>
 
+#include "runtime/line/port_opening.h"
+#include "runtime/line/port_search.h"
 #include "runtime/master/driver_link.h"
 #include "runtime/master/news_box.h"
 #include "runtime/master/surroundings.h"
@@ -36,25 +37,24 @@ public:
     {
         return link_.setStationEnabled(station, enabled);
     }
-    void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
+    bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }
+    void takeLoss(const std::vector<Ticket> &tickets) override { link_.takeLoss(tickets); }
     std::set<Ticket> unconfirmed() override { return link_.unconfirmed(); }
     void withdraw(const std::vector<Ticket> &tickets) override { link_.withdraw(tickets); }
 
 private:
-    /// Between the two threads while the port is being opened; outlives the one that goes first.
-    struct Opening
-    {
-        std::promise<void> done;
-        std::atomic<bool> isSettled{false}; ///< it is opened, refused or given up
-    };
-    void run(Opening &opening, const OpenPort &open, const LinkSettings &settings);
-    void abandon(Opening &opening);
+    std::unique_ptr<Port> open() const;
+    void run(std::unique_ptr<Port> port);
     void exchange(Port &port);
+    std::unique_ptr<Port> find(const LineSettings &wanted);
+    std::unique_ptr<Port> tryToOpen(const LineSettings &wanted, std::optional<PortOpening> *opening,
+                                    Time until);
 
     const LinkSettings settings_;
     const Surroundings surroundings_;
     NewsBox news_;
     DriverLink link_;
+    PortSearch search_;
     std::thread thread_;
     std::atomic<bool> stopping_{false};
 };

@@ -61,6 +61,7 @@ AttemptEnd causeAfter(AttemptEnd before, AttemptEnd last)
     case AttemptEnd::Good:
     case AttemptEnd::NoReplyDue:
     case AttemptEnd::Withheld:
+    case AttemptEnd::PortLost:
         return last;
     default:
         break;
@@ -112,13 +113,14 @@ void countEnd(AttemptEnd end, Counters *counters)
         ++counters->lineBusy;
         break;
     case AttemptEnd::Withheld:
+    case AttemptEnd::PortLost:
         break;
     }
 }
 
 bool wasSent(AttemptEnd end)
 {
-    return end != AttemptEnd::LineBusy && end != AttemptEnd::Withheld;
+    return end != AttemptEnd::LineBusy && !tellsNothing(end);
 }
 
 /// @param isDamaged  what came last was the reply, damaged on the way.
@@ -143,7 +145,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
     if (!started_) {
         // A frame may be on its way already when the port is opened (2.5.1.1, figure 14).
         started_ = true;
-        lastActivity_ = now;
+        lastActivity_ = std::max(lastActivity_, now);
     }
     if (!arrived.isEmpty())
         take(now, arrived);
@@ -189,6 +191,23 @@ void Cycle::transmitted(Time now)
     attempt_.deadline += now - lastActivity_;
     attempt_.sentUntil = now;
     lastActivity_ = now;
+}
+
+void Cycle::portLost(Time now)
+{
+    if (state_ != CycleState::Idle) {
+        if (state_ != CycleState::WaitingSilence) {
+            // The station answers whether somebody hears it or not, and the port may be back sooner.
+            pauseUntil_ = std::max(pauseUntil_, attempt_.deadline);
+            lateReplies_.attemptEnded(replyIsDue() ? Answer::MayComeLate : Answer::WillNotCome,
+                                      attempt_.sentUntil + settings_.responseTimeout);
+        }
+        useUpRepeats();
+        endAttempt(now, AttemptEnd::PortLost, 0);
+        goOn(now, judgeNothing());
+    }
+    buffer_.clear();
+    echoes_ = Echoes(settings_.removeEcho);
 }
 
 /// Gets the next transaction from the driver.
@@ -607,7 +626,7 @@ void Cycle::failAttempt(Time now, AttemptEnd end, int exceptionCode)
 void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
 {
     // What was withheld leaves no row in the statistics of its station.
-    if (end != AttemptEnd::Withheld)
+    if (!tellsNothing(end))
         count([end](Counters &c) { countEnd(end, &c); });
     if (wasSent(end))
         lateReplies_.attemptEnded(answerOf(end, attempt_.isDamaged),

@@ -58,8 +58,15 @@ enum class AttemptEnd
     Unusable,   ///< something came, but no usable reply
     NoReply,    ///< nothing came
     LineBusy,   ///< not even sent: the line never fell silent
-    Withheld    ///< not sent, or not sent again: not permitted
+    Withheld,   ///< not sent, or not sent again: not permitted
+    PortLost    ///< not sent, or not answered yet, when the port was lost
 };
+
+/// True where the end tells nothing of the station, which may not even have been asked.
+constexpr bool tellsNothing(AttemptEnd end)
+{
+    return end == AttemptEnd::Withheld || end == AttemptEnd::PortLost;
+}
 
 /// A request as it stood on the line; a copy, since the driver's record is gone when the transaction is over.
 struct Request
@@ -174,6 +181,13 @@ public:
     /// Without this call they count as sent at line speed from the moment of the instruction on.
     void transmitted(Time now);
 
+    /// The port is lost: the transaction in progress fails at once and without another attempt, and nothing
+    /// that has arrived counts any more. advance() may be called all the same, as long as nothing is
+    /// permitted to be sent.
+    void portLost(Time now);
+    /// The port is open again: the line has to fall silent first, as before the first frame.
+    void portFound() { started_ = false; }
+
     CycleState state() const { return state_; }
     const Statistics &statistics() const { return statistics_; }
 
@@ -252,7 +266,7 @@ private:
     bool started_ = false;
     Time lastActivity_{};           ///< last byte sent or received
     Time waitingSince_{};           ///< since when the line should be silent
-    Time pauseUntil_{};             ///< a busy station is left alone until then
+    Time pauseUntil_{};             ///< nothing goes out before
     Time freshUntil_ = Time::max(); ///< what the transaction writes back is too old afterwards
     QByteArray buffer_;             ///< received and not yet used
 

@@ -58,6 +58,8 @@ std::string endText(AttemptEnd end, int exceptionCode)
         return "not sent: the line never fell silent";
     case AttemptEnd::Withheld:
         return "not sent: withdrawn, or its station is offline or switched off";
+    case AttemptEnd::PortLost:
+        return "the port is lost";
     case AttemptEnd::NoReply:
         break;
     }
@@ -108,7 +110,55 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
     const Calling here(this);
     Instruction todo = cycle_.advance(now, arrived);
     tellReleased();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (isPortLost_ && handedOver_.isEmptied())
+        todo.wakeAt = Time::max();
     return todo;
+}
+
+void DriverLink::portLost(Time now, const std::string &reason)
+{
+    now_ = now;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isPortLost_ = true;
+        ++lossesToTake_;
+        portLostAt_ = now;
+        handedOver_.doubt();
+    }
+    const Calling here(this);
+    cycle_.portLost(now);
+    trace(now, "--", reason);
+    News news;
+    news.port.emplace();
+    news.port->reason = reason;
+    news.statistics = cycle_.statistics();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    // Later on the driver gives back pieces of orders of which other pieces had been sent.
+    news.port->sent = handedOver_.unconfirmed();
+    sink_.put(std::move(news));
+}
+
+void DriverLink::portRefused(const std::string &reason)
+{
+    News news;
+    news.port.emplace();
+    news.port->change = PortNews::Change::Refused;
+    news.port->reason = reason;
+    sink_.put(std::move(news));
+}
+
+void DriverLink::portFound(Time now)
+{
+    now_ = now;
+    cycle_.portFound();
+    News news;
+    news.port.emplace();
+    news.port->change = PortNews::Change::Back;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isPortLost_ = false;
+    news.port->lasted = now - portLostAt_;
+    sink_.put(std::move(news));
 }
 
 bool DriverLink::setStationEnabled(int station, bool enabled)
@@ -129,10 +179,20 @@ void DriverLink::stateChanged(int station)
     setPace();
 }
 
-void DriverLink::betweenRequests(const std::function<void()> &work)
+bool DriverLink::betweenRequests(const std::function<void()> &work)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
+    if (isOrderLost())
+        return false;
     work();
+    return true;
+}
+
+void DriverLink::takeLoss(const std::vector<Ticket> &tickets)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    handedOver_.withdraw(tickets);
+    --lossesToTake_;
 }
 
 void DriverLink::withdraw(const std::vector<Ticket> &tickets)
@@ -163,6 +223,8 @@ Protocol *DriverLink::next()
     if (transactionOpen_)
         return driver_.comCommunication(0);
     const std::lock_guard<std::mutex> lock(mutex_);
+    if (isPortLost_)
+        return nextWithoutPort();
     const std::optional<Probe> probe = stations_.due(now_);
     if (openOrders_ == 0 && !probe && pacer_.isPausing(now_))
         return nullptr;
@@ -172,6 +234,20 @@ Protocol *DriverLink::next()
     if (isIdle)
         head = nextOfLevels();
     onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
+    handedOver_.served(head);
+    transactionOpen_ = head != nullptr;
+    return head;
+}
+
+/// Lets the driver choose as long as it holds orders or probes: each of them is withheld, and has left the
+/// driver then.
+Protocol *DriverLink::nextWithoutPort()
+{
+    if (handedOver_.isEmptied())
+        return nullptr;
+    probedStation_ = -1;
+    onlyLevels_ = false;
+    Protocol *const head = driver_.comCommunication(0);
     handedOver_.served(head);
     transactionOpen_ = head != nullptr;
     return head;
@@ -255,7 +331,8 @@ Permit DriverLink::permit(const Request &request, bool goesOut)
 
 Permit DriverLink::permitLocked(const Request &request) const
 {
-    if (request.hostId == kOrderHostId && handedOver_.isWithdrawn(request.hostSubId))
+    const bool isOrder = request.hostId == kOrderHostId;
+    if (isPortLost_ || (isOrder && (isOrderLost() || handedOver_.isWithdrawn(request.hostSubId))))
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
     const StationState state = stations_.state(request.station);
@@ -323,7 +400,7 @@ std::vector<OrderNews> DriverLink::endedWith(const TransactionReport &report)
             result = failure->second;
         else if (outcome == kOutcomeDone)
             result.end = OrderEnd::Good;
-        else if (report.cause == AttemptEnd::Withheld)
+        else if (tellsNothing(report.cause))
             result.end = endOfWithheld(ticket, report.request.station);
         failed_.erase(ticket);
         orders.push_back({ticket, result});
@@ -332,11 +409,14 @@ std::vector<OrderNews> DriverLink::endedWith(const TransactionReport &report)
     return orders;
 }
 
-/// How an order ended whose last request was withheld. An earlier request of it may have gone out.
+/// How an order ended whose last request was withheld, or ended with its port. An earlier request of it may
+/// have gone out.
 OrderEnd DriverLink::endOfWithheld(Ticket ticket, int station) const
 {
     if (handedOver_.unconfirmed().count(ticket) > 0)
         return OrderEnd::Unconfirmed;
+    if (isOrderLost())
+        return OrderEnd::PortLost;
     return stations_.state(station) == StationState::SwitchedOff ? OrderEnd::Dropped : OrderEnd::Offline;
 }
 

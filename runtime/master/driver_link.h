@@ -42,10 +42,20 @@ public:
     void transmitted(Time now) { cycle_.transmitted(now); }
     const Statistics &statistics() const { return cycle_.statistics(); }
 
+    /// The port is lost. What is under way ends, and nothing more is permitted. advance() goes on, without
+    /// bytes and with nothing to send, until the port is back: so the driver gives back what it holds of the
+    /// orders, which nobody may send any more.
+    void portLost(Time now, const std::string &reason);
+    /// The port cannot be opened, for a reason that has not been told yet.
+    void portRefused(const std::string &reason);
+    /// The port is open again.
+    void portFound(Time now);
+
     /// As in Link.
     void setOpenOrders(int count) { openOrders_ = count; }
     bool setStationEnabled(int station, bool enabled);
-    void betweenRequests(const std::function<void()> &work);
+    bool betweenRequests(const std::function<void()> &work);
+    void takeLoss(const std::vector<Ticket> &tickets);
     void withdraw(const std::vector<Ticket> &tickets);
     std::set<Ticket> unconfirmed();
 
@@ -63,6 +73,8 @@ private:
     void trace(Time now, const char *mark, const std::string &text);
 
     // With the lock held.
+    Protocol *nextWithoutPort();
+    bool isOrderLost() const { return isPortLost_ || lossesToTake_ > 0; }
     Protocol *sendProbe(const Probe &probe);
     Protocol *chooseThrough(int station);
     Protocol *nextOfLevels();
@@ -104,6 +116,9 @@ private:
     StationGuard stations_;
     HandedOver handedOver_;
     int probedStation_ = -1; ///< by the transaction in progress; -1 = that is no probe
+    bool isPortLost_ = false;
+    int lossesToTake_ = 0; ///< told, and not digested by the session yet
+    Time portLostAt_{};
 };
 
 } // namespace plc::runtime

@@ -22,6 +22,12 @@ public:
     /// The driver serves @p head now; null for nothing.
     void served(const Protocol *head);
 
+    /// From now on nothing is handed over, and it is asked anew what the driver holds.
+    void doubt() { quiet_ = 0; }
+    /// The driver holds nothing of what was handed over, as far as nothing has been handed over since
+    /// doubt().
+    bool isEmptied() const { return quiet_ == 2 && withdrawn_.empty(); }
+
     /// The end of these orders has been told while the driver may still hold them: nothing of them may be
     /// sent.
     void withdraw(const std::vector<Ticket> &tickets) { withdrawn_.insert(tickets.begin(), tickets.end()); }

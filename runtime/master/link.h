@@ -35,7 +35,22 @@ struct StationNews
     Time nextProbe{}; ///< from now; when it went offline
 };
 
-/// One transaction that has ended with all that came of it, a line of the trace, or the loss of the port.
+/// The port was lost, cannot be opened again, or is back.
+struct PortNews
+{
+    enum class Change
+    {
+        Lost,
+        Refused, ///< something is there that cannot be opened, and the reason is new
+        Back
+    };
+    Change change = Change::Lost;
+    std::string reason;    ///< why the port is gone; empty when it is back
+    std::set<Ticket> sent; ///< writes that are unconfirmed; when it was lost
+    Time lasted{};         ///< how long it was lost; when it is back
+};
+
+/// One transaction that has ended with all that came of it, a line of the trace, or a change of the port.
 struct News
 {
     std::optional<TransactionReport> transaction;
@@ -45,7 +60,7 @@ struct News
     std::vector<Ticket> released;       ///< withdrawn orders that the driver holds no more
     std::optional<StationNews> station; ///< behind the orders
     std::string trace;
-    std::string portLost;
+    std::optional<PortNews> port; ///< alone
     std::optional<Statistics> statistics;
 };
 
@@ -92,7 +107,12 @@ public:
     virtual bool setStationEnabled(int station, bool enabled) = 0;
     /// Runs @p work while the driver chooses no request, so that what it hands over in pieces is queued as a
     /// whole.
-    virtual void betweenRequests(const std::function<void()> &work) = 0;
+    /// @return false, with nothing done, from the loss of the port until it is back and takeLoss() was
+    /// called:
+    ///         what was handed over before must never be sent, and nothing may mix with it.
+    virtual bool betweenRequests(const std::function<void()> &work) = 0;
+    /// The loss of the port has been digested, once for each: withdraw() for all that the driver may hold.
+    virtual void takeLoss(const std::vector<Ticket> &tickets) = 0;
     /// These orders have been reported as failed while the driver may still hold them: nothing of them is
     /// sent any more.
     virtual void withdraw(const std::vector<Ticket> &tickets) = 0;

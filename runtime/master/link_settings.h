@@ -26,6 +26,7 @@ struct LinkSettings : LineSettings
     bool echo = false;
     Policies policies;
     OfflineSettings offline;
+    bool reopen = true;     ///< a port that is lost is looked for until it is back; otherwise it is the end
     Time pollInterval{};    ///< from the start of one scan of the cyclic reads to the next; 0 = without pause
     std::string driverPath; ///< empty = look beside the program
 

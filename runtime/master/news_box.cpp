@@ -9,7 +9,7 @@ namespace {
 
 bool mustNotBeLost(const News &news)
 {
-    return !news.orders.empty() || !news.released.empty() || news.station || !news.portLost.empty();
+    return !news.orders.empty() || !news.released.empty() || news.station || news.port;
 }
 
 } // namespace
@@ -22,7 +22,7 @@ void NewsBox::put(News &&news)
             ++dropped_;
             news.transaction.reset();
             news.trace.clear();
-            if (news.portLost.empty())
+            if (!news.port)
                 news.statistics.reset();
             if (!mustNotBeLost(news))
                 return;

@@ -15,7 +15,7 @@ namespace plc::runtime {
 /// Bounded queue between two threads. When the main thread stands still, as behind a stopped terminal, the
 /// line goes on. Then reports of transactions, lines of the trace and all but the last statistics are
 /// dropped. Ends and releases of orders are never dropped, as their number is bounded; nor are changes of
-/// stations, which are rare and short, and the loss of the port.
+/// stations and of the port, which are rare and short.
 class NewsBox : public NewsSink
 {
 public:

@@ -54,6 +54,10 @@ OrderResult resultOf(const TransactionReport &report)
     case AttemptEnd::LineBusy:
         result.end = OrderEnd::LineBusy;
         break;
+    case AttemptEnd::PortLost:
+        result.end =
+            report.attempts > 0 && report.request.direction != 0 ? OrderEnd::Unconfirmed : OrderEnd::PortLost;
+        break;
     case AttemptEnd::Withheld:
         result.end =
             report.attempts > 0 && report.request.direction != 0 ? OrderEnd::Unconfirmed : OrderEnd::Offline;

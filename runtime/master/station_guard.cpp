@@ -74,6 +74,7 @@ StationChange StationGuard::transactionEnded(const TransactionReport &report)
         break;
     case AttemptEnd::NoReplyDue:
     case AttemptEnd::Withheld:
+    case AttemptEnd::PortLost:
         break;
     }
     return StationChange::None;

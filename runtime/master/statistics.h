@@ -9,7 +9,8 @@
 namespace plc::runtime {
 
 /// Counters of one station or of the whole line. Each request sent ends as exactly one of good, timeouts,
-/// bad, exceptions or unanswered; the one that is under way, or was when the port was closed, not yet.
+/// bad, exceptions or unanswered; the one that is under way not yet, and one that was when the port was lost
+/// or closed never.
 struct Counters
 {
     std::uint64_t requests = 0;       ///< frames sent, repeats included

@@ -25,8 +25,9 @@ VariableState stateOf(OrderEnd end)
         return VariableState::Offline;
     case OrderEnd::Open:
         return VariableState::NeverRead;
-    case OrderEnd::NoReply:
     case OrderEnd::PortLost:
+        return VariableState::PortLost;
+    case OrderEnd::NoReply:
     case OrderEnd::Unconfirmed:
     case OrderEnd::Dropped:
         break;
@@ -36,7 +37,7 @@ VariableState stateOf(OrderEnd end)
 
 void ReadState::note(const TransactionReport &report, StationState station)
 {
-    if (report.cause == AttemptEnd::Withheld)
+    if (tellsNothing(report.cause))
         return;
     last_ = resultOf(report);
     // A request that failed has taken its time-outs, which are no part of a scan.

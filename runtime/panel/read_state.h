@@ -23,7 +23,8 @@ enum class VariableState
     BadReply,
     LineBusy,    ///< the line never fell silent
     SwitchedOff, ///< by the user: nobody asks its station
-    Offline      ///< its station does not answer and is left alone but for a probe now and then
+    Offline,     ///< its station does not answer and is left alone but for a probe now and then
+    PortLost     ///< nobody can be asked until the port is back
 };
 
 /// State of a variable whose last reading ended so.
@@ -43,12 +44,12 @@ struct WatchStatus
 class ReadState
 {
 public:
-    /// The request has ended. A request that was never sent does not count.
+    /// The request has ended. A request that was never sent, or ended with its port, does not count.
     /// @param station  state of its station.
     void note(const TransactionReport &report, StationState station);
 
-    /// Its station has gone offline, has come back or was switched: the time between the last end and the
-    /// next tells nothing of how long a scan takes.
+    /// Its station has gone offline, has come back or was switched, or the port was lost: the time between
+    /// the last end and the next tells nothing of how long a scan takes.
     void interrupt() { isInterrupted_ = true; }
 
 private:

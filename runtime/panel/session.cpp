@@ -169,10 +169,12 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
                       "variable '" + variable.text + "': " + std::to_string(OrderLedger::kMostOpen) +
                           " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
+    if (!portLost_.empty()) {
+        end(ticket, OrderEnd::PortLost);
+        return ticket;
+    }
     if (isLeftAlone(stationState(footprint.station))) {
-        OrderResult result;
-        result.end = isOffline(footprint.station) ? OrderEnd::Offline : OrderEnd::Dropped;
-        ledger_.close(ticket, result);
+        end(ticket, isOffline(footprint.station) ? OrderEnd::Offline : OrderEnd::Dropped);
         return ticket;
     }
     waiting_.emplace(ticket, Order{variable, values, isWrite});
@@ -199,12 +201,12 @@ void Session::handOver(Ticket ticket, const Order &order)
     link_->setOpenOrders(ledger_.startedCount());
     try {
         // A split order counts as done when its last queued piece ends, so all pieces are queued together.
-        link_->betweenRequests(
+        const bool isTaken = link_->betweenRequests(
             [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
+        if (!isTaken)
+            end(ticket, OrderEnd::PortLost);
     } catch (const Failure &) {
-        OrderResult refused;
-        refused.end = OrderEnd::Dropped;
-        ledger_.close(ticket, refused);
+        end(ticket, OrderEnd::Dropped);
         throw;
     }
 }
@@ -233,6 +235,14 @@ void Session::handWrite(Ticket ticket, const Order &order)
     if (queued == 0)
         throw Failure(FailureKind::Usage,
                       "the write to '" + order.variable.text + "' is refused by the driver");
+}
+
+/// Ends an order of which the driver holds nothing.
+void Session::end(Ticket ticket, OrderEnd end)
+{
+    OrderResult result;
+    result.end = end;
+    ledger_.close(ticket, result);
 }
 
 /// Ends all open orders of @p station, as OrderLedger::closeAll().
@@ -274,10 +284,18 @@ void Session::digest(News &&news)
     ledger_.release(news.released);
     if (news.station)
         noteStation(*news.station);
-    if (news.portLost.empty())
+    if (news.port)
+        notePort(*news.port);
+}
+
+void Session::notePort(const PortNews &news)
+{
+    portLost_ = news.reason;
+    if (news.change != PortNews::Change::Lost)
         return;
-    portLost_ = news.portLost;
-    endAll(-1, OrderEnd::PortLost, link_->unconfirmed());
+    for (CyclicRead &read : cyclicReads_)
+        read.state.interrupt();
+    link_->takeLoss(endAll(-1, OrderEnd::PortLost, news.sent));
 }
 
 void Session::noteRegisters(const TransactionReport &report)
@@ -365,6 +383,8 @@ WatchStatus Session::status(int number) const
         if (status.last.end == OrderEnd::Open)
             status.last.end = OrderEnd::Offline;
     }
+    if (!portLost_.empty())
+        status.state = VariableState::PortLost;
     if (stationState(station) == StationState::SwitchedOff)
         status.state = VariableState::SwitchedOff;
     return status;

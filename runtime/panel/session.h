@@ -57,9 +57,9 @@ public:
     /// Ends communication. Values and states remain readable.
     void stop();
 
-    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline.
-    /// Orders go to the driver as soon as it has room; they keep their order where their places overlap, and
-    /// nowhere else.
+    /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline
+    /// or the port is lost. Orders go to the driver as soon as it has room; they keep their order where their
+    /// places overlap, and nowhere else.
     /// @throw Failure  (wrong usage) when the driver cannot take it, or OrderLedger::kMostOpen are open.
     Ticket read(const Variable &variable);
 
@@ -102,7 +102,9 @@ public:
     const LinkSettings &settings() const { return settings_; }
     /// Station that a variable is served at.
     int stationOf(const Variable &variable) const { return variable.station.value_or(settings_.station); }
-    /// Why the port is gone; empty while it is not.
+    /// Why the port is gone or cannot be opened again; empty while it is there. Meanwhile every new order
+    /// ends at once, as all that were open have. With LinkSettings::reopen the port is looked for until it is
+    /// back, and all goes on by itself.
     const std::string &portLost() const { return portLost_; }
 
 private:
@@ -122,11 +124,13 @@ private:
     void takeNews(Time until);
     void digest(News &&news);
     void noteCyclic(const TransactionReport &report);
+    void notePort(const PortNews &news);
     void noteStation(const StationNews &news);
     void noteState(int station, StationState state);
     Ticket submit(const Variable &variable, const Values &values, bool isWrite);
     void startWaiting();
     void handOver(Ticket ticket, const Order &order);
+    void end(Ticket ticket, OrderEnd end);
     void handRead(Ticket ticket, const Order &order);
     void handWrite(Ticket ticket, const Order &order);
     std::vector<Ticket> endAll(int station, OrderEnd end, const std::set<Ticket> &sent);

@@ -139,6 +139,9 @@ Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
         }
         if (news.station && !news.station->offline)
             note("station " + std::to_string(news.station->station) + " is back");
+        if (news.port)
+            note(news.port->change == runtime::PortNews::Change::Back ? "the port is back"
+                                                                      : "the port is lost");
     });
 }
 
@@ -227,10 +230,17 @@ runtime::Ticket Bus::write(const runtime::Variable &variable, const runtime::Val
     note("orders write " + std::to_string(ticket) + " to " + variable.text);
     witness_.ordered(now(), {ticket, station, elementsOf(variable, values)});
     open_.emplace(ticket, now());
-    if (isOffline(station))
-        witness_.mustBeOffline(now(), ticket, session_.result(ticket));
+    checkRefused(ticket, station);
     digestEnds();
     return ticket;
+}
+
+void Bus::checkRefused(runtime::Ticket ticket, int station)
+{
+    if (isPortLost())
+        witness_.mustBeLost(now(), ticket, session_.result(ticket));
+    else if (isOffline(station))
+        witness_.mustBeOffline(now(), ticket, session_.result(ticket));
 }
 
 runtime::Ticket Bus::read(const std::string &text)
@@ -240,8 +250,7 @@ runtime::Ticket Bus::read(const std::string &text)
     note("orders reading " + std::to_string(ticket) + " of " + text);
     witness_.orderedRead(now(), ticket);
     open_.emplace(ticket, now());
-    if (isOffline(session_.stationOf(variable)))
-        witness_.mustBeOffline(now(), ticket, session_.result(ticket));
+    checkRefused(ticket, session_.stationOf(variable));
     digestEnds();
     return ticket;
 }
@@ -257,6 +266,17 @@ void Bus::setStationEnabled(int station, bool enabled)
     session_.setStationEnabled(station, enabled);
     witness_.switched(now(), station, enabled);
     digestEnds();
+}
+
+void Bus::losePort(Time lasts)
+{
+    field_.notePortGone(now());
+    link_->losePort(now() + lasts);
+    session_.pump(now());
+    digestEnds();
+    if (!open_.empty())
+        witness_.complain(now(), "(s) order " + std::to_string(open_.begin()->first) +
+                                     " has not ended when the port was lost");
 }
 
 void Bus::lookAt(std::size_t number)

@@ -56,6 +56,9 @@ public:
     /// Forgets how orders ended, as a runtime does that has shown it, and what was known of them.
     void forgetEnds();
     void setStationEnabled(int station, bool enabled);
+    /// The port goes, and can be opened again after that time.
+    void losePort(Time lasts);
+    bool isPortLost() const { return !session_.portLost().empty(); }
     bool isOffline(int station) const { return session_.isOffline(station); }
 
     /// How often a station went offline.
@@ -83,6 +86,7 @@ public:
 private:
     void watch(runtime::DriverLibrary &driver);
     void digestEnds();
+    void checkRefused(runtime::Ticket ticket, int station);
     void note(const std::string &what);
 
     BusPlan plan_;

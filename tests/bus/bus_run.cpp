@@ -30,6 +30,8 @@ public:
     }
 
     void runUntil(Time until, bool healthy);
+    /// As a screen does that is shown: now and then several orders at once.
+    void giveOrders();
     /// Gives back all that was switched off.
     void switchAllOn();
 
@@ -75,12 +77,16 @@ void Panel::runUntil(Time until, bool healthy)
     }
 }
 
-void Panel::act(bool healthy)
+void Panel::giveOrders()
 {
-    // As a screen does that is shown: all its orders come at once.
     const int orders = random_.oneIn(6) ? random_.between(2, 12) : 1;
     for (int i = 0; i < orders; ++i)
         order();
+}
+
+void Panel::act(bool healthy)
+{
+    giveOrders();
     if (bus_.watchedCount() > 0)
         bus_.lookAt(static_cast<std::size_t>(random_.below(bus_.watchedCount())));
     if (!healthy && random_.oneIn(60)) {
@@ -266,6 +272,44 @@ private:
     int flapping_ = 0;
 };
 
+/// The port is pulled out and plugged in again, while all other faults go on.
+class LoosePlug
+{
+public:
+    LoosePlug(Bus &bus, Panel &panel, const Scenario &scenario)
+        : bus_(bus), panel_(panel), random_(scenario.bus.seed ^ 0x9047)
+    {}
+
+    void runUntil(Time until)
+    {
+        while (!isOver(until)) {
+            panel_.runUntil(std::min(until, bus_.now() + random_.between(Time::zero(), minutes(6))), false);
+            // Now and then it goes again as soon as it is back.
+            for (int times = random_.oneIn(4) ? 4 : 1; times > 0 && !isOver(until); --times)
+                pullOut();
+        }
+    }
+
+private:
+    bool isOver(Time until) const { return bus_.now() >= until || !bus_.witness().complaint().empty(); }
+
+    void pullOut()
+    {
+        const bool isShort = random_.oneIn(3);
+        const Time lasts = isShort ? random_.between(Time::zero(), milliseconds(200))
+                                   : random_.between(milliseconds(200), seconds(60));
+        panel_.giveOrders();
+        bus_.runFor(random_.between(Time::zero(), milliseconds(500)));
+        bus_.losePort(lasts);
+        while (bus_.isPortLost() && bus_.witness().complaint().empty())
+            panel_.runUntil(bus_.now() + milliseconds(100), false);
+    }
+
+    Bus &bus_;
+    Panel &panel_;
+    Random random_;
+};
+
 /// How much more is in use at the end than at first. The first round of all fills the lists that live as long
 /// as the run, and of the last two the lower one counts: what is lost does not come back. Nothing where a run
 /// is too short to tell, or the allocator says nothing.
@@ -291,6 +335,7 @@ RunResult runSeed(std::uint64_t seed, Time simulated, runtime::DriverLibrary &dr
     const auto isOver = [&] { return bus.now() >= simulated || !witness.complaint().empty(); };
 
     Outage outage(bus, panel, scenario);
+    LoosePlug plug(bus, panel, scenario);
 
     bus.start();
     witness.setHealthy(bus.now(), true);
@@ -306,7 +351,10 @@ RunResult runSeed(std::uint64_t seed, Time simulated, runtime::DriverLibrary &dr
             outage.run();
         } else {
             bus.field().setFaults(bus.now(), true);
-            panel.runUntil(bus.now() + kFaultyTime, false);
+            if (scenario.losesPort)
+                plug.runUntil(bus.now() + kFaultyTime);
+            else
+                panel.runUntil(bus.now() + kFaultyTime, false);
             bus.field().setFaults(bus.now(), false);
             panel.switchAllOn();
         }

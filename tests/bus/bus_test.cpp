@@ -184,6 +184,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.broadcasts += run.checks.broadcasts;
     checks.busy += run.checks.busy;
     checks.unconfirmed += run.checks.unconfirmed;
+    checks.portOrders += run.checks.portOrders;
 }
 
 /// Prints figures and remembers which were 0.
@@ -248,6 +249,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(o) stations that were left in peace after exception 06", sum.checks.busy);
     printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
     printFigure("(q) probes and relapses that the others pay for", sum.checks.bookedProbes);
+    printFigure("(s) orders that ended since the port was gone", sum.checks.portOrders);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

@@ -55,6 +55,8 @@ const char *nameOf(Fault fault)
         return "station that says it has begun";
     case Fault::OtherWriter:
         return "other writer at a station";
+    case Fault::PortGone:
+        return "port pulled out";
     case Fault::Babble:
         break;
     }

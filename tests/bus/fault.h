@@ -38,10 +38,12 @@ enum class Fault
     Busy,         ///< a station answers everything with exception 06
     Acknowledge,  ///< a station does writes and answers them with exception 05
     OtherWriter,  ///< somebody else changes registers that the master reads one at a time
-    Babble        ///< noise without end
+    Babble,       ///< noise without end
+
+    PortGone ///< the master's port is pulled out, and plugged in again
 };
 
-constexpr int kFaults = static_cast<int>(Fault::Babble) + 1;
+constexpr int kFaults = static_cast<int>(Fault::PortGone) + 1;
 constexpr int kExchangeFaults = static_cast<int>(Fault::LateEcho) + 1;
 
 /// "late reply"

@@ -98,6 +98,9 @@ public:
     using Answering = std::function<std::optional<Message>(Time now, const Bytes &request)>;
     void setAnswering(Answering answering) { answering_ = std::move(answering); }
 
+    /// The master's port is pulled out, which nobody on the line notices.
+    void notePortGone(Time now) { count(now, Fault::PortGone, 0); }
+
     bool isLineCut() const { return lineCut_; }
     bool isMuted(int station) const;
     /// A reply in time to the master's last request is under way or will come.

@@ -238,6 +238,9 @@ Scenario makeScenario(std::uint64_t seed)
     scenario.withFaults = !random.oneIn(10) && !scenario.withOutages;
     if (scenario.withOutages)
         setOutageTimes(&scenario);
+    // The draws are its own, so that other seeds stay what they are.
+    Random ports(seed ^ 0x9027);
+    scenario.losesPort = scenario.withFaults && ports.oneIn(4);
     scenario.bus.field.faultPermille = random.between(10, 200);
     scenario.bus.field.troubleEvery = seconds(random.between(20, 300));
     scenario.bus = agreed(scenario.bus);
@@ -255,8 +258,9 @@ std::string describe(const Scenario &scenario)
            ", options " + std::to_string(link.options) +
            (scenario.bus.burst > Time::zero() ? ", bursts of " + ms(scenario.bus.burst) : "") +
            (scenario.bus.echo ? ", echo" : "") + (scenario.bus.packed ? ", packed by the driver" : "") +
-           (scenario.withOutages ? ", dead stations" : "") + ", faults in " +
-           (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") + " of 1000";
+           (scenario.withOutages ? ", dead stations" : "") + (scenario.losesPort ? ", lost ports" : "") +
+           ", faults in " + (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") +
+           " of 1000";
 }
 
 } // namespace plc::bus

@@ -12,6 +12,7 @@ struct Scenario
     BusPlan bus;
     bool withFaults = true;
     bool withOutages = false; ///< stations die, are switched off, or come and go, and all else is well
+    bool losesPort = false;   ///< in faulty times the port goes and comes, too
     Time longestOrder = std::chrono::minutes(10); ///< from the order to its end, on the worst line
     Time outageSettles{};                         ///< until all stations that are dead are offline
     Time orderEvery{};                            ///< mean time between two orders of the runtime

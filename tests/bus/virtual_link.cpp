@@ -109,6 +109,10 @@ std::vector<runtime::News> VirtualLink::take(Time until)
 /// Goes on to the next event, at most to @p until.
 void VirtualLink::step(Time until)
 {
+    if (isPortLost_) {
+        stepWithoutPort(until);
+        return;
+    }
     const Time wake = transmitting_ ? sentAt_ : wakeAt_;
     now_ = std::max(now_, std::min({until, wake, line_.wire.nextEnd(), line_.field.nextEvent(), flushAt_}));
     while (line_.wire.nextEnd() <= now_)
@@ -135,10 +139,49 @@ void VirtualLink::step(Time until)
         advance();
 }
 
+void VirtualLink::losePort(Time backAt)
+{
+    isPortLost_ = true;
+    portBackAt_ = backAt;
+    transmitting_ = false;
+    arrived_.clear();
+    held_.clear();
+    flushAt_ = Time::max();
+    heldUntil_ = Time::zero();
+    search_.lost(now_);
+    link_.portLost(now_, "the port is lost");
+    wakeAt_ = now_;
+}
+
+void VirtualLink::stepWithoutPort(Time until)
+{
+    now_ = std::max(
+        now_, std::min({until, wakeAt_, search_.nextTry(), line_.wire.nextEnd(), line_.field.nextEvent()}));
+    while (line_.wire.nextEnd() <= now_)
+        deliver(line_.wire.take());
+    line_.field.run(now_);
+    if (now_ >= search_.nextTry() && now_ >= portBackAt_) {
+        isPortLost_ = false;
+        search_.opened(now_);
+        // Whether the line was silent until now nobody knows.
+        lastHeard_ = std::max(lastHeard_, now_);
+        echoLeft_ = 0;
+        link_.portFound(now_);
+        advance();
+        return;
+    }
+    if (now_ >= search_.nextTry())
+        search_.absent(now_);
+    if (now_ >= wakeAt_)
+        advance();
+}
+
 /// A byte has ended on the line.
 void VirtualLink::deliver(const WireByte &byte)
 {
     line_.field.hear(byte);
+    if (isPortLost_)
+        return;
     if (byte.source == kMaster ? !line_.echo : line_.field.isLineCut())
         return;
     line_.journal.noteHeard(byte.end, byte.value, byte.isNoise, line_.wire.silence());

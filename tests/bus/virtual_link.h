@@ -4,6 +4,7 @@
 #define PLC_TESTS_BUS_VIRTUAL_LINK_H
 
 #include "field.h"
+#include "runtime/line/port_search.h"
 #include "runtime/master/driver_link.h"
 #include "witness.h"
 
@@ -38,16 +39,22 @@ public:
     std::vector<runtime::News> take(Time until) override;
     void setOpenOrders(int count) override;
     bool setStationEnabled(int station, bool enabled) override;
-    void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }
+    bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }
+    void takeLoss(const std::vector<runtime::Ticket> &tickets) override { link_.takeLoss(tickets); }
     void withdraw(const std::vector<runtime::Ticket> &tickets) override { link_.withdraw(tickets); }
     std::set<runtime::Ticket> unconfirmed() override { return link_.unconfirmed(); }
 
     const runtime::Statistics &statistics() const { return link_.statistics(); }
 
+    /// The port goes now, and can be opened again from @p backAt on. What is being sent still leaves. What
+    /// comes meanwhile is lost, and what a converter holds back as well.
+    void losePort(Time backAt);
+
 private:
     void put(runtime::News &&news) override;
     bool takeBack(int station) override;
     void step(Time until);
+    void stepWithoutPort(Time until);
     void deliver(const WireByte &byte);
     void noteEcho(const WireByte &byte);
     void advance();
@@ -65,6 +72,10 @@ private:
     int idleCalls_ = 0; ///< in a row that found nothing to do
     int standing_ = 0;  ///< calls in a row that asked to be called again at once
     int openOrders_ = 0;
+
+    runtime::PortSearch search_;
+    bool isPortLost_ = false;
+    Time portBackAt_{};
 
     bool transmitting_ = false;
     Time sentAt_{};

@@ -42,7 +42,7 @@ bool bitOf(std::uint16_t value, int bit)
 bool isWithdrawn(const runtime::OrderResult &result)
 {
     return result.end == OrderEnd::Offline || result.end == OrderEnd::Dropped ||
-           result.end == OrderEnd::Unconfirmed;
+           result.end == OrderEnd::Unconfirmed || result.end == OrderEnd::PortLost;
 }
 
 } // namespace
@@ -75,6 +75,8 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
                           bool isWrite)
 {
     ++checks_.requests;
+    if (isPortLost_)
+        complain(now, "(s) a request goes out while the port is gone");
     if (now - lastHeard < plan_.silence)
         complain(now, "(e) the line was silent for " + std::to_string((now - lastHeard).count() / 1000) +
                           " us only, not for " + std::to_string(plan_.silence.count() / 1000));
@@ -260,6 +262,10 @@ void Witness::taken(Time now, int station, const Sent &sent, Order *order, std::
 
 void Witness::news(Time now, const runtime::News &news)
 {
+    if (news.port) {
+        isPortLost_ = news.port->change != runtime::PortNews::Change::Back;
+        portLostAt_ = isPortLost_ ? now : portLostAt_;
+    }
     if (news.transaction)
         transactionEnded(now, *news.transaction);
     if (news.transaction && runtime::isGroupedRead(news.transaction->request) && !news.ordinaryRead)
@@ -340,14 +346,19 @@ bool Witness::isAway(int station) const
            (absence != absences_.end() && absence->second == Absence::Offline);
 }
 
+/// Nothing has kept the host from asking since the last reading.
+bool Witness::wasThere(const CyclicRead &read) const
+{
+    const auto changed = changedAt_.find(read.station);
+    return (changed == changedAt_.end() || changed->second < read.lastEnd) && portLostAt_ < read.lastEnd;
+}
+
 /// What was read well last, at that time, may be shown as good.
 bool Witness::mayBeGood(Time now, const CyclicRead &read) const
 {
     constexpr Time kLeast = std::chrono::seconds(3);
-    const auto changed = changedAt_.find(read.station);
-    const bool wasThere = changed == changedAt_.end() || changed->second < read.lastEnd;
     // How long a scan takes nobody knows before the second reading.
-    if (!read.pace && wasThere)
+    if (!read.pace && wasThere(read))
         return true;
     return now - read.lastGood.value_or(Time::zero()) <=
            std::max({kLeast, 2 * plan_.timeout, 3 * read.pace.value_or(Time::zero())});
@@ -369,12 +380,11 @@ void Witness::switched(Time now, int station, bool enabled)
 void Witness::transactionEnded(Time now, const runtime::TransactionReport &report)
 {
     sentInTransaction_ = 0;
-    if (report.request.hostId == runtime::kCyclicHostId && report.cause != AttemptEnd::Withheld) {
+    if (report.request.hostId == runtime::kCyclicHostId && !runtime::tellsNothing(report.cause)) {
         CyclicRead &read = cyclicReads_[report.request.hostSubId];
         read.station = report.request.station;
         const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
-        const bool wasThere = !isAway(read.station) && changedAt_[read.station] < read.lastEnd;
-        if (isAnswered && wasThere && read.lastEnd > Time::zero())
+        if (isAnswered && !isAway(read.station) && wasThere(read) && read.lastEnd > Time::zero())
             read.pace = now - read.lastEnd;
         read.lastEnd = now;
         read.lastEndedWell = report.cause == AttemptEnd::Good;
@@ -551,7 +561,9 @@ void Witness::ended(Time now, runtime::Ticket ticket, const runtime::OrderResult
     }
     found->second.ended = true;
     found->second.endedAt = now;
-    if (isWithdrawn(result) && found->second.reports == 0) {
+    checks_.portOrders += isPortLost_ ? 1u : 0u;
+    // Of an order that was on the line when the port went the driver has reported the end.
+    if (isWithdrawn(result) && (found->second.reports == 0 || isPortLost_)) {
         checks_.unconfirmed += found->second.wasSent ? 1u : 0u;
         if (found->second.wasSent != (result.end == OrderEnd::Unconfirmed))
             complain(now, "(p) order " + std::to_string(ticket) +
@@ -586,6 +598,12 @@ void Witness::mustBeOffline(Time now, runtime::Ticket ticket, const runtime::Ord
     ++checks_.refusals;
     if (result.end != OrderEnd::Offline)
         complain(now, "(j) order " + std::to_string(ticket) + " for an offline station did not end at once");
+}
+
+void Witness::mustBeLost(Time now, runtime::Ticket ticket, const runtime::OrderResult &result)
+{
+    if (result.end != OrderEnd::PortLost)
+        complain(now, "(s) order " + std::to_string(ticket) + " did not end at once without a port");
 }
 
 void Witness::lookAt(Time now, int station, int baseType, int first, int count)
@@ -627,9 +645,12 @@ void Witness::checkStatus(Time now, const std::string &name, int station, int fi
     if (status.state == runtime::VariableState::Good && !inTime)
         complain(now, "(l) " + name + " is said to be good " +
                           std::to_string(runtime::seconds(now - oldest)) + " s after it was read");
+    const bool isLost = isPortLost_ && !isOff;
     if (isOff != (status.state == runtime::VariableState::SwitchedOff) ||
-        (isOffline && !isOff) != (status.state == runtime::VariableState::Offline))
-        complain(now, "(l) " + name + " is not said to be offline or switched off when it is");
+        isLost != (status.state == runtime::VariableState::PortLost) ||
+        (isOffline && !isOff && !isLost) != (status.state == runtime::VariableState::Offline))
+        complain(now,
+                 "(l) " + name + " is not said to be offline, switched off or without a port when it is");
     if (status.hasValue != hasValue)
         complain(now, "(l) whether " + name + " was ever read is told wrongly");
     if (hasValue && status.age != now - oldest)

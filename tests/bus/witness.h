@@ -34,6 +34,8 @@
 ///   where nobody else has answered since the station went, and the first probe after somebody has.
 /// - (r) While some stations are dead, off, or come and go, and all else is well, what is watched at the
 ///   others is read again within a stated time, whether it has a priority level or not.
+/// - (s) While the port is gone nothing is sent. Every order that was open when it went ends at once, and so
+///   does every order that is given meanwhile.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
@@ -104,6 +106,7 @@ struct Checks
     std::uint64_t broadcasts = 0;  ///< (n)
     std::uint64_t unconfirmed = 0; ///< (p), writes that were taken back after a frame had gone out
     std::uint64_t busy = 0;        ///< (o), transactions that ended with exception 06
+    std::uint64_t portOrders = 0;  ///< (s), orders that ended since the port was gone
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -155,6 +158,8 @@ public:
     void lookAt(Time now, int station, int baseType, int first, int count);
     /// Stations whose orders end at once.
     void mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
+    /// The port is lost.
+    void mustBeLost(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
     /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p
     /// count - 1.
     void checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
@@ -251,6 +256,7 @@ private:
 
     bool isHealthySince(Time time) const;
     bool isAway(int station) const;
+    bool wasThere(const CyclicRead &read) const;
     bool mayBeGood(Time now, const CyclicRead &read) const;
     void checkBudget(Time now, const runtime::TransactionReport &report);
     void checkLeftAlone(Time now);
@@ -286,6 +292,8 @@ private:
     std::map<runtime::Ticket, Order> orders_;  ///< open, and ended a while ago
     std::map<runtime::Ticket, Reading> reads_; ///< open, and ended a while ago
     int sentInTransaction_ = 0;                ///< transmissions of the transaction in progress
+    bool isPortLost_ = false;
+    Time portLostAt_{}; ///< when it was lost last
     std::set<int> switchedOff_;
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
     std::map<int, Time> busyUntil_;         ///< of stations that have said so

@@ -145,6 +145,7 @@ TEST(StateNames, AreThoseThatTheTableShows)
     EXPECT_STREQ("no answer", stateName(VariableState::NoAnswer));
     EXPECT_STREQ("bad reply", stateName(VariableState::BadReply));
     EXPECT_STREQ("line busy", stateName(VariableState::LineBusy));
+    EXPECT_STREQ("port lost", stateName(VariableState::PortLost));
 }
 
 TEST(Table, IsCutToTheHeightOfTheTerminal)

@@ -93,4 +93,22 @@ TEST(DescribeStation, TellsHowLongItWasAway)
     EXPECT_EQ("station 2 is back after 10 s", describe(news));
 }
 
+TEST(ResultText, TellsOfAPortThatIsLookedFor)
+{
+    PortNews news;
+    news.reason = "port 'X' is lost while listening; is it still plugged in?";
+    EXPECT_EQ("port 'X' is lost while listening; is it still plugged in? It is looked for until it is back",
+              describe(news, "X"));
+    news.change = PortNews::Change::Refused;
+    news.reason = "port 'X' cannot be opened at 19200 baud: it is in use by process 7 (minicom)";
+    EXPECT_EQ(
+        "port 'X' cannot be opened at 19200 baud: it is in use by process 7 (minicom); it is tried again "
+        "and again",
+        describe(news, "X"));
+    news.change = PortNews::Change::Back;
+    news.reason.clear();
+    news.lasted = std::chrono::milliseconds(3210);
+    EXPECT_EQ("port 'X' is back after 3.2 s", describe(news, "X"));
+}
+
 } // namespace

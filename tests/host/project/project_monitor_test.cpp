@@ -130,6 +130,37 @@ TEST_F(ProjectMonitorTest, CallsAValueStaleSoonAlsoAfterANightOff)
     EXPECT_EQ(VariableState::Stale, status(0).state);
 }
 
+TEST_F(ProjectMonitorTest, TellsThatThePortIsLostUntilItIsBack)
+{
+    serve(first);
+    serve(first);
+    News news;
+    news.port.emplace();
+    for (const auto change : {PortNews::Change::Lost, PortNews::Change::Refused}) {
+        news.port->change = change;
+        monitor.note(news);
+        EXPECT_EQ(VariableState::PortLost, status(0).state);
+        EXPECT_TRUE(status(0).hasValue) << "the old one";
+        EXPECT_EQ(VariableState::PortLost, status(1).state) << "also what was never read";
+    }
+    now += seconds(28800);
+    news.port->change = PortNews::Change::Back;
+    monitor.note(news);
+    EXPECT_EQ(VariableState::Stale, status(0).state) << "it is eight hours old";
+    serve(first);
+    EXPECT_EQ(VariableState::Good, status(0).state);
+    now += seconds(4);
+    EXPECT_EQ(VariableState::Stale, status(0).state) << "the night tells nothing of how long a scan takes";
+}
+
+TEST_F(ProjectMonitorTest, PassesOverReadsThatEndedWithThePort)
+{
+    serve(first);
+    serve(first, AttemptEnd::PortLost);
+    EXPECT_EQ(VariableState::Good, status(0).state);
+    EXPECT_EQ(1u, status(0).scans);
+}
+
 TEST_F(ProjectMonitorTest, TellsStationsThatAreOffline)
 {
     serve(first);

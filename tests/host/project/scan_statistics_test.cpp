@@ -146,4 +146,20 @@ TEST_F(ScanStatisticsTest, LeavesOutTheTimeThatAStationWasOff)
     EXPECT_EQ(milliseconds(10), scans.refresh(0).most());
 }
 
+TEST_F(ScanStatisticsTest, GivesTheScanUpInWhichThePortWasLost)
+{
+    serve(a);
+    serve(b);
+    scans.interrupt();
+    now += std::chrono::hours(1);
+    serve(c);
+    serve(urgent, false);
+    EXPECT_EQ(0u, scans.scans()) << "the two before do not count";
+    serve(a);
+    serve(b);
+    EXPECT_EQ(1u, scans.scans());
+    EXPECT_EQ(milliseconds(40), scans.durations().most());
+    EXPECT_EQ(0u, scans.refresh(0).count()) << "nor does the hour between two reads";
+}
+
 } // namespace

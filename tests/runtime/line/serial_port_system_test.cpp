@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <map>
 #include <vector>
 
 #include "runtime/line/failure.h"
@@ -31,9 +32,11 @@ public:
     int open(const std::string &path) override
     {
         opened = path;
-        errno = openError;
-        return openError != 0 ? -1 : 7;
+        const auto own = openErrors.find(path);
+        errno = own != openErrors.end() ? own->second : openError;
+        return errno != 0 ? -1 : 7;
     }
+    std::string lastingName(int) override { return nameOfDevice; }
     void close(int) override { ++closed; }
     int control(int, unsigned long request, void *argument) override
     {
@@ -123,6 +126,8 @@ public:
 
     std::string opened;
     int openError = 0;
+    std::map<std::string, int> openErrors; ///< by path, before `openError`
+    std::string nameOfDevice;              ///< that lasts
     int closed = 0;
     int anyRateError = 0; ///< of the calls that know any rate
     bool isTerminal = true;
@@ -196,6 +201,66 @@ TEST_F(SerialPortSystem, FindsAPortWithoutAFolderInDev)
     settings.port = "ttyUSB0";
     open();
     EXPECT_EQ("/dev/ttyUSB0", system.opened);
+}
+
+TEST_F(SerialPortSystem, TellsItsDeviceByTheLastingName)
+{
+    EXPECT_EQ("", open().identity());
+    system.nameOfDevice = "/by-id/one";
+    EXPECT_EQ("/by-id/one", open().identity());
+    EXPECT_EQ("/dev/ttyX", system.opened);
+}
+
+TEST_F(SerialPortSystem, FindsADeviceUnderItsLastingNameWhateverItsPortIsCalledByNow)
+{
+    settings.identity = "/by-id/one";
+    system.nameOfDevice = "/by-id/one";
+    system.openErrors["/dev/ttyX"] = ENOENT;
+    open();
+    EXPECT_EQ("/by-id/one", system.opened);
+}
+
+TEST_F(SerialPortSystem, TakesThePortsNameWhereTheLastingNameIsNotThere)
+{
+    settings.identity = "/by-id/one";
+    system.openErrors["/by-id/one"] = ENOENT;
+    open();
+    EXPECT_EQ("/dev/ttyX", system.opened);
+}
+
+// It may be on another line, with other machines.
+TEST_F(SerialPortSystem, RefusesAnotherDeviceThatHasGotThePortsName)
+{
+    settings.identity = "/by-id/one";
+    system.openErrors["/by-id/one"] = ENOENT;
+    system.nameOfDevice = "/by-id/other";
+    EXPECT_THAT(refusal(), HasSubstr("another device is there now, /by-id/other, and not /by-id/one"));
+    EXPECT_EQ(1, system.closed);
+    EXPECT_THAT(system.requests, IsEmpty()) << "nothing was done to it";
+}
+
+TEST_F(SerialPortSystem, SaysWhyADeviceThatIsThereCannotBeOpenedUnderItsLastingName)
+{
+    settings.identity = "/by-id/one";
+    system.openErrors["/by-id/one"] = EBUSY;
+    EXPECT_THAT(refusal(), HasSubstr("it is in use by another program"));
+    EXPECT_EQ("/by-id/one", system.opened);
+}
+
+TEST_F(SerialPortSystem, TellsAPortThatIsNotThereFromOneThatCannotBeUsed)
+{
+    for (const int error : {ENOENT, ENODEV, ENXIO}) {
+        system.openError = error;
+        EXPECT_THROW(open(), PortAbsent);
+    }
+    system.openError = EACCES;
+    try {
+        open();
+        ADD_FAILURE() << "it was opened";
+    } catch (const PortAbsent &) {
+        ADD_FAILURE() << "it is there";
+    } catch (const Failure &) {
+    }
 }
 
 TEST_F(SerialPortSystem, SaysWhyAPortCannotBeOpened)

@@ -9,6 +9,7 @@
 #include <termios.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <thread>
 
 #include "runtime/line/failure.h"
@@ -99,6 +100,52 @@ TEST_F(SerialPortTest, CarriesBytesBothWays)
         received += some;
     }
     EXPECT_EQ(hex("11 13 0A 0D 00 FF 03 04"), received);
+}
+
+/// A folder of links that is gone with its object.
+class LinkFolder
+{
+public:
+    LinkFolder() { std::filesystem::create_directory(path); }
+    ~LinkFolder() { std::filesystem::remove_all(path); }
+    std::string link(const std::string &name, const std::string &target) const
+    {
+        std::filesystem::create_symlink(target, path + "/" + name);
+        return path + "/" + name;
+    }
+
+    const std::string path = ::testing::TempDir() + "links_" + std::to_string(getpid());
+};
+
+TEST_F(SerialPortTest, KnowsTheLastingNameOfADeviceFromTheLinksToIt)
+{
+    const LinkFolder folder;
+    const FarEnd other;
+    const int device = open(far.path().c_str(), O_RDWR | O_NOCTTY);
+    folder.link("a-other", other.path());
+    folder.link("b-gone", "/nowhere");
+    TerminalSystem system(folder.path);
+    EXPECT_EQ("", system.lastingName(device));
+    folder.link("d-second", far.path());
+    const std::string first = folder.link("c-first", far.path());
+    EXPECT_EQ(first, system.lastingName(device));
+    EXPECT_EQ("", TerminalSystem("/no/such/folder").lastingName(device));
+    close(device);
+}
+
+// Its number is somebody else's by then.
+TEST_F(SerialPortTest, LooksForNoPseudoTerminalThatHasEnded)
+{
+    settings.identity = SerialPort(settings).identity();
+    EXPECT_THROW(SerialPort port(settings), PortAbsent) << "by its number";
+    const LinkFolder folder;
+    settings.port = folder.link("line", far.path());
+    settings.identity.clear();
+    settings.identity = SerialPort(settings).identity();
+    EXPECT_THROW(SerialPort port(settings), PortAbsent) << "by a link that was left behind";
+    std::filesystem::remove(settings.port);
+    folder.link("line", far.path());
+    EXPECT_NO_THROW(SerialPort port(settings)) << "by a link that was made anew";
 }
 
 TEST_F(SerialPortTest, DropsCharactersWithAWrongParity)

@@ -1662,4 +1662,150 @@ TEST_F(CycleStatistics, DoNotClearTheRetryCountForARepeat)
     EXPECT_EQ(1, info.retryCount);
 }
 
+class CyclePortLost : public CycleScript
+{
+protected:
+    void lose()
+    {
+        cycle().portLost(now);
+        EXPECT_EQ(CycleState::Idle, cycle().state());
+    }
+
+    void find() { cycle().portFound(); }
+};
+
+TEST_F(CyclePortLost, EndsTheRequestOnTheLineAtOnceWithoutAnotherAttempt)
+{
+    info.retryLimit = 2;
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kReply.left(4));
+    lose();
+    EXPECT_THAT(driver.calls, ElementsAre(QByteArray()));
+    EXPECT_EQ(2, info.retryCount) << "the driver has no repeat left";
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::PortLost, witness.reports[0].cause);
+    EXPECT_EQ(1, witness.reports[0].attempts);
+    EXPECT_FALSE(witness.reports[0].done);
+    EXPECT_EQ(1u, total().requests);
+    EXPECT_EQ(0u, total().timeouts + total().bad) << "the station is not to blame";
+}
+
+TEST_F(CyclePortLost, EndsARequestThatWaitsForTheLineWithoutSendingIt)
+{
+    queue(kRead);
+    verdicts({41});
+    run(kSilence / 2);
+    lose();
+    find();
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_EQ(AttemptEnd::PortLost, witness.reports[0].cause);
+    EXPECT_EQ(0, witness.reports[0].attempts);
+    EXPECT_TRUE(run(seconds(2)).isEmpty());
+}
+
+TEST_F(CyclePortLost, HasNothingToEndBetweenTwoRequests)
+{
+    run(milliseconds(10));
+    lose();
+    EXPECT_TRUE(witness.reports.empty());
+    EXPECT_TRUE(driver.calls.empty());
+}
+
+TEST_F(CyclePortLost, KeepsTheSilenceBeforeTheFirstFrameWhenThePortIsBack)
+{
+    run(seconds(1));
+    lose();
+    run(seconds(1));
+    find();
+    queue(kRead);
+    const Time opened = now;
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(opened + kSilence, sentAt);
+}
+
+TEST_F(CyclePortLost, KeepsWhatHadComeBeforeOutOfTheNextReply)
+{
+    queue(kRead);
+    verdicts({41, 1, 1});
+    driver.trimTo = 9;
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kReply.left(4));
+    lose();
+    find();
+    run(seconds(2));
+    queue(kRead);
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kReply);
+    EXPECT_EQ(kReply, driver.calls.back());
+    EXPECT_EQ(0u, total().foreignBytes);
+}
+
+// The station may answer a port that is back already.
+TEST_F(CyclePortLost, WaitsForTheAnswerToWhatWasOnTheLineThoughThePortIsBackSooner)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    const Time sentBefore = sentAt;
+    run(milliseconds(30));
+    lose();
+    find();
+    queue(kRead);
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_GE(sentAt - sentBefore, kEightBytes + settings.responseTimeout);
+}
+
+TEST_F(CyclePortLost, ListensForALateAnswerBeforeAnotherRequest)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    const Time sentBefore = sentAt;
+    run(milliseconds(30));
+    lose();
+    find();
+    queue(kWrite);
+    EXPECT_EQ(kWrite, runUntilSent());
+    EXPECT_EQ(sentBefore + kEightBytes + settings.responseTimeout + settings.lateReplyGuard, sentAt);
+}
+
+TEST_F(CyclePortLost, LeavesTheStationsTheirTimeForABroadcastThoughThePortIsBackSooner)
+{
+    queue(kBroadcast, 0);
+    verdicts({1});
+    runUntilSent();
+    const Time sentBefore = sentAt;
+    run(milliseconds(12));
+    lose();
+    find();
+    queue(kRead);
+    runUntilSent();
+    EXPECT_EQ(sentBefore + kEightBytes + settings.turnaround, sentAt);
+}
+
+TEST_F(CyclePortLost, ForgetsTheEchoesThatAreDue)
+{
+    settings.removeEcho = true;
+    queue(kWrite);
+    verdicts({41, 1, 1});
+    driver.trimTo = 8;
+    runUntilSent();
+    lose();
+    find();
+    queue(kWrite);
+    runUntilSent();
+    run(milliseconds(10));
+    arrive(kWrite);
+    EXPECT_EQ(1u, witness.reports.size()) << "that was the echo";
+    run(milliseconds(10));
+    arrive(kWrite);
+    ASSERT_EQ(2u, witness.reports.size()) << "no other echo is waited for";
+    EXPECT_EQ(AttemptEnd::Good, witness.reports[1].cause);
+}
+
 } // namespace

@@ -80,6 +80,8 @@ protected:
         for (const OrderNews &order : news.orders)
             orders.push_back(order);
         released.insert(released.end(), news.released.begin(), news.released.end());
+        if (news.port)
+            ports.push_back(*news.port);
     }
 
     bool takeBack(int station) override
@@ -121,6 +123,25 @@ protected:
         if (request.function() == 6)
             return request.frame;
         return withCrc((byteText(request.station()) + " 03 02 0007").c_str());
+    }
+
+    void losePort()
+    {
+        replyAt_.reset();
+        link().portLost(now, "gone");
+    }
+
+    void findPort() { link().portFound(now); }
+
+    /// How order @p ticket has ended, as often as that was told.
+    std::vector<OrderEnd> endsOf(int ticket) const
+    {
+        std::vector<OrderEnd> ends;
+        for (const OrderNews &order : orders) {
+            if (order.ticket == ticket)
+                ends.push_back(order.result.end);
+        }
+        return ends;
     }
 
     void runFor(Time duration)
@@ -166,6 +187,7 @@ protected:
     std::vector<StationNews> stations;
     std::vector<OrderNews> orders;
     std::vector<Ticket> released;
+    std::vector<PortNews> ports;
     std::vector<int> takenBack;     ///< stations of which news are taken back
     std::size_t toldBefore = 0;     ///< changes of stations that were told before that
     bool takesBackItsGoing = false; ///< news that a station had gone offline were among what is taken back
@@ -665,6 +687,156 @@ TEST_F(DriverLinkTest, CountsNoReadsOfOfflineStationsInAScan)
     ASSERT_EQ(1u, stations.size());
     runFor(seconds(20));
     EXPECT_THAT(sentTo(1, now - seconds(10)).size(), ::testing::AllOf(::testing::Ge(9u), ::testing::Le(11u)));
+}
+
+TEST_F(DriverLinkTest, SendsNothingWhileThePortIsLostAndNeverWhatWasOrderedBefore)
+{
+    setUpDriver();
+    watch(1);
+    runFor(milliseconds(100));
+    for (int ticket = 1; ticket <= 30; ++ticket)
+        write(ticket, 1, 100 + 2 * ticket, ticket);
+    link().setOpenOrders(30);
+    losePort();
+    link().takeLoss({1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15,
+                     16, 17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30});
+    sent.clear();
+    runFor(seconds(5));
+    EXPECT_TRUE(sent.empty());
+    EXPECT_EQ(30u, released.size()) << "the driver has given them all back";
+    link().setOpenOrders(0);
+    findPort();
+    runFor(seconds(5));
+    EXPECT_GT(sent.size(), 50u);
+    for (const Sent &frame : sent)
+        EXPECT_EQ(3, frame.function()) << "a write of before";
+    EXPECT_TRUE(stations.empty()) << "no station is to blame";
+}
+
+TEST_F(DriverLinkTest, LetsALinkWithoutAPortSleepOnceTheDriverHoldsNothing)
+{
+    setUpDriver();
+    watch(1);
+    losePort();
+    link().takeLoss({});
+    runFor(milliseconds(10));
+    EXPECT_EQ(Time::max(), link().advance(now, QByteArray()).wakeAt);
+    link().withdraw({4711});
+    link().advance(now, QByteArray());
+    EXPECT_THAT(released, ElementsAre(4711)) << "whatever is withdrawn meanwhile";
+}
+
+TEST_F(DriverLinkTest, TellsTheLossOfThePortWithTheWritesThatWereSent)
+{
+    setUpDriver();
+    dead = {2};
+    write(1, 2, 100, 1);
+    write(2, 3, 200, 1);
+    link().setOpenOrders(2);
+    runFor(milliseconds(100));
+    ASSERT_EQ(1u, sent.size());
+    losePort();
+    ASSERT_EQ(1u, ports.size());
+    EXPECT_EQ(PortNews::Change::Lost, ports[0].change);
+    EXPECT_EQ("gone", ports[0].reason);
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed)) << "told with its transaction, and once";
+    EXPECT_TRUE(ports[0].sent.empty()) << "its end is told";
+    EXPECT_TRUE(endsOf(2).empty());
+    link().portRefused("in use");
+    runFor(milliseconds(1500));
+    findPort();
+    ASSERT_EQ(3u, ports.size());
+    EXPECT_EQ(PortNews::Change::Refused, ports[1].change);
+    EXPECT_EQ("in use", ports[1].reason);
+    EXPECT_EQ(PortNews::Change::Back, ports[2].change);
+    EXPECT_EQ(milliseconds(1500), ports[2].lasted);
+}
+
+// The port may be back before the session has heard that it was lost.
+TEST_F(DriverLinkTest, SendsNoOrderUntilTheLossHasBeenDigestedThoughThePortIsBack)
+{
+    setUpDriver();
+    watch(1);
+    write(1, 1, 100, 1);
+    link().setOpenOrders(1);
+    losePort();
+    losePort();
+    findPort();
+    int handedOver = 0;
+    EXPECT_FALSE(link().betweenRequests([&handedOver] { ++handedOver; }));
+    runFor(seconds(2));
+    EXPECT_GT(sentTo(1).size(), 20u) << "cyclic reads go on";
+    link().takeLoss({1});
+    EXPECT_FALSE(link().betweenRequests([&handedOver] { ++handedOver; })) << "it was lost twice";
+    link().takeLoss({});
+    EXPECT_EQ(0, handedOver);
+    EXPECT_TRUE(link().betweenRequests([&handedOver] { ++handedOver; }));
+    EXPECT_EQ(1, handedOver);
+    write(2, 1, 100, 2);
+    runFor(seconds(2));
+    const auto writes =
+        std::count_if(sent.begin(), sent.end(), [](const Sent &s) { return s.function() == 6; });
+    EXPECT_EQ(1, writes) << "the new one";
+    EXPECT_THAT(endsOf(2), ElementsAre(OrderEnd::Good));
+}
+
+TEST_F(DriverLinkTest, TellsOfASplitWriteThatWasHalfSentWhenThePortWasLostThatItIsNotConfirmed)
+{
+    info.options = plc::kOptionSingleRegisters;
+    setUpDriver();
+    QByteArray bytes(4, '\x01');
+    ASSERT_GT(
+        library.setRegisterData(QString(), 5, QString::fromLatin1("100"), 1, &bytes, 2, kOrderHostId, 1), 0);
+    link().setOpenOrders(1);
+    while (transactions.empty()) {
+        runFor(milliseconds(1));
+        ASSERT_LT(now, seconds(10));
+    }
+    ASSERT_EQ(1u, sent.size()) << "the second piece waits for the line";
+    losePort();
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed));
+}
+
+TEST_F(DriverLinkTest, KnowsAtTheLossThatAPieceOfAWriteWasSentThoughAnotherRequestIsOnTheLine)
+{
+    info.options = plc::kOptionSingleRegisters;
+    setUpDriver();
+    watch(1);
+    // The driver serves a cyclic read after five writes.
+    QByteArray bytes(14, '\x01');
+    ASSERT_GT(
+        library.setRegisterData(QString(), 5, QString::fromLatin1("100"), 1, &bytes, 7, kOrderHostId, 1), 0);
+    link().setOpenOrders(1);
+    while (sent.empty() || sent.back().function() != 3) {
+        runFor(milliseconds(1));
+        ASSERT_LT(now, seconds(10));
+    }
+    ASSERT_EQ(6u, sent.size());
+    losePort();
+    ASSERT_EQ(1u, ports.size());
+    EXPECT_THAT(ports[0].sent, ElementsAre(1));
+    runFor(seconds(1));
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed)) << "the driver gives back the rest";
+    EXPECT_EQ(6u, sent.size());
+}
+
+TEST_F(DriverLinkTest, LeavesTheStateOfStationsAsItIsWhenThePortIsLost)
+{
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(5));
+    ASSERT_EQ(1u, stations.size());
+    losePort();
+    link().takeLoss({});
+    runFor(seconds(60));
+    findPort();
+    sent.clear();
+    runFor(seconds(1));
+    EXPECT_EQ(1u, sentTo(2).size()) << "its probe was due";
+    EXPECT_GT(sentTo(1).size(), 5u);
+    EXPECT_EQ(1u, stations.size());
 }
 
 } // namespace

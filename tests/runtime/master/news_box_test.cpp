@@ -71,7 +71,7 @@ TEST(NewsBox, KeepsChangesOfStationsWithoutTheirStatistics)
     change.statistics.emplace();
     box.put(std::move(change));
     News last;
-    last.portLost = "gone";
+    last.port.emplace();
     last.statistics.emplace();
     box.put(std::move(last));
     const std::vector<News> taken = box.take(steadyNow());
@@ -117,7 +117,8 @@ TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
     released.released = {3};
     box.put(std::move(released));
     News lost;
-    lost.portLost = "gone";
+    lost.port.emplace();
+    lost.port->reason = "gone";
     box.put(std::move(lost));
     const std::vector<News> taken = box.take(steadyNow());
     ASSERT_EQ(NewsBox::kMostWaiting + 5, taken.size());
@@ -126,7 +127,7 @@ TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
     EXPECT_FALSE(at[0].transaction) << "not more of it than must be";
     EXPECT_EQ(5, at[1].station->station);
     EXPECT_EQ(std::vector<Ticket>{3}, at[2].released);
-    EXPECT_EQ("gone", at[3].portLost);
+    EXPECT_EQ("gone", at[3].port->reason);
 }
 
 } // namespace

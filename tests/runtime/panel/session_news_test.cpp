@@ -30,10 +30,18 @@ public:
         newsOnceSwitched.clear();
         return wasOffline;
     }
-    void betweenRequests(const std::function<void()> &work) override
+    bool betweenRequests(const std::function<void()> &work) override
     {
+        if (isPortLost)
+            return false;
         ++handedOver;
         work();
+        return true;
+    }
+    void takeLoss(const std::vector<Ticket> &tickets) override
+    {
+        ++lossesTaken;
+        withdrawn = tickets;
     }
     void withdraw(const std::vector<Ticket> &tickets) override { withdrawn = tickets; }
     std::set<Ticket> unconfirmed() override { return sent; }
@@ -45,6 +53,8 @@ public:
     std::set<Ticket> sent;
     bool wasOffline = false;
     int handedOver = 0;
+    bool isPortLost = false;
+    int lossesTaken = 0;
 };
 
 class SessionNewsTest : public ::testing::Test
@@ -66,6 +76,18 @@ protected:
         item.station->station = station;
         item.station->offline = offline;
         return item;
+    }
+
+    void tellPort(PortNews::Change change, const std::set<Ticket> &sent = {})
+    {
+        News item;
+        item.port.emplace();
+        item.port->change = change;
+        item.port->sent = sent;
+        if (change != PortNews::Change::Back)
+            item.port->reason = change == PortNews::Change::Lost ? "gone" : "in use";
+        link->news.push_back(std::move(item));
+        session.pump(seconds(100));
     }
 
     void tell(int station, bool offline)
@@ -180,13 +202,62 @@ TEST_F(SessionNewsTest, TellsOfAWriteOnTheLineThatItIsNotConfirmedWhenThePortGoe
 {
     const Ticket onTheLine = writeSingles(1, 5);
     const Ticket behind = session.write(parseVariable("4x:70@6", false), {2});
-    link->sent = {onTheLine};
-    News item;
-    item.portLost = "gone";
-    link->news.push_back(std::move(item));
-    session.pump(seconds(100));
+    tellPort(PortNews::Change::Lost, {onTheLine});
     EXPECT_EQ(OrderEnd::Unconfirmed, session.result(onTheLine).end);
     EXPECT_EQ(OrderEnd::PortLost, session.result(behind).end);
+    EXPECT_EQ((std::vector<Ticket>{onTheLine, behind}), link->withdrawn);
+    EXPECT_EQ(1, link->lossesTaken);
+}
+
+TEST_F(SessionNewsTest, EndsOrdersAtOnceWhileThePortIsLostAndTakesThemAgainWhenItIsBack)
+{
+    tellPort(PortNews::Change::Lost);
+    tellPort(PortNews::Change::Refused);
+    EXPECT_EQ("in use", session.portLost());
+    EXPECT_EQ(1, link->lossesTaken) << "it was lost once";
+    EXPECT_EQ(OrderEnd::PortLost, session.result(writeSingles(1, 5)).end);
+    EXPECT_EQ(OrderEnd::PortLost, session.result(session.read(parseVariable("4x:7", false))).end);
+    EXPECT_EQ(0, link->handedOver);
+    tellPort(PortNews::Change::Back);
+    EXPECT_EQ("", session.portLost());
+    EXPECT_EQ(OrderEnd::Open, session.result(writeSingles(1, 5)).end);
+    EXPECT_EQ(1, link->handedOver);
+}
+
+TEST_F(SessionNewsTest, EndsAnOrderThatComesBeforeTheNewsOfTheLoss)
+{
+    link->isPortLost = true;
+    const Ticket ticket = writeSingles(1, 5);
+    EXPECT_EQ(OrderEnd::PortLost, session.result(ticket).end);
+    tellPort(PortNews::Change::Lost);
+    EXPECT_EQ(OrderEnd::PortLost, session.result(ticket).end);
+    EXPECT_TRUE(link->withdrawn.empty()) << "the driver has never had it";
+}
+
+TEST_F(SessionNewsTest, ShowsEveryVariableAsLostWithItsValueUntilThePortIsBack)
+{
+    const int read = session.watch(parseVariable("4x:7@5", false));
+    const int unread = session.watch(parseVariable("4x:7@6", false));
+    const int off = session.watch(parseVariable("4x:7@7", false));
+    session.setStationEnabled(7, false);
+    tell(6, true);
+    News item;
+    item.transaction.emplace();
+    item.transaction->request.hostId = kCyclicHostId;
+    item.transaction->request.hostSubId = 0;
+    item.transaction->cause = AttemptEnd::Good;
+    item.transaction->done = true;
+    item.transaction->endedAt = seconds(90); // ten seconds ago
+    link->news.push_back(std::move(item));
+    tellPort(PortNews::Change::Lost);
+    EXPECT_EQ(VariableState::PortLost, session.status(read).state);
+    EXPECT_TRUE(session.status(read).hasValue);
+    EXPECT_EQ(seconds(10), session.status(read).age);
+    EXPECT_EQ(VariableState::PortLost, session.status(unread).state);
+    EXPECT_EQ(VariableState::SwitchedOff, session.status(off).state) << "nobody wants it to be asked";
+    tellPort(PortNews::Change::Back);
+    EXPECT_EQ(VariableState::Stale, session.status(read).state) << "until it is read again";
+    EXPECT_EQ(VariableState::Offline, session.status(unread).state);
 }
 
 TEST_F(SessionNewsTest, TellsTheEndOfAWriteThatWasConfirmedBeforeItsStationWasSwitchedOff)

@@ -1,0 +1,40 @@
+/// @file
+/// A port that is being opened, which may take as long as the system likes.
+#ifndef PLC_LINE_PORT_OPENING_H
+#define PLC_LINE_PORT_OPENING_H
+
+#include <future>
+
+#include <string>
+
+#include "runtime/line/failure.h"
+#include "runtime/line/port.h"
+
+namespace plc::runtime {
+
+/// Opens a port on a thread of its own, so that nobody has to wait for the system. Where this object goes
+/// first, that thread is left behind and closes what it has opened.
+class PortOpening
+{
+public:
+    /// @throw Failure  (port) when no thread can be made.
+    PortOpening(const OpenPort &open, const LineSettings &settings);
+
+    /// Waits until the port is open or refused, at most for @p atMost.
+    /// @return whether it is.
+    bool wait(Time atMost) const { return port_.wait_for(atMost) == std::future_status::ready; }
+
+    /// The port, once.
+    /// @throw Failure  (port) that says why it cannot be opened.
+    std::unique_ptr<Port> take() { return port_.get(); }
+
+private:
+    std::future<std::unique_ptr<Port>> port_;
+};
+
+/// What to throw where the system makes no thread.
+Failure noThreadFor(const std::string &port);
+
+} // namespace plc::runtime
+
+#endif

@@ -1,0 +1,90 @@
+// How the programs end when their terminal goes.
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+
+#include "packaging_line.h"
+
+namespace {
+
+using namespace plc::test;
+using plc::host::ChildProcess;
+using plc::runtime::steadyNow;
+using ::testing::HasSubstr;
+
+bool exists(const std::string &path)
+{
+    struct stat info
+    {};
+    return lstat(path.c_str(), &info) == 0;
+}
+
+class HangUp : public ::testing::Test
+{
+protected:
+    ~HangUp() override { unlink(port.c_str()); }
+
+    void serve() { station = startStation({"-a", "1", "--link", port, "-q"}); }
+    Words watchWords() const { return {"watch", "-p", port, "4x:0"}; }
+
+    static void awaitGood(ChildProcess &watch)
+    {
+        while (const auto line = watch.readLine(steadyNow() + kPatience)) {
+            if (line->find("(good, ") != std::string::npos)
+                return;
+        }
+        ADD_FAILURE() << "no value comes; standard error: " << watch.errors();
+    }
+
+    const std::string port = ::testing::TempDir() + "hang_up_" + std::to_string(getpid());
+    std::unique_ptr<Server> station;
+};
+
+TEST_F(HangUp, EndsThePrograms)
+{
+    serve();
+    ChildProcess watch(PLC_HOST_PROGRAM, watchWords(), true);
+    awaitGood(watch);
+    watch.signal(SIGHUP);
+    EXPECT_EQ(0, watch.waitForEnd(steadyNow() + kPatience));
+    EXPECT_THAT(watch.errors(), HasSubstr("requests per second"));
+
+    const TemporaryFile project(R"({"variables": [{"name": "A", "area": "4x", "address": "7"}]})");
+    RunningProject run({project.path(), "-p", port});
+    run.say("A = 7");
+    EXPECT_EQ("done", word(run.awaitWrite("A"), "result"));
+    run.process().signal(SIGHUP);
+    run.await([](const QJsonObject &line) { return line.contains("variable"); }); // only at the end
+    run.await([](const QJsonObject &line) { return line.contains("statistics"); });
+    EXPECT_EQ(0, run.process().waitForEnd(steadyNow() + kPatience));
+
+    ChildProcess other(PLC_STATION_PROGRAM, {"--link", port + "_other"}, true);
+    ASSERT_TRUE(other.readLine(steadyNow() + kPatience));
+    ASSERT_TRUE(exists(port + "_other"));
+    other.signal(SIGHUP);
+    EXPECT_EQ(0, other.waitForEnd(steadyNow() + kPatience));
+    EXPECT_THAT(other.errors(), HasSubstr("answered 0"));
+    EXPECT_FALSE(exists(port + "_other"));
+}
+
+// As nohup starts them.
+TEST_F(HangUp, EndsNoProgramThatIsToOutliveItsTerminal)
+{
+    const auto before = std::signal(SIGHUP, SIG_IGN);
+    serve();
+    ChildProcess watch(PLC_HOST_PROGRAM, watchWords(), true);
+    std::signal(SIGHUP, before);
+    awaitGood(watch);
+    watch.signal(SIGHUP);
+    station->process().signal(SIGHUP);
+    for (int i = 0; i < 2; ++i)
+        awaitGood(watch);
+    watch.signal(SIGTERM);
+    EXPECT_EQ(0, watch.waitForEnd(steadyNow() + kPatience)) << watch.errors();
+    EXPECT_EQ(0, station->stop().exitCode);
+    EXPECT_FALSE(exists(port));
+}
+
+} // namespace
