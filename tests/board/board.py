@@ -7,10 +7,12 @@ Each check is a line on the board's console, "ok CLAIM" or "FAIL CLAIM". Exit co
 1 one did not, or a board did not come to its end; 2 wrong usage.
 """
 import argparse
+import contextlib
 import dataclasses
 import json
 import os
 import pathlib
+import signal
 import socket
 import subprocess
 import sys
@@ -94,36 +96,34 @@ class Judge:
         return ""
 
 
-class Qmp:
-    """The emulator's control socket."""
+class Control:
+    """The emulator's control connection (QMP)."""
 
-    def __init__(self, path):
-        self._socket = socket.socket(socket.AF_UNIX)
-        self._socket.settimeout(60)
-        self._socket.connect(str(path))
-        self._stream = self._socket.makefile("rw", encoding="utf-8")
+    def __init__(self, connection):
+        connection.settimeout(60)
+        self._stream = connection.makefile("rw", encoding="utf-8")
         self._stream.readline()  # the greeting
         self.call("qmp_capabilities")
 
+    def close(self):
+        self._stream.close()
+
     def call(self, command, **arguments):
-        self._send({"execute": command, "arguments": arguments})
-        return self._answer("return")
+        self._stream.write(json.dumps({"execute": command, "arguments": arguments}) + "\n")
+        self._stream.flush()
+        self._await("return")
 
     def await_event(self, name):
-        self._answer("event", name)
+        self._await("event", name)
 
-    def _send(self, message):
-        self._stream.write(json.dumps(message) + "\n")
-        self._stream.flush()
-
-    def _answer(self, key, value=None):
+    def _await(self, key, value=None):
         for line in self._stream:
             message = json.loads(line)
             if "error" in message:
                 raise RuntimeError(f"the emulator refuses: {message['error']['desc']}")
-            if key in message and (value is None or message[key] == value):
-                return message[key]
-        raise RuntimeError("the emulator has closed its control socket")
+            if key in message and value in (None, message[key]):
+                return
+        raise RuntimeError("the emulator has closed its control connection")
 
 
 class Station:
@@ -141,10 +141,10 @@ class Station:
             raise RuntimeError("plcstation did not start")
         self.line = os.open(link, os.O_RDWR | os.O_NOCTTY)
 
-    def end(self):
+    def close(self):
         os.close(self.line)
         self._process.terminate()
-        self._process.wait()
+        self._process.communicate()
 
 
 class Board:
@@ -156,50 +156,49 @@ class Board:
         self._places = places
         self._folder = folder
         self._trace = folder / "trace.log"
-        self._listeners = []
-        self._stations = []
         self._gates = {}
-        self._qmp = None
+        self._control = None
 
     def run(self, judge, log):
         """Boots the board and hears its console to the end of the checks, or until its time is over."""
-        emulator = subprocess.Popen(self._command(), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-        limit = threading.Timer(LONGEST, emulator.kill)
-        limit.start()
-        try:
-            self._open_lines()
-            self._qmp = Qmp(self._folder / "qmp")
-            for raw in emulator.stdout:
-                line = raw.decode(errors="replace").rstrip()
-                print(line, file=log, flush=True)
-                question = judge.hear(line)
-                if question:
-                    self._answer(question)
-                    emulator.stdin.write(b"done\n")
-                    emulator.stdin.flush()
-                if judge.finished:
-                    return
-        finally:
-            limit.cancel()
-            emulator.kill()
-            emulator.wait()
-            for station in self._stations:
-                station.end()
+        with contextlib.ExitStack() as opened:
+            listeners = {port.device: opened.enter_context(listen(self._folder / port.device))
+                         for port in self._machine.ports}
+            control = opened.enter_context(listen(self._folder / "control"))
+            emulator = opened.enter_context(subprocess.Popen(
+                self._command(), stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT))
+            limit = threading.Timer(LONGEST, emulator.kill)
+            limit.start()
+            opened.callback(limit.cancel)
+            try:
+                for port in self._machine.ports:
+                    self._open_line(port, listeners[port.device], opened)
+                self._control = Control(opened.enter_context(control.accept()[0]))
+                opened.callback(self._control.close)
+                self._listen(emulator, judge, log)
+            finally:
+                emulator.kill()  # which ends the gates
+
+    def _listen(self, emulator, judge, log):
+        for raw in emulator.stdout:
+            line = raw.decode(errors="replace").rstrip()
+            print(line, file=log, flush=True)
+            question = judge.hear(line)
+            if question:
+                emulator.stdin.write(b"done\n" if self._answer(question) else b"no\n")
+                emulator.stdin.flush()
+            if judge.finished:
+                return
 
     def _command(self):
         machine = self._machine
         command = ["qemu-system-arm", "-serial", "stdio", *machine.arguments, "-m", "512", "-display", "none", "-nodefaults",
                    "-no-reboot", "-kernel", self._places.kernel / "vmlinuz", "-initrd", self._make_disk(),
                    "-append", f"console={machine.console} quiet panic=-1 board={self._name}",
-                   "-qmp", f"unix:{self._folder}/qmp,server=on,wait=off", "-D", self._trace]
+                   "-qmp", f"unix:{self._folder}/control", "-D", self._trace]
         if machine.device_tree:
             command += ["-dtb", self._places.kernel / machine.device_tree]
         for port in machine.ports:
-            listener = socket.socket(socket.AF_UNIX)
-            listener.settimeout(60)
-            listener.bind(str(self._folder / port.device))
-            listener.listen()
-            self._listeners.append(listener)
             command += ["-chardev", f"socket,id={port.backend},path={self._folder / port.device}"]
             for event in port.chip.EVENTS if port.chip else ():
                 command += ["-trace", f"enable={event}"]
@@ -213,28 +212,41 @@ class Board:
                         {"init": (checks, 0o755), "packaging_line.json": (patient_project(self._places.project), 0o644)})
         return path
 
-    def _open_lines(self):
-        for port, listener in zip(self._machine.ports, self._listeners):
-            station = Station(self._places.station, self._folder, port.device)
-            self._stations.append(station)
-            told = gate.Told(port.chip(), self._trace) if port.chip else None
-            self._gates[port.device] = gate.Gate(listener.accept()[0], station.line, told)
-            self._gates[port.device].start()
+    def _open_line(self, port, listener, opened):
+        station = Station(self._places.station, self._folder, port.device)
+        opened.callback(station.close)
+        connection = opened.enter_context(listener.accept()[0])
+        told = gate.Told(port.chip(), self._trace) if port.chip else None
+        self._gates[port.device] = gate.Gate(connection, station.line, told)
+        self._gates[port.device].start()
+        opened.callback(self._gates[port.device].join)
 
     def _answer(self, question):
-        """Does what the board asks for."""
+        """Does what the board asks for. Returns whether that was possible."""
         kind, *words = question
         if kind == "line":
             device, *needed = words
             self._gates[device].need(settings_of(*needed) if needed else None)
+        elif kind == "held":
+            return self._gates[words[0]].all_held()
         elif kind == "unplug":
-            self._qmp.call("device_del", id="adapter")
-            self._qmp.await_event("DEVICE_DELETED")
+            self._control.call("device_del", id="adapter")
+            self._control.await_event("DEVICE_DELETED")
         elif kind == "plug":
-            self._qmp.call("device_add", driver="usb-serial", chardev="b", bus="ohci.0", id="adapter",
-                           **{"always-plugged": True})
+            self._control.call("device_add", driver="usb-serial", chardev="b", bus="ohci.0", id="adapter",
+                               **{"always-plugged": True})
         else:
             raise ValueError(f"the board asks for '{kind}'")
+        return True
+
+
+def listen(path):
+    """A socket to which the emulator connects when it starts."""
+    listener = socket.socket(socket.AF_UNIX)
+    listener.settimeout(60)
+    listener.bind(str(path))
+    listener.listen()
+    return listener
 
 
 def settings_of(baud, parity, stop_bits):
@@ -255,7 +267,7 @@ def try_machine(name, places):
     console = places.work / f"{name}.log"
     with tempfile.TemporaryDirectory(prefix="board-") as folder, open(console, "w", encoding="utf-8") as log:
         try:
-            Board(name, places, pathlib.Path(folder), ).run(judge, log)
+            Board(name, places, pathlib.Path(folder)).run(judge, log)
         except (OSError, RuntimeError, ValueError) as error:
             print(f"board.py: {error}", file=log)
     seconds = time.monotonic() - started
@@ -277,6 +289,8 @@ def main():
         parser.add_argument("--" + place, type=pathlib.Path, required=True)
     parser.add_argument("machines", nargs="+", choices=MACHINES, metavar="MACHINE")
     places = parser.parse_args()
+    # So that an emulator is ended in any case.
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))
     results = [try_machine(name, places) for name in places.machines]
     return 0 if all(results) else 1
 

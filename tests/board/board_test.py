@@ -1,5 +1,7 @@
 #!/usr/bin/env python3
 """What the checks on emulated boards rest on: the judge, the gate and the disk, without an emulator."""
+import argparse
+import contextlib
 import io
 import os
 import pathlib
@@ -8,6 +10,7 @@ import socket
 import sys
 import tempfile
 import unittest
+from unittest import mock
 
 sys.dont_write_bytecode = True
 
@@ -88,9 +91,11 @@ class TheGate(unittest.TestCase):
             carrier.start()
             board_end.sendall(b"wrong")
             self.assertEqual(5, len(board_end.recv(100)), "noise")
+            self.assertTrue(carrier.all_held())
             trace.write_text("serial_update_parameters baudrate=19200 parity='E' data=8 stop=1\n", encoding="utf-8")
             board_end.sendall(b"right")
             self.assertEqual(b"right", station_end.recv(100))
+            self.assertFalse(carrier.all_held())
             station_end.sendall(b"reply")
             self.assertEqual(b"reply", board_end.recv(100))
             board_end.close()
@@ -159,6 +164,65 @@ class TheDisk(unittest.TestCase):
                     b"070701" b"00000003" b"00000000" b"00000000" b"00000000" b"00000001" b"00000000" b"00000000"
                     b"00000000" b"00000000" b"00000000" b"00000000" b"0000000B" b"00000000" b"TRAILER!!!\0\0\0\0")
         self.assertEqual(expected, stream.getvalue())
+
+
+# In the emulator's place: takes the lines of the board, prints what BOARD_SAYS, and waits to be ended.
+EMULATOR = """#!/usr/bin/env python3
+import os, socket, sys
+line = socket.socket(socket.AF_UNIX)
+control = socket.socket(socket.AF_UNIX)
+for word in sys.argv:
+    if word.startswith("socket,"):
+        line.connect(word.partition("path=")[2])
+    if word.startswith("unix:"):
+        control.connect(word[5:])
+print(os.environ["BOARD_SAYS"], flush=True)
+control.sendall(b'{"QMP": {}}\\n')
+control.recv(1000)
+control.sendall(b'{"return": {}}\\n')
+if "end" in os.environ["BOARD_SAYS"]:
+    sys.stdin.read()
+"""
+
+
+class NoStation:
+    def __init__(self, *_):
+        self.line = os.open("/dev/null", os.O_RDWR)
+
+    def close(self):
+        os.close(self.line)
+
+
+class AMachine(unittest.TestCase):
+    def try_one(self, said):
+        with tempfile.TemporaryDirectory() as folder:
+            folder = pathlib.Path(folder)
+            emulator = folder / "qemu-system-arm"
+            emulator.write_text(EMULATOR, encoding="utf-8")
+            emulator.chmod(0o755)
+            places = argparse.Namespace(kernel=folder, root=folder, sysroot=folder, station="", work=folder,
+                                        project=folder / "project.json")
+            places.project.write_text('{"link": {}}', encoding="utf-8")
+            environment = {"PATH": f"{folder}:{os.environ['PATH']}", "BOARD_SAYS": said}
+            told = io.StringIO()
+            with mock.patch.dict(os.environ, environment), mock.patch("disk.write_disk"), \
+                    mock.patch("board.Station", NoStation), contextlib.redirect_stdout(told):
+                return board.try_machine("vexpress", places), told.getvalue()
+
+    def test_passes_when_every_check_passed(self):
+        passed, told = self.try_one("ok this\nok that\nend 2")
+        self.assertTrue(passed, told)
+        self.assertRegex(told, r"^vexpress: ok this\nvexpress: ok that\nvexpress: 2 checks passed \(\d+ s\)\n$")
+
+    def test_fails_with_its_console_when_a_check_failed(self):
+        passed, told = self.try_one("ok this\nFAIL that\n    a command\nend 2")
+        self.assertFalse(passed)
+        self.assertRegex(told, r"FAIL that\n    a command\nend 2\nvexpress: 1 of 2 checks failed \(\d+ s\)\n$")
+
+    def test_fails_when_its_emulator_ends_early(self):
+        passed, told = self.try_one("ok this")
+        self.assertFalse(passed)
+        self.assertIn("vexpress: it did not come to its end", told)
 
 
 if __name__ == "__main__":

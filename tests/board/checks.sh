@@ -2,9 +2,11 @@
 # The first process of an emulated board: checks on each of its ports what can be shown there.
 #
 # Each check is a line, "ok CLAIM" or "FAIL CLAIM"; behind the latter come the command, its exit code and what it said.
-# The last line, "end NUMBER", counts the checks. "ask WORDS" asks the computer outside, which answers with a line:
+# The last line, "end NUMBER", counts the checks. "ask WORDS" asks the computer outside, which answers "done" or "no":
 #   line DEVICE BAUD PARITY STOP_BITS   the station understands these settings alone
 #   line DEVICE                         the station understands whatever comes
+#   held DEVICE                         bytes have come since the last question, and none was understood
+#   unplug, plug                        of the USB converter
 # A board is slow and slower still beside others, so nothing here is judged by time. A command that hangs is ended after two
 # minutes, which fails its check.
 
@@ -45,11 +47,9 @@ ends() {
     esac
 }
 
-# no_value CODE COMMAND...: the command ends with the code and shows nothing of what the station holds.
+# no_value COMMAND...: the command asks, gets no answer or noise, and shows nothing of what the station holds.
 no_value() {
-    wanted=$1
-    shift
-    ends "$wanted" '' "$@" && ! grep -qF 4660 /tmp/said
+    ends '[24]' '' "$@" && ! grep -qF 4660 /tmp/said && ask held "$device"
 }
 
 # has FILE WORD...: each word stands in the file.
@@ -65,36 +65,53 @@ has() {
 ask() {
     echo "ask $*"
     read -r answer
-    [ "$answer" = "done" ] || echo "FAIL the computer outside did not do it: $*"
+    [ "$answer" = "done" ]
 }
 
-# keeps COMMAND...: starts a command that goes on. It has shown a good value when this returns.
+# keeps COMMAND...: starts a command that goes on, with fd 3 as its input. It has shown a good value when this returns.
 keeps() {
     command=$*
-    "$@" >/tmp/kept 2>&1 </dev/null &
+    seen=0
+    "$@" >/tmp/kept 2>&1 <&3 &
     keeper=$!
-    until grep -qF '(good,' /tmp/kept; do
-        kill -0 $keeper 2>/dev/null || {
-            cp /tmp/kept /tmp/said
-            return 1
-        }
-        sleep 0.1
+    shows '(good,'
+}
+
+# look: what the command that goes on has said so far is not new any more.
+look() {
+    seen=$(wc -l </tmp/kept)
+}
+
+# shows TEXT: the command that goes on says the text, sooner or later.
+shows() {
+    tries=0
+    until tail -n +$((seen + 1)) /tmp/kept | grep -qF -- "$1"; do
+        tries=$((tries + 1))
+        [ $tries -lt 1200 ] && kill -0 $keeper 2>/dev/null && sleep 0.1 && continue
+        command="$command shows '$1'"
+        cp /tmp/kept /tmp/said
+        return 1
     done
+}
+
+# left CODE: the command that goes on ends by itself with the code.
+left() {
+    wait $keeper
+    code=$?
+    cp /tmp/kept /tmp/said
+    [ $code -eq "$1" ]
 }
 
 # released: the command that goes on is asked to end, and does with exit code 0.
 released() {
     kill $keeper
-    wait $keeper
-    code=$?
-    cp /tmp/kept /tmp/said
-    [ $code -eq 0 ]
+    left 0
 }
 
 # use DRIVER DEVICE: the checks that follow are about this port.
 use() {
     driver=$1 device=$2 port=/dev/$2
-    on="-p $port -o 20"
+    on="-p $port -o 10 --retries 0"
     read="plchost read $on 4x:100:3"
     watch="plchost watch $on 4x:100:3"
     hasty="plchost read -p $port -o 0.5 --retries 0 4x:100:3" # where no reply is to come
@@ -127,15 +144,15 @@ settings() {
     understood 19200 none 1
 }
 
-# no_values_at RATE...: at a wrong rate noise comes back, which may be late for the time-out; with a wrong character nothing.
+# no_values_at RATE...: at a wrong rate noise comes back, which may be late for the time-out, otherwise nothing.
 no_values_at() {
     ask line "$device" 19200 even 1
     for rate in "$@"; do
-        check "$driver: $rate baud and a station at 19200: no value" no_value '[24]' $hasty -b "$rate"
+        check "$driver: $rate baud and a station at 19200: no value" no_value $hasty -b "$rate"
     done
     for character in 'odd 1' 'none 1' 'none 2' 'even 2'; do
         check "$driver: parity $character and a station at even 1: no value" \
-            no_value 2 $hasty -P "${character% *}" -s "${character#* }"
+            no_value $hasty -P "${character% *}" -s "${character#* }"
     done
     check "$driver: and as the station has it: values" ends 0 "$values" $read
     ask line "$device"
@@ -165,7 +182,7 @@ held() {
     check "$driver: a second program is refused and told who holds the port" \
         ends 5 "it is in use by process $keeper (plchost)" $read
     ln -sf "$port" /tmp/other-name
-    check "$driver: under another name too" ends 5 "it is in use by" plchost read -p /tmp/other-name 4x:100:3
+    check "$driver: a second program is refused under another name too" ends 5 "it is in use by" plchost read -p /tmp/other-name 4x:100:3
     check "$driver: the first goes on and ends well" released
     check "$driver: then the port is free" ends 0 "$values" $read
 }
@@ -205,17 +222,91 @@ divided_rates() {
     too_fast 250000
     ask line "$device" 28800 even 1
     check "$driver: with --any-rate a station at 28800 is understood" ends 0 "$values" $read -b 31250 --any-rate
-    check "$driver: and the port's user is warned" ends 0 'runs at 28800 baud' $read -b 31250 --any-rate
+    check "$driver: with --any-rate the rate that it has is told" ends 0 'runs at 28800 baud' $read -b 31250 --any-rate
     ask line "$device" 10473 even 1
     check "$driver: 10300 baud is near enough, with a warning" ends 0 'runs at 10473 baud' $read -b 10300
     ask line "$device"
 }
 
-usb_adapter() {
-    check "$driver: the converter is told to wait 1 ms at most" keeps $watch
+# converter_hurries: while a program uses the port the converter waits 1 ms at most for more bytes.
+converter_hurries() {
+    keeps $watch || return 1
     cat /sys/bus/usb-serial/devices/"$device"/latency_timer >/tmp/latency
-    check "$driver: which it does" has /tmp/latency 1
-    check "$driver: until the end" released
+    released && has /tmp/latency 1
+}
+
+# plug: puts the converter in, and does what a system does that gives devices lasting names.
+plug() {
+    ask plug
+    until converter=$(ls /dev/ttyUSB* 2>/dev/null); do sleep 0.1; done
+    mkdir -p /dev/serial/by-id
+    ln -sf "$converter" /dev/serial/by-id/usb-adapter-port0
+}
+
+unplug() {
+    ask unplug
+    rm -f /dev/serial/by-id/*
+    while ls /dev/ttyUSB* >/tmp/said 2>&1; do sleep 0.1; done
+}
+
+# The converter is pulled out and put back while programs use it, and needs its settings anew. A request that was on the
+# line then holds up the next one for its time-out, which is therefore short; what goes unanswered is asked again.
+pulled_out() {
+    watch="plchost watch -p $port -o 2 4x:100:3"
+    ask line "$device" 19200 even 1
+    unplug
+    check "$driver: a port that is not there is refused" ends 5 'there is no such port' $read
+    plug
+
+    check "$driver: watch" keeps $watch
+    look
+    unplug
+    check "$driver: watch, pulled out: it is told" shows 'It is looked for until it is back'
+    check "$driver: watch, pulled out: the variable's state says so" shows '(port lost,'
+    look
+    plug
+    check "$driver: watch, put back: it is told" shows 'is back after'
+    check "$driver: watch, put back: the value is good again" shows '(good,'
+    check "$driver: watch, put back: all is well at the end" released
+
+    check "$driver: watch with a lasting name" keeps $watch
+    # Who still has the old device keeps its number from the new one.
+    sleep 3600 <>"$port" &
+    holder=$!
+    look
+    unplug
+    check "$driver: watch, pulled out again" shows '(port lost,'
+    look
+    plug
+    check "$driver: the converter has another number now" [ "$converter" = /dev/ttyUSB1 ]
+    check "$driver: watch, put back as $converter: the value is good again" shows '(good,'
+    check "$driver: watch, put back as $converter: all is well at the end" released
+    kill $holder
+    unplug
+    plug
+
+    check "$driver: run" keeps plchost run /tmp/speed.json -p "$port" --every 0.5
+    echo 'Speed = 5' >&3
+    check "$driver: run: a write" shows 'write Speed = 5: done'
+    look
+    unplug
+    check "$driver: run, pulled out: the variable's state says so" shows '(port lost,'
+    echo 'Speed = 6' >&3
+    check "$driver: run, pulled out: a write fails at once" shows 'write Speed = 6: failed'
+    look
+    plug
+    check "$driver: run, put back: the value from before, nothing was sent later" shows 'Speed = 5  (good,'
+    echo 'Speed = 7' >&3
+    check "$driver: run, put back: a write" shows 'write Speed = 7: done'
+    check "$driver: run, put back: and its value" shows 'Speed = 7  (good,'
+    echo quit >&3
+    check "$driver: run, put back: the end tells that a write was lost" left 5
+
+    check "$driver: watch --no-reopen" keeps $watch --no-reopen
+    unplug
+    check "$driver: watch --no-reopen, pulled out: exit code 5" left 5
+    plug
+    ask line "$device"
 }
 
 # A check that cannot fail shows nothing.
@@ -250,6 +341,9 @@ for module in /modules/*.ko; do
     [ ! -e "$module" ] || insmod "$module"
 done
 
+mkfifo /tmp/orders
+exec 3<>/tmp/orders
+echo '{"link": {"replyTimeoutMs": 2000}, "variables": [{"name": "Speed", "area": "4x", "address": "400"}]}' >/tmp/speed.json
 standard_rates='300 600 1200 1800 2400 4800 9600 19200 38400 57600 115200'
 fast_rates='230400 460800 500000 576000 921600 1000000 1152000 1500000'
 case "$board" in
@@ -273,7 +367,8 @@ virt)
     hurries
     rs485_refused
     too_fast 4000000
-    usb_adapter
+    check "$driver: the converter hands bytes over after 1 ms" converter_hurries
+    pulled_out
     ;;
 imx6ul)
     use i.MX ttymxc1
@@ -299,4 +394,4 @@ esac
 [ $failures -eq 0 ] || dmesg | tail -n 60 | sed 's/^/    /'
 echo "end $checks"
 # The computer outside ends the machine.
-sleep 3600
+sleep 60

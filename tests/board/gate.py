@@ -27,6 +27,8 @@ class Settings:
         return (self.parity, self.stop_bits, self.data_bits) == (other.parity, other.stop_bits, other.data_bits)
 
 
+PATIENCE = 60  # seconds
+
 NOTHING_TOLD = Settings(0, "N", 1)
 
 
@@ -119,15 +121,26 @@ class Gate(threading.Thread):
         self._station = station
         self._told = told
         self._noise = random.Random(1)
-        self._lock = threading.Lock()
+        self._changed = threading.Condition()
         self._needed = None
+        self._passed = self._held = 0  # bytes since need() or all_held()
 
     def need(self, settings):
         """From now on these settings are needed; None lets everything through."""
         if settings is not None and self._told is None:
             raise ValueError("the emulator tells nothing of this port")
-        with self._lock:
+        with self._changed:
             self._needed = settings
+            self._passed = self._held = 0
+
+    def all_held(self):
+        """Waits until bytes of the board were held back. Returns whether none have passed."""
+        with self._changed:
+            if not self._changed.wait_for(lambda: self._held or self._passed, PATIENCE):
+                return False
+            all_held = not self._passed
+            self._passed = self._held = 0
+        return all_held
 
     def run(self):
         poll = select.poll()
@@ -145,10 +158,12 @@ class Gate(threading.Thread):
         data = self._connection.recv(4096) if from_board else os.read(self._station, 4096)
         if not data:
             return False
-        with self._lock:
-            needed = self._needed
         told = self._told.settings() if self._told else NOTHING_TOLD
-        passed, heard = through(data, told, needed, self._noise)
+        with self._changed:
+            passed, heard = through(data, told, self._needed, self._noise)
+            self._passed += len(passed)
+            self._held += len(data) - len(passed)
+            self._changed.notify_all()
         if from_board:
             os.write(self._station, passed)
             self._connection.sendall(heard)
