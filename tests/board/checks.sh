@@ -72,7 +72,8 @@ ask() {
 keeps() {
     command=$*
     seen=0
-    "$@" >/tmp/kept 2>&1 <&3 &
+    : >/tmp/kept # now, and not when the command has got so far
+    "$@" >>/tmp/kept 2>&1 <&3 &
     keeper=$!
     shows '(good,'
 }
@@ -106,6 +107,11 @@ left() {
 released() {
     kill $keeper
     left 0
+}
+
+# settings_of PORT: what its driver says. The complaint of stty that a port has no window is of no interest.
+settings_of() {
+    stty -a -F "$1" 2>/dev/null
 }
 
 # use DRIVER DEVICE: the checks that follow are about this port.
@@ -173,7 +179,7 @@ read_back() {
 in_force() {
     keeps $watch $1 || return 1
     shift
-    stty -a -F "$port" >/tmp/mode
+    settings_of "$port" >/tmp/mode
     released && has /tmp/mode "$@"
 }
 
@@ -189,9 +195,9 @@ held() {
 
 put_back() {
     stty -F "$port" 4800 -parenb cstopb
-    stty -a -F "$port" >/tmp/before
+    settings_of "$port" >/tmp/before
     check "$driver: another rate and parity" ends 0 "$values" $read -b 38400 -P odd
-    stty -a -F "$port" >/tmp/after
+    settings_of "$port" >/tmp/after
     check "$driver: the settings from before are put back" cmp /tmp/before /tmp/after
 }
 
