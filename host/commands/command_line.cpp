@@ -111,6 +111,30 @@ void addPlanCommand(CLI::App *program, Command *chosen)
     command->callback([options, chosen] { *chosen = [options] { return planProject(*options); }; });
 }
 
+void addProjectCommand(CLI::App *program, Command *chosen)
+{
+    CLI::App *command =
+        program->add_subcommand("project", "make a project of a register map, or a map of a project");
+    command->require_subcommand(1);
+    command->footer(kProjectExample);
+
+    auto options = std::make_shared<MapOptions>();
+    CLI::App *fromCsv = command->add_subcommand("from-csv", "write the project file of a register map");
+    fromCsv->add_option("MAP", options->file, "register map: a table in CSV")->type_name("")->required();
+    fromCsv->add_option("--name", options->name, "name of the project, for people")->type_name("TEXT");
+    fromCsv->add_option("-p,--port", options->port, "serial port or pseudo-terminal")->type_name("PATH");
+    addSettingOptions(fromCsv, options.get());
+    addOfflineOptions(fromCsv, options.get());
+    fromCsv->footer(kProjectExample + commonHelp());
+    fromCsv->callback([options, chosen] { *chosen = [options] { return projectFromMap(*options); }; });
+
+    auto file = std::make_shared<std::string>();
+    CLI::App *toCsv = command->add_subcommand("to-csv", "write the variables of a project as a register map");
+    toCsv->add_option("PROJECT", *file, "project file")->type_name("")->required();
+    toCsv->footer(kProjectExample);
+    toCsv->callback([file, chosen] { *chosen = [file] { return mapFromProject(*file); }; });
+}
+
 void addDemoCommand(CLI::App *program, Command *chosen)
 {
     auto options = std::make_shared<DemoOptions>();
@@ -140,11 +164,22 @@ std::string unknownCommand(const CLI::App &program, int argc, char **argv)
     return "'" + std::string(argv[1]) + "' is no command; commands are " + names;
 }
 
+/// What was typed of commands, the innermost last.
+std::vector<CLI::App *> chosenCommands(const CLI::App &program)
+{
+    std::vector<CLI::App *> commands;
+    for (auto inner = program.get_subcommands(); !inner.empty(); inner = commands.back()->get_subcommands())
+        commands.push_back(inner.front());
+    return commands;
+}
+
 /// The words that show the help on what was typed.
 std::string helpFor(const CLI::App &program)
 {
-    const auto chosen = program.get_subcommands();
-    return "plchost " + (chosen.empty() ? "" : chosen.front()->get_name() + " ") + "--help";
+    std::string words = "plchost ";
+    for (const CLI::App *command : chosenCommands(program))
+        words += command->get_name() + " ";
+    return words + "--help";
 }
 
 } // namespace
@@ -161,6 +196,7 @@ Command parseCommandLine(int argc, char **argv)
     addWatchCommand(&program, &chosen);
     addRunCommand(&program, &chosen);
     addPlanCommand(&program, &chosen);
+    addProjectCommand(&program, &chosen);
     addDemoCommand(&program, &chosen);
     const std::string unknown = unknownCommand(program, argc, argv);
     if (!unknown.empty())
@@ -169,9 +205,11 @@ Command parseCommandLine(int argc, char **argv)
         program.parse(argc, argv);
         return chosen;
     } catch (const CLI::CallForHelp &) {
-        const auto commands = program.get_subcommands();
-        const std::string help =
-            commands.empty() ? program.help() : commands.front()->help(program.get_name());
+        std::vector<CLI::App *> commands = chosenCommands(program);
+        std::string outer = program.get_name();
+        for (std::size_t i = 0; i + 1 < commands.size(); ++i)
+            outer += " " + commands[i]->get_name();
+        const std::string help = commands.empty() ? program.help() : commands.back()->help(outer);
         return [help] {
             std::cout << help;
             return kExitGood;

@@ -85,6 +85,12 @@ struct DemoOptions : CommandOptions
     std::string stationProgram; ///< empty = the one beside this program
 };
 
+struct MapOptions : CommandOptions
+{
+    std::string file;
+    std::string name; ///< of the project; empty = none
+};
+
 struct RunOptions : OutputOptions
 {
     std::string file;

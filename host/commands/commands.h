@@ -4,6 +4,8 @@
 #ifndef PLC_COMMANDS_COMMANDS_H
 #define PLC_COMMANDS_COMMANDS_H
 
+#include <string>
+
 #include "host/exit_codes.h"
 #include "host/runtime_names.h"
 
@@ -11,6 +13,7 @@ namespace plc::host {
 
 struct CommandOptions;
 struct DemoOptions;
+struct MapOptions;
 struct PlanOptions;
 struct RunOptions;
 struct WatchOptions;
@@ -26,6 +29,10 @@ ExitCode watchVariables(const WatchOptions &options);
 ExitCode runProject(const RunOptions &options);
 /// plchost plan: what a project costs on the line.
 ExitCode planProject(const PlanOptions &options);
+/// plchost project from-csv: a project file of a register map.
+ExitCode projectFromMap(const MapOptions &options);
+/// plchost project to-csv: the variables of a project as a register map.
+ExitCode mapFromProject(const std::string &file);
 /// plchost demo: everything at once against a simulated station of its own.
 ExitCode runDemo(const DemoOptions &options);
 

@@ -80,6 +80,14 @@ constexpr char kRunCodes[] =
     " The last reading of each variable counts, each write,\n"
     "and each line that was not understood. Variables of stations that are switched off do not count.\n";
 
+constexpr char kProjectExample[] =
+    "Example: a project of the table that a machine's maker hands out, and the table of a project:\n"
+    "  plchost project from-csv registers.csv -b 9600 -a 5 >machine.json\n"
+    "  plchost project to-csv machine.json >registers.csv\n\n"
+    "The first line of a map names its columns, in any order: name, area, address, and station, count, rate\n"
+    "where they are wanted. Cells are separated by comma, semicolon or tabulator. docs/projects.md has "
+    "more.\n\n";
+
 constexpr char kDemoExample[] =
     "Example:\n  plchost demo\n\n"
     "Starts plcstation, reads and writes variables of all kinds over a pseudo-terminal,\n"

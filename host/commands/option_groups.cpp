@@ -88,7 +88,6 @@ void addDriverOptions(CLI::App *app, CommandOptions *options)
         ->allow_extra_args(false)
         ->type_name("NAME")
         ->group(kDriverGroup);
-    addDriverOption(app, &options->driver);
 }
 
 } // namespace
@@ -109,10 +108,16 @@ void addDriverOption(CLI::App *app, std::string *path)
         ->group(kDriverGroup);
 }
 
-void addLinkOptions(CLI::App *app, CommandOptions *options)
+void addSettingOptions(CLI::App *app, CommandOptions *options)
 {
     addLineOptions(app, options);
     addDriverOptions(app, options);
+}
+
+void addLinkOptions(CLI::App *app, CommandOptions *options)
+{
+    addSettingOptions(app, options);
+    addDriverOption(app, &options->driver);
     addVerbosityOptions(app, options);
 }
 

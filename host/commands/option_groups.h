@@ -34,6 +34,8 @@ inline CLI::Option *addNumber(CLI::App *app, const char *name, int *number, Limi
 void addPortOption(CLI::App *app, CommandOptions *options);
 /// --driver.
 void addDriverOption(CLI::App *app, std::string *path);
+/// Options of the line and of the driver that project files know too: all but the port.
+void addSettingOptions(CLI::App *app, CommandOptions *options);
 /// Options of the line and of the driver and what is told besides values: all but the port.
 void addLinkOptions(CLI::App *app, CommandOptions *options);
 /// When a dead station is left alone, for commands that ask over and over.

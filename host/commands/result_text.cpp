@@ -67,7 +67,9 @@ std::string describeResult(const OrderResult &result, int station, const LinkSet
         break;
     }
     return "no answer from " + who + effort + " of " +
-           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(settings.timeout).count()) +
+           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(
+                              settings.rulesOf(station).responseTimeout)
+                              .count()) +
            " ms; check station number, wiring, baud rate and parity, or give it more time with --timeout";
 }
 

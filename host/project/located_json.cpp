@@ -29,16 +29,27 @@ std::vector<JsonMember> membersInOrder(const Json::Value &object)
     return members;
 }
 
-LocatedJson::LocatedJson(std::string file, std::string text) : file_(std::move(file)), text_(std::move(text))
+std::string withoutByteOrderMark(std::string text)
 {
-    if (text_.compare(0, sizeof kByteOrderMark - 1, kByteOrderMark) == 0)
-        text_.erase(0, sizeof kByteOrderMark - 1);
-    noteLines();
+    if (text.compare(0, sizeof kByteOrderMark - 1, kByteOrderMark) == 0)
+        text.erase(0, sizeof kByteOrderMark - 1);
+    return text;
+}
+
+LocatedJson::LocatedJson(std::string file, std::string text)
+    : LocatedJson(std::move(file), withoutByteOrderMark(std::move(text)), Json::Value())
+{
     try {
         root_ = parseStrictJson(text_);
     } catch (const JsonFault &fault) {
         refuseAt(fault.offset, "this is no JSON: " + fault.what);
     }
+}
+
+LocatedJson::LocatedJson(std::string file, std::string text, Json::Value root)
+    : file_(std::move(file)), text_(std::move(text)), root_(std::move(root))
+{
+    noteLines();
 }
 
 TextPlace LocatedJson::placeOf(const Json::Value &value) const

@@ -1,5 +1,5 @@
 /// @file
-/// A JSON file whose values know where in the text they stand, so that its author can be shown a mistake.
+/// Values that know where in a file they stand, so that its author can be shown a mistake.
 #ifndef PLC_PROJECT_LOCATED_JSON_H
 #define PLC_PROJECT_LOCATED_JSON_H
 
@@ -28,7 +28,10 @@ struct JsonMember
 /// The members of @p object in the order of its text, so that the first mistake in it is the one told.
 std::vector<JsonMember> membersInOrder(const Json::Value &object);
 
-/// A JSON text and what it says. The values that its functions take are those of root().
+/// The text without the byte order mark that some editors put in front.
+std::string withoutByteOrderMark(std::string text);
+
+/// A text and what it says. The values that its functions take are those of root().
 class LocatedJson
 {
 public:
@@ -36,6 +39,10 @@ public:
     /// @param file     how errors call the text.
     /// @throw Failure  (wrong usage) with line and column when the text is no JSON or has a key twice.
     LocatedJson(std::string file, std::string text);
+    /// Takes what a text in another form than JSON says.
+    /// @param text  without a byte order mark.
+    /// @param root  each of its values has the offset of its place in @p text.
+    LocatedJson(std::string file, std::string text, Json::Value root);
 
     const Json::Value &root() const { return root_; }
     TextPlace placeOf(const Json::Value &value) const;

@@ -2,6 +2,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
@@ -40,28 +41,33 @@ std::string reasonOf(const Failure &failure)
 class ProjectReader
 {
 public:
-    explicit ProjectReader(const LocatedJson &json) : json_(json) {}
+    ProjectReader(const LocatedJson &json, const LinkSettings &link) : json_(json) { project_.link = link; }
 
     Project read()
     {
         const Json::Value &root = json_.root();
         const Json::Value *link = nullptr;
+        const Json::Value *stations = nullptr;
         const Json::Value *variables = nullptr;
         const Json::Value *rows = nullptr;
         visit(root, "a project",
               {{"name", [&](const Json::Value &value) { project_.name = text(value, "a text"); }},
                {"link", [&](const Json::Value &value) { link = &value; }},
+               {"stations", [&](const Json::Value &value) { stations = &value; }},
                {"variables", [&](const Json::Value &value) { variables = &value; }},
                {"nameRows", [&](const Json::Value &value) { rows = &value; }}});
         // The link comes first, wherever it stands in the file: its options say what addresses mean.
         if (link)
             readLink(*link);
+        if (stations)
+            readStations(*stations);
         if (!variables)
             json_.refuse(root, "the project has no 'variables', a list of at least one variable");
         readVariables(*variables);
         if (rows)
             readRows(*rows);
-        for (PriorityRow &row : rateRows(project_.variables, rates_))
+        project_.writtenRows = project_.rows.size();
+        for (PriorityRow &row : rateRows(project_.variables, project_.rates))
             project_.rows.push_back(std::move(row));
         return std::move(project_);
     }
@@ -162,6 +168,35 @@ private:
             json_.refuse(value, "firstTrialMs must not be longer than longestTrialMs");
     }
 
+    void readStations(const Json::Value &value)
+    {
+        for (const Json::Value &item : list(value, "the stations"))
+            readStation(item);
+    }
+
+    void readStation(const Json::Value &value)
+    {
+        const Json::Value *numberAt = nullptr;
+        StationSettings settings;
+        visit(value, "a station",
+              {{"station", [&](const Json::Value &given) { numberAt = &given; }},
+               {"replyTimeoutMs",
+                [&](const Json::Value &given) {
+                    settings.timeout = std::chrono::milliseconds(number(given, kTimeoutMsLimits));
+                }},
+               {"retryLimit",
+                [&](const Json::Value &given) { settings.retries = number(given, kRetryLimits); }},
+               {"pauseMs", millisecondsInto(&settings.pause, kPauseMsLimits)}});
+        if (!numberAt)
+            json_.refuse(value, "the settings of a station have no 'station', its number");
+        const int station = number(*numberAt, kStationLimits);
+        const auto [other, isNew] = lineOfStation_.emplace(station, json_.placeOf(*numberAt).line);
+        if (!isNew)
+            json_.refuse(*numberAt, "station " + std::to_string(station) + " has settings already, in line " +
+                                        std::to_string(other->second));
+        project_.link.stations.emplace(station, settings);
+    }
+
     /// Hands the name that @p value is to @p take, and adds the place to its complaint.
     void takeName(const Json::Value &value, const std::string &allowed,
                   const std::function<void(const std::string &)> &take) const
@@ -242,7 +277,7 @@ private:
         variable.text = label;
         variable.label = label;
         project_.variables.push_back(variable);
-        rates_.push_back(rate);
+        project_.rates.push_back(rate);
     }
 
     /// Without packing the driver does not cut a variable into requests either. Stations refuse a request
@@ -345,25 +380,34 @@ private:
 
     const LocatedJson &json_;
     Project project_;
-    std::vector<int> rates_; ///< rate class of each variable
     std::map<std::string, int> lineOfName_;
+    std::map<int, int> lineOfStation_;
 };
 
 } // namespace
 
 Project parseProject(const std::string &file, const QByteArray &text)
 {
-    const LocatedJson json(file, text.toStdString());
-    return ProjectReader(json).read();
+    return projectFrom(LocatedJson(file, text.toStdString()), LinkSettings());
 }
 
-Project loadProject(const std::string &path)
+Project projectFrom(const LocatedJson &json, const LinkSettings &link)
+{
+    return ProjectReader(json, link).read();
+}
+
+QByteArray bytesOfFile(const std::string &path)
 {
     QFile file(QString::fromStdString(path));
     if (!file.open(QIODevice::ReadOnly))
         throw Failure(FailureKind::Usage,
                       "'" + path + "' cannot be read: " + file.errorString().toStdString());
-    Project project = parseProject(path, file.readAll());
+    return file.readAll();
+}
+
+Project loadProject(const std::string &path)
+{
+    Project project = parseProject(path, bytesOfFile(path));
     if (project.name.empty())
         project.name = path.substr(path.rfind('/') + 1);
     return project;
@@ -380,6 +424,14 @@ std::vector<std::string> projectWarnings(const Project &project)
             "over a relay the driver serves no priority level: variables that have one may never be read");
     if (project.link.turnaround >= project.link.timeout)
         warnings.emplace_back("turnaroundMs should be shorter than replyTimeoutMs");
+    for (const auto &[station, settings] : project.link.stations) {
+        const bool isUsed = std::any_of(
+            project.variables.begin(), project.variables.end(),
+            [station = station](const Variable &variable) { return variable.station == station; });
+        if (!isUsed)
+            warnings.push_back("'stations' has settings of station " + std::to_string(station) +
+                               ", which no variable is of");
+    }
     return warnings;
 }
 

@@ -81,7 +81,7 @@ WatchStatus ProjectMonitor::status(int variable, Time now) const
     std::vector<const ReadState *> parts;
     for (const int request : map_.requestsOf(variable))
         parts.push_back(&readings_[static_cast<std::size_t>(request)]);
-    WatchStatus status = statusOf(parts, now, timeout_);
+    WatchStatus status = statusOf(parts, now, link_.rulesOf(map_.stationOf(variable)).responseTimeout);
     if (!map_.isCovered(variable)) {
         status.hasValue = false;
         status.scans = 0;

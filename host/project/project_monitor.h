@@ -21,7 +21,7 @@ class ProjectMonitor
 {
 public:
     explicit ProjectMonitor(const Project &project)
-        : map_(project.variables, project.rows), scans_(map_), timeout_(project.link.timeout)
+        : map_(project.variables, project.rows), scans_(map_), link_(project.link)
     {}
 
     /// Takes news of the communication thread; those that are about no grouped read are passed over.
@@ -44,7 +44,7 @@ private:
 
     RequestMap map_;
     ScanStatistics scans_;
-    Time timeout_;
+    LinkSettings link_;
     std::vector<ReadState> readings_; ///< by request
     std::set<int> switchedOff_;       ///< stations
     std::set<int> offline_;           ///< stations

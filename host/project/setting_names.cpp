@@ -14,6 +14,9 @@ namespace {
 
 constexpr std::size_t kHelpColumn = 20; ///< in which the meaning of a name begins
 
+constexpr char kRtsOnSend[] = "rts-on-send";
+constexpr char kRtsAfterSend[] = "rts-after-send";
+
 struct ParityName
 {
     const char *name;
@@ -117,13 +120,22 @@ std::vector<std::string> parityNames()
     return names;
 }
 
+std::string nameOf(Parity parity)
+{
+    for (const ParityName &row : kParities) {
+        if (row.parity == parity)
+            return row.name;
+    }
+    return std::string();
+}
+
 Rs485 rs485Named(const std::string &text)
 {
     std::istringstream words(text);
     std::vector<std::string> parts;
     for (std::string part; std::getline(words, part, ',');)
         parts.push_back(part);
-    const bool isNamed = !parts.empty() && (parts[0] == "rts-on-send" || parts[0] == "rts-after-send");
+    const bool isNamed = !parts.empty() && (parts[0] == kRtsOnSend || parts[0] == kRtsAfterSend);
     bool isFine = isNamed && text.back() != ',' && (parts.size() == 1 || parts.size() == 3);
     Rs485 rs485;
     if (isFine && parts.size() == 3)
@@ -134,8 +146,16 @@ Rs485 rs485Named(const std::string &text)
             "RS-485 is rts-on-send or rts-after-send, with BEFORE,AFTER behind it where the port is to "
             "wait, each 0 to " +
                 std::to_string(kRs485DelayMsLimits.most) + " ms, as rts-on-send,1,2");
-    rs485.rtsOnSend = parts[0] == "rts-on-send";
+    rs485.rtsOnSend = parts[0] == kRtsOnSend;
     return rs485;
+}
+
+std::string nameOf(const Rs485 &rs485)
+{
+    std::string name = rs485.rtsOnSend ? kRtsOnSend : kRtsAfterSend;
+    if (rs485.beforeMs == 0 && rs485.afterMs == 0)
+        return name;
+    return name + "," + std::to_string(rs485.beforeMs) + "," + std::to_string(rs485.afterMs);
 }
 
 Parity parityNamed(const std::string &name)
@@ -155,6 +175,16 @@ quint32 optionMask(const std::string &name)
     return option->mask;
 }
 
+std::vector<std::string> optionNames(quint32 mask)
+{
+    std::vector<std::string> names;
+    for (const OptionName &row : kOptions) {
+        if ((mask & row.mask) != 0)
+            names.emplace_back(row.name);
+    }
+    return names;
+}
+
 std::string optionHelp()
 {
     return helpOn(kOptions);
@@ -167,6 +197,16 @@ void turnOff(Policies *policies, const std::string &name)
         throw Failure(FailureKind::Usage,
                       "there is no policy '" + name + "'; policies are " + namesIn(kPolicies));
     policies->*policy->flag = false;
+}
+
+std::vector<std::string> namesOfThoseOff(const Policies &policies)
+{
+    std::vector<std::string> names;
+    for (const PolicyName &row : kPolicies) {
+        if (!(policies.*row.flag))
+            names.emplace_back(row.name);
+    }
+    return names;
 }
 
 std::string policyHelp()

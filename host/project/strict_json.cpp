@@ -40,18 +40,6 @@ void refuseControlCharacters(const std::string &text)
                         "a control character; write it as \\u00XX"};
 }
 
-void refuseBadUtf8(const std::string &text)
-{
-    // What is no UTF-8 comes back as a replacement character, which differs from it.
-    const std::string again = QString::fromStdString(text).toStdString();
-    auto differs = std::mismatch(text.begin(), text.end(), again.begin(), again.end()).second;
-    if (again == text)
-        return;
-    while (differs != again.begin() && differs != again.end() && isContinuation(*differs))
-        --differs;
-    throw JsonFault{static_cast<std::size_t>(differs - again.begin()), "this character is not UTF-8"};
-}
-
 /// Whether @p word is a number as JSON writes it, and one that a double can hold.
 bool isNumber(std::string_view word)
 {
@@ -205,6 +193,18 @@ JsonFault firstOf(const std::string &report, const std::string &text)
 }
 
 } // namespace
+
+void refuseBadUtf8(const std::string &text)
+{
+    // What is no UTF-8 comes back as a replacement character, which differs from it.
+    const std::string again = QString::fromStdString(text).toStdString();
+    auto differs = std::mismatch(text.begin(), text.end(), again.begin(), again.end()).second;
+    if (again == text)
+        return;
+    while (differs != again.begin() && differs != again.end() && isContinuation(*differs))
+        --differs;
+    throw JsonFault{static_cast<std::size_t>(differs - again.begin()), "this character is not UTF-8"};
+}
 
 Json::Value parseStrictJson(const std::string &text)
 {

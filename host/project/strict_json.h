@@ -17,6 +17,9 @@ struct JsonFault
     std::string what;
 };
 
+/// @throw JsonFault  at the first character of @p text that is not UTF-8.
+void refuseBadUtf8(const std::string &text);
+
 /// Reads @p text. Its root is an object or a list, a key stands once in an object, and brackets nest at most
 /// 100 deep. Each value of the result knows its offset in @p text.
 /// @param text  without a byte order mark.

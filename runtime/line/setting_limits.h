@@ -20,6 +20,9 @@ constexpr Limits kTimeoutMsLimits{10, 60000};
 constexpr Limits kLateGuardMsLimits{0, 60000};
 constexpr Limits kTurnaroundMsLimits{0, 60000};
 constexpr Limits kRetryLimits{0, 100};
+/// Before each request to a station that needs it. A register with a bit to be changed is written within half
+/// a second from its reading, so that the pause must be shorter.
+constexpr Limits kPauseMsLimits{0, 400};
 constexpr Limits kStationLimits{1, 247}; ///< of a station that answers; 0 broadcasts writes
 constexpr Limits kLinkModeLimits{0, 1};
 constexpr Limits kMaxBlockLimits{1, 100};        ///< registers in a request; eight times as many bits

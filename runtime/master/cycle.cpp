@@ -19,6 +19,9 @@ constexpr int kBufferKept = 512;
 
 constexpr int kWithheldAtOnce = 16;
 
+/// A request to station 0 is to every station.
+constexpr int kEverybody = 0;
+
 int byteAt(const QByteArray &bytes, int at)
 {
     return at < bytes.size() ? static_cast<unsigned char>(bytes.at(at)) : 0;
@@ -198,9 +201,11 @@ void Cycle::portLost(Time now)
     if (state_ != CycleState::Idle) {
         if (state_ != CycleState::WaitingSilence) {
             // The station answers whether somebody hears it or not, and the port may be back sooner.
-            pauseUntil_ = std::max(pauseUntil_, attempt_.deadline);
-            lateReplies_.attemptEnded(replyIsDue() ? Answer::MayComeLate : Answer::WillNotCome,
-                                      attempt_.sentUntil + settings_.responseTimeout);
+            const bool isAnswerDue = state_ == CycleState::WaitingReply;
+            pauseUntil_ = std::max(pauseUntil_, isAnswerDue ? extendedDeadline() : attempt_.deadline);
+            letRest(pauseUntil_);
+            lateReplies_.attemptEnded(isAnswerDue ? Answer::MayComeLate : Answer::WillNotCome,
+                                      attempt_.sentUntil + rules_.responseTimeout);
         }
         useUpRepeats();
         endAttempt(now, AttemptEnd::PortLost, 0);
@@ -221,6 +226,7 @@ bool Cycle::fetch(Time now)
     report_.request = describe(*head_, isRelay(info_));
     report_.startedAt = now;
     attempt_ = Attempt();
+    chooseRules();
     // A late answer may have an old value of the register, which must not be written back.
     lateReplies_.begin(now, request().frame, !request().isReadHalf);
     const Permit permit = driver_.permit(request(), false);
@@ -233,6 +239,15 @@ bool Cycle::fetch(Time now)
         useUpRepeats();
     waitForSilence(now);
     return true;
+}
+
+void Cycle::chooseRules()
+{
+    const auto own = settings_.stations.find(request().station);
+    rules_ = own != settings_.stations.end() ? own->second : settings_;
+    lateReplies_.setListening(rules_.lateReplyGuard);
+    if (!settings_.stations.empty())
+        info_.retryLimit = rules_.retryLimit;
 }
 
 void Cycle::waitForSilence(Time now)
@@ -251,7 +266,28 @@ Time Cycle::silenceDue() const
 
 Time Cycle::heldUntil() const
 {
-    return std::max(lateReplies_.holdUntil(), pauseUntil_);
+    return std::max({lateReplies_.holdUntil(), pauseUntil_, restUntil()});
+}
+
+/// A broadcast is to every station.
+Time Cycle::restUntil() const
+{
+    Time until{};
+    for (const auto &[station, rested] : restUntil_) {
+        if (request().station == station || request().station == kEverybody)
+            until = std::max(until, rested);
+    }
+    return until;
+}
+
+/// The station, or each where all were meant, is left alone for its pause.
+void Cycle::letRest(Time since)
+{
+    for (const auto &[station, rules] : settings_.stations) {
+        const bool isMeant = request().station == station || request().station == kEverybody;
+        if (isMeant && rules.pause > Time::zero())
+            restUntil_[station] = since + rules.pause;
+    }
 }
 
 /// How long to wait for a silent line. Without an expected reply the driver takes the first time-out as
@@ -259,7 +295,7 @@ Time Cycle::heldUntil() const
 Time Cycle::busyLimit() const
 {
     const int waits = replyIsDue() ? 1 : 1 + std::max(info_.retryLimit, 0);
-    return std::max(waitingSince_, heldUntil()) + waits * settings_.responseTimeout;
+    return std::max(waitingSince_, heldUntil()) + waits * rules_.responseTimeout;
 }
 
 bool Cycle::replyIsDue() const
@@ -316,7 +352,7 @@ Time Cycle::waitWhenSent() const
     const bool isSilenced =
         state_ == CycleState::ListeningOut && isSilencedByOption(info_, request().regType);
     return state_ == CycleState::WaitingTurnaround || isSilenced ? settings_.turnaround
-                                                                 : settings_.responseTimeout;
+                                                                 : rules_.responseTimeout;
 }
 
 ReplyShape Cycle::shapeOfReply() const
@@ -348,7 +384,7 @@ void Cycle::take(Time now, const QByteArray &arrived)
             attempt_.shape.request.clear();
         attempt_.anythingCame = true;
         if (!settings_.policies.absoluteDeadline)
-            attempt_.deadline = std::max(attempt_.deadline, now + settings_.responseTimeout);
+            attempt_.deadline = std::max(attempt_.deadline, now + rules_.responseTimeout);
         examine(now, false);
         return;
     }
@@ -628,9 +664,11 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
     // What was withheld leaves no row in the statistics of its station.
     if (!tellsNothing(end))
         count([end](Counters &c) { countEnd(end, &c); });
-    if (wasSent(end))
+    if (wasSent(end)) {
         lateReplies_.attemptEnded(answerOf(end, attempt_.isDamaged),
-                                  attempt_.sentUntil + settings_.responseTimeout);
+                                  attempt_.sentUntil + rules_.responseTimeout);
+        letRest(now);
+    }
     report_.cause = causeAfter(report_.cause, end);
     if (observer_)
         observer_->attemptEnded(now, end, exceptionCode);

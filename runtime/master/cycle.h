@@ -16,6 +16,7 @@
 #include "runtime/master/echoes.h"
 #include "runtime/master/late_reply_guard.h"
 #include "runtime/master/policies.h"
+#include "runtime/master/station_settings.h"
 #include "runtime/master/statistics.h"
 
 namespace plc::runtime {
@@ -120,11 +121,11 @@ public:
     virtual void transactionEnded(const TransactionReport &) = 0;
 };
 
-struct CycleSettings
+/// The rules are those of stations that have none of their own.
+struct CycleSettings : StationRules
 {
     LineTiming timing{19200};
-    /// Longest wait for the first byte of a reply, from the end of the request's last stop bit.
-    Time responseTimeout = std::chrono::seconds(1);
+    std::map<int, StationRules> stations; ///< that have rules of their own, by number
     /// Silence granted to the stations after a broadcast (MODBUS over Serial Line V1.02, 2.4.1), and to
     /// stations that are said not to answer a write; an answer that comes within is taken.
     Time turnaround = std::chrono::milliseconds(100);
@@ -133,9 +134,6 @@ struct CycleSettings
     /// Granted once to a reply that has begun, on top of its own time on the wire: converters hand bytes over
     /// in bursts.
     Time deliverySlack = std::chrono::milliseconds(20);
-    /// How long an answer is listened for, beyond the time-out of its attempt, before another request goes
-    /// out; 0 = not at all. See LateReplyGuard.
-    Time lateReplyGuard = std::chrono::seconds(1);
     /// Between the reply to a read half and the start of the write half's frame. An older value is not
     /// written: somebody else may have changed the other bits.
     Time writeBackWithin = std::chrono::milliseconds(500);
@@ -168,7 +166,8 @@ public:
     /// @param driver    outlives the cycle.
     /// @param info      the settings record that the driver was given; outlives the cycle. `retryCount` is
     ///                  set to 0 for each new transaction, so that each has all its repeats. It is set to the
-    ///                  limit where the request is not to be repeated.
+    ///                  limit where the request is not to be repeated. Where any station has rules of its
+    ///                  own, `retryLimit` is set for each transaction as well.
     /// @param observer  may be null; outlives the cycle.
     Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer);
 
@@ -213,6 +212,7 @@ private:
     void waitForSilence(Time now);
     Time silenceDue() const;
     Time heldUntil() const;
+    Time restUntil() const;
     Time busyLimit() const;
     bool replyIsDue() const;
     Instruction transmit(Time now);
@@ -249,6 +249,8 @@ private:
     void goOn(Time now, int status);
     void endTransaction(Time now, int status);
     void useUpRepeats();
+    void chooseRules();
+    void letRest(Time since);
 
     const Request &request() const { return report_.request; }
     template <typename Change>
@@ -267,10 +269,12 @@ private:
     Time lastActivity_{};           ///< last byte sent or received
     Time waitingSince_{};           ///< since when the line should be silent
     Time pauseUntil_{};             ///< nothing goes out before
+    std::map<int, Time> restUntil_; ///< nothing goes out to these stations before
     Time freshUntil_ = Time::max(); ///< what the transaction writes back is too old afterwards
     QByteArray buffer_;             ///< received and not yet used
 
     Protocol *head_ = nullptr; ///< transaction in progress; the driver's
+    StationRules rules_;       ///< for the transaction in progress
     TransactionReport report_; ///< on the transaction in progress
     Attempt attempt_;          ///< the last that was sent of the transaction in progress
 };

@@ -13,6 +13,8 @@ namespace plc::runtime {
 namespace {
 
 constexpr int kRawMode = 1;
+/// Has no settings of its own.
+constexpr int kNoStation = -1;
 
 /// The link whose call into the driver this thread is in. The driver's callbacks carry no object; but they
 /// run inside such calls, on the same thread.
@@ -33,14 +35,23 @@ private:
 CycleSettings cycleSettings(const LinkSettings &link)
 {
     CycleSettings settings;
+    static_cast<StationRules &>(settings) = link.rulesOf(kNoStation);
+    for (const auto &[station, own] : link.stations)
+        settings.stations.emplace(station, link.rulesOf(station));
     settings.timing = LineTiming(link.baud);
-    settings.responseTimeout = link.timeout;
-    settings.lateReplyGuard =
-        link.policies.lateReplyGuard ? link.lateGuard.value_or(link.timeout) : Time::zero();
     settings.turnaround = link.turnaround;
     settings.removeEcho = link.echo;
     settings.policies = link.policies;
     return settings;
+}
+
+/// How long the line is listened to after stations that have settings of their own.
+std::map<int, Time> ownGuards(const LinkSettings &link)
+{
+    std::map<int, Time> guards;
+    for (const auto &[station, own] : link.stations)
+        guards.emplace(station, link.rulesOf(station).lateReplyGuard);
+    return guards;
 }
 
 std::string endText(AttemptEnd end, int exceptionCode)
@@ -85,7 +96,8 @@ bool isGroupedRead(const Request &request)
 
 DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink)
     : driver_(driver), settings_(settings), sink_(sink), cycle_(*this, info, cycleSettings(settings), this),
-      pacer_(settings.pollInterval), stations_(settings.offline, cycleSettings(settings).lateReplyGuard)
+      pacer_(settings.pollInterval),
+      stations_(settings.offline, cycleSettings(settings).lateReplyGuard, ownGuards(settings))
 {
     driver_.registerCallbacks(onResult, nullptr);
 }

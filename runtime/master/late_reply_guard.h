@@ -31,6 +31,9 @@ public:
     ///                   0 = nothing is held back.
     explicit LateReplyGuard(Time listening) : listening_(listening) {}
 
+    /// The transactions that begin from now on are of a station that takes another time.
+    void setListening(Time listening) { listening_ = listening; }
+
     /// A transaction begins.
     /// @param frame              is to go out, in all attempts of the transaction.
     /// @param lateAnswerCounts   an answer to an earlier attempt is good enough for this transaction.

@@ -3,6 +3,7 @@
 #ifndef PLC_MASTER_LINK_SETTINGS_H
 #define PLC_MASTER_LINK_SETTINGS_H
 
+#include <map>
 #include <optional>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "runtime/line/line_settings.h"
 #include "runtime/line/link_time.h"
 #include "runtime/master/policies.h"
+#include "runtime/master/station_settings.h"
 
 namespace plc::runtime {
 
@@ -26,9 +28,24 @@ struct LinkSettings : LineSettings
     bool echo = false;
     Policies policies;
     OfflineSettings offline;
-    bool reopen = true;     ///< a port that is lost is looked for until it is back; otherwise it is the end
-    Time pollInterval{};    ///< from the start of one scan of the cyclic reads to the next; 0 = without pause
-    std::string driverPath; ///< empty = look beside the program
+    bool reopen = true;  ///< a port that is lost is looked for until it is back; otherwise it is the end
+    Time pollInterval{}; ///< from the start of one scan of the cyclic reads to the next; 0 = without pause
+    std::map<int, StationSettings> stations; ///< by number; those that are not here are as the link has it
+    std::string driverPath;                  ///< empty = look beside the program
+
+    /// What counts for the requests to a station.
+    StationRules rulesOf(int number) const
+    {
+        const auto found = stations.find(number);
+        const StationSettings own = found != stations.end() ? found->second : StationSettings();
+        StationRules rules;
+        rules.responseTimeout = own.timeout.value_or(timeout);
+        rules.lateReplyGuard =
+            policies.lateReplyGuard ? lateGuard.value_or(rules.responseTimeout) : Time::zero();
+        rules.pause = own.pause;
+        rules.retryLimit = own.retries.value_or(retries);
+        return rules;
+    }
 
     bool oneBased() const { return hasOption(options, kOptionOneBased); }
     /// Most registers in one request.

@@ -130,9 +130,16 @@ void StationGuard::spend(const TransactionReport &report)
 {
     constexpr int kTimesTheCost = 10;
     // After an exception, which is a gateway's, the line is not listened to for a late answer.
-    const Time quiet = report.cause == AttemptEnd::Exception ? Time::zero() : quiet_;
+    const bool isAnswered = report.cause == AttemptEnd::Exception;
+    const Time quiet = isAnswered ? Time::zero() : quietAfter(report.request.station);
     spentUntil_ =
         std::max(spentUntil_, report.startedAt) + kTimesTheCost * (report.endedAt - report.startedAt + quiet);
+}
+
+Time StationGuard::quietAfter(int station) const
+{
+    const auto own = ownQuiet_.find(station);
+    return own != ownQuiet_.end() ? own->second : quiet_;
 }
 
 StationChange StationGuard::answered(int station, Time now)

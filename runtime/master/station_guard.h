@@ -5,6 +5,7 @@
 
 #include <map>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "runtime/master/cycle.h"
@@ -36,9 +37,11 @@ enum class StationChange
 class StationGuard
 {
 public:
-    /// @param quiet  how long the line is listened to after a probe that nobody answers.
-    explicit StationGuard(const OfflineSettings &settings, Time quiet = Time::zero())
-        : settings_(settings), quiet_(quiet)
+    /// @param quiet     how long the line is listened to after a probe that nobody answers.
+    /// @param ownQuiet  the same for stations that differ from the others.
+    explicit StationGuard(const OfflineSettings &settings, Time quiet = Time::zero(),
+                          std::map<int, Time> ownQuiet = {})
+        : settings_(settings), quiet_(quiet), ownQuiet_(std::move(ownQuiet))
     {}
 
     /// The user switches a station off or on. What was known of it is forgotten; on, it counts as never
@@ -95,8 +98,11 @@ private:
     bool isBudgeted(const Record &record) const;
     void spend(const TransactionReport &report);
 
+    Time quietAfter(int station) const;
+
     OfflineSettings settings_;
     Time quiet_;
+    std::map<int, Time> ownQuiet_;
     std::map<int, Record> stations_;
     Time lastAnswer_{}; ///< of any station; 0 = never
     Time spentUntil_{}; ///< until then the budget has no room for another probe

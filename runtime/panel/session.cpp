@@ -376,8 +376,8 @@ WatchStatus Session::status(int number) const
         if (read.variable == number)
             parts.push_back(&read.state);
     }
-    WatchStatus status = statusOf(parts, link_->now(), settings_.timeout);
     const int station = stationOf(watched_[static_cast<std::size_t>(number)]);
+    WatchStatus status = statusOf(parts, link_->now(), settings_.rulesOf(station).responseTimeout);
     if (isOffline(station)) {
         status.state = VariableState::Offline;
         if (status.last.end == OrderEnd::Open)

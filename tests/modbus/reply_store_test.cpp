@@ -137,6 +137,14 @@ TEST_F(ReplyStore, DoesNotStoreBitsBeyondTheReply)
     EXPECT_EQ(8, entryCount());
 }
 
+TEST_F(ReplyStore, StoresNoBitOfAReplyThatEndsWithItsHeaderOrBefore)
+{
+    store(coil(100).count(8), 0, hex("01 01 01"));
+    EXPECT_EQ(0, entryCount());
+    store(coil(100).count(8), -1, hex("01 01"));
+    EXPECT_EQ(0, entryCount());
+}
+
 TEST_F(ReplyStore, StoresNothingForACountBelowOne)
 {
     for (int count : {0, -1, -7, -8, -9, INT_MIN}) {

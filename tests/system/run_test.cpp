@@ -372,6 +372,20 @@ TEST_F(RunOfThePackagingLine, PutsOnAPacedLineWhatWasPlannedAndIsNoFasterThanIt)
     EXPECT_GT(ms / plannedMs, 0.9) << "no line is faster than its baud rate";
 }
 
+// With the settings of the line the absent station would take minutes.
+TEST(Run, GivesASlowStationSettingsOfItsOwn)
+{
+    const auto station = startStation({"-a", "1", "-q"});
+    const TemporaryFile file(R"({"link": {"replyTimeoutMs": 60000, "retryLimit": 3},
+        "stations": [{"station": 2, "replyTimeoutMs": 20, "retryLimit": 0, "pauseMs": 5}],
+        "variables": [{"name": "A", "area": "4x", "address": "1"},
+                      {"name": "B", "area": "4x", "address": "1", "station": 2}]})");
+    const Finished finished = plchost({"run", file.path(), "-p", station->terminal(), "--scans", "1", "-v"});
+    EXPECT_EQ(6, finished.exitCode) << finished.errors;
+    EXPECT_THAT(finished.errors, HasSubstr("plchost: B: no answer from station 2 after 1 attempt of 20 ms"));
+    EXPECT_THAT(finished.errors, ::testing::Not(HasSubstr("(attempt 2)")));
+}
+
 TEST(Run, NeedsAPort)
 {
     const TemporaryFile file(R"({"variables": [{"name": "A", "area": "4x", "address": "1"}]})");

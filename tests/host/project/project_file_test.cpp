@@ -203,9 +203,9 @@ TEST(ProjectFile, CountsColumnsInCharacters)
 
 TEST(ProjectFile, RefusesKeysThatItDoesNotKnow)
 {
-    EXPECT_EQ(
-        "p.json, line 1, column 2: 'colour' is no key of a project; keys are name, link, variables, nameRows",
-        mistake(R"({"colour": 1})"));
+    EXPECT_EQ("p.json, line 1, column 2: 'colour' is no key of a project; keys are name, link, stations, "
+              "variables, nameRows",
+              mistake(R"({"colour": 1})"));
     EXPECT_THAT(mistake("{\"link\": {\n \"bauds\": 1}}"),
                 StartsWith("p.json, line 2, column 2: 'bauds' is no key of the link; keys are port, baud,"));
     EXPECT_THAT(mistakeIn(R"({"nam": 1})"),
@@ -367,6 +367,57 @@ TEST(ProjectFile, NeedsAVariable)
     EXPECT_THAT(mistake("{}"), HasSubstr("no 'variables'"));
     EXPECT_THAT(mistake(R"({"variables": []})"),
                 StartsWith("p.json, line 1, column 15: the project has no variable"));
+}
+
+TEST(ProjectFile, TakesSettingsOfSingleStations)
+{
+    const Project given = project(
+        R"({"stations": [{"station": 5, "replyTimeoutMs": 4000, "retryLimit": 0, "pauseMs": 400}, {"station": 6}],
+            "link": {"replyTimeoutMs": 300, "retryLimit": 1},
+            "variables": [{"name": "a", "area": "4x", "address": "1", "station": 5},
+                          {"name": "b", "area": "4x", "address": "1", "station": 6}]})");
+    const auto own = given.link.rulesOf(5);
+    EXPECT_EQ(std::chrono::milliseconds(4000), own.responseTimeout);
+    EXPECT_EQ(0, own.retryLimit);
+    EXPECT_EQ(std::chrono::milliseconds(400), own.pause);
+    for (const int station : {6, 7}) {
+        const auto others = given.link.rulesOf(station);
+        EXPECT_EQ(std::chrono::milliseconds(300), others.responseTimeout);
+        EXPECT_EQ(1, others.retryLimit);
+        EXPECT_EQ(Time::zero(), others.pause);
+    }
+    EXPECT_THAT(projectWarnings(given), ::testing::IsEmpty());
+}
+
+class RefusedStation : public ::testing::TestWithParam<Refused>
+{};
+
+TEST_P(RefusedStation, SaysWhatIsAllowed)
+{
+    EXPECT_THAT(mistake(std::string("{\"stations\":\n[") + GetParam().text + "]}"),
+                ::testing::AllOf(StartsWith("p.json, line 2, column "), HasSubstr(GetParam().allowed)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Values, RefusedStation,
+    ::testing::Values(Refused{R"({"replyTimeoutMs": 100})", "have no 'station', its number"},
+                      Refused{R"({"station": 0})", "from 1 to 247"},
+                      Refused{R"({"station": 248})", "from 1 to 247"},
+                      Refused{R"({"station": 5, "replyTimeoutMs": 9})", "from 10 to 60000"},
+                      Refused{R"({"station": 5, "retryLimit": 101})", "from 0 to 100"},
+                      Refused{R"({"station": 5, "pauseMs": 401})", "from 0 to 400"},
+                      Refused{R"({"station": 5, "baud": 9600})",
+                              "no key of a station; keys are station, replyTimeoutMs, retryLimit, pauseMs"},
+                      Refused{R"({"station": 5}, {"station": 5})",
+                              "station 5 has settings already, in line 2"},
+                      Refused{"5", "a station must be an object"}));
+
+TEST(ProjectFile, WarnsOfSettingsOfAStationThatNoVariableIsOf)
+{
+    const Project given = project(
+        R"({"stations": [{"station": 5}], "variables": [{"name": "a", "area": "4x", "address": "1"}]})");
+    EXPECT_THAT(projectWarnings(given),
+                ::testing::ElementsAre(HasSubstr("settings of station 5, which no variable is of")));
 }
 
 TEST(ProjectFile, WarnsOfPrioritiesOverARelay)

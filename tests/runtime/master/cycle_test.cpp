@@ -5,6 +5,7 @@ namespace {
 
 using namespace plc::test;
 using plc::runtime::Permit;
+using plc::runtime::StationRules;
 using plc::runtime::TransactionReport;
 using ::testing::ElementsAre;
 
@@ -1806,6 +1807,134 @@ TEST_F(CyclePortLost, ForgetsTheEchoesThatAreDue)
     arrive(kWrite);
     ASSERT_EQ(2u, witness.reports.size()) << "no other echo is waited for";
     EXPECT_EQ(AttemptEnd::Good, witness.reports[1].cause);
+}
+
+/// Station 17 answers slowly and needs a rest; station 16 is like all others.
+class CycleStationRules : public CycleScript
+{
+protected:
+    CycleStationRules()
+    {
+        settings.retryLimit = 1;
+        own().responseTimeout = seconds(2);
+        own().lateReplyGuard = seconds(3);
+        own().retryLimit = 4;
+    }
+
+    StationRules &own() { return settings.stations[17]; }
+
+    /// Lets a request go out and be answered 20 ms later.
+    void answer(const QByteArray &request, const QByteArray &reply)
+    {
+        queue(request);
+        verdicts({1, 1});
+        driver.trimTo = reply.size();
+        EXPECT_EQ(request, runUntilSent());
+        run(milliseconds(20));
+        arrive(reply);
+        EXPECT_EQ(CycleState::Idle, cycle().state());
+    }
+};
+
+const QByteArray kReadOther = withCrc("10 03 0064 0002");
+const QByteArray kReplyOther = withCrc("10 03 04 1234 ABCD");
+
+TEST_F(CycleStationRules, WaitAsLongAsTheStationTakes)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + seconds(2) - milliseconds(1));
+    EXPECT_TRUE(driver.calls.empty());
+    run(milliseconds(1));
+    EXPECT_EQ(1u, driver.calls.size());
+}
+
+TEST_F(CycleStationRules, WaitNoLongerForOtherStations)
+{
+    queue(kReadOther);
+    verdicts({41});
+    runUntilSent();
+    runUntil(sentAt + kEightBytes + milliseconds(300));
+    EXPECT_EQ(1u, driver.calls.size());
+}
+
+TEST_F(CycleStationRules, ListenForALateAnswerAsLongAsTheStationMayTake)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    const Time before = sentAt;
+    runUntil(before + kEightBytes + seconds(2));
+    queue(kReadOther);
+    EXPECT_EQ(kReadOther, runUntilSent());
+    EXPECT_EQ(before + kEightBytes + seconds(2) + seconds(3), sentAt);
+}
+
+TEST_F(CycleStationRules, GiveTheDriverTheRepeatsOfTheStationAndThoseOfTheOthersAgain)
+{
+    answer(kRead, kReply);
+    EXPECT_EQ(4, info.retryLimit);
+    answer(kReadOther, kReplyOther);
+    EXPECT_EQ(1, info.retryLimit);
+    answer(kRead, kReply);
+    EXPECT_EQ(4, info.retryLimit);
+}
+
+TEST_F(CycleStationRules, LeaveTheLimitOfRepeatsAloneWhereNoStationHasRules)
+{
+    settings.stations.clear();
+    info.retryLimit = 7;
+    answer(kRead, kReply);
+    EXPECT_EQ(7, info.retryLimit);
+}
+
+TEST_F(CycleStationRules, LetAStationRestBeforeItsNextRequest)
+{
+    own().pause = milliseconds(250);
+    answer(kRead, kReply);
+    const Time answered = now;
+    queue(kRead);
+    runUntilSent();
+    EXPECT_EQ(answered + milliseconds(250), sentAt);
+}
+
+TEST_F(CycleStationRules, LetAStationRestBeforeARepeat)
+{
+    own().pause = milliseconds(250);
+    queue(kRead);
+    verdicts({0});
+    runUntilSent();
+    const Time over = sentAt + kEightBytes + seconds(2);
+    runUntilSent();
+    EXPECT_EQ(over + milliseconds(250), sentAt);
+}
+
+TEST_F(CycleStationRules, HoldNobodyElseUpWhileAStationRests)
+{
+    own().pause = milliseconds(250);
+    answer(kRead, kReply);
+    const Time answered = now;
+    answer(kReadOther, kReplyOther);
+    EXPECT_LT(now - answered, milliseconds(30));
+    queue(kRead);
+    runUntilSent();
+    EXPECT_EQ(answered + milliseconds(250), sentAt) << "the time of the other one counts";
+}
+
+TEST_F(CycleStationRules, LetAStationRestBeforeAndAfterABroadcast)
+{
+    own().pause = milliseconds(250);
+    answer(kRead, kReply);
+    const Time answered = now;
+    queue(kBroadcast, 0);
+    verdicts({1});
+    EXPECT_EQ(kBroadcast, runUntilSent());
+    EXPECT_EQ(answered + milliseconds(250), sentAt);
+    const Time over = sentAt + kEightBytes + settings.turnaround;
+    queue(kRead);
+    EXPECT_EQ(kRead, runUntilSent());
+    EXPECT_EQ(over + milliseconds(250), sentAt);
 }
 
 } // namespace

@@ -839,4 +839,28 @@ TEST_F(DriverLinkTest, LeavesTheStateOfStationsAsItIsWhenThePortIsLost)
     EXPECT_EQ(1u, stations.size());
 }
 
+TEST_F(DriverLinkTest, GivesAStationItsOwnTimeOutAndRepeats)
+{
+    settings.stations[2].timeout = milliseconds(50);
+    settings.stations[2].retries = 3;
+    settings.policies.offline = false;
+    setUpDriver();
+    watch(1);
+    watch(2);
+    watch(3);
+    dead = {1, 2};
+    runFor(seconds(5));
+    int ended = 0;
+    for (const TransactionReport &report : transactions) {
+        if (report.request.station == 3)
+            continue;
+        ++ended;
+        EXPECT_EQ(report.request.station == 2 ? 4 : 2, report.attempts);
+    }
+    EXPECT_GT(ended, 4);
+    const std::vector<Sent> repeats = sentTo(2);
+    EXPECT_LT(repeats.at(1).at - repeats.at(0).at, milliseconds(70));
+    EXPECT_GT(sentTo(1).at(1).at - sentTo(1).at(0).at, milliseconds(200));
+}
+
 } // namespace

@@ -40,4 +40,33 @@ TEST(BitLimit, IsEightTimesTheWordLimitOrOne)
     EXPECT_EQ(1, settings.bitLimit());
 }
 
+TEST(RulesOfAStation, AreThoseOfTheLinkWhereItHasNone)
+{
+    LinkSettings settings;
+    settings.timeout = std::chrono::milliseconds(300);
+    settings.retries = 5;
+    settings.stations[7].pause = std::chrono::milliseconds(20);
+    for (const int station : {7, 8}) {
+        const StationRules rules = settings.rulesOf(station);
+        EXPECT_EQ(std::chrono::milliseconds(300), rules.responseTimeout);
+        EXPECT_EQ(std::chrono::milliseconds(300), rules.lateReplyGuard) << "as long as the time-out";
+        EXPECT_EQ(5, rules.retryLimit);
+        EXPECT_EQ(std::chrono::milliseconds(station == 7 ? 20 : 0), rules.pause);
+    }
+}
+
+TEST(RulesOfAStation, GoBeforeThoseOfTheLink)
+{
+    LinkSettings settings;
+    settings.stations[7].timeout = std::chrono::seconds(4);
+    settings.stations[7].retries = 0;
+    EXPECT_EQ(std::chrono::seconds(4), settings.rulesOf(7).responseTimeout);
+    EXPECT_EQ(std::chrono::seconds(4), settings.rulesOf(7).lateReplyGuard) << "as long as its own time-out";
+    EXPECT_EQ(0, settings.rulesOf(7).retryLimit);
+    settings.lateGuard = std::chrono::milliseconds(100);
+    EXPECT_EQ(std::chrono::milliseconds(100), settings.rulesOf(7).lateReplyGuard);
+    settings.policies.lateReplyGuard = false;
+    EXPECT_EQ(Time::zero(), settings.rulesOf(7).lateReplyGuard);
+}
+
 } // namespace

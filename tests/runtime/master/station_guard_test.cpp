@@ -166,6 +166,29 @@ TEST_F(StationGuardTest, ProbesManyDeadStationsSoSeldomThatAllProbesTakeATenthOf
     EXPECT_NE(-1, due()) << "a gateway's word costs 100 ms";
 }
 
+TEST_F(StationGuardTest, CountsTheListeningToEachStationByItsOwnTime)
+{
+    // A probe costs a second of waiting.
+    guard = StationGuard(OfflineSettings(), seconds(1), {{7, seconds(3)}});
+    for (const int station : {7, 8})
+        goOffline(station);
+    now += seconds(30);
+    end(99, AttemptEnd::Good);
+    ASSERT_EQ(7, due());
+    now += seconds(1);
+    end(7, AttemptEnd::NoReply);
+    now += seconds(39) - milliseconds(1);
+    EXPECT_EQ(-1, due());
+    now += milliseconds(1);
+    ASSERT_EQ(8, due());
+    now += seconds(1);
+    end(8, AttemptEnd::NoReply);
+    now += seconds(19) - milliseconds(1);
+    EXPECT_EQ(-1, due());
+    now += milliseconds(1);
+    EXPECT_NE(-1, due());
+}
+
 TEST_F(StationGuardTest, ProbesOneDeadStationATenthOfTheTimeHoweverLongTheTimeOut)
 {
     guard = StationGuard(OfflineSettings(), seconds(60));
