@@ -62,6 +62,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLinkOptions(command, options.get());
+    addRealtimeOption(command, &options->realtime);
     addOfflineOptions(command, options.get());
     addOutputOptions(command, options.get());
     command->footer(kWatchExample + commonHelp());
@@ -81,6 +82,7 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--scans", &options->scans, 1, 1000000000, "N", "end after that many full scans");
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
               "print all values every S seconds where there is no table");
+    addRealtimeOption(command, &options->realtime);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());

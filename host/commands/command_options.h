@@ -77,6 +77,7 @@ struct WatchOptions : CommandOptions
 {
     double forSeconds = 0; ///< 0 = without end
     bool once = false;
+    bool realtime = false;
 };
 
 struct DemoOptions : CommandOptions
@@ -92,6 +93,7 @@ struct RunOptions : OutputOptions
     double forSeconds = 0;   ///< 0 = without end
     double everySeconds = 0; ///< 0 = only at the end
     int scans = 0;           ///< 0 = without end
+    bool realtime = false;
 };
 
 struct PlanOptions

@@ -40,6 +40,8 @@ void addLinkOptions(CLI::App *app, CommandOptions *options);
 void addOfflineOptions(CLI::App *app, CommandOptions *options);
 /// Variables by name, and one by -t, -r and -c.
 void addVariableOptions(CLI::App *app, CommandOptions *options);
+/// --realtime, for commands that go on for long.
+void addRealtimeOption(CLI::App *app, bool *realtime);
 /// What is told besides values.
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers are shown.

@@ -3,11 +3,17 @@
 #include <algorithm>
 #include <system_error>
 
+#include "runtime/line/line_thread.h"
+#include "runtime/master/turn.h"
+
 namespace plc::runtime {
 
 namespace {
 
 constexpr Time kLongestWait = std::chrono::milliseconds(50);
+/// Of the thread of the line: how long the end of communication may go unnoticed.
+constexpr Time kLongestTurn = std::chrono::milliseconds(150);
+constexpr Time kErrorsInterval = std::chrono::seconds(1);
 
 } // namespace
 
@@ -83,26 +89,37 @@ void Communication::run(Opening &opening, const OpenPort &open, const LinkSettin
     }
     opening.done.set_value();
     News last;
+    wakeOnTime();
+    surroundings_.atStart();
     try {
         exchange(*port);
     } catch (const Failure &failure) {
         last.portLost = failure.what();
     }
-    last.statistics = link_.statistics();
     news_.put(std::move(last));
 }
 
 void Communication::exchange(Port &port)
 {
+    const std::optional<LineErrors> before = errors_;
     QByteArray arrived;
+    Time errorsDue{};
     while (!stopping_) {
-        const Instruction todo = link_.advance(steadyNow(), arrived);
-        if (!todo.send.isEmpty()) {
-            port.send(todo.send);
-            link_.transmitted(steadyNow());
+        if (steadyNow() >= errorsDue) {
+            noteErrors(port, before);
+            errorsDue = steadyNow() + kErrorsInterval;
         }
-        arrived = port.receive(std::min(todo.wakeAt, steadyNow() + kLongestWait));
+        arrived = takeTurn(link_, port, steadyNow, arrived, kLongestTurn);
     }
+    noteErrors(port, before);
+}
+
+/// @param before  errors on earlier ports.
+void Communication::noteErrors(Port &port, const std::optional<LineErrors> &before)
+{
+    if (const std::optional<LineErrors> counted = port.errors())
+        errors_ = before.value_or(LineErrors()) + *counted;
+    link_.noteLineErrors(errors_);
 }
 
 } // namespace plc::runtime

@@ -19,6 +19,13 @@ constexpr int kBufferKept = 512;
 
 constexpr int kWithheldAtOnce = 16;
 
+/// Quicker than QByteArray::contains(), which makes a table of 256 entries each time.
+bool contains(const QByteArray &bytes, const QByteArray &part)
+{
+    return std::search(bytes.constBegin(), bytes.constEnd(), part.constBegin(), part.constEnd()) !=
+           bytes.constEnd();
+}
+
 int byteAt(const QByteArray &bytes, int at)
 {
     return at < bytes.size() ? static_cast<unsigned char>(bytes.at(at)) : 0;
@@ -152,7 +159,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
         switch (state_) {
         case CycleState::Idle:
             if (withheld == kWithheldAtOnce || !fetch(now))
-                return {QByteArray(), now + settings_.idlePause};
+                return {QByteArray(), now + settings_.idlePause, Time()};
             withheld += state_ == CycleState::Idle ? 1 : 0;
             break;
         case CycleState::WaitingSilence: {
@@ -164,7 +171,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
                 withhold(now);
                 ++withheld;
             } else if (now < limit) {
-                return {QByteArray(), std::min(due, limit)};
+                return {QByteArray(), std::min(due, limit), Time()};
             } else {
                 giveUpSending(now);
             }
@@ -174,7 +181,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
         case CycleState::WaitingTurnaround:
         case CycleState::ListeningOut:
             if (now < waitEnd())
-                return {QByteArray(), waitEnd()};
+                return {QByteArray(), waitEnd(), attempt_.completeAt};
             endWait(now);
             break;
         }
@@ -254,6 +261,7 @@ bool Cycle::replyIsDue() const
 Instruction Cycle::transmit(Time now)
 {
     const QByteArray &frame = request().frame;
+    statistics_.lateness.add(now - std::max(silenceDue(), waitingSince_));
     if (settings_.policies.discardInput)
         discardBefore(now, buffer_.size(), "outside an exchange");
     echoes_.sent(frame);
@@ -277,7 +285,7 @@ Instruction Cycle::transmit(Time now)
     });
     if (observer_)
         observer_->sent(now, frame, report_.attempts);
-    return {frame, attempt_.deadline};
+    return {frame, attempt_.deadline, Time()};
 }
 
 CycleState Cycle::stateWhenSent() const
@@ -387,13 +395,14 @@ void Cycle::count(Change change)
 void Cycle::examine(Time now, bool waitIsOver)
 {
     attempt_.isDamaged = false;
+    attempt_.completeAt = Time();
     // Nothing passes before the echo has come: the echo of a single write is byte for byte its good reply.
     if (!stripEchoes(now)) {
         attempt_.heard = true;
         return;
     }
     attempt_.heard = attempt_.heard || !buffer_.isEmpty();
-    attempt_.echoHeard = attempt_.echoHeard || (!settings_.removeEcho && buffer_.contains(request().frame));
+    attempt_.echoHeard = attempt_.echoHeard || (!settings_.removeEcho && contains(buffer_, request().frame));
     const bool isUnchecked = !settings_.policies.checkReplies && state_ == CycleState::WaitingReply &&
                              head_->replyLen == kReplyOpen && !request().isReadHalf;
     for (;;) {
@@ -431,6 +440,8 @@ void Cycle::examine(Time now, bool waitIsOver)
             discardBefore(now, sighting.at + sighting.length, "not accepted by the driver");
             continue;
         case Found::Beginning:
+            attempt_.completeAt = completionOf(now, sighting);
+            [[fallthrough]];
         case Found::Nothing:
             // With an earlier attempt unanswered the damaged reply may be the answer to that attempt.
             attempt_.isDamaged = settings_.policies.endOnDamage && state_ == CycleState::WaitingReply &&
@@ -438,6 +449,15 @@ void Cycle::examine(Time now, bool waitIsOver)
             return;
         }
     }
+}
+
+/// When the reply that has begun will be there, if its bytes follow each other at the speed of the line.
+Time Cycle::completionOf(Time now, const Sighting &begun) const
+{
+    // Its first bytes do not tell yet that no exception follows, which is shorter.
+    const int due = begun.length > 0 ? begun.length : kExceptionLen;
+    const int missing = std::max(due - (buffer_.size() - begun.at), 0);
+    return now + settings_.timing.wire(missing) * settings_.bitsPerCharacter / LineTiming::kBitsPerCharacter;
 }
 
 /// The station has refused the request.

@@ -116,6 +116,8 @@ public:
 struct CycleSettings
 {
     LineTiming timing{19200};
+    /// On the wire, start and stop bits included. Silences count 11 whatever this says.
+    int bitsPerCharacter = 11;
     /// Longest wait for the first byte of a reply, from the end of the request's last stop bit.
     Time responseTimeout = std::chrono::seconds(1);
     /// Silence granted to the stations after a broadcast (MODBUS over Serial Line V1.02, 2.4.1), and to
@@ -152,6 +154,8 @@ struct Instruction
 {
     QByteArray send; ///< to be transmitted now in one go; empty for nothing
     Time wakeAt{};   ///< call advance() again at this time, and earlier whenever bytes arrive
+    /// Bytes that arrive before this time may wait until then: alone they decide nothing. 0 = there is none.
+    Time restUntil{};
 };
 
 /// States and their names follow MODBUS over Serial Line V1.02, 2.4.1.
@@ -184,6 +188,7 @@ private:
         ReplyShape shape;          ///< of the reply that is due
         Time sentUntil{};          ///< when the last stop bit left, or will
         Time deadline{};           ///< end of the wait
+        Time completeAt{};         ///< when the reply that has begun will be there; 0 = none has begun
         bool isExtended = false;   ///< the deadline was put off, or must not be
         bool anythingCame = false; ///< at least a byte, of the echo perhaps
         bool heard = false;        ///< at least a byte that was not the echo
@@ -216,6 +221,7 @@ private:
     int judgeNothing();
     void discardBefore(Time now, int bytes, const char *why);
     void noteForeign(Time now, int bytes, const char *why);
+    Time completionOf(Time now, const Sighting &begun) const;
     bool isListening() const;
 
     // The end of a wait.

@@ -34,6 +34,7 @@ CycleSettings cycleSettings(const LinkSettings &link)
 {
     CycleSettings settings;
     settings.timing = LineTiming(link.baud);
+    settings.bitsPerCharacter = link.bitsPerCharacter();
     settings.responseTimeout = link.timeout;
     settings.lateReplyGuard =
         link.policies.lateReplyGuard ? link.lateGuard.value_or(link.timeout) : Time::zero();
@@ -106,9 +107,27 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 {
     now_ = now;
     const Calling here(this);
-    Instruction todo = cycle_.advance(now, arrived);
+    Instruction todo;
+    {
+        const std::lock_guard<std::mutex> lock(counting_);
+        todo = cycle_.advance(now, arrived);
+    }
     tellReleased();
     return todo;
+}
+
+void DriverLink::noteLineErrors(const std::optional<LineErrors> &errors)
+{
+    const std::lock_guard<std::mutex> lock(counting_);
+    lineErrors_ = errors;
+}
+
+Statistics DriverLink::statisticsSoFar()
+{
+    const std::lock_guard<std::mutex> lock(counting_);
+    Statistics counted = cycle_.statistics();
+    counted.lineErrors = lineErrors_;
+    return counted;
 }
 
 bool DriverLink::setStationEnabled(int station, bool enabled)
@@ -298,7 +317,9 @@ void DriverLink::transactionEnded(const TransactionReport &report)
     const Request &request = report.request;
     news.ordinaryRead =
         isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
-    news.statistics = cycle_.statistics();
+    const Counters &total = cycle_.statistics().total;
+    news.requestsSoFar = total.requests;
+    news.bytesSoFar = total.bytesOut + total.bytesIn;
     const std::lock_guard<std::mutex> lock(mutex_);
     news.orders = endedWith(report);
     news.station = changeOf(report);
@@ -366,29 +387,30 @@ std::optional<StationNews> DriverLink::changeOf(const TransactionReport &report)
 
 void DriverLink::sent(Time now, const QByteArray &frame, int attempt)
 {
-    trace(now, "->", hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
+    if (trace_)
+        trace(now, "->", hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
 }
 
 void DriverLink::received(Time now, const QByteArray &bytes)
 {
-    trace(now, "<-", hexText(bytes));
+    if (trace_)
+        trace(now, "<-", hexText(bytes));
 }
 
 void DriverLink::discarded(Time now, int bytes, const char *why)
 {
-    trace(now, "--", std::to_string(bytes) + " bytes thrown away: " + why);
+    if (trace_)
+        trace(now, "--", std::to_string(bytes) + " bytes thrown away: " + why);
 }
 
 void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
 {
-    if (!onlyLevels_ || end != AttemptEnd::Withheld)
+    if (trace_ && (!onlyLevels_ || end != AttemptEnd::Withheld))
         trace(now, "--", endText(end, exceptionCode));
 }
 
 void DriverLink::trace(Time now, const char *mark, const std::string &text)
 {
-    if (!trace_)
-        return;
     char head[32];
     std::snprintf(head, sizeof head, "%13.6f %s ", seconds(now - startedAt_), mark);
     News news;

@@ -21,8 +21,8 @@ bool isGroupedRead(const Request &request);
 /// and the bytes, it answers what to send and when to wake it. A driver has one link at a time, since its
 /// callbacks carry no object.
 ///
-/// advance() and transmitted() belong to one thread. The functions from setOpenOrders() on may come from
-/// another.
+/// advance(), transmitted() and noteLineErrors() belong to one thread. The functions from statisticsSoFar()
+/// on may come from another.
 class DriverLink : private CycleDriver, private CycleObserver
 {
 public:
@@ -41,8 +41,11 @@ public:
     /// As Cycle::transmitted().
     void transmitted(Time now) { cycle_.transmitted(now); }
     const Statistics &statistics() const { return cycle_.statistics(); }
+    /// What the port has counted since communication began; see Port::errors().
+    void noteLineErrors(const std::optional<LineErrors> &errors);
 
     /// As in Link.
+    Statistics statisticsSoFar();
     void setOpenOrders(int count) { openOrders_ = count; }
     bool setStationEnabled(int station, bool enabled);
     void betweenRequests(const std::function<void()> &work);
@@ -60,6 +63,7 @@ private:
     void transactionEnded(const TransactionReport &report) override;
 
     void tellReleased();
+    /// Only where somebody traces: the text is not made for nobody.
     void trace(Time now, const char *mark, const std::string &text);
 
     // With the lock held.
@@ -95,6 +99,10 @@ private:
     std::vector<std::pair<Ticket, int>> ended_; ///< orders and outcomes that the callback brought
     /// Orders of which a request has failed that the driver counts as done.
     std::map<Ticket, OrderResult> failed_;
+
+    /// For the counters of the cycle and what follows. Taken before any other lock.
+    std::mutex counting_;
+    std::optional<LineErrors> lineErrors_;
 
     /// For what follows. Taken before any lock of the driver or the sink, and never inside the driver's
     /// callback. News of a change are put while it is held: whoever finds the change made finds its news in

@@ -36,6 +36,7 @@ public:
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return now_; }
     std::vector<runtime::News> take(Time until) override;
+    runtime::Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
     void setOpenOrders(int count) override;
     bool setStationEnabled(int station, bool enabled) override;
     void betweenRequests(const std::function<void()> &work) override { link_.betweenRequests(work); }

@@ -1662,4 +1662,70 @@ TEST_F(CycleStatistics, DoNotClearTheRetryCountForARepeat)
     EXPECT_EQ(1, info.retryCount);
 }
 
+// At 9600 baud and 11 bits a character takes 1.145833 ms; the reply has 7 bytes, an exception 5.
+class CycleRest : public CycleScript
+{
+protected:
+    /// When the owner may look again, from now on, once these bytes have come.
+    Time restAfter(const QByteArray &bytes)
+    {
+        queue(withCrc("11 03 0064 0001"));
+        runUntilSent();
+        now = sentAt + milliseconds(20);
+        const plc::runtime::Instruction todo = cycle().advance(now, bytes);
+        return todo.restUntil - now;
+    }
+};
+
+TEST_F(CycleRest, LastsUntilTheReplyThatHasBegunIsDue)
+{
+    EXPECT_EQ(settings.timing.wire(4), restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, CountsTheBitsThatTheLineHas)
+{
+    settings.bitsPerCharacter = 10;
+    EXPECT_EQ(settings.timing.wire(4) * 10 / 11, restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, LastsNoLongerThanAnExceptionWhileItMayBeOne)
+{
+    EXPECT_EQ(settings.timing.wire(4), restAfter(hex("11")));
+}
+
+TEST_F(CycleRest, EndsWithTheReply)
+{
+    verdicts({1, 1});
+    driver.trimTo = 7;
+    EXPECT_LT(restAfter(withCrc("11 03 02 1234")), Time::zero()) << "there is none";
+}
+
+TEST_F(CycleRest, IsNotGrantedToWhatIsNoReply)
+{
+    EXPECT_LT(restAfter(hex("12 03 02")), Time::zero());
+}
+
+TEST_F(CycleRest, IsNotGrantedToAnException)
+{
+    EXPECT_LT(restAfter(hex("11 83 02")), Time::zero());
+}
+
+TEST_F(CycleScript, CountsHowMuchLaterThanTheirSilenceRequestsGoOut)
+{
+    queue(withCrc("11 03 0064 0001"));
+    const Time due = cycle().advance(now, QByteArray()).wakeAt;
+    now = due + microseconds(370);
+    EXPECT_FALSE(cycle().advance(now, QByteArray()).send.isEmpty());
+    EXPECT_EQ(1u, cycle().statistics().lateness.count());
+    EXPECT_EQ(microseconds(370), cycle().statistics().lateness.most());
+}
+
+TEST_F(CycleScript, CountsARequestThatCameAfterTheSilenceFromWhenItCame)
+{
+    run(seconds(1)); // the driver has nothing
+    queue(withCrc("11 03 0064 0001"));
+    EXPECT_FALSE(run(milliseconds(10)).isEmpty());
+    EXPECT_EQ(Time::zero(), cycle().statistics().lateness.most());
+}
+
 } // namespace
