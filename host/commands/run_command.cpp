@@ -27,7 +27,7 @@ namespace plc::host {
 namespace {
 
 /// How long Ctrl-C may go unnoticed. Each wake-up takes time from the thread of the line.
-constexpr Time kSlice = std::chrono::milliseconds(100);
+constexpr Time kSlice = std::chrono::milliseconds(200);
 /// The same while something is waited for.
 constexpr Time kPromptSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);

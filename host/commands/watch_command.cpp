@@ -17,7 +17,7 @@ namespace plc::host {
 namespace {
 
 /// How long Ctrl-C may go unnoticed. Each wake-up takes time from the thread of the line.
-constexpr Time kSlice = std::chrono::milliseconds(100);
+constexpr Time kSlice = std::chrono::milliseconds(200);
 /// The same where something is to be shown as soon as it is there.
 constexpr Time kPromptSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);

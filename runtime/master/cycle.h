@@ -186,6 +186,7 @@ private:
     struct Attempt
     {
         ReplyShape shape;          ///< of the reply that is due
+        Time lateness{};           ///< by which it went out later than the silence allowed
         Time sentUntil{};          ///< when the last stop bit left, or will
         Time deadline{};           ///< end of the wait
         Time completeAt{};         ///< when the reply that has begun will be there; 0 = none has begun

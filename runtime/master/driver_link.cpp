@@ -192,6 +192,7 @@ Protocol *DriverLink::next()
         head = nextOfLevels();
     onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
     handedOver_.served(head);
+    anyReleased_ = handedOver_.anyReleased();
     transactionOpen_ = head != nullptr;
     return head;
 }
@@ -249,13 +250,14 @@ Protocol *DriverLink::sendProbe(const Probe &probe)
 
 void DriverLink::tellReleased()
 {
+    if (!anyReleased_)
+        return;
+    anyReleased_ = false;
     News news;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         news.released = handedOver_.takeReleased();
     }
-    if (news.released.empty())
-        return;
     for (const Ticket ticket : news.released)
         failed_.erase(ticket);
     sink_.put(std::move(news));

@@ -1670,11 +1670,14 @@ protected:
     Time restAfter(const QByteArray &bytes)
     {
         queue(withCrc("11 03 0064 0001"));
-        runUntilSent();
-        now = sentAt + milliseconds(20);
+        now = cycle().advance(now, QByteArray()).wakeAt + lateness;
+        EXPECT_FALSE(cycle().advance(now, QByteArray()).send.isEmpty());
+        now += milliseconds(20);
         const plc::runtime::Instruction todo = cycle().advance(now, bytes);
         return todo.restUntil - now;
     }
+
+    Time lateness{}; ///< by which the thread is woken to send
 };
 
 TEST_F(CycleRest, LastsUntilTheReplyThatHasBegunIsDue)
@@ -1686,6 +1689,18 @@ TEST_F(CycleRest, CountsTheBitsThatTheLineHas)
 {
     settings.bitsPerCharacter = 10;
     EXPECT_EQ(settings.timing.wire(4) * 10 / 11, restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, IsShorterByWhatTheThreadIsUsuallyWokenLate)
+{
+    lateness = microseconds(70);
+    EXPECT_EQ(settings.timing.wire(4) - microseconds(70), restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, HardlyGetsShorterWhereTheThreadWasKeptOffTheProcessor)
+{
+    lateness = milliseconds(4);
+    EXPECT_EQ(settings.timing.wire(4) - microseconds(200), restAfter(hex("11 03 02")));
 }
 
 TEST_F(CycleRest, LastsNoLongerThanAnExceptionWhileItMayBeOne)
@@ -1716,6 +1731,8 @@ TEST_F(CycleScript, CountsHowMuchLaterThanTheirSilenceRequestsGoOut)
     const Time due = cycle().advance(now, QByteArray()).wakeAt;
     now = due + microseconds(370);
     EXPECT_FALSE(cycle().advance(now, QByteArray()).send.isEmpty());
+    verdicts({200});
+    run(seconds(1)); // nobody answers
     EXPECT_EQ(1u, cycle().statistics().lateness.count());
     EXPECT_EQ(microseconds(370), cycle().statistics().lateness.most());
 }
@@ -1725,6 +1742,9 @@ TEST_F(CycleScript, CountsARequestThatCameAfterTheSilenceFromWhenItCame)
     run(seconds(1)); // the driver has nothing
     queue(withCrc("11 03 0064 0001"));
     EXPECT_FALSE(run(milliseconds(10)).isEmpty());
+    verdicts({200});
+    run(seconds(1));
+    EXPECT_EQ(1u, cycle().statistics().lateness.count());
     EXPECT_EQ(Time::zero(), cycle().statistics().lateness.most());
 }
 
