@@ -1712,7 +1712,13 @@ TEST_F(CycleRest, EndsWithTheReply)
 {
     verdicts({1, 1});
     driver.trimTo = 7;
-    EXPECT_LT(restAfter(withCrc("11 03 02 1234")), Time::zero()) << "there is none";
+    EXPECT_GT(restAfter(hex("11 03 02")), Time::zero());
+    const plc::runtime::Instruction next = cycle().advance(now, withCrc("11 03 02 1234").mid(3));
+    EXPECT_EQ(CycleState::Idle, cycle().state());
+    EXPECT_EQ(Time::zero(), next.restUntil);
+    queue(withCrc("11 03 0064 0001"));
+    now = next.wakeAt;
+    EXPECT_EQ(Time::zero(), cycle().advance(now, QByteArray()).restUntil) << "in the silence";
 }
 
 TEST_F(CycleRest, IsNotGrantedToWhatIsNoReply)
