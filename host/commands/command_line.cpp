@@ -62,6 +62,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLinkOptions(command, options.get());
+    addRealtimeOption(command, &options->realtime);
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
@@ -83,6 +84,7 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
               "print all values every S seconds where there is no table");
     addReopenOption(command, &options->noReopen);
+    addRealtimeOption(command, &options->realtime);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());

@@ -78,6 +78,7 @@ struct WatchOptions : CommandOptions
 {
     double forSeconds = 0; ///< 0 = without end
     bool once = false;
+    bool realtime = false;
 };
 
 struct DemoOptions : CommandOptions
@@ -100,6 +101,7 @@ struct RunOptions : OutputOptions
     double everySeconds = 0; ///< 0 = only at the end
     int scans = 0;           ///< 0 = without end
     bool noReopen = false;   ///< a lost port is the end
+    bool realtime = false;
 };
 
 struct PlanOptions

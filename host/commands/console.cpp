@@ -4,11 +4,12 @@
 #include <set>
 
 #include "host/commands/interrupt.h"
+#include "runtime/line/line_thread.h"
 #include "runtime/line/serial_port.h"
 
 namespace plc::host {
 
-Surroundings systemSurroundings(bool verbose)
+Surroundings systemSurroundings(bool verbose, bool realtime)
 {
     // A lost port is opened over and over.
     const auto told = std::make_shared<std::set<std::string>>();
@@ -16,9 +17,14 @@ Surroundings systemSurroundings(bool verbose)
         if ((note.isWarning || verbose) && told->insert(note.text).second)
             std::fprintf(stderr, "plchost: %s\n", note.text.c_str());
     };
+    const auto hasten = [realtime] {
+        const std::string refusal = realtime ? runInRealTime() : std::string();
+        if (!refusal.empty())
+            std::fprintf(stderr, "plchost: --realtime: %s\n", refusal.c_str());
+    };
     return {
         [listener](const LineSettings &settings) { return std::make_unique<SerialPort>(settings, listener); },
-        isInterrupted};
+        hasten, isInterrupted};
 }
 
 TraceListener traceOnStandardError(bool verbose)

@@ -10,7 +10,9 @@ namespace plc::host {
 
 /// Ports of this system; calls that wait end when the program is interrupted. Warnings of a port go to
 /// standard error, with @p verbose all that it tells.
-Surroundings systemSurroundings(bool verbose);
+/// @param realtime  the thread of the line goes before all others; where the system refuses that, a line on
+///                  standard error says so.
+Surroundings systemSurroundings(bool verbose, bool realtime = false);
 
 /// Writes the trace to standard error; nothing unless @p verbose.
 TraceListener traceOnStandardError(bool verbose);

@@ -77,7 +77,9 @@ public:
         show();
         explain();
         if (!options_.quiet)
-            std::fputs(describeStatistics(session_.statistics(), session_.runningFor()).c_str(), stderr);
+            std::fputs(
+                describeStatistics(session_.statistics(), session_.runningFor(), options_.verbose).c_str(),
+                stderr);
         return allCameBack() ? kExitGood : failureCode();
     }
 

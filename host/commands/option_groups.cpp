@@ -145,6 +145,15 @@ void addReopenOption(CLI::App *app, bool *noReopen)
         ->group(kLineGroup);
 }
 
+void addRealtimeOption(CLI::App *app, bool *realtime)
+{
+    app->add_flag(
+           "--realtime", *realtime,
+           "requests go out in time on a busy machine too: the thread of the line goes before all ordinary "
+           "programs, and memory stays in place; a line on standard error tells where the system refuses")
+        ->group(kLineGroup);
+}
+
 void addVariableOptions(CLI::App *app, CommandOptions *options)
 {
     app->add_option("VARIABLE", options->variables, "what to read: AREA:ADDRESS[:COUNT][@STATION]")
@@ -163,7 +172,10 @@ void addVariableOptions(CLI::App *app, CommandOptions *options)
 
 void addVerbosityOptions(CLI::App *app, OutputOptions *options)
 {
-    app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error")
+    app->add_flag(
+           "-v,--verbose", options->verbose,
+           "trace every frame on standard error, and tell what the port can do; the statistics also say "
+           "which errors it has noticed and how late requests were")
         ->group(kOutputGroup);
     app->add_flag("-q,--quiet", options->quiet,
                   "no statistics, advice or live table; values and failures are still told")

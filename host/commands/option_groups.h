@@ -44,6 +44,8 @@ void addOfflineOptions(CLI::App *app, CommandOptions *options);
 void addReopenOption(CLI::App *app, bool *noReopen);
 /// Variables by name, and one by -t, -r and -c.
 void addVariableOptions(CLI::App *app, CommandOptions *options);
+/// --realtime, for commands that go on for long.
+void addRealtimeOption(CLI::App *app, bool *realtime);
 /// What is told besides values.
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers are shown.

@@ -74,6 +74,22 @@ std::string counterLine(const Counters &c)
     return line;
 }
 
+std::string lineErrorsText(const std::optional<LineErrors> &errors)
+{
+    if (!errors)
+        return "line errors: unknown, since the port does not count them\n";
+    return "line errors: parity " + std::to_string(errors->parity) + ", framing " +
+           std::to_string(errors->framing) + ", overruns " + std::to_string(errors->overruns) + ", breaks " +
+           std::to_string(errors->breaks) + "\n";
+}
+
+std::string latenessText(const Histogram &lateness)
+{
+    return "requests later than their silence: p50 " + inMilliseconds(lateness.percentile(50)) + " ms, p99 " +
+           inMilliseconds(lateness.percentile(99)) + " ms, longest " + inMilliseconds(lateness.most()) +
+           " ms\n";
+}
+
 } // namespace
 
 Format formatOf(const std::string &name)
@@ -305,7 +321,12 @@ void LiveTable::draw(const std::vector<Row> &rows)
     std::fflush(stdout);
 }
 
-std::string describeStatistics(const Statistics &statistics, Time duration)
+std::string inMilliseconds(Time time)
+{
+    return fixed(seconds(time) * 1000, 2);
+}
+
+std::string describeStatistics(const Statistics &statistics, Time duration, bool detailed)
 {
     const Counters &total = statistics.total;
     const double runSeconds = seconds(duration);
@@ -317,6 +338,10 @@ std::string describeStatistics(const Statistics &statistics, Time duration)
     }
     text += "bytes out " + std::to_string(total.bytesOut) + ", in " + std::to_string(total.bytesIn) +
             ", thrown away " + std::to_string(total.foreignBytes) + "\n";
+    if (detailed || (statistics.lineErrors && statistics.lineErrors->any()))
+        text += lineErrorsText(statistics.lineErrors);
+    if (detailed)
+        text += latenessText(statistics.lateness);
     return text + fixed(rate, 1) + " requests per second over " + fixed(runSeconds, 1) + " s\n";
 }
 

@@ -96,7 +96,12 @@ private:
 };
 
 /// The statistics at the end, several lines.
-std::string describeStatistics(const Statistics &statistics, Time duration);
+/// @param detailed  with the lateness of requests, and with the errors of the line also where there are none;
+///                  otherwise these errors are told where there are some.
+std::string describeStatistics(const Statistics &statistics, Time duration, bool detailed);
+
+/// "0.25": a time in milliseconds with two digits.
+std::string inMilliseconds(Time time);
 
 } // namespace plc::host
 

@@ -26,7 +26,10 @@ namespace plc::host {
 
 namespace {
 
-constexpr Time kSlice = std::chrono::milliseconds(20);
+/// How long Ctrl-C may go unnoticed. Each wake-up takes time from the thread of the line.
+constexpr Time kSlice = std::chrono::milliseconds(200);
+/// The same while something is waited for.
+constexpr Time kPromptSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr Time kLineInterval = std::chrono::seconds(1); ///< until it is told what is waited for
 
@@ -44,8 +47,8 @@ class Run
 public:
     Run(const RunOptions &options, Project project)
         : options_(options), project_(std::move(project)), driver_(options.driver),
-          session_(driver_, project_.link, systemSurroundings(options.verbose)), monitor_(project_),
-          input_(project_.variables), lines_(STDIN_FILENO),
+          session_(driver_, project_.link, systemSurroundings(options.verbose, options.realtime)),
+          monitor_(project_), input_(project_.variables), lines_(STDIN_FILENO),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
           printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
     {
@@ -68,7 +71,7 @@ public:
         const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
         Time nextShow = start + interval;
         while (!isOver(end)) {
-            for (const InputLine &line : lines_.take(kSlice))
+            for (const InputLine &line : lines_.take(slice()))
                 takeLine(line);
             pump();
             if (interval == Time::zero() || steadyNow() < nextShow)
@@ -94,12 +97,17 @@ private:
         return options_.scans > 0 && monitor_.scans().scans() >= static_cast<std::uint64_t>(options_.scans);
     }
 
+    Time slice() const
+    {
+        return options_.verbose || options_.scans > 0 || !writes_.empty() ? kPromptSlice : kSlice;
+    }
+
     /// Waits for the writes that are open, and says so where that may take long.
     void finishWrites()
     {
         const Time told = steadyNow() + kLineInterval;
         for (bool tell = true; !writes_.empty() && !isInterrupted() && session_.portLost().empty();) {
-            session_.pump(steadyNow() + kSlice);
+            session_.pump(steadyNow() + kPromptSlice);
             reportEnded();
             if (!tell || writes_.empty() || steadyNow() < told)
                 continue;
@@ -273,18 +281,19 @@ private:
         }
     }
 
-    RunReport runReport() const
+    RunReport runReport(const Statistics &counted) const
     {
-        return {monitor_.scans(), session_.statistics().total, session_.runningFor(), project_.link.baud};
+        return {monitor_.scans(), counted, session_.runningFor(), project_.link.baud, options_.verbose};
     }
 
     ExitCode finish()
     {
+        const Statistics counted = session_.statistics();
         if (options_.outputFormat() == Format::NdJson)
-            printJson({{"statistics", jsonOf(runReport())}});
+            printJson({{"statistics", jsonOf(runReport(counted))}});
         if (!options_.quiet)
-            std::fputs((describeStatistics(session_.statistics(), session_.runningFor()) +
-                        describeScans(runReport()))
+            std::fputs((describeStatistics(counted, session_.runningFor(), options_.verbose) +
+                        describeScans(runReport(counted)))
                            .c_str(),
                        stderr);
         if (!session_.portLost().empty())

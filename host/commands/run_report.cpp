@@ -23,13 +23,31 @@ std::string describeRefresh(const ScanStatistics &scans, int level)
            inSeconds(interval.most()) + " s\n";
 }
 
+QJsonValue errorsOf(const Statistics &counted)
+{
+    if (!counted.lineErrors)
+        return "unknown";
+    const LineErrors &errors = *counted.lineErrors;
+    return QJsonObject{{"parity", static_cast<double>(errors.parity)},
+                       {"framing", static_cast<double>(errors.framing)},
+                       {"overruns", static_cast<double>(errors.overruns)},
+                       {"breaks", static_cast<double>(errors.breaks)}};
+}
+
+QJsonObject latenessOf(const Histogram &lateness)
+{
+    return {{"p50S", seconds(lateness.percentile(50))},
+            {"p99S", seconds(lateness.percentile(99))},
+            {"mostS", seconds(lateness.most())}};
+}
+
 } // namespace
 
 double RunReport::lineShare() const
 {
     const LineTiming timing(baud);
-    const double busy =
-        static_cast<double>(total.bytesOut + total.bytesIn) * seconds(timing.wire(1000)) / 1000.0;
+    const double busy = static_cast<double>(counted.total.bytesOut + counted.total.bytesIn) *
+                        seconds(timing.wire(1000)) / 1000.0;
     return duration > Time::zero() ? busy / seconds(duration) : 0.0;
 }
 
@@ -65,16 +83,20 @@ QJsonObject jsonOf(const RunReport &report)
                                       {"medianS", seconds(interval.percentile(50))},
                                       {"mostS", seconds(interval.most())}});
     }
-    return {{"scans", static_cast<double>(scans.scans())},
-            {"secondsPerScan", seconds(scans.durations().mean())},
-            {"requestsPerScan", scans.requestsPerScan()},
-            {"bytesPerScan", scans.bytesPerScan()},
-            {"requests", static_cast<double>(report.total.requests)},
-            {"bytesOut", static_cast<double>(report.total.bytesOut)},
-            {"bytesIn", static_cast<double>(report.total.bytesIn)},
-            {"seconds", seconds(report.duration)},
-            {"lineShare", report.lineShare()},
-            {"refresh", levels}};
+    QJsonObject told{{"scans", static_cast<double>(scans.scans())},
+                     {"secondsPerScan", seconds(scans.durations().mean())},
+                     {"requestsPerScan", scans.requestsPerScan()},
+                     {"bytesPerScan", scans.bytesPerScan()},
+                     {"requests", static_cast<double>(report.counted.total.requests)},
+                     {"bytesOut", static_cast<double>(report.counted.total.bytesOut)},
+                     {"bytesIn", static_cast<double>(report.counted.total.bytesIn)},
+                     {"seconds", seconds(report.duration)},
+                     {"lineShare", report.lineShare()},
+                     {"refresh", levels},
+                     {"lineErrors", errorsOf(report.counted)}};
+    if (report.detailed)
+        told.insert("lateness", latenessOf(report.counted.lateness));
+    return told;
 }
 
 } // namespace plc::host

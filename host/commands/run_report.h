@@ -16,9 +16,10 @@ namespace plc::host {
 struct RunReport
 {
     const ScanStatistics &scans;
-    Counters total;
+    const Statistics &counted;
     Time duration;
     int baud;
+    bool detailed; ///< with the lateness of requests
 
     /// Share of the time in which characters were on the line; above 1 on a pseudo-terminal.
     double lineShare() const;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <limits>
-#include <thread>
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
@@ -17,7 +16,10 @@ namespace plc::host {
 
 namespace {
 
-constexpr Time kSlice = std::chrono::milliseconds(20);
+/// How long Ctrl-C may go unnoticed. Each wake-up takes time from the thread of the line.
+constexpr Time kSlice = std::chrono::milliseconds(200);
+/// The same where something is to be shown as soon as it is there.
+constexpr Time kPromptSlice = std::chrono::milliseconds(20);
 constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr Time kLineInterval = std::chrono::seconds(1);
 /// Lines that are no older than this need not be repeated at the end.
@@ -34,7 +36,8 @@ class Watch
 public:
     explicit Watch(const WatchOptions &options)
         : options_(options), link_(options.link()), variables_(options.variableList(link_.oneBased())),
-          driver_(link_.driverPath), session_(driver_, link_, systemSurroundings(options.verbose)),
+          driver_(link_.driverPath),
+          session_(driver_, link_, systemSurroundings(options.verbose, options.realtime)),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text &&
                       !options.quiet && !options.once),
           printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
@@ -57,11 +60,10 @@ public:
         const Time interval = onTerminal_ ? kTableInterval : std::max(link_.pollInterval, kLineInterval);
         Time shownAt{};
         Time nextShow = start + (onTerminal_ ? Time::zero() : interval);
+        const Time slice = options_.once || options_.verbose ? kPromptSlice : kSlice;
         while (!isOver(end)) {
-            // News come hundreds of times a second; taking them in bundles leaves the processor to the thread
-            // of the line.
-            std::this_thread::sleep_for(kSlice);
-            session_.pump(steadyNow());
+            const Time until = std::min(steadyNow() + slice, end);
+            session_.pump(options_.once ? until : std::min(until, nextShow));
             if (steadyNow() < nextShow || options_.once)
                 continue;
             shownAt = steadyNow();
@@ -111,7 +113,9 @@ private:
     ExitCode finish() const
     {
         if (!options_.quiet)
-            std::fputs(describeStatistics(session_.statistics(), session_.runningFor()).c_str(), stderr);
+            std::fputs(
+                describeStatistics(session_.statistics(), session_.runningFor(), options_.verbose).c_str(),
+                stderr);
         if (!session_.portLost().empty())
             throw Failure(FailureKind::Port, session_.portLost());
         std::vector<OrderEnd> ends;

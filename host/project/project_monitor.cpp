@@ -18,10 +18,8 @@ void ProjectMonitor::note(const News &news)
         map_.note({request.station, request.regType, request.address, request.count}, news.ordinaryRead);
     read.startedAt = report.startedAt;
     read.endedAt = report.endedAt;
-    if (news.statistics) {
-        read.requestsSoFar = news.statistics->total.requests;
-        read.bytesSoFar = news.statistics->total.bytesOut + news.statistics->total.bytesIn;
-    }
+    read.requestsSoFar = news.requestsSoFar;
+    read.bytesSoFar = news.bytesSoFar;
     readings_.resize(static_cast<std::size_t>(map_.requestCount()));
     readings_[static_cast<std::size_t>(read.request)].note(report, stateOf(request.station));
     read.good = resultOf(report).end == OrderEnd::Good;

@@ -2,17 +2,33 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 
 namespace plc::runtime {
 
 namespace {
 
-const double kBucketWidth = std::log(1.01);
+/// Between a power of two and the next there are 128 buckets; their numbers grow with the durations.
+constexpr int kBits = 7;
+constexpr int kPerPower = 1 << kBits;
 
 int bucketOf(Time duration)
 {
-    const double nanoseconds = std::max(static_cast<double>(duration.count()), 1.0);
-    return static_cast<int>(std::lround(std::log(nanoseconds) / kBucketWidth));
+    auto nanoseconds = static_cast<std::uint64_t>(std::max<std::int64_t>(duration.count(), 1));
+    int power = 0;
+    // In big steps first: most durations are longer than a microsecond.
+    for (; nanoseconds >= (2ULL * kPerPower) << 8; power += 8)
+        nanoseconds >>= 8;
+    for (; nanoseconds >= 2ULL * kPerPower; ++power)
+        nanoseconds >>= 1;
+    return power * kPerPower + static_cast<int>(nanoseconds);
+}
+
+/// The longest duration of a bucket, in nanoseconds.
+double longestOf(int bucket)
+{
+    const int power = std::max(bucket / kPerPower - 1, 0);
+    return std::ldexp(bucket - power * kPerPower + 1, power) - 1;
 }
 
 /// @p nanoseconds as a time, within @p least and @p most. Compared before rounding, since a double next to
@@ -46,7 +62,7 @@ Time Histogram::percentile(int percent) const
     for (const auto &[bucket, number] : buckets_) {
         upToHere += number;
         if (100 * upToHere >= static_cast<std::uint64_t>(percent) * count_)
-            return within(std::exp(bucket * kBucketWidth), least_, most_);
+            return within(longestOf(bucket), least_, most_);
     }
     return Time::zero();
 }

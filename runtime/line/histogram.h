@@ -31,8 +31,9 @@ private:
     std::uint64_t count_ = 0;
     Time least_{};
     Time most_{};
-    double sum_ = 0;                       ///< in nanoseconds
-    std::map<int, std::uint64_t> buckets_; ///< number of durations of about 1.01 to the power of the key
+    double sum_ = 0; ///< in nanoseconds
+    std::map<int, std::uint64_t>
+        buckets_; ///< number of durations by bucket; a higher one is of longer durations
 };
 
 } // namespace plc::runtime

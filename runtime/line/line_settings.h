@@ -35,6 +35,8 @@ struct LineSettings
     bool anyRate = false;       ///< a port that runs at another rate is taken all the same
 
     int effectiveStopBits() const { return stopBits != 0 ? stopBits : parity == Parity::None ? 2 : 1; }
+    /// On the wire, start bit included.
+    int bitsPerCharacter() const { return 1 + 8 + (parity == Parity::None ? 0 : 1) + effectiveStopBits(); }
 };
 
 } // namespace plc::runtime

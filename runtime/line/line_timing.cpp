@@ -7,7 +7,6 @@ namespace plc::runtime {
 
 namespace {
 
-constexpr int kBitsPerCharacter = 11;
 constexpr int kFastestProportionalBaud = 19200;
 constexpr Time kFixedSilence = std::chrono::microseconds(1750);
 

@@ -13,6 +13,8 @@ namespace plc::runtime {
 class LineTiming
 {
 public:
+    static constexpr int kBitsPerCharacter = 11;
+
     /// @param baud  bits per second, at least 1.
     explicit LineTiming(int baud);
 

@@ -7,7 +7,9 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 
+#include "runtime/line/line_errors.h"
 #include "runtime/line/line_settings.h"
 #include "runtime/line/link_time.h"
 
@@ -31,6 +33,14 @@ public:
     /// What the device is told by when it is lost and looked for, for LineSettings::identity alone; empty:
     /// nothing but its name.
     virtual std::string identity() const { return std::string(); }
+
+    /// Bytes that arrive before @p until are of no use to the caller yet: the port may leave them to the
+    /// system and the thread asleep. A port for which that saves nothing returns at once.
+    virtual void rest(Time until) { (void)until; }
+
+    /// Errors that the port has noticed on the line since it was opened; nothing where it does not count
+    /// them.
+    virtual std::optional<LineErrors> errors() { return std::nullopt; }
 };
 
 /// Opens the port of the settings, and throws away what it has received so far; called on a thread of its

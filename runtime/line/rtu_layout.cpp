@@ -41,7 +41,7 @@ constexpr int kFileReference = 6;
 constexpr int kAddresses = 65536;
 constexpr int kCoilOn = 0xFF00;
 
-std::array<std::uint16_t, 256> makeCrcTable()
+constexpr std::array<std::uint16_t, 256> makeCrcTable()
 {
     std::array<std::uint16_t, 256> table{};
     for (unsigned value = 0; value < table.size(); ++value) {
@@ -51,6 +51,13 @@ std::array<std::uint16_t, 256> makeCrcTable()
         table[value] = static_cast<std::uint16_t>(crc);
     }
     return table;
+}
+
+constexpr std::array<std::uint16_t, 256> kCrcTable = makeCrcTable();
+
+std::uint16_t crcStep(std::uint16_t crc, unsigned char byte)
+{
+    return static_cast<std::uint16_t>((crc >> 8) ^ kCrcTable[(crc ^ byte) & 0xFFu]);
 }
 
 int wordAt(const unsigned char *bytes, int at)
@@ -234,15 +241,14 @@ ContentLength normalReplyLength(const unsigned char *bytes, int available)
 
 std::uint16_t crcWith(std::uint16_t crc, unsigned char byte)
 {
-    static const std::array<std::uint16_t, 256> kTable = makeCrcTable();
-    return static_cast<std::uint16_t>((crc >> 8) ^ kTable[(crc ^ byte) & 0xFFu]);
+    return crcStep(crc, byte);
 }
 
 std::uint16_t crcOf(const char *bytes, int length)
 {
     std::uint16_t crc = kCrcStart;
     for (int i = 0; i < length; ++i)
-        crc = crcWith(crc, static_cast<unsigned char>(bytes[i]));
+        crc = crcStep(crc, static_cast<unsigned char>(bytes[i]));
     return crc;
 }
 

@@ -27,6 +27,11 @@ constexpr int kWarnedShare = 100; ///< one hundredth
 constexpr int kRefusedPercent = 3;
 /// Begins the identity of a pseudo-terminal; behind it stands what the link to it is told by.
 const char *const kLink = "link ";
+/// A read that waits takes no longer than VTIME and what a machine with slow ticks adds.
+constexpr int kReadTenths = 1;
+constexpr Time kReadWait = std::chrono::milliseconds(100 * kReadTenths + 20);
+/// Up to here the processor has time for an interrupt for each character.
+constexpr int kFastestSingleBaud = 115200;
 
 TerminalSystem &realSystem()
 {
@@ -75,8 +80,10 @@ void setCharacter(TerminalMode *mode, const LineSettings &settings)
         record.c_cflag |= PARODD;
     if (settings.effectiveStopBits() == 2)
         record.c_cflag |= CSTOPB;
-    record.c_cc[VMIN] = 1; // nothing to read is an error of its own, and not the end of the device
-    record.c_cc[VTIME] = 0;
+    // A read that waits ends with the first bytes, or empty after VTIME; any other fails where nothing is
+    // there.
+    record.c_cc[VMIN] = 0;
+    record.c_cc[VTIME] = kReadTenths;
 }
 
 bool isFarther(int real, int asked, int numerator, int denominator)
@@ -108,8 +115,9 @@ SerialPort::SerialPort(const LineSettings &settings, const PortListener &listene
         configure(settings, listener);
         if (settings.rs485)
             switchDirection(settings, listener);
-        hurry(listener);
+        hurry(settings, listener);
         system_.control(descriptor_, TCFLSH, TCIOFLUSH);
+        errorsBefore_ = countedErrors().value_or(LineErrors());
     } catch (...) {
         release();
         throw;
@@ -161,12 +169,16 @@ void SerialPort::identify(const LineSettings &settings)
 
 void SerialPort::release()
 {
+    if (triggerBefore_ > 0)
+        system_.setFifoTrigger(descriptor_, triggerBefore_);
     if (directionBefore_)
         system_.control(descriptor_, TIOCSRS485, &directionBefore_->record);
     if (before_)
         writeMode(*before_);
     if (isClaimed_)
         system_.control(descriptor_, TIOCNXCL, 0);
+    if (waiting_ >= 0)
+        system_.close(waiting_);
     system_.close(descriptor_);
 }
 
@@ -179,6 +191,7 @@ void SerialPort::claim(const LineSettings &settings)
         refuse(settings, reasonOf(errno));
     if (system_.lock(descriptor_) != 0 && errno == EWOULDBLOCK)
         refuseInUse(settings, "it is in use by another program");
+    waiting_ = system_.openToWait(descriptor_);
     isClaimed_ = true;
     system_.control(descriptor_, TIOCEXCL, 0);
 }
@@ -309,9 +322,10 @@ void SerialPort::switchDirection(const LineSettings &settings, const PortListene
         listener({false, "port '" + name_ + "' switches the direction of the line by RTS"});
 }
 
-/// Asks converters to hand bytes over at once instead of in bursts every 16 ms. Ports that know nothing of
-/// this are not slower for it.
-void SerialPort::hurry(const PortListener &listener) const
+/// Asks converters to hand bytes over at once instead of in bursts every 16 ms, and chips not to wait for
+/// bytes that do not come: behind a reply they wait for four characters. The thread sleeps through a reply,
+/// so that it is not woken more often for that. Ports that know nothing of this are not slower for it.
+void SerialPort::hurry(const LineSettings &settings, const PortListener &listener)
 {
     serial_struct serial{};
     if (system_.control(descriptor_, TIOCGSERIAL, &serial) != 0)
@@ -319,6 +333,37 @@ void SerialPort::hurry(const PortListener &listener) const
     serial.flags = static_cast<int>(static_cast<unsigned>(serial.flags) | ASYNC_LOW_LATENCY);
     if (system_.control(descriptor_, TIOCSSERIAL, &serial) == 0 && listener)
         listener({false, "port '" + name_ + "' hands bytes over at once"});
+    const int trigger = system_.fifoTrigger(descriptor_);
+    if (trigger <= 1 || settings.baud > kFastestSingleBaud || !system_.setFifoTrigger(descriptor_, 1))
+        return;
+    triggerBefore_ = trigger;
+    if (listener)
+        listener({false, "port '" + name_ + "' hands over single bytes, no longer " +
+                             std::to_string(trigger) + " together"});
+}
+
+/// As the driver of the device has counted since the system was started.
+std::optional<LineErrors> SerialPort::countedErrors() const
+{
+    serial_icounter_struct counted{};
+    if (system_.control(descriptor_, TIOCGICOUNT, &counted) != 0)
+        return std::nullopt;
+    const auto number = [](int count) { return std::uint64_t{static_cast<unsigned>(count)}; };
+    return LineErrors{number(counted.parity), number(counted.frame),
+                      number(counted.overrun) + number(counted.buf_overrun), number(counted.brk)};
+}
+
+std::optional<LineErrors> SerialPort::errors()
+{
+    const std::optional<LineErrors> now = countedErrors();
+    if (!now)
+        return std::nullopt;
+    // The system counts in 32 bits, and then from 0 again.
+    const auto since = [](std::uint64_t before, std::uint64_t after) {
+        return std::uint64_t{static_cast<std::uint32_t>(after - before)};
+    };
+    return LineErrors{since(errorsBefore_.parity, now->parity), since(errorsBefore_.framing, now->framing),
+                      since(errorsBefore_.overruns, now->overruns), since(errorsBefore_.breaks, now->breaks)};
 }
 
 void SerialPort::refuse(const LineSettings &settings, const std::string &reason) const
@@ -357,8 +402,7 @@ void SerialPort::send(const QByteArray &bytes)
         if (sent < 0 && errno == EINTR)
             continue;
         const bool isFull = sent < 0 && errno == EAGAIN;
-        if (!isFull || system_.now() >= limit ||
-            system_.waitToWrite(descriptor_, limit - system_.now()) != Readiness::Ready)
+        if (!isFull || system_.now() >= limit || system_.waitToWrite(descriptor_, limit) != Readiness::Ready)
             lost("sending");
     }
 }
@@ -366,20 +410,35 @@ void SerialPort::send(const QByteArray &bytes)
 QByteArray SerialPort::receive(Time until)
 {
     constexpr int kMostAtOnce = 1024;
+    // A read that waits spares the call that waits. It knows no other time than VTIME.
+    bool readWaits = waiting_ >= 0 && until - system_.now() >= kReadWait;
     for (;;) {
-        const Readiness ready =
-            system_.waitToRead(descriptor_, std::max(until - system_.now(), Time::zero()));
-        if (ready == Readiness::TimedOut)
+        if (!readWaits && !isReady(until))
             return QByteArray();
-        if (ready == Readiness::HungUp)
-            lost("listening");
         char bytes[kMostAtOnce];
-        const long got = system_.read(descriptor_, bytes, sizeof bytes);
+        const long got = system_.read(readWaits ? waiting_ : descriptor_, bytes, sizeof bytes);
         if (got > 0)
             return QByteArray(bytes, static_cast<int>(got));
-        if (got == 0 || (errno != EAGAIN && errno != EINTR))
+        const bool isTimeOver = readWaits && got == 0;
+        if (!isTimeOver && (got == 0 || (errno != EAGAIN && errno != EINTR)))
             lost("listening");
+        // A device that has gone ends a read that waits empty, too. The other way to wait tells.
+        readWaits = readWaits && !isTimeOver;
     }
+}
+
+/// @return false when there is nothing to read by @p until.
+bool SerialPort::isReady(Time until)
+{
+    const Readiness ready = system_.waitToRead(descriptor_, until);
+    if (ready == Readiness::HungUp)
+        lost("listening");
+    return ready == Readiness::Ready;
+}
+
+void SerialPort::rest(Time until)
+{
+    system_.sleepUntil(until);
 }
 
 } // namespace plc::runtime

@@ -47,6 +47,8 @@ public:
     void send(const QByteArray &bytes) override;
     QByteArray receive(Time until) override;
     std::string identity() const override { return identity_; }
+    void rest(Time until) override;
+    std::optional<LineErrors> errors() override;
 
 private:
     void open(const LineSettings &settings);
@@ -60,7 +62,9 @@ private:
     bool readMode(TerminalMode *mode) const;
     bool writeMode(const TerminalMode &mode) const;
     int trueRate(int told) const;
-    void hurry(const PortListener &listener) const;
+    void hurry(const LineSettings &settings, const PortListener &listener);
+    std::optional<LineErrors> countedErrors() const;
+    bool isReady(Time until);
     void release();
     [[noreturn]] void refuse(const LineSettings &settings, const std::string &reason) const;
     [[noreturn]] void refuseInUse(const LineSettings &settings, const std::string &otherwise) const;
@@ -72,9 +76,12 @@ private:
     std::string path_; ///< that was opened
     std::string identity_;
     int descriptor_ = -1;
+    int waiting_ = -1; ///< the same device, for reads that wait; -1 where there is none
     bool isClaimed_ = false;
     std::unique_ptr<TerminalMode> before_;       ///< to be put back; null for nothing
     std::unique_ptr<Direction> directionBefore_; ///< to be put back; null for nothing
+    int triggerBefore_ = -1;                     ///< to be put back; -1 for nothing
+    LineErrors errorsBefore_;                    ///< counted before the port was opened
 };
 
 } // namespace plc::runtime

@@ -29,12 +29,11 @@ timespec timespecOf(Time time)
     return spec;
 }
 
-Readiness waitFor(int descriptor, short events, Time atMost)
+Readiness waitFor(int descriptor, short events, Time until)
 {
-    const Time end = steadyNow() + atMost;
     for (;;) {
         pollfd entry{descriptor, events, 0};
-        const timespec left = timespecOf(std::max(end - steadyNow(), Time::zero()));
+        const timespec left = timespecOf(std::max(until - steadyNow(), Time::zero()));
         const int ready = ppoll(&entry, 1, &left, nullptr);
         if (ready == 0)
             return Readiness::TimedOut;
@@ -43,6 +42,17 @@ Readiness waitFor(int descriptor, short events, Time atMost)
         if (errno != EINTR)
             return Readiness::HungUp;
     }
+}
+
+/// Where the kernel shows and takes the trigger of the device; empty where @p descriptor is none.
+std::string triggerPath(int descriptor)
+{
+    struct stat device
+    {};
+    if (fstat(descriptor, &device) != 0)
+        return std::string();
+    return "/sys/dev/char/" + std::to_string(gnu_dev_major(device.st_rdev)) + ":" +
+           std::to_string(gnu_dev_minor(device.st_rdev)) + "/rx_trig_bytes";
 }
 
 } // namespace
@@ -153,6 +163,19 @@ bool TerminalSystem::isPseudoTerminal(int descriptor)
     return kind >= kFirst && kind <= kLast;
 }
 
+int TerminalSystem::openToWait(int descriptor)
+{
+    // Opening must not wait for a carrier, as it would without O_NONBLOCK; reading has to wait.
+    const int second = open("/proc/self/fd/" + std::to_string(descriptor));
+    if (second < 0)
+        return -1;
+    const int flags = fcntl(second, F_GETFL);
+    if (flags >= 0 && fcntl(second, F_SETFL, flags & ~O_NONBLOCK) == 0)
+        return second;
+    close(second);
+    return -1;
+}
+
 long TerminalSystem::read(int descriptor, void *bytes, std::size_t count)
 {
     return ::read(descriptor, bytes, count);
@@ -163,19 +186,44 @@ long TerminalSystem::write(int descriptor, const void *bytes, std::size_t count)
     return ::write(descriptor, bytes, count);
 }
 
-Readiness TerminalSystem::waitToRead(int descriptor, Time atMost)
+Readiness TerminalSystem::waitToRead(int descriptor, Time until)
 {
-    return waitFor(descriptor, POLLIN, atMost);
+    return waitFor(descriptor, POLLIN, until);
 }
 
-Readiness TerminalSystem::waitToWrite(int descriptor, Time atMost)
+Readiness TerminalSystem::waitToWrite(int descriptor, Time until)
 {
-    return waitFor(descriptor, POLLOUT, atMost);
+    return waitFor(descriptor, POLLOUT, until);
+}
+
+void TerminalSystem::sleepUntil(Time until)
+{
+    const timespec left = timespecOf(std::max(until - steadyNow(), Time::zero()));
+    nanosleep(&left, nullptr);
 }
 
 Time TerminalSystem::now()
 {
     return steadyNow();
+}
+
+int TerminalSystem::fifoTrigger(int descriptor)
+{
+    int bytes = -1;
+    std::ifstream(triggerPath(descriptor)) >> bytes;
+    return bytes > 0 ? bytes : -1;
+}
+
+bool TerminalSystem::setFifoTrigger(int descriptor, int bytes)
+{
+    // Unbuffered, so that the kernel's answer is that of this call.
+    const int file = ::open(triggerPath(descriptor).c_str(), O_WRONLY | O_CLOEXEC);
+    if (file < 0)
+        return false;
+    const std::string text = std::to_string(bytes);
+    const bool isTaken = ::write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+    ::close(file);
+    return isTaken;
 }
 
 } // namespace plc::runtime

@@ -46,13 +46,21 @@ public:
     /// another link.
     virtual std::string linkAt(const std::string &path);
     virtual bool isPseudoTerminal(int descriptor);
+    /// Opens the device of @p descriptor once more, for reads that wait as long as the device's VTIME says.
+    /// To be called before anybody claims the device.
+    virtual int openToWait(int descriptor);
     virtual long read(int descriptor, void *bytes, std::size_t count);
     virtual long write(int descriptor, const void *bytes, std::size_t count);
-    /// Waits until the device can be read (or written), at most for @p atMost. A signal does not end the
+    /// Waits until the device can be read (or written), at most until @p until. A signal does not end the
     /// wait.
-    virtual Readiness waitToRead(int descriptor, Time atMost);
-    virtual Readiness waitToWrite(int descriptor, Time atMost);
+    virtual Readiness waitToRead(int descriptor, Time until);
+    virtual Readiness waitToWrite(int descriptor, Time until);
+    /// Sleeps until @p until, whatever arrives. A signal ends the sleep.
+    virtual void sleepUntil(Time until);
     virtual Time now();
+    /// Received bytes at which the chip of the device calls the processor; -1 where that is not told.
+    virtual int fifoTrigger(int descriptor);
+    virtual bool setFifoTrigger(int descriptor, int bytes);
 
 private:
     std::string lastingNames_;

@@ -3,11 +3,17 @@
 #include <algorithm>
 #include <system_error>
 
+#include "runtime/line/line_thread.h"
+#include "runtime/master/turn.h"
+
 namespace plc::runtime {
 
 namespace {
 
 constexpr Time kLongestWait = std::chrono::milliseconds(50);
+/// Of the thread of the line: how long the end of communication may go unnoticed.
+constexpr Time kLongestTurn = std::chrono::milliseconds(150);
+constexpr Time kErrorsInterval = std::chrono::seconds(1);
 
 } // namespace
 
@@ -55,6 +61,8 @@ void Communication::stop()
 
 void Communication::run(std::unique_ptr<Port> port)
 {
+    wakeOnTime();
+    surroundings_.atStart();
     LineSettings wanted = settings_;
     while (port) {
         search_.opened(steadyNow());
@@ -74,9 +82,6 @@ void Communication::run(std::unique_ptr<Port> port)
         if (port)
             link_.portFound(steadyNow());
     }
-    News last;
-    last.statistics = link_.statistics();
-    news_.put(std::move(last));
 }
 
 /// Waits until the lost port is back.
@@ -120,15 +125,25 @@ std::unique_ptr<Port> Communication::tryToOpen(const LineSettings &wanted,
 
 void Communication::exchange(Port &port)
 {
+    const std::optional<LineErrors> before = errors_;
     QByteArray arrived;
+    Time errorsDue{};
     while (!stopping_) {
-        const Instruction todo = link_.advance(steadyNow(), arrived);
-        if (!todo.send.isEmpty()) {
-            port.send(todo.send);
-            link_.transmitted(steadyNow());
+        if (steadyNow() >= errorsDue) {
+            noteErrors(port, before);
+            errorsDue = steadyNow() + kErrorsInterval;
         }
-        arrived = port.receive(std::min(todo.wakeAt, steadyNow() + kLongestWait));
+        arrived = takeTurn(link_, port, steadyNow, arrived, kLongestTurn);
     }
+    noteErrors(port, before);
+}
+
+/// @param before  errors on earlier ports.
+void Communication::noteErrors(Port &port, const std::optional<LineErrors> &before)
+{
+    if (const std::optional<LineErrors> counted = port.errors())
+        errors_ = before.value_or(LineErrors()) + *counted;
+    link_.noteLineErrors(errors_);
 }
 
 } // namespace plc::runtime

@@ -32,6 +32,7 @@ public:
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return steadyNow(); }
     std::vector<News> take(Time until) override { return news_.take(until); }
+    Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
     void setOpenOrders(int count) override { link_.setOpenOrders(count); }
     bool setStationEnabled(int station, bool enabled) override
     {
@@ -49,6 +50,7 @@ private:
     std::unique_ptr<Port> find(const LineSettings &wanted);
     std::unique_ptr<Port> tryToOpen(const LineSettings &wanted, std::optional<PortOpening> *opening,
                                     Time until);
+    void noteErrors(Port &port, const std::optional<LineErrors> &before);
 
     const LinkSettings settings_;
     const Surroundings surroundings_;
@@ -57,6 +59,7 @@ private:
     PortSearch search_;
     std::thread thread_;
     std::atomic<bool> stopping_{false};
+    std::optional<LineErrors> errors_; ///< on all ports so far; the thread's
 };
 
 } // namespace plc::runtime

@@ -1,6 +1,7 @@
 #include "runtime/master/cycle.h"
 
 #include <algorithm>
+#include <cstring>
 #include <optional>
 
 #include "core/register_types.h"
@@ -18,6 +19,15 @@ constexpr int kBufferLimit = 1024;
 constexpr int kBufferKept = 512;
 
 constexpr int kWithheldAtOnce = 16;
+/// A thread that is woken later than that was kept off the processor, which tells nothing of the next time.
+constexpr Time kUsualLateness = std::chrono::microseconds(200);
+
+/// Quicker than QByteArray::contains(), which makes a table of 256 entries each time.
+bool contains(const QByteArray &bytes, const QByteArray &part)
+{
+    return memmem(bytes.constData(), static_cast<std::size_t>(bytes.size()), part.constData(),
+                  static_cast<std::size_t>(part.size())) != nullptr;
+}
 
 /// A request to station 0 is to every station.
 constexpr int kEverybody = 0;
@@ -157,7 +167,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
         switch (state_) {
         case CycleState::Idle:
             if (withheld == kWithheldAtOnce || !fetch(now))
-                return {QByteArray(), now + settings_.idlePause};
+                return {QByteArray(), now + settings_.idlePause, Time()};
             withheld += state_ == CycleState::Idle ? 1 : 0;
             break;
         case CycleState::WaitingSilence: {
@@ -169,7 +179,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
                 withhold(now);
                 ++withheld;
             } else if (now < limit) {
-                return {QByteArray(), std::min(due, limit)};
+                return {QByteArray(), std::min(due, limit), Time()};
             } else {
                 giveUpSending(now);
             }
@@ -179,7 +189,7 @@ Instruction Cycle::advance(Time now, const QByteArray &arrived)
         case CycleState::WaitingTurnaround:
         case CycleState::ListeningOut:
             if (now < waitEnd())
-                return {QByteArray(), waitEnd()};
+                return {QByteArray(), waitEnd(), attempt_.completeAt};
             endWait(now);
             break;
         }
@@ -309,11 +319,13 @@ bool Cycle::replyIsDue() const
 Instruction Cycle::transmit(Time now)
 {
     const QByteArray &frame = request().frame;
+    const Time lateness = now - std::max(silenceDue(), waitingSince_);
     if (settings_.policies.discardInput)
         discardBefore(now, buffer_.size(), "outside an exchange");
     echoes_.sent(frame);
     state_ = stateWhenSent();
     attempt_ = Attempt();
+    attempt_.lateness = lateness;
     attempt_.shape = shapeOfReply();
     // The wait starts with the last stop bit, which may leave long after the bytes were handed over.
     attempt_.sentUntil = now + settings_.timing.wire(frame.size());
@@ -332,7 +344,7 @@ Instruction Cycle::transmit(Time now)
     });
     if (observer_)
         observer_->sent(now, frame, report_.attempts);
-    return {frame, attempt_.deadline};
+    return {frame, attempt_.deadline, Time()};
 }
 
 CycleState Cycle::stateWhenSent() const
@@ -375,7 +387,10 @@ void Cycle::take(Time now, const QByteArray &arrived)
     if (observer_)
         observer_->received(now, arrived);
     lastActivity_ = std::max(lastActivity_, now);
-    buffer_.append(arrived);
+    if (buffer_.isEmpty())
+        buffer_ = arrived; // shares the bytes
+    else
+        buffer_.append(arrived);
     if (buffer_.size() > kBufferLimit)
         discardBefore(now, buffer_.size() - kBufferKept, "too much for one reply");
     if (isListening()) {
@@ -442,13 +457,14 @@ void Cycle::count(Change change)
 void Cycle::examine(Time now, bool waitIsOver)
 {
     attempt_.isDamaged = false;
+    attempt_.completeAt = Time();
     // Nothing passes before the echo has come: the echo of a single write is byte for byte its good reply.
     if (!stripEchoes(now)) {
         attempt_.heard = true;
         return;
     }
     attempt_.heard = attempt_.heard || !buffer_.isEmpty();
-    attempt_.echoHeard = attempt_.echoHeard || (!settings_.removeEcho && buffer_.contains(request().frame));
+    attempt_.echoHeard = attempt_.echoHeard || (!settings_.removeEcho && contains(buffer_, request().frame));
     const bool isUnchecked = !settings_.policies.checkReplies && state_ == CycleState::WaitingReply &&
                              head_->replyLen == kReplyOpen && !request().isReadHalf;
     for (;;) {
@@ -486,6 +502,8 @@ void Cycle::examine(Time now, bool waitIsOver)
             discardBefore(now, sighting.at + sighting.length, "not accepted by the driver");
             continue;
         case Found::Beginning:
+            attempt_.completeAt = completionOf(now, sighting);
+            [[fallthrough]];
         case Found::Nothing:
             // With an earlier attempt unanswered the damaged reply may be the answer to that attempt.
             attempt_.isDamaged = settings_.policies.endOnDamage && state_ == CycleState::WaitingReply &&
@@ -493,6 +511,18 @@ void Cycle::examine(Time now, bool waitIsOver)
             return;
         }
     }
+}
+
+/// When the reply that has begun will be there, if its bytes follow each other at the speed of the line.
+Time Cycle::completionOf(Time now, const Sighting &begun) const
+{
+    // Its first bytes do not tell yet that no exception follows, which is shorter.
+    const int due = begun.length > 0 ? begun.length : kExceptionLen;
+    const int missing = std::max(due - (buffer_.size() - begun.at), 0);
+    const Time wire =
+        settings_.timing.wire(missing) * settings_.bitsPerCharacter / LineTiming::kBitsPerCharacter;
+    // The thread has learned of the first bytes about as late as it was woken to send the request.
+    return now + wire - std::min(attempt_.lateness, kUsualLateness);
 }
 
 /// The station has refused the request.
@@ -665,6 +695,8 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
     if (!tellsNothing(end))
         count([end](Counters &c) { countEnd(end, &c); });
     if (wasSent(end)) {
+        // Not when the frame went out: that would have made it later.
+        statistics_.lateness.add(attempt_.lateness);
         lateReplies_.attemptEnded(answerOf(end, attempt_.isDamaged),
                                   attempt_.sentUntil + rules_.responseTimeout);
         letRest(now);

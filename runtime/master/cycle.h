@@ -126,6 +126,8 @@ struct CycleSettings : StationRules
 {
     LineTiming timing{19200};
     std::map<int, StationRules> stations; ///< that have rules of their own, by number
+    /// On the wire, start and stop bits included. Silences count 11 whatever this says.
+    int bitsPerCharacter = 11;
     /// Silence granted to the stations after a broadcast (MODBUS over Serial Line V1.02, 2.4.1), and to
     /// stations that are said not to answer a write; an answer that comes within is taken.
     Time turnaround = std::chrono::milliseconds(100);
@@ -157,6 +159,8 @@ struct Instruction
 {
     QByteArray send; ///< to be transmitted now in one go; empty for nothing
     Time wakeAt{};   ///< call advance() again at this time, and earlier whenever bytes arrive
+    /// Bytes that arrive before this time may wait until then: alone they decide nothing. 0 = there is none.
+    Time restUntil{};
 };
 
 /// States and their names follow MODBUS over Serial Line V1.02, 2.4.1.
@@ -195,8 +199,10 @@ private:
     struct Attempt
     {
         ReplyShape shape;          ///< of the reply that is due
+        Time lateness{};           ///< by which it went out later than the silence allowed
         Time sentUntil{};          ///< when the last stop bit left, or will
         Time deadline{};           ///< end of the wait
+        Time completeAt{};         ///< when the reply that has begun will be there; 0 = none has begun
         bool isExtended = false;   ///< the deadline was put off, or must not be
         bool anythingCame = false; ///< at least a byte, of the echo perhaps
         bool heard = false;        ///< at least a byte that was not the echo
@@ -230,6 +236,7 @@ private:
     int judgeNothing();
     void discardBefore(Time now, int bytes, const char *why);
     void noteForeign(Time now, int bytes, const char *why);
+    Time completionOf(Time now, const Sighting &begun) const;
     bool isListening() const;
 
     // The end of a wait.

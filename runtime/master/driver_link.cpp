@@ -39,6 +39,7 @@ CycleSettings cycleSettings(const LinkSettings &link)
     for (const auto &[station, own] : link.stations)
         settings.stations.emplace(station, link.rulesOf(station));
     settings.timing = LineTiming(link.baud);
+    settings.bitsPerCharacter = link.bitsPerCharacter();
     settings.turnaround = link.turnaround;
     settings.removeEcho = link.echo;
     settings.policies = link.policies;
@@ -120,7 +121,11 @@ Instruction DriverLink::advance(Time now, const QByteArray &arrived)
 {
     now_ = now;
     const Calling here(this);
-    Instruction todo = cycle_.advance(now, arrived);
+    Instruction todo;
+    {
+        const std::lock_guard<std::mutex> lock(counting_);
+        todo = cycle_.advance(now, arrived);
+    }
     tellReleased();
     const std::lock_guard<std::mutex> lock(mutex_);
     if (isPortLost_ && handedOver_.isEmptied())
@@ -139,12 +144,14 @@ void DriverLink::portLost(Time now, const std::string &reason)
         handedOver_.doubt();
     }
     const Calling here(this);
-    cycle_.portLost(now);
+    {
+        const std::lock_guard<std::mutex> lock(counting_);
+        cycle_.portLost(now);
+    }
     trace(now, "--", reason);
     News news;
     news.port.emplace();
     news.port->reason = reason;
-    news.statistics = cycle_.statistics();
     const std::lock_guard<std::mutex> lock(mutex_);
     // Later on the driver gives back pieces of orders of which other pieces had been sent.
     news.port->sent = handedOver_.unconfirmed();
@@ -171,6 +178,20 @@ void DriverLink::portFound(Time now)
     isPortLost_ = false;
     news.port->lasted = now - portLostAt_;
     sink_.put(std::move(news));
+}
+
+void DriverLink::noteLineErrors(const std::optional<LineErrors> &errors)
+{
+    const std::lock_guard<std::mutex> lock(counting_);
+    lineErrors_ = errors;
+}
+
+Statistics DriverLink::statisticsSoFar()
+{
+    const std::lock_guard<std::mutex> lock(counting_);
+    Statistics counted = cycle_.statistics();
+    counted.lineErrors = lineErrors_;
+    return counted;
 }
 
 bool DriverLink::setStationEnabled(int station, bool enabled)
@@ -247,6 +268,7 @@ Protocol *DriverLink::next()
         head = nextOfLevels();
     onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
     handedOver_.served(head);
+    anyReleased_ = handedOver_.anyReleased();
     transactionOpen_ = head != nullptr;
     return head;
 }
@@ -318,13 +340,14 @@ Protocol *DriverLink::sendProbe(const Probe &probe)
 
 void DriverLink::tellReleased()
 {
+    if (!anyReleased_)
+        return;
+    anyReleased_ = false;
     News news;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         news.released = handedOver_.takeReleased();
     }
-    if (news.released.empty())
-        return;
     for (const Ticket ticket : news.released)
         failed_.erase(ticket);
     sink_.put(std::move(news));
@@ -387,7 +410,9 @@ void DriverLink::transactionEnded(const TransactionReport &report)
     const Request &request = report.request;
     news.ordinaryRead =
         isOrdinaryRead(*result_, {request.station, request.regType, request.address, request.count});
-    news.statistics = cycle_.statistics();
+    const Counters &total = cycle_.statistics().total;
+    news.requestsSoFar = total.requests;
+    news.bytesSoFar = total.bytesOut + total.bytesIn;
     const std::lock_guard<std::mutex> lock(mutex_);
     news.orders = endedWith(report);
     news.station = changeOf(report);
@@ -465,29 +490,30 @@ std::optional<StationNews> DriverLink::changeOf(const TransactionReport &report)
 
 void DriverLink::sent(Time now, const QByteArray &frame, int attempt)
 {
-    trace(now, "->", hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
+    if (trace_)
+        trace(now, "->", hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
 }
 
 void DriverLink::received(Time now, const QByteArray &bytes)
 {
-    trace(now, "<-", hexText(bytes));
+    if (trace_)
+        trace(now, "<-", hexText(bytes));
 }
 
 void DriverLink::discarded(Time now, int bytes, const char *why)
 {
-    trace(now, "--", std::to_string(bytes) + " bytes thrown away: " + why);
+    if (trace_)
+        trace(now, "--", std::to_string(bytes) + " bytes thrown away: " + why);
 }
 
 void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
 {
-    if (!onlyLevels_ || end != AttemptEnd::Withheld)
+    if (trace_ && (!onlyLevels_ || end != AttemptEnd::Withheld))
         trace(now, "--", endText(end, exceptionCode));
 }
 
 void DriverLink::trace(Time now, const char *mark, const std::string &text)
 {
-    if (!trace_)
-        return;
     char head[32];
     std::snprintf(head, sizeof head, "%13.6f %s ", seconds(now - startedAt_), mark);
     News news;

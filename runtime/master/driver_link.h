@@ -21,8 +21,8 @@ bool isGroupedRead(const Request &request);
 /// and the bytes, it answers what to send and when to wake it. A driver has one link at a time, since its
 /// callbacks carry no object.
 ///
-/// advance() and transmitted() belong to one thread. The functions from setOpenOrders() on may come from
-/// another.
+/// advance(), transmitted() and noteLineErrors() belong to one thread. The functions from statisticsSoFar()
+/// on may come from another.
 class DriverLink : private CycleDriver, private CycleObserver
 {
 public:
@@ -41,6 +41,8 @@ public:
     /// As Cycle::transmitted().
     void transmitted(Time now) { cycle_.transmitted(now); }
     const Statistics &statistics() const { return cycle_.statistics(); }
+    /// What the port has counted since communication began; see Port::errors().
+    void noteLineErrors(const std::optional<LineErrors> &errors);
 
     /// The port is lost. What is under way ends, and nothing more is permitted. advance() goes on, without
     /// bytes and with nothing to send, until the port is back: so the driver gives back what it holds of the
@@ -52,6 +54,7 @@ public:
     void portFound(Time now);
 
     /// As in Link.
+    Statistics statisticsSoFar();
     void setOpenOrders(int count) { openOrders_ = count; }
     bool setStationEnabled(int station, bool enabled);
     bool betweenRequests(const std::function<void()> &work);
@@ -70,6 +73,7 @@ private:
     void transactionEnded(const TransactionReport &report) override;
 
     void tellReleased();
+    /// Only where somebody traces: the text is not made for nobody.
     void trace(Time now, const char *mark, const std::string &text);
 
     // With the lock held.
@@ -103,11 +107,16 @@ private:
     // The thread of advance().
     Time now_{};
     bool transactionOpen_ = false;
-    bool onlyLevels_ = false; ///< the transaction in progress only brings the driver to serve its levels
+    bool anyReleased_ = false; ///< withdrawn orders that have not been told
+    bool onlyLevels_ = false;  ///< the transaction in progress only brings the driver to serve its levels
     const RW_VAR *result_ = nullptr;            ///< what the driver returned last; its own record
     std::vector<std::pair<Ticket, int>> ended_; ///< orders and outcomes that the callback brought
     /// Orders of which a request has failed that the driver counts as done.
     std::map<Ticket, OrderResult> failed_;
+
+    /// For the counters of the cycle and what follows. Taken before any other lock.
+    std::mutex counting_;
+    std::optional<LineErrors> lineErrors_;
 
     /// For what follows. Taken before any lock of the driver or the sink, and never inside the driver's
     /// callback. News of a change are put while it is held: whoever finds the change made finds its news in

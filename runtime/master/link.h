@@ -61,7 +61,9 @@ struct News
     std::optional<StationNews> station; ///< behind the orders
     std::string trace;
     std::optional<PortNews> port; ///< alone
-    std::optional<Statistics> statistics;
+    /// Carried by the line up to the end of the transaction, repeats included.
+    std::uint64_t requestsSoFar = 0;
+    std::uint64_t bytesSoFar = 0; ///< in both directions
 };
 
 /// Takes news on the thread of the line, and keeps them in their order until the session takes them.
@@ -94,8 +96,11 @@ public:
 
     /// The clock of the session and of all times in the news.
     virtual Time now() const = 0;
-    /// Takes all news, oldest first; waits for the first until @p until at the latest.
+    /// Takes all news, oldest first. Waits until @p until at the latest for news of orders, stations or the
+    /// port; reports of reads alone may wait until then.
     virtual std::vector<News> take(Time until) = 0;
+    /// What has been counted up to now.
+    virtual Statistics statisticsSoFar() = 0;
 
     /// Tells how many orders are in the driver's lists: while there are some, a pause between scans is
     /// interrupted.

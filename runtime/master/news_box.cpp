@@ -18,16 +18,18 @@ void NewsBox::put(News &&news)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
+        const bool mustBeKept = mustNotBeLost(news);
         if (news_.size() >= kMostWaiting) {
             ++dropped_;
             news.transaction.reset();
             news.trace.clear();
-            if (!news.port)
-                news.statistics.reset();
-            if (!mustNotBeLost(news))
+            if (!mustBeKept)
                 return;
         }
         news_.push_back(std::move(news));
+        if (!mustBeKept && news_.size() < kManyWaiting)
+            return;
+        isUrgent_ = true;
     }
     filled_.notify_one();
 }
@@ -49,8 +51,10 @@ std::vector<News> NewsBox::take(Time until)
 {
     std::unique_lock<std::mutex> lock(mutex_);
     // The condition waits by another clock than the session, so it is told how long, not until when.
-    filled_.wait_for(lock, std::max(until - steadyNow(), Time::zero()), [this] { return !news_.empty(); });
+    filled_.wait_for(lock, std::max(until - steadyNow(), Time::zero()), [this] { return isUrgent_; });
+    isUrgent_ = false;
     std::vector<News> taken = std::exchange(news_, {});
+    news_.reserve(taken.size()); // as many may come again
     const std::uint64_t dropped = std::exchange(dropped_, 0);
     lock.unlock();
     if (dropped > 0) {

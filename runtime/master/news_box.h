@@ -12,26 +12,30 @@
 
 namespace plc::runtime {
 
-/// Bounded queue between two threads. When the main thread stands still, as behind a stopped terminal, the
-/// line goes on. Then reports of transactions, lines of the trace and all but the last statistics are
-/// dropped. Ends and releases of orders are never dropped, as their number is bounded; nor are changes of
-/// stations and of the port, which are rare and short.
+/// Bounded queue between two threads. Reports of transactions and lines of the trace wake nobody: they come
+/// hundreds of times a second, and are taken with what comes behind them. When the main thread stands still,
+/// as behind a stopped terminal, the line goes on. Then they are dropped. Ends and releases of orders are
+/// never dropped, as their number is bounded; nor are changes of stations and of the port, which are rare
+/// and short.
 class NewsBox : public NewsSink
 {
 public:
     static constexpr std::size_t kMostWaiting = 1000;
+    /// So many wake who waits, whatever they are.
+    static constexpr std::size_t kManyWaiting = kMostWaiting / 2;
 
     void put(News &&news) override;
     bool takeBack(int station) override;
 
-    /// Waits until something is there, at most until @p until, and takes it all. Behind what was kept stands
-    /// a line of the trace that tells how much was dropped.
+    /// Waits until something is there that must not be dropped, or kManyWaiting, at most until @p until, and
+    /// takes it all. Behind what was kept stands a line of the trace that tells how much was dropped.
     std::vector<News> take(Time until);
 
 private:
     std::mutex mutex_;
     std::condition_variable filled_;
     std::vector<News> news_;
+    bool isUrgent_ = false; ///< the news are to be taken now
     std::uint64_t dropped_ = 0;
 };
 

@@ -5,6 +5,10 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
+
+#include "runtime/line/histogram.h"
+#include "runtime/line/line_errors.h"
 
 namespace plc::runtime {
 
@@ -31,6 +35,9 @@ struct Statistics
 {
     Counters total;
     std::map<int, Counters> stations; ///< by the station number that went out
+    /// By how much requests went out later than their silence allowed.
+    Histogram lateness;
+    std::optional<LineErrors> lineErrors; ///< nothing where the port does not count them
 };
 
 } // namespace plc::runtime

@@ -16,6 +16,8 @@ struct Surroundings
     OpenPort openPort = [](const LineSettings &settings) -> std::unique_ptr<Port> {
         throw Failure(FailureKind::Port, "nobody was named who opens port '" + settings.port + "'");
     };
+    /// Called on the thread of the line before it does anything.
+    std::function<void()> atStart = [] {};
     /// Asked several times a second by each call that waits, on the caller's thread; true ends the wait.
     std::function<bool()> isCancelled = [] { return false; };
 };

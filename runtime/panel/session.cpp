@@ -271,8 +271,6 @@ void Session::digest(News &&news)
 {
     if (!news.trace.empty() && trace_)
         trace_(news.trace);
-    if (news.statistics)
-        statistics_ = *news.statistics;
     if (news.transaction)
         noteRegisters(*news.transaction);
     if (news.transaction && news.transaction->request.hostId == kCyclicHostId)

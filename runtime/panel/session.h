@@ -69,7 +69,8 @@ public:
     ///                 OrderLedger::kMostOpen are open.
     Ticket write(const Variable &variable, const Values &values);
 
-    /// Digests what the communication thread has to tell; waits for news until @p until at the latest.
+    /// Digests what the communication thread has to tell. Waits until @p until at the latest; ends of orders,
+    /// changes of stations and the loss of the port end the wait, reads that have ended do not.
     void pump(Time until);
 
     /// Result of an order; its `end` is Open until it has ended.
@@ -97,7 +98,8 @@ public:
     StationState stationState(int station) const;
     bool isOffline(int station) const { return stationState(station) == StationState::Offline; }
 
-    const Statistics &statistics() const { return statistics_; }
+    /// What has been counted up to now.
+    Statistics statistics() const { return link_->statisticsSoFar(); }
     Time runningFor() const { return (running_ ? link_->now() : stoppedAt_) - startedAt_; }
     const LinkSettings &settings() const { return settings_; }
     /// Station that a variable is served at.
@@ -152,7 +154,6 @@ private:
     std::map<int, StationState> stations_;
     /// Station and address of what was read; kept only where bits are written from it.
     std::set<std::pair<int, int>> knownRegisters_;
-    Statistics statistics_;
     std::function<void(const News &)> listener_;
     TraceListener trace_;
     std::function<bool()> isCancelled_ = [] { return false; };

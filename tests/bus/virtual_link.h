@@ -37,6 +37,7 @@ public:
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return now_; }
     std::vector<runtime::News> take(Time until) override;
+    runtime::Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
     void setOpenOrders(int count) override;
     bool setStationEnabled(int station, bool enabled) override;
     bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }

@@ -50,6 +50,28 @@ TEST_F(Watch, EndsOnSigintWithStatisticsAndExitCodeZero)
                              "requests per second over [0-9.]+ s\n"));
 }
 
+TEST_F(Watch, TellsLineErrorsAndLatenessWithTheStatisticsOnlyWhenAsked)
+{
+    serve({});
+    const Finished plain = plchost(watchWords({"4x:0", "-1"}));
+    EXPECT_THAT(plain.errors, Not(AnyOf(HasSubstr("line errors"), HasSubstr("later than"))));
+    const Finished detailed = plchost(watchWords({"4x:0", "-1", "-v"}));
+    EXPECT_THAT(detailed.errors,
+                ContainsRegex("\nline errors: unknown, since the port does not count them\n"
+                              "requests later than their silence: p50 [0-9.]+ ms, p99 [0-9.]+ ms, longest "
+                              "[0-9.]+ ms\n"));
+}
+
+// What the system allows depends on who runs the test.
+TEST_F(Watch, InRealTimeGoesOnWhereTheSystemRefusesItAndSaysSo)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"4x:0", "-1", "-q", "--realtime"}));
+    EXPECT_EQ(0, run.exitCode);
+    EXPECT_THAT(run.errors,
+                AnyOf(IsEmpty(), MatchesRegex("plchost: --realtime: the system refuses [^\n]+\n")));
+}
+
 TEST_F(Watch, ReadsEachVariableOnceWhenAsked)
 {
     serve({});

@@ -1,11 +1,14 @@
 #include "host/commands/output.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
 
 using namespace plc::host;
 using std::chrono::milliseconds;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 Row row(const char *variable, Values values, const char *state = "good")
 {
@@ -114,7 +117,35 @@ TEST(StatisticsText, NamesEveryCounterAndTheRate)
     EXPECT_EQ("requests 100, good 90, time-outs 4, bad 3, exceptions 2, no reply due 1, retries 7\n"
               "bytes out 800, in 900, thrown away 11\n"
               "50.0 requests per second over 2.0 s\n",
-              describeStatistics(statistics, std::chrono::seconds(2)));
+              describeStatistics(statistics, std::chrono::seconds(2), false));
+}
+
+TEST(StatisticsText, TellsErrorsOfTheLineWhereThereAreSomeOrDetailsAreAskedFor)
+{
+    Statistics statistics;
+    EXPECT_THAT(describeStatistics(statistics, milliseconds(1), false), Not(HasSubstr("line errors")));
+    EXPECT_THAT(describeStatistics(statistics, milliseconds(1), true),
+                HasSubstr("\nline errors: unknown, since the port does not count them\n"));
+    statistics.lineErrors.emplace();
+    EXPECT_THAT(describeStatistics(statistics, milliseconds(1), false), Not(HasSubstr("line errors")));
+    EXPECT_THAT(describeStatistics(statistics, milliseconds(1), true),
+                HasSubstr("\nline errors: parity 0, framing 0, overruns 0, breaks 0\n"));
+    *statistics.lineErrors = {1, 2, 3, 4};
+    EXPECT_THAT(describeStatistics(statistics, milliseconds(1), false),
+                HasSubstr("\nline errors: parity 1, framing 2, overruns 3, breaks 4\n"));
+}
+
+TEST(StatisticsText, TellsHowLateRequestsWereWhereDetailsAreAskedFor)
+{
+    Statistics statistics;
+    for (int i = 0; i < 98; ++i)
+        statistics.lateness.add(std::chrono::microseconds(50));
+    statistics.lateness.add(milliseconds(3));
+    statistics.lateness.add(milliseconds(20));
+    EXPECT_THAT(
+        describeStatistics(statistics, milliseconds(1), true),
+        HasSubstr("\nrequests later than their silence: p50 0.05 ms, p99 3.00 ms, longest 20.00 ms\n"));
+    EXPECT_THAT(describeStatistics(statistics, milliseconds(1), false), Not(HasSubstr("later than")));
 }
 
 TEST(StatisticsText, ListsStationsWhenThereAreSeveral)
@@ -133,7 +164,7 @@ TEST(StatisticsText, ListsStationsWhenThereAreSeveral)
         "ignored 4\n"
         "bytes out 0, in 0, thrown away 0\n"
         "3.0 requests per second over 1.0 s\n",
-        describeStatistics(statistics, std::chrono::seconds(1)));
+        describeStatistics(statistics, std::chrono::seconds(1), false));
 }
 
 TEST(StateNames, AreThoseThatTheTableShows)

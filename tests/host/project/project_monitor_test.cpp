@@ -43,7 +43,6 @@ protected:
         now += milliseconds(100);
         report.endedAt = now;
         news.ordinaryRead = ordinary;
-        news.statistics.emplace();
         monitor.note(news);
     }
 

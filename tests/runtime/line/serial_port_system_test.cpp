@@ -37,7 +37,8 @@ public:
         return errno != 0 ? -1 : 7;
     }
     std::string lastingName(int) override { return nameOfDevice; }
-    void close(int) override { ++closed; }
+    int openToWait(int) override { return waitingReads ? kWaiting : -1; }
+    void close(int descriptor) override { closed += descriptor == kWaiting ? 0 : 1; }
     int control(int, unsigned long request, void *argument) override
     {
         switch (request) {
@@ -70,6 +71,10 @@ public:
         case TIOCGRS485:
             std::memcpy(argument, &rs485, sizeof rs485);
             return 0;
+        case TIOCGICOUNT:
+            std::memcpy(argument, &counted, sizeof counted);
+            errno = ENOTTY;
+            return countsErrors ? 0 : -1;
         case TIOCSSERIAL:
             std::memcpy(&serial, argument, sizeof serial);
             return 0;
@@ -89,8 +94,13 @@ public:
     }
     std::string holder(const std::string &path) override { return path == opened ? lockedBy : ""; }
     bool isPseudoTerminal(int) override { return false; }
-    long read(int, void *bytes, std::size_t) override
+    long read(int descriptor, void *bytes, std::size_t) override
     {
+        ++calls;
+        if (descriptor == kWaiting && received.empty()) {
+            clock += std::chrono::milliseconds(100);
+            return 0;
+        }
         const QByteArray next = received.front();
         received.pop_front();
         std::memcpy(bytes, next.constData(), static_cast<std::size_t>(next.size()));
@@ -110,20 +120,38 @@ public:
         errno = taken < 0 ? static_cast<int>(-taken) : 0;
         return taken < 0 ? -1 : taken;
     }
-    Readiness waitToRead(int, Time atMost) override
+    Readiness waitToRead(int, Time until) override
     {
+        ++calls;
         if (!received.empty())
             return Readiness::Ready;
-        clock += atMost;
+        clock = std::max(clock, until);
         return onSilence;
     }
-    Readiness waitToWrite(int, Time atMost) override
+    Readiness waitToWrite(int, Time until) override
     {
-        clock += atMost;
+        clock = std::max(clock, until);
         return onFull;
+    }
+    void sleepUntil(Time until) override { clock = std::max(clock, until); }
+    int fifoTrigger(int) override { return trigger; }
+    bool setFifoTrigger(int, int bytes) override
+    {
+        if (triggerIsFixed)
+            return false;
+        trigger = bytes;
+        return true;
     }
     Time now() override { return clock; }
 
+    static constexpr int kWaiting = 8;
+
+    bool waitingReads = false;
+    int calls = 0; ///< that wait or read
+    int trigger = -1;
+    bool triggerIsFixed = false;
+    bool countsErrors = false;
+    serial_icounter_struct counted{};
     std::string opened;
     int openError = 0;
     std::map<std::string, int> openErrors; ///< by path, before `openError`
@@ -425,6 +453,62 @@ TEST_F(SerialPortSystem, AsksConvertersToHandBytesOverAtOnce)
     EXPECT_THAT(notes, ElementsAre("port '/dev/ttyX' hands bytes over at once"));
 }
 
+TEST_F(SerialPortSystem, HasTheChipHandOverSingleBytesWhereTheSystemLetsIt)
+{
+    system.hasSerial = true;
+    system.trigger = 8;
+    {
+        const SerialPort port = open();
+        EXPECT_EQ(1, system.trigger);
+    }
+    EXPECT_EQ(8, system.trigger) << "not put back";
+    EXPECT_THAT(notes, Contains("port '/dev/ttyX' hands over single bytes, no longer 8 together"));
+}
+
+TEST_F(SerialPortSystem, LeavesTheChipAloneWhereThatCannotBeOrCostsTooMuch)
+{
+    system.hasSerial = true;
+    open();
+    EXPECT_EQ(-1, system.trigger) << "there is no such setting";
+    system.trigger = 8;
+    system.triggerIsFixed = true;
+    open();
+    system.triggerIsFixed = false;
+    settings.baud = 230400;
+    {
+        const SerialPort port = open();
+        EXPECT_EQ(8, system.trigger) << "an interrupt for each of 23,000 bytes a second";
+    }
+    for (const std::string &note : notes)
+        EXPECT_EQ("port '/dev/ttyX' hands bytes over at once", note);
+    EXPECT_THAT(warnings, IsEmpty());
+}
+
+TEST_F(SerialPortSystem, CountsTheErrorsOfTheLineSinceItWasOpened)
+{
+    system.countsErrors = true;
+    system.counted.parity = 5;
+    system.counted.frame = -1; // the system counts in 32 bits
+    SerialPort port = open();
+    system.counted.parity = 7;
+    system.counted.frame = 2;
+    system.counted.overrun = 1;
+    system.counted.buf_overrun = 4;
+    system.counted.brk = 6;
+    const std::optional<LineErrors> errors = port.errors();
+    ASSERT_TRUE(errors);
+    EXPECT_EQ(2u, errors->parity);
+    EXPECT_EQ(3u, errors->framing);
+    EXPECT_EQ(5u, errors->overruns);
+    EXPECT_EQ(6u, errors->breaks);
+}
+
+TEST_F(SerialPortSystem, KnowsNoErrorsOfTheLineWhereTheDeviceCountsNone)
+{
+    SerialPort port = open();
+    EXPECT_FALSE(port.errors());
+}
+
 TEST_F(SerialPortSystem, SwitchesTheDirectionOfTheLineWhereAsked)
 {
     system.hasRs485 = true;
@@ -533,6 +617,43 @@ TEST_F(SerialPortSystem, IsLostWhenTheDeviceHasGone)
     system.readResult = -1;
     system.readError = EIO;
     EXPECT_THROW(port.receive(system.clock + std::chrono::seconds(1)), Failure);
+}
+
+TEST_F(SerialPortSystem, ReadsWithOneCallWhereThereIsTimeForARead)
+{
+    system.waitingReads = true;
+    SerialPort port = open();
+    system.received = {"ab", "c"};
+    EXPECT_EQ(QByteArray("ab"), port.receive(system.clock + std::chrono::seconds(1)));
+    EXPECT_EQ(1, system.calls);
+    EXPECT_EQ(QByteArray("c"), port.receive(system.clock + std::chrono::milliseconds(100)));
+    EXPECT_EQ(3, system.calls) << "a read may wait for longer than that";
+}
+
+TEST_F(SerialPortSystem, WaitsNoLongerThanAskedWhereReadsWait)
+{
+    system.waitingReads = true;
+    SerialPort port = open();
+    const Time until = system.clock + std::chrono::microseconds(333333);
+    EXPECT_TRUE(port.receive(until).isEmpty());
+    EXPECT_EQ(until, system.clock);
+}
+
+TEST_F(SerialPortSystem, IsLostWhenTheDeviceHasGoneWhileAReadWaits)
+{
+    system.waitingReads = true;
+    SerialPort port = open();
+    system.onSilence = Readiness::HungUp;
+    EXPECT_THROW(port.receive(system.clock + std::chrono::seconds(1)), Failure);
+}
+
+TEST_F(SerialPortSystem, SleepsWhileBytesAreOfNoUse)
+{
+    SerialPort port = open();
+    system.received = {"ab"};
+    port.rest(system.clock + std::chrono::milliseconds(7));
+    EXPECT_EQ(std::chrono::seconds(100) + std::chrono::milliseconds(7), system.clock);
+    EXPECT_EQ(QByteArray("ab"), port.receive(Time::zero()));
 }
 
 TEST_F(SerialPortSystem, LooksAgainWhereAWakeUpBroughtNothing)

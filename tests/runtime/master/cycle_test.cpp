@@ -1937,4 +1937,96 @@ TEST_F(CycleStationRules, LetAStationRestBeforeAndAfterABroadcast)
     EXPECT_EQ(over + milliseconds(250), sentAt);
 }
 
+// At 9600 baud and 11 bits a character takes 1.145833 ms; the reply has 7 bytes, an exception 5.
+class CycleRest : public CycleScript
+{
+protected:
+    /// When the owner may look again, from now on, once these bytes have come.
+    Time restAfter(const QByteArray &bytes)
+    {
+        queue(withCrc("11 03 0064 0001"));
+        now = cycle().advance(now, QByteArray()).wakeAt + lateness;
+        EXPECT_FALSE(cycle().advance(now, QByteArray()).send.isEmpty());
+        now += milliseconds(20);
+        const plc::runtime::Instruction todo = cycle().advance(now, bytes);
+        return todo.restUntil - now;
+    }
+
+    Time lateness{}; ///< by which the thread is woken to send
+};
+
+TEST_F(CycleRest, LastsUntilTheReplyThatHasBegunIsDue)
+{
+    EXPECT_EQ(settings.timing.wire(4), restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, CountsTheBitsThatTheLineHas)
+{
+    settings.bitsPerCharacter = 10;
+    EXPECT_EQ(settings.timing.wire(4) * 10 / 11, restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, IsShorterByWhatTheThreadIsUsuallyWokenLate)
+{
+    lateness = microseconds(70);
+    EXPECT_EQ(settings.timing.wire(4) - microseconds(70), restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, HardlyGetsShorterWhereTheThreadWasKeptOffTheProcessor)
+{
+    lateness = milliseconds(4);
+    EXPECT_EQ(settings.timing.wire(4) - microseconds(200), restAfter(hex("11 03 02")));
+}
+
+TEST_F(CycleRest, LastsNoLongerThanAnExceptionWhileItMayBeOne)
+{
+    EXPECT_EQ(settings.timing.wire(4), restAfter(hex("11")));
+}
+
+TEST_F(CycleRest, EndsWithTheReply)
+{
+    verdicts({1, 1});
+    driver.trimTo = 7;
+    EXPECT_GT(restAfter(hex("11 03 02")), Time::zero());
+    const plc::runtime::Instruction next = cycle().advance(now, withCrc("11 03 02 1234").mid(3));
+    EXPECT_EQ(CycleState::Idle, cycle().state());
+    EXPECT_EQ(Time::zero(), next.restUntil);
+    queue(withCrc("11 03 0064 0001"));
+    now = next.wakeAt;
+    EXPECT_EQ(Time::zero(), cycle().advance(now, QByteArray()).restUntil) << "in the silence";
+}
+
+TEST_F(CycleRest, IsNotGrantedToWhatIsNoReply)
+{
+    EXPECT_LT(restAfter(hex("12 03 02")), Time::zero());
+}
+
+TEST_F(CycleRest, IsNotGrantedToAnException)
+{
+    EXPECT_LT(restAfter(hex("11 83 02")), Time::zero());
+}
+
+TEST_F(CycleScript, CountsHowMuchLaterThanTheirSilenceRequestsGoOut)
+{
+    queue(withCrc("11 03 0064 0001"));
+    const Time due = cycle().advance(now, QByteArray()).wakeAt;
+    now = due + microseconds(370);
+    EXPECT_FALSE(cycle().advance(now, QByteArray()).send.isEmpty());
+    verdicts({200});
+    run(seconds(1)); // nobody answers
+    EXPECT_EQ(1u, cycle().statistics().lateness.count());
+    EXPECT_EQ(microseconds(370), cycle().statistics().lateness.most());
+}
+
+TEST_F(CycleScript, CountsARequestThatCameAfterTheSilenceFromWhenItCame)
+{
+    run(seconds(1)); // the driver has nothing
+    queue(withCrc("11 03 0064 0001"));
+    EXPECT_FALSE(run(milliseconds(10)).isEmpty());
+    verdicts({200});
+    run(seconds(1));
+    EXPECT_EQ(1u, cycle().statistics().lateness.count());
+    EXPECT_EQ(Time::zero(), cycle().statistics().lateness.most());
+}
+
 } // namespace

@@ -73,8 +73,10 @@ protected:
     {
         if (news.station && onChange)
             std::exchange(onChange, nullptr)();
-        if (news.transaction)
+        if (news.transaction) {
             transactions.push_back(*news.transaction);
+            carried.emplace_back(news.requestsSoFar, news.bytesSoFar);
+        }
         if (news.station)
             stations.push_back(*news.station);
         for (const OrderNews &order : news.orders)
@@ -184,6 +186,8 @@ protected:
     std::string refusal = "02";
     std::vector<Sent> sent;
     std::vector<TransactionReport> transactions;
+    std::vector<std::pair<std::uint64_t, std::uint64_t>>
+        carried; ///< requests and bytes, with each transaction
     std::vector<StationNews> stations;
     std::vector<OrderNews> orders;
     std::vector<Ticket> released;
@@ -880,6 +884,37 @@ TEST_F(DriverLinkTest, GivesAStationItsOwnTimeOutAndRepeats)
     const std::vector<Sent> repeats = sentTo(2);
     EXPECT_LT(repeats.at(1).at - repeats.at(0).at, milliseconds(70));
     EXPECT_GT(sentTo(1).at(1).at - sentTo(1).at(0).at, milliseconds(200));
+}
+
+TEST_F(DriverLinkTest, TellsWhatHasBeenCountedToAnotherThread)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    std::uint64_t seen = 0;
+    std::thread other([this, &seen] {
+        while (seen < 50)
+            seen = link().statisticsSoFar().stations[1].good;
+    });
+    while (link().statistics().total.good < 100)
+        runFor(seconds(1));
+    other.join();
+    EXPECT_GE(seen, 50u);
+    EXPECT_FALSE(link().statisticsSoFar().lineErrors) << "nobody has told any";
+    link().noteLineErrors(LineErrors{1, 2, 3, 4});
+    ASSERT_TRUE(link().statisticsSoFar().lineErrors);
+    EXPECT_EQ(2u, link().statisticsSoFar().lineErrors->framing);
+}
+
+TEST_F(DriverLinkTest, TellsWithEachTransactionWhatTheLineHasCarried)
+{
+    setUpDriver();
+    watch(1);
+    runFor(seconds(1));
+    ASSERT_FALSE(carried.empty());
+    // 8 bytes out and 7 in; each is answered at once.
+    for (std::size_t i = 0; i < carried.size(); ++i)
+        EXPECT_EQ(std::make_pair(std::uint64_t{i + 1}, std::uint64_t{15 * (i + 1)}), carried[i]);
 }
 
 } // namespace

@@ -19,6 +19,7 @@ public:
     void stop() override {}
     Time now() const override { return seconds(100); }
     std::vector<News> take(Time) override { return std::exchange(news, {}); }
+    Statistics statisticsSoFar() override { return {}; }
     void setOpenOrders(int count) override { openOrders = count; }
     bool setStationEnabled(int station, bool) override
     {
