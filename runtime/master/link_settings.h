@@ -36,14 +36,18 @@ struct LinkSettings : LineSettings
     /// What counts for the requests to a station.
     StationRules rulesOf(int number) const
     {
-        const auto found = stations.find(number);
-        const StationSettings own = found != stations.end() ? found->second : StationSettings();
         StationRules rules;
-        rules.responseTimeout = own.timeout.value_or(timeout);
+        rules.responseTimeout = timeout;
+        rules.retryLimit = retries;
+        const auto own = stations.find(number);
+        if (own != stations.end()) {
+            const StationSettings &settings = own->second;
+            rules.responseTimeout = settings.timeout.value_or(timeout);
+            rules.retryLimit = settings.retries.value_or(retries);
+            rules.pause = settings.pause;
+        }
         rules.lateReplyGuard =
             policies.lateReplyGuard ? lateGuard.value_or(rules.responseTimeout) : Time::zero();
-        rules.pause = own.pause;
-        rules.retryLimit = own.retries.value_or(retries);
         return rules;
     }
 

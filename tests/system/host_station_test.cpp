@@ -233,10 +233,11 @@ TEST_F(HostAndStation, EndsWithFiveWhenThePortIsMissing)
     EXPECT_THAT(run.output, IsEmpty());
 }
 
-TEST_F(HostAndStation, EndsWithFiveWhenThePortIsLost)
+TEST_F(HostAndStation, EndsWithFiveWhenThePortIsLostAndNobodyWantsToWaitForIt)
 {
     serve({});
-    plc::host::ChildProcess watch(PLC_HOST_PROGRAM, {"watch", "-p", station->terminal(), "4x:100"}, true);
+    plc::host::ChildProcess watch(PLC_HOST_PROGRAM,
+                                  {"watch", "-p", station->terminal(), "4x:100", "--no-reopen"}, true);
     ASSERT_TRUE(watch.readLine(plc::runtime::steadyNow() + kPatience).has_value());
     station->process().signal(SIGKILL);
     EXPECT_EQ(5, watch.waitForEnd(plc::runtime::steadyNow() + kPatience));
