@@ -403,22 +403,29 @@ std::vector<OrderNews> DriverLink::endedWith(const TransactionReport &report)
     // never went out.
     const bool isFine = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
     if (report.done && !isFine && report.request.hostId == kOrderHostId)
-        failed_.emplace(report.request.hostSubId, resultOf(report));
+        failed_.emplace(report.request.hostSubId, resultOfFailed(report));
     std::vector<OrderNews> orders;
     for (const auto &[ticket, outcome] : ended_) {
-        OrderResult result = resultOf(report);
+        OrderResult result = resultOfFailed(report);
         const auto failure = failed_.find(ticket);
         if (failure != failed_.end())
             result = failure->second;
         else if (outcome == kOutcomeDone)
             result.end = OrderEnd::Good;
-        else if (tellsNothing(report.cause))
-            result.end = endOfWithheld(ticket, report.request.station);
         failed_.erase(ticket);
         orders.push_back({ticket, result});
     }
     ended_.clear();
     return orders;
+}
+
+/// What the end of a transaction means for its order, which has not succeeded.
+OrderResult DriverLink::resultOfFailed(const TransactionReport &report) const
+{
+    OrderResult result = resultOf(report);
+    if (tellsNothing(report.cause))
+        result.end = endOfWithheld(report.request.hostSubId, report.request.station);
+    return result;
 }
 
 /// How an order ended whose last request was withheld, or ended with its port. An earlier request of it may

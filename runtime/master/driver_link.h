@@ -80,6 +80,7 @@ private:
     Protocol *nextOfLevels();
     Permit permitLocked(const Request &request) const;
     std::vector<OrderNews> endedWith(const TransactionReport &report);
+    OrderResult resultOfFailed(const TransactionReport &report) const;
     OrderEnd endOfWithheld(Ticket ticket, int station) const;
     std::optional<StationNews> changeOf(const TransactionReport &report);
     void stateChanged(int station);

@@ -1,5 +1,6 @@
 #include "core/context.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "core/arithmetic.h"
@@ -32,10 +33,7 @@ void SetComInfo(COM_INFO *info)
     if (!info)
         return;
     // The runtime reads the corrected value back from its own record.
-    if (info->maxBlock > kLargestBlock)
-        info->maxBlock = kLargestBlock;
-    if (info->maxBlock < 1)
-        info->maxBlock = 1;
+    info->maxBlock = std::max(1, std::min(info->maxBlock, kLargestBlock));
     info->reserved52 = 0;
     info->reserved40 = 0;
 

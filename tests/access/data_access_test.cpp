@@ -81,6 +81,22 @@ TEST_F(GetRegisterDataTest, SizesTheOutputByType)
     }
 }
 
+TEST_F(GetRegisterDataTest, LeavesTheByteBehindTheOutputAlone)
+{
+    // Qt keeps a zero there, which text functions rely on.
+    for (int address = 0; address < 40; ++address) {
+        for (const int area : {0, 1, 4, 5})
+            mirror(1, area, address, hex(area < 4 ? "01" : "FF FF"));
+    }
+    for (int regType = 0; regType <= 9; ++regType) {
+        for (const int count : {1, 2, 3, 16, 17}) {
+            const char *const address = regType == 2 || regType == 3 ? "3.0" : "3";
+            get(regType, address, count);
+            EXPECT_EQ('\0', out.constData()[out.size()]) << "type " << regType << ", count " << count;
+        }
+    }
+}
+
 TEST_F(GetRegisterDataTest, ReplacesWhatTheOutputHeld)
 {
     out = QByteArray(50, 'x');

@@ -92,6 +92,10 @@ Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
     watched.timeout = plan.link.timeout;
     if (plan.link.policies.lateReplyGuard)
         watched.guard = plan.link.lateGuard.value_or(plan.link.timeout);
+    for (const auto &[station, settings] : plan.link.stations) {
+        if (settings.pause > Time::zero())
+            watched.pauses.emplace(station, settings.pause);
+    }
     return watched;
 }
 

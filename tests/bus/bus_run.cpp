@@ -277,7 +277,8 @@ class LoosePlug
 {
 public:
     LoosePlug(Bus &bus, Panel &panel, const Scenario &scenario)
-        : bus_(bus), panel_(panel), random_(scenario.bus.seed ^ 0x9047)
+        : bus_(bus), panel_(panel), stations_(scenario.bus.field.stations),
+          random_(scenario.bus.seed ^ 0x9047)
     {}
 
     void runUntil(Time until)
@@ -296,6 +297,9 @@ private:
     void pullOut()
     {
         const bool isShort = random_.oneIn(3);
+        // What is on the line then may be answered when the port is back.
+        if (isShort)
+            bus_.field().makeNext(Fault::LateReply, random_.pick(stations_).number);
         const Time lasts = isShort ? random_.between(Time::zero(), milliseconds(200))
                                    : random_.between(milliseconds(200), seconds(60));
         panel_.giveOrders();
@@ -307,6 +311,7 @@ private:
 
     Bus &bus_;
     Panel &panel_;
+    const std::vector<StationPlan> &stations_;
     Random random_;
 };
 

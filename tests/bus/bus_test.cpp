@@ -185,6 +185,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.busy += run.checks.busy;
     checks.unconfirmed += run.checks.unconfirmed;
     checks.portOrders += run.checks.portOrders;
+    checks.pauses += run.checks.pauses;
 }
 
 /// Prints figures and remembers which were 0.
@@ -250,6 +251,7 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
     printFigure("(q) probes and relapses that the others pay for", sum.checks.bookedProbes);
     printFigure("(s) orders that ended since the port was gone", sum.checks.portOrders);
+    printFigure("(t) requests to stations that need a pause", sum.checks.pauses);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())

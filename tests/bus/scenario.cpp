@@ -171,6 +171,22 @@ void setPace(Random &random, Scenario *scenario)
                                 8 * link.timeout + link.lateGuard.value_or(link.timeout) + seconds(5);
 }
 
+/// A station that needs a pause before each request, and has repeats of its own. The draws are its own.
+void setSlowStation(std::uint64_t seed, Scenario *scenario)
+{
+    constexpr Time kLongestPause = milliseconds(400);
+    Random random(seed ^ 0x510A);
+    if (!random.oneIn(6))
+        return;
+    runtime::StationSettings settings;
+    settings.pause = random.between(milliseconds(1), kLongestPause);
+    // How long it takes until a dead station is offline is reckoned with the repeats of the link.
+    if (!scenario->withOutages)
+        settings.retries = random.between(0, 4);
+    scenario->bus.link.stations.emplace(random.pick(scenario->bus.field.stations).number, settings);
+    scenario->recoveredWithin += 4 * turnsOf(scenario->bus, requestsOf(scenario->bus)) * settings.pause;
+}
+
 /// Has the driver pack the variables. It reads without a pause then, so that only slow lines keep an hour
 /// cheap.
 void packVariables(Random &random, Scenario *scenario)
@@ -232,6 +248,7 @@ Scenario makeScenario(std::uint64_t seed)
     if (scenario.bus.packed)
         addPriorities(random, &scenario);
     setPace(random, &scenario);
+    setSlowStation(seed, &scenario);
     if (random.oneIn(3))
         scenario.bus.burst = milliseconds(random.between(1, 16));
     scenario.bus.echo = random.oneIn(6);
@@ -259,8 +276,8 @@ std::string describe(const Scenario &scenario)
            (scenario.bus.burst > Time::zero() ? ", bursts of " + ms(scenario.bus.burst) : "") +
            (scenario.bus.echo ? ", echo" : "") + (scenario.bus.packed ? ", packed by the driver" : "") +
            (scenario.withOutages ? ", dead stations" : "") + (scenario.losesPort ? ", lost ports" : "") +
-           ", faults in " + (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") +
-           " of 1000";
+           (link.stations.empty() ? "" : ", a station that needs a pause") + ", faults in " +
+           (scenario.withFaults ? std::to_string(scenario.bus.field.faultPermille) : "0") + " of 1000";
 }
 
 } // namespace plc::bus

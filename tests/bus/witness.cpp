@@ -108,6 +108,35 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
                  "(j) order " + std::to_string(sent_.ticket) + " is sent after it was reported as ended");
     noteHalf(now);
     checkLeftAlone(now);
+    checkPauses(now);
+}
+
+void Witness::checkPauses(Time now)
+{
+    const int station = sent_.frame[0];
+    for (const auto &[number, pause] : plan_.pauses) {
+        if (station != number && station != 0)
+            continue;
+        const auto rested = restedFrom_.find(number);
+        if (rested == restedFrom_.end())
+            continue;
+        ++checks_.pauses;
+        if (now - rested->second < pause)
+            complain(now, "(t) station " + std::to_string(number) + " had a pause of " +
+                              std::to_string(runtime::seconds(now - rested->second)) + " s only");
+    }
+}
+
+void Witness::noteRest(Time now, const runtime::TransactionReport &report)
+{
+    // Otherwise the last attempt may have ended before.
+    const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::NoReplyDue;
+    if (!isAnswered)
+        return;
+    for (const auto &[number, pause] : plan_.pauses) {
+        if (report.request.station == number || report.request.station == 0)
+            restedFrom_[number] = now;
+    }
 }
 
 /// Is what is sent half of a read-modify-write, and is the value that is written back a new one?
@@ -380,6 +409,7 @@ void Witness::switched(Time now, int station, bool enabled)
 void Witness::transactionEnded(Time now, const runtime::TransactionReport &report)
 {
     sentInTransaction_ = 0;
+    noteRest(now, report);
     if (report.request.hostId == runtime::kCyclicHostId && !runtime::tellsNothing(report.cause)) {
         CyclicRead &read = cyclicReads_[report.request.hostSubId];
         read.station = report.request.station;

@@ -34,6 +34,8 @@
 ///   where nobody else has answered since the station went, and the first probe after somebody has.
 /// - (r) While some stations are dead, off, or come and go, and all else is well, what is watched at the
 ///   others is read again within a stated time, whether it has a priority level or not.
+/// - (t) A station that has a pause of its own is left alone for so long after each transaction with it that
+///   ended well, and after each broadcast; and so is the line before a broadcast.
 /// - (s) While the port is gone nothing is sent. Every order that was open when it went ends at once, and so
 ///   does every order that is given meanwhile.
 ///
@@ -107,6 +109,7 @@ struct Checks
     std::uint64_t unconfirmed = 0; ///< (p), writes that were taken back after a frame had gone out
     std::uint64_t busy = 0;        ///< (o), transactions that ended with exception 06
     std::uint64_t portOrders = 0;  ///< (s), orders that ended since the port was gone
+    std::uint64_t pauses = 0;      ///< (t), requests to stations that have a pause
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -121,7 +124,8 @@ public:
         bool echo = false; ///< the master hears itself
         Time turnaround{};
         Time timeout{};
-        Time guard{}; ///< listening for late answers after a time-out
+        Time guard{};               ///< listening for late answers after a time-out
+        std::map<int, Time> pauses; ///< of stations that have a pause of their own
     };
     /// Reads elements from the driver's mirror.
     using ReadMirror =
@@ -261,6 +265,8 @@ private:
     void checkBudget(Time now, const runtime::TransactionReport &report);
     void checkLeftAlone(Time now);
     void noteHalf(Time now);
+    void checkPauses(Time now);
+    void noteRest(Time now, const runtime::TransactionReport &report);
     void noteBusy(Time now, const runtime::TransactionReport &report);
     void checkProbation(Time now, const runtime::TransactionReport &report,
                         const std::optional<runtime::StationNews> &news);
@@ -296,6 +302,7 @@ private:
     Time portLostAt_{}; ///< when it was lost last
     std::set<int> switchedOff_;
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
+    std::map<int, Time> restedFrom_;        ///< end of the last transaction with stations that have a pause
     std::map<int, Time> busyUntil_;         ///< of stations that have said so
     std::map<int, CyclicRead> cyclicReads_; ///< by number
     std::map<int, Time> changedAt_;         ///< when a station went, came back or was switched last

@@ -31,7 +31,8 @@ protected:
 
     static void awaitGood(ChildProcess &watch)
     {
-        while (const auto line = watch.readLine(steadyNow() + kPatience)) {
+        const auto limit = steadyNow() + kPatience;
+        while (const auto line = watch.readLine(limit)) {
             if (line->find("(good, ") != std::string::npos)
                 return;
         }

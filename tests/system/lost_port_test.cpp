@@ -44,7 +44,8 @@ protected:
     /// Reads on until a line has @p text.
     static void await(ChildProcess &program, const std::string &text)
     {
-        while (const auto line = program.readLine(steadyNow() + kPatience)) {
+        const auto limit = steadyNow() + kPatience;
+        while (const auto line = program.readLine(limit)) {
             if (line->find(text) != std::string::npos)
                 return;
         }
@@ -100,7 +101,8 @@ TEST_F(LostPort, IsToldWhenAnotherProgramHasTakenItMeanwhile)
         return watch.errors().find("it is in use by process ") != std::string::npos ||
                watch.errors().find("it is in use by another program") != std::string::npos;
     };
-    while (!isTold() && watch.readLine(steadyNow() + kPatience)) {
+    const auto limit = steadyNow() + kPatience;
+    while (!isTold() && watch.readLine(limit)) {
     }
     EXPECT_TRUE(isTold()) << watch.errors();
     other.signal(SIGINT);
@@ -128,8 +130,7 @@ TEST_F(LostPort, IsTheEndWhereNobodyWantsToWaitForIt)
     await(watch, "(good, ");
     pullOut();
     EXPECT_EQ(5, watch.waitForEnd(steadyNow() + kPatience));
-    EXPECT_EQ(1, countOf("is lost while listening; is it still plugged in?\n", watch.errors()))
-        << watch.errors();
+    EXPECT_EQ(1, countOf("; is it still plugged in?\n", watch.errors())) << watch.errors();
 
     plugIn();
     const TemporaryFile project(R"({"variables": [{"name": "A", "area": "4x", "address": "0"}]})");

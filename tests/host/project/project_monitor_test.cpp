@@ -156,9 +156,12 @@ TEST_F(ProjectMonitorTest, TellsThatThePortIsLostUntilItIsBack)
 TEST_F(ProjectMonitorTest, PassesOverReadsThatEndedWithThePort)
 {
     serve(first);
-    serve(first, AttemptEnd::PortLost);
-    EXPECT_EQ(VariableState::Good, status(0).state);
-    EXPECT_EQ(1u, status(0).scans);
+    serve(second);
+    serve(urgent, AttemptEnd::PortLost, false);
+    EXPECT_EQ(VariableState::NeverRead, status(2).state);
+    EXPECT_EQ(0u, monitor.scans().scans()) << "one of them was not asked for";
+    serve(urgent, AttemptEnd::Good, false);
+    EXPECT_EQ(1u, monitor.scans().scans());
 }
 
 TEST_F(ProjectMonitorTest, TellsStationsThatAreOffline)

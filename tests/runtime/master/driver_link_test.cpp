@@ -797,6 +797,25 @@ TEST_F(DriverLinkTest, TellsOfASplitWriteThatWasHalfSentWhenThePortWasLostThatIt
     EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed));
 }
 
+// The driver takes each piece of a broadcast for done.
+TEST_F(DriverLinkTest, TellsOfASplitBroadcastThatWasHalfSentWhenThePortWasLostThatItIsNotConfirmed)
+{
+    settings.stations[9].pause = milliseconds(50);
+    info.options = plc::kOptionSingleRegisters;
+    setUpDriver();
+    QByteArray bytes(4, '\x01');
+    ASSERT_GT(
+        library.setRegisterData(QString(), 5, QString::fromLatin1("100"), 0, &bytes, 2, kOrderHostId, 1), 0);
+    link().setOpenOrders(1);
+    while (transactions.empty()) {
+        runFor(milliseconds(1));
+        ASSERT_LT(now, seconds(10));
+    }
+    ASSERT_EQ(1u, sent.size()) << "the second piece waits for the line";
+    losePort();
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed));
+}
+
 TEST_F(DriverLinkTest, KnowsAtTheLossThatAPieceOfAWriteWasSentThoughAnotherRequestIsOnTheLine)
 {
     info.options = plc::kOptionSingleRegisters;

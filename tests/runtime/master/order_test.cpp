@@ -42,6 +42,18 @@ TEST(ResultOf, AWriteThatIsWithheldAfterAnAttemptIsNotConfirmed)
     EXPECT_EQ(OrderEnd::Unconfirmed, resultOf(report).end);
 }
 
+TEST(ResultOf, AWriteThatWasOnTheLineWhenThePortWentIsNotConfirmed)
+{
+    TransactionReport report;
+    report.cause = AttemptEnd::PortLost;
+    report.request.direction = 1;
+    EXPECT_EQ(OrderEnd::PortLost, resultOf(report).end) << "it was not sent";
+    report.attempts = 1;
+    EXPECT_EQ(OrderEnd::Unconfirmed, resultOf(report).end);
+    report.request.direction = 0;
+    EXPECT_EQ(OrderEnd::PortLost, resultOf(report).end) << "a read changes nothing";
+}
+
 TEST(OrderResults, TellABusyLineFromASilentStation)
 {
     // Nothing went out, although the driver may call it done.

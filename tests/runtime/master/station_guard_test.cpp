@@ -125,10 +125,12 @@ TEST_F(StationGuardTest, LearnsNothingFromWhatWasNotSentOrNotToBeAnswered)
 {
     end(5, AttemptEnd::NoReply);
     end(5, AttemptEnd::NoReply);
-    for (const AttemptEnd cause : {AttemptEnd::LineBusy, AttemptEnd::Withheld, AttemptEnd::NoReplyDue})
+    for (const AttemptEnd cause :
+         {AttemptEnd::LineBusy, AttemptEnd::Withheld, AttemptEnd::NoReplyDue, AttemptEnd::PortLost})
         EXPECT_EQ(StationChange::None, end(5, cause));
     EXPECT_EQ(StationChange::WentOffline, end(5, AttemptEnd::NoReply));
-    for (const AttemptEnd cause : {AttemptEnd::LineBusy, AttemptEnd::Withheld, AttemptEnd::NoReplyDue})
+    for (const AttemptEnd cause :
+         {AttemptEnd::LineBusy, AttemptEnd::Withheld, AttemptEnd::NoReplyDue, AttemptEnd::PortLost})
         EXPECT_EQ(StationChange::None, end(5, cause));
 }
 

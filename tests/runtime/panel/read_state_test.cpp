@@ -61,12 +61,13 @@ TEST_F(ReadStateTest, IsAsBadAsItsWorstPart)
     EXPECT_TRUE(status().hasValue) << "the last good one";
 }
 
-TEST_F(ReadStateTest, IsNotTouchedByWhatWasNeverSent)
+TEST_F(ReadStateTest, IsNotTouchedByWhatWasNeverSentOrEndedWithItsPort)
 {
     end(&a);
     end(&b);
     now += seconds(1);
     end(&a, AttemptEnd::Withheld);
+    end(&a, AttemptEnd::PortLost);
     EXPECT_EQ(VariableState::Good, status().state);
     EXPECT_EQ(seconds(1), status().age);
     EXPECT_EQ(1u, status().scans);
