@@ -379,7 +379,7 @@ virt)
 imx6ul)
     use i.MX ttymxc1
     works
-    read_back $standard_rates $fast_rates
+    read_back $standard_rates $fast_rates 2000000 3000000 4000000
     held
     put_back
     hurries
