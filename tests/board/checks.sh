@@ -241,6 +241,20 @@ converter_hurries() {
     released && has /tmp/latency 1
 }
 
+# chip_hurries: while a program uses the port the chip hands over each byte at once, and not afterwards.
+chip_hurries() {
+    trigger=/sys/class/tty/$device/rx_trig_bytes
+    before=$(cat "$trigger")
+    keeps $watch || return 1
+    cat "$trigger" >/tmp/trigger
+    released && has /tmp/trigger 1 && [ "$before" -gt 1 ] && [ "$(cat "$trigger")" -eq "$before" ]
+}
+
+counts_errors() {
+    check "$driver: line errors are counted, and there are none" \
+        ends 0 'line errors: parity 0, framing 0, overruns 0' $watch --once -v
+}
+
 # plug: puts the converter in, and does what a system does that gives devices lasting names.
 plug() {
     ask plug
@@ -355,12 +369,15 @@ fast_rates='230400 460800 500000 576000 921600 1000000 1152000 1500000'
 case "$board" in
 virt)
     use 16550A ttyS0
+    # Before the lowest rates, at which the driver itself makes the chip hand over single bytes from then on.
+    check "$driver: the chip hands over single bytes" chip_hurries
     works
     settings $standard_rates
     no_values_at 300 600 1200 1800 2400 4800 9600 38400 57600 115200
     held
     put_back
     hurries
+    counts_errors
     rs485_refused
     divided_rates
     until [ -c /dev/ttyUSB0 ]; do sleep 0.1; done
@@ -371,6 +388,7 @@ virt)
     held
     put_back
     hurries
+    counts_errors
     rs485_refused
     too_fast 4000000
     check "$driver: the converter hands bytes over after 1 ms" converter_hurries
@@ -383,6 +401,7 @@ imx6ul)
     held
     put_back
     hurries
+    counts_errors
     rs485_taken
     ;;
 vexpress)
@@ -394,6 +413,7 @@ vexpress)
     held
     put_back
     hurries
+    counts_errors
     rs485_taken
     ;;
 esac
