@@ -47,7 +47,8 @@ bool parseName(const QString &name, RW_VAR &place)
 // The bit of a name is no part of the address: "4x_bit12.3" lies in register 12.
 QString withoutBit(const QString &name)
 {
-    return name.section(QLatin1Char('.'), 0, 0);
+    const int point = name.indexOf(QLatin1Char('.'));
+    return point < 0 ? name : name.left(point);
 }
 
 void importRowLocked(const QList<QString> &texts)
