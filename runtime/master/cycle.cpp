@@ -20,7 +20,9 @@ constexpr int kBufferKept = 512;
 
 constexpr int kWithheldAtOnce = 16;
 /// A thread that is woken later than that was kept off the processor, which tells nothing of the next time.
-constexpr Time kUsualLateness = std::chrono::microseconds(200);
+constexpr Time kUsualLateness = std::chrono::microseconds(100);
+/// Bytes that chips and converters may hand over together.
+constexpr int kPiece = 16;
 
 /// Quicker than QByteArray::contains(), which makes a table of 256 entries each time.
 bool contains(const QByteArray &bytes, const QByteArray &part)
@@ -503,6 +505,7 @@ void Cycle::examine(Time now, bool waitIsOver)
             continue;
         case Found::Beginning:
             attempt_.completeAt = completionOf(now, sighting);
+            attempt_.hasRested = true;
             [[fallthrough]];
         case Found::Nothing:
             // With an earlier attempt unanswered the damaged reply may be the answer to that attempt.
@@ -519,10 +522,13 @@ Time Cycle::completionOf(Time now, const Sighting &begun) const
     // Its first bytes do not tell yet that no exception follows, which is shorter.
     const int due = begun.length > 0 ? begun.length : kExceptionLen;
     const int missing = std::max(due - (buffer_.size() - begun.at), 0);
+    // So little is on its way in one piece, which may be there at once.
+    if (attempt_.hasRested && missing <= kPiece)
+        return Time();
     const Time wire =
         settings_.timing.wire(missing) * settings_.bitsPerCharacter / LineTiming::kBitsPerCharacter;
-    // The thread has learned of the first bytes about as late as it was woken to send the request.
-    return now + wire - std::min(attempt_.lateness, kUsualLateness);
+    // The thread was woken for the first bytes, and will be for the rest, about as late as for the request.
+    return now + wire - 2 * std::min(attempt_.lateness, kUsualLateness);
 }
 
 /// The station has refused the request.

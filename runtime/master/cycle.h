@@ -202,7 +202,8 @@ private:
         Time lateness{};           ///< by which it went out later than the silence allowed
         Time sentUntil{};          ///< when the last stop bit left, or will
         Time deadline{};           ///< end of the wait
-        Time completeAt{};         ///< when the reply that has begun will be there; 0 = none has begun
+        Time completeAt{};         ///< when the reply that has begun will be there; 0 = at any time
+        bool hasRested = false;    ///< completeAt was told
         bool isExtended = false;   ///< the deadline was put off, or must not be
         bool anythingCame = false; ///< at least a byte, of the echo perhaps
         bool heard = false;        ///< at least a byte that was not the echo

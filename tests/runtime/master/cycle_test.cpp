@@ -1942,9 +1942,9 @@ class CycleRest : public CycleScript
 {
 protected:
     /// When the owner may look again, from now on, once these bytes have come.
-    Time restAfter(const QByteArray &bytes)
+    Time restAfter(const QByteArray &bytes, const char *request = "11 03 0064 0001")
     {
-        queue(withCrc("11 03 0064 0001"));
+        queue(withCrc(request));
         now = cycle().advance(now, QByteArray()).wakeAt + lateness;
         EXPECT_FALSE(cycle().advance(now, QByteArray()).send.isEmpty());
         now += milliseconds(20);
@@ -1969,7 +1969,8 @@ TEST_F(CycleRest, CountsTheBitsThatTheLineHas)
 TEST_F(CycleRest, IsShorterByWhatTheThreadIsUsuallyWokenLate)
 {
     lateness = microseconds(70);
-    EXPECT_EQ(settings.timing.wire(4) - microseconds(70), restAfter(hex("11 03 02")));
+    EXPECT_EQ(settings.timing.wire(4) - microseconds(2 * 70), restAfter(hex("11 03 02")))
+        << "for the first bytes, and for the last";
 }
 
 TEST_F(CycleRest, HardlyGetsShorterWhereTheThreadWasKeptOffTheProcessor)
@@ -1981,6 +1982,18 @@ TEST_F(CycleRest, HardlyGetsShorterWhereTheThreadWasKeptOffTheProcessor)
 TEST_F(CycleRest, LastsNoLongerThanAnExceptionWhileItMayBeOne)
 {
     EXPECT_EQ(settings.timing.wire(4), restAfter(hex("11")));
+}
+
+TEST_F(CycleRest, IsNotRepeatedWhereOnlyAPieceIsMissing)
+{
+    restAfter(hex("11 03 02"));
+    EXPECT_EQ(Time::zero(), cycle().advance(now, hex("12 34")).restUntil);
+}
+
+TEST_F(CycleRest, IsRepeatedWhereMuchIsMissing)
+{
+    EXPECT_EQ(settings.timing.wire(4), restAfter(hex("11"), "11 03 0064 000A"));
+    EXPECT_EQ(now + settings.timing.wire(20), cycle().advance(now, hex("03 14 00 00")).restUntil);
 }
 
 TEST_F(CycleRest, EndsWithTheReply)
