@@ -268,7 +268,6 @@ Protocol *DriverLink::next()
         head = nextOfLevels();
     onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
     handedOver_.served(head);
-    anyReleased_ = handedOver_.anyReleased();
     transactionOpen_ = head != nullptr;
     return head;
 }
@@ -340,16 +339,17 @@ Protocol *DriverLink::sendProbe(const Probe &probe)
 
 void DriverLink::tellReleased()
 {
-    if (!anyReleased_)
-        return;
-    anyReleased_ = false;
-    News news;
+    std::vector<Ticket> released;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
-        news.released = handedOver_.takeReleased();
+        released = handedOver_.takeReleased();
     }
-    for (const Ticket ticket : news.released)
+    if (released.empty())
+        return;
+    for (const Ticket ticket : released)
         failed_.erase(ticket);
+    News news;
+    news.released = std::move(released);
     sink_.put(std::move(news));
 }
 

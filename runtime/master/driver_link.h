@@ -107,8 +107,7 @@ private:
     // The thread of advance().
     Time now_{};
     bool transactionOpen_ = false;
-    bool anyReleased_ = false; ///< withdrawn orders that have not been told
-    bool onlyLevels_ = false;  ///< the transaction in progress only brings the driver to serve its levels
+    bool onlyLevels_ = false; ///< the transaction in progress only brings the driver to serve its levels
     const RW_VAR *result_ = nullptr;            ///< what the driver returned last; its own record
     std::vector<std::pair<Ticket, int>> ended_; ///< orders and outcomes that the callback brought
     /// Orders of which a request has failed that the driver counts as done.

@@ -34,7 +34,6 @@ public:
     bool isWithdrawn(Ticket ticket) const { return withdrawn_.count(ticket) > 0; }
     /// Withdrawn orders that the driver holds no more; each comes once.
     std::vector<Ticket> takeReleased();
-    bool anyReleased() const { return !released_.empty(); }
 
     /// A frame of this write goes out: from now on the write may have been done.
     void goesOut(Ticket ticket) { unconfirmed_.insert(ticket); }
