@@ -14,8 +14,10 @@ static_assert(ATOMIC_BOOL_LOCK_FREE == 2, "a signal handler must not wait for a 
 void note(int number)
 {
     caught = true;
-    // A program that hangs can still be ended.
-    std::signal(number, SIG_DFL);
+    // A program that hangs can still be ended. A terminal that goes may send several SIGHUP within a
+    // millisecond, of which none must cut the end short.
+    if (number != SIGHUP)
+        std::signal(number, SIG_DFL);
 }
 
 } // namespace

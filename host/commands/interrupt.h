@@ -7,8 +7,8 @@
 
 namespace plc::host {
 
-/// From now on SIGINT, SIGTERM and SIGHUP only set the flag. A second one ends the program at once. SIGHUP
-/// stays ignored where whoever started the program wanted it so, as nohup does.
+/// From now on SIGINT, SIGTERM and SIGHUP only set the flag. A second SIGINT or SIGTERM ends the program at
+/// once. SIGHUP stays ignored where whoever started the program wanted it so, as nohup does.
 void catchInterrupts();
 
 /// True once one of them has arrived.

@@ -71,7 +71,8 @@ public:
         const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
         Time nextShow = start + interval;
         while (!isOver(end)) {
-            for (const InputLine &line : lines_.take(slice()))
+            const Time next = interval > Time::zero() ? std::min(end, nextShow) : end;
+            for (const InputLine &line : lines_.take(std::clamp(next - steadyNow(), Time::zero(), slice())))
                 takeLine(line);
             pump();
             if (interval == Time::zero() || steadyNow() < nextShow)

@@ -35,7 +35,8 @@ constexpr int kFastestSingleBaud = 115200;
 
 TerminalSystem &realSystem()
 {
-    static TerminalSystem system; // has no state
+    // Never destroyed: a thread that was left behind in an opening may use it while the program ends.
+    static TerminalSystem &system = *new TerminalSystem;
     return system;
 }
 
@@ -110,7 +111,7 @@ SerialPort::SerialPort(const LineSettings &settings, const PortListener &listene
 {
     open(settings);
     try {
-        identify(settings);
+        identify();
         claim(settings);
         configure(settings, listener);
         if (settings.rs485)
@@ -132,17 +133,17 @@ SerialPort::~SerialPort()
 void SerialPort::open(const LineSettings &settings)
 {
     const bool wasPseudoTerminal = settings.identity.compare(0, std::strlen(kLink), kLink) == 0;
-    path_ = wasPseudoTerminal ? std::string() : settings.identity;
-    if (!path_.empty())
-        descriptor_ = system_.open(path_);
-    if (path_.empty() || (descriptor_ < 0 && isAbsence(errno))) {
+    if (wasPseudoTerminal || settings.identity.empty()) {
         path_ = pathOf(name_);
         // The number of a pseudo-terminal that has ended goes to whoever asks next.
         const std::string link = system_.linkAt(path_);
         if (wasPseudoTerminal && (link.empty() || kLink + link == settings.identity))
             throw PortAbsent(refusalText(settings, "the pseudo-terminal has ended"));
-        descriptor_ = system_.open(path_);
+    } else {
+        // The port's name goes to whichever device is plugged in next, and that may be on another line.
+        path_ = settings.identity;
     }
+    descriptor_ = system_.open(path_);
     if (descriptor_ >= 0)
         return;
     const int error = errno;
@@ -154,17 +155,10 @@ void SerialPort::open(const LineSettings &settings)
     refuse(settings, reasonOf(error));
 }
 
-/// The name of a port goes to whichever device is plugged in next, and that may be on another line.
-void SerialPort::identify(const LineSettings &settings)
+void SerialPort::identify()
 {
-    if (system_.isPseudoTerminal(descriptor_)) {
-        identity_ = kLink + system_.linkAt(path_);
-        return;
-    }
-    identity_ = system_.lastingName(descriptor_);
-    if (!settings.identity.empty() && !identity_.empty() && identity_ != settings.identity)
-        refuse(settings, "another device is there now, " + identity_ + ", and not " + settings.identity +
-                             "; start again to use it");
+    identity_ = system_.isPseudoTerminal(descriptor_) ? kLink + system_.linkAt(path_)
+                                                      : system_.lastingName(descriptor_);
 }
 
 void SerialPort::release()

@@ -25,9 +25,8 @@ using PortListener = std::function<void(const PortNote &)>;
 /// Used with blocking calls by one thread. No other program can open the device meanwhile, under whatever
 /// name, and its settings are put back when the port is closed.
 ///
-/// A device is told by its lasting name, as /dev/serial/by-id/usb-..., where it has one. The port's name
-/// counts where that is not there, unless another device with a lasting name stands behind it by now. A
-/// pseudo-terminal never comes back; but the link that leads to it may be made anew.
+/// A device is told by its lasting name, as /dev/serial/by-id/usb-..., where it has one, and found by that
+/// alone. A pseudo-terminal never comes back; but the link that leads to it may be made anew.
 class SerialPort final : public Port
 {
 public:
@@ -52,7 +51,7 @@ public:
 
 private:
     void open(const LineSettings &settings);
-    void identify(const LineSettings &settings);
+    void identify();
     void claim(const LineSettings &settings);
     void configure(const LineSettings &settings, const PortListener &listener);
     void checkMode(const LineSettings &settings, const TerminalMode &kept,

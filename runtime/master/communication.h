@@ -19,7 +19,8 @@ namespace plc::runtime {
 class Communication : public Link
 {
 public:
-    /// @param info  the record that the driver was given; `retryCount` is written by the thread.
+    /// @param info  the record that the driver was given; `retryCount` and `retryLimit` are written by the
+    ///              thread.
     Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
                   Surroundings surroundings);
     ~Communication() override;

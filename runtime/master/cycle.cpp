@@ -215,7 +215,7 @@ void Cycle::portLost(Time now)
             // The station answers whether somebody hears it or not, and the port may be back sooner.
             const bool isAnswerDue = state_ == CycleState::WaitingReply;
             pauseUntil_ = std::max(pauseUntil_, isAnswerDue ? extendedDeadline() : attempt_.deadline);
-            letRest(pauseUntil_);
+            noteStationPause(pauseUntil_);
             lateReplies_.attemptEnded(isAnswerDue ? Answer::MayComeLate : Answer::WillNotCome,
                                       attempt_.sentUntil + rules_.responseTimeout);
         }
@@ -278,14 +278,14 @@ Time Cycle::silenceDue() const
 
 Time Cycle::heldUntil() const
 {
-    return std::max({lateReplies_.holdUntil(), pauseUntil_, restUntil()});
+    return std::max({lateReplies_.holdUntil(), pauseUntil_, stationPausedUntil()});
 }
 
 /// A broadcast is to every station.
-Time Cycle::restUntil() const
+Time Cycle::stationPausedUntil() const
 {
     Time until{};
-    for (const auto &[station, rested] : restUntil_) {
+    for (const auto &[station, rested] : stationPausedUntil_) {
         if (request().station == station || request().station == kEverybody)
             until = std::max(until, rested);
     }
@@ -293,12 +293,12 @@ Time Cycle::restUntil() const
 }
 
 /// The station, or each where all were meant, is left alone for its pause.
-void Cycle::letRest(Time since)
+void Cycle::noteStationPause(Time since)
 {
     for (const auto &[station, rules] : settings_.stations) {
         const bool isMeant = request().station == station || request().station == kEverybody;
         if (isMeant && rules.pause > Time::zero())
-            restUntil_[station] = since + rules.pause;
+            stationPausedUntil_[station] = since + rules.pause;
     }
 }
 
@@ -705,7 +705,7 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
         statistics_.lateness.add(attempt_.lateness);
         lateReplies_.attemptEnded(answerOf(end, attempt_.isDamaged),
                                   attempt_.sentUntil + rules_.responseTimeout);
-        letRest(now);
+        noteStationPause(now);
     }
     report_.cause = causeAfter(report_.cause, end);
     if (observer_)

@@ -219,7 +219,7 @@ private:
     void waitForSilence(Time now);
     Time silenceDue() const;
     Time heldUntil() const;
-    Time restUntil() const;
+    Time stationPausedUntil() const;
     Time busyLimit() const;
     bool replyIsDue() const;
     Instruction transmit(Time now);
@@ -258,7 +258,7 @@ private:
     void endTransaction(Time now, int status);
     void useUpRepeats();
     void chooseRules();
-    void letRest(Time since);
+    void noteStationPause(Time since);
 
     const Request &request() const { return report_.request; }
     template <typename Change>
@@ -274,12 +274,12 @@ private:
 
     CycleState state_ = CycleState::Idle;
     bool started_ = false;
-    Time lastActivity_{};           ///< last byte sent or received
-    Time waitingSince_{};           ///< since when the line should be silent
-    Time pauseUntil_{};             ///< nothing goes out before
-    std::map<int, Time> restUntil_; ///< nothing goes out to these stations before
-    Time freshUntil_ = Time::max(); ///< what the transaction writes back is too old afterwards
-    QByteArray buffer_;             ///< received and not yet used
+    Time lastActivity_{};                    ///< last byte sent or received
+    Time waitingSince_{};                    ///< since when the line should be silent
+    Time pauseUntil_{};                      ///< nothing goes out before
+    std::map<int, Time> stationPausedUntil_; ///< nothing goes out to these stations before
+    Time freshUntil_ = Time::max();          ///< what the transaction writes back is too old afterwards
+    QByteArray buffer_;                      ///< received and not yet used
 
     Protocol *head_ = nullptr; ///< transaction in progress; the driver's
     StationRules rules_;       ///< for the transaction in progress

@@ -148,7 +148,8 @@ void DriverLink::portLost(Time now, const std::string &reason)
         const std::lock_guard<std::mutex> lock(counting_);
         cycle_.portLost(now);
     }
-    trace(now, "--", reason);
+    if (trace_)
+        trace(now, "--", reason);
     News news;
     news.port.emplace();
     news.port->reason = reason;

@@ -26,7 +26,8 @@ bool isGroupedRead(const Request &request);
 class DriverLink : private CycleDriver, private CycleObserver
 {
 public:
-    /// @param info  the record that the driver was given; `retryCount` is written by advance().
+    /// @param info  the record that the driver was given; `retryCount` and `retryLimit` are written by
+    ///              advance().
     /// @param sink  gets all news, inside advance(). Calls nothing of the link: some news come with the lock
     ///              held.
     DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink);

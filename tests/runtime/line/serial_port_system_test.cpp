@@ -248,23 +248,18 @@ TEST_F(SerialPortSystem, FindsADeviceUnderItsLastingNameWhateverItsPortIsCalledB
     EXPECT_EQ("/by-id/one", system.opened);
 }
 
-TEST_F(SerialPortSystem, TakesThePortsNameWhereTheLastingNameIsNotThere)
+// What has got the port's name may be on another line, with other machines; and its own lasting name may not
+// be there yet.
+TEST_F(SerialPortSystem, WaitsForADeviceWithALastingNameWhateverHasGotThePortsName)
 {
     settings.identity = "/by-id/one";
     system.openErrors["/by-id/one"] = ENOENT;
-    open();
-    EXPECT_EQ("/dev/ttyX", system.opened);
-}
-
-// It may be on another line, with other machines.
-TEST_F(SerialPortSystem, RefusesAnotherDeviceThatHasGotThePortsName)
-{
-    settings.identity = "/by-id/one";
-    system.openErrors["/by-id/one"] = ENOENT;
-    system.nameOfDevice = "/by-id/other";
-    EXPECT_THAT(refusal(), HasSubstr("another device is there now, /by-id/other, and not /by-id/one"));
-    EXPECT_EQ(1, system.closed);
-    EXPECT_THAT(system.requests, IsEmpty()) << "nothing was done to it";
+    for (const char *name : {"", "/by-id/other"}) {
+        system.nameOfDevice = name;
+        EXPECT_THROW(open(), PortAbsent);
+        EXPECT_EQ("/by-id/one", system.opened);
+    }
+    EXPECT_THAT(system.requests, IsEmpty()) << "nothing was done to any device";
 }
 
 TEST_F(SerialPortSystem, SaysWhyADeviceThatIsThereCannotBeOpenedUnderItsLastingName)
