@@ -62,6 +62,7 @@ private:
 class NoisyLine : public TestLine
 {
 public:
+    plc::runtime::Time longestPause() const { return longestPause_; }
     ~NoisyLine() override
     {
         over_ = true;
@@ -71,14 +72,19 @@ public:
 private:
     void babble()
     {
+        plc::runtime::Time before = plc::runtime::steadyNow();
         while (!over_) {
             // A full line is as noisy as one can be.
             [[maybe_unused]] const ssize_t written = write(master(), "\x55", 1);
+            const plc::runtime::Time now = plc::runtime::steadyNow();
+            longestPause_ = std::max(longestPause_.load(), now - before);
+            before = now;
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
     }
 
     std::atomic<bool> over_{false};
+    std::atomic<plc::runtime::Time> longestPause_{plc::runtime::Time{}};
     std::thread thread_{[this] { babble(); }};
 };
 
@@ -135,10 +141,21 @@ private:
 // At 300 baud a silence takes 128 ms, so that no gap in the noise passes for one.
 const Words kSlow{"-b", "300", "-o", "0.5", "--retries", "1"};
 
+/// Runs plchost with a port that never falls silent. A machine that is too busy for the noise makes a
+/// silence, and such a run tells nothing.
+Finished plchostInNoise(const std::string &command, const Words &more)
+{
+    for (int run = 0;; ++run) {
+        const NoisyLine line;
+        Finished finished = plchost(Words{command, "-p", line.path()} + more + kSlow);
+        if (line.longestPause() < std::chrono::milliseconds(100) || run == 20)
+            return finished;
+    }
+}
+
 TEST(NoisyLine, LetsNoRequestOutAndNoneIsReportedAsWritten)
 {
-    const NoisyLine line;
-    const Finished run = plchost(Words{"write", "-p", line.path(), "4x:100@0=1", "4x:101=1"} + kSlow);
+    const Finished run = plchostInNoise("write", {"4x:100@0=1", "4x:101=1"});
     EXPECT_EQ(4, run.exitCode) << run.errors;
     EXPECT_EQ("4x:100@0 = 1  (line busy)\n4x:101 = 1  (line busy)\n", run.output);
     EXPECT_THAT(run.errors, HasSubstr("4x:100@0: the line never fell silent"));
@@ -147,8 +164,7 @@ TEST(NoisyLine, LetsNoRequestOutAndNoneIsReportedAsWritten)
 
 TEST(NoisyLine, IsNamedInTheTrace)
 {
-    const NoisyLine line;
-    const Finished run = plchost(Words{"read", "-v", "-p", line.path(), "4x:100"} + kSlow);
+    const Finished run = plchostInNoise("read", {"-v", "4x:100"});
     EXPECT_EQ(4, run.exitCode) << run.errors;
     EXPECT_THAT(run.errors, HasSubstr("not sent: the line never fell silent"));
     EXPECT_THAT(run.errors, Not(HasSubstr(" -> ")));
