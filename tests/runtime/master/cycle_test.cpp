@@ -1673,6 +1673,19 @@ protected:
     }
 
     void find() { cycle().portFound(); }
+
+    /// @return when the request went out.
+    Time replugWhileARequestIsOut()
+    {
+        queue(kRead);
+        verdicts({41});
+        runUntilSent();
+        const Time sent = sentAt;
+        run(milliseconds(30));
+        lose();
+        find();
+        return sent;
+    }
 };
 
 TEST_F(CyclePortLost, EndsTheRequestOnTheLineAtOnceWithoutAnotherAttempt)
@@ -1749,13 +1762,7 @@ TEST_F(CyclePortLost, KeepsWhatHadComeBeforeOutOfTheNextReply)
 // The station may answer a port that is back already.
 TEST_F(CyclePortLost, WaitsForTheAnswerToWhatWasOnTheLineThoughThePortIsBackSooner)
 {
-    queue(kRead);
-    verdicts({41});
-    runUntilSent();
-    const Time sentBefore = sentAt;
-    run(milliseconds(30));
-    lose();
-    find();
+    const Time sentBefore = replugWhileARequestIsOut();
     queue(kRead);
     EXPECT_EQ(kRead, runUntilSent());
     EXPECT_GE(sentAt - sentBefore, kEightBytes + settings.responseTimeout);
@@ -1763,13 +1770,7 @@ TEST_F(CyclePortLost, WaitsForTheAnswerToWhatWasOnTheLineThoughThePortIsBackSoon
 
 TEST_F(CyclePortLost, ListensForALateAnswerBeforeAnotherRequest)
 {
-    queue(kRead);
-    verdicts({41});
-    runUntilSent();
-    const Time sentBefore = sentAt;
-    run(milliseconds(30));
-    lose();
-    find();
+    const Time sentBefore = replugWhileARequestIsOut();
     queue(kWrite);
     EXPECT_EQ(kWrite, runUntilSent());
     EXPECT_EQ(sentBefore + kEightBytes + settings.responseTimeout + settings.lateReplyGuard, sentAt);

@@ -784,39 +784,39 @@ TEST_F(DriverLinkTest, SendsNoOrderUntilTheLossHasBeenDigestedThoughThePortIsBac
     EXPECT_THAT(endsOf(2), ElementsAre(OrderEnd::Good));
 }
 
-TEST_F(DriverLinkTest, TellsOfASplitWriteThatWasHalfSentWhenThePortWasLostThatItIsNotConfirmed)
+/// Order 1 writes two registers in two pieces, and the port is lost when the first one has ended.
+class SplitWriteAtALoss : public DriverLinkTest
 {
-    info.options = plc::kOptionSingleRegisters;
-    setUpDriver();
-    QByteArray bytes(4, '\x01');
-    ASSERT_GT(
-        library.setRegisterData(QString(), 5, QString::fromLatin1("100"), 1, &bytes, 2, kOrderHostId, 1), 0);
-    link().setOpenOrders(1);
-    while (transactions.empty()) {
-        runFor(milliseconds(1));
-        ASSERT_LT(now, seconds(10));
+protected:
+    void loseAfterTheFirstPieceTo(int station)
+    {
+        info.options = plc::kOptionSingleRegisters;
+        setUpDriver();
+        QByteArray bytes(4, '\x01');
+        ASSERT_GT(library.setRegisterData(QString(), 5, QString::fromLatin1("100"), station, &bytes, 2,
+                                          kOrderHostId, 1),
+                  0);
+        link().setOpenOrders(1);
+        while (transactions.empty()) {
+            runFor(milliseconds(1));
+            ASSERT_LT(now, seconds(10));
+        }
+        ASSERT_EQ(1u, sent.size()) << "the second piece waits for the line";
+        losePort();
     }
-    ASSERT_EQ(1u, sent.size()) << "the second piece waits for the line";
-    losePort();
+};
+
+TEST_F(SplitWriteAtALoss, IsNotConfirmed)
+{
+    loseAfterTheFirstPieceTo(1);
     EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed));
 }
 
 // The driver takes each piece of a broadcast for done.
-TEST_F(DriverLinkTest, TellsOfASplitBroadcastThatWasHalfSentWhenThePortWasLostThatItIsNotConfirmed)
+TEST_F(SplitWriteAtALoss, IsNotConfirmedAsABroadcastEither)
 {
     settings.stations[9].pause = milliseconds(50);
-    info.options = plc::kOptionSingleRegisters;
-    setUpDriver();
-    QByteArray bytes(4, '\x01');
-    ASSERT_GT(
-        library.setRegisterData(QString(), 5, QString::fromLatin1("100"), 0, &bytes, 2, kOrderHostId, 1), 0);
-    link().setOpenOrders(1);
-    while (transactions.empty()) {
-        runFor(milliseconds(1));
-        ASSERT_LT(now, seconds(10));
-    }
-    ASSERT_EQ(1u, sent.size()) << "the second piece waits for the line";
-    losePort();
+    loseAfterTheFirstPieceTo(0);
     EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed));
 }
 
