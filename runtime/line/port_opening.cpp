@@ -8,20 +8,45 @@ namespace plc::runtime {
 
 PortOpening::PortOpening(const OpenPort &open, const LineSettings &settings)
 {
-    std::promise<std::unique_ptr<Port>> promise;
-    port_ = promise.get_future();
-    const auto work = [open, settings](std::promise<std::unique_ptr<Port>> result) {
-        try {
-            result.set_value(open(settings));
-        } catch (...) {
-            result.set_exception(std::current_exception());
-        }
+    std::promise<Outcome> promise;
+    outcome_ = promise.get_future();
+    const auto work = [open, settings](std::promise<Outcome> result) {
+        result.set_value(outcomeOf(open, settings));
     };
     try {
         std::thread(work, std::move(promise)).detach();
     } catch (const std::system_error &) {
         throw noThreadFor(settings.port);
     }
+}
+
+PortOpening::Outcome PortOpening::outcomeOf(const OpenPort &open, const LineSettings &settings) noexcept
+{
+    Outcome outcome;
+    try {
+        outcome.port = open(settings);
+        if (!outcome.port)
+            outcome.reason = "port '" + settings.port + "' cannot be opened";
+    } catch (const PortAbsent &absent) {
+        outcome.isAbsent = true;
+        outcome.reason = absent.what();
+    } catch (const Failure &failure) {
+        outcome.kind = failure.kind();
+        outcome.reason = failure.what();
+    } catch (const std::exception &exception) {
+        outcome.reason = "port '" + settings.port + "' cannot be opened: " + exception.what();
+    }
+    return outcome;
+}
+
+std::unique_ptr<Port> PortOpening::take()
+{
+    Outcome outcome = outcome_.get();
+    if (outcome.port)
+        return std::move(outcome.port);
+    if (outcome.isAbsent)
+        throw PortAbsent(outcome.reason);
+    throw Failure(outcome.kind, outcome.reason);
 }
 
 Failure noThreadFor(const std::string &port)

@@ -4,7 +4,7 @@
 #define PLC_LINE_PORT_OPENING_H
 
 #include <future>
-
+#include <optional>
 #include <string>
 
 #include "runtime/line/failure.h"
@@ -22,14 +22,25 @@ public:
 
     /// Waits until the port is open or refused, at most for @p atMost.
     /// @return whether it is.
-    bool wait(Time atMost) const { return port_.wait_for(atMost) == std::future_status::ready; }
+    bool wait(Time atMost) const { return outcome_.wait_for(atMost) == std::future_status::ready; }
 
     /// The port, once.
-    /// @throw Failure  (port) that says why it cannot be opened.
-    std::unique_ptr<Port> take() { return port_.get(); }
+    /// @throw Failure  that says why it cannot be opened.
+    std::unique_ptr<Port> take();
 
 private:
-    std::future<std::unique_ptr<Port>> port_;
+    /// Own values only: two threads that share an exception would count its owners inside the C++ library,
+    /// where ThreadSanitizer sees nothing.
+    struct Outcome
+    {
+        std::unique_ptr<Port> port;
+        bool isAbsent = false;
+        FailureKind kind = FailureKind::Port;
+        std::string reason;
+    };
+    static Outcome outcomeOf(const OpenPort &open, const LineSettings &settings) noexcept;
+
+    std::future<Outcome> outcome_;
 };
 
 /// What to throw where the system makes no thread.
