@@ -397,7 +397,8 @@ TEST_F(BusPolicy, ALineThatNeverFallsSilentIsNotWaitedForWithoutEnd)
 }
 
 /// Long enough for the distance between probes to have grown to its full length.
-constexpr Time kCompared = minutes(30);
+constexpr Time kUntilSteady = minutes(3);
+constexpr Time kCompared = minutes(8);
 
 /// Readings of stations 1 to 7.
 std::uint64_t goodReadings(Bus &bus)
@@ -426,20 +427,29 @@ protected:
     /// Of the readings that stations 1 to 7 get where the eighth is not read, those that they get on the bus.
     double shareKept(Bus &bus)
     {
-        bus.start();
-        bus.runFor(kCompared);
-        EXPECT_EQ("", bus.witness().complaint());
+        const std::uint64_t with = readingsWhenSteady(bus);
         wentOffline = bus.wentOffline();
-        const auto with = static_cast<double>(goodReadings(bus));
-        Bus &alone = build(eightStations(false));
-        alone.start();
-        alone.runFor(kCompared);
-        const double kept = with / static_cast<double>(goodReadings(alone));
+        if (readingsAlone == 0)
+            readingsAlone = readingsWhenSteady(build(eightStations(false)));
+        const double kept = static_cast<double>(with) / static_cast<double>(readingsAlone);
         RecordProperty("loss_percent", std::to_string(100 * (1 - kept)));
         return kept;
     }
 
     std::uint64_t wentOffline = 0;
+
+private:
+    static std::uint64_t readingsWhenSteady(Bus &bus)
+    {
+        bus.start();
+        bus.runFor(kUntilSteady);
+        const std::uint64_t before = goodReadings(bus);
+        bus.runFor(kCompared);
+        EXPECT_EQ("", bus.witness().complaint());
+        return goodReadings(bus) - before;
+    }
+
+    std::uint64_t readingsAlone = 0;
 };
 
 TEST_F(EightStations, OneDeadCostsTheOthersAtMostOneTwentieth)
@@ -625,7 +635,7 @@ TEST_F(EightStations, OneThatManagesShortFramesOnlyCostsTheOthersLittle)
         return isLong ? std::optional<Message>(Message()) : std::nullopt;
     });
     EXPECT_GE(shareKept(bus), 0.9);
-    EXPECT_GT(wentOffline, 10u);
+    EXPECT_GT(wentOffline, 3u);
 }
 
 TEST_F(BusPolicy, AGatewayThatFindsNobodyOrAStationThatIsBusyForEverTakesItOffline)
