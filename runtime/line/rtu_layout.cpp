@@ -1,6 +1,5 @@
 #include "runtime/line/rtu_layout.h"
 
-#include <algorithm>
 #include <array>
 
 #include "core/byte_order.h"
@@ -181,7 +180,7 @@ ContentLength identificationLength(const unsigned char *bytes, int available)
         if (least > kLongestFrame)
             return none();
         if (at + kObjectHead > available)
-            return unfinished(std::max(least, available + 1));
+            return unfinished(least);
         at += kObjectHead + bytes[at + 1];
     }
     return known(at + kCrcLen);

@@ -48,6 +48,10 @@ public:
                 errno = anyRateError;
                 return -1;
             }
+            if (request == TCSETS2 && settingsError != 0) {
+                errno = settingsError;
+                return -1;
+            }
             return transfer(request == TCGETS2, argument, sizeof(termios2));
         case TCGETS:
         case TCSETS:
@@ -157,7 +161,8 @@ public:
     std::map<std::string, int> openErrors; ///< by path, before `openError`
     std::string nameOfDevice;              ///< that lasts
     int closed = 0;
-    int anyRateError = 0; ///< of the calls that know any rate
+    int anyRateError = 0;  ///< of the calls that know any rate
+    int settingsError = 0; ///< of the call that sets them
     bool isTerminal = true;
     termios2 mode{};
     tcflag_t neverKept = 0; ///< of c_cflag
@@ -366,6 +371,14 @@ TEST_F(SerialPortSystem, RefusesWhatIsNoTerminal)
     EXPECT_EQ(1, system.closed);
 }
 
+TEST_F(SerialPortSystem, RefusesAPortThatDoesNotTakeTheSettings)
+{
+    system.settingsError = EIO;
+    EXPECT_EQ("port '/dev/ttyX' cannot be opened at 19200 baud: it does not take the settings (Input/output "
+              "error)",
+              refusal());
+}
+
 TEST_F(SerialPortSystem, RefusesAPortThatDoesNotKeepParityOrStopBits)
 {
     system.neverKept = PARENB;
@@ -396,10 +409,13 @@ TEST_F(SerialPortSystem, CountsTheTrueRateOfAChipThatDividesItsClock)
     EXPECT_THAT(warnings,
                 ElementsAre("port '/dev/ttyX' runs at 28800 baud, since it cannot do 31250; stations may "
                             "not understand it"));
+    settings.baud = 76800; // the divisor is rounded to the nearest, 1.5 to 2
+    open();
+    EXPECT_THAT(warnings.back(), ::testing::StartsWith("port '/dev/ttyX' runs at 57600 baud"));
     settings.anyRate = false;
     settings.baud = 57600;
     open();
-    EXPECT_EQ(1u, warnings.size());
+    EXPECT_EQ(2u, warnings.size());
 }
 
 TEST_F(SerialPortSystem, BelievesTheSystemWhereTheChipIsAnother)
@@ -458,6 +474,15 @@ TEST_F(SerialPortSystem, HasTheChipHandOverSingleBytesWhereTheSystemLetsIt)
     }
     EXPECT_EQ(8, system.trigger) << "not put back";
     EXPECT_THAT(notes, Contains("port '/dev/ttyX' hands over single bytes, no longer 8 together"));
+}
+
+TEST_F(SerialPortSystem, HasTheChipHandOverSingleBytesUpTo115200Baud)
+{
+    system.hasSerial = true;
+    system.trigger = 8;
+    settings.baud = 115200;
+    const SerialPort port = open();
+    EXPECT_EQ(1, system.trigger);
 }
 
 TEST_F(SerialPortSystem, LeavesTheChipAloneWhereThatCannotBeOrCostsTooMuch)

@@ -79,7 +79,11 @@ public:
         sentFrames.emplace_back(frame, attempt);
     }
     void received(Time, const QByteArray &) override {}
-    void discarded(Time, int bytes, const char *) override { discardedBytes += bytes; }
+    void discarded(Time, int bytes, const char *why) override
+    {
+        discardedBytes += bytes;
+        reasons.emplace_back(why);
+    }
     void attemptEnded(Time, AttemptEnd end, int) override { ends.push_back(end); }
     void transactionEnded(const runtime::TransactionReport &report) override { reports.push_back(report); }
 
@@ -87,6 +91,7 @@ public:
     std::vector<AttemptEnd> ends;
     std::vector<runtime::TransactionReport> reports;
     int discardedBytes = 0;
+    std::vector<std::string> reasons; ///< why they were discarded
 };
 
 /// At 9600 baud: a character takes 1.145833 ms, a silence 4.010417 ms. Response time-out 300 ms, turnaround

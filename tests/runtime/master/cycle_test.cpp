@@ -618,6 +618,17 @@ TEST_F(CycleTimeout, HoldsEvenTheSameRequestBackOnceARepeatWasAnswered)
     EXPECT_EQ(3u, driver.calls.size());
 }
 
+TEST_F(CycleException, CountsWhatStandsAroundAnExceptionAsForeign)
+{
+    queue(kRead);
+    runUntilSent();
+    verdicts({41});
+    arrive(hex("00") + kException + hex("FF 00"));
+    EXPECT_THAT(witness.ends, ElementsAre(AttemptEnd::Exception));
+    EXPECT_THAT(witness.reasons, ElementsAre("in front of the reply", "behind the reply"));
+    EXPECT_EQ(3u, total().foreignBytes);
+}
+
 TEST_F(CycleException, EndsTheAttemptAlsoWhereRepliesAreNotChecked)
 {
     settings.policies.checkReplies = false;
