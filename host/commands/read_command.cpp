@@ -5,6 +5,7 @@
 #include "host/commands/console.h"
 #include "host/commands/result_text.h"
 #include "runtime/master/driver_library.h"
+#include "runtime/panel/pieces.h"
 #include "runtime/panel/session.h"
 
 namespace plc::host {
@@ -20,7 +21,7 @@ ExitCode readVariables(const CommandOptions &options)
         tickets.push_back(session.read(variable));
     session.start(traceOnStandardError(options.verbose));
 
-    RowPrinter printer(options.outputFormat(), options.numberStyle());
+    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables));
     std::vector<OrderEnd> ends;
     for (std::size_t i = 0; i < variables.size(); ++i) {
         const OrderResult result = session.await(tickets[i]);
@@ -29,6 +30,7 @@ ExitCode readVariables(const CommandOptions &options)
         row.variable = variables[i];
         row.station = session.stationOf(variables[i]);
         row.state = stateName(result.end);
+        row.isInPieces = cutsValues(row.variable, link);
         if (result.end == OrderEnd::Good)
             row.values = session.values(variables[i]);
         else if (result.end != OrderEnd::PortLost)

@@ -80,6 +80,7 @@ WatchStatus ProjectMonitor::status(int variable, Time now) const
     for (const int request : map_.requestsOf(variable))
         parts.push_back(&readings_[static_cast<std::size_t>(request)]);
     WatchStatus status = statusOf(parts, now, link_.rulesOf(map_.stationOf(variable)).responseTimeout);
+    status.isInPieces = map_.isInPieces(variable);
     if (!map_.isCovered(variable)) {
         status.hasValue = false;
         status.scans = 0;

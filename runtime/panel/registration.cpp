@@ -1,5 +1,7 @@
 #include "runtime/panel/registration.h"
 
+#include "runtime/panel/packing.h"
+
 namespace plc::runtime {
 
 namespace {
@@ -22,27 +24,60 @@ HostVariable recordOf(const Variable &variable)
     return record;
 }
 
+/// @param oneBased  addresses are typed counting from 1.
+HostVariable recordOf(const ReadSpan &span, bool oneBased)
+{
+    HostVariable record{};
+    record.regType = static_cast<quint8>(span.baseType);
+    record.station = static_cast<quint8>(span.station);
+    record.addrText = QString::number(span.first + (oneBased ? 1 : 0));
+    record.count = span.count;
+    return record;
+}
+
+/// Hands records over, which the driver copies.
+int handOver(DriverLibrary &driver, std::vector<HostVariable> *records)
+{
+    QList<HostVariable *> list;
+    for (HostVariable &record : *records)
+        list.append(&record);
+    return driver.reCreatReadVarList(&list);
+}
+
+/// Hands finished requests over: without packing the driver leaves them as they are.
+int handOverPacked(DriverLibrary &driver, COM_INFO *info, const std::vector<ReadSpan> &spans, bool oneBased)
+{
+    std::vector<HostVariable> records;
+    for (const ReadSpan &span : spans)
+        records.push_back(recordOf(span, oneBased));
+    const int usual = info->maxBlock;
+    info->maxBlock = 1;
+    const int reads = handOver(driver, &records);
+    info->maxBlock = usual;
+    return reads;
+}
+
 } // namespace
 
-int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variables,
-                      const std::vector<PriorityRow> &rows)
+int registerVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &settings,
+                      const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows)
 {
-    // The lists point into these; the driver copies what it keeps.
+    // The list points into these; the driver copies what it keeps.
     std::vector<NameRow> nameRows;
     for (const PriorityRow &row : rows)
         nameRows.push_back(recordOf(row));
-    std::vector<HostVariable> hostVariables;
-    for (const Variable &variable : variables)
-        hostVariables.push_back(recordOf(variable));
-
     QList<NameRow *> rowList;
     for (NameRow &row : nameRows)
         rowList.append(&row);
-    QList<HostVariable *> variableList;
-    for (HostVariable &variable : hostVariables)
-        variableList.append(&variable);
     driver.passVarName(&rowList);
-    return driver.reCreatReadVarList(&variableList);
+
+    const std::vector<ReadSpan> spans = packWholeValues(variables, settings);
+    if (!spans.empty())
+        return handOverPacked(driver, info, spans, settings.oneBased());
+    std::vector<HostVariable> records;
+    for (const Variable &variable : variables)
+        records.push_back(recordOf(variable));
+    return handOver(driver, &records);
 }
 
 std::set<int> levelStations(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows,

@@ -17,6 +17,7 @@
 #include "runtime/master/station_state.h"
 #include "runtime/master/surroundings.h"
 #include "runtime/panel/read_state.h"
+#include "runtime/panel/registration.h"
 #include "runtime/panel/values.h"
 #include "runtime/panel/variable.h"
 
@@ -41,6 +42,9 @@ public:
     /// Registers a variable to be read over and over. Before start().
     /// @return its number, counted from 0.
     int watch(const Variable &variable);
+
+    /// Hands the variables of a project over, see plc::runtime::registerVariables(). Before start(), once.
+    int registerVariables(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows);
 
     /// @p listener gets all news of the communication thread, inside pump(), and only looks on. Before
     /// start().
