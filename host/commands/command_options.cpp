@@ -36,7 +36,7 @@ std::string formatOfWord(const std::string &word)
 std::string variableText(const std::string &type, const std::string &start, int count)
 {
     const std::size_t mark = std::min(type.find_first_of(":/"), type.size());
-    const std::string place = areaOfType(type.substr(0, mark)) + ":" + start + ":" + std::to_string(count);
+    std::string place = areaOfType(type.substr(0, mark)) + ":" + start + ":" + std::to_string(count);
     if (mark == type.size())
         return place;
     const std::string format = type.substr(mark + 1);

@@ -13,11 +13,13 @@ std::string commonHelp()
            "4x_d:200, 0x:16:8@5, 4x:200:3/f32.cdab.\n"
            "ADDRESS goes out as it is typed, counting from 0 (from 1 with --option one-based). COUNT is a "
            "number of\n"
-           "values: bits, registers, or 32-bit values (of two registers, the upper half first). Areas:\n" +
+           "values: bits, registers, 32-bit values (of two registers, the upper half first), or what FORMAT "
+           "is.\n"
+           "Areas:\n" +
            areaHelp() + "Formats: " + formatNames() +
            ".\nORDER is the order of the bytes, the highest called a: abcd (without it; the upper half at "
            "the "
-           "lower\naddress), cdab, badc or dcba. It counts for 4:float and the like as well, whatever other "
+           "lower\naddress), cdab, badc or dcba. It is ours for -t 4:float and 4:int as well, whatever other "
            "masters take.\n"
            "Options of the driver:\n" +
            optionHelp() + "Policies, all of them on without --without:\n" + policyHelp() + kExitCodes +

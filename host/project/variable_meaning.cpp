@@ -69,7 +69,7 @@ private:
     std::string text(const Json::Value &value, const std::string &what, std::size_t longest,
                      const std::string &forbidden) const
     {
-        const std::string given = value.isString() ? value.asString() : "";
+        std::string given = value.isString() ? value.asString() : "";
         bool isGood =
             !given.empty() && given.size() <= longest && given.front() != ' ' && given.back() != ' ';
         for (const char letter : given)

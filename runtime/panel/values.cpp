@@ -232,7 +232,7 @@ Values decodeValues(const QByteArray &bytes, Unit unit, int count)
 
 Value valueOf(const Variable &variable, const Values &values, int index)
 {
-    const Value value = rawValue(variable, values, index);
+    Value value = rawValue(variable, values, index);
     if (!isScaled(variable))
         return value;
     return scaled(value, variable.registerFormat(), *variable.meaning);

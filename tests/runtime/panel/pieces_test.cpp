@@ -50,8 +50,8 @@ TEST(WritePieces, AreCutAsTheDriverCutsThem)
 
 TEST(ReadPieces, CutNoValueThatFitsIntoARequest)
 {
-    EXPECT_EQ(2, reads("4x:0:4/f32", 5)) << "2 + 2 values";
-    EXPECT_EQ(2, reads("4x_d:0:4", 5));
+    EXPECT_EQ(5, reads("4x:0:10/f32", 5)) << "two values each";
+    EXPECT_EQ(5, reads("4x_d:0:10", 5));
     EXPECT_EQ(2, reads("4x:0:26/u64", 100)) << "25 + 1 values";
     EXPECT_EQ(2, reads("4x:0/u64", 2)) << "one value of four registers";
     EXPECT_EQ(2, reads("4x:0/str9", 3)) << "one text of five registers";
@@ -59,7 +59,7 @@ TEST(ReadPieces, CutNoValueThatFitsIntoARequest)
 
 TEST(WritePieces, CutNoValueThatFitsIntoARequest)
 {
-    EXPECT_EQ(2, writes("4x:0:4/f32", 5));
+    EXPECT_EQ(5, writes("4x:0:10/f32", 5));
     EXPECT_EQ(1, writes("4x:0:4/f32", 1)) << "without a limit";
     EXPECT_EQ(8, writes("4x:0:4/f32", 5, plc::kOptionSingleRegisters));
     EXPECT_EQ(4, writes("4x_single:0:2/f32", 100));
