@@ -12,7 +12,6 @@
 #include "runtime/api/settings.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
-#include "runtime/panel/registration.h"
 
 namespace plcruntime {
 
@@ -176,7 +175,7 @@ Error Line::Private::start(const plc::runtime::LinkSettings &link,
                 library, link, plc::api::portSurroundings(settings, opener, context, notes, [this] {
                     return isOpeningCancelled.load();
                 }));
-        plc::runtime::registerVariables(library, {}, rows);
+        (*made)->registerVariables({}, rows);
         for (const int station : off)
             (*made)->setStationEnabled(station, false);
         (*made)->start();

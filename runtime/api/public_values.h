@@ -16,9 +16,6 @@ QList<plcruntime::Value> publicValues(const runtime::Variable &variable, const Q
 /// many.
 runtime::Values writtenValues(const runtime::Variable &variable, const QList<plcruntime::Value> &values);
 
-/// Bits or registers that one value takes of its area, as its requests count them.
-int unitsOfOneValue(const runtime::Variable &variable);
-
 } // namespace plc::api
 
 #endif

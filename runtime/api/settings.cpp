@@ -3,6 +3,8 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <cmath>
+
 #include "runtime/line/setting_limits.h"
 
 namespace plc::api {
@@ -202,6 +204,15 @@ runtime::Variable variableOf(const plcruntime::VariableSettings &settings,
     if (!variable.station)
         variable.station = line.station;
     variable.label = settings.name.toStdString();
+    if (settings.scale != 1 || settings.offset != 0) {
+        if (!std::isfinite(settings.scale) || settings.scale == 0 || !std::isfinite(settings.offset))
+            throw Failure(FailureKind::Usage, "variable '" + variable.text +
+                                                  "': a scale is a number but 0, and an offset a number");
+        runtime::Meaning meaning;
+        meaning.scale = settings.scale;
+        meaning.offset = settings.offset;
+        variable.meaning = std::make_shared<const runtime::Meaning>(meaning);
+    }
     return variable;
 }
 

@@ -7,6 +7,7 @@
 #include "runtime/api/reasons.h"
 #include "runtime/api/settings.h"
 #include "runtime/line/failure.h"
+#include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
 
 namespace plc::api {
@@ -188,7 +189,7 @@ bool VariableBook::take(Entry *entry, runtime::Session &session)
     const runtime::WatchStatus status = statusOf(*entry, &session, session.now());
     if (!status.hasValue || status.last.end != runtime::OrderEnd::Good)
         return false;
-    entry->isInPieces = isCut(*entry);
+    entry->isInPieces = status.isInPieces;
     QByteArray bytes = session.bytes(entry->variable);
     const bool isNew = !entry->hasValue || bytes != entry->bytes;
     entry->bytes = bytes;
@@ -211,6 +212,7 @@ VariableBook::Changes VariableBook::noteReading(Id id, const runtime::OrderResul
         change.value = !entry.hasValue || bytes != entry.bytes;
         entry.bytes = bytes;
         entry.hasValue = true;
+        entry.isInPieces = runtime::cutsValues(entry.variable, session.settings());
         entry.readAt = session.now();
     }
     // Of one that was never sent nothing is learned.
@@ -307,25 +309,6 @@ runtime::WatchStatus VariableBook::statusOf(const Entry &entry, const runtime::S
     if (session)
         runtime::overrule(&status, session->stationState(station), !session->portLost().empty());
     return status;
-}
-
-/// A value of several registers lies in no request as a whole.
-bool VariableBook::isCut(const Entry &entry) const
-{
-    const int units = unitsOfOneValue(entry.variable);
-    const std::vector<int> &requests = reads_->requests().requestsOf(entry.shown);
-    if (units == 1 || requests.size() < 2)
-        return false;
-    for (int first = entry.variable.baseFirst();
-         first < entry.variable.baseFirst() + entry.variable.baseCount(); first += units) {
-        const bool isWhole = std::any_of(requests.begin(), requests.end(), [&](int request) {
-            const runtime::RequestPlace &place = reads_->requests().place(request);
-            return place.first <= first && first + units <= place.first + place.count;
-        });
-        if (!isWhole)
-            return true;
-    }
-    return false;
 }
 
 plcruntime::VariableState VariableBook::state(Id id, const runtime::Session *session, Time now) const

@@ -91,7 +91,6 @@ private:
     runtime::WatchStatus statusOf(const Entry &entry, const runtime::Session *session,
                                   runtime::Time now) const;
     void fold(Entry *entry, const runtime::Session &session);
-    bool isCut(const Entry &entry) const;
     bool take(Entry *entry, runtime::Session &session);
     bool noteQuality(Entry *entry, const runtime::Session *session, runtime::Time now);
     void pace(runtime::Session &session);
