@@ -103,6 +103,14 @@ Frame publicFrame(const plc::runtime::FrameNews &news)
     return frame;
 }
 
+LogLine publicLine(bool isWarning, const std::string &text)
+{
+    LogLine line;
+    line.isWarning = isWarning;
+    line.text = QString::fromStdString(text);
+    return line;
+}
+
 /// Calls the handler; what it throws ends here.
 /// @return what it has thrown, for people; empty for nothing.
 std::string call(EventHandler handler, void *context, const Event &event)
@@ -388,6 +396,8 @@ void Line::Private::hear(const News &news)
     noteEndedOrders();
     if (news.frame)
         put(EventFrame, news.frame->at, publicFrame(*news.frame));
+    else if (!news.trace.empty())
+        put(EventLog, now(), publicLine(true, news.trace));
     noteChanges(variables.note(news, *session));
     if (news.station)
         noteStation(*news.station);
@@ -525,10 +535,7 @@ void Line::Private::tell(Lock &lock, const plc::api::QueuedEvent &queued)
     changed.notify_all();
     if (thrown.empty())
         return;
-    LogLine line;
-    line.isWarning = true;
-    line.text = QString::fromStdString(thrown);
-    put(EventLog, now(), std::move(line));
+    put(EventLog, now(), publicLine(true, thrown));
 }
 
 /// The thread of the library.

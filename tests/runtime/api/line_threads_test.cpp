@@ -98,6 +98,7 @@ LineSettings settingsFor(Delivery delivery)
     settings.driverFile = QString::fromLatin1(PLC_DRIVER_PATH);
     settings.delivery = delivery;
     settings.baud = 4000000;
+    settings.maxBlock = 3; // so that values have to be kept whole
     return settings;
 }
 
@@ -127,7 +128,8 @@ void useFromManyThreads(Delivery delivery)
         line.setEventHandler(&Heard::take, &heard, EventsAll);
         std::vector<VariableId> ids;
         for (int i = 0; i < 4; ++i)
-            ids.push_back(line.addVariable(VariableSettings(QString::fromLatin1("4x:%1@1").arg(i * 10))));
+            ids.push_back(
+                line.addVariable(VariableSettings(QString::fromLatin1("4x:%1:2/u32@1").arg(i * 10))));
         ASSERT_FALSE(line.open());
         std::atomic<int> orders{0};
         std::vector<std::thread> threads;
@@ -135,7 +137,9 @@ void useFromManyThreads(Delivery delivery)
             threads.emplace_back([&line, &ids, &orders, thread] {
                 for (int i = 0; i < 20; ++i) {
                     const VariableId id = ids[static_cast<std::size_t>((i + thread) % 4)];
-                    const OrderId order = i % 2 == 0 ? line.write(id, Value(i)) : line.readOnce(id);
+                    QList<Value> values;
+                    values << Value(i) << Value(i);
+                    const OrderId order = i % 2 == 0 ? line.write(id, values) : line.readOnce(id);
                     orders.fetch_add(order != 0 ? 1 : 0, std::memory_order_relaxed);
                     line.wait(order);
                 }
