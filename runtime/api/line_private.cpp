@@ -169,7 +169,7 @@ Line::Private::~Private()
 
 /// Waits without the lock, which nobody needs to hold: what it makes is not the line's yet.
 Error Line::Private::start(const plc::runtime::LinkSettings &link,
-                           const std::vector<plc::runtime::PriorityRow> &rows, const std::set<int> &off,
+                           const std::vector<plc::runtime::PriorityRow> &rows,
                            std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
                            std::unique_ptr<Session> *made)
 {
@@ -184,8 +184,6 @@ Error Line::Private::start(const plc::runtime::LinkSettings &link,
                     return isOpeningCancelled.load();
                 }));
         (*made)->registerVariables({}, rows);
-        for (const int station : off)
-            (*made)->setStationEnabled(station, false);
         (*made)->start();
         return Error();
     } catch (const Failure &failure) {
@@ -221,11 +219,10 @@ Error Line::Private::open()
     life = Life::Opening;
     isOpeningCancelled = false;
     const std::vector<plc::runtime::PriorityRow> rows = variables.priorityRows();
-    const std::set<int> off = switchedOff;
     std::unique_ptr<plc::runtime::OwnDriver> ownDriver;
     std::unique_ptr<Session> made;
     lock.unlock();
-    Error error = start(link, rows, off, &ownDriver, &made);
+    Error error = start(link, rows, &ownDriver, &made);
     lock.lock();
     if (!error && isOpeningCancelled) {
         made->stop();

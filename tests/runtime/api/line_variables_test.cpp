@@ -76,6 +76,25 @@ TEST_F(LineVariables, ReadsExactlyTheScreenFromTheChangeOn)
     EXPECT_EQ(empty, world.frames.size()) << "an empty screen reads nothing";
 }
 
+TEST_F(LineVariables, CallsNothingStaleBecauseOfARequestOfTheScreenBefore)
+{
+    settings.timeoutMs = 10000;
+    const VariableId wide = add("4x:0:100@1");
+    const VariableId narrow = add("4x:3@1");
+    EXPECT_FALSE(line().showScreen(list(wide)));
+    open();
+    run(200);
+    for (int at = 0; at < 15; ++at) {
+        EXPECT_FALSE(line().showScreen(list(wide)));
+        run(100 + at); // somewhere between a request and the next
+        EXPECT_FALSE(line().showScreen(list(narrow)));
+        run(100);
+    }
+    run(60000);
+    EXPECT_EQ(Quality::Good, value(narrow).quality);
+    EXPECT_LE(value(narrow).ageMs, 100);
+}
+
 TEST_F(LineVariables, KeepsValueAndAgeOfWhatHasLeftTheScreenUntilItIsStale)
 {
     world.registers[{1, 0}] = 5;
