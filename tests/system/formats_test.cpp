@@ -120,7 +120,7 @@ TEST_F(NamedVariables, AreWrittenWhileTheyRun)
 {
     RunningProject run({project.path(), "--every", "0.2"});
     run.awaitState("Order", "good");
-    run.say("Set.Feed rate = 7.25");
+    run.say("Set.Feed rate = 7.26");
     EXPECT_EQ((std::vector<double>{7.3}), numbers(run.awaitWrite("Set.Feed rate").value("values")));
     run.say("Order = \"A, B\"");
     EXPECT_EQ("done", word(run.awaitWrite("Order"), "result"));
