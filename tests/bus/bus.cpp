@@ -75,6 +75,12 @@ const char *endName(runtime::OrderEnd end)
         return "its station was switched off";
     case runtime::OrderEnd::Offline:
         return "its station is offline";
+    case runtime::OrderEnd::Expired:
+        return "its deadline has come";
+    case runtime::OrderEnd::Closed:
+        return "the line was closed";
+    case runtime::OrderEnd::NotTaken:
+        return "the driver refused it";
     case runtime::OrderEnd::Open:
         break;
     }
@@ -133,7 +139,7 @@ Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
                })
 {
     witness_.setField(&field_);
-    watch(driver);
+    watch();
     session_.setListener([this](const runtime::News &news) {
         if (news.transaction && keepTransactions_)
             transactions_.push_back(*news.transaction);
@@ -149,7 +155,7 @@ Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
     });
 }
 
-void Bus::watch(runtime::DriverLibrary &driver)
+void Bus::watch()
 {
     std::vector<runtime::PriorityRow> rows;
     std::vector<runtime::Variable> packed;
@@ -182,7 +188,7 @@ void Bus::watch(runtime::DriverLibrary &driver)
     }
     if (!plan_.packed)
         return;
-    runtime::registerVariables(driver, packed, rows);
+    session_.registerVariables(packed, rows);
     session_.setLevelStations(runtime::levelStations(packed, rows, plan_.link));
 }
 

@@ -84,7 +84,7 @@ public:
     void keepTransactions(bool keep) { keepTransactions_ = keep; }
 
 private:
-    void watch(runtime::DriverLibrary &driver);
+    void watch();
     void digestEnds();
     void checkRefused(runtime::Ticket ticket, int station);
     void note(const std::string &what);

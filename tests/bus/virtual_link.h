@@ -3,6 +3,8 @@
 #ifndef PLC_TESTS_BUS_VIRTUAL_LINK_H
 #define PLC_TESTS_BUS_VIRTUAL_LINK_H
 
+#include <utility>
+
 #include "field.h"
 #include "runtime/line/port_search.h"
 #include "runtime/master/driver_link.h"
@@ -36,7 +38,11 @@ public:
     void stop() override { running_ = false; }
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
     Time now() const override { return now_; }
-    std::vector<runtime::News> take(Time until) override;
+    void wait(Time until) override;
+    std::vector<runtime::News> take() override { return std::exchange(news_, {}); }
+    void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
+    int rebuild(const std::function<void()> &work) override { return link_.rebuild(work); }
+    void setDeadline(runtime::Ticket ticket, Time deadline) override { link_.setDeadline(ticket, deadline); }
     runtime::Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
     void setOpenOrders(int count) override;
     bool setStationEnabled(int station, bool enabled) override;

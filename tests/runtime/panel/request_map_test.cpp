@@ -1,11 +1,11 @@
-#include "host/project/request_map.h"
+#include "runtime/panel/request_map.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace plc::host;
+using namespace plc::runtime;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -59,6 +59,18 @@ TEST(RequestMap, CoversAVariableOnceAllItsPartsAreRead)
     map.note({1, 5, 100, 1}, true);
     EXPECT_TRUE(map.isCovered(0));
     EXPECT_THAT(map.requestsOf(0), ElementsAre(0, 1, 2));
+}
+
+TEST(RequestMap, NoticesValuesThatComeFromTwoRequests)
+{
+    RequestMap map(variables({"4x:98:2/f32@1", "4x_d:99@1", "4x:0:200@1", "4x_bit:99.9:20@1"}), {});
+    map.note({1, 5, 0, 100}, true);
+    EXPECT_FALSE(map.isInPieces(0)) << "cut between its values";
+    EXPECT_TRUE(map.isInPieces(1));
+    EXPECT_FALSE(map.isInPieces(2));
+    EXPECT_FALSE(map.isInPieces(3));
+    map.note({1, 5, 101, 100}, true);
+    EXPECT_TRUE(map.isInPieces(0)) << "begins inside its second value";
 }
 
 TEST(RequestMap, CountsUnitsThatNoVariableWants)
