@@ -55,9 +55,9 @@ TEST(NewsBox, WakesOnceForEachNews)
 {
     NewsBox box;
     box.put(endNews(1));
-    EXPECT_EQ(1u, box.take(steadyNow() + std::chrono::hours(1)).size());
+    EXPECT_EQ(1u, waitAndTake(box, steadyNow() + std::chrono::hours(1)).size());
     const Time until = steadyNow() + std::chrono::milliseconds(20);
-    EXPECT_TRUE(box.take(until).empty());
+    EXPECT_TRUE(waitAndTake(box, until).empty());
     EXPECT_GE(steadyNow(), until) << "woken by news that were taken before";
 }
 
