@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -193,6 +194,42 @@ TEST(LineThreads, AreWokenWhereTheyWait)
         std::thread polling([&line] { line.poll(-1); });
         line.wake(); // before it polls or meanwhile
         polling.join();
+    }
+}
+
+/// A port that the system holds up while it is being opened.
+struct HeldUp
+{
+    static ::plcruntime::Port *open(void *context, const LineSettings &, Error *error)
+    {
+        auto &self = *static_cast<HeldUp *>(context);
+        self.entered.set_value();
+        self.release.get_future().wait();
+        *error = Error(ErrorKind::Port, QString::fromLatin1("nobody hears this any more"));
+        self.left.set_value();
+        return nullptr;
+    }
+    std::promise<void> entered;
+    std::promise<void> release;
+    std::promise<void> left;
+};
+
+TEST(LineThreads, AreWokenWhileThePortIsBeingOpened)
+{
+    static std::array<HeldUp, 2> ports; // a thread that nobody waits for is in there last
+    for (const bool byClose : {false, true}) {
+        HeldUp &port = ports[byClose ? 1 : 0];
+        Line line(settingsFor(Delivery::Poll), &HeldUp::open, &port);
+        std::thread opening([&line] { EXPECT_EQ(ErrorKind::Interrupted, line.open().kind); });
+        port.entered.get_future().wait();
+        if (byClose)
+            line.close();
+        else
+            line.wake();
+        opening.join();
+        EXPECT_FALSE(line.isOpen());
+        port.release.set_value();
+        port.left.get_future().wait();
     }
 }
 
