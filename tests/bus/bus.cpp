@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "choices.h"
 #include "core/register_types.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
@@ -107,11 +108,9 @@ BusPlan agreed(BusPlan plan)
     plan.field.timeout = plan.link.timeout;
     plan.field.latest = plan.link.timeout + plan.link.lateGuard.value_or(plan.link.timeout) - kNotice;
     plan.field.handsOverInBursts = plan.burst > Time::zero();
-    const auto order = [&plan](quint32 option) {
-        return (plan.link.options & option) != 0 ? CrcOrder::HighFirst : CrcOrder::LowFirst;
-    };
-    plan.field.requestOrder = order(kOptionSwapRequestCrc);
-    plan.field.replyOrder = order(kOptionSwapReplyCrc);
+    plan.field.items = kItems;
+    plan.field.requestCrcHighFirst = hasOption(plan.link.options, kOptionSwapRequestCrc);
+    plan.field.replyCrcHighFirst = hasOption(plan.link.options, kOptionSwapReplyCrc);
     plan.link.echo = plan.echo;
     return plan;
 }
@@ -122,17 +121,21 @@ Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
                [&driver](int station, int baseType, int first, int count) {
                    return mirrorOf(driver, station, baseType, first, count);
                }),
-      field_(plan.field, wire_, journal_, witness_, plan.seed * 2),
+      stations_(plan.field, plan.seed * 2),
+      field_(plan.field, stations_, wire_, journal_, witness_, plan.seed * 2),
       session_(driver, plan.link,
                [this](runtime::DriverLibrary &library, COM_INFO &info, const runtime::LinkSettings &link) {
-                   auto made = std::make_unique<VirtualLink>(
-                       library, info, link,
-                       Line{wire_, field_, witness_, journal_, plan_.burst, plan_.echo, plan_.trace});
+                   auto made =
+                       std::make_unique<VirtualLink>(library, info, link,
+                                                     simulation::Line{wire_, field_, witness_, journal_, now_,
+                                                                      plan_.burst, plan_.echo, plan_.trace});
+                   lookAtChoicesOf(library);
                    link_ = made.get();
                    return made;
                })
 {
     witness_.setField(&field_);
+    witness_.setStations(&stations_);
     watch(driver);
     session_.setListener([this](const runtime::News &news) {
         if (news.transaction && keepTransactions_)
@@ -196,7 +199,7 @@ void Bus::runUntil(Time until)
 
 void Bus::note(const std::string &what)
 {
-    journal_.note(now(), "runtime", 0, ByteView(), what.c_str());
+    journal_.note(now(), "runtime", 0, Bytes(), what.c_str());
 }
 
 void Bus::digestEnds()

@@ -3,11 +3,7 @@
 #ifndef PLC_TESTS_BUS_BUS_H
 #define PLC_TESTS_BUS_BUS_H
 
-#include "field.h"
-#include "journal.h"
 #include "runtime/panel/session.h"
-#include "virtual_link.h"
-#include "wire.h"
 #include "witness.h"
 
 namespace plc::bus {
@@ -44,7 +40,7 @@ public:
     /// Lets the time pass, up to @p until.
     void runUntil(Time until);
     void runFor(Time time) { runUntil(now() + time); }
-    Time now() const { return link_->now(); }
+    Time now() const { return now_; }
 
     /// Orders a write of @p values to a variable, and tells the witness.
     runtime::Ticket write(const std::string &variable, const runtime::Values &values);
@@ -74,6 +70,7 @@ public:
 
     runtime::Session &session() { return session_; }
     Field &field() { return field_; }
+    History &history(int station) { return stations_.history(station); }
     Wire &wire() { return wire_; }
     Witness &witness() { return witness_; }
     Journal &journal() { return journal_; }
@@ -90,9 +87,11 @@ private:
     void note(const std::string &what);
 
     BusPlan plan_;
+    Time now_{};
     Journal journal_;
     Wire wire_;
     Witness witness_;
+    WitnessedStations stations_;
     Field field_;
     VirtualLink *link_ = nullptr; ///< the session's
     runtime::Session session_;

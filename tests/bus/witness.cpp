@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "choices.h"
 #include "runtime/line/exception_codes.h"
 #include "runtime/master/driver_link.h"
 #include "runtime/master/request_ids.h"
@@ -59,7 +60,7 @@ void Witness::complain(Time now, const std::string &what)
     char time[32];
     std::snprintf(time, sizeof time, "%.6f s: ", runtime::seconds(now));
     complaint_ = time + what;
-    journal_.note(now, "WITNESS", 0, ByteView(), what.c_str());
+    journal_.note(now, "WITNESS", 0, Bytes(), what.c_str());
 }
 
 const Witness::Sent *Witness::sentWith(int tag) const
@@ -71,9 +72,14 @@ const Witness::Sent *Witness::sentWith(int tag) const
     return found == earlier_.rend() ? nullptr : &*found;
 }
 
-void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId,
-                          bool isWrite)
+void Witness::timeStandsStill(Time now)
 {
+    complain(now, "the time stands still: the link wants to be woken in the past again and again");
+}
+
+void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame)
+{
+    const Choice &choice = lastChoice();
     ++checks_.requests;
     if (isPortLost_)
         complain(now, "(s) a request goes out while the port is gone");
@@ -89,9 +95,9 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
     sent.start = now;
     sent.chainStart = frame == sent_.frame ? sent_.chainStart : now;
     sent.frame = frame;
-    sent.hostId = hostId;
-    sent.ticket = hostId == runtime::kOrderHostId ? hostSubId : 0;
-    sent.isWrite = isWrite;
+    sent.hostId = choice.hostId;
+    sent.ticket = choice.hostId == runtime::kOrderHostId ? choice.hostSubId : 0;
+    sent.isWrite = choice.isWrite;
     if (sent_.tag >= 0)
         earlier_.push_back(std::move(sent_));
     sent_ = std::move(sent);
@@ -248,7 +254,7 @@ void Witness::checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &o
 bool Witness::isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
                            std::uint16_t value) const
 {
-    const History &history = field_->history(station);
+    const History &history = stations_->history(station);
     const Time from = sent.readFrom;
     const Time to = now - Time(1);
     const auto &elements = order.order.elements;
@@ -479,11 +485,11 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
     for (int i = 0; i < count; ++i) {
         ++checks_.values;
         const std::uint16_t value = values[static_cast<std::size_t>(i)];
-        if (!field_->history(station).held(areaOfBaseType(baseType), first + i, value, from, now)) {
+        if (!stations_->history(station).held(areaOfBaseType(baseType), first + i, value, from, now)) {
             complain(now, "(a) the mirror shows " + hex(value) + " at " +
                               nameOf(station, baseType, first + i) +
                               ", which the station did not hold; it holds " +
-                              hex(field_->history(station).value(areaOfBaseType(baseType), first + i)));
+                              hex(stations_->history(station).value(areaOfBaseType(baseType), first + i)));
             return;
         }
         const auto shown = shown_.find({station, baseType, first + i});

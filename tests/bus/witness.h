@@ -64,10 +64,10 @@
 #include <tuple>
 #include <vector>
 
-#include "field.h"
 #include "frames.h"
 #include "runtime/master/link.h"
 #include "runtime/panel/read_state.h"
+#include "witnessed_stations.h"
 
 namespace plc::bus {
 
@@ -113,7 +113,7 @@ struct Checks
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
-class Witness : public FieldObserver
+class Witness : public FieldObserver, public LinkObserver
 {
 public:
     struct Plan
@@ -132,23 +132,20 @@ public:
         std::function<std::vector<std::uint16_t>(int station, int baseType, int first, int count)>;
 
     Witness(const Plan &plan, Journal &journal, ReadMirror readMirror);
-    void setField(Field *field) { field_ = field; }
+    void setField(const Field *field) { field_ = field; }
+    void setStations(WitnessedStations *stations) { stations_ = stations; }
 
     // From the line.
-    /// @param lastHeard  end of the last byte that the master has been handed.
-    /// @param hostId     @p hostSubId of the transaction.
-    void masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId, bool isWrite);
-    /// The master's last request has left.
-    void masterHasSent(Time end) { sent_.end = end; }
-    /// The master has been handed the bytes of its last request, as they were sent.
-    void masterHearsItself() { sent_.isHeard = true; }
+    bool isOver() const override { return !complaint_.empty(); }
+    void masterSends(Time now, Time lastHeard, const Bytes &frame) override;
+    void masterHasSent(Time end) override { sent_.end = end; }
+    void masterHearsItself() override { sent_.isHeard = true; }
+    void timeStandsStill(Time now) override;
     void executed(Time now, int station, const Bytes &frame, int tag) override;
     void lateReplyBegins(Time now, int station, int tag) override;
-    /// Tag of the request that is to be sent now.
-    int nextTag() const { return sent_.tag + 1; }
 
     // From the host.
-    void news(Time now, const runtime::News &news);
+    void news(Time now, const runtime::News &news) override;
 
     // From the runtime.
     /// These elements are read over and over.
@@ -287,7 +284,8 @@ private:
     Plan plan_;
     Journal &journal_;
     ReadMirror readMirror_;
-    Field *field_ = nullptr;
+    const Field *field_ = nullptr;
+    WitnessedStations *stations_ = nullptr;
     std::optional<Time> healthySince_;
     std::vector<std::string> overlooked_;
     std::string complaint_;
