@@ -1,0 +1,43 @@
+/// @file
+/// How tests, and virtual time, get below a Line.
+#ifndef PLC_API_LINE_ACCESS_H
+#define PLC_API_LINE_ACCESS_H
+
+#include <functional>
+
+#include "plcruntime/plcruntime.h"
+#include "runtime/master/link.h"
+
+namespace plcruntime {
+
+/// What a line stands on. As it is, a real port and the clock of the machine.
+struct LineGround
+{
+    /// Makes the link of each open(). Null: a link over the port, with a thread of its own.
+    ///
+    /// Of a link that simulates its line, Link::wait() advances the virtual time, as far as it is told or
+    /// until something is to be told, and Link::take() takes what is there. All other calls take no time.
+    plc::runtime::LinkFactory makeLink;
+    /// The clock where no link is open; of a simulated link, its own clock.
+    std::function<plc::runtime::Time()> clock = plc::runtime::steadyNow;
+};
+
+/// Makes lines over another ground.
+///
+///     LineSettings settings;
+///     settings.delivery = Delivery::Poll;      // nobody but poll(), wait() and close() advances the time
+///     settings.driverFile = "...";
+///     const std::unique_ptr<Line> line = LineAccess::make(settings, ground);
+///     line->open();
+///     line->poll(1000);                        // a second of virtual time, less where something happens
+///
+/// With Delivery::OwnThread the thread of the library waits on the link, so that a simulated line runs as fast
+/// as it can. Tests that count on the time take Delivery::Poll.
+struct LineAccess
+{
+    static Line *make(const LineSettings &settings, const LineGround &ground);
+};
+
+} // namespace plcruntime
+
+#endif
