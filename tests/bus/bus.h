@@ -3,7 +3,7 @@
 #ifndef PLC_TESTS_BUS_BUS_H
 #define PLC_TESTS_BUS_BUS_H
 
-#include "runtime/panel/session.h"
+#include "session_front.h"
 #include "witness.h"
 
 namespace plc::bus {
@@ -36,7 +36,7 @@ public:
     Bus(const BusPlan &plan, runtime::DriverLibrary &driver);
 
     /// Begins communication.
-    void start() { session_.start(); }
+    void start() { front_->start(); }
     /// Lets the time pass, up to @p until.
     void runUntil(Time until);
     void runFor(Time time) { runUntil(now() + time); }
@@ -47,15 +47,15 @@ public:
     runtime::Ticket write(const runtime::Variable &variable, const runtime::Values &values);
     runtime::Ticket read(const std::string &variable);
     /// How an order ended; Open while it has not, and when it has been forgotten.
-    runtime::OrderEnd endOf(runtime::Ticket ticket) const { return session_.result(ticket).end; }
-    runtime::Values valuesOf(const std::string &variable) const;
+    runtime::OrderEnd endOf(runtime::Ticket ticket) const { return front_->result(ticket).end; }
+    runtime::Values valuesOf(const std::string &variable);
     /// Forgets how orders ended, as a runtime does that has shown it, and what was known of them.
     void forgetEnds();
     void setStationEnabled(int station, bool enabled);
     /// The port goes, and can be opened again after that time.
     void losePort(Time lasts);
-    bool isPortLost() const { return !session_.portLost().empty(); }
-    bool isOffline(int station) const { return session_.isOffline(station); }
+    bool isPortLost() const { return front_->isPortLost(); }
+    bool isOffline(int station) const { return front_->isOffline(station); }
 
     /// How often a station went offline.
     std::uint64_t wentOffline() const { return wentOffline_; }
@@ -68,7 +68,13 @@ public:
     /// Orders that have not ended, with the time of the order.
     const std::map<runtime::Ticket, Time> &openOrders() const { return open_; }
 
-    runtime::Session &session() { return session_; }
+    /// Of a bus whose front is a session.
+    runtime::Session &session() { return static_cast<SessionFront &>(*front_).session(); }
+    /// Station that a variable is served at.
+    int stationOf(const runtime::Variable &variable) const
+    {
+        return variable.station.value_or(plan_.link.station);
+    }
     Field &field() { return field_; }
     History &history(int station) { return stations_.history(station); }
     Wire &wire() { return wire_; }
@@ -81,7 +87,9 @@ public:
     void keepTransactions(bool keep) { keepTransactions_ = keep; }
 
 private:
-    void watch(runtime::DriverLibrary &driver);
+    void watch();
+    runtime::LinkFactory linkFactory();
+    Front::Listener listener();
     void digestEnds();
     void checkRefused(runtime::Ticket ticket, int station);
     void note(const std::string &what);
@@ -93,10 +101,9 @@ private:
     Witness witness_;
     WitnessedStations stations_;
     Field field_;
-    VirtualLink *link_ = nullptr; ///< the session's
-    runtime::Session session_;
+    VirtualLink *link_ = nullptr; ///< the front's
     std::vector<runtime::Variable> watched_;
-    std::vector<int> firstReads_; ///< of each, its first cyclic read
+    std::unique_ptr<Front> front_;
     std::map<runtime::Ticket, Time> open_;
     std::vector<runtime::Ticket> ended_; ///< and not forgotten
     std::uint64_t wentOffline_ = 0;

@@ -161,7 +161,7 @@ void Panel::orderWrite()
         for (int i = 0; i < write.variable.count; ++i)
             write.values.push_back(anyValue(write.variable));
     }
-    lastWritten_ = bus_.session().stationOf(write.variable);
+    lastWritten_ = bus_.stationOf(write.variable);
     note(bus_.write(write.variable, write.values));
 }
 

@@ -412,20 +412,30 @@ void Witness::switched(Time now, int station, bool enabled)
         switchedOff_.insert(station);
 }
 
+void Witness::noteCyclic(Time now, const runtime::TransactionReport &report, CyclicRead *read) const
+{
+    read->station = report.request.station;
+    const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
+    if (isAnswered && !isAway(read->station) && wasThere(*read) && read->lastEnd > Time::zero())
+        read->pace = now - read->lastEnd;
+    read->lastEnd = now;
+    read->lastEndedWell = report.cause == AttemptEnd::Good;
+    if (read->lastEndedWell)
+        read->lastGood = now;
+}
+
 void Witness::transactionEnded(Time now, const runtime::TransactionReport &report)
 {
     sentInTransaction_ = 0;
     noteRest(now, report);
     if (report.request.hostId == runtime::kCyclicHostId && !runtime::tellsNothing(report.cause)) {
-        CyclicRead &read = cyclicReads_[report.request.hostSubId];
-        read.station = report.request.station;
-        const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
-        if (isAnswered && !isAway(read.station) && wasThere(read) && read.lastEnd > Time::zero())
-            read.pace = now - read.lastEnd;
-        read.lastEnd = now;
-        read.lastEndedWell = report.cause == AttemptEnd::Good;
-        if (read.lastEndedWell)
-            read.lastGood = now;
+        noteCyclic(now, report, &cyclicReads_[report.request.hostSubId]);
+        const int baseType = report.request.regType;
+        for (int i = 0; i < report.request.count; ++i) {
+            const auto shown = shown_.find({report.request.station, baseType, report.request.address + i});
+            if (shown != shown_.end())
+                noteCyclic(now, report, &shown->second.cyclic);
+        }
     }
     if (isHealthySince(report.startedAt)) {
         ++checks_.healthyTransactions;
@@ -496,8 +506,6 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
         if (shown == shown_.end())
             continue;
         shown->second.read = value;
-        if (report.request.hostId == runtime::kCyclicHostId)
-            shown->second.lastGood = now;
         auto &written = shown->second.written;
         written.erase(std::remove_if(written.begin(), written.end(),
                                      [this, now](const auto &entry) { return isOver(entry.first, now); }),
@@ -658,40 +666,56 @@ void Witness::lookAt(Time now, int station, int baseType, int first, int count)
     }
 }
 
-void Witness::checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
-                          const runtime::WatchStatus &status)
+std::vector<const Witness::CyclicRead *> Witness::readsOf(int first, int count)
+{
+    std::vector<const CyclicRead *> reads;
+    for (int number = first; number < first + count; ++number)
+        reads.push_back(&cyclicReads_[number]);
+    return reads;
+}
+
+std::vector<const Witness::CyclicRead *> Witness::readsOfPlaces(int station, int baseType, int first,
+                                                                int count)
+{
+    std::vector<const CyclicRead *> reads;
+    for (int address = first; address < first + count; ++address)
+        reads.push_back(&shown_.at({station, baseType, address}).cyclic);
+    return reads;
+}
+
+void Witness::checkStatus(Time now, const std::string &name, int station,
+                          const std::vector<const CyclicRead *> &reads, const Told &told)
 {
     ++checks_.statuses;
     bool hasValue = true;
     bool allWell = true;
     bool inTime = true;
     Time oldest = now;
-    for (int number = firstRead; number < firstRead + count; ++number) {
-        const CyclicRead &read = cyclicReads_[number];
-        hasValue = hasValue && read.lastGood;
-        allWell = allWell && read.lastEndedWell;
-        inTime = inTime && mayBeGood(now, read);
-        oldest = std::min(oldest, read.lastGood.value_or(now));
+    for (const CyclicRead *read : reads) {
+        hasValue = hasValue && read->lastGood;
+        allWell = allWell && read->lastEndedWell;
+        inTime = inTime && mayBeGood(now, *read);
+        oldest = std::min(oldest, read->lastGood.value_or(now));
     }
     const auto absence = absences_.find(station);
     const bool isOffline = absence != absences_.end() && absence->second == Absence::Offline;
     const bool isOff = switchedOff_.count(station) > 0;
-    if (status.state == runtime::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
+    if (told.state == runtime::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
         complain(now, "(l) " + name + " is said to be good, and was not read well last");
-    if (status.state == runtime::VariableState::Good && !inTime)
+    if (told.state == runtime::VariableState::Good && !inTime)
         complain(now, "(l) " + name + " is said to be good " +
                           std::to_string(runtime::seconds(now - oldest)) + " s after it was read");
     const bool isLost = isPortLost_ && !isOff;
-    if (isOff != (status.state == runtime::VariableState::SwitchedOff) ||
-        isLost != (status.state == runtime::VariableState::PortLost) ||
-        (isOffline && !isOff && !isLost) != (status.state == runtime::VariableState::Offline))
+    if (isOff != (told.state == runtime::VariableState::SwitchedOff) ||
+        isLost != (told.state == runtime::VariableState::PortLost) ||
+        (isOffline && !isOff && !isLost) != (told.state == runtime::VariableState::Offline))
         complain(now,
                  "(l) " + name + " is not said to be offline, switched off or without a port when it is");
-    if (status.hasValue != hasValue)
+    if (told.hasValue != hasValue)
         complain(now, "(l) whether " + name + " was ever read is told wrongly");
-    if (hasValue && status.age != now - oldest)
+    if (hasValue && told.age / told.precision != (now - oldest) / told.precision)
         complain(now, "(l) the age of " + name + " is " + std::to_string(runtime::seconds(now - oldest)) +
-                          " s, and is said to be " + std::to_string(runtime::seconds(status.age)) + " s");
+                          " s, and is said to be " + std::to_string(runtime::seconds(told.age)) + " s");
 }
 
 bool Witness::mayShow(const Shown &shown, std::uint16_t value)
@@ -723,7 +747,7 @@ void Witness::checkRecovery(Time now, Time since, const std::set<int> &except)
         if (except.count(place.station) > 0)
             continue;
         ++checks_.recoveries;
-        if (shown.lastGood.value_or(Time::zero()) <= since)
+        if (shown.cyclic.lastGood.value_or(Time::zero()) <= since)
             complain(now,
                      (except.empty() ? "(g) " : "(r) ") +
                          nameOf(place.station, place.baseType, place.address) +

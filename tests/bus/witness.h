@@ -161,10 +161,29 @@ public:
     void mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
     /// The port is lost.
     void mustBeLost(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
-    /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p
-    /// count - 1.
-    void checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
-                     const runtime::WatchStatus &status);
+    struct CyclicRead
+    {
+        std::optional<Time> lastGood;
+        bool lastEndedWell = false;
+        int station = 0;
+        Time lastEnd{};
+        std::optional<Time> pace; ///< from one end to the next answer
+    };
+    /// What is told of a variable.
+    struct Told
+    {
+        runtime::VariableState state;
+        bool hasValue;
+        Time age;
+        Time precision; ///< of the age, which is rounded down
+    };
+    /// Looks at what is told of a variable that is read by @p reads.
+    void checkStatus(Time now, const std::string &name, int station,
+                     const std::vector<const CyclicRead *> &reads, const Told &told);
+    /// The cyclic reads number @p first to @p first + @p count - 1.
+    std::vector<const CyclicRead *> readsOf(int first, int count);
+    /// The same of watched places, each of which is read by some request of the driver's packing.
+    std::vector<const CyclicRead *> readsOfPlaces(int station, int baseType, int first, int count);
     void setHealthy(Time now, bool healthy);
     /// Every watched element has been read by its cyclic read.
     /// @param except  stations of which nothing is expected.
@@ -217,14 +236,6 @@ private:
         int transactions = 0; ///< that ended well
         int reports = 0;
     };
-    struct CyclicRead
-    {
-        std::optional<Time> lastGood;
-        bool lastEndedWell = false;
-        int station = 0;
-        Time lastEnd{};
-        std::optional<Time> pace; ///< from one end to the next answer
-    };
     enum class Absence
     {
         Offline,
@@ -240,7 +251,7 @@ private:
     struct Shown
     {
         std::uint16_t read = 0;
-        std::optional<Time> lastGood; ///< end of the last cyclic read that brought it
+        CyclicRead cyclic; ///< of the reads that bring it
         std::vector<std::pair<runtime::Ticket, Element>> written;
     };
     struct Place
@@ -272,6 +283,7 @@ private:
     bool isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
                       std::uint16_t value) const;
     void transactionEnded(Time now, const runtime::TransactionReport &report);
+    void noteCyclic(Time now, const runtime::TransactionReport &report, CyclicRead *read) const;
     void checkReading(Time now, const runtime::TransactionReport &report);
     void reported(Time now, const runtime::OrderNews &news);
     bool wasTaken(const Order &order, std::size_t element, Time now) const;
