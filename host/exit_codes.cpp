@@ -21,6 +21,9 @@ ExitCode exitCodeOf(OrderEnd end)
     case OrderEnd::Dropped:
     case OrderEnd::Unconfirmed:
     case OrderEnd::Offline:
+    case OrderEnd::Expired:
+    case OrderEnd::Closed:
+    case OrderEnd::NotTaken:
         break;
     }
     return kExitNoReply;
@@ -36,6 +39,7 @@ ExitCode exitCodeOf(FailureKind kind)
     case FailureKind::NoReply:
         return kExitNoReply;
     case FailureKind::Usage:
+    case FailureKind::Driver:
         break;
     }
     return kExitUsage;

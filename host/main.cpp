@@ -8,6 +8,7 @@
 #include "host/commands/command_line.h"
 #include "host/commands/interrupt.h"
 #include "host/exit_codes.h"
+#include "host/option_words.h"
 
 using namespace plc::host;
 
@@ -19,7 +20,7 @@ int main(int argc, char **argv)
         catchInterrupts();
         return command();
     } catch (const Failure &failure) {
-        std::fprintf(stderr, "plchost: %s\n", failure.what());
+        std::fprintf(stderr, "plchost: %s\n", inOptions(failure.what()).c_str());
         return exitCodeOf(failure.kind());
     }
 }

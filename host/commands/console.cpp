@@ -4,6 +4,7 @@
 #include <set>
 
 #include "host/commands/interrupt.h"
+#include "host/option_words.h"
 #include "runtime/line/line_thread.h"
 #include "runtime/line/serial_port.h"
 
@@ -15,7 +16,7 @@ Surroundings systemSurroundings(bool verbose, bool realtime)
     const auto told = std::make_shared<std::set<std::string>>();
     const auto listener = [verbose, told](const PortNote &note) {
         if ((note.isWarning || verbose) && told->insert(note.text).second)
-            std::fprintf(stderr, "plchost: %s\n", note.text.c_str());
+            std::fprintf(stderr, "plchost: %s\n", inOptions(note.text).c_str());
     };
     const auto hasten = [realtime] {
         const std::string refusal = realtime ? runInRealTime() : std::string();

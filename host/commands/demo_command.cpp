@@ -9,6 +9,7 @@
 #include "host/commands/console.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/result_text.h"
+#include "host/driver_search.h"
 #include "runtime/master/driver_library.h"
 #include "runtime/panel/session.h"
 
@@ -54,7 +55,7 @@ class Demo
 {
 public:
     Demo(const DemoOptions &options, const LinkSettings &link)
-        : options_(options), driver_(link.driverPath),
+        : options_(options), driver_(driverToLoad(link.driverPath)),
           session_(driver_, link, systemSurroundings(options.verbose))
     {
         for (const Act &act : kActs) {

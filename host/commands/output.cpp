@@ -176,6 +176,11 @@ const char *stateName(OrderEnd end)
         return "offline";
     case OrderEnd::NoReply:
         return "no answer";
+    case OrderEnd::Expired:
+    case OrderEnd::Closed:
+        return "not sent";
+    case OrderEnd::NotTaken:
+        return "not taken";
     case OrderEnd::Open:
         break;
     }

@@ -8,8 +8,8 @@
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/output.h"
+#include "host/driver_search.h"
 #include "host/project/request_plan.h"
-#include "runtime/master/driver_library.h"
 
 namespace plc::host {
 
@@ -197,8 +197,8 @@ ExitCode planProject(const PlanOptions &options)
         project.link.baud = options.baud;
     for (const std::string &warning : projectWarnings(project))
         std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
-    DriverLibrary driver(options.driver);
-    const RequestPlan result(driver, project, Time(static_cast<std::int64_t>(options.answerDelayMs * 1e6)));
+    const RequestPlan result(driverToLoad(options.driver), project,
+                             Time(static_cast<std::int64_t>(options.answerDelayMs * 1e6)));
     if (options.format == "json")
         printJson(project, result, options);
     else

@@ -4,6 +4,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/console.h"
 #include "host/commands/result_text.h"
+#include "host/driver_search.h"
 #include "runtime/master/driver_library.h"
 #include "runtime/panel/session.h"
 
@@ -13,7 +14,7 @@ ExitCode readVariables(const CommandOptions &options)
 {
     const LinkSettings link = options.link();
     const std::vector<Variable> variables = options.variableList(link.oneBased());
-    DriverLibrary driver(link.driverPath);
+    DriverLibrary driver(driverToLoad(link.driverPath));
     Session session(driver, link, systemSurroundings(options.verbose));
     std::vector<Ticket> tickets;
     for (const Variable &variable : variables)

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/option_words.h"
 #include "runtime/line/exception_codes.h"
 
 namespace plc::host {
@@ -33,7 +34,8 @@ std::string describeResult(const OrderResult &result, int station, const LinkSet
         return who + " answered";
     case OrderEnd::Refused:
         return who + " refused with " +
-               describeException(result.function, result.exceptionCode, result.address, result.count);
+               inOptions(
+                   describeException(result.function, result.exceptionCode, result.address, result.count));
     case OrderEnd::Unusable:
         if (result.echoMissing)
             return "the echo of the request was not heard, or came damaged," + effort +
@@ -61,6 +63,12 @@ std::string describeResult(const OrderResult &result, int station, const LinkSet
         return who + " is switched off";
     case OrderEnd::Offline:
         return who + " is offline: it has not answered for a while and is tried now and then";
+    case OrderEnd::Expired:
+        return "not sent: its deadline came before its turn";
+    case OrderEnd::Closed:
+        return "not sent: the run was ended before its turn";
+    case OrderEnd::NotTaken:
+        return "refused by the driver";
     case OrderEnd::Open:
         return "interrupted before " + who + " had answered";
     case OrderEnd::NoReply:
@@ -87,9 +95,9 @@ std::string describe(const PortNews &news, const std::string &port)
 {
     switch (news.change) {
     case PortNews::Change::Lost:
-        return news.reason + " It is looked for until it is back";
+        return inOptions(news.reason) + " It is looked for until it is back";
     case PortNews::Change::Refused:
-        return news.reason + "; it is tried again and again";
+        return inOptions(news.reason) + "; it is tried again and again";
     case PortNews::Change::Back:
         break;
     }

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
@@ -16,6 +17,8 @@
 #include "host/commands/paged_table.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_report.h"
+#include "host/driver_search.h"
+#include "host/option_words.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
 #include "host/project/project_monitor.h"
@@ -46,7 +49,7 @@ class Run
 {
 public:
     Run(const RunOptions &options, Project project)
-        : options_(options), project_(std::move(project)), driver_(options.driver),
+        : options_(options), project_(std::move(project)), driver_(driverToLoad(options.driver)),
           session_(driver_, project_.link, systemSurroundings(options.verbose, options.realtime)),
           monitor_(project_), input_(project_.variables), lines_(STDIN_FILENO),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
@@ -83,7 +86,6 @@ public:
         finishWrites();
         session_.stop();
         endedAt_ = steadyNow();
-        reportEnded();
         reportUnfinished();
         show(endedAt_ - start);
         return finish();
@@ -119,21 +121,26 @@ private:
         }
     }
 
+    /// Of the writes that the end of the run has ended, says whether they were sent.
     void reportUnfinished()
     {
         std::size_t unsent = 0;
-        for (const OpenWrite &write : writes_) {
-            const bool isWaiting = session_.isWaiting(write.ticket);
-            unsent += isWaiting ? 1 : 0;
-            report(write, OrderEnd::Open,
-                   isWaiting ? "not sent: the run was ended before its turn"
-                             : "the run was ended before the write had; it may have been sent");
+        for (OpenWrite &write : std::exchange(writes_, {})) {
+            const OrderEnd end = session_.result(write.ticket).end;
+            unsent += end == OrderEnd::Closed ? 1 : 0;
+            if (end == OrderEnd::Closed)
+                report(write, OrderEnd::Open, "not sent: the run was ended before its turn");
+            else if (end == OrderEnd::Unconfirmed)
+                report(write, OrderEnd::Open,
+                       "the run was ended before the write had; it may have been sent");
+            else
+                writes_.push_back(std::move(write));
         }
+        reportEnded();
         if (unsent > 0)
             tell("plchost: " + std::to_string(unsent) + (unsent == 1 ? " write was" : " writes were") +
                      " not sent",
                  stderr);
-        writes_.clear();
     }
 
     void pump()
@@ -155,7 +162,8 @@ private:
             obey(input_.parse(line.text));
         } catch (const Failure &failure) {
             ends_.add(OrderEnd::Unusable);
-            tell("plchost: input line " + std::to_string(linesTaken_) + ": " + failure.what(), stderr);
+            tell("plchost: input line " + std::to_string(linesTaken_) + ": " + inOptions(failure.what()),
+                 stderr);
         }
     }
 

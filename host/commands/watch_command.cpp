@@ -9,6 +9,7 @@
 #include "host/commands/console.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/result_text.h"
+#include "host/driver_search.h"
 #include "runtime/master/driver_library.h"
 #include "runtime/panel/session.h"
 
@@ -36,7 +37,7 @@ class Watch
 public:
     explicit Watch(const WatchOptions &options)
         : options_(options), link_(options.link()), variables_(options.variableList(link_.oneBased())),
-          driver_(link_.driverPath),
+          driver_(driverToLoad(link_.driverPath)),
           session_(driver_, link_, systemSurroundings(options.verbose, options.realtime)),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text &&
                       !options.quiet && !options.once),

@@ -5,6 +5,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/console.h"
 #include "host/commands/result_text.h"
+#include "host/driver_search.h"
 #include "runtime/master/driver_library.h"
 #include "runtime/panel/session.h"
 
@@ -75,7 +76,7 @@ ExitCode writeVariables(const WriteOptions &options)
     std::vector<Assignment> assignments;
     for (const std::string &text : options.assignments)
         assignments.push_back(parseAssignment(text, link.oneBased()));
-    DriverLibrary driver(link.driverPath);
+    DriverLibrary driver(driverToLoad(link.driverPath));
     Session session(driver, link, systemSurroundings(options.verbose));
     std::vector<Ticket> tickets;
     for (const Assignment &assignment : assignments) {

@@ -1,8 +1,5 @@
 #include "host/project/priority_rows.h"
 
-#include <array>
-#include <set>
-
 #include "core/register_types.h"
 
 namespace plc::host {
@@ -26,25 +23,6 @@ constexpr NamePrefix kNamePrefixes[] = {
     {"0x", kCoil},
     {"1x", kDiscreteInput},
 };
-
-/// The driver divides the number in a bit's name by this.
-constexpr int kBitNameScale = 8;
-
-/// A row that gives the element at @p address the priority @p level.
-PriorityRow rowFor(const std::string &name, int baseType, int address, int level)
-{
-    PriorityRow row;
-    row.level = level;
-    row.baseType = baseType;
-    row.address = address;
-    for (int i = 0; i < kRowTexts; ++i)
-        row.texts.append(QString());
-    row.texts[0] = QString::fromStdString(name);
-    row.texts[kLevelText] = QString::number(level);
-    row.texts.last() = QLatin1String(areaName(baseType)) +
-                       QString::number(isBitArea(baseType) ? address * kBitNameScale : address);
-    return row;
-}
 
 } // namespace
 
@@ -71,22 +49,6 @@ std::optional<NamedPlace> placeOfName(const std::string &name)
         return NamedPlace{prefix.baseType, isBitArea(prefix.baseType) ? found / kBitNameScale : found};
     }
     return std::nullopt;
-}
-
-std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const std::vector<int> &rates)
-{
-    std::vector<PriorityRow> rows;
-    std::set<std::array<int, 3>> given;
-    for (std::size_t i = 0; i < rates.size(); ++i) {
-        const Variable &variable = variables[i];
-        const int baseType = variable.area->baseType;
-        for (int element = 0; rates[i] != 0 && element < variable.baseCount(); ++element) {
-            const int address = variable.baseFirst() + element;
-            if (given.insert({rates[i], baseType, address}).second)
-                rows.push_back(rowFor(variable.label, baseType, address, rates[i]));
-        }
-    }
-    return rows;
 }
 
 } // namespace plc::host

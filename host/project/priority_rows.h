@@ -15,8 +15,6 @@
 namespace plc::host {
 
 constexpr int kPriorityLevels = 4;
-constexpr int kRowTexts = 10; ///< that a row has at least
-constexpr int kLevelText = 8; ///< index of the text that gives the level
 
 /// Level that the text @p level of a row gives, 0 for none; nothing where the driver knows no such level.
 std::optional<int> levelOfText(const std::string &level);
@@ -30,11 +28,6 @@ struct NamedPlace
 
 /// The place that @p name is of, as "4x_d100"; nothing where the driver would not understand the name.
 std::optional<NamedPlace> placeOfName(const std::string &name);
-
-/// Rows that give every register or bit of each variable its level, a place once. Packing may cut a variable
-/// anywhere, so one row for a variable would not do.
-/// @param rates  level of each variable, 0 for none.
-std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const std::vector<int> &rates);
 
 } // namespace plc::host
 

@@ -3,15 +3,12 @@
 #ifndef PLC_PROJECT_PROJECT_MONITOR_H
 #define PLC_PROJECT_PROJECT_MONITOR_H
 
-#include <map>
 #include <set>
-#include <vector>
 
-#include "host/project/request_map.h"
+#include "host/project/project_file.h"
 #include "host/project/scan_statistics.h"
 #include "host/runtime_names.h"
-#include "runtime/master/driver_link.h"
-#include "runtime/panel/session.h"
+#include "runtime/panel/grouped_reads.h"
 
 namespace plc::host {
 
@@ -21,7 +18,7 @@ class ProjectMonitor
 {
 public:
     explicit ProjectMonitor(const Project &project)
-        : map_(project.variables, project.rows), scans_(map_), link_(project.link)
+        : reads_(project.variables, project.rows), scans_(reads_.requests()), link_(project.link)
     {}
 
     /// Takes news of the communication thread; those that are about no grouped read are passed over.
@@ -33,21 +30,19 @@ public:
     /// @param now  of the clock that the reads were timed with.
     WatchStatus status(int variable, Time now) const;
 
-    const RequestMap &requests() const { return map_; }
+    const RequestMap &requests() const { return reads_.requests(); }
     const ScanStatistics &scans() const { return scans_; }
 
 private:
     void notePort(PortNews::Change change);
     void setOffline(int station, bool offline);
-    void interrupt(int station);
     StationState stateOf(int station) const;
 
-    RequestMap map_;
+    GroupedReads reads_;
     ScanStatistics scans_;
     LinkSettings link_;
-    std::vector<ReadState> readings_; ///< by request
-    std::set<int> switchedOff_;       ///< stations
-    std::set<int> offline_;           ///< stations
+    std::set<int> switchedOff_; ///< stations
+    std::set<int> offline_;     ///< stations
     bool isPortLost_ = false;
 };
 

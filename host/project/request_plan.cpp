@@ -85,11 +85,12 @@ void Cost::add(const LineTiming &timing, Time answerDelay, const Exchange &excha
     time += exchangeTime(timing, answerDelay, exchange.bytesOut, exchange.bytesIn);
 }
 
-RequestPlan::RequestPlan(DriverLibrary &driver, const Project &project, Time answerDelay)
+RequestPlan::RequestPlan(const std::string &path, const Project &project, Time answerDelay)
     : link_(project.link), timing_(project.link.baud), answerDelay_(answerDelay),
       map_(project.variables, project.rows), scans_(map_)
 {
-    askOneByOne(driver, project);
+    askOneByOne(path, project);
+    DriverLibrary driver(path);
     // Sets the driver up; it is never started.
     const Session session(driver, link_);
     registerVariables(driver, project.variables, project.rows);
@@ -106,8 +107,9 @@ RequestPlan::RequestPlan(DriverLibrary &driver, const Project &project, Time ans
 }
 
 /// Variables that are registered one by one are not packed.
-void RequestPlan::askOneByOne(DriverLibrary &driver, const Project &project)
+void RequestPlan::askOneByOne(const std::string &path, const Project &project)
 {
+    DriverLibrary driver(path);
     Session session(driver, link_);
     int requests = 0;
     for (const Variable &variable : project.variables) {

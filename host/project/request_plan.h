@@ -5,14 +5,15 @@
 #define PLC_PROJECT_REQUEST_PLAN_H
 
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "host/project/project_file.h"
-#include "host/project/request_map.h"
 #include "host/project/scan_statistics.h"
 #include "host/runtime_names.h"
 #include "runtime/line/line_timing.h"
 #include "runtime/master/driver_library.h"
+#include "runtime/panel/request_map.h"
 
 namespace plc::host {
 
@@ -47,8 +48,9 @@ class RequestPlan
 {
 public:
     /// Registers the project and drives the driver through several scans.
-    /// @param driver  freshly loaded; afterwards it is good for nothing else.
-    RequestPlan(DriverLibrary &driver, const Project &project, Time answerDelay);
+    /// @param path     as of DriverLibrary, loaded for each question anew: a driver forgets nothing.
+    /// @throw Failure  (driver) when it cannot be loaded, or is in use in this process.
+    RequestPlan(const std::string &path, const Project &project, Time answerDelay);
 
     const RequestMap &requests() const { return map_; }
     /// Numbers of all requests, by station, area and address.
@@ -64,7 +66,7 @@ public:
     std::vector<int> neverRead() const;
 
 private:
-    void askOneByOne(DriverLibrary &driver, const Project &project);
+    void askOneByOne(const std::string &path, const Project &project);
     void scan(DriverLibrary &driver, ScanStatistics *scans, std::uint64_t number);
 
     LinkSettings link_;

@@ -8,9 +8,9 @@
 #include <set>
 #include <vector>
 
-#include "host/project/request_map.h"
 #include "host/runtime_names.h"
 #include "runtime/line/histogram.h"
+#include "runtime/panel/request_map.h"
 
 namespace plc::host {
 

@@ -31,8 +31,8 @@ struct LineGround
 ///     line->open();
 ///     line->poll(1000);                        // a second of virtual time, less where something happens
 ///
-/// With Delivery::OwnThread the thread of the library waits on the link, so that a simulated line runs as fast
-/// as it can. Tests that count on the time take Delivery::Poll.
+/// With Delivery::OwnThread the thread of the library waits on the link, so that a simulated line runs as
+/// fast as it can. Tests that count on the time take Delivery::Poll.
 struct LineAccess
 {
     static Line *make(const LineSettings &settings, const LineGround &ground);

@@ -16,10 +16,10 @@ constexpr Row kRows[] = {
     {kExceptionFunction,
      {"illegal function", "the station does not offer this function, or not in its present state"}},
     {kExceptionAddress,
-     {"illegal data address",
-      "the range lies outside the station's map; read fewer registers at once, or try --option one-based"}},
+     {"illegal data address", "the range lies outside the station's map; read fewer registers at once, or "
+                              "try setting 'driverOptions' one-based"}},
     {kExceptionValue,
-     {"illegal data value", "the station does not take that many at once; try a smaller --max-block"}},
+     {"illegal data value", "the station does not take that many at once; try a smaller setting 'maxBlock'"}},
     {4,
      {"server device failure", "the station failed while it carried the request out; look at the station"}},
     {kExceptionAcknowledge,

@@ -11,9 +11,10 @@ namespace plc::runtime {
 /// What has to change before the same call can succeed.
 enum class FailureKind
 {
-    Usage,  ///< what was asked for
-    Port,   ///< the port
-    NoReply ///< the stations
+    Usage,   ///< what was asked for
+    Port,    ///< the port
+    NoReply, ///< the stations
+    Driver   ///< the file of the driver, or who else uses it
 };
 
 /// A reason may quote texts of files and of other libraries, but takes one line on a terminal and in a log.

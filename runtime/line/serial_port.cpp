@@ -219,12 +219,12 @@ void SerialPort::checkMode(const LineSettings &settings, const TerminalMode &kep
         if (listener)
             listener({false, "port '" + name_ + "' is a pseudo-terminal and has no parity bit"});
     } else if ((differs & (PARENB | PARODD)) != 0) {
-        refuse(settings, "it does not keep the parity; try --parity none");
+        refuse(settings, "it does not keep the parity; try setting 'parity' none");
     }
     if ((kept.record.c_iflag & INPCK) != (asked.record.c_iflag & INPCK))
-        refuse(settings, "it does not check parity; try --parity none");
+        refuse(settings, "it does not check parity; try setting 'parity' none");
     if ((differs & CSTOPB) != 0)
-        refuse(settings, "it does not keep the number of stop bits; try --stop-bits " +
+        refuse(settings, "it does not keep the number of stop bits; try setting 'stopBits' " +
                              std::string(settings.effectiveStopBits() == 2 ? "1" : "2"));
     if ((differs & CSIZE) != 0)
         refuse(settings, "it has no characters of 8 bits");
@@ -240,7 +240,7 @@ void SerialPort::checkRate(const LineSettings &settings, const TerminalMode &kep
     const std::string text = "port '" + name_ + "' runs at " + std::to_string(real) +
                              " baud, since it cannot do " + std::to_string(settings.baud);
     if (isFarther(real, settings.baud, kRefusedPercent, 100) && !settings.anyRate)
-        throw Failure(FailureKind::Port, text + "; choose a rate that it can do, or take --any-rate");
+        throw Failure(FailureKind::Port, text + "; choose a rate that it can do, or take setting 'anyRate'");
     if (listener)
         listener({true, text + "; stations may not understand it"});
 }
@@ -303,7 +303,7 @@ void SerialPort::switchDirection(const LineSettings &settings, const PortListene
         system_.control(descriptor_, TIOCGRS485, &kept) != 0)
         refuse(settings, std::string("it does not switch the direction of an RS-485 line (") +
                              std::strerror(errno) +
-                             "); use a converter that switches by itself, without --rs485");
+                             "); use a converter that switches by itself, without setting 'rs485'");
     if (((kept.flags ^ asked.flags) & kSwitching) != 0 ||
         kept.delay_rts_before_send != asked.delay_rts_before_send ||
         kept.delay_rts_after_send != asked.delay_rts_after_send)

@@ -25,14 +25,18 @@ public:
                   Surroundings surroundings);
     ~Communication() override;
 
-    /// Starts the thread and waits until it has opened the port, or the wait is cancelled.
+    /// Starts the thread and waits until it has opened the port, or the wait is cancelled. Once.
     /// @throw Failure  (port) also when no thread can be made, and when the wait is cancelled.
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     /// Ends the thread and waits for it.
     void stop() override;
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
+    void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
+    void setTrace(bool trace) override { link_.setTrace(trace); }
     Time now() const override { return steadyNow(); }
-    std::vector<News> take(Time until) override { return news_.take(until); }
+    void wait(Time until) override { news_.wait(until); }
+    void wake() override { news_.wake(); }
+    std::vector<News> take() override { return news_.take(); }
     Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
     void setOpenOrders(int count) override { link_.setOpenOrders(count); }
     bool setStationEnabled(int station, bool enabled) override
@@ -40,6 +44,8 @@ public:
         return link_.setStationEnabled(station, enabled);
     }
     bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }
+    int rebuild(const std::function<void()> &work) override { return link_.rebuild(work); }
+    void setDeadline(Ticket ticket, Time deadline) override { link_.setDeadline(ticket, deadline); }
     void takeLoss(const std::vector<Ticket> &tickets) override { link_.takeLoss(tickets); }
     std::set<Ticket> unconfirmed() override { return link_.unconfirmed(); }
     void withdraw(const std::vector<Ticket> &tickets) override { link_.withdraw(tickets); }

@@ -5,30 +5,33 @@
 #define PLC_MASTER_DRIVER_LIBRARY_H
 
 #include <string>
-#include <vector>
 
 #include "plcdriver.h"
 
 namespace plc::runtime {
 
-/// The loaded driver. The library holds one driver object for the whole process, so one of these is enough.
+/// The loaded driver. A file of the driver holds one driver object for the whole process, however often it is
+/// loaded; see OwnDriver for one that nobody else has.
 ///
 /// The members are pointers to the entry points of the same names in plcdriver.h; all are set.
 class DriverLibrary
 {
 public:
     /// Loads the library.
-    /// @param path  of the file. Empty = the first that is found beside the program, in the lib folder next
-    /// to
-    ///              the program's folder, or where the system looks.
-    /// @throw Failure  (wrong usage) when it cannot be loaded or lacks an entry point.
+    /// @param path     of the file; without a slash it is looked for where the system looks.
+    /// @throw Failure  (driver) when it cannot be loaded or lacks an entry point.
     explicit DriverLibrary(const std::string &path);
     ~DriverLibrary();
     DriverLibrary(const DriverLibrary &) = delete;
     DriverLibrary &operator=(const DriverLibrary &) = delete;
 
-    /// Where the library was found.
+    /// As it was given.
     const std::string &path() const { return path_; }
+
+    /// Reserves the driver for one user, before its first set-up. It never forgets orders, priorities and
+    /// values, so nobody can begin anew with it.
+    /// @throw Failure  (driver) when it was reserved before, or somebody has set it up.
+    void claim();
 
     decltype(&::SetComInfo) setComInfo = nullptr;
     decltype(&::FlashLocalRegister) flashLocalRegister = nullptr;
@@ -49,13 +52,8 @@ private:
 
     void *handle_ = nullptr;
     std::string path_;
+    bool isClaimed_ = false;
 };
-
-/// Folder that the running program lies in.
-std::string programFolder();
-
-/// Where a driver is looked for, in this order.
-std::vector<std::string> driverCandidates(const std::string &folder);
 
 } // namespace plc::runtime
 

@@ -110,11 +110,35 @@ DriverLink::~DriverLink()
 
 void DriverLink::begin(Time now, const std::map<int, int> &cyclicReads, bool trace)
 {
-    cyclicReads_ = cyclicReads;
     trace_ = trace;
     startedAt_ = now;
+    setCyclicReads(cyclicReads);
+}
+
+void DriverLink::setLevelStations(const std::set<int> &stations)
+{
     const std::lock_guard<std::mutex> lock(mutex_);
+    levelStations_ = stations;
+}
+
+void DriverLink::setCyclicReads(const std::map<int, int> &reads)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    cyclicReads_ = reads;
     setPace();
+}
+
+int DriverLink::rebuild(const std::function<void()> &work)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    work();
+    return ++screen_;
+}
+
+void DriverLink::setDeadline(Ticket ticket, Time deadline)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    handedOver_.setDeadline(ticket, deadline);
 }
 
 Instruction DriverLink::advance(Time now, const QByteArray &arrived)
@@ -149,7 +173,7 @@ void DriverLink::portLost(Time now, const std::string &reason)
         cycle_.portLost(now);
     }
     if (trace_)
-        trace(now, "--", reason);
+        trace({FrameNews::Kind::AttemptEnd, now, QByteArray(), 0, 0, reason}, "--", reason);
     News news;
     news.port.emplace();
     news.port->reason = reason;
@@ -257,6 +281,7 @@ Protocol *DriverLink::next()
     if (transactionOpen_)
         return driver_.comCommunication(0);
     const std::lock_guard<std::mutex> lock(mutex_);
+    chosenScreen_ = screen_;
     if (isPortLost_)
         return nextWithoutPort();
     const std::optional<Probe> probe = stations_.due(now_);
@@ -368,7 +393,7 @@ Permit DriverLink::permit(const Request &request, bool goesOut)
 Permit DriverLink::permitLocked(const Request &request) const
 {
     const bool isOrder = request.hostId == kOrderHostId;
-    if (isPortLost_ || (isOrder && (isOrderLost() || handedOver_.isWithdrawn(request.hostSubId))))
+    if (isPortLost_ || (isOrder && !isStillWanted(request.hostSubId)))
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
     const StationState state = stations_.state(request.station);
@@ -385,6 +410,12 @@ Permit DriverLink::permitLocked(const Request &request) const
     if (isCyclic && state == StationState::OnProbation)
         return Permit::SendOnce;
     return Permit::Send;
+}
+
+/// False for an order of which nothing more may be sent.
+bool DriverLink::isStillWanted(Ticket ticket) const
+{
+    return !isOrderLost() && !handedOver_.isWithdrawn(ticket) && !handedOver_.isExpired(ticket, now_);
 }
 
 int DriverLink::judge(QByteArray *reply, int length)
@@ -415,6 +446,7 @@ void DriverLink::transactionEnded(const TransactionReport &report)
     news.requestsSoFar = total.requests;
     news.bytesSoFar = total.bytesOut + total.bytesIn;
     const std::lock_guard<std::mutex> lock(mutex_);
+    news.screen = chosenScreen_;
     news.orders = endedWith(report);
     news.station = changeOf(report);
     for (const OrderNews &order : news.orders)
@@ -462,6 +494,8 @@ OrderEnd DriverLink::endOfWithheld(Ticket ticket, int station) const
         return OrderEnd::Unconfirmed;
     if (isOrderLost())
         return OrderEnd::PortLost;
+    if (handedOver_.isExpired(ticket, now_))
+        return OrderEnd::Expired;
     return stations_.state(station) == StationState::SwitchedOff ? OrderEnd::Dropped : OrderEnd::Offline;
 }
 
@@ -492,33 +526,38 @@ std::optional<StationNews> DriverLink::changeOf(const TransactionReport &report)
 void DriverLink::sent(Time now, const QByteArray &frame, int attempt)
 {
     if (trace_)
-        trace(now, "->", hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
+        trace({FrameNews::Kind::Sent, now, frame, attempt, frame.size(), std::string()}, "->",
+              hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
 }
 
 void DriverLink::received(Time now, const QByteArray &bytes)
 {
     if (trace_)
-        trace(now, "<-", hexText(bytes));
+        trace({FrameNews::Kind::Received, now, bytes, 0, bytes.size(), std::string()}, "<-", hexText(bytes));
 }
 
 void DriverLink::discarded(Time now, int bytes, const char *why)
 {
     if (trace_)
-        trace(now, "--", std::to_string(bytes) + " bytes thrown away: " + why);
+        trace({FrameNews::Kind::Discarded, now, QByteArray(), 0, bytes, why}, "--",
+              std::to_string(bytes) + " bytes thrown away: " + why);
 }
 
 void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
 {
-    if (trace_ && (!onlyLevels_ || end != AttemptEnd::Withheld))
-        trace(now, "--", endText(end, exceptionCode));
+    if (!trace_ || (onlyLevels_ && end == AttemptEnd::Withheld))
+        return;
+    const std::string text = endText(end, exceptionCode);
+    trace({FrameNews::Kind::AttemptEnd, now, QByteArray(), 0, 0, text}, "--", text);
 }
 
-void DriverLink::trace(Time now, const char *mark, const std::string &text)
+void DriverLink::trace(const FrameNews &frame, const char *mark, const std::string &text)
 {
     char head[32];
-    std::snprintf(head, sizeof head, "%13.6f %s ", seconds(now - startedAt_), mark);
+    std::snprintf(head, sizeof head, "%13.6f %s ", seconds(frame.at - startedAt_), mark);
     News news;
     news.trace = head + text;
+    news.frame = frame;
     sink_.put(std::move(news));
 }
 

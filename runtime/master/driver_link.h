@@ -21,7 +21,7 @@ bool isGroupedRead(const Request &request);
 /// and the bytes, it answers what to send and when to wake it. A driver has one link at a time, since its
 /// callbacks carry no object.
 ///
-/// advance(), transmitted() and noteLineErrors() belong to one thread. The functions from statisticsSoFar()
+/// advance(), transmitted() and noteLineErrors() belong to one thread. The functions from setLevelStations()
 /// on may come from another.
 class DriverLink : private CycleDriver, private CycleObserver
 {
@@ -33,8 +33,6 @@ public:
     DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink);
     ~DriverLink() override;
 
-    /// As in Link.
-    void setLevelStations(const std::set<int> &stations) { levelStations_ = stations; }
     /// Before the first advance().
     void begin(Time now, const std::map<int, int> &cyclicReads, bool trace);
     /// As Cycle::advance().
@@ -55,6 +53,11 @@ public:
     void portFound(Time now);
 
     /// As in Link.
+    void setLevelStations(const std::set<int> &stations);
+    void setCyclicReads(const std::map<int, int> &reads);
+    void setTrace(bool trace) { trace_ = trace; }
+    int rebuild(const std::function<void()> &work);
+    void setDeadline(Ticket ticket, Time deadline);
     Statistics statisticsSoFar();
     void setOpenOrders(int count) { openOrders_ = count; }
     bool setStationEnabled(int station, bool enabled);
@@ -75,7 +78,7 @@ private:
 
     void tellReleased();
     /// Only where somebody traces: the text is not made for nobody.
-    void trace(Time now, const char *mark, const std::string &text);
+    void trace(const FrameNews &frame, const char *mark, const std::string &text);
 
     // With the lock held.
     Protocol *nextWithoutPort();
@@ -84,6 +87,7 @@ private:
     Protocol *chooseThrough(int station);
     Protocol *nextOfLevels();
     Permit permitLocked(const Request &request) const;
+    bool isStillWanted(Ticket ticket) const;
     std::vector<OrderNews> endedWith(const TransactionReport &report);
     OrderResult resultOfFailed(const TransactionReport &report) const;
     OrderEnd endOfWithheld(Ticket ticket, int station) const;
@@ -101,9 +105,7 @@ private:
 
     // Set before the first advance().
     Time startedAt_{};
-    bool trace_ = false;
-    std::map<int, int> cyclicReads_; ///< how many there are, by station
-    std::set<int> levelStations_;
+    std::atomic<bool> trace_{false};
 
     // The thread of advance().
     Time now_{};
@@ -125,6 +127,10 @@ private:
     ScanPacer pacer_;
     StationGuard stations_;
     HandedOver handedOver_;
+    std::map<int, int> cyclicReads_; ///< how many there are, by station
+    std::set<int> levelStations_;
+    int screen_ = 0;         ///< rebuilds of the read list so far
+    int chosenScreen_ = 0;   ///< when the transaction in progress was chosen
     int probedStation_ = -1; ///< by the transaction in progress; -1 = that is no probe
     bool isPortLost_ = false;
     int lossesToTake_ = 0; ///< told, and not digested by the session yet

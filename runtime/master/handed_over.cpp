@@ -19,7 +19,7 @@ void HandedOver::served(const Protocol *head)
     quiet_ = isServedFirst(head) ? 0 : std::min(quiet_ + 1, 2);
     if (quiet_ == 2) {
         for (const Ticket ticket : withdrawn_)
-            unconfirmed_.erase(ticket);
+            ended(ticket);
         released_.insert(released_.end(), withdrawn_.begin(), withdrawn_.end());
         withdrawn_.clear();
     }

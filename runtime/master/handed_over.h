@@ -3,10 +3,12 @@
 #ifndef PLC_MASTER_HANDED_OVER_H
 #define PLC_MASTER_HANDED_OVER_H
 
+#include <map>
 #include <set>
 #include <vector>
 
 #include "core/records.h"
+#include "runtime/line/link_time.h"
 #include "runtime/master/order_ledger.h"
 
 namespace plc::runtime {
@@ -37,8 +39,19 @@ public:
 
     /// A frame of this write goes out: from now on the write may have been done.
     void goesOut(Ticket ticket) { unconfirmed_.insert(ticket); }
+    /// No frame of the order goes out from @p deadline on.
+    void setDeadline(Ticket ticket, Time deadline) { deadlines_[ticket] = deadline; }
+    bool isExpired(Ticket ticket, Time now) const
+    {
+        const auto found = deadlines_.find(ticket);
+        return found != deadlines_.end() && now >= found->second;
+    }
     /// The end of the order is told.
-    void ended(Ticket ticket) { unconfirmed_.erase(ticket); }
+    void ended(Ticket ticket)
+    {
+        unconfirmed_.erase(ticket);
+        deadlines_.erase(ticket);
+    }
     /// Writes of which a frame has gone out, and whose end has not been told.
     const std::set<Ticket> &unconfirmed() const { return unconfirmed_; }
 
@@ -52,6 +65,7 @@ private:
     std::set<Ticket> withdrawn_;
     std::vector<Ticket> released_;
     std::set<Ticket> unconfirmed_;
+    std::map<Ticket, Time> deadlines_;
     std::set<int> probes_; ///< stations
     int quiet_ = 0;        ///< served in a row that was neither order nor probe; 2 stands for more as well
 };

@@ -50,17 +50,38 @@ struct PortNews
     Time lasted{};         ///< how long it was lost; when it is back
 };
 
+/// What the trace tells, for programs: bytes, or what became of them.
+struct FrameNews
+{
+    enum class Kind
+    {
+        Sent,
+        Received,
+        Discarded, ///< `text` says why
+        AttemptEnd ///< `text` says how
+    };
+    Kind kind = Kind::Sent;
+    Time at{};
+    QByteArray bytes; ///< of Sent and Received
+    int attempt = 0;  ///< of Sent: 1 for the first transmission of a request
+    int count = 0;    ///< bytes that it is about
+    std::string text; ///< a few words for people
+};
+
 /// One transaction that has ended with all that came of it, a line of the trace, or a change of the port.
 struct News
 {
     std::optional<TransactionReport> transaction;
+    /// What Link::rebuild() returned when the transaction was chosen; 0 before the first.
+    int screen = 0;
     bool ordinaryRead =
         false; ///< the transaction was a read of the driver's read list, not of a priority level
     std::vector<OrderNews> orders;
     std::vector<Ticket> released;       ///< withdrawn orders that the driver holds no more
     std::optional<StationNews> station; ///< behind the orders
     std::string trace;
-    std::optional<PortNews> port; ///< alone
+    std::optional<FrameNews> frame; ///< with the trace, of what it is a line
+    std::optional<PortNews> port;   ///< alone
     /// Carried by the line up to the end of the transaction, repeats included.
     std::uint64_t requestsSoFar = 0;
     std::uint64_t bytesSoFar = 0; ///< in both directions
@@ -84,8 +105,12 @@ class Link
 public:
     virtual ~Link() = default;
 
-    /// These stations have reads with a priority level, which go on where no other read does. Before start().
+    /// These stations have reads with a priority level, which go on where no other read does.
     virtual void setLevelStations(const std::set<int> &) {}
+    /// From now on the read list has so many ordinary entries, by station: what a scan is paced by.
+    virtual void setCyclicReads(const std::map<int, int> &) {}
+    /// From now on news have a line for each frame, or none.
+    virtual void setTrace(bool) {}
     /// Begins communication.
     /// @param cyclicReads  entries that were put into the read list, by station.
     /// @param trace        news have a line for each frame.
@@ -96,9 +121,13 @@ public:
 
     /// The clock of the session and of all times in the news.
     virtual Time now() const = 0;
-    /// Takes all news, oldest first. Waits until @p until at the latest for news of orders, stations or the
-    /// port; reports of reads alone may wait until then.
-    virtual std::vector<News> take(Time until) = 0;
+    /// Waits for news of orders, stations or the port, at most until @p until; reports of reads alone may
+    /// wait until then. Takes nothing, so that it may run beside all other calls. One thread at a time.
+    virtual void wait(Time until) = 0;
+    /// Ends the wait() that is under way, or the next one. Any thread.
+    virtual void wake() {}
+    /// Takes all news that are there, oldest first, without waiting.
+    virtual std::vector<News> take() = 0;
     /// What has been counted up to now.
     virtual Statistics statisticsSoFar() = 0;
 
@@ -116,10 +145,20 @@ public:
     /// called:
     ///         what was handed over before must never be sent, and nothing may mix with it.
     virtual bool betweenRequests(const std::function<void()> &work) = 0;
+    /// Runs @p work, which rebuilds the driver's read list, while the driver chooses no request; also while
+    /// the port is lost.
+    /// @return a number above those of earlier calls, which News::screen has from now on.
+    virtual int rebuild(const std::function<void()> &work)
+    {
+        work();
+        return 0;
+    }
+    /// No frame of this order goes out from @p deadline on. Before the order is handed over.
+    virtual void setDeadline(Ticket, Time deadline) { (void)deadline; }
     /// The loss of the port has been digested, once for each: withdraw() for all that the driver may hold.
     virtual void takeLoss(const std::vector<Ticket> &tickets) = 0;
-    /// These orders have been reported as failed while the driver may still hold them: nothing of them is
-    /// sent any more.
+    /// These orders are reported as failed while the driver may still hold them: nothing of them is sent any
+    /// more. A frame of a write goes out before this call, and is among unconfirmed() then, or never.
     virtual void withdraw(const std::vector<Ticket> &tickets) = 0;
     /// Writes of which a frame has gone out and whose end is not among the news yet: they may have been done.
     virtual std::set<Ticket> unconfirmed() = 0;

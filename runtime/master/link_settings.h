@@ -31,7 +31,7 @@ struct LinkSettings : LineSettings
     bool reopen = true;  ///< a port that is lost is looked for until it is back; otherwise it is the end
     Time pollInterval{}; ///< from the start of one scan of the cyclic reads to the next; 0 = without pause
     std::map<int, StationSettings> stations; ///< by number; those that are not here are as the link has it
-    std::string driverPath;                  ///< empty = look beside the program
+    std::string driverPath;                  ///< for whoever loads the driver
 
     /// What counts for the requests to a station.
     StationRules rulesOf(int number) const

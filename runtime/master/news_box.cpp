@@ -23,6 +23,7 @@ void NewsBox::put(News &&news)
             ++dropped_;
             news.transaction.reset();
             news.trace.clear();
+            news.frame.reset();
             if (!mustBeKept)
                 return;
         }
@@ -47,11 +48,27 @@ bool NewsBox::takeBack(int station)
     return wentOffline;
 }
 
-std::vector<News> NewsBox::take(Time until)
+void NewsBox::wait(Time until)
 {
     std::unique_lock<std::mutex> lock(mutex_);
     // The condition waits by another clock than the session, so it is told how long, not until when.
-    filled_.wait_for(lock, std::max(until - steadyNow(), Time::zero()), [this] { return isUrgent_; });
+    filled_.wait_for(lock, std::max(until - steadyNow(), Time::zero()),
+                     [this] { return isUrgent_ || isWoken_; });
+    isWoken_ = false;
+}
+
+void NewsBox::wake()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isWoken_ = true;
+    }
+    filled_.notify_one();
+}
+
+std::vector<News> NewsBox::take()
+{
+    std::unique_lock<std::mutex> lock(mutex_);
     isUrgent_ = false;
     std::vector<News> taken = std::exchange(news_, {});
     news_.reserve(taken.size()); // as many may come again

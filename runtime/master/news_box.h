@@ -27,15 +27,20 @@ public:
     void put(News &&news) override;
     bool takeBack(int station) override;
 
-    /// Waits until something is there that must not be dropped, or kManyWaiting, at most until @p until, and
-    /// takes it all. Behind what was kept stands a line of the trace that tells how much was dropped.
-    std::vector<News> take(Time until);
+    /// Waits until something is there that must not be dropped, or kManyWaiting, at most until @p until.
+    void wait(Time until);
+    /// Ends the wait that is under way, or the next one.
+    void wake();
+    /// Takes all that is there. Behind what was kept stands a line of the trace that tells how much was
+    /// dropped.
+    std::vector<News> take();
 
 private:
     std::mutex mutex_;
     std::condition_variable filled_;
     std::vector<News> news_;
     bool isUrgent_ = false; ///< the news are to be taken now
+    bool isWoken_ = false;  ///< the next wait is over
     std::uint64_t dropped_ = 0;
 };
 

@@ -17,10 +17,13 @@ enum class OrderEnd
     LineBusy, ///< not even sent: the line never fell silent
     PortLost,
     Dropped, ///< the station was switched off before it was its turn
-    /// A frame of a write had gone out when its station was switched off or went offline, or when the port
-    /// went: it may have been done.
+    /// A frame of a write had gone out when its station was switched off or went offline, when the port went,
+    /// its deadline came or the session was stopped: it may have been done.
     Unconfirmed,
-    Offline ///< the station is left alone because it does not answer
+    Offline, ///< the station is left alone because it does not answer
+    Expired, ///< its deadline came before a frame of it was out; or it was a read
+    Closed,  ///< the session was stopped before a frame of it was out; or it was a read
+    NotTaken ///< the driver has refused it
 };
 
 struct OrderResult

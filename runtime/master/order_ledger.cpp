@@ -236,7 +236,7 @@ bool OrderLedger::close(Ticket ticket, const OrderResult &result)
         return false;
     Entry entry = std::move(found->second);
     open_.erase(found);
-    closed_.emplace(ticket, result);
+    keep(ticket, result);
     if (entry.started) {
         --started_;
         StationBooks &books = stations_[entry.footprint.station];
@@ -244,6 +244,46 @@ bool OrderLedger::close(Ticket ticket, const OrderResult &result)
         books.answered = result.end == OrderEnd::Good || result.end == OrderEnd::Refused;
     }
     retire(std::move(entry));
+    return true;
+}
+
+/// Results that nobody asks for must not pile up.
+void OrderLedger::keep(Ticket ticket, const OrderResult &result)
+{
+    closed_.emplace(ticket, result);
+    closedInTurn_.push_back(ticket);
+    ++ended_;
+    if (closedInTurn_.size() <= kMostResults)
+        return;
+    closed_.erase(closedInTurn_.front());
+    closedInTurn_.pop_front();
+}
+
+std::vector<Ticket> OrderLedger::endedSince(std::uint64_t count) const
+{
+    const auto last = static_cast<std::ptrdiff_t>(
+        std::min<std::uint64_t>(ended_ - count, static_cast<std::uint64_t>(closedInTurn_.size())));
+    return std::vector<Ticket>(closedInTurn_.end() - last, closedInTurn_.end());
+}
+
+/// An order that the driver has been handed ends while the driver may still hold it.
+void OrderLedger::stop(Ticket ticket, Entry *entry)
+{
+    --started_;
+    StationBooks &books = stations_[entry->footprint.station];
+    --books.started;
+    books.answered = false;
+    withdrawn_.emplace(ticket, std::move(*entry));
+}
+
+bool OrderLedger::closeAndWithdraw(Ticket ticket, const OrderResult &result)
+{
+    const auto found = open_.find(ticket);
+    if (found == open_.end() || !found->second.started)
+        return close(ticket, result);
+    stop(ticket, &found->second);
+    open_.erase(found);
+    keep(ticket, result);
     return true;
 }
 
@@ -258,18 +298,14 @@ std::vector<Ticket> OrderLedger::closeAll(int station, OrderEnd end, const std::
         }
         if (entry->second.started) {
             withDriver.push_back(entry->first);
-            --started_;
-            StationBooks &books = stations_[entry->second.footprint.station];
-            --books.started;
-            books.answered = false;
-            withdrawn_.emplace(entry->first, std::move(entry->second));
+            stop(entry->first, &entry->second);
         } else {
             dropPlace(entry->second);
             neverStarted.push_back(std::move(entry->second));
         }
         OrderResult result;
         result.end = unconfirmed.count(entry->first) > 0 ? OrderEnd::Unconfirmed : end;
-        closed_.emplace(entry->first, result);
+        keep(entry->first, result);
         entry = open_.erase(entry);
     }
     // Not before all of them have left their places: who is woken looks there for the next one to wait for.

@@ -44,6 +44,8 @@ class OrderLedger
 public:
     /// Orders that may be open; what comes on top is to be refused.
     static constexpr std::size_t kMostOpen = 4096;
+    /// Results that are kept: that of an order is dropped when so many younger ones have ended.
+    static constexpr std::size_t kMostResults = 4096;
     /// Orders of one station that answers in the driver's hands.
     static constexpr int kMostStarted = 16;
 
@@ -73,6 +75,11 @@ public:
     /// @return false when it had ended before, or was never opened; then nothing changes.
     bool close(Ticket ticket, const OrderResult &result);
 
+    /// Ends an order of which the driver may still hold something: what it holds goes on filling its lists
+    /// until it is released.
+    /// @return false when it had ended before.
+    bool closeAndWithdraw(Ticket ticket, const OrderResult &result);
+
     /// Ends all open orders of @p station; -1 for all stations. @p unconfirmed ones end as that. Those that
     /// the driver has been handed go on filling its lists until they are released.
     /// @return those of them that the driver has been handed.
@@ -81,8 +88,14 @@ public:
     /// The driver's lists hold none of these orders any more.
     void release(const std::vector<Ticket> &tickets);
 
-    /// Result of an order; `end` is Open while it is on its way, and after it has been forgotten.
+    /// Result of an order; `end` is Open while it is on its way, after it has been forgotten, and once
+    /// kMostResults younger ones have ended.
     OrderResult result(Ticket ticket) const;
+
+    /// Orders that have ended so far.
+    std::uint64_t endedCount() const { return ended_; }
+    /// Those that ended behind the first @p count, in the order of their ends; at most kMostResults.
+    std::vector<Ticket> endedSince(std::uint64_t count) const;
 
     /// Drops the result of an order that has ended and has been reported.
     void forget(Ticket ticket) { closed_.erase(ticket); }
@@ -127,6 +140,8 @@ private:
     void addPlace(Ticket ticket, const Entry &entry);
     void dropPlace(const Entry &entry);
     void retire(Entry entry);
+    void stop(Ticket ticket, Entry *entry);
+    void keep(Ticket ticket, const OrderResult &result);
     bool hasRoom(const Footprint &footprint) const;
 
     Entries open_;
@@ -139,6 +154,8 @@ private:
     int started_ = 0;
     std::uint64_t age_ = 0;
     std::map<Ticket, OrderResult> closed_;
+    std::deque<Ticket> closedInTurn_; ///< oldest first; some may have been forgotten
+    std::uint64_t ended_ = 0;
     Ticket last_;
 };
 

@@ -30,9 +30,25 @@ VariableState stateOf(OrderEnd end)
     case OrderEnd::NoReply:
     case OrderEnd::Unconfirmed:
     case OrderEnd::Dropped:
+    case OrderEnd::Expired:
+    case OrderEnd::Closed:
+    case OrderEnd::NotTaken:
         break;
     }
     return VariableState::NoAnswer;
+}
+
+void overrule(WatchStatus *status, StationState station, bool isPortLost)
+{
+    if (station == StationState::Offline) {
+        status->state = VariableState::Offline;
+        if (status->last.end == OrderEnd::Open)
+            status->last.end = OrderEnd::Offline;
+    }
+    if (isPortLost)
+        status->state = VariableState::PortLost;
+    if (station == StationState::SwitchedOff)
+        status->state = VariableState::SwitchedOff;
 }
 
 void ReadState::note(const TransactionReport &report, StationState station)

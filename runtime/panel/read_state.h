@@ -40,6 +40,9 @@ struct WatchStatus
     std::uint64_t scans = 0; ///< how often each part of it was asked for at least, with any result
 };
 
+/// A station that is not asked, and a port that is lost, count for more than how the last reading ended.
+void overrule(WatchStatus *status, StationState station, bool isPortLost);
+
 /// The history of one cyclic request.
 class ReadState
 {

@@ -1,5 +1,9 @@
 #include "runtime/panel/registration.h"
 
+#include <array>
+
+#include "core/register_types.h"
+
 namespace plc::runtime {
 
 namespace {
@@ -22,27 +26,72 @@ HostVariable recordOf(const Variable &variable)
     return record;
 }
 
+/// A row that gives the element at @p address the priority @p level.
+PriorityRow rowFor(const std::string &name, int baseType, int address, int level)
+{
+    PriorityRow row;
+    row.level = level;
+    row.baseType = baseType;
+    row.address = address;
+    for (int i = 0; i < kRowTexts; ++i)
+        row.texts.append(QString());
+    row.texts[0] = QString::fromStdString(name);
+    row.texts[kLevelText] = QString::number(level);
+    row.texts.last() = QLatin1String(areaName(baseType)) +
+                       QString::number(isBitArea(baseType) ? address * kBitNameScale : address);
+    return row;
+}
+
 } // namespace
+
+std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const std::vector<int> &rates)
+{
+    std::vector<PriorityRow> rows;
+    std::set<std::array<int, 3>> given;
+    for (std::size_t i = 0; i < rates.size(); ++i) {
+        const Variable &variable = variables[i];
+        const int baseType = variable.area->baseType;
+        for (int element = 0; rates[i] != 0 && element < variable.baseCount(); ++element) {
+            const int address = variable.baseFirst() + element;
+            if (given.insert({rates[i], baseType, address}).second)
+                rows.push_back(rowFor(variable.label, baseType, address, rates[i]));
+        }
+    }
+    return rows;
+}
 
 int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variables,
                       const std::vector<PriorityRow> &rows)
 {
-    // The lists point into these; the driver copies what it keeps.
+    // The list points into these; the driver copies what it keeps.
     std::vector<NameRow> nameRows;
     for (const PriorityRow &row : rows)
         nameRows.push_back(recordOf(row));
-    std::vector<HostVariable> hostVariables;
-    for (const Variable &variable : variables)
-        hostVariables.push_back(recordOf(variable));
-
     QList<NameRow *> rowList;
     for (NameRow &row : nameRows)
         rowList.append(&row);
-    QList<HostVariable *> variableList;
-    for (HostVariable &variable : hostVariables)
-        variableList.append(&variable);
     driver.passVarName(&rowList);
-    return driver.reCreatReadVarList(&variableList);
+    return showVariables(driver, variables);
+}
+
+int showVariables(DriverLibrary &driver, const std::vector<Variable> &variables)
+{
+    std::vector<HostVariable> records;
+    for (const Variable &variable : variables)
+        records.push_back(recordOf(variable));
+    // An empty list would leave the reads of the priority levels as they are. The driver leaves a variable of
+    // station 0 out, and rebuilds everything for the rest.
+    if (records.empty()) {
+        HostVariable nobody{};
+        nobody.regType = kHoldingRegister;
+        nobody.addrText = QString::fromLatin1("0");
+        nobody.count = 1;
+        records.push_back(nobody);
+    }
+    QList<HostVariable *> list;
+    for (HostVariable &record : records)
+        list.append(&record);
+    return driver.reCreatReadVarList(&list);
 }
 
 std::set<int> levelStations(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows,

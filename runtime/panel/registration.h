@@ -15,6 +15,11 @@
 
 namespace plc::runtime {
 
+constexpr int kRowTexts = 10; ///< that a row has at least
+constexpr int kLevelText = 8; ///< index of the text that gives the level
+/// The driver divides the number in the name of a coil or an input by this.
+constexpr int kBitNameScale = 8;
+
 /// A row of the name table that PassVarName takes, and the priority that the driver makes of it.
 struct PriorityRow
 {
@@ -24,12 +29,22 @@ struct PriorityRow
     int address = 0;      ///< that is given the priority, in every station
 };
 
+/// Rows that give every register or bit of each variable its level, a place once. Packing may cut a variable
+/// anywhere, so one row for a variable would not do.
+/// @param rates  level of each variable, 0 for none.
+std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const std::vector<int> &rates);
+
 /// Hands the name rows and the variables over; they replace the cyclic reads. After the driver got its
 /// settings, once in a process, since the driver never forgets a name row.
 /// @param variables  with their stations.
 /// @return number of the driver's cyclic reads, those of the priority levels not counted.
 int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variables,
                       const std::vector<PriorityRow> &rows);
+
+/// Hands the variables alone over; they replace the cyclic reads. At any time; none at all is right, too.
+/// @param variables  with their stations.
+/// @return as registerVariables().
+int showVariables(DriverLibrary &driver, const std::vector<Variable> &variables);
 
 /// Stations with variables in an area in which a name has a priority level. Over a relay none: no level is
 /// served there.

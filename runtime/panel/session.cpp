@@ -3,9 +3,11 @@
 #include <algorithm>
 
 #include "core/register_types.h"
+#include "runtime/line/setting_limits.h"
 #include "runtime/master/communication.h"
 #include "runtime/master/request_ids.h"
 #include "runtime/panel/pieces.h"
+#include "runtime/panel/registration.h"
 
 namespace plc::runtime {
 
@@ -33,6 +35,7 @@ Session::Session(DriverLibrary &driver, const LinkSettings &settings, const Link
     : driver_(driver), settings_(settings), words_(kWordAreaSize, 0),
       link_(makeLink(driver, info_, settings_))
 {
+    driver_.claim();
     info_.maxBlock = settings.maxBlock;
     info_.defaultStation = settings.station;
     info_.stationMode = 1;
@@ -79,37 +82,49 @@ int Session::watch(const Variable &variable)
 
 void Session::start(TraceListener trace)
 {
+    if (life_ != Life::Fresh)
+        throw Failure(FailureKind::Usage, "a session is started once; another one needs another driver");
     trace_ = std::move(trace);
     std::map<int, int> reads;
     for (const CyclicRead &read : cyclicReads_)
         ++reads[read.station];
     link_->start(reads, trace_ != nullptr);
     startedAt_ = link_->now();
-    running_ = true;
+    life_ = Life::Running;
 }
 
 void Session::stop()
 {
-    if (!running_)
+    if (life_ == Life::Over)
         return;
     link_->stop();
-    pump(link_->now());
-    stoppedAt_ = link_->now();
-    running_ = false;
+    stoppedAt_ = life_ == Life::Running ? link_->now() : startedAt_;
+    life_ = Life::Over;
+    takeNews();
+    endAll(-1, OrderEnd::Closed, link_->unconfirmed());
 }
 
-Ticket Session::read(const Variable &variable)
+int Session::show(const std::vector<Variable> &variables)
+{
+    return link_->rebuild([this, &variables] { showVariables(driver_, variables); });
+}
+
+Ticket Session::read(const Variable &variable, Time deadline)
 {
     if (stationOf(variable) == 0)
         throw Failure(FailureKind::Usage,
                       "variable '" + variable.text + "': nobody answers a read of station 0");
-    return submit(variable, Values(), false);
+    return submit({variable, Values(), false, deadline});
 }
 
-Ticket Session::write(const Variable &variable, const Values &values)
+Ticket Session::write(const Variable &variable, const Values &values, Time deadline)
 {
+    if (values.size() != static_cast<std::size_t>(variable.count))
+        throw Failure(FailureKind::Usage, "variable '" + variable.text + "' has " +
+                                              std::to_string(variable.count) + " values, and " +
+                                              std::to_string(values.size()) + " are given");
     checkWrite(variable);
-    return submit(variable, values, true);
+    return submit({variable, values, true, deadline});
 }
 
 /// Refuses what the driver would take and then not do, or put into a frame that no station understands.
@@ -126,7 +141,7 @@ void Session::checkWrite(const Variable &variable) const
     const bool blocks = coils || variable.area->regType == kHoldingRegister;
     if (blocks && settings_.maxBlock == 1 && writePieces(variable, settings_) == 1 && variable.count > most)
         throw Failure(FailureKind::Usage,
-                      who + "with --max-block 1 a write goes out in one piece, of at most " +
+                      who + "with setting 'maxBlock' 1 a write goes out in one piece, of at most " +
                           std::to_string(most) + " values");
 }
 
@@ -149,24 +164,34 @@ void Session::checkBitWrite(const Variable &variable) const
     }
 }
 
-Ticket Session::submit(const Variable &variable, const Values &values, bool isWrite)
+Footprint Session::footprintOf(const Order &order) const
 {
+    const Variable &variable = order.variable;
     Footprint footprint;
-    footprint.isWrite = isWrite;
+    footprint.isWrite = order.isWrite;
     footprint.station = stationOf(variable);
     footprint.baseType = variable.area->baseType;
     footprint.first = variable.baseFirst();
     footprint.count = variable.baseCount();
-    footprint.pieces = isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
-    const int most = OrderLedger::listSize(isWrite);
+    footprint.pieces = order.isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
+    return footprint;
+}
+
+Ticket Session::submit(Order &&order)
+{
+    const std::string who = "variable '" + order.variable.text + "'";
+    const Footprint footprint = footprintOf(order);
+    const int most = OrderLedger::listSize(order.isWrite);
+    if (life_ == Life::Over)
+        throw Failure(FailureKind::Usage, who + ": the session was stopped, and takes no more orders");
     if (footprint.pieces > most)
-        throw Failure(FailureKind::Usage, "variable '" + variable.text + "' takes " +
-                                              std::to_string(footprint.pieces) + " requests, at most " +
-                                              std::to_string(most) +
-                                              " are possible; take fewer values or a larger --max-block");
+        throw Failure(FailureKind::Usage,
+                      who + " takes " + std::to_string(footprint.pieces) + " requests, at most " +
+                          std::to_string(most) +
+                          " are possible; take fewer values or a larger setting 'maxBlock'");
     if (ledger_.isFull())
         throw Failure(FailureKind::Usage,
-                      "variable '" + variable.text + "': " + std::to_string(OrderLedger::kMostOpen) +
+                      who + ": " + std::to_string(OrderLedger::kMostOpen) +
                           " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
     if (!portLost_.empty()) {
@@ -177,12 +202,18 @@ Ticket Session::submit(const Variable &variable, const Values &values, bool isWr
         end(ticket, isOffline(footprint.station) ? OrderEnd::Offline : OrderEnd::Dropped);
         return ticket;
     }
-    waiting_.emplace(ticket, Order{variable, values, isWrite});
+    keepDeadline(ticket, order.deadline);
+    waiting_.emplace(ticket, std::move(order));
     startWaiting();
+    if (result(ticket).end == OrderEnd::NotTaken) {
+        forget(ticket);
+        throw Failure(FailureKind::Usage, who + " is refused by the driver");
+    }
     return ticket;
 }
 
-/// Hands waiting orders to the driver, as many as it may hold.
+/// Hands waiting orders to the driver, as many as it may hold. Throws nothing: one that the driver does not
+/// take ends as that, and is nobody's business but its own.
 void Session::startWaiting()
 {
     while (const std::optional<Ticket> ticket = ledger_.nextToStart()) {
@@ -193,25 +224,25 @@ void Session::startWaiting()
     }
 }
 
-/// @throw Failure  (wrong usage) when the driver does not take the order, which has ended then.
 void Session::handOver(Ticket ticket, const Order &order)
 {
     ledger_.start(ticket);
+    if (order.deadline != Time::max())
+        link_->setDeadline(ticket, order.deadline);
     // Must precede the hand-over: the end of the order may come from the other thread at once.
     link_->setOpenOrders(ledger_.startedCount());
-    try {
-        // A split order counts as done when its last queued piece ends, so all pieces are queued together.
-        const bool isTaken = link_->betweenRequests(
-            [this, ticket, &order] { order.isWrite ? handWrite(ticket, order) : handRead(ticket, order); });
-        if (!isTaken)
-            end(ticket, OrderEnd::PortLost);
-    } catch (const Failure &) {
-        end(ticket, OrderEnd::Dropped);
-        throw;
-    }
+    bool isAccepted = false;
+    // A split order counts as done when its last queued piece ends, so all pieces are queued together.
+    const bool isTaken = link_->betweenRequests([this, ticket, &order, &isAccepted] {
+        isAccepted = order.isWrite ? handWrite(ticket, order) : handRead(ticket, order);
+    });
+    if (!isTaken)
+        end(ticket, OrderEnd::PortLost);
+    else if (!isAccepted)
+        end(ticket, OrderEnd::NotTaken);
 }
 
-void Session::handRead(Ticket ticket, const Order &order)
+bool Session::handRead(Ticket ticket, const Order &order)
 {
     RW_VAR read;
     read.hostId = kOrderHostId;
@@ -222,19 +253,15 @@ void Session::handRead(Ticket ticket, const Order &order)
     read.regType = order.variable.area->regType;
     read.station = stationOf(order.variable);
     read.count = order.variable.elements();
-    if (driver_.addListOnceReadVar(&read, kModeParsed) == 0)
-        throw Failure(FailureKind::Usage, "variable '" + order.variable.text + "' is refused by the driver");
+    return driver_.addListOnceReadVar(&read, kModeParsed) != 0;
 }
 
-void Session::handWrite(Ticket ticket, const Order &order)
+bool Session::handWrite(Ticket ticket, const Order &order)
 {
     QByteArray bytes = encodeValues(order.values, order.variable.area->unit);
-    const int queued = driver_.setRegisterData(
-        QString::fromStdString(order.variable.text), order.variable.area->regType, order.variable.address,
-        stationOf(order.variable), &bytes, order.variable.elements(), kOrderHostId, ticket);
-    if (queued == 0)
-        throw Failure(FailureKind::Usage,
-                      "the write to '" + order.variable.text + "' is refused by the driver");
+    return driver_.setRegisterData(QString::fromStdString(order.variable.text), order.variable.area->regType,
+                                   order.variable.address, stationOf(order.variable), &bytes,
+                                   order.variable.elements(), kOrderHostId, ticket) != 0;
 }
 
 /// Ends an order of which the driver holds nothing.
@@ -254,29 +281,94 @@ std::vector<Ticket> Session::endAll(int station, OrderEnd end, const std::set<Ti
     return withDriver;
 }
 
-void Session::takeNews(Time until)
+/// Digests all news in their order. Inside a listener they wait until it returns.
+void Session::takeNews()
 {
-    for (News &news : link_->take(until))
-        digest(std::move(news));
+    for (News &news : link_->take())
+        news_.push_back(std::move(news));
+    if (isDigesting_)
+        return;
+    struct Digesting
+    {
+        explicit Digesting(bool *flag) : flag_(flag) { *flag_ = true; }
+        ~Digesting() { *flag_ = false; }
+        bool *flag_;
+    };
+    const Digesting digesting(&isDigesting_);
+    while (!news_.empty()) {
+        const News news = std::move(news_.front());
+        news_.pop_front();
+        digest(news);
+        if (!news.trace.empty() && trace_)
+            trace_(news.trace);
+        if (listener_)
+            listener_(news);
+    }
 }
 
 void Session::pump(Time until)
 {
-    takeNews(until);
+    waitForNews(until);
+    digestNews();
+}
+
+void Session::digestNews()
+{
+    takeNews();
+    if (life_ == Life::Over)
+        return;
+    expire();
     link_->setOpenOrders(ledger_.startedCount());
     startWaiting();
 }
 
-void Session::digest(News &&news)
+Time Session::nextDeadline() const
 {
-    if (!news.trace.empty() && trace_)
-        trace_(news.trace);
+    return deadlines_.empty() ? Time::max() : deadlines_.begin()->first;
+}
+
+void Session::keepDeadline(Ticket ticket, Time deadline)
+{
+    if (deadline == Time::max())
+        return;
+    deadlines_.emplace(deadline, ticket);
+    if (deadlines_.size() <= 2 * OrderLedger::kMostOpen)
+        return;
+    for (auto kept = deadlines_.begin(); kept != deadlines_.end();)
+        kept = isOpen(kept->second) ? std::next(kept) : deadlines_.erase(kept);
+}
+
+/// Ends the orders whose deadline has come.
+void Session::expire()
+{
+    std::vector<Ticket> due;
+    while (nextDeadline() <= link_->now()) {
+        const Ticket ticket = deadlines_.begin()->second;
+        deadlines_.erase(deadlines_.begin());
+        if (ledger_.isOpen(ticket))
+            due.push_back(ticket);
+    }
+    if (due.empty())
+        return;
+    std::set<Ticket> sent = link_->unconfirmed();
+    link_->withdraw(due);
+    sent.merge(link_->unconfirmed());
+    // The end of every order that is no longer unconfirmed is among the news.
+    takeNews();
+    for (const Ticket ticket : due) {
+        OrderResult result;
+        result.end = sent.count(ticket) > 0 ? OrderEnd::Unconfirmed : OrderEnd::Expired;
+        ledger_.closeAndWithdraw(ticket, result);
+        waiting_.erase(ticket);
+    }
+}
+
+void Session::digest(const News &news)
+{
     if (news.transaction)
         noteRegisters(*news.transaction);
     if (news.transaction && news.transaction->request.hostId == kCyclicHostId)
         noteCyclic(*news.transaction);
-    if (listener_)
-        listener_(news);
     for (const OrderNews &order : news.orders)
         ledger_.close(order.ticket, order.result);
     ledger_.release(news.released);
@@ -339,14 +431,18 @@ void Session::noteCyclic(const TransactionReport &report)
 
 OrderResult Session::await(Ticket ticket)
 {
-    while (result(ticket).end == OrderEnd::Open && portLost_.empty() && !isCancelled_())
+    while (isRunning() && isOpen(ticket) && portLost_.empty() && !isCancelled_())
         pump(link_->now() + kPumpSlice);
     return result(ticket);
 }
 
 void Session::setStationEnabled(int station, bool enabled)
 {
-    pump(link_->now()); // what has become of the station until now still counts
+    if (station < kStationLimits.least || station > kStationLimits.most)
+        throw Failure(FailureKind::Usage,
+                      "a station to be switched off or on is " + std::to_string(kStationLimits.least) +
+                          " to " + std::to_string(kStationLimits.most) + ", not " + std::to_string(station));
+    digestNews(); // what has become of the station until now still counts
     const bool wasOffline = link_->setStationEnabled(station, enabled);
     noteState(station, enabled ? StationState::On : StationState::SwitchedOff);
     if (enabled && !wasOffline)
@@ -354,17 +450,22 @@ void Session::setStationEnabled(int station, bool enabled)
     const std::set<Ticket> sent = link_->unconfirmed();
     // The end of every order that is no longer unconfirmed is among the news. None that waits is handed over
     // here.
-    takeNews(link_->now());
+    takeNews();
     // Where the station was offline, the news that would have ended its orders may have been taken back.
     link_->withdraw(endAll(station, enabled ? OrderEnd::Offline : OrderEnd::Dropped, sent));
 }
 
 Values Session::values(const Variable &variable) const
 {
+    return decodeValues(bytes(variable), variable.area->unit, variable.count);
+}
+
+QByteArray Session::bytes(const Variable &variable) const
+{
     QByteArray bytes;
     driver_.getRegisterData(QString(), variable.area->regType, variable.address, stationOf(variable), &bytes,
                             variable.elements());
-    return decodeValues(bytes, variable.area->unit, variable.count);
+    return bytes;
 }
 
 WatchStatus Session::status(int number) const
@@ -376,15 +477,7 @@ WatchStatus Session::status(int number) const
     }
     const int station = stationOf(watched_[static_cast<std::size_t>(number)]);
     WatchStatus status = statusOf(parts, link_->now(), settings_.rulesOf(station).responseTimeout);
-    if (isOffline(station)) {
-        status.state = VariableState::Offline;
-        if (status.last.end == OrderEnd::Open)
-            status.last.end = OrderEnd::Offline;
-    }
-    if (!portLost_.empty())
-        status.state = VariableState::PortLost;
-    if (stationState(station) == StationState::SwitchedOff)
-        status.state = VariableState::SwitchedOff;
+    overrule(&status, stationState(station), !portLost_.empty());
     return status;
 }
 

@@ -3,11 +3,13 @@
 #ifndef PLC_PANEL_SESSION_H
 #define PLC_PANEL_SESSION_H
 
+#include <deque>
 #include <functional>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "runtime/master/driver_library.h"
@@ -25,12 +27,16 @@ namespace plc::runtime {
 /// Gets one line of text for people.
 using TraceListener = std::function<void(const std::string &line)>;
 
-/// Drives the driver. All calls on one thread, the main thread; one session at a time.
+/// Drives a driver of its own. Not locked: one call at a time, but for those that say otherwise.
+///
+/// A session is started once and stopped once. Afterwards everything can be asked and nothing more ordered:
+/// whoever wants to go on makes another session with another driver.
 class Session
 {
 public:
     /// Sets the driver up, to be run over the port of the settings.
-    /// @param driver  outlives the session.
+    /// @param driver   outlives the session. Nobody has used it, or will.
+    /// @throw Failure  (driver) when somebody has; see DriverLibrary::claim().
     Session(DriverLibrary &driver, const LinkSettings &settings, const Surroundings &surroundings = {});
     /// The same over any other link. No wait of a call is cancelled.
     Session(DriverLibrary &driver, const LinkSettings &settings, const LinkFactory &makeLink);
@@ -42,39 +48,73 @@ public:
     /// @return its number, counted from 0.
     int watch(const Variable &variable);
 
-    /// @p listener gets all news of the communication thread, inside pump(), and only looks on. Before
-    /// start().
+    /// @p listener gets all news, in their order, inside the calls that digest news, each when the session
+    /// has digested it. What it throws leaves that call, and the news behind come with the next. It may pump:
+    /// then nothing is digested until it returns.
     void setListener(std::function<void(const News &)> listener) { listener_ = std::move(listener); }
 
-    /// Tells which stations have reads with a priority level; see levelStations(). Before start().
+    /// Tells which stations have reads with a priority level; see levelStations().
     void setLevelStations(const std::set<int> &stations) { link_->setLevelStations(stations); }
+    /// From now on the listener hears of each frame, or of none.
+    void setTrace(bool trace) { link_->setTrace(trace); }
+    /// How many cyclic reads there are by station; see Link::setCyclicReads(). Those of watch() are known.
+    void setCyclicReads(const std::map<int, int> &reads) { link_->setCyclicReads(reads); }
 
-    /// Opens the port and starts communication.
-    /// @param trace    gets a line for each frame, inside pump(); none for no trace.
-    /// @throw Failure  (port) when the port cannot be opened.
+    /// Opens the port and starts communication. Once.
+    /// @param trace    gets a line for each frame, as a listener does; none for no trace.
+    /// @throw Failure  (port) when the port cannot be opened; (wrong usage) when it was called before.
     void start(TraceListener trace = nullptr);
 
-    /// Ends communication. Values and states remain readable.
+    /// Ends communication, and all orders that are open: as Unconfirmed where a frame of a write has gone
+    /// out, as Closed otherwise. Values, states and results remain.
     void stop();
+
+    bool isRunning() const { return life_ == Life::Running; }
+
+    /// Replaces the cyclic reads by what the driver makes of @p variables, in requests of its own grouping.
+    /// Not together with watch().
+    /// @return the number that News::screen has in news of these reads.
+    int show(const std::vector<Variable> &variables);
 
     /// Orders one reading of a variable. It ends in exactly one result; at once while the station is offline
     /// or the port is lost. Orders go to the driver as soon as it has room; they keep their order where their
     /// places overlap, and nowhere else.
-    /// @throw Failure  (wrong usage) when the driver cannot take it, or OrderLedger::kMostOpen are open.
-    Ticket read(const Variable &variable);
+    /// @param deadline  on the clock of now(). From then on no frame of it goes out, and it ends: as
+    ///                  Unconfirmed where a frame of a write was out, as Expired otherwise.
+    /// @throw Failure   (wrong usage) when the driver cannot take it, when OrderLedger::kMostOpen are open,
+    /// or
+    ///                  behind stop().
+    Ticket read(const Variable &variable, Time deadline = Time::max());
 
     /// Orders a write.
     /// @param values   as many as the variable has.
-    /// @throw Failure  (wrong usage) when the area cannot be written, the driver cannot take the write, or
-    ///                 OrderLedger::kMostOpen are open.
-    Ticket write(const Variable &variable, const Values &values);
+    /// @throw Failure  (wrong usage) as of read(), when the area cannot be written, and when there are more
+    /// or
+    ///                 fewer values than the variable has.
+    Ticket write(const Variable &variable, const Values &values, Time deadline = Time::max());
 
-    /// Digests what the communication thread has to tell. Waits until @p until at the latest; ends of orders,
+    /// Waits, then digests what the link has to tell. Waits until @p until at the latest; ends of orders,
     /// changes of stations and the loss of the port end the wait, reads that have ended do not.
     void pump(Time until);
+    /// The waiting half of pump(), which may run beside all other calls.
+    void waitForNews(Time until) { link_->wait(until); }
+    /// The other half, which waits for nothing.
+    void digestNews();
+    /// Ends the wait of pump() or waitForNews() that is under way, or the next one. Any thread.
+    void wake() { link_->wake(); }
+    /// When digestNews() has something to do although nothing is told: the next deadline. Time::max() for
+    /// never.
+    Time nextDeadline() const;
+    Time now() const { return link_->now(); }
 
     /// Result of an order; its `end` is Open until it has ended.
     OrderResult result(Ticket ticket) const { return ledger_.result(ticket); }
+    bool isOpen(Ticket ticket) const { return ledger_.isOpen(ticket); }
+    /// As OrderLedger::endedSince(); @p count becomes the number of all.
+    std::vector<Ticket> endedSince(std::uint64_t *count) const
+    {
+        return ledger_.endedSince(std::exchange(*count, ledger_.endedCount()));
+    }
 
     /// True while nothing of an order that is open can have been sent: it waits for its turn.
     bool isWaiting(Ticket ticket) const { return waiting_.count(ticket) > 0; }
@@ -82,15 +122,20 @@ public:
     /// Drops a result that nobody asks for any more.
     void forget(Ticket ticket) { ledger_.forget(ticket); }
 
-    /// Pumps until the order has ended, the port is lost or the wait is cancelled.
+    /// Pumps until the order has ended, the port is lost or the wait is cancelled. Returns at once where the
+    /// session is not running, or has no such order open.
     OrderResult await(Ticket ticket);
 
     /// Switches a station off or on. The driver drops the orders that wait for a station that is off; they
     /// end.
+    /// @throw Failure  (wrong usage) when @p station is none of kStationLimits: other numbers mean something
+    ///                 else to the driver.
     void setStationEnabled(int station, bool enabled);
 
     /// Values of a variable as the driver's mirror has them; 0 where nothing is known.
     Values values(const Variable &variable) const;
+    /// The same as bytes, in the layout of encodeValues().
+    QByteArray bytes(const Variable &variable) const;
 
     WatchStatus status(int number) const;
 
@@ -100,7 +145,7 @@ public:
 
     /// What has been counted up to now.
     Statistics statistics() const { return link_->statisticsSoFar(); }
-    Time runningFor() const { return (running_ ? link_->now() : stoppedAt_) - startedAt_; }
+    Time runningFor() const { return (isRunning() ? link_->now() : stoppedAt_) - startedAt_; }
     const LinkSettings &settings() const { return settings_; }
     /// Station that a variable is served at.
     int stationOf(const Variable &variable) const { return variable.station.value_or(settings_.station); }
@@ -110,6 +155,12 @@ public:
     const std::string &portLost() const { return portLost_; }
 
 private:
+    enum class Life
+    {
+        Fresh,
+        Running,
+        Over
+    };
     struct CyclicRead
     {
         int variable = 0;
@@ -121,20 +172,24 @@ private:
         Variable variable;
         Values values;
         bool isWrite;
+        Time deadline;
     };
 
-    void takeNews(Time until);
-    void digest(News &&news);
+    void takeNews();
+    void digest(const News &news);
     void noteCyclic(const TransactionReport &report);
     void notePort(const PortNews &news);
     void noteStation(const StationNews &news);
     void noteState(int station, StationState state);
-    Ticket submit(const Variable &variable, const Values &values, bool isWrite);
+    Ticket submit(Order &&order);
+    Footprint footprintOf(const Order &order) const;
     void startWaiting();
     void handOver(Ticket ticket, const Order &order);
     void end(Ticket ticket, OrderEnd end);
-    void handRead(Ticket ticket, const Order &order);
-    void handWrite(Ticket ticket, const Order &order);
+    bool handRead(Ticket ticket, const Order &order);
+    bool handWrite(Ticket ticket, const Order &order);
+    void keepDeadline(Ticket ticket, Time deadline);
+    void expire();
     std::vector<Ticket> endAll(int station, OrderEnd end, const std::set<Ticket> &sent);
     void checkWrite(const Variable &variable) const;
     void checkBitWrite(const Variable &variable) const;
@@ -157,8 +212,11 @@ private:
     std::function<void(const News &)> listener_;
     TraceListener trace_;
     std::function<bool()> isCancelled_ = [] { return false; };
+    std::deque<News> news_; ///< taken and not digested yet
+    bool isDigesting_ = false;
+    std::multimap<Time, Ticket> deadlines_; ///< of orders that may have ended
     std::string portLost_;
-    bool running_ = false;
+    Life life_ = Life::Fresh;
     Time startedAt_{};
     Time stoppedAt_{};
 };

@@ -77,11 +77,10 @@ bool VirtualLink::setStationEnabled(int station, bool enabled)
     return link_.setStationEnabled(station, enabled);
 }
 
-std::vector<runtime::News> VirtualLink::take(Time until)
+void VirtualLink::wait(Time until)
 {
     while (running_ && news_.empty() && line_.now < until && !line_.observer.isOver())
         step(until);
-    return std::exchange(news_, {});
 }
 
 /// Goes on to the next event, at most to @p until.

@@ -3,6 +3,8 @@
 #ifndef PLC_RUNTIME_TESTING_VIRTUAL_LINK_H
 #define PLC_RUNTIME_TESTING_VIRTUAL_LINK_H
 
+#include <utility>
+
 #include "runtime/line/port_search.h"
 #include "runtime/master/driver_link.h"
 #include "runtime/testing/field.h"
@@ -53,8 +55,13 @@ public:
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     void stop() override { running_ = false; }
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
+    void setTrace(bool trace) override { link_.setTrace(trace || line_.trace); }
     Time now() const override { return line_.now; }
-    std::vector<runtime::News> take(Time until) override;
+    void wait(Time until) override;
+    std::vector<runtime::News> take() override { return std::exchange(news_, {}); }
+    void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
+    int rebuild(const std::function<void()> &work) override { return link_.rebuild(work); }
+    void setDeadline(runtime::Ticket ticket, Time deadline) override { link_.setDeadline(ticket, deadline); }
     runtime::Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
     void setOpenOrders(int count) override;
     bool setStationEnabled(int station, bool enabled) override;

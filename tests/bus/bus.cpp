@@ -74,6 +74,12 @@ const char *endName(runtime::OrderEnd end)
         return "its station was switched off";
     case runtime::OrderEnd::Offline:
         return "its station is offline";
+    case runtime::OrderEnd::Expired:
+        return "its deadline has come";
+    case runtime::OrderEnd::Closed:
+        return "the line was closed";
+    case runtime::OrderEnd::NotTaken:
+        return "the driver refused it";
     case runtime::OrderEnd::Open:
         break;
     }

@@ -58,7 +58,7 @@ struct Options
     bool help = false;
     double hours = 2;
     std::uint64_t jobs = 0; ///< 0 = one a processor
-    std::string driver;
+    std::string driver = PLC_DRIVER_PATH;
 };
 
 /// Digits and nothing else.

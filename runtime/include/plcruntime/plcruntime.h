@@ -1,5 +1,6 @@
 /// @file
-/// START HERE: libplcruntime, a ready-made runtime around the driver. This page is the whole public interface.
+/// START HERE: libplcruntime, a ready-made runtime around the driver. This page is the whole public
+/// interface.
 ///
 /// A plcruntime::Line is one serial line with the stations on it. Its life:
 ///
@@ -110,14 +111,14 @@ enum class Delivery
 /// All are on unless LineSettings::policiesOff names them.
 enum Policy
 {
-    PolicyDiscardInput = 1,     ///< what arrives between two exchanges is thrown away
-    PolicyLateReplyGuard = 2,   ///< an answer that comes late meets no other request
-    PolicyCheckReplies = 4,     ///< only a reply of the right station, function and length counts
-    PolicyStrictWrites = 8,     ///< a reply to a write must repeat its address and value
-    PolicyEndOnException = 16,  ///< an exception ends an attempt at once
-    PolicyEndOnDamage = 32,     ///< a damaged reply ends an attempt at once
+    PolicyDiscardInput = 1,      ///< what arrives between two exchanges is thrown away
+    PolicyLateReplyGuard = 2,    ///< an answer that comes late meets no other request
+    PolicyCheckReplies = 4,      ///< only a reply of the right station, function and length counts
+    PolicyStrictWrites = 8,      ///< a reply to a write must repeat its address and value
+    PolicyEndOnException = 16,   ///< an exception ends an attempt at once
+    PolicyEndOnDamage = 32,      ///< a damaged reply ends an attempt at once
     PolicyAbsoluteDeadline = 64, ///< noise does not lengthen the wait for a reply
-    PolicyOffline = 128         ///< a station that fails over and over is sent probes only
+    PolicyOffline = 128          ///< a station that fails over and over is sent probes only
 };
 
 /// What one station wants otherwise than the rest of its line.
@@ -297,22 +298,22 @@ struct Value
     }
 
     ValueKind kind;
-    bool isBad; ///< the registers hold nothing of the format, as a BCD digit above 9; the number is their bits
-    union
-    {
+    bool
+        isBad; ///< the registers hold nothing of the format, as a BCD digit above 9; the number is their bits
+    union {
         quint64 asUnsigned;
         qint64 asSigned;
         double asReal;
-    } number; ///< by `kind`
+    } number;     ///< by `kind`
     QString text; ///< of ValueKind::Text
 };
 
 inline bool operator==(const Value &a, const Value &b)
 {
     return a.kind == b.kind && a.isBad == b.isBad &&
-           (a.kind == ValueKind::Real ? !(a.number.asReal < b.number.asReal) &&
-                                            !(b.number.asReal < a.number.asReal)
-                                      : a.number.asUnsigned == b.number.asUnsigned) &&
+           (a.kind == ValueKind::Real
+                ? !(a.number.asReal < b.number.asReal) && !(b.number.asReal < a.number.asReal)
+                : a.number.asUnsigned == b.number.asUnsigned) &&
            a.text == b.text;
 }
 inline bool operator!=(const Value &a, const Value &b)
@@ -340,13 +341,13 @@ struct VariableSettings
     /// Where it is not empty, the fields up to `textBytes` are not looked at.
     QString place;
 
-    QString area;     ///< "0x", "1x", "3x", "4x", "3x_bit", "4x_bit", "3x_d", "4x_d", "4x_single", "4x_block"
-    QString address;  ///< as people type it: "200", in the bit areas of registers "35.3"
-    int station;      ///< 1 to 247, 0 for broadcasts; -1 = LineSettings::station
-    int count;        ///< values, from 1 on
-    Format format;    ///< Default alone for bit areas
-    ByteOrder order;  ///< of the bytes of each value
-    int textBytes;    ///< of Format::Text: 1 to 246
+    QString area;    ///< "0x", "1x", "3x", "4x", "3x_bit", "4x_bit", "3x_d", "4x_d", "4x_single", "4x_block"
+    QString address; ///< as people type it: "200", in the bit areas of registers "35.3"
+    int station;     ///< 1 to 247, 0 for broadcasts; -1 = LineSettings::station
+    int count;       ///< values, from 1 on
+    Format format;   ///< Default alone for bit areas
+    ByteOrder order; ///< of the bytes of each value
+    int textBytes;   ///< of Format::Text: 1 to 246
 
     /// For people; free, and not looked at by the library. Line::findVariable() finds it.
     QString name;
@@ -376,19 +377,19 @@ enum class Quality
 struct VariableState
 {
     VariableState()
-        : id(0), quality(Quality::NeverRead), pendingWrite(false), inPieces(false), onScreen(false), ageMs(-1),
-          exceptionCode(0)
+        : id(0), quality(Quality::NeverRead), pendingWrite(false), inPieces(false), onScreen(false),
+          ageMs(-1), exceptionCode(0)
     {}
 
     VariableId id;
     QList<Value> values; ///< as many as the variable counts; empty until it was read completely once
     Quality quality;
-    bool pendingWrite;  ///< an order to write it is open; until that has ended the values may be the new ones
-    bool inPieces;      ///< a value of it came from two requests, so that its halves may not belong together
-    bool onScreen;      ///< it is read over and over
-    qint64 ageMs;       ///< since the oldest part of the values was read; -1 while there are none
-    int exceptionCode;  ///< of Quality::Refused: as the station gave it
-    QString reason;     ///< one line for people where the quality is not Good; else empty
+    bool pendingWrite; ///< an order to write it is open; until that has ended the values may be the new ones
+    bool inPieces;     ///< a value of it came from two requests, so that its halves may not belong together
+    bool onScreen;     ///< it is read over and over
+    qint64 ageMs;      ///< since the oldest part of the values was read; -1 while there are none
+    int exceptionCode; ///< of Quality::Refused: as the station gave it
+    QString reason;    ///< one line for people where the quality is not Good; else empty
 };
 
 /// @}
@@ -419,7 +420,8 @@ enum class OrderEnd
 struct OrderResult
 {
     OrderResult()
-        : order(0), variable(0), isWrite(false), end(OrderEnd::Open), exceptionCode(0), attempts(0), endedUs(0)
+        : order(0), variable(0), isWrite(false), end(OrderEnd::Open), exceptionCode(0), attempts(0),
+          endedUs(0)
     {}
 
     OrderId order;
@@ -483,14 +485,14 @@ struct Statistics
     {}
 
     Counters total;
-    QList<Counters> stations;  ///< that something was sent to, by number
-    qint64 runningUs;          ///< since the line was opened, up to its end
-    bool hasLineErrors;        ///< the port counts the four that follow
-    quint64 parityErrors;      ///< another parity, or noise
-    quint64 framingErrors;     ///< another rate, or noise
-    quint64 overruns;          ///< characters that came faster than they were fetched
-    quint64 breaks;            ///< the line was held at 0 for longer than a character
-    qint64 latenessMedianUs;   ///< by how much requests went out later than their silence allowed
+    QList<Counters> stations; ///< that something was sent to, by number
+    qint64 runningUs;         ///< since the line was opened, up to its end
+    bool hasLineErrors;       ///< the port counts the four that follow
+    quint64 parityErrors;     ///< another parity, or noise
+    quint64 framingErrors;    ///< another rate, or noise
+    quint64 overruns;         ///< characters that came faster than they were fetched
+    quint64 breaks;           ///< the line was held at 0 for longer than a character
+    qint64 latenessMedianUs;  ///< by how much requests went out later than their silence allowed
     qint64 latenessMostUs;
 };
 
@@ -501,13 +503,13 @@ struct Statistics
 /// What an event handler may be told; a set of them is a sum.
 enum EventKind
 {
-    EventValue = 1,    ///< Event::variable has other values than were told last
-    EventQuality = 2,  ///< the quality of Event::variable, or its `pendingWrite`, has changed
-    EventOrder = 4,    ///< Event::order has ended; told once for each order
-    EventStation = 8,  ///< a station went offline, came back, or was switched
-    EventPort = 16,    ///< the port is lost, cannot be opened again, or is back
-    EventFrame = 32,   ///< bytes were sent or received; hundreds a second
-    EventLog = 64,     ///< a line for people
+    EventValue = 1,   ///< Event::variable has other values than were told last
+    EventQuality = 2, ///< the quality of Event::variable, or its `pendingWrite`, has changed
+    EventOrder = 4,   ///< Event::order has ended; told once for each order
+    EventStation = 8, ///< a station went offline, came back, or was switched
+    EventPort = 16,   ///< the port is lost, cannot be opened again, or is back
+    EventFrame = 32,  ///< bytes were sent or received; hundreds a second
+    EventLog = 64,    ///< a line for people
     EventsOfPanel = EventValue | EventQuality | EventOrder | EventStation | EventPort, ///< what a panel wants
     EventsAll = EventsOfPanel | EventFrame | EventLog
 };
@@ -564,8 +566,9 @@ struct LogLine
 /// Something has happened. The pointer that belongs to the kind is set, all others are null.
 struct Event
 {
-    Event() : kind(EventLog), atUs(0), variable(nullptr), order(nullptr), station(nullptr), port(nullptr),
-              frame(nullptr), log(nullptr)
+    Event()
+        : kind(EventLog), atUs(0), variable(nullptr), order(nullptr), station(nullptr), port(nullptr),
+          frame(nullptr), log(nullptr)
     {}
 
     EventKind kind;
@@ -626,9 +629,10 @@ public:
     void setEventHandler(EventHandler handler, void *context, int wanted = EventsOfPanel);
 
     /// Carries on and delivers what has happened, on the calling thread. Waits for something to happen, at
-    /// most @p timeoutMs; 0 = not at all, -1 = as long as it takes. Changes of values alone are noticed within
-    /// 50 ms. Inside a handler it delivers nothing: events stay behind the one that is being delivered.
-    /// With Delivery::OwnThread it delivers nothing either, and only waits for something to happen.
+    /// most @p timeoutMs; 0 = not at all, -1 = as long as it takes. Changes of values alone are noticed
+    /// within 50 ms. Inside a handler it delivers nothing: events stay behind the one that is being
+    /// delivered. With Delivery::OwnThread it delivers nothing either, and only waits for something to
+    /// happen.
     /// @return events delivered by this call.
     int poll(int timeoutMs);
 
@@ -655,8 +659,8 @@ public:
     VariableSettings variableSettings(VariableId id) const;
 
     /// From now on exactly these variables are read, over and over, in as few requests as their places and
-    /// LineSettings::maxBlock allow. Costs one call of the driver, however many they are. Variables that leave
-    /// the screen keep their values, which grow stale. Before open() it is what is read from then on.
+    /// LineSettings::maxBlock allow. Costs one call of the driver, however many they are. Variables that
+    /// leave the screen keep their values, which grow stale. Before open() it is what is read from then on.
     /// @return an error, with nothing changed, for an unknown variable, or for station 0, that nobody can
     ///         read.
     Error showScreen(const QList<VariableId> &variables);

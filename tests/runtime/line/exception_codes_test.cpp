@@ -42,7 +42,7 @@ TEST(Exceptions, AreDescribedWithCodeNameFunctionAndAdvice)
 {
     EXPECT_EQ("exception 02 (illegal data address) to function 3, address 1000, count 20: the range lies "
               "outside the station's map; read "
-              "fewer registers at once, or try --option one-based",
+              "fewer registers at once, or try setting 'driverOptions' one-based",
               describeException(3, 2, 1000, 20));
     EXPECT_EQ("exception 63 (unknown exception) to function 16: see the station's manual",
               describeException(16, 99, 0, 0));

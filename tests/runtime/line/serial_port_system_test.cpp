@@ -369,13 +369,13 @@ TEST_F(SerialPortSystem, RefusesWhatIsNoTerminal)
 TEST_F(SerialPortSystem, RefusesAPortThatDoesNotKeepParityOrStopBits)
 {
     system.neverKept = PARENB;
-    EXPECT_THAT(refusal(), HasSubstr("it does not keep the parity; try --parity none"));
+    EXPECT_THAT(refusal(), HasSubstr("it does not keep the parity; try setting 'parity' none"));
     settings.parity = Parity::Odd;
     system.neverKept = PARODD;
     EXPECT_THAT(refusal(), HasSubstr("it does not keep the parity"));
     settings.parity = Parity::None;
     system.neverKept = CSTOPB;
-    EXPECT_THAT(refusal(), HasSubstr("it does not keep the number of stop bits; try --stop-bits 1"));
+    EXPECT_THAT(refusal(), HasSubstr("it does not keep the number of stop bits; try setting 'stopBits' 1"));
     system.neverKept = CSIZE;
     EXPECT_THAT(refusal(), HasSubstr("it has no characters of 8 bits"));
 }
@@ -389,7 +389,7 @@ TEST_F(SerialPortSystem, CountsTheTrueRateOfAChipThatDividesItsClock)
     settings.baud = 31250;
     EXPECT_EQ("port '/dev/ttyX' runs at 28800 baud, since it cannot do 31250; choose a rate that it can do, "
               "or take "
-              "--any-rate",
+              "setting 'anyRate'",
               refusal());
     settings.anyRate = true;
     open();
@@ -542,7 +542,7 @@ TEST_F(SerialPortSystem, RefusesToSwitchWhereThePortCannot)
     settings.rs485 = Rs485{};
     EXPECT_THAT(refusal(),
                 HasSubstr("it does not switch the direction of an RS-485 line (Inappropriate ioctl for "
-                          "device); use a converter that switches by itself, without --rs485"));
+                          "device); use a converter that switches by itself, without setting 'rs485'"));
     system.hasRs485 = true;
     settings.rs485->beforeMs = 101;
     EXPECT_THAT(refusal(),

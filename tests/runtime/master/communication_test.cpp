@@ -148,7 +148,8 @@ protected:
     PortNews nextChange()
     {
         for (const Time limit = steadyNow() + kPatience; changes_.empty() && steadyNow() < limit;) {
-            for (News &news : communication().take(limit)) {
+            communication().wait(limit);
+            for (News &news : communication().take()) {
                 if (news.port && news.port->change == PortNews::Change::Lost)
                     communication().takeLoss({});
                 if (news.port)

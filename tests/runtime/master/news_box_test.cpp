@@ -25,23 +25,29 @@ News endNews(Ticket ticket)
     return news;
 }
 
+std::vector<News> waitAndTake(NewsBox &box, Time until)
+{
+    box.wait(until);
+    return box.take();
+}
+
 TEST(NewsBox, HandsNewsOverInTheirOrder)
 {
     NewsBox box;
     for (int i = 0; i < 5; ++i)
         box.put(reportNews(i));
-    const std::vector<News> taken = box.take(steadyNow());
+    const std::vector<News> taken = box.take();
     ASSERT_EQ(5u, taken.size());
     for (int i = 0; i < 5; ++i)
         EXPECT_EQ(i, taken[static_cast<std::size_t>(i)].transaction->request.address);
-    EXPECT_TRUE(box.take(steadyNow()).empty());
+    EXPECT_TRUE(box.take().empty());
 }
 
 TEST(NewsBox, WakesWhoWaits)
 {
     NewsBox box;
     std::thread other([&box] { box.put(endNews(1)); });
-    EXPECT_EQ(1u, box.take(steadyNow() + std::chrono::seconds(60)).size());
+    EXPECT_EQ(1u, waitAndTake(box, steadyNow() + std::chrono::seconds(60)).size());
     other.join();
 }
 
@@ -53,7 +59,7 @@ TEST(NewsBox, WakesNobodyForReportsAlone)
     trace.trace = "-> 01 03";
     box.put(std::move(trace));
     const Time until = steadyNow() + std::chrono::milliseconds(20);
-    EXPECT_EQ(2u, box.take(until).size());
+    EXPECT_EQ(2u, waitAndTake(box, until).size());
     EXPECT_GE(steadyNow(), until);
 }
 
@@ -63,7 +69,7 @@ TEST(NewsBox, WakesWhoWaitsBeforeItIsFull)
     for (std::size_t i = 0; i < NewsBox::kManyWaiting; ++i)
         box.put(reportNews(1));
     const Time start = steadyNow();
-    EXPECT_EQ(NewsBox::kManyWaiting, box.take(start + std::chrono::hours(1)).size());
+    EXPECT_EQ(NewsBox::kManyWaiting, waitAndTake(box, start + std::chrono::hours(1)).size());
     EXPECT_LT(steadyNow(), start + std::chrono::hours(1));
 }
 
@@ -75,12 +81,12 @@ TEST(NewsBox, DropsReportsAndTraceWhileNobodyTakesThem)
     News trace;
     trace.trace = "-> 01 03";
     box.put(std::move(trace));
-    const std::vector<News> taken = box.take(steadyNow());
+    const std::vector<News> taken = box.take();
     ASSERT_EQ(NewsBox::kMostWaiting + 1, taken.size());
     EXPECT_EQ(0, taken.front().transaction->request.address);
     EXPECT_THAT(taken.back().trace, HasSubstr("51 events are not shown"));
     box.put(reportNews(7));
-    EXPECT_EQ(1u, box.take(steadyNow()).size()) << "the gap is told once";
+    EXPECT_EQ(1u, box.take().size()) << "the gap is told once";
 }
 
 TEST(NewsBox, KeepsChangesOfStationsAndOfThePort)
@@ -94,7 +100,7 @@ TEST(NewsBox, KeepsChangesOfStationsAndOfThePort)
     News loss;
     loss.port.emplace();
     box.put(std::move(loss));
-    const std::vector<News> taken = box.take(steadyNow());
+    const std::vector<News> taken = box.take();
     ASSERT_GE(taken.size(), NewsBox::kMostWaiting + 2);
     EXPECT_TRUE(taken[NewsBox::kMostWaiting].station);
     EXPECT_TRUE(taken[NewsBox::kMostWaiting + 1].port);
@@ -113,7 +119,7 @@ TEST(NewsBox, TakesBackTheChangesOfAStationAndNothingElse)
     EXPECT_TRUE(box.takeBack(5)) << "it had gone offline";
     EXPECT_FALSE(box.takeBack(5)) << "that is taken back already";
     EXPECT_FALSE(box.takeBack(7));
-    const std::vector<News> taken = box.take(steadyNow());
+    const std::vector<News> taken = box.take();
     ASSERT_EQ(3u, taken.size());
     EXPECT_FALSE(taken[0].station);
     EXPECT_EQ(5, taken[0].orders.at(0).ticket) << "its orders have ended all the same";
@@ -139,7 +145,7 @@ TEST(NewsBox, NeverDropsWhatIsToldOnlyOnce)
     lost.port.emplace();
     lost.port->reason = "gone";
     box.put(std::move(lost));
-    const std::vector<News> taken = box.take(steadyNow());
+    const std::vector<News> taken = box.take();
     ASSERT_EQ(NewsBox::kMostWaiting + 5, taken.size());
     const auto at = taken.begin() + static_cast<std::ptrdiff_t>(NewsBox::kMostWaiting);
     EXPECT_EQ(17, at[0].orders.at(0).ticket);

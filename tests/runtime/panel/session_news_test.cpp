@@ -4,6 +4,7 @@
 
 #include <memory>
 
+#include "played_link.h"
 #include "runtime/master/request_ids.h"
 #include "runtime/panel/session.h"
 
@@ -12,51 +13,7 @@ namespace {
 using namespace plc::runtime;
 using std::chrono::seconds;
 
-class PlayedLink : public Link
-{
-public:
-    void start(const std::map<int, int> &, bool) override {}
-    void stop() override {}
-    Time now() const override { return seconds(100); }
-    std::vector<News> take(Time) override { return std::exchange(news, {}); }
-    Statistics statisticsSoFar() override { return {}; }
-    void setOpenOrders(int count) override { openOrders = count; }
-    bool setStationEnabled(int station, bool) override
-    {
-        for (News &item : newsOnceSwitched) {
-            if (item.station && item.station->station == station)
-                item.station.reset();
-            news.push_back(std::move(item));
-        }
-        newsOnceSwitched.clear();
-        return wasOffline;
-    }
-    bool betweenRequests(const std::function<void()> &work) override
-    {
-        if (isPortLost)
-            return false;
-        ++handedOver;
-        work();
-        return true;
-    }
-    void takeLoss(const std::vector<Ticket> &tickets) override
-    {
-        ++lossesTaken;
-        withdrawn = tickets;
-    }
-    void withdraw(const std::vector<Ticket> &tickets) override { withdrawn = tickets; }
-    std::set<Ticket> unconfirmed() override { return sent; }
-
-    std::vector<News> news;
-    std::vector<News> newsOnceSwitched; ///< that come between the last look and the switch
-    int openOrders = 0;
-    std::vector<Ticket> withdrawn;
-    std::set<Ticket> sent;
-    bool wasOffline = false;
-    int handedOver = 0;
-    bool isPortLost = false;
-    int lossesTaken = 0;
-};
+using plc::test::PlayedLink;
 
 class SessionNewsTest : public ::testing::Test
 {

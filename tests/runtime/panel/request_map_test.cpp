@@ -1,11 +1,11 @@
-#include "host/project/request_map.h"
+#include "runtime/panel/request_map.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace plc::host;
+using namespace plc::runtime;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 

@@ -1,20 +1,20 @@
 /// @file
 /// Which requests the driver has made of the variables, learned from the requests themselves.
-#ifndef PLC_PROJECT_REQUEST_MAP_H
-#define PLC_PROJECT_REQUEST_MAP_H
+#ifndef PLC_PANEL_REQUEST_MAP_H
+#define PLC_PANEL_REQUEST_MAP_H
 
 #include <map>
+#include <utility>
 #include <vector>
 
-#include "host/project/project_file.h"
-#include "host/runtime_names.h"
 #include "runtime/master/request_ids.h"
+#include "runtime/panel/registration.h"
 #include "runtime/panel/variable.h"
 
-namespace plc::host {
+namespace plc::runtime {
 
 /// Grouped requests carry no identifier of the variables that they cover, so their place tells them apart.
-/// Requests and variables are numbered from 0, variables as in the project. Not locked: one thread.
+/// Requests and variables are numbered from 0, variables as they are given. Not locked: one thread.
 class RequestMap
 {
 public:
@@ -30,13 +30,14 @@ public:
     const RequestPlace &place(int request) const { return at(request).place; }
     /// 0 for a request of the read list, otherwise its priority level, 1 to 4.
     int level(int request) const { return at(request).level; }
-    /// Variables of which the request reads at least a part, in the project's order.
+    /// Variables of which the request reads at least a part, in their order.
     const std::vector<int> &variablesOf(int request) const { return at(request).variables; }
     /// Bits or registers that the request reads and no variable wants.
     int unusedUnits(int request) const { return at(request).unused; }
 
     int variableCount() const { return static_cast<int>(variables_.size()); }
     const Variable &variable(int number) const { return variables_[static_cast<std::size_t>(number)]; }
+    /// Station that the variable is served at; they all name theirs.
     int stationOf(int variable) const { return this->variable(variable).station.value_or(0); }
     /// Requests that read a part of the variable.
     const std::vector<int> &requestsOf(int variable) const
@@ -54,6 +55,13 @@ private:
         int unused = 0;
         std::vector<int> variables;
     };
+    /// The variables of an area, by their first bit or register.
+    struct Places
+    {
+        std::vector<std::pair<int, int>> byFirst; ///< first, number of the variable
+        int longest = 0;                          ///< bits or registers
+    };
+    std::vector<int> variablesIn(const RequestPlace &place) const;
     const Request &at(int request) const { return requests_[static_cast<std::size_t>(request)]; }
     int levelOf(const RequestPlace &place) const;
     int unusedIn(const Request &request) const;
@@ -61,12 +69,13 @@ private:
 
     std::vector<Variable> variables_;
     std::vector<PriorityRow> rows_;
+    std::map<std::pair<int, int>, Places> places_; ///< by station and area
     std::vector<Request> requests_;
     std::map<RequestPlace, int> numbers_;
     std::vector<std::vector<int>> readers_;
     std::vector<bool> covered_;
 };
 
-} // namespace plc::host
+} // namespace plc::runtime
 
 #endif

@@ -1,10 +1,10 @@
-#include "host/project/request_map.h"
+#include "runtime/panel/request_map.h"
 
 #include <algorithm>
 
 #include "core/register_types.h"
 
-namespace plc::host {
+namespace plc::runtime {
 
 namespace {
 
@@ -48,7 +48,33 @@ int unitsOutside(const Span &whole, std::vector<Span> parts)
 RequestMap::RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows)
     : variables_(std::move(variables)), rows_(std::move(rows)), readers_(variables_.size()),
       covered_(variables_.size(), false)
-{}
+{
+    for (int i = 0; i < variableCount(); ++i) {
+        Places &places = places_[{stationOf(i), variable(i).area->baseType}];
+        places.byFirst.emplace_back(variable(i).baseFirst(), i);
+        places.longest = std::max(places.longest, variable(i).baseCount());
+    }
+    for (auto &[area, places] : places_)
+        std::sort(places.byFirst.begin(), places.byFirst.end());
+}
+
+/// Variables of which a part lies in @p place, in their order.
+std::vector<int> RequestMap::variablesIn(const RequestPlace &place) const
+{
+    std::vector<int> found;
+    const auto places = places_.find({place.station, place.baseType});
+    if (places == places_.end())
+        return found;
+    const auto &byFirst = places->second.byFirst;
+    const std::pair<int, int> earliest(place.first - places->second.longest + 1, 0);
+    for (auto next = std::lower_bound(byFirst.begin(), byFirst.end(), earliest);
+         next != byFirst.end() && next->first < place.first + place.count; ++next) {
+        if (overlap(spanOf(variable(next->second)), spanOf(place)))
+            found.push_back(next->second);
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
 
 int RequestMap::note(const RequestPlace &place, bool ordinary)
 {
@@ -59,11 +85,7 @@ int RequestMap::note(const RequestPlace &place, bool ordinary)
     Request request;
     request.place = place;
     request.level = ordinary ? 0 : levelOf(place);
-    for (int i = 0; i < variableCount(); ++i) {
-        if (stationOf(i) == place.station && variable(i).area->baseType == place.baseType &&
-            overlap(spanOf(variable(i)), spanOf(place)))
-            request.variables.push_back(i);
-    }
+    request.variables = variablesIn(place);
     request.unused = unusedIn(request);
     requests_.push_back(request);
     for (const int i : request.variables) {
@@ -100,4 +122,4 @@ bool RequestMap::isFullyRead(int variable) const
     return unitsOutside(spanOf(this->variable(variable)), read) == 0;
 }
 
-} // namespace plc::host
+} // namespace plc::runtime

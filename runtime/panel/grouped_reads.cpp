@@ -1,0 +1,44 @@
+#include "runtime/panel/grouped_reads.h"
+
+#include "runtime/master/driver_link.h"
+
+namespace plc::runtime {
+
+std::optional<int> GroupedReads::note(const News &news, StationState station)
+{
+    const bool wasAsked = news.transaction && !tellsNothing(news.transaction->cause);
+    if (!wasAsked || !isGroupedRead(news.transaction->request))
+        return std::nullopt;
+    const Request &request = news.transaction->request;
+    const int number =
+        map_.note({request.station, request.regType, request.address, request.count}, news.ordinaryRead);
+    readings_.resize(static_cast<std::size_t>(map_.requestCount()));
+    readings_[static_cast<std::size_t>(number)].note(*news.transaction, station);
+    return number;
+}
+
+void GroupedReads::interrupt(int station)
+{
+    for (std::size_t request = 0; request < readings_.size(); ++request) {
+        if (station < 0 || map_.place(static_cast<int>(request)).station == station)
+            readings_[request].interrupt();
+    }
+}
+
+WatchStatus GroupedReads::status(int variable, Time now, Time timeout) const
+{
+    std::vector<const ReadState *> parts;
+    for (const int request : map_.requestsOf(variable))
+        parts.push_back(&readings_[static_cast<std::size_t>(request)]);
+    WatchStatus status = statusOf(parts, now, timeout);
+    if (!map_.isCovered(variable)) {
+        status.hasValue = false;
+        status.scans = 0;
+    }
+    const bool seemsRead = status.state == VariableState::Good || status.state == VariableState::Stale;
+    if (seemsRead && !status.hasValue)
+        status.state = VariableState::NeverRead;
+    return status;
+}
+
+} // namespace plc::runtime

@@ -1,0 +1,46 @@
+/// @file
+/// What is known of variables that the driver reads in requests of its own grouping, besides their values.
+#ifndef PLC_PANEL_GROUPED_READS_H
+#define PLC_PANEL_GROUPED_READS_H
+
+#include <optional>
+#include <vector>
+
+#include "runtime/master/link.h"
+#include "runtime/panel/read_state.h"
+#include "runtime/panel/request_map.h"
+
+namespace plc::runtime {
+
+/// Turns the reads that have ended into states and ages of the variables that they cover. Not locked.
+class GroupedReads
+{
+public:
+    /// As RequestMap.
+    GroupedReads(std::vector<Variable> variables, std::vector<PriorityRow> rows)
+        : map_(std::move(variables), std::move(rows))
+    {}
+
+    /// Takes news.
+    /// @param station  state of the station that they are about.
+    /// @return number of the request that has ended; nothing where the news are about no grouped read, or its
+    ///         station was not asked.
+    std::optional<int> note(const News &news, StationState station);
+
+    /// What lies between the reads of @p station before and behind this call is no scan; -1 for all stations.
+    void interrupt(int station);
+
+    /// @param now      of the clock that the reads were timed with.
+    /// @param timeout  of the variable's station.
+    WatchStatus status(int variable, Time now, Time timeout) const;
+
+    const RequestMap &requests() const { return map_; }
+
+private:
+    RequestMap map_;
+    std::vector<ReadState> readings_; ///< by request
+};
+
+} // namespace plc::runtime
+
+#endif
