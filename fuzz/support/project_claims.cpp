@@ -1,9 +1,11 @@
 #include "fuzz/support/project_claims.h"
 
 #include <algorithm>
+#include <cmath>
 #include <set>
 
 #include "fuzz/support/claim.h"
+#include "runtime/panel/values.h"
 
 namespace plc::fuzz {
 
@@ -42,6 +44,19 @@ int charactersOfLine(const std::string &bytes, int line)
     return current < line ? -1 : characters;
 }
 
+void claimGoodMeaning(const host::Variable &variable, const host::Meaning &meaning)
+{
+    claim(std::isfinite(meaning.scale) && meaning.scale != 0 && std::isfinite(meaning.offset),
+          "what is scaled can be scaled back");
+    claim(!meaning.least || !meaning.most || *meaning.least <= *meaning.most, "a value lies between limits");
+    for (const host::ValueName &name : meaning.names) {
+        const host::Values values = host::parseValues(name.text, variable, "text");
+        claim(host::valueCount(variable, values) == 1, "a text stands for one value");
+        const std::string *again = host::nameOfValue(variable, values, 0);
+        claim(again && *again == name.text, "the value of a text has that text");
+    }
+}
+
 void claimGoodVariable(const host::Variable &variable, const Project &project)
 {
     claim(variable.area != nullptr && variable.count >= 1 && variable.count <= 65536,
@@ -55,10 +70,14 @@ void claimGoodVariable(const host::Variable &variable, const Project &project)
     std::string text = std::string(variable.area->name) + ":" + variable.address.toStdString();
     if (variable.countGiven)
         text += ":" + std::to_string(variable.count);
+    if (variable.format)
+        text += "/" + host::nameOf(*variable.format);
     const host::Variable again =
         host::parseVariable(text + "@" + std::to_string(*variable.station), project.link.oneBased());
-    claim(again.first == variable.first && again.count == variable.count,
+    claim(again.first == variable.first && again.count == variable.count && again.format == variable.format,
           "a variable's text says what it is");
+    if (variable.meaning)
+        claimGoodMeaning(variable, *variable.meaning);
 }
 
 } // namespace

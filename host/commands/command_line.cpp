@@ -20,20 +20,28 @@ void addReadCommand(CLI::App *program, Command *chosen)
 {
     auto options = std::make_shared<CommandOptions>();
     CLI::App *command = program->add_subcommand("read", "read each variable once and print its values");
-    addPortOption(command, options.get());
+    addPortOptions(command, options.get());
     addVariableOptions(command, options.get());
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
     command->footer(kReadExample + commonHelp());
-    command->callback([options, chosen] { *chosen = [options] { return readVariables(*options); }; });
+    command->callback([command, options, chosen] {
+        noteTyped(*command, options.get());
+        *chosen = [options] {
+            options->takeProject();
+            return readVariables(*options);
+        };
+    });
 }
 
 void addWriteCommand(CLI::App *program, Command *chosen)
 {
     auto options = std::make_shared<WriteOptions>();
     CLI::App *command = program->add_subcommand("write", "write values and wait until each write has ended");
-    addPortOption(command, options.get());
-    command->add_option("WRITE", options->assignments, "what to write: VARIABLE=VALUE[,VALUE...]")
+    addPortOptions(command, options.get());
+    command
+        ->add_option("WRITE", options->assignments,
+                     "what to write: VARIABLE=VALUE[,VALUE...], the variable as it is read")
         ->type_name("")
         ->required();
     command->add_flag(
@@ -42,19 +50,21 @@ void addWriteCommand(CLI::App *program, Command *chosen)
         "makes sure that a single write was answered, and --verify that it was done");
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
-    command->footer(kWriteExample +
-                    std::string("Values are decimal (-32768 to 65535 in a register, -2147483648 to "
-                                "4294967295 in 32 bits),\nhexadecimal (0x04D2), or for bits 0, 1, off, on, "
-                                "false, true.\n\n") +
-                    commonHelp());
-    command->callback([options, chosen] { *chosen = [options] { return writeVariables(*options); }; });
+    command->footer(kWriteExample + std::string(kWrittenValuesHelp) + commonHelp());
+    command->callback([command, options, chosen] {
+        noteTyped(*command, options.get());
+        *chosen = [options] {
+            options->takeProject();
+            return writeVariables(*options);
+        };
+    });
 }
 
 void addWatchCommand(CLI::App *program, Command *chosen)
 {
     auto options = std::make_shared<WatchOptions>();
     CLI::App *command = program->add_subcommand("watch", "read variables over and over and show them");
-    addPortOption(command, options.get());
+    addPortOptions(command, options.get());
     addVariableOptions(command, options.get());
     addNumber(command, "-l,--interval", &options->intervalMs, kPollIntervalMsLimits, "MS",
               "from the start of a scan to the start of the next (ms); 0 = without pause")
@@ -67,7 +77,13 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
     command->footer(kWatchExample + commonHelp());
-    command->callback([options, chosen] { *chosen = [options] { return watchVariables(*options); }; });
+    command->callback([command, options, chosen] {
+        noteTyped(*command, options.get());
+        *chosen = [options] {
+            options->takeProject();
+            return watchVariables(*options);
+        };
+    });
 }
 
 void addRunCommand(CLI::App *program, Command *chosen)

@@ -1,5 +1,6 @@
 #include "host/commands/command_options.h"
 
+#include <algorithm>
 #include <cstdio>
 
 #include "host/project/setting_names.h"
@@ -17,6 +18,31 @@ std::string areaOfType(const std::string &type)
     return type;
 }
 
+/// Formats by the words that those masters have for them.
+std::string formatOfWord(const std::string &word)
+{
+    constexpr const char *kWords[][2] = {{"float", "f32"}, {"int", "i32"}, {"int16", "i16"}, {"hex", "hex"}};
+    std::string words;
+    for (const auto &[theirs, ours] : kWords) {
+        if (word == theirs)
+            return ours;
+        words += (words.empty() ? "" : ", ") + std::string(theirs);
+    }
+    throw Failure(FailureKind::Usage, "--type: behind : stands one of " + words + ", not '" + word +
+                                          "'; behind / any format, as 4/f32.cdab");
+}
+
+/// The variable that -t, -r and -c describe.
+std::string variableText(const std::string &type, const std::string &start, int count)
+{
+    const std::size_t mark = std::min(type.find_first_of(":/"), type.size());
+    std::string place = areaOfType(type.substr(0, mark)) + ":" + start + ":" + std::to_string(count);
+    if (mark == type.size())
+        return place;
+    const std::string format = type.substr(mark + 1);
+    return place + "/" + (type[mark] == ':' ? formatOfWord(format) : format);
+}
+
 /// The same as optionMask, with complaints about what was typed.
 quint32 typedOption(const std::string &name)
 {
@@ -29,34 +55,59 @@ quint32 typedOption(const std::string &name)
 
 } // namespace
 
+void CommandOptions::takeProject()
+{
+    if (!projectFile.empty())
+        project_ = std::make_shared<const Project>(loadProject(projectFile));
+}
+
 LinkSettings CommandOptions::link() const
 {
-    LinkSettings settings;
-    settings.port = port;
-    settings.baud = baud;
-    settings.parity = parityNamed(parity);
+    LinkSettings settings = project_ ? project_->link : LinkSettings();
+    const auto isGiven = [this](const char *option) { return !project_ || typed.count(option) > 0; };
+    if (isGiven("--port"))
+        settings.port = port;
+    if (settings.port.empty() && project_)
+        throw Failure(FailureKind::Usage, projectFile + " names no port; give one with -p PATH");
+    if (isGiven("--baud"))
+        settings.baud = baud;
+    if (isGiven("--parity"))
+        settings.parity = parityNamed(parity);
     if (!rs485.empty())
         settings.rs485 = rs485Named(rs485);
-    settings.anyRate = anyRate;
-    settings.stopBits = stopBits;
-    settings.timeout = fromSeconds(timeoutSeconds);
+    settings.anyRate = settings.anyRate || anyRate;
+    if (isGiven("--stop-bits"))
+        settings.stopBits = stopBits;
+    if (isGiven("--timeout"))
+        settings.timeout = fromSeconds(timeoutSeconds);
     if (lateGuardSeconds >= 0)
         settings.lateGuard = fromSeconds(lateGuardSeconds);
-    settings.turnaround = std::chrono::milliseconds(turnaroundMs);
-    settings.retries = retries;
-    settings.station = station;
-    settings.linkMode = linkMode;
-    settings.maxBlock = maxBlock;
+    if (isGiven("--turnaround"))
+        settings.turnaround = std::chrono::milliseconds(turnaroundMs);
+    if (isGiven("--retries"))
+        settings.retries = retries;
+    if (isGiven("--station"))
+        settings.station = station;
+    if (isGiven("--link-mode"))
+        settings.linkMode = linkMode;
+    if (isGiven("--max-block"))
+        settings.maxBlock = maxBlock;
     for (const std::string &name : options)
         settings.options |= typedOption(name);
-    settings.echo = echo;
+    if (project_ && settings.oneBased() != project_->link.oneBased())
+        throw Failure(FailureKind::Usage,
+                      "the addresses in " + projectFile + " count from 0; leave --option one-based out");
+    settings.echo = settings.echo || echo;
     for (const std::string &name : without)
         turnOff(&settings.policies, name);
     settings.policies.offline = settings.policies.offline && asksForEver;
     settings.reopen = asksForEver && !noReopen;
-    settings.offline.failures = offlineAfter;
-    settings.offline.firstProbe = fromSeconds(firstProbeSeconds);
-    settings.offline.longestProbe = fromSeconds(longestProbeSeconds);
+    if (isGiven("--offline-after"))
+        settings.offline.failures = offlineAfter;
+    if (isGiven("--first-trial"))
+        settings.offline.firstProbe = fromSeconds(firstProbeSeconds);
+    if (isGiven("--longest-trial"))
+        settings.offline.longestProbe = fromSeconds(longestProbeSeconds);
     if (settings.offline.firstProbe > settings.offline.longestProbe)
         throw Failure(FailureKind::Usage,
                       "the first trial (--first-trial) comes later than the longest distance of the "
@@ -70,13 +121,36 @@ LinkSettings CommandOptions::link() const
     return settings;
 }
 
+const Variable *CommandOptions::inProject(const std::string &name) const
+{
+    if (!project_)
+        return nullptr;
+    const auto found = std::find_if(project_->variables.begin(), project_->variables.end(),
+                                    [&](const Variable &variable) { return variable.label == name; });
+    return found == project_->variables.end() ? nullptr : &*found;
+}
+
+Variable CommandOptions::variableOf(const std::string &text, bool oneBased) const
+{
+    if (const Variable *known = inProject(text))
+        return *known;
+    try {
+        return parseVariable(text, oneBased);
+    } catch (const Failure &failure) {
+        if (!project_ || text.find(':') != std::string::npos)
+            throw;
+        throw Failure(FailureKind::Usage, "'" + text + "' is no variable of " + projectFile +
+                                              ", nor an area and address, as 4x:100");
+    }
+}
+
 std::vector<Variable> CommandOptions::variableList(bool oneBased) const
 {
     std::vector<Variable> list;
     for (const std::string &text : variables)
-        list.push_back(parseVariable(text, oneBased));
+        list.push_back(variableOf(text, oneBased));
     if (!type.empty())
-        list.push_back(parseVariable(areaOfType(type) + ":" + start + ":" + std::to_string(count), oneBased));
+        list.push_back(parseVariable(variableText(type, start, count), oneBased));
     if (list.empty())
         throw Failure(FailureKind::Usage, "no variable is given; name at least one, as 4x:100:10");
     return list;

@@ -3,10 +3,13 @@
 #ifndef PLC_COMMANDS_COMMAND_OPTIONS_H
 #define PLC_COMMANDS_COMMAND_OPTIONS_H
 
+#include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "host/commands/output.h"
+#include "host/project/project_file.h"
 #include "host/runtime_names.h"
 #include "runtime/master/link_settings.h"
 #include "runtime/panel/values.h"
@@ -53,6 +56,8 @@ struct CommandOptions : OutputOptions
     double longestProbeSeconds = seconds(OfflineSettings().longestProbe);
     bool noReopen = false; ///< a lost port is the end, also where requests are asked for ever
     std::string driver;
+    std::string projectFile;     ///< of --project; empty = none
+    std::set<std::string> typed; ///< long names of the options that were typed, as "--baud"
 
     std::vector<std::string> variables;
     std::string type;
@@ -60,12 +65,24 @@ struct CommandOptions : OutputOptions
     int count = 1;
     int intervalMs = 0;
 
-    /// Settings of the link. Warns on standard error about settings that are allowed and unwise.
+    /// Reads the project where one is named. Before the others.
+    /// @throw Failure  (wrong usage)
+    void takeProject();
+    /// Settings of the link: what was typed, then what the project has. Warns on standard error about
+    /// settings that are allowed and unwise.
     /// @throw Failure  (wrong usage)
     LinkSettings link() const;
+    /// The variable of that name in the project, or the one that @p text describes.
+    /// @throw Failure  (wrong usage)
+    Variable variableOf(const std::string &text, bool oneBased) const;
     /// The variables given by name and the one given by -t, -r and -c.
     /// @throw Failure  (wrong usage)
     std::vector<Variable> variableList(bool oneBased) const;
+
+private:
+    const Variable *inProject(const std::string &name) const;
+
+    std::shared_ptr<const Project> project_;
 };
 
 struct WriteOptions : CommandOptions

@@ -35,8 +35,11 @@ constexpr Act kActs[] = {
     {"4x_bit:120.3", "1", "a bit inside a holding register"},
     {"4x_bit:121.14:4", "1,0,0,1", "bits across two registers"},
     {"4x_d:130:2", "305419896,4000000000", "32-bit values in register pairs"},
+    {"4x:134/f32", "-12.5", "a float in two registers"},
+    {"4x:136:2/i32.cdab", "-70000,70000", "32-bit values, the lower half first"},
     {"4x_single:140:2", "7,8", "registers written one by one"},
     {"4x_block:150:2", "9,10", "registers written as blocks"},
+    {"4x:160/str12", "PUMP 7", "a text of up to 12 characters"},
     {"0x:16:10", "1,0,1,1,0,0,1,0,1,1", "coils in one request"},
     {"0x:40", "1", "one coil"},
     {"3x:0:2", "", "input registers that move by themselves"},
@@ -128,8 +131,8 @@ private:
         std::vector<Ticket> tickets;
         for (std::size_t i = 0; i < variables_.size(); ++i) {
             const bool written = kActs[i].values[0] != '\0';
-            wanted_.push_back(
-                written ? parseValues(kActs[i].values, variables_[i].area->unit, kActs[i].values) : Values());
+            wanted_.push_back(written ? parseValues(kActs[i].values, variables_[i], kActs[i].values)
+                                      : Values());
             tickets.push_back(written ? session_.write(variables_[i], wanted_.back()) : 0);
         }
         for (const Ticket ticket : tickets)
@@ -197,9 +200,9 @@ private:
         }
     }
 
-    std::string text(const Reading &reading, Unit unit) const
+    std::string text(const Reading &reading, const Variable &variable) const
     {
-        return reading.values ? formatValues(*reading.values, unit, options_.numberStyle(), " ") : "?";
+        return reading.values ? formatValues(variable, *reading.values, options_.numberStyle(), " ") : "?";
     }
 
     void show() const
@@ -208,11 +211,11 @@ private:
         std::vector<std::vector<std::string>> cells{
             {"variable", "before", "written", "read back", "", "what it is"}};
         for (std::size_t i = 0; i < variables_.size(); ++i) {
-            const Unit unit = variables_[i].area->unit;
+            const Variable &variable = variables_[i];
             const bool written = !wanted_[i].empty();
-            cells.push_back({variables_[i].text, text(before_[i], unit),
-                             written ? formatValues(wanted_[i], unit, style, " ") : "-",
-                             text(after_[i], unit),
+            cells.push_back({variable.text, text(before_[i], variable),
+                             written ? formatValues(variable, wanted_[i], style, " ") : "-",
+                             text(after_[i], variable),
                              !cameBack(i) ? "WRONG"
                              : written    ? "as written"
                                           : "read",

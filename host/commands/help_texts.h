@@ -12,13 +12,28 @@ constexpr char kExitCodes[] =
     "5 port cannot be opened or is lost, 6 some good, some not.";
 
 constexpr char kReadExample[] = "Example: ten holding registers and a 32-bit value of station 5:\n"
-                                "  plchost read -p /dev/ttyUSB0 -b 9600 -a 5 4x:100:10 4x_d:200\n\n";
+                                "  plchost read -p /dev/ttyUSB0 -b 9600 -a 5 4x:100:10 4x_d:200\n"
+                                "Three floats with the lower half first, and a variable of a project by its "
+                                "name:\n"
+                                "  plchost read -p /dev/ttyUSB0 4x:200:3/f32.cdab\n"
+                                "  plchost read --project machine.json \"Set.Feed rate\"\n\n";
 
 constexpr char kWriteExample[] =
     "Example: two registers, a bit inside a register and a 32-bit value, read back "
     "afterwards:\n"
     "  plchost write -p /dev/ttyUSB0 -a 5 4x:100=1,2 4x_bit:35.3=1 4x_d:200=-70000 "
-    "--verify\n\n";
+    "--verify\n"
+    "A float, a text of up to 16 characters, and a variable of a project by its name:\n"
+    "  plchost write -p /dev/ttyUSB0 4x:200/f32=12.5 4x:40/str16=PUMP\n"
+    "  plchost write --project machine.json \"Set.Feed rate\"=12.5\n\n";
+
+constexpr char kWrittenValuesHelp[] =
+    "Values are decimal (-32768 to 65535 in a register, -2147483648 to 4294967295 in 32 bits),\nhexadecimal "
+    "(0x04D2), or for bits 0, 1, off, on, false, true. A format has its own range: decimals for "
+    "floats\n(12.5, "
+    "-1e-3), 0b101 too for whole numbers, and for texts whatever stands there, or stands between quotation\n"
+    "marks (4x:40/str16='\"a, b\"', with \\\" \\\\ \\x1B in it). A variable of a project also takes the "
+    "texts that stand for\nits values; numbers are checked against its limits and scaled.\n\n";
 
 constexpr char kWatchExample[] =
     "Example: live values of two stations, ten seconds long, one scan each half second:\n"
@@ -84,8 +99,10 @@ constexpr char kProjectExample[] =
     "Example: a project of the table that a machine's maker hands out, and the table of a project:\n"
     "  plchost project from-csv registers.csv -b 9600 -a 5 >machine.json\n"
     "  plchost project to-csv machine.json >registers.csv\n\n"
-    "The first line of a map names its columns, in any order: name, area, address, and station, count, rate\n"
-    "where they are wanted. Cells are separated by comma, semicolon or tabulator. docs/projects.md has "
+    "The first line of a map names its columns, in any order: name, area, address, and station, count, "
+    "rate,\n"
+    "format, scale, offset, unit, min, max, texts, description where they are wanted. Cells are separated by "
+    "comma, semicolon or tabulator. docs/projects.md has "
     "more.\n\n";
 
 constexpr char kDemoExample[] =

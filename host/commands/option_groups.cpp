@@ -92,13 +92,30 @@ void addDriverOptions(CLI::App *app, CommandOptions *options)
 
 } // namespace
 
-void addPortOption(CLI::App *app, CommandOptions *options)
+void addPortOptions(CLI::App *app, CommandOptions *options)
 {
-    app->add_option("-p,--port", options->port, "serial port or pseudo-terminal, as /dev/ttyUSB0")
+    app->add_option("-p,--port", options->port,
+                    "serial port or pseudo-terminal, as /dev/ttyUSB0; without it the project's")
         ->type_name("PATH")
-        ->required()
         ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
         ->group(kLineGroup);
+    app->add_option("--project", options->projectFile,
+                    "project file: its variables go by their names, its settings count where none is typed")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
+        ->group(kLineGroup);
+}
+
+void noteTyped(const CLI::App &app, CommandOptions *options)
+{
+    for (const CLI::Option *option : app.get_options()) {
+        for (const std::string &name : option->get_lnames()) {
+            if (option->count() > 0)
+                options->typed.insert("--" + name);
+        }
+    }
+    if (options->port.empty() && options->projectFile.empty())
+        throw CLI::RequiredError("--port");
 }
 
 void addDriverOption(CLI::App *app, std::string *path)
@@ -156,12 +173,15 @@ void addRealtimeOption(CLI::App *app, bool *realtime)
 
 void addVariableOptions(CLI::App *app, CommandOptions *options)
 {
-    app->add_option("VARIABLE", options->variables, "what to read: AREA:ADDRESS[:COUNT][@STATION]")
+    app->add_option("VARIABLE", options->variables,
+                    "what to read: AREA:ADDRESS[:COUNT][/FORMAT][@STATION], or a name of the project")
         ->type_name("");
     auto *start = app->add_option("-r,--start", options->start, "address, with -t in place of VARIABLE")
                       ->type_name("ADDRESS");
     auto *type =
-        app->add_option("-t,--type", options->type, "area of -r: its name, or 0, 1, 3, 4 for 0x, 1x, 3x, 4x")
+        app->add_option("-t,--type", options->type,
+                        "area of -r: its name, or 0, 1, 3, 4 for 0x, 1x, 3x, 4x; a format behind /, as "
+                        "4/f32, or as a word: 4:float, 4:int, 4:int16, 4:hex")
             ->type_name("AREA")
             ->needs(start);
     start->needs(type);
@@ -184,8 +204,11 @@ void addVerbosityOptions(CLI::App *app, OutputOptions *options)
 
 void addNumberOptions(CLI::App *app, OutputOptions *options)
 {
-    auto *hex = app->add_flag("--hex", options->hex, "values in hexadecimal")->group(kOutputGroup);
-    app->add_flag("--signed", options->isSigned, "values with a sign")->excludes(hex)->group(kOutputGroup);
+    auto *hex =
+        app->add_flag("--hex", options->hex, "values without a format in hexadecimal")->group(kOutputGroup);
+    app->add_flag("--signed", options->isSigned, "values without a format with a sign")
+        ->excludes(hex)
+        ->group(kOutputGroup);
 }
 
 void addOutputOptions(CLI::App *app, OutputOptions *options)

@@ -30,8 +30,11 @@ inline CLI::Option *addNumber(CLI::App *app, const char *name, int *number, Limi
     return addNumber(app, name, number, limits.least, limits.most, unit, help, group);
 }
 
-/// -p, without which there is no line.
-void addPortOption(CLI::App *app, CommandOptions *options);
+/// -p and --project, one of which says where the line is.
+void addPortOptions(CLI::App *app, CommandOptions *options);
+/// Notes which options were typed. In the callback of the command.
+/// @throw CLI::RequiredError  where nothing says where the line is.
+void noteTyped(const CLI::App &app, CommandOptions *options);
 /// --driver.
 void addDriverOption(CLI::App *app, std::string *path);
 /// Options of the line and of the driver that project files know too: all but the port.
@@ -48,7 +51,7 @@ void addVariableOptions(CLI::App *app, CommandOptions *options);
 void addRealtimeOption(CLI::App *app, bool *realtime);
 /// What is told besides values.
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
-/// How numbers are shown.
+/// How numbers without a format are shown.
 void addNumberOptions(CLI::App *app, OutputOptions *options);
 /// How values are shown.
 void addOutputOptions(CLI::App *app, OutputOptions *options);

@@ -4,9 +4,12 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
+#include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
+#include "runtime/panel/value_text.h"
 
 namespace plc::host {
 
@@ -20,26 +23,59 @@ long milliseconds(Time time)
     return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
 }
 
-std::string quoted(const std::string &text)
+std::string escapedInJson(unsigned code)
 {
-    std::string result = "\"";
-    for (const char letter : text) {
-        if (letter == '"' || letter == '\\')
-            result += '\\';
-        if (static_cast<unsigned char>(letter) < 0x20) {
-            char code[8];
-            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(letter));
-            result += code;
-            continue;
-        }
-        result += letter;
-    }
-    return result + "\"";
+    char text[8];
+    std::snprintf(text, sizeof text, "\\u%04x", code);
+    return text;
 }
 
-std::string fullState(const Row &row)
+std::string valueInJson(const Variable &variable, const Values &values, int index, NumberStyle style)
 {
-    return row.detail.empty() ? row.state : row.state + ": " + row.detail;
+    const std::string text = formatValue(variable, values, index, style);
+    const Value value = valueOf(variable, values, index);
+    if (value.type == Value::Type::Text)
+        return inJson(value.text);
+    if (value.type == Value::Type::Real && !std::isfinite(value.real))
+        return "null";
+    const bool isNumber = text.find_first_of("xb") == std::string::npos;
+    return isNumber ? text : inJson(text);
+}
+
+/// A value in CSV, with neither its text nor quotation marks.
+std::string valueInCsv(const Variable &variable, const Values &values, int index, NumberStyle style)
+{
+    const Value value = valueOf(variable, values, index);
+    return value.type == Value::Type::Text ? csvCell(withoutControlCharacters(value.text))
+                                           : formatValue(variable, values, index, style);
+}
+
+const Meaning &meaningOf(const Variable &variable)
+{
+    static const Meaning kNone;
+    return variable.meaning ? *variable.meaning : kNone;
+}
+
+/// "[0,2]": which of the values are bad; empty for none.
+std::string badValuesInJson(const Variable &variable, const Values &values)
+{
+    std::string list;
+    for (int index = 0; index < variable.count; ++index) {
+        if (valueOf(variable, values, index).isBad)
+            list += (list.empty() ? "[" : ",") + std::to_string(index);
+    }
+    return list.empty() ? list : list + "]";
+}
+
+/// "[\"on\",null]": the texts that stand for the values.
+std::string textsInJson(const Variable &variable, const Values &values)
+{
+    std::string list = "[";
+    for (int index = 0; index < variable.count; ++index) {
+        const std::string *name = nameOfValue(variable, values, index);
+        list += (index > 0 ? "," : "") + (name ? inJson(*name) : "null");
+    }
+    return list + "]";
 }
 
 winsize terminalSize()
@@ -119,6 +155,7 @@ Row rowOf(const Variable &variable, int station, const WatchStatus &status, cons
     row.variable = variable;
     row.station = station;
     row.state = stateName(status.state);
+    row.isInPieces = status.isInPieces;
     if (status.state == VariableState::Refused)
         row.detail = exceptionLabel(status.last.exceptionCode);
     if (status.hasValue) {
@@ -193,16 +230,56 @@ std::string formatAge(Time age)
     return ms < 1000 ? std::to_string(ms) + " ms" : fixed(seconds(age), 1) + " s";
 }
 
+bool haveMeanings(const std::vector<Variable> &variables)
+{
+    return std::any_of(variables.begin(), variables.end(), [](const Variable &variable) {
+        const Meaning &meaning = meaningOf(variable);
+        return !meaning.unit.empty() || !meaning.names.empty();
+    });
+}
+
+std::string fullState(const Row &row)
+{
+    const std::string state = row.isInPieces && row.values ? row.state + ", read in pieces" : row.state;
+    return row.detail.empty() ? state : state + ": " + row.detail;
+}
+
+std::string inJson(const std::string &text)
+{
+    std::string result = "\"";
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const unsigned next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0u;
+        // A terminal obeys the control characters above 127 as well.
+        const bool isHighControl = byte == 0xC2 && next >= 0x80 && next < 0xA0;
+        if (isHighControl)
+            ++i;
+        if (isHighControl || byte < 0x20 || byte == 0x7F) {
+            result += escapedInJson(isHighControl ? next : byte);
+            continue;
+        }
+        if (byte == '"' || byte == '\\')
+            result += '\\';
+        result += text[i];
+    }
+    return result + "\"";
+}
+
+std::string valuesInJson(const Variable &variable, const Values &values, NumberStyle style)
+{
+    std::string list = "[";
+    for (int index = 0; index < valueCount(variable, values); ++index)
+        list += (index > 0 ? "," : "") + valueInJson(variable, values, index, style);
+    return list + "]";
+}
+
 std::string RowPrinter::render(const Row &row)
 {
     const bool isFirst = !headDone_;
     headDone_ = true;
     switch (format_) {
     case Format::Csv:
-        if (!isFirst)
-            return csv(row);
-        return (row.moment ? "time_s,name,station,value,state,age_ms\n" : "name,station,value,state\n") +
-               csv(row);
+        return isFirst ? csvHead(row) + csv(row) : csv(row);
     case Format::NdJson:
         return json(row);
     case Format::Text:
@@ -223,26 +300,46 @@ std::string RowPrinter::text(const Row &row) const
     if (row.moment)
         line += fixed(seconds(*row.moment), 3) + "  ";
     line += row.variable.text + " = ";
-    line += row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "?";
-    if (row.state != stateName(OrderEnd::Good) || row.age)
+    line += row.values ? formatValues(row.variable, *row.values, style_, " ") : "?";
+    if (row.state != stateName(OrderEnd::Good) || row.age || row.isInPieces)
         line += "  (" + fullState(row) + (row.age ? ", " + formatAge(*row.age) + " old" : "") + ")";
     return line + "\n";
 }
 
+std::string RowPrinter::csvHead(const Row &row) const
+{
+    const std::string columns =
+        row.moment ? "time_s,name,station,value,state,age_ms" : "name,station,value,state";
+    return columns + (withMeanings_ ? ",unit,text\n" : "\n");
+}
+
 std::string RowPrinter::csv(const Row &row) const
 {
-    const std::string before = row.moment ? fixed(seconds(*row.moment), 3) + "," : "";
-    const std::string after =
-        row.moment ? "," + (row.age ? std::to_string(milliseconds(*row.age)) : std::string()) : "";
     std::string lines;
-    for (int index = 0; index < row.variable.count; ++index) {
-        lines += before + row.variable.nameOf(index) + "," + std::to_string(row.station) + ",";
-        if (row.values)
-            lines +=
-                formatValue((*row.values)[static_cast<std::size_t>(index)], row.variable.area->unit, style_);
-        lines += "," + row.state + after + "\n";
-    }
+    for (int index = 0; index < row.variable.count; ++index)
+        lines += csvLine(row, index);
     return lines;
+}
+
+std::string RowPrinter::csvLine(const Row &row, int index) const
+{
+    std::string line = row.moment ? fixed(seconds(*row.moment), 3) + "," : "";
+    line += row.variable.nameOf(index) + "," + std::to_string(row.station) + ",";
+    std::string state = row.state;
+    std::string text;
+    if (row.values) {
+        line += valueInCsv(row.variable, *row.values, index, style_);
+        const std::string *name = nameOfValue(row.variable, *row.values, index);
+        text = name ? *name : "";
+        state += row.isInPieces ? " in pieces" : "";
+        state += valueOf(row.variable, *row.values, index).isBad ? " (bad BCD)" : "";
+    }
+    line += "," + state;
+    if (row.moment)
+        line += "," + (row.age ? std::to_string(milliseconds(*row.age)) : std::string());
+    if (withMeanings_)
+        line += "," + csvCell(meaningOf(row.variable).unit) + "," + csvCell(text);
+    return line + "\n";
 }
 
 std::string RowPrinter::json(const Row &row) const
@@ -250,20 +347,25 @@ std::string RowPrinter::json(const Row &row) const
     std::string line = "{";
     if (row.moment)
         line += "\"time_s\":" + fixed(seconds(*row.moment), 3) + ",";
-    line += "\"variable\":" + quoted(row.variable.text) + ",\"station\":" + std::to_string(row.station) +
-            ",\"state\":" + quoted(row.state);
+    line += "\"variable\":" + inJson(row.variable.text) + ",\"station\":" + std::to_string(row.station) +
+            ",\"state\":" + inJson(row.state);
     if (!row.detail.empty())
-        line += ",\"detail\":" + quoted(row.detail);
+        line += ",\"detail\":" + inJson(row.detail);
     if (row.age)
         line += ",\"age_ms\":" + std::to_string(milliseconds(*row.age));
-    if (row.values) {
-        line += ",\"values\":[";
-        for (std::size_t i = 0; i < row.values->size(); ++i) {
-            const std::string value = formatValue((*row.values)[i], row.variable.area->unit, style_);
-            line += (i > 0 ? "," : "") + (style_ == NumberStyle::Hex ? quoted(value) : value);
-        }
-        line += "]";
-    }
+    if (!row.values)
+        return line + "}\n";
+    const Meaning &meaning = meaningOf(row.variable);
+    if (row.isInPieces)
+        line += ",\"in_pieces\":true";
+    line += ",\"values\":" + valuesInJson(row.variable, *row.values, style_);
+    const std::string bad = badValuesInJson(row.variable, *row.values);
+    if (!bad.empty())
+        line += ",\"bad\":" + bad;
+    if (!meaning.unit.empty())
+        line += ",\"unit\":" + inJson(meaning.unit);
+    if (!meaning.names.empty())
+        line += ",\"texts\":" + textsInJson(row.variable, *row.values);
     return line + "}\n";
 }
 
@@ -304,8 +406,7 @@ void LiveTable::draw(const std::vector<Row> &rows)
     constexpr std::size_t kValueWidth = 40;
     std::vector<std::vector<std::string>> cells{{"variable", "station", "value", "age", "state"}};
     for (const Row &row : rows) {
-        const std::string value =
-            row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "-";
+        const std::string value = row.values ? formatValues(row.variable, *row.values, style_, " ") : "-";
         cells.push_back({row.variable.text, std::to_string(row.station), clipped(value, kValueWidth),
                          row.age ? formatAge(*row.age) : "-", fullState(row)});
     }

@@ -36,6 +36,7 @@ struct Row
     std::optional<Values> values; ///< nothing when none are known
     std::string state;            ///< "good", "refused", ...
     std::string detail;           ///< more about the state, may be empty
+    bool isInPieces = false;      ///< a single value of it was read in two requests or more
     std::optional<Time> age;
     std::optional<Time> moment; ///< since the start, for repeated rows
 };
@@ -51,6 +52,19 @@ const char *stateName(VariableState state);
 /// The same for the end of a single order: "good", "refused", "no answer", "bad reply", "line busy", ...
 const char *stateName(OrderEnd end);
 
+/// True where one of them has a unit, or texts that stand for its values.
+bool haveMeanings(const std::vector<Variable> &variables);
+
+/// The state with all that is known of it: "good, read in pieces", "refused: illegal data address".
+std::string fullState(const Row &row);
+
+/// The text in quotation marks, as JSON has it.
+std::string inJson(const std::string &text);
+
+/// The values of a variable as a list in JSON. What is no number there is a text, NaN and infinities are
+/// null.
+std::string valuesInJson(const Variable &variable, const Values &values, NumberStyle style);
+
 /// Prints rows as they come.
 /// - text: "4x:100:3 = 1 2 3", with moment, state and age where they are given;
 /// - csv: a head line, then a line for each value;
@@ -58,7 +72,10 @@ const char *stateName(OrderEnd end);
 class RowPrinter
 {
 public:
-    RowPrinter(Format format, NumberStyle style) : format_(format), style_(style) {}
+    /// @param withMeanings  csv has columns for unit and text.
+    RowPrinter(Format format, NumberStyle style, bool withMeanings = false)
+        : format_(format), style_(style), withMeanings_(withMeanings)
+    {}
     /// What print() prints, line ends included.
     std::string render(const Row &row);
     void print(const Row &row);
@@ -66,10 +83,13 @@ public:
 private:
     std::string text(const Row &row) const;
     std::string csv(const Row &row) const;
+    std::string csvHead(const Row &row) const;
+    std::string csvLine(const Row &row, int index) const;
     std::string json(const Row &row) const;
 
     Format format_;
     NumberStyle style_;
+    bool withMeanings_;
     bool headDone_ = false;
 };
 

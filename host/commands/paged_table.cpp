@@ -49,9 +49,8 @@ void PagedTable::draw(const std::vector<Row> &rows)
     std::vector<std::vector<std::string>> cells{{"variable", "station", "value", "age", "state"}};
     for (const Row &row : rows)
         cells.push_back({row.variable.text, std::to_string(row.station),
-                         row.values ? formatValues(*row.values, row.variable.area->unit, style_, " ") : "-",
-                         row.age ? formatAge(*row.age) : "-",
-                         row.state + (row.detail.empty() ? "" : ": " + row.detail)});
+                         row.values ? formatValues(row.variable, *row.values, style_, " ") : "-",
+                         row.age ? formatAge(*row.age) : "-", fullState(row)});
     std::vector<std::string> lines = layOut(cells);
     lines.push_back(title_);
     lines.insert(lines.end(), reports_.begin(), reports_.end());

@@ -6,6 +6,7 @@
 #include "host/commands/result_text.h"
 #include "host/driver_search.h"
 #include "runtime/master/driver_library.h"
+#include "runtime/panel/pieces.h"
 #include "runtime/panel/session.h"
 
 namespace plc::host {
@@ -21,7 +22,7 @@ ExitCode readVariables(const CommandOptions &options)
         tickets.push_back(session.read(variable));
     session.start(traceOnStandardError(options.verbose));
 
-    RowPrinter printer(options.outputFormat(), options.numberStyle());
+    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables));
     std::vector<OrderEnd> ends;
     for (std::size_t i = 0; i < variables.size(); ++i) {
         const OrderResult result = session.await(tickets[i]);
@@ -30,6 +31,7 @@ ExitCode readVariables(const CommandOptions &options)
         row.variable = variables[i];
         row.station = session.stationOf(variables[i]);
         row.state = stateName(result.end);
+        row.isInPieces = cutsValues(row.variable, link);
         if (result.end == OrderEnd::Good)
             row.values = session.values(variables[i]);
         else if (result.end != OrderEnd::PortLost)

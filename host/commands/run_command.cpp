@@ -1,4 +1,3 @@
-#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -53,9 +52,10 @@ public:
           session_(driver_, project_.link, systemSurroundings(options.verbose, options.realtime)),
           monitor_(project_), input_(project_.variables), lines_(STDIN_FILENO),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
-          printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables)),
+          table_(options.numberStyle())
     {
-        registerVariables(driver_, project_.variables, project_.rows);
+        session_.registerVariables(project_.variables, project_.rows);
         session_.setLevelStations(levelStations(project_.variables, project_.rows, project_.link));
         session_.setListener([this](const News &news) {
             monitor_.note(news);
@@ -231,19 +231,17 @@ private:
         const bool done = end == OrderEnd::Good;
         ends_.add(end);
         if (options_.outputFormat() == Format::NdJson) {
-            QJsonArray values;
-            for (const std::uint32_t value : write.values)
-                values.append(static_cast<double>(value));
-            QJsonObject line{{"write", QString::fromStdString(variable.label)},
-                             {"values", values},
-                             {"result", done ? "done" : "failed"}};
-            if (!done)
-                line.insert("reason", QString::fromStdString(reason));
-            printJson(line);
+            // Qt's numbers have 53 bits, these up to 64.
+            const std::string line =
+                (done ? "{\"result\":\"done\"" : "{\"reason\":" + inJson(reason) + ",\"result\":\"failed\"") +
+                ",\"values\":" + valuesInJson(variable, write.values, NumberStyle::Unsigned) +
+                ",\"write\":" + inJson(variable.label) + "}\n";
+            std::fputs(line.c_str(), stdout);
+            std::fflush(stdout);
             return;
         }
         tell("write " + variable.label + " = " +
-                 formatValues(write.values, variable.area->unit, options_.numberStyle(), ",") +
+                 formatValues(variable, write.values, options_.numberStyle(), ",") +
                  (done ? ": done" : ": failed: " + reason),
              options_.outputFormat() == Format::Csv ? stderr : stdout);
     }

@@ -41,7 +41,8 @@ public:
           session_(driver_, link_, systemSurroundings(options.verbose, options.realtime)),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text &&
                       !options.quiet && !options.once),
-          printer_(options.outputFormat(), options.numberStyle()), table_(options.numberStyle())
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_)),
+          table_(options.numberStyle())
     {
         for (const Variable &variable : variables_)
             session_.watch(variable);

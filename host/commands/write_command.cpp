@@ -7,6 +7,7 @@
 #include "host/commands/result_text.h"
 #include "host/driver_search.h"
 #include "runtime/master/driver_library.h"
+#include "runtime/panel/pieces.h"
 #include "runtime/panel/session.h"
 
 namespace plc::host {
@@ -20,7 +21,7 @@ struct Assignment
     Values values;
 };
 
-Assignment parseAssignment(const std::string &text, bool oneBased)
+Assignment parseAssignment(const std::string &text, const WriteOptions &options, bool oneBased)
 {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos)
@@ -28,21 +29,39 @@ Assignment parseAssignment(const std::string &text, bool oneBased)
                       "'" + text + "' is no write; it must be VARIABLE=VALUE[,VALUE...], as 4x:100=1,2");
     Assignment assignment;
     const std::string name = text.substr(0, equals);
-    assignment.variable = parseVariable(name, oneBased);
+    assignment.variable = options.variableOf(name, oneBased);
     Variable &variable = assignment.variable;
-    assignment.values = parseValues(text.substr(equals + 1), variable.area->unit, text);
-    const int given = static_cast<int>(assignment.values.size());
-    if (variable.countGiven && variable.count != given)
+    assignment.values = parseValues(text.substr(equals + 1), variable, text);
+    const int given = valueCount(variable, assignment.values);
+    // A variable of a project has the count that it has there.
+    const bool isFixed = variable.countGiven || !variable.label.empty();
+    if (isFixed && variable.count != given)
         throw Failure(FailureKind::Usage, "'" + text + "': the count is " + std::to_string(variable.count) +
                                               ", but " + std::to_string(given) + " values are given");
-    if (!variable.countGiven && given > 1) {
+    if (!isFixed && given > 1) {
         // The variable is checked again with its count: it must not reach beyond the area.
-        const std::size_t at = std::min(name.find('@'), name.size());
+        const std::size_t at = std::min(name.find_first_of("/@"), name.size());
         variable =
             parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
         variable.text = name;
     }
     return assignment;
+}
+
+std::vector<Assignment> parseAssignments(const WriteOptions &options, bool oneBased)
+{
+    std::vector<Assignment> assignments;
+    for (const std::string &text : options.assignments)
+        assignments.push_back(parseAssignment(text, options, oneBased));
+    return assignments;
+}
+
+bool haveMeanings(const std::vector<Assignment> &assignments)
+{
+    std::vector<Variable> variables;
+    for (const Assignment &assignment : assignments)
+        variables.push_back(assignment.variable);
+    return plc::host::haveMeanings(variables);
 }
 
 /// Reads back what was written. Fills in the row of the write.
@@ -58,6 +77,7 @@ OrderEnd verify(Session &session, const Assignment &assignment, Row *row, bool *
     }
     const Values found = session.values(assignment.variable);
     row->values = found;
+    row->isInPieces = cutsValues(assignment.variable, session.settings());
     if (found == assignment.values) {
         row->state = "written and read back";
         return OrderEnd::Good;
@@ -73,9 +93,7 @@ OrderEnd verify(Session &session, const Assignment &assignment, Row *row, bool *
 ExitCode writeVariables(const WriteOptions &options)
 {
     const LinkSettings link = options.link();
-    std::vector<Assignment> assignments;
-    for (const std::string &text : options.assignments)
-        assignments.push_back(parseAssignment(text, link.oneBased()));
+    const std::vector<Assignment> assignments = parseAssignments(options, link.oneBased());
     DriverLibrary driver(driverToLoad(link.driverPath));
     Session session(driver, link, systemSurroundings(options.verbose));
     std::vector<Ticket> tickets;
@@ -91,7 +109,7 @@ ExitCode writeVariables(const WriteOptions &options)
     for (const Ticket ticket : tickets)
         written.push_back(session.await(ticket));
 
-    RowPrinter printer(options.outputFormat(), options.numberStyle());
+    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(assignments));
     std::vector<OrderEnd> ends;
     bool differs = false;
     for (std::size_t i = 0; i < assignments.size(); ++i) {

@@ -11,6 +11,7 @@
 #include "host/project/located_json.h"
 #include "host/project/priority_rows.h"
 #include "host/project/setting_names.h"
+#include "host/project/variable_meaning.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
 
@@ -250,6 +251,8 @@ private:
         const Json::Value *area = nullptr;
         const Json::Value *address = nullptr;
         const Json::Value *count = nullptr;
+        const Json::Value *format = nullptr;
+        MeaningMembers meaning;
         int station = project_.link.station;
         int rate = 0;
         visit(value, "a variable",
@@ -258,7 +261,15 @@ private:
                {"address", [&](const Json::Value &given) { address = &given; }},
                {"station", numberInto(&station, kStationLimits)},
                {"count", [&](const Json::Value &given) { count = &given; }},
-               {"rate", numberInto(&rate, Limits{0, kPriorityLevels})}});
+               {"rate", numberInto(&rate, Limits{0, kPriorityLevels})},
+               {"format", [&](const Json::Value &given) { format = &given; }},
+               {"scale", [&](const Json::Value &given) { meaning.scale = &given; }},
+               {"offset", [&](const Json::Value &given) { meaning.offset = &given; }},
+               {"unit", [&](const Json::Value &given) { meaning.unit = &given; }},
+               {"min", [&](const Json::Value &given) { meaning.least = &given; }},
+               {"max", [&](const Json::Value &given) { meaning.most = &given; }},
+               {"texts", [&](const Json::Value &given) { meaning.texts = &given; }},
+               {"description", [&](const Json::Value &given) { meaning.description = &given; }}});
         if (!name || !area || !address)
             json_.refuse(value, std::string("the variable has no '") +
                                     (!name   ? "name"
@@ -267,13 +278,18 @@ private:
                                     "'; it needs name, area and address");
         const std::string label = readName(*name);
         const std::string place = readArea(*area) + ":" + readAddress(*address);
-        const std::string at = "@" + std::to_string(station);
+        std::string at = "@" + std::to_string(station);
         Variable variable = checked(place + at, *address);
+        if (format) {
+            at = "/" + readFormat(*format) + at;
+            variable = checked(place + at, *format);
+        }
         if (count) {
             const int values = number(*count, kValueCountLimits);
             variable = checked(place + ":" + std::to_string(values) + at, *count);
             checkCount(variable, *count);
         }
+        variable.meaning = readMeaning(json_, meaning, variable);
         variable.text = label;
         variable.label = label;
         project_.variables.push_back(variable);
@@ -329,6 +345,16 @@ private:
             // parseVariable names the areas in its complaint.
             return checked(name + ":0", value).area->name;
         return name;
+    }
+
+    std::string readFormat(const Json::Value &value) const
+    {
+        const std::string format = text(value, "a format, as \"f32\" or \"i32.cdab\",");
+        try {
+            return nameOf(parseFormat(format));
+        } catch (const Failure &failure) {
+            json_.refuse(value, failure.what());
+        }
     }
 
     std::string readAddress(const Json::Value &value) const

@@ -19,6 +19,14 @@ std::string trimmed(const std::string &text)
     return from == std::string::npos ? "" : text.substr(from, text.find_last_not_of(kBlanks) - from + 1);
 }
 
+std::string withoutBlanks(std::string text)
+{
+    text.erase(
+        std::remove_if(text.begin(), text.end(), [](char letter) { return letter == ' ' || letter == '\t'; }),
+        text.end());
+    return text;
+}
+
 /// The number that @p word is, at most @p most; 0 for anything else.
 int positive(const std::string &word, int most)
 {
@@ -33,7 +41,8 @@ int positive(const std::string &word, int most)
 std::string projectInputHelp()
 {
     return "Lines on standard input:\n"
-           "  NAME = VALUE[,VALUE...]   writes a variable; each write is reported once, as done or as "
+           "  NAME = VALUE[,VALUE...]   writes a variable, as plchost write does; each write is reported "
+           "once, as done or as "
            "failed\n"
            "  station N off|on          switches a station off or on; writes to a station that is off fail "
            "at once\n"
@@ -100,15 +109,12 @@ ProjectOrder ProjectInput::parseWrite(const std::string &name, const std::string
     if (!variable.area->writable)
         throw Failure(FailureKind::Usage,
                       "'" + name + "' cannot be written: it is one of the " + variable.area->meaning);
-    std::string plain = values;
-    plain.erase(std::remove_if(plain.begin(), plain.end(),
-                               [](char letter) { return letter == ' ' || letter == '\t'; }),
-                plain.end());
-    order.values = parseValues(plain, variable.area->unit, name + " = " + plain);
-    if (static_cast<int>(order.values.size()) != variable.count)
+    const std::string plain = variable.format || variable.meaning ? trimmed(values) : withoutBlanks(values);
+    order.values = parseValues(plain, variable, name + " = " + plain);
+    const int given = valueCount(variable, order.values);
+    if (given != variable.count)
         throw Failure(FailureKind::Usage, "'" + name + "' has " + std::to_string(variable.count) +
-                                              " values, but " + std::to_string(order.values.size()) +
-                                              " are given");
+                                              " values, but " + std::to_string(given) + " are given");
     return order;
 }
 

@@ -6,6 +6,8 @@
 #include <chrono>
 
 #include "host/project/setting_names.h"
+#include "host/project/variable_meaning.h"
+#include "runtime/panel/value_text.h"
 
 namespace plc::host {
 
@@ -40,6 +42,10 @@ public:
     void add(const char *key, const Json::Value &value) { addText(key, textOf(value)); }
 
     void add(const char *key, const std::vector<std::string> &texts) { addText(key, listOf(texts)); }
+
+    void add(const char *key, const ObjectLine &object) { addText(key, object.text()); }
+
+    void addNumber(const char *key, double number) { addText(key, shortestText(number)); }
 
     /// Adds what is not as it is without the key.
     template <typename Setting>
@@ -108,6 +114,28 @@ std::string lineOf(int station, const StationSettings &settings)
     return line.text();
 }
 
+/// What there is of the meaning.
+void add(const Variable &variable, const Meaning &meaning, ObjectLine *line)
+{
+    if (meaning.scale != 1)
+        line->addNumber("scale", meaning.scale);
+    if (meaning.offset != 0)
+        line->addNumber("offset", meaning.offset);
+    if (!meaning.unit.empty())
+        line->add("unit", meaning.unit);
+    if (meaning.least)
+        line->addNumber("min", *meaning.least);
+    if (meaning.most)
+        line->addNumber("max", *meaning.most);
+    ObjectLine texts;
+    for (const ValueName &name : meaning.names)
+        texts.add(keyOf(variable, name).c_str(), name.text);
+    if (!meaning.names.empty())
+        line->add("texts", texts);
+    if (!meaning.description.empty())
+        line->add("description", meaning.description);
+}
+
 std::string lineOf(const Variable &variable, int rate)
 {
     ObjectLine line;
@@ -117,6 +145,10 @@ std::string lineOf(const Variable &variable, int rate)
     line.add("station", *variable.station);
     line.addUnless(1, "count", variable.count);
     line.addUnless(0, "rate", rate);
+    if (variable.format)
+        line.add("format", nameOf(*variable.format));
+    if (variable.meaning)
+        add(variable, *variable.meaning, &line);
     return line.text();
 }
 

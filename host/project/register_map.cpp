@@ -4,17 +4,27 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
+#include <cmath>
 #include <iterator>
+#include <optional>
+#include <set>
 
+#include "host/project/csv_cell.h"
 #include "host/project/located_json.h"
 #include "host/project/strict_json.h"
+#include "host/project/variable_meaning.h"
 #include "runtime/line/failure.h"
+#include "runtime/panel/value_text.h"
 
 namespace plc::host {
 
 namespace {
 
-constexpr const char *kColumns[] = {"name", "area", "address", "station", "count", "rate"};
+constexpr const char *kColumns[] = {"name",  "area",   "address", "station", "count", "rate",  "format",
+                                    "scale", "offset", "unit",    "min",     "max",   "texts", "description"};
+constexpr std::size_t kUsualColumns = 6; ///< that every map has; the others only where they are used
+constexpr char kTextSeparator = '|';
 constexpr std::size_t kMostDigits = 9; ///< more would not fit an int
 
 std::string columnNames()
@@ -124,15 +134,59 @@ std::vector<std::string> columnsOf(const LocatedJson &place, const Line &header)
     return columns;
 }
 
-/// What the cell says: a number where it has nothing but digits and a number is due.
-Json::Value valueOf(const Cell &cell, const std::string &column)
+Json::Value at(std::size_t offset, Json::Value value)
 {
-    const bool isNumber = column == "station" || column == "count" || column == "rate";
-    const bool hasDigits = !cell.text.empty() && cell.text.size() <= kMostDigits &&
-                           cell.text.find_first_not_of("0123456789") == std::string::npos;
-    Json::Value value = isNumber && hasDigits ? Json::Value(std::stoi(cell.text)) : Json::Value(cell.text);
-    value.setOffsetStart(static_cast<std::ptrdiff_t>(cell.offset));
+    value.setOffsetStart(static_cast<std::ptrdiff_t>(offset));
     return value;
+}
+
+/// A whole number where the text is nothing but digits.
+Json::Value wholeOrText(const std::string &text)
+{
+    const bool hasDigits = !text.empty() && text.size() <= kMostDigits &&
+                           text.find_first_not_of("0123456789") == std::string::npos;
+    return hasDigits ? Json::Value(std::stoi(text)) : Json::Value(text);
+}
+
+/// A number where the text is one as projects have it.
+Json::Value numberOrText(const std::string &text)
+{
+    double number = 0;
+    const char *const end = text.data() + text.size();
+    const auto read = std::from_chars(text.data(), end, number);
+    const bool isNumber = read.ptr == end && read.ec == std::errc() && std::isfinite(number);
+    return isNumber ? Json::Value(number) : Json::Value(text);
+}
+
+/// The texts of "0=off|1=on".
+Json::Value textsOf(const LocatedJson &place, const Cell &cell)
+{
+    Json::Value texts(Json::objectValue);
+    for (std::size_t from = 0; from <= cell.text.size();) {
+        const std::size_t end = std::min(cell.text.find(kTextSeparator, from), cell.text.size());
+        const std::string one = cell.text.substr(from, end - from);
+        const std::size_t equals = one.find('=');
+        if (equals == std::string::npos)
+            place.refuse(valueAt(cell.offset), "texts are VALUE=TEXT with | between them, as 0=off|1=on");
+        const std::string value = one.substr(0, equals);
+        if (texts.isMember(value))
+            place.refuse(valueAt(cell.offset), "the value '" + value + "' has two texts");
+        // Each a place of its own, so that they keep their order.
+        texts[value] = at(cell.offset + from, one.substr(equals + 1));
+        from = end + 1;
+    }
+    return texts;
+}
+
+/// What the cell says, in the type that is due where it can be read so.
+Json::Value valueOf(const LocatedJson &place, const Cell &cell, const std::string &column)
+{
+    if (column == "texts")
+        return at(cell.offset, textsOf(place, cell));
+    if (column == "station" || column == "count" || column == "rate")
+        return at(cell.offset, wholeOrText(cell.text));
+    const bool isReal = column == "scale" || column == "offset" || column == "min" || column == "max";
+    return at(cell.offset, isReal ? numberOrText(cell.text) : Json::Value(cell.text));
 }
 
 /// The variable that a line is, as a project file has it; empty cells are as good as none.
@@ -145,7 +199,7 @@ Json::Value variableOf(const LocatedJson &place, const Line &line, const std::ve
             continue;
         if (i >= columns.size())
             place.refuse(valueAt(line[i].offset), "this line has more cells than there are columns");
-        variable[columns[i]] = valueOf(line[i], columns[i]);
+        variable[columns[i]] = valueOf(place, line[i], columns[i]);
     }
     return variable;
 }
@@ -161,6 +215,46 @@ void refuseControlCharacters(const LocatedJson &place, const std::vector<Line> &
                              "this cell has a line end or another control character in it");
         }
     }
+}
+
+std::string textsCell(const Variable &variable)
+{
+    std::string cell;
+    for (const ValueName &name : variable.meaning->names)
+        cell +=
+            (cell.empty() ? "" : std::string(1, kTextSeparator)) + keyOf(variable, name) + "=" + name.text;
+    return cell;
+}
+
+/// The cells of a variable in the order of kColumns.
+std::vector<std::string> cellsOf(const Variable &variable, int rate)
+{
+    const auto numberCell = [](const std::optional<double> &number) {
+        return number ? shortestText(*number) : std::string();
+    };
+    const auto unless = [](double usual, double number) {
+        return number == usual ? std::nullopt : std::make_optional(number);
+    };
+    std::vector<std::string> cells = {variable.label,
+                                      variable.area->name,
+                                      variable.address.toStdString(),
+                                      std::to_string(*variable.station),
+                                      std::to_string(variable.count),
+                                      std::to_string(rate),
+                                      variable.format ? nameOf(*variable.format) : ""};
+    cells.resize(std::size(kColumns));
+    if (!variable.meaning)
+        return cells;
+    const Meaning &meaning = *variable.meaning;
+    const std::vector<std::string> meanings = {numberCell(unless(1, meaning.scale)),
+                                               numberCell(unless(0, meaning.offset)),
+                                               meaning.unit,
+                                               numberCell(meaning.least),
+                                               numberCell(meaning.most),
+                                               textsCell(variable),
+                                               meaning.description};
+    std::copy(meanings.begin(), meanings.end(), cells.begin() + kUsualColumns + 1);
+    return cells;
 }
 
 bool isEmpty(const Line &line)
@@ -201,16 +295,21 @@ Project loadRegisterMap(const std::string &path, const LinkSettings &link)
 
 std::string registerMapText(const Project &project)
 {
-    std::string text;
-    for (const char *column : kColumns)
-        text += (text.empty() ? "" : ",") + std::string(column);
-    text += "\n";
+    std::vector<std::vector<std::string>> lines;
+    std::set<std::size_t> used;
     for (std::size_t i = 0; i < project.variables.size(); ++i) {
-        const Variable &variable = project.variables[i];
-        // Neither names nor addresses have a comma or a quotation mark in them.
-        text += variable.label + "," + variable.area->name + "," + variable.address.toStdString() + "," +
-                std::to_string(*variable.station) + "," + std::to_string(variable.count) + "," +
-                std::to_string(project.rates[i]) + "\n";
+        lines.push_back(cellsOf(project.variables[i], project.rates[i]));
+        for (std::size_t column = 0; column < lines.back().size(); ++column) {
+            if (column < kUsualColumns || !lines.back()[column].empty())
+                used.insert(column);
+        }
+    }
+    lines.insert(lines.begin(), std::vector<std::string>(std::begin(kColumns), std::end(kColumns)));
+    std::string text;
+    for (const std::vector<std::string> &line : lines) {
+        for (const std::size_t column : used)
+            text += (column > 0 ? "," : "") + csvCell(line[column]);
+        text += "\n";
     }
     return text;
 }

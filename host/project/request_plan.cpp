@@ -92,8 +92,8 @@ RequestPlan::RequestPlan(const std::string &path, const Project &project, Time a
     askOneByOne(path, project);
     DriverLibrary driver(path);
     // Sets the driver up; it is never started.
-    const Session session(driver, link_);
-    registerVariables(driver, project.variables, project.rows);
+    Session session(driver, link_);
+    session.registerVariables(project.variables, project.rows);
     // The first scan meets requests that are not known yet, and the second scan begins anywhere in the turn
     // of the slowest level: neither is counted.
     ScanStatistics first(map_);

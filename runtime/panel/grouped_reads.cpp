@@ -31,6 +31,7 @@ WatchStatus GroupedReads::status(int variable, Time now, Time timeout) const
     for (const int request : map_.requestsOf(variable))
         parts.push_back(&readings_[static_cast<std::size_t>(request)]);
     WatchStatus status = statusOf(parts, now, timeout);
+    status.isInPieces = map_.isInPieces(variable);
     if (!map_.isCovered(variable)) {
         status.hasValue = false;
         status.scans = 0;

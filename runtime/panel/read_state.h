@@ -38,6 +38,8 @@ struct WatchStatus
     bool hasValue = false;   ///< it was read completely at least once
     Time age{};              ///< since its oldest part was read; only with hasValue
     std::uint64_t scans = 0; ///< how often each part of it was asked for at least, with any result
+    /// A single value of it comes from two requests or more, so that its halves may not belong together.
+    bool isInPieces = false;
 };
 
 /// A station that is not asked, and a port that is lost, count for more than how the last reading ended.

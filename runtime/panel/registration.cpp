@@ -3,6 +3,7 @@
 #include <array>
 
 #include "core/register_types.h"
+#include "runtime/panel/packing.h"
 
 namespace plc::runtime {
 
@@ -42,6 +43,39 @@ PriorityRow rowFor(const std::string &name, int baseType, int address, int level
     return row;
 }
 
+/// @param oneBased  addresses are typed counting from 1.
+HostVariable recordOf(const ReadSpan &span, bool oneBased)
+{
+    HostVariable record{};
+    record.regType = static_cast<quint8>(span.baseType);
+    record.station = static_cast<quint8>(span.station);
+    record.addrText = QString::number(span.first + (oneBased ? 1 : 0));
+    record.count = span.count;
+    return record;
+}
+
+/// Hands records over, which the driver copies.
+int handOver(DriverLibrary &driver, std::vector<HostVariable> *records)
+{
+    QList<HostVariable *> list;
+    for (HostVariable &record : *records)
+        list.append(&record);
+    return driver.reCreatReadVarList(&list);
+}
+
+/// Hands finished requests over: without packing the driver leaves them as they are.
+int handOverPacked(DriverLibrary &driver, COM_INFO *info, const std::vector<ReadSpan> &spans, bool oneBased)
+{
+    std::vector<HostVariable> records;
+    for (const ReadSpan &span : spans)
+        records.push_back(recordOf(span, oneBased));
+    const int usual = info->maxBlock;
+    info->maxBlock = 1;
+    const int reads = handOver(driver, &records);
+    info->maxBlock = usual;
+    return reads;
+}
+
 } // namespace
 
 std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const std::vector<int> &rates)
@@ -60,8 +94,8 @@ std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const 
     return rows;
 }
 
-int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variables,
-                      const std::vector<PriorityRow> &rows)
+int registerVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &settings,
+                      const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows)
 {
     // The list points into these; the driver copies what it keeps.
     std::vector<NameRow> nameRows;
@@ -71,11 +105,15 @@ int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variab
     for (NameRow &row : nameRows)
         rowList.append(&row);
     driver.passVarName(&rowList);
-    return showVariables(driver, variables);
+    return showVariables(driver, info, settings, variables);
 }
 
-int showVariables(DriverLibrary &driver, const std::vector<Variable> &variables)
+int showVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &settings,
+                  const std::vector<Variable> &variables)
 {
+    const std::vector<ReadSpan> spans = packWholeValues(variables, settings);
+    if (!spans.empty())
+        return handOverPacked(driver, info, spans, settings.oneBased());
     std::vector<HostVariable> records;
     for (const Variable &variable : variables)
         records.push_back(recordOf(variable));
@@ -88,10 +126,7 @@ int showVariables(DriverLibrary &driver, const std::vector<Variable> &variables)
         nobody.count = 1;
         records.push_back(nobody);
     }
-    QList<HostVariable *> list;
-    for (HostVariable &record : records)
-        list.append(&record);
-    return driver.reCreatReadVarList(&list);
+    return handOver(driver, &records);
 }
 
 std::set<int> levelStations(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows,

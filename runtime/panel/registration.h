@@ -35,16 +35,20 @@ struct PriorityRow
 std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const std::vector<int> &rates);
 
 /// Hands the name rows and the variables over; they replace the cyclic reads. After the driver got its
-/// settings, once in a process, since the driver never forgets a name row.
+/// settings, once in a process, since the driver never forgets a name row. Where the driver would cut a value
+/// of several registers, it gets finished requests instead of the variables.
+/// @param info       the driver's settings; its maxBlock is another while the call lasts.
+/// @param settings   the same for us.
 /// @param variables  with their stations.
 /// @return number of the driver's cyclic reads, those of the priority levels not counted.
-int registerVariables(DriverLibrary &driver, const std::vector<Variable> &variables,
-                      const std::vector<PriorityRow> &rows);
+int registerVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &settings,
+                      const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows);
 
 /// Hands the variables alone over; they replace the cyclic reads. At any time; none at all is right, too.
 /// @param variables  with their stations.
-/// @return as registerVariables().
-int showVariables(DriverLibrary &driver, const std::vector<Variable> &variables);
+/// @return as registerVariables(), which has the other arguments as well.
+int showVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &settings,
+                  const std::vector<Variable> &variables);
 
 /// Stations with variables in an area in which a name has a priority level. Over a relay none: no level is
 /// served there.

@@ -30,6 +30,18 @@ bool overlap(const Span &a, const Span &b)
     return a.first < b.end && b.first < a.end;
 }
 
+/// @p place lies inside a value of the variable, neither at its begin nor at its end.
+bool isInsideValue(int place, const Variable &variable)
+{
+    const Span span = spanOf(variable);
+    return place > span.first && place < span.end && (place - span.first) % variable.valueElements() != 0;
+}
+
+bool cuts(const Span &request, const Variable &variable)
+{
+    return isInsideValue(request.first, variable) || isInsideValue(request.end, variable);
+}
+
 /// Units of @p whole that none of @p parts has.
 int unitsOutside(const Span &whole, std::vector<Span> parts)
 {
@@ -47,7 +59,7 @@ int unitsOutside(const Span &whole, std::vector<Span> parts)
 
 RequestMap::RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows)
     : variables_(std::move(variables)), rows_(std::move(rows)), readers_(variables_.size()),
-      covered_(variables_.size(), false)
+      covered_(variables_.size(), false), inPieces_(variables_.size(), false)
 {
     for (int i = 0; i < variableCount(); ++i) {
         Places &places = places_[{stationOf(i), variable(i).area->baseType}];
@@ -91,6 +103,8 @@ int RequestMap::note(const RequestPlace &place, bool ordinary)
     for (const int i : request.variables) {
         readers_[static_cast<std::size_t>(i)].push_back(number);
         covered_[static_cast<std::size_t>(i)] = isFullyRead(i);
+        if (cuts(spanOf(place), variable(i)))
+            inPieces_[static_cast<std::size_t>(i)] = true;
     }
     return number;
 }

@@ -44,6 +44,8 @@ public:
     {
         return readers_[static_cast<std::size_t>(variable)];
     }
+    /// True where a request begins or ends inside a value of several registers.
+    bool isInPieces(int variable) const { return inPieces_[static_cast<std::size_t>(variable)]; }
     /// True once requests for all parts of the variable have been seen.
     bool isCovered(int variable) const { return covered_[static_cast<std::size_t>(variable)]; }
 
@@ -74,6 +76,7 @@ private:
     std::map<RequestPlace, int> numbers_;
     std::vector<std::vector<int>> readers_;
     std::vector<bool> covered_;
+    std::vector<bool> inPieces_;
 };
 
 } // namespace plc::runtime

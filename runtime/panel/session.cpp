@@ -17,6 +17,7 @@ constexpr Time kPumpSlice = std::chrono::milliseconds(50);
 constexpr std::size_t kWordAreaSize = 50501;
 constexpr int kWriteModeQueued = 2;
 constexpr int kModeParsed = 0;
+constexpr int kModeAsIs = 1;
 constexpr int kMostRegistersInOneWrite = 123;
 constexpr int kMostCoilsInOneWrite = 1968;
 
@@ -60,7 +61,7 @@ int Session::watch(const Variable &variable)
                       "variable '" + variable.text + "': nobody answers a read of station 0");
     const int number = static_cast<int>(watched_.size());
     watched_.push_back(variable);
-    const int limit = isBitArea(variable.area->baseType) ? settings_.bitLimit() : settings_.wordLimit();
+    const int limit = readPieceSize(variable, settings_);
     for (int done = 0; done < variable.baseCount(); done += limit) {
         RW_VAR read;
         read.hostId = kCyclicHostId;
@@ -78,6 +79,11 @@ int Session::watch(const Variable &variable)
         cyclicReads_.back().station = station;
     }
     return number;
+}
+
+int Session::registerVariables(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows)
+{
+    return plc::runtime::registerVariables(driver_, &info_, settings_, variables, rows);
 }
 
 void Session::start(TraceListener trace)
@@ -106,7 +112,7 @@ void Session::stop()
 
 int Session::show(const std::vector<Variable> &variables)
 {
-    return link_->rebuild([this, &variables] { showVariables(driver_, variables); });
+    return link_->rebuild([this, &variables] { showVariables(driver_, &info_, settings_, variables); });
 }
 
 Ticket Session::read(const Variable &variable, Time deadline)
@@ -119,10 +125,10 @@ Ticket Session::read(const Variable &variable, Time deadline)
 
 Ticket Session::write(const Variable &variable, const Values &values, Time deadline)
 {
-    if (values.size() != static_cast<std::size_t>(variable.count))
+    if (values.size() != static_cast<std::size_t>(variable.rawCount()))
         throw Failure(FailureKind::Usage, "variable '" + variable.text + "' has " +
                                               std::to_string(variable.count) + " values, and " +
-                                              std::to_string(values.size()) + " are given");
+                                              std::to_string(valueCount(variable, values)) + " are given");
     checkWrite(variable);
     return submit({variable, values, true, deadline});
 }
@@ -139,10 +145,11 @@ void Session::checkWrite(const Variable &variable) const
     const bool coils = variable.area->regType == kCoil;
     const int most = coils ? kMostCoilsInOneWrite : kMostRegistersInOneWrite;
     const bool blocks = coils || variable.area->regType == kHoldingRegister;
-    if (blocks && settings_.maxBlock == 1 && writePieces(variable, settings_) == 1 && variable.count > most)
+    if (blocks && settings_.maxBlock == 1 && writePieces(variable, settings_) == 1 &&
+        variable.rawCount() > most)
         throw Failure(FailureKind::Usage,
                       who + "with setting 'maxBlock' 1 a write goes out in one piece, of at most " +
-                          std::to_string(most) + " values");
+                          std::to_string(most) + (variable.format ? " registers" : " values"));
 }
 
 /// The other bits of the register have to come from somewhere.
@@ -244,24 +251,54 @@ void Session::handOver(Ticket ticket, const Order &order)
 
 bool Session::handRead(Ticket ticket, const Order &order)
 {
+    const Variable &variable = order.variable;
     RW_VAR read;
     read.hostId = kOrderHostId;
     read.hostSubId = ticket;
     read.linkMode = settings_.linkMode;
-    read.varName = QString::fromStdString(order.variable.text);
-    read.addrText = order.variable.address;
-    read.regType = order.variable.area->regType;
-    read.station = stationOf(order.variable);
-    read.count = order.variable.elements();
-    return driver_.addListOnceReadVar(&read, kModeParsed) != 0;
+    read.varName = QString::fromStdString(variable.text);
+    read.addrText = variable.address;
+    read.regType = variable.area->regType;
+    read.station = stationOf(variable);
+    read.count = variable.elements();
+    const int pieces = readPieces(variable, settings_);
+    if (pieces == 1 || variable.valueElements() == 1) {
+        return driver_.addListOnceReadVar(&read, kModeParsed) != 0;
+    }
+    // The driver would cut values that lie across the end of a request.
+    const int size = readPieceSize(variable, settings_);
+    read.regType = variable.area->baseType;
+    for (int done = 0; done < variable.baseCount(); done += size) {
+        read.address = variable.baseFirst() + done;
+        read.count = std::min(size, variable.baseCount() - done);
+        driver_.addListOnceReadVar(&read, kModeAsIs);
+    }
+    return true;
 }
 
 bool Session::handWrite(Ticket ticket, const Order &order)
 {
-    QByteArray bytes = encodeValues(order.values, order.variable.area->unit);
-    return driver_.setRegisterData(QString::fromStdString(order.variable.text), order.variable.area->regType,
-                                   order.variable.address, stationOf(order.variable), &bytes,
-                                   order.variable.elements(), kOrderHostId, ticket) != 0;
+    const Variable &variable = order.variable;
+    const auto write = [&](const Values &values, const QString &address, int elements) {
+        QByteArray bytes = encodeValues(values, variable.area->unit);
+        return driver_.setRegisterData(QString::fromStdString(variable.text), variable.area->regType, address,
+                                       stationOf(variable), &bytes, elements, kOrderHostId, ticket) != 0;
+    };
+    const bool isBlock = variable.area->regType == kHoldingRegister && variable.valueElements() > 1;
+    const int size = writeBlockSize(variable, settings_);
+    if (!isBlock || size >= variable.elements() || size < variable.valueElements()) {
+        return write(order.values, variable.address, variable.elements());
+    }
+    bool isTaken = true;
+    // The driver would cut values that lie across the end of a request.
+    for (int done = 0; done < variable.elements(); done += size) {
+        const int count = std::min(size, variable.elements() - done);
+        const auto first = order.values.begin() + done;
+        isTaken = write(Values(first, first + count),
+                        QString::fromStdString(variable.addressOf(done / variable.valueElements())), count) &&
+                  isTaken;
+    }
+    return isTaken;
 }
 
 /// Ends an order of which the driver holds nothing.
@@ -457,7 +494,7 @@ void Session::setStationEnabled(int station, bool enabled)
 
 Values Session::values(const Variable &variable) const
 {
-    return decodeValues(bytes(variable), variable.area->unit, variable.count);
+    return decodeValues(bytes(variable), variable.area->unit, variable.rawCount());
 }
 
 QByteArray Session::bytes(const Variable &variable) const
@@ -475,8 +512,10 @@ WatchStatus Session::status(int number) const
         if (read.variable == number)
             parts.push_back(&read.state);
     }
-    const int station = stationOf(watched_[static_cast<std::size_t>(number)]);
+    const Variable &variable = watched_[static_cast<std::size_t>(number)];
+    const int station = stationOf(variable);
     WatchStatus status = statusOf(parts, link_->now(), settings_.rulesOf(station).responseTimeout);
+    status.isInPieces = cutsValues(variable, settings_);
     overrule(&status, stationState(station), !portLost_.empty());
     return status;
 }

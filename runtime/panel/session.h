@@ -19,6 +19,7 @@
 #include "runtime/master/station_state.h"
 #include "runtime/master/surroundings.h"
 #include "runtime/panel/read_state.h"
+#include "runtime/panel/registration.h"
 #include "runtime/panel/values.h"
 #include "runtime/panel/variable.h"
 
@@ -47,6 +48,9 @@ public:
     /// Registers a variable to be read over and over. Before start().
     /// @return its number, counted from 0.
     int watch(const Variable &variable);
+
+    /// Hands the variables of a project over, see plc::runtime::registerVariables(). Before start(), once.
+    int registerVariables(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows);
 
     /// @p listener gets all news, in their order, inside the calls that digest news, each when the session
     /// has digested it. What it throws leaves that call, and the news behind come with the next. It may pump:
@@ -87,7 +91,7 @@ public:
     Ticket read(const Variable &variable, Time deadline = Time::max());
 
     /// Orders a write.
-    /// @param values   as many as the variable has.
+    /// @param values   `variable.rawCount()` of them.
     /// @throw Failure  (wrong usage) as of read(), when the area cannot be written, and when there are more
     /// or
     ///                 fewer values than the variable has.

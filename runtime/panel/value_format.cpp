@@ -1,7 +1,5 @@
 #include "runtime/panel/value_format.h"
 
-#include <QString>
-
 #include <algorithm>
 #include <cctype>
 #include <cmath>
@@ -10,6 +8,7 @@
 #include <optional>
 
 #include "runtime/line/failure.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::runtime {
 
@@ -179,13 +178,13 @@ Value decodeText(const std::uint16_t *registers, const ValueFormat &format)
             break;
         latin1 += letter;
     }
-    return Value::ofText(QString::fromLatin1(latin1.data(), static_cast<int>(latin1.size())).toStdString());
+    return Value::ofText(toUtf8(QString::fromLatin1(latin1.data(), static_cast<int>(latin1.size()))));
 }
 
 /// The characters of @p utf8 in Latin-1; nothing where that has no place for a character, or for its zero.
 std::optional<std::string> latin1Of(const std::string &utf8)
 {
-    const QString text = QString::fromUtf8(utf8.data(), static_cast<int>(utf8.size()));
+    const QString text = fromUtf8(utf8);
     std::string latin1;
     for (int i = 0; i < text.size(); ++i) {
         const unsigned code = text.at(i).unicode();

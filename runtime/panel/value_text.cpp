@@ -1,11 +1,11 @@
 #include "runtime/panel/value_text.h"
 
-#include <QString>
-
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <limits>
+
+#include "runtime/panel/utf8.h"
 
 namespace plc::runtime {
 
@@ -61,7 +61,7 @@ bool isControl(unsigned code)
 /// @param marks  characters that get a backslash in front.
 std::string escaped(const std::string &utf8, const char *marks)
 {
-    const QString text = QString::fromUtf8(utf8.data(), static_cast<int>(utf8.size()));
+    const QString text = fromUtf8(utf8);
     QString result;
     for (int i = 0; i < text.size(); ++i) {
         const unsigned code = text.at(i).unicode();
@@ -75,7 +75,7 @@ std::string escaped(const std::string &utf8, const char *marks)
             result += QLatin1Char('\\');
         result += text.at(i);
     }
-    return result.toStdString();
+    return toUtf8(result);
 }
 
 std::optional<std::uint64_t> readDigits(const std::string &digits, int base)
@@ -165,7 +165,7 @@ std::optional<Value> readQuoted(const std::string &text)
         const std::optional<char> letter = readEscape(text, &at);
         if (!letter)
             return std::nullopt;
-        content += QString(QLatin1Char(*letter)).toStdString();
+        content += toUtf8(QString(QLatin1Char(*letter)));
     }
     return std::nullopt;
 }

@@ -116,6 +116,37 @@ int areaEnd(const Area &area)
     return area.insideRegister ? kAreaSize * kBitsPerRegister : kAreaSize;
 }
 
+ValueFormat parsePlacedFormat(const std::string &variable, const Piece &piece)
+{
+    try {
+        return parseFormat(piece.text);
+    } catch (const Failure &failure) {
+        refuse(variable, piece.at, failure.what());
+    }
+}
+
+ValueFormat formatFor(const std::string &variable, const Piece &piece, const Area &area)
+{
+    const ValueFormat format = parsePlacedFormat(variable, piece);
+    if (area.unit == Unit::Bit)
+        refuse(variable, piece.at, std::string("values in ") + area.name + " are bits, which have no format");
+    const bool isForPairs =
+        format.kind == ValueKind::U32 || format.kind == ValueKind::I32 || format.kind == ValueKind::F32;
+    if (area.unit == Unit::RegisterPair && !isForPairs)
+        refuse(variable, piece.at,
+               std::string("values in ") + area.name + " are u32, i32 or f32, not '" + piece.text + "'");
+    return format;
+}
+
+std::string tooLarge(const Variable &variable, int room)
+{
+    if (!variable.format)
+        return "a 32-bit value needs two registers, and this is the last one";
+    return "a value in " + nameOf(*variable.format) + " needs " + std::to_string(variable.valueElements()) +
+           " registers, and from here to the end there " +
+           (room == 1 ? "is 1" : "are " + std::to_string(room));
+}
+
 } // namespace
 
 std::string areaHelp()
@@ -139,19 +170,36 @@ const Area *findArea(const std::string &name)
     return nullptr;
 }
 
+int Variable::valueElements() const
+{
+    if (area->unit == Unit::RegisterPair)
+        return 2;
+    return format ? format->registers() : 1;
+}
+
+ValueFormat Variable::registerFormat() const
+{
+    if (format)
+        return *format;
+    return {area->unit == Unit::RegisterPair ? ValueKind::U32 : ValueKind::U16, ByteOrder::Abcd, 0};
+}
+
+std::string Variable::addressOf(int index) const
+{
+    const int behind = index * valueElements();
+    if (!area->insideRegister)
+        return std::to_string(address.toInt() + behind);
+    const int typedRegister = address.section(QLatin1Char('.'), 0, 0).toInt();
+    const int bit = first % kBitsPerRegister + behind;
+    return std::to_string(typedRegister + bit / kBitsPerRegister) + "." +
+           std::to_string(bit % kBitsPerRegister);
+}
+
 std::string Variable::nameOf(int index) const
 {
     if (!label.empty())
         return count == 1 ? label : label + "[" + std::to_string(index) + "]";
-    const std::string prefix = std::string(area->name) + ":";
-    if (!area->insideRegister) {
-        const int step = area->unit == Unit::RegisterPair ? 2 : 1;
-        return prefix + std::to_string(address.toInt() + index * step);
-    }
-    const int typedRegister = address.section(QLatin1Char('.'), 0, 0).toInt();
-    const int bit = first % kBitsPerRegister + index;
-    return prefix + std::to_string(typedRegister + bit / kBitsPerRegister) + "." +
-           std::to_string(bit % kBitsPerRegister);
+    return area->name + (":" + addressOf(index)) + (format ? "/" + plc::runtime::nameOf(*format) : "");
 }
 
 Variable parseVariable(const std::string &text, bool oneBased)
@@ -160,9 +208,11 @@ Variable parseVariable(const std::string &text, bool oneBased)
     variable.text = text;
     Piece stationPart{text, 0};
     bool hasStation = false;
-    Piece rest = takeUntil(&stationPart, '@', &hasStation);
+    Piece formatPart = takeUntil(&stationPart, '@', &hasStation);
     if (hasStation)
         variable.station = number(text, stationPart, "the station", 0, kStationLimits.most);
+    bool hasFormat = false;
+    Piece rest = takeUntil(&formatPart, '/', &hasFormat);
 
     bool hasAddress = false;
     const Piece areaPart = takeUntil(&rest, ':', &hasAddress);
@@ -173,14 +223,16 @@ Variable parseVariable(const std::string &text, bool oneBased)
         refuse(text, rest.at,
                "an address must follow the area, as in " + std::string(variable.area->name) +
                    (variable.area->insideRegister ? ":35.3" : ":100"));
+    if (hasFormat)
+        variable.format = formatFor(text, formatPart, *variable.area);
     const Piece addressPart = takeUntil(&rest, ':', &variable.countGiven);
     readAddress(&variable, addressPart, oneBased);
     if (!variable.countGiven)
         rest = {"1", rest.at};
     const int room = areaEnd(*variable.area) - variable.first;
-    const int most = variable.area->unit == Unit::RegisterPair ? room / 2 : std::min(room, kAreaSize);
+    const int most = std::min(room / variable.valueElements(), kAreaSize);
     if (most < 1)
-        refuse(text, addressPart.at, "a 32-bit value needs two registers, and this is the last one");
+        refuse(text, addressPart.at, tooLarge(variable, room));
     variable.count = number(text, rest, "the count", 1, most);
     return variable;
 }

@@ -1,12 +1,16 @@
 /// @file
-/// Variables as people write them: "4x:100", "4x:100:10", "4x_bit:35.3", "4x_d:200@5".
+/// Variables as people write them: "4x:100", "4x:100:10", "4x_bit:35.3", "4x:200:3/f32.cdab@5".
 #ifndef PLC_PANEL_VARIABLE_H
 #define PLC_PANEL_VARIABLE_H
 
 #include <QString>
 
+#include <memory>
 #include <optional>
 #include <string>
+
+#include "runtime/panel/meaning.h"
+#include "runtime/panel/value_format.h"
 
 namespace plc::runtime {
 
@@ -43,23 +47,34 @@ struct Variable
     const Area *area = nullptr;
     QString address; ///< address text, handed to the driver as it was typed
     int first = 0;   ///< what the address text means, counted from 0: bit, register, or register * 16 + bit
-    int count = 1;   ///< values: bits, 16-bit registers, or 32-bit values
+    int count = 1;   ///< values: bits, or what the format takes; without a format registers or 32-bit values
     bool countGiven = false;
-    std::optional<int> station; ///< where "@station" was written
-    std::string label;          ///< name that people gave it; empty = it goes by area and address
+    std::optional<ValueFormat> format;      ///< none: whole numbers as wide as the area has them
+    std::optional<int> station;             ///< where "@station" was written
+    std::string label;                      ///< name that people gave it; empty = it goes by area and address
+    std::shared_ptr<const Meaning> meaning; ///< null: none but the numbers themselves
 
+    /// Bits or registers of one value.
+    int valueElements() const;
     /// `count` as the driver wants it: bits or 16-bit registers.
-    int elements() const { return area->unit == Unit::RegisterPair ? count * 2 : count; }
+    int elements() const { return count * valueElements(); }
+    /// How many raw elements all values are, see Values: bits, registers, or pairs of them.
+    int rawCount() const { return area->unit == Unit::RegisterPair ? count : elements(); }
+    /// The format of its registers, also where none was given.
+    /// @pre  not in a bit area
+    ValueFormat registerFormat() const;
     /// First register (word areas) or bit (bit areas) of the area that the variable touches.
     int baseFirst() const { return area->insideRegister ? first / 16 : first; }
     /// Registers (word areas) or bits (bit areas) that the variable touches.
     int baseCount() const { return area->insideRegister ? (first % 16 + count + 15) / 16 : elements(); }
-    /// Name of value @p index, 0 to count - 1: "4x:103", "4x_bit:36.2", "4x_d:202", counted as typed. Of a
+    /// Name of value @p index, 0 to count - 1: "4x:103", "4x_bit:36.2", "4x:202/f32", counted as typed. Of a
     /// labelled variable the label, with "[INDEX]" where it has several values.
     std::string nameOf(int index) const;
+    /// Address text of the value's first element, as it would be typed: "103", "36.2".
+    std::string addressOf(int index) const;
 };
 
-/// Reads a variable: AREA:ADDRESS[:COUNT][@STATION].
+/// Reads a variable: AREA:ADDRESS[:COUNT][/FORMAT[.ORDER]][@STATION].
 /// @param oneBased  addresses are typed counting from 1, as the driver's option "one-based" has it.
 /// @throw Failure   (wrong usage) that names the variable, the place in it, and what is allowed.
 Variable parseVariable(const std::string &text, bool oneBased);

@@ -49,7 +49,7 @@ void SessionFront::registerPacked(const std::vector<std::pair<std::string, int>>
         row.baseType = place.area->baseType;
         rows.push_back(row);
     }
-    runtime::registerVariables(driver_, watched_, rows);
+    session_.registerVariables(watched_, rows);
     session_.setLevelStations(runtime::levelStations(watched_, rows, session_.settings()));
 }
 

@@ -83,6 +83,66 @@ TEST_F(HostAndStation, TakesTypeStartAndCountAsOtherMastersDo)
     EXPECT_EQ("1x:8:3 = 0 1 1\n", host("read", {"-t", "1", "-r", "8", "-c", "3"}).output);
 }
 
+TEST_F(HostAndStation, TakesTheWordsOfOtherMastersForFormats)
+{
+    serve({});
+    EXPECT_EQ("4x:200:2/i32 = 305419896 -2\n", host("read", {"-t", "4:int", "-r", "200", "-c", "2"}).output);
+    EXPECT_EQ("4x:100:2/hex = 0x1234 0xABCD\n", host("read", {"-t", "4:hex", "-r", "100", "-c", "2"}).output);
+    EXPECT_EQ("4x:103:1/i16 = -1\n", host("read", {"-t", "4:int16", "-r", "103"}).output);
+    EXPECT_EQ("3x:20:1/f32 = 9.1838e-41\n", host("read", {"-t", "3:float", "-r", "20"}).output);
+    EXPECT_EQ("3x:20:1/u32.cdab = 131073\n", host("read", {"-t", "3/u32.cdab", "-r", "20"}).output);
+    const Finished wrong = host("read", {"-t", "4:string", "-r", "0"});
+    EXPECT_EQ(1, wrong.exitCode);
+    EXPECT_THAT(wrong.errors, HasSubstr("behind : stands one of float, int, int16, hex, not 'string'"));
+}
+
+TEST_F(HostAndStation, ReadsWhatItWroteInEachFormat)
+{
+    serve({});
+    const Words values = {"4x:700/i16=-2",      "4x:702/bcd=1234",       "4x:704/hex=0xABCD",
+                          "4x:706/bin=0b101",   "4x:708/u32.dcba=70000", "4x:710:2/f32.cdab=12.5,-0.1",
+                          "4x:714/i64.badc=-5", "4x:718/f64=0.1",        "4x:722/str7=PUMP \xC3\xBC",
+                          "4x_d:730/f32=-12.5", "4x_block:732/i32=-7",   "4x_single:734/u32=65537"};
+    const Finished written = host("write", values + Words{"--verify"});
+    EXPECT_EQ(0, written.exitCode) << written.errors;
+    EXPECT_EQ("4x:700:2 = 65534 0\n4x:702:3/hex = 0x1234 0x0000 0xABCD\n4x:708:2/hex = 0x7011 0x0100\n"
+              "4x:710:4/hex = 0x0000 0x4148 0xCCCD 0xBDCC\n4x:714:4/hex = 0xFFFF 0xFFFF 0xFFFF 0xFBFF\n"
+              "4x:718:4/hex = 0x3FB9 0x9999 0x9999 0x999A\n4x:722:4/hex = 0x5055 0x4D50 0x20FC 0x0000\n"
+              "4x:730:2/hex = 0xC148 0x0000\n4x:732:4 = 65535 65529 1 1\n",
+              host("read", {"4x:700:2", "4x:702:3/hex", "4x:708:2/hex", "4x:710:4/hex", "4x:714:4/hex",
+                            "4x:718:4/hex", "4x:722:4/hex", "4x:730:2/hex", "4x:732:4"})
+                  .output);
+    EXPECT_EQ("4x:710:2/f32.cdab = 12.5 -0.1\n4x:718/f64 = 0.1\n4x:722/str7 = \"PUMP \xC3\xBC\"\n",
+              host("read", {"4x:710:2/f32.cdab", "4x:718/f64", "4x:722/str7"}).output);
+}
+
+TEST_F(HostAndStation, CutsNoValueThatFitsIntoARequest)
+{
+    serve({});
+    const Finished written = host("write", {"--max-block", "5", "4x:800/f32=1,2,3,4,5", "-v"});
+    EXPECT_EQ(0, written.exitCode) << written.errors;
+    EXPECT_THAT(written.errors, HasSubstr("01 10 03 20 00 04 08")) << "two values";
+    EXPECT_THAT(written.errors, HasSubstr("01 10 03 24 00 04 08"));
+    EXPECT_THAT(written.errors, HasSubstr("01 10 03 28 00 02 04"));
+    const Finished read = host("read", {"--max-block", "5", "4x:800:5/f32", "-v"});
+    EXPECT_EQ("4x:800:5/f32 = 1 2 3 4 5\n", read.output);
+    EXPECT_THAT(read.errors, HasSubstr("01 03 03 20 00 04"));
+    EXPECT_THAT(read.errors, HasSubstr("01 03 03 24 00 04"));
+    const Finished watched = host("watch", {"--max-block", "5", "4x:800:5/f32", "-1", "-v"});
+    EXPECT_THAT(watched.output, HasSubstr("4x:800:5/f32 = 1 2 3 4 5  (good, "));
+    EXPECT_THAT(watched.errors, HasSubstr("01 03 03 24 00 04"));
+}
+
+TEST_F(HostAndStation, SaysWhereAValueWasReadInPieces)
+{
+    serve({});
+    EXPECT_EQ("4x_d:200 = 305419896  (good, read in pieces)\n",
+              host("read", {"--max-block", "1", "4x_d:200"}).output);
+    EXPECT_THAT(host("watch", {"--max-block", "1", "4x:200/u32", "-1", "-q"}).output,
+                HasSubstr("4x:200/u32 = 305419896  (good, read in pieces, "));
+    EXPECT_EQ("4x:100:2 = 4660 43981\n", host("read", {"--max-block", "1", "4x:100:2"}).output);
+}
+
 TEST_F(HostAndStation, CountsAddressesFromOneWhenTold)
 {
     serve({});

@@ -85,6 +85,21 @@ TEST_F(Plan, ReadsBothRegistersOfEachPair)
     expectRequest(requests[0], 1, "3x", 10, 6, 0, 0, {"A"});
 }
 
+TEST_F(Plan, ReadsNoValueInTwoPiecesThatFitsIntoARequest)
+{
+    const QJsonArray requests = plan(R"({"link": {"options": ["one-based"]}, "variables": [
+        {"name": "A", "area": "4x", "address": "1"},
+        {"name": "B", "area": "4x_d", "address": "100", "count": 50},
+        {"name": "C", "area": "0x", "address": "1", "count": 801}]})")
+                                    .value("requests")
+                                    .toArray();
+    ASSERT_EQ(4, requests.size());
+    expectRequest(requests[0], 1, "0x", 0, 800, 0, 0, {"C"});
+    expectRequest(requests[1], 1, "0x", 800, 1, 0, 0, {"C"});
+    expectRequest(requests[2], 1, "4x", 0, 1, 0, 0, {"A"});
+    expectRequest(requests[3], 1, "4x", 99, 100, 0, 0, {"B"});
+}
+
 TEST_F(Plan, ComparesWithOneRequestPerVariable)
 {
     const QJsonObject shown = plan(kFiveVariables);

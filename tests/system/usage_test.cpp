@@ -91,6 +91,15 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"write", "-p", "x", "4x_bit:35.3@0=1"}, "which nobody at station 0 tells"},
         Mistake{{"write", "-p", "x", "0x:1:3=1,0"}, "the count is 3, but 2 values are given"},
         Mistake{{"write", "-p", "x", "4x:65535=1,2"}, "the count must be a number from 1 to 1"},
+        Mistake{{"read", "-p", "x", "4x:1/f33"}, "character 6: 'f33' is no format"},
+        Mistake{{"read", "-p", "x", "0x:1/u16"}, "values in 0x are bits, which have no format"},
+        Mistake{{"write", "-p", "x", "4x:1/f32=nan"}, "value 'nan' is not allowed; f32 holds numbers from"},
+        Mistake{{"write", "-p", "x", "4x:1/f64=-inf"}, "value '-inf' is not allowed"},
+        Mistake{{"write", "-p", "x", "4x:65534/f32=1,2"}, "the count must be a number from 1 to 1"},
+        Mistake{{"write", "-p", "x", "4x:1:2/f32=1"}, "the count is 2, but 1 values are given"},
+        Mistake{{"read", "--project", "/nowhere.json", "A"}, "'/nowhere.json' cannot be read: No such file"},
+        Mistake{{"read", "--project", "", "A"}, "--project: must name a file"},
+        Mistake{{"read", "-p", "x", "A"}, "'A' is no area"},
         Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
 

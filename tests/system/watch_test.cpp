@@ -218,12 +218,14 @@ TEST(Demo, ShowsThatEverythingCameBackAndExitsWithZero)
     const Finished run = plchost({"demo"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     const Words lines = run.lines();
-    ASSERT_EQ(12u, lines.size()) << run.output;
+    ASSERT_EQ(15u, lines.size()) << run.output;
     EXPECT_THAT(run.output, Not(HasSubstr("WRONG")));
     EXPECT_THAT(lines[1],
                 MatchesRegex("4x:100:5 +0 0 0 0 0 +1 22 333 4444 55555 +1 22 333 4444 55555 +as written .*"));
     EXPECT_THAT(run.output, HasSubstr("4x_bit:120.3"));
     EXPECT_THAT(run.output, HasSubstr("305419896 4000000000"));
+    EXPECT_THAT(run.output, ContainsRegex("4x:134/f32 +0 +-12.5 +-12.5 +as written"));
+    EXPECT_THAT(run.output, ContainsRegex("4x:160/str12 +\"\" +\"PUMP 7\" +\"PUMP 7\" +as written"));
     EXPECT_THAT(run.errors, HasSubstr("requests per second"));
 }
 
@@ -285,9 +287,9 @@ TEST(Demo, ShowsNoValueThatWasNotRead)
     // On a busy machine a spoilt reply may come later than the time-out, which is then what is reported.
     EXPECT_THAT(run.exitCode, AnyOf(2, 4)) << run.errors;
     const Words lines = run.lines();
-    ASSERT_EQ(12u, lines.size());
+    ASSERT_EQ(15u, lines.size());
     EXPECT_THAT(lines[1], MatchesRegex("4x:100:5 +\\? +1 22 333 4444 55555 +\\? +WRONG .*"));
-    EXPECT_THAT(lines[10], MatchesRegex("3x:0:2 +\\? +- +\\? +WRONG .*"));
+    EXPECT_THAT(lines[13], MatchesRegex("3x:0:2 +\\? +- +\\? +WRONG .*"));
     EXPECT_THAT(run.errors,
                 ContainsRegex("plchost: 4x:100:5: write: no (usable reply|answer) from station 1"));
     EXPECT_THAT(run.errors, ContainsRegex("plchost: 3x:0:2: no (usable reply|answer) from station 1"));

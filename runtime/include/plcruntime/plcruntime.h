@@ -729,6 +729,7 @@ public:
 private:
     friend struct LineAccess;
     class Private;
+    explicit Line(Private *made);
     Line(const Line &);            // not copyable
     Line &operator=(const Line &); // not copyable
 

@@ -89,6 +89,74 @@ TEST(NdJsonRows, QuoteHexadecimalValues)
               printer.render(watched));
 }
 
+TEST(FormattedRows, ShowTheirValuesInEachForm)
+{
+    const Row floats = row("4x:200:2/f32", {0x4148, 0, 0x7FC0, 0});
+    EXPECT_EQ("4x:200:2/f32 = 12.5 nan\n", RowPrinter(Format::Text, NumberStyle::Hex).render(floats));
+    EXPECT_EQ("name,station,value,state\n4x:200/f32,5,12.5,good\n4x:202/f32,5,nan,good\n",
+              RowPrinter(Format::Csv, NumberStyle::Hex).render(floats));
+    EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Hex).render(floats),
+                HasSubstr("\"values\":[12.5,null]}"));
+    EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(row("4x:1:2/bin", {1, 2})),
+                HasSubstr("[\"0b0000000000000001\",\"0b0000000000000010\"]"));
+    EXPECT_THAT(
+        RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(row("4x:1/u64", {~0u, ~0u, ~0u, ~0u})),
+        HasSubstr("[18446744073709551615]"));
+}
+
+TEST(FormattedRows, GiveTextsOfStationsNoPowerOverTerminalAndTable)
+{
+    // a, escape, comma, quotation mark; "C1" begins control sequences as well.
+    const Row text = row("4x:1/str6", {0x611B, 0x2C22, 0x9B00});
+    EXPECT_EQ("4x:1/str6 = \"a\\x1B,\\\"\\x9B\"\n",
+              RowPrinter(Format::Text, NumberStyle::Unsigned).render(text));
+    EXPECT_EQ("name,station,value,state\n4x:1/str6,5,\"a\\x1B,\"\"\\x9B\",good\n",
+              RowPrinter(Format::Csv, NumberStyle::Unsigned).render(text));
+    EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(text),
+                HasSubstr("[\"a\\u001b,\\\"\\u009b\"]"));
+}
+
+TEST(FormattedRows, MarkBadBcdDigits)
+{
+    const Row bcd = row("4x:1:2/bcd", {0x1234, 0x12AB});
+    EXPECT_EQ("4x:1:2/bcd = 1234 0x12AB (bad BCD)\n",
+              RowPrinter(Format::Text, NumberStyle::Unsigned).render(bcd));
+    EXPECT_EQ("name,station,value,state\n4x:1/bcd,5,1234,good\n4x:2/bcd,5,0x12AB,good (bad BCD)\n",
+              RowPrinter(Format::Csv, NumberStyle::Unsigned).render(bcd));
+    EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(bcd),
+                HasSubstr("\"values\":[1234,\"0x12AB\"],\"bad\":[1]}"));
+}
+
+TEST(RowsInPieces, SaySo)
+{
+    Row pieces = row("4x:1/u32", {0, 7});
+    pieces.isInPieces = true;
+    EXPECT_EQ("4x:1/u32 = 7  (good, read in pieces)\n",
+              RowPrinter(Format::Text, NumberStyle::Unsigned).render(pieces));
+    EXPECT_EQ("name,station,value,state\n4x:1/u32,5,7,good in pieces\n",
+              RowPrinter(Format::Csv, NumberStyle::Unsigned).render(pieces));
+    EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(pieces),
+                HasSubstr("\"state\":\"good\",\"in_pieces\":true,\"values\":[7]"));
+}
+
+TEST(RowsWithMeaning, ShowUnitAndTexts)
+{
+    Meaning meaning;
+    meaning.unit = "l/min, \"net\"";
+    meaning.names = {{Value::ofUnsigned(1), "open"}};
+    Row valve = row("4x:1:2", {0, 1});
+    valve.variable.meaning = std::make_shared<const Meaning>(meaning);
+    EXPECT_TRUE(haveMeanings({valve.variable}));
+    EXPECT_EQ("4x:1:2 = 0 open (1) l/min, \"net\"\n",
+              RowPrinter(Format::Text, NumberStyle::Unsigned).render(valve));
+    EXPECT_EQ("name,station,value,state,unit,text\n4x:1,5,0,good,\"l/min, \"\"net\"\"\",\n"
+              "4x:2,5,1,good,\"l/min, \"\"net\"\"\",open\n",
+              RowPrinter(Format::Csv, NumberStyle::Unsigned, true).render(valve));
+    EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(valve),
+                HasSubstr("\"values\":[0,1],\"unit\":\"l/min, \\\"net\\\"\",\"texts\":[null,\"open\"]}"));
+    EXPECT_FALSE(haveMeanings({row("4x:1", {0}).variable}));
+}
+
 TEST(Tables, PutColumnsUnderEachOther)
 {
     EXPECT_EQ((std::vector<std::string>{"a    bb", "ccc  d"}), layOut({{"a", "bb"}, {"ccc", "d"}}));

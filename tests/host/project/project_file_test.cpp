@@ -115,6 +115,44 @@ TEST(ProjectFile, TakesVariablesWithTheirStationAndCount)
     EXPECT_EQ("12", given.variables[2].address);
 }
 
+TEST(ProjectFile, TakesFormatsOfVariables)
+{
+    const Project given = project(R"({"variables": [
+        {"name": "Flow", "area": "4x", "address": "200", "count": 3, "format": "F32.cdab"},
+        {"name": "Order", "area": "4x", "address": "300", "format": "str16"},
+        {"name": "Level", "area": "3x", "address": "12"}]})");
+    EXPECT_EQ("f32.cdab", nameOf(given.variables[0].format.value()));
+    EXPECT_EQ(6, given.variables[0].elements());
+    EXPECT_EQ("Flow[1]", given.variables[0].nameOf(1));
+    EXPECT_EQ(8, given.variables[1].elements());
+    EXPECT_FALSE(given.variables[2].format);
+    EXPECT_EQ(nullptr, given.variables[2].meaning);
+}
+
+TEST(ProjectFile, TakesWhatTheValuesOfAVariableMean)
+{
+    const Project given = project(R"({"variables": [
+        {"name": "Feed", "area": "4x", "address": "10", "format": "i16", "scale": 0.1, "offset": -40, "unit": "mm/s",
+         "min": -5, "max": 12.5, "description": "of the axis, while it cuts"},
+        {"name": "Mode", "area": "4x", "address": "11", "texts": {"2": "running", "0x0": "stopped", "-1": "fault"}},
+        {"name": "Door", "area": "4x_bit", "address": "12.3", "texts": {"0": "off", "1": "on"}}]})");
+    const Meaning &feed = *given.variables[0].meaning;
+    EXPECT_EQ(0.1, feed.scale);
+    EXPECT_EQ(-40, feed.offset);
+    EXPECT_EQ("mm/s", feed.unit);
+    EXPECT_EQ(-5, feed.least);
+    EXPECT_EQ(12.5, feed.most);
+    EXPECT_EQ("of the axis, while it cuts", feed.description);
+    const Meaning &mode = *given.variables[1].meaning;
+    EXPECT_EQ(1, mode.scale);
+    ASSERT_EQ(3u, mode.names.size());
+    EXPECT_EQ("running", mode.names[0].text) << "in the order of the file";
+    EXPECT_EQ(Value::ofUnsigned(2), mode.names[0].value);
+    EXPECT_EQ(Value::ofUnsigned(0), mode.names[1].value);
+    EXPECT_EQ(Value::ofUnsigned(65535), mode.names[2].value) << "as the register has it";
+    EXPECT_EQ("on", *given.variables[2].meaning->nameOf(Value::ofUnsigned(1)));
+}
+
 TEST(ProjectFile, CountsAddressesFromOneWhereTheOptionSaysSo)
 {
     const Project given =
@@ -299,7 +337,46 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"({"name": "a", "area": "4x", "address": "65530", "count": 7})", "from 1 to 6"},
         Refused{R"({"name": "a", "area": "4x", "address": "1", "count": 0})", "from 1 to 65536"},
         Refused{R"({"name": "a", "area": "4x", "address": "1", "station": 0})", "from 1 to 247"},
-        Refused{R"({"name": "a", "area": "4x", "address": "1", "rate": 5})", "from 0 to 4"}));
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "rate": 5})", "from 0 to 4"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "format": "f16"})", "'f16' is no format"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "format": "u16@5"})", "'u16@5' is no format"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "format": 16})", "a format, as \"f32\""},
+        Refused{R"({"name": "a", "area": "0x", "address": "1", "format": "u16"})",
+                "bits, which have no format"},
+        Refused{R"({"name": "a", "area": "4x", "address": "65534", "count": 2, "format": "f32"})",
+                "from 1 to 1"},
+        Refused{R"({"name": "a", "area": "4x", "address": "65535", "format": "f32"})", "needs 2 registers"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "scale": 0})", "a scale must not be 0"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "scale": 1e-320})", "a scale must not be 0"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "scale": "2"})", "this must be a number"},
+        Refused{R"({"name": "a", "area": "0x", "address": "1", "scale": 2})",
+                "bits and texts have neither scale"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "format": "str4", "min": 2})",
+                "bits and texts have neither scale"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "min": 2, "max": 1})", "max must not be less"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "unit": ""})", "a unit is a text of 1 to 32"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "unit": "a\u001b"})", "no control character"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "unit": " a"})", "no blank at its ends"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "description": 5})",
+                "a description is a text"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {}})", "texts are an object"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": ["a"]})", "texts are an object"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "format": "f32", "texts": {"1": "a"}})",
+                "texts stand for bits and whole numbers"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {"65536": "a"}})",
+                "value '65536' is not allowed; a register holds"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {"1,2": "a"}})",
+                "more than one value"},
+        Refused{R"({"name": "a", "area": "0x", "address": "1", "texts": {"2": "a"}})", "a bit is 0 or 1"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {"1": "a|b"}})", "no , = | "},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {"1": "a", "2": "a"}})",
+                "'a' stands for another value already"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {"1": "a", "0x1": "b"}})",
+                "the value '0x1' has a text already"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {"1": "2"}})",
+                "'2' reads as another value"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "scale": 2, "texts": {"1": "1"}})",
+                "'1' reads as another value"}));
 
 /// A project with these settings of the link and one variable.
 QByteArray projectOf(const char *link, const char *variable)

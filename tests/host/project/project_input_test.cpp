@@ -38,8 +38,12 @@ protected:
         return "no mistake";
     }
 
-    const std::vector<Variable> variables{named("4x:10@1", "Filler.Jog speed"), named("4x:20:3@1", "Recipe"),
-                                          named("0x:5@1", "Horn"), named("3x:1@1", "Level")};
+    const std::vector<Variable> variables{named("4x:10@1", "Filler.Jog speed"),
+                                          named("4x:20:3@1", "Recipe"),
+                                          named("0x:5@1", "Horn"),
+                                          named("3x:1@1", "Level"),
+                                          named("4x:40/str6@1", "Order"),
+                                          named("4x:50:2/f32@1", "Flow")};
     const ProjectInput input{variables};
 };
 
@@ -53,6 +57,16 @@ TEST_F(ProjectInputTest, UnderstandsWrites)
     EXPECT_EQ(1, recipe.variable);
     EXPECT_THAT(recipe.values, ElementsAre(1u, 16u, 3u));
     EXPECT_THAT(input.parse("Horn = on").values, ElementsAre(1u));
+}
+
+TEST_F(ProjectInputTest, UnderstandsValuesInTheirFormat)
+{
+    EXPECT_THAT(input.parse("Flow = 12.5, -1").values, ElementsAre(0x4148u, 0u, 0xBF80u, 0u));
+    EXPECT_THAT(input.parse(" Order =  A B ").values, ElementsAre(0x4120u, 0x4200u, 0u))
+        << "a blank inside stays";
+    EXPECT_THAT(input.parse("Order = \"A, B \"").values, ElementsAre(0x412Cu, 0x2042u, 0x2000u));
+    EXPECT_THAT(mistake("Flow = 12.5"), HasSubstr("has 2 values, but 1 are given"));
+    EXPECT_THAT(mistake("Order = 1234567"), HasSubstr("str6 holds up to 6 characters"));
 }
 
 TEST_F(ProjectInputTest, UnderstandsOrders)

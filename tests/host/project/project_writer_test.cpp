@@ -43,7 +43,10 @@ TEST(ProjectWriter, WritesEverySettingThatIsNotTheUsualOne)
   "variables": [
     {"name": "Speed", "area": "4x", "address": "100", "station": 9, "count": 8, "rate": 2},
     {"name": "Door", "area": "4x_bit", "address": "35.10", "station": 2},
-    {"name": "Total", "area": "3x_d", "address": "200", "station": 247, "rate": 4}
+    {"name": "Total", "area": "3x_d", "address": "200", "station": 247, "rate": 4},
+    {"name": "Feed", "area": "4x", "address": "300", "station": 9, "count": 2, "format": "i32.cdab", "scale": 0.1, "offset": -40, "unit": "mm/s", "min": -5, "max": 12.5, "description": "of the \"axis\""},
+    {"name": "Mode", "area": "4x", "address": "310", "station": 9, "format": "hex", "texts": {"0x0002": "running", "0x0000": "stopped"}},
+    {"name": "Lamp", "area": "0x", "address": "1", "station": 9, "texts": {"1": "on"}}
   ],
   "nameRows": [
     ["a", "ü", "", "", "", "", "", "", "1", "4x200"],

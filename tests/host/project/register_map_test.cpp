@@ -121,9 +121,9 @@ TEST(RegisterMap, TellsTheLineAndTheColumnOfAMistake)
 TEST(RegisterMap, RefusesColumnsThatItDoesNotKnow)
 {
     EXPECT_EQ(
-        "m.csv, line 1, column 6: 'unit' is no column of a map; columns are name, area, address, station, "
-        "count, rate",
-        mistake("name,unit\n"));
+        "m.csv, line 1, column 6: 'units' is no column of a map; columns are name, area, address, station, "
+        "count, rate, format, scale, offset, unit, min, max, texts, description",
+        mistake("name,units\n"));
     EXPECT_EQ("m.csv, line 1, column 6: the column 'name' is there already", mistake("name,Name\n"));
     EXPECT_EQ("m.csv, line 3, column 8: this line has more cells than there are columns",
               mistake("name,area,address\nA,4x,1,\nB,4x,2,3\n"));
@@ -133,7 +133,7 @@ TEST(RegisterMap, RefusesWhatIsNoTable)
 {
     EXPECT_EQ(
         "m.csv, line 1, column 1: a map begins with the names of its columns: name, area, address, station, "
-        "count, rate",
+        "count, rate, format, scale, offset, unit, min, max, texts, description",
         mistake(""));
     EXPECT_EQ("m.csv, line 1, column 1: the project has no variable; at least one is needed",
               mistake("name,area,address\n"));
@@ -159,6 +159,43 @@ TEST(RegisterMap, OfAProjectReadsAsTheSameVariables)
     EXPECT_EQ(map, registerMapText(mapped(map)));
     EXPECT_EQ(projectText(mapped(map)),
               projectText(parseProject("p.json", QByteArray::fromStdString(projectText(mapped(map))))));
+}
+
+TEST(RegisterMap, HasFormatsAndMeaningsWhereTheyAreUsed)
+{
+    const std::string map =
+        "name,area,address,station,count,rate,format,scale,offset,unit,min,max,texts,description\n"
+        "Feed,4x,100,5,2,0,i32.cdab,0.1,-40,mm/s,-5,12.5,,\"of the axis, \"\"X\"\"\"\n"
+        "Mode,4x,104,5,1,0,,,,,,,2=running|0=stopped,\n"
+        "Plain,4x,105,5,1,0,,,,,,,,\n";
+    const Project project = mapped(map);
+    EXPECT_EQ(map, registerMapText(project));
+    EXPECT_EQ(projectText(project),
+              projectText(parseProject("p.json", QByteArray::fromStdString(projectText(project)))));
+    const Meaning &feed = *project.variables[0].meaning;
+    EXPECT_EQ(0.1, feed.scale);
+    EXPECT_EQ("of the axis, \"X\"", feed.description);
+    EXPECT_EQ("running", project.variables[1].meaning->names.at(0).text) << "in the order of the cell";
+    EXPECT_EQ("stopped", project.variables[1].meaning->names.at(1).text);
+    EXPECT_EQ(nullptr, project.variables[2].meaning);
+    const std::string few = "name,area,address,station,count,rate,unit\nA,4x,1,1,1,0,bar\n";
+    EXPECT_EQ(few, registerMapText(mapped(few)));
+}
+
+TEST(RegisterMap, TellsMistakesInFormatsAndMeanings)
+{
+    EXPECT_THAT(mistake("name,area,address,format\nA,4x,1,f16\n"),
+                HasSubstr("m.csv, line 2, column 8: 'f16' is no format"));
+    EXPECT_EQ("m.csv, line 2, column 8: this must be a number, as 0.1",
+              mistake("name;area;address;scale\nA;4x;1;0,1\n"));
+    EXPECT_EQ("m.csv, line 2, column 8: this must be a number, as 0.1",
+              mistake("name,area,address,min\nA,4x,1,inf\n"));
+    EXPECT_EQ("m.csv, line 2, column 8: texts are VALUE=TEXT with | between them, as 0=off|1=on",
+              mistake("name,area,address,texts\nA,4x,1,0=off|on\n"));
+    EXPECT_EQ("m.csv, line 2, column 8: the value '0' has two texts",
+              mistake("name,area,address,texts\nA,4x,1,0=off|0=on\n"));
+    EXPECT_THAT(mistake("name,area,address,texts\nA,4x,1,0=off|70000=on\n"),
+                HasSubstr("m.csv, line 2, column 14: value '70000' is not allowed; a register holds"));
 }
 
 } // namespace

@@ -329,7 +329,7 @@ TEST_F(DriverLinkTest, SendsNothingOfAPriorityLevelToAnOfflineStation)
     row.texts[8] = QLatin1String("4");
     row.texts[9] = QLatin1String("4x300");
     setUpDriver();
-    registerVariables(library, variables, {row});
+    registerVariables(library, &info, settings, variables, {row});
     dead = {2};
     runFor(seconds(5));
     ASSERT_EQ(1u, stations.size());

@@ -48,4 +48,37 @@ TEST(WritePieces, AreCutAsTheDriverCutsThem)
     EXPECT_EQ(20, writes("0x:0:20", 100, plc::kOptionSingleCoils));
 }
 
+TEST(ReadPieces, CutNoValueThatFitsIntoARequest)
+{
+    EXPECT_EQ(5, reads("4x:0:10/f32", 5)) << "two values each";
+    EXPECT_EQ(5, reads("4x_d:0:10", 5));
+    EXPECT_EQ(2, reads("4x:0:26/u64", 100)) << "25 + 1 values";
+    EXPECT_EQ(2, reads("4x:0/u64", 2)) << "one value of four registers";
+    EXPECT_EQ(2, reads("4x:0/str9", 3)) << "one text of five registers";
+}
+
+TEST(WritePieces, CutNoValueThatFitsIntoARequest)
+{
+    EXPECT_EQ(5, writes("4x:0:10/f32", 5));
+    EXPECT_EQ(1, writes("4x:0:4/f32", 1)) << "without a limit";
+    EXPECT_EQ(8, writes("4x:0:4/f32", 5, plc::kOptionSingleRegisters));
+    EXPECT_EQ(4, writes("4x_single:0:2/f32", 100));
+    EXPECT_EQ(2, writes("4x:0/str9", 3));
+}
+
+TEST(Values, AreCutOnlyWhereTheyAreLongerThanARequest)
+{
+    const auto cut = [](const char *variable, int maxBlock) {
+        LinkSettings settings;
+        settings.maxBlock = maxBlock;
+        return cutsValues(parseVariable(variable, false), settings);
+    };
+    EXPECT_FALSE(cut("4x:0:300/f32", 3));
+    EXPECT_TRUE(cut("4x:0/u64", 3));
+    EXPECT_FALSE(cut("4x:0/u64", 4));
+    EXPECT_TRUE(cut("4x_d:0", 1));
+    EXPECT_FALSE(cut("4x:0:300", 1));
+    EXPECT_FALSE(cut("4x_bit:0.9:20", 1));
+}
+
 } // namespace

@@ -61,6 +61,18 @@ TEST(RequestMap, CoversAVariableOnceAllItsPartsAreRead)
     EXPECT_THAT(map.requestsOf(0), ElementsAre(0, 1, 2));
 }
 
+TEST(RequestMap, NoticesValuesThatComeFromTwoRequests)
+{
+    RequestMap map(variables({"4x:98:2/f32@1", "4x_d:99@1", "4x:0:200@1", "4x_bit:99.9:20@1"}), {});
+    map.note({1, 5, 0, 100}, true);
+    EXPECT_FALSE(map.isInPieces(0)) << "cut between its values";
+    EXPECT_TRUE(map.isInPieces(1));
+    EXPECT_FALSE(map.isInPieces(2));
+    EXPECT_FALSE(map.isInPieces(3));
+    map.note({1, 5, 101, 100}, true);
+    EXPECT_TRUE(map.isInPieces(0)) << "begins inside its second value";
+}
+
 TEST(RequestMap, CountsUnitsThatNoVariableWants)
 {
     RequestMap map(variables({"4x:10@1", "4x:12:3@1", "4x_bit:14.0@1", "4x_d:20@1"}), {});

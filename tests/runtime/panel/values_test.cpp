@@ -7,34 +7,31 @@
 
 namespace {
 
-using plc::runtime::decodeValues;
-using plc::runtime::encodeValues;
-using plc::runtime::Failure;
-using plc::runtime::formatValue;
-using plc::runtime::formatValues;
-using plc::runtime::NumberStyle;
-using plc::runtime::parseValues;
-using plc::runtime::Unit;
-using plc::runtime::Values;
+using namespace plc::runtime;
 using plc::test::hex;
+
+Variable variable(const char *text)
+{
+    return parseVariable(text, false);
+}
 
 TEST(ParseValues, TakesDecimalHexadecimalAndSigns)
 {
     EXPECT_EQ((Values{0, 1234, 65535, 0xFFFF, 0x8000, 0x04D2, 7}),
-              parseValues("0,1234,65535,-1,-32768,0x04d2,+7", Unit::Register, "x"));
+              parseValues("0,1234,65535,-1,-32768,0x04d2,+7", variable("4x:1"), "x"));
     EXPECT_EQ((Values{4294967295u, 0xFFFFFFFFu, 0x80000000u, 0xDEADBEEFu}),
-              parseValues("4294967295,-1,-2147483648,0XDEADBEEF", Unit::RegisterPair, "x"));
+              parseValues("4294967295,-1,-2147483648,0XDEADBEEF", variable("4x_d:1"), "x"));
 }
 
 TEST(ParseValues, TakesWordsForBits)
 {
-    EXPECT_EQ((Values{0, 1, 1, 0, 1, 0}), parseValues("0,1,on,off,true,false", Unit::Bit, "x"));
+    EXPECT_EQ((Values{0, 1, 1, 0, 1, 0}), parseValues("0,1,on,off,true,false", variable("0x:1"), "x"));
 }
 
 struct Bad
 {
     const char *text;
-    Unit unit;
+    const char *variable;
     const char *said;
 };
 
@@ -49,7 +46,7 @@ class BadValues : public ::testing::TestWithParam<Bad>
 TEST_P(BadValues, AreRefusedWithTheirRange)
 {
     try {
-        parseValues(GetParam().text, GetParam().unit, "4x:1=...");
+        parseValues(GetParam().text, variable(GetParam().variable), "4x:1=...");
         FAIL() << GetParam().text << " was taken";
     } catch (const Failure &failure) {
         EXPECT_EQ(plc::runtime::FailureKind::Usage, failure.kind());
@@ -83,15 +80,14 @@ const std::string kMinusBit = joined("-1", kBitRange);
 
 INSTANTIATE_TEST_SUITE_P(
     Mistakes, BadValues,
-    ::testing::Values(
-        Bad{"1,65536", Unit::Register, kTooBig.c_str()}, Bad{"-32769", Unit::Register, kTooSmall.c_str()},
-        Bad{"12a", Unit::Register, kLetters.c_str()}, Bad{"1,", Unit::Register, kEmpty.c_str()},
-        Bad{"", Unit::Register, kEmpty.c_str()}, Bad{"-", Unit::Register, kSignOnly.c_str()},
-        Bad{"0x", Unit::Register, kBareHex.c_str()}, Bad{"-0x1", Unit::Register, kNegativeHex.c_str()},
-        Bad{"on", Unit::Register, kWord.c_str()}, Bad{"4294967296", Unit::RegisterPair, kPairTooBig.c_str()},
-        Bad{"99999999999999999999999", Unit::RegisterPair, kPairHuge.c_str()},
-        Bad{"-2147483649", Unit::RegisterPair, kPairTooSmall.c_str()}, Bad{"2", Unit::Bit, kTwo.c_str()},
-        Bad{"-1", Unit::Bit, kMinusBit.c_str()}),
+    ::testing::Values(Bad{"1,65536", "4x:1", kTooBig.c_str()}, Bad{"-32769", "4x:1", kTooSmall.c_str()},
+                      Bad{"12a", "4x:1", kLetters.c_str()}, Bad{"1,", "4x:1", kEmpty.c_str()},
+                      Bad{"", "4x:1", kEmpty.c_str()}, Bad{"-", "4x:1", kSignOnly.c_str()},
+                      Bad{"0x", "4x:1", kBareHex.c_str()}, Bad{"-0x1", "4x:1", kNegativeHex.c_str()},
+                      Bad{"on", "4x:1", kWord.c_str()}, Bad{"4294967296", "4x_d:1", kPairTooBig.c_str()},
+                      Bad{"99999999999999999999999", "4x_d:1", kPairHuge.c_str()},
+                      Bad{"-2147483649", "4x_d:1", kPairTooSmall.c_str()}, Bad{"2", "0x:1", kTwo.c_str()},
+                      Bad{"-1", "0x:1", kMinusBit.c_str()}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
 
 TEST(ValueBytes, StandInTheDriversOrder)
@@ -114,18 +110,142 @@ TEST(ValueBytes, CountAsZeroWhereTheyAreMissing)
     EXPECT_EQ((Values{0x34, 0}), decodeValues(hex("34"), Unit::Register, 2));
 }
 
-TEST(FormatValue, ShowsEachStyle)
+std::string shown(const char *text, std::uint32_t value, NumberStyle style)
 {
-    EXPECT_EQ("65534", formatValue(0xFFFE, Unit::Register, NumberStyle::Unsigned));
-    EXPECT_EQ("-2", formatValue(0xFFFE, Unit::Register, NumberStyle::Signed));
-    EXPECT_EQ("0xFFFE", formatValue(0xFFFE, Unit::Register, NumberStyle::Hex));
-    EXPECT_EQ("0x0001", formatValue(1, Unit::Register, NumberStyle::Hex));
-    EXPECT_EQ("4294967295", formatValue(0xFFFFFFFFu, Unit::RegisterPair, NumberStyle::Unsigned));
-    EXPECT_EQ("-1", formatValue(0xFFFFFFFFu, Unit::RegisterPair, NumberStyle::Signed));
-    EXPECT_EQ("0x00000001", formatValue(1, Unit::RegisterPair, NumberStyle::Hex));
-    EXPECT_EQ("1", formatValue(1, Unit::Bit, NumberStyle::Hex));
-    EXPECT_EQ("1", formatValue(1, Unit::Bit, NumberStyle::Signed));
-    EXPECT_EQ("1;2;3", formatValues({1, 2, 3}, Unit::Register, NumberStyle::Unsigned, ";"));
+    return formatValue(variable(text), {value}, 0, style);
+}
+
+TEST(FormatValue, ShowsEachStyleWhereThereIsNoFormat)
+{
+    EXPECT_EQ("65534", shown("4x:1", 0xFFFE, NumberStyle::Unsigned));
+    EXPECT_EQ("-2", shown("4x:1", 0xFFFE, NumberStyle::Signed));
+    EXPECT_EQ("0xFFFE", shown("4x:1", 0xFFFE, NumberStyle::Hex));
+    EXPECT_EQ("0x0001", shown("4x:1", 1, NumberStyle::Hex));
+    EXPECT_EQ("4294967295", shown("4x_d:1", 0xFFFFFFFFu, NumberStyle::Unsigned));
+    EXPECT_EQ("-1", shown("4x_d:1", 0xFFFFFFFFu, NumberStyle::Signed));
+    EXPECT_EQ("0x00000001", shown("4x_d:1", 1, NumberStyle::Hex));
+    EXPECT_EQ("1", shown("0x:1", 1, NumberStyle::Hex));
+    EXPECT_EQ("1", shown("0x:1", 1, NumberStyle::Signed));
+    EXPECT_EQ("1;2;3", formatValues(variable("4x:1:3"), {1, 2, 3}, NumberStyle::Unsigned, ";"));
+}
+
+TEST(FormatValue, ShowsAFormatWhateverTheStyleIs)
+{
+    EXPECT_EQ("65534", shown("4x:1/u16", 0xFFFE, NumberStyle::Hex));
+    EXPECT_EQ("-2", shown("4x:1/i16", 0xFFFE, NumberStyle::Hex));
+    EXPECT_EQ("0xFFFE", shown("4x:1/hex", 0xFFFE, NumberStyle::Unsigned));
+}
+
+TEST(FormattedValues, HaveAsManyRegistersAsTheirFormat)
+{
+    const Variable floats = variable("4x:200:2/f32");
+    const Values raw = parseValues("12.5,-1", floats, "x");
+    EXPECT_EQ((Values{0x4148, 0x0000, 0xBF80, 0x0000}), raw);
+    EXPECT_EQ(2, valueCount(floats, raw));
+    EXPECT_EQ("12.5 -1", formatValues(floats, raw, NumberStyle::Unsigned, " "));
+}
+
+TEST(FormattedValues, AreOneNumberInThe32BitAreas)
+{
+    const Variable pair = variable("4x_d:200/f32");
+    EXPECT_EQ((Values{0x41480000}), parseValues("12.5", pair, "x"));
+    EXPECT_EQ("12.5", formatValues(pair, {0x41480000}, NumberStyle::Unsigned, " "));
+    EXPECT_EQ((Values{0x00004148}), parseValues("12.5", variable("4x_d:200/f32.cdab"), "x"));
+}
+
+TEST(FormattedValues, MayHaveBlanksAroundThem)
+{
+    EXPECT_EQ((Values{1, 2}), parseValues(" 1 ,\t2", variable("4x:1/u16"), "x"));
+    EXPECT_EQ((Values{0x4120, 0x4200, 0x2041, 0x0000}),
+              parseValues(" A B ,\" A\"", variable("4x:1/str4"), "x"));
+}
+
+TEST(BadBcdDigits, AreMarked)
+{
+    EXPECT_EQ("1234 0x12AB (bad BCD)",
+              formatValues(variable("4x:1:2/bcd"), {0x1234, 0x12AB}, NumberStyle::Unsigned, " "));
+}
+
+/// What is wrong with writing @p text.
+std::string mistake(const char *text, const Variable &into)
+{
+    try {
+        parseValues(text, into, "w");
+    } catch (const Failure &failure) {
+        return failure.what();
+    }
+    return "no mistake";
+}
+
+TEST(FormattedValues, AreRefusedWithTheRangeOfTheirFormat)
+{
+    EXPECT_EQ("'w': value '-1' is not allowed; u16 holds 0 to 65535", mistake("-1", variable("4x:1/u16")));
+    EXPECT_EQ("'w': value '10000' is not allowed; bcd holds 0 to 9999",
+              mistake("10000", variable("4x:1/bcd")));
+    EXPECT_EQ("'w': value 'nan' is not allowed; f32 holds numbers from -3.4028235e+38 to 3.4028235e+38",
+              mistake("nan", variable("4x:1/f32")));
+    EXPECT_EQ("'w': value '1.5' is not allowed; i32 holds -2147483648 to 2147483647",
+              mistake("1.5", variable("4x:1/i32")));
+    EXPECT_EQ("'w': value 'abc' is not allowed; str2 holds up to 2 characters of Latin-1, no zero byte among "
+              "them",
+              mistake("abc", variable("4x:1/str2")));
+}
+
+Variable meaning(const char *text, Meaning given)
+{
+    Variable result = variable(text);
+    result.meaning = std::make_shared<const Meaning>(std::move(given));
+    return result;
+}
+
+TEST(ScaledValues, AreShownScaledAndWrittenRoundedToTheNearest)
+{
+    Meaning tenths;
+    tenths.scale = 0.1;
+    tenths.unit = "bar";
+    const Variable pressure = meaning("4x:1/i16", tenths);
+    EXPECT_EQ("12.5 bar", formatValues(pressure, {125}, NumberStyle::Unsigned, " "));
+    EXPECT_EQ((Values{125, 0xFFFF, 123, 124}), parseValues("12.5,-0.1,12.34,12.36", pressure, "w"));
+    EXPECT_EQ(
+        "'w': value '3276.8' is not allowed; in the registers it is 32768, and i16 holds -32768 to 32767",
+        mistake("3276.8", pressure));
+    EXPECT_EQ("'w': value 'x' is not allowed; it must be a number", mistake("x", pressure));
+}
+
+TEST(ScaledValues, WithoutAFormatHaveNoSign)
+{
+    Meaning twice;
+    twice.scale = 2;
+    EXPECT_EQ("'w': value '-2' is not allowed; in the registers it is -1, and u16 holds 0 to 65535",
+              mistake("-2", meaning("4x:1", twice)));
+}
+
+TEST(Limits, HoldForWhatIsWrittenAlone)
+{
+    Meaning limited;
+    limited.scale = 0.5;
+    limited.least = 1;
+    limited.most = 10.5;
+    limited.unit = "m";
+    const Variable length = meaning("4x:1", limited);
+    EXPECT_EQ((Values{2, 21}), parseValues("1,10.5", length, "w"));
+    EXPECT_EQ("'w': value '0.5' is not allowed; the least is 1 m", mistake("0.5", length));
+    EXPECT_EQ("'w': value '11' is not allowed; the most is 10.5 m", mistake("11", length));
+    EXPECT_EQ("32767.5 m", formatValues(length, {65535}, NumberStyle::Unsigned, " "));
+}
+
+TEST(Texts, StandForValuesBothWays)
+{
+    Meaning modes;
+    modes.names = {{Value::ofUnsigned(0), "stopped"}, {Value::ofUnsigned(2), "running fast"}};
+    const Variable mode = meaning("4x:1:3", modes);
+    EXPECT_EQ("stopped (0) 1 running fast (2)", formatValues(mode, {0, 1, 2}, NumberStyle::Unsigned, " "));
+    EXPECT_EQ((Values{2, 0, 1}), parseValues("running fast, stopped ,1", mode, "w"));
+    EXPECT_EQ("'w': value 'fast' is not allowed; a register holds -32768 to 65535 or 0x0 to 0xFFFF",
+              mistake("fast", mode));
+    Meaning lamp;
+    lamp.names = {{Value::ofUnsigned(0), "dark"}, {Value::ofUnsigned(1), "lit"}};
+    EXPECT_EQ((Values{1, 0, 1}), parseValues("lit,dark,on", meaning("0x:1:3", lamp), "w"));
 }
 
 } // namespace

@@ -65,7 +65,15 @@ INSTANTIATE_TEST_SUITE_P(Areas, GoodVariables,
                                            Good{"4x:100", true, 5, "100", 99, 1, 1, 99, 1},
                                            Good{"4x:0", true, 5, "0", 0, 1, 1, 0, 1},
                                            Good{"4x:65536", true, 5, "65536", 65535, 1, 1, 65535, 1},
-                                           Good{"4x_bit:10.3", true, 3, "10.3", 147, 1, 1, 9, 1}),
+                                           Good{"4x_bit:10.3", true, 3, "10.3", 147, 1, 1, 9, 1},
+                                           Good{"4x:200/f32", false, 5, "200", 200, 1, 2, 200, 2},
+                                           Good{"4x:200:3/i32.cdab@7", false, 5, "200", 200, 3, 6, 200, 6},
+                                           Good{"3x:200:2/F64", false, 4, "200", 200, 2, 8, 200, 8},
+                                           Good{"4x:40/str15", false, 5, "40", 40, 1, 8, 40, 8},
+                                           Good{"4x:40:3/bcd", false, 5, "40", 40, 3, 3, 40, 3},
+                                           Good{"4x_single:40/u32", false, 8, "40", 40, 1, 2, 40, 2},
+                                           Good{"4x_d:40:2/f32", false, 7, "40", 40, 2, 4, 40, 4},
+                                           Good{"4x:65532/u64", false, 5, "65532", 65532, 1, 4, 65532, 4}),
                          [](const auto &test) { return "Row" + std::to_string(test.index); });
 
 TEST(VariableStation, IsWhatStandsBehindTheAtSign)
@@ -131,6 +139,21 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"4x_bit:35.16", false, "character 11: the bit must be a number from 0 to 15, not '16'"},
         Bad{"4x_bit:35.", false, "character 11: the bit must be a number from 0 to 15, but is missing"},
         Bad{"4x_bit:.3", false, "character 8: the register must be a number from 0 to 65535, but is missing"},
+        Bad{"4x:1/f33", false,
+            "character 6: 'f33' is no format; formats are u16, i16, hex, bin, bcd, u32, i32, f32, u64, i64, "
+            "f64, "
+            "strN (N bytes)"},
+        Bad{"4x:1:2/i16.cdab@7", false, "character 8: the byte order of i16 is abcd or badc, not 'cdab'"},
+        Bad{"0x:1/u16", false, "character 6: values in 0x are bits, which have no format"},
+        Bad{"3x_bit:1.2/u16", false, "character 12: values in 3x_bit are bits, which have no format"},
+        Bad{"4x_d:1/i16", false, "character 8: values in 4x_d are u32, i32 or f32, not 'i16'"},
+        Bad{"3x_d:1/f64", false, "character 8: values in 3x_d are u32, i32 or f32, not 'f64'"},
+        Bad{"4x:65535/f32", false,
+            "character 4: a value in f32 needs 2 registers, and from here to the end there is 1"},
+        Bad{"4x:65533/u64", false,
+            "character 4: a value in u64 needs 4 registers, and from here to the end there are 3"},
+        Bad{"4x:65530:4/f32", false, "character 10: the count must be a number from 1 to 3, not '4'"},
+        Bad{"4x:1@7/f32", false, "character 6: the station must be a number from 0 to 247, not '7/f32'"},
         Bad{"4x:1@248", false, "character 6: the station must be a number from 0 to 247, not '248'"},
         Bad{"4x:1@", false, "character 6: the station must be a number from 0 to 247, but is missing"}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
@@ -143,6 +166,9 @@ TEST(VariableNames, CountOnAsTheyWereTyped)
     EXPECT_EQ("4x_bit:36.1", parseVariable("4x_bit:35.14:5", false).nameOf(3));
     EXPECT_EQ("4x_bit:36.1", parseVariable("4x_bit:35.14:5", true).nameOf(3));
     EXPECT_EQ("0x:19", parseVariable("0x:16:5", false).nameOf(3));
+    EXPECT_EQ("4x:206/f32", parseVariable("4x:200:5/f32", false).nameOf(3));
+    EXPECT_EQ("4x:206/i32.cdab", parseVariable("4x:200:5/I32.cdab", true).nameOf(3));
+    EXPECT_EQ("4x:43/str3", parseVariable("4x:41:2/str3", false).nameOf(1));
 }
 
 TEST(AreaHelp, NamesEveryArea)

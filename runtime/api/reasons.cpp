@@ -1,0 +1,170 @@
+#include "runtime/api/reasons.h"
+
+#include "runtime/line/exception_codes.h"
+
+namespace plc::api {
+
+namespace {
+
+using runtime::OrderEnd;
+using runtime::VariableState;
+
+std::string textOf(const runtime::OrderResult &result, int station)
+{
+    const std::string who = "station " + std::to_string(station);
+    const std::string effort =
+        " after " + std::to_string(result.attempts) + (result.attempts == 1 ? " attempt" : " attempts");
+    switch (result.end) {
+    case OrderEnd::Good:
+        return std::string();
+    case OrderEnd::Refused:
+        return who + " refused with " +
+               runtime::describeException(result.function, result.exceptionCode, result.address,
+                                          result.count);
+    case OrderEnd::Unusable:
+        if (result.echoMissing)
+            return "the echo of the request was not heard, or came damaged," + effort +
+                   "; is setting 'echo' right for this line?";
+        if (result.mayBeEcho || result.echoHeard)
+            return "no usable reply from " + who + effort +
+                   ": the line seems to hand back what is sent; try setting 'echo'";
+        return "no usable reply from " + who + effort +
+               "; check baud rate, parity and stop bits, wiring, and whether two stations share the number";
+    case OrderEnd::LineBusy:
+        return "the line never fell silent, so that the request to " + who +
+               " could not go out: noise or a second master";
+    case OrderEnd::PortLost:
+        return "the port was lost";
+    case OrderEnd::Unconfirmed:
+        return "sent to " + who + " and not confirmed: the write may have been done, read it back";
+    case OrderEnd::Dropped:
+        return who + " is switched off";
+    case OrderEnd::Offline:
+        return who + " is offline: it has not answered for a while and is tried now and then";
+    case OrderEnd::Expired:
+        return "its deadline came before " + who + " had been asked or had answered";
+    case OrderEnd::Closed:
+        return "not sent: the line was closed";
+    case OrderEnd::NotTaken:
+        return "not sent: the driver has refused it";
+    case OrderEnd::Open:
+        return std::string();
+    case OrderEnd::NoReply:
+        break;
+    }
+    return "no answer from " + who + effort +
+           "; check station number, wiring, baud rate and parity, or give it more time with setting "
+           "'timeoutMs'";
+}
+
+std::string textOf(const runtime::WatchStatus &status, int station, const std::string &portLost)
+{
+    const std::string who = "station " + std::to_string(station);
+    switch (status.state) {
+    case VariableState::Good:
+        return std::string();
+    case VariableState::NeverRead:
+        return "it has not been read yet";
+    case VariableState::Stale:
+        return "it was read too long ago";
+    case VariableState::SwitchedOff:
+        return who + " is switched off";
+    case VariableState::Offline:
+        return who + " is offline: it has not answered for a while and is tried now and then";
+    case VariableState::PortLost:
+        return "the port is lost: " + portLost;
+    case VariableState::Refused:
+    case VariableState::NoAnswer:
+    case VariableState::BadReply:
+    case VariableState::LineBusy:
+        break;
+    }
+    return textOf(status.last, station);
+}
+
+} // namespace
+
+QString reasonOf(const runtime::OrderResult &result, int station)
+{
+    return QString::fromStdString(textOf(result, station));
+}
+
+QString reasonOf(const runtime::WatchStatus &status, int station, const std::string &portLost)
+{
+    return QString::fromStdString(textOf(status, station, portLost));
+}
+
+plcruntime::OrderEnd publicEnd(runtime::OrderEnd end)
+{
+    switch (end) {
+    case OrderEnd::Open:
+        return plcruntime::OrderEnd::Open;
+    case OrderEnd::Good:
+        return plcruntime::OrderEnd::Good;
+    case OrderEnd::NoReply:
+        return plcruntime::OrderEnd::NoAnswer;
+    case OrderEnd::Refused:
+        return plcruntime::OrderEnd::Refused;
+    case OrderEnd::Unusable:
+        return plcruntime::OrderEnd::BadReply;
+    case OrderEnd::LineBusy:
+        return plcruntime::OrderEnd::LineBusy;
+    case OrderEnd::PortLost:
+        return plcruntime::OrderEnd::PortLost;
+    case OrderEnd::Dropped:
+        return plcruntime::OrderEnd::SwitchedOff;
+    case OrderEnd::Unconfirmed:
+        return plcruntime::OrderEnd::Unconfirmed;
+    case OrderEnd::Offline:
+        return plcruntime::OrderEnd::Offline;
+    case OrderEnd::Expired:
+        return plcruntime::OrderEnd::Expired;
+    case OrderEnd::Closed:
+        return plcruntime::OrderEnd::Closed;
+    case OrderEnd::NotTaken:
+        break;
+    }
+    return plcruntime::OrderEnd::NotTaken;
+}
+
+plcruntime::Quality publicQuality(VariableState state)
+{
+    switch (state) {
+    case VariableState::NeverRead:
+        return plcruntime::Quality::NeverRead;
+    case VariableState::Good:
+        return plcruntime::Quality::Good;
+    case VariableState::Stale:
+        return plcruntime::Quality::Stale;
+    case VariableState::Refused:
+        return plcruntime::Quality::Refused;
+    case VariableState::BadReply:
+        return plcruntime::Quality::BadReply;
+    case VariableState::SwitchedOff:
+        return plcruntime::Quality::SwitchedOff;
+    case VariableState::Offline:
+        return plcruntime::Quality::Offline;
+    case VariableState::PortLost:
+        return plcruntime::Quality::PortLost;
+    case VariableState::NoAnswer:
+    case VariableState::LineBusy:
+        break;
+    }
+    return plcruntime::Quality::NoAnswer;
+}
+
+plcruntime::StationState publicState(runtime::StationState state)
+{
+    switch (state) {
+    case runtime::StationState::Offline:
+        return plcruntime::StationState::Offline;
+    case runtime::StationState::SwitchedOff:
+        return plcruntime::StationState::SwitchedOff;
+    case runtime::StationState::On:
+    case runtime::StationState::OnProbation:
+        break;
+    }
+    return plcruntime::StationState::On;
+}
+
+} // namespace plc::api

@@ -1,0 +1,338 @@
+#include "runtime/api/variable_book.h"
+
+#include <algorithm>
+#include <set>
+
+#include "runtime/api/public_values.h"
+#include "runtime/api/reasons.h"
+#include "runtime/api/settings.h"
+#include "runtime/line/failure.h"
+#include "runtime/panel/pieces.h"
+#include "runtime/panel/registration.h"
+
+namespace plc::api {
+
+namespace {
+
+using runtime::Failure;
+using runtime::FailureKind;
+using runtime::Time;
+
+/// Values that nobody reads over and over grow stale behind this, or two time-outs.
+constexpr Time kStaleAtLeast = std::chrono::seconds(3);
+
+[[noreturn]] void refuse(const std::string &what)
+{
+    throw Failure(FailureKind::Usage, what);
+}
+
+} // namespace
+
+VariableBook::Id VariableBook::add(const plcruntime::VariableSettings &settings, bool isOpen)
+{
+    if (settings.priority < 0 || settings.priority > 4)
+        refuse("a priority is 1 to 4, or 0 for none, not " + std::to_string(settings.priority));
+    if (settings.priority > 0 && isOpen)
+        refuse("a variable that is added while the line is open has no priority: the driver takes "
+               "priorities once, before it starts; add it before open(), or without a priority");
+    Entry entry;
+    entry.settings = settings;
+    entry.variable = variableOf(settings, line_);
+    entry.settings.place = QString::fromStdString(entry.variable.text);
+    entries_.emplace(++last_, std::move(entry));
+    return last_;
+}
+
+bool VariableBook::remove(Id id)
+{
+    screen_.removeAll(id);
+    return entries_.erase(id) > 0;
+}
+
+VariableBook::Id VariableBook::find(const QString &name) const
+{
+    for (const auto &[id, entry] : entries_) {
+        if (entry.settings.name == name && !name.isEmpty())
+            return id;
+    }
+    return 0;
+}
+
+QList<VariableBook::Id> VariableBook::ids() const
+{
+    QList<Id> ids;
+    for (const auto &[id, entry] : entries_)
+        ids.append(id);
+    return ids;
+}
+
+const plcruntime::VariableSettings *VariableBook::settings(Id id) const
+{
+    const auto found = entries_.find(id);
+    return found == entries_.end() ? nullptr : &found->second.settings;
+}
+
+const runtime::Variable *VariableBook::variable(Id id) const
+{
+    const auto found = entries_.find(id);
+    return found == entries_.end() ? nullptr : &found->second.variable;
+}
+
+void VariableBook::setScreen(const QList<Id> &ids)
+{
+    std::set<Id> given;
+    QList<Id> screen;
+    for (const Id id : ids) {
+        const runtime::Variable *const wanted = variable(id);
+        if (!wanted)
+            refuse("there is no variable " + std::to_string(id) + " to be shown");
+        if (wanted->station == 0)
+            refuse("variable '" + wanted->text + "' cannot be shown: nobody answers a read of station 0");
+        if (given.insert(id).second)
+            screen.append(id);
+    }
+    screen_ = screen;
+}
+
+void VariableBook::show(runtime::Session &session)
+{
+    for (const Id id : shown_) {
+        const auto before = entries_.find(id);
+        if (before == entries_.end())
+            continue;
+        fold(&before->second, session);
+        before->second.shown = -1;
+    }
+    shown_.clear();
+    std::vector<runtime::Variable> variables;
+    for (const Id id : screen_) {
+        Entry &entry = entries_.at(id);
+        entry.shown = static_cast<int>(shown_.size());
+        shown_.push_back(id);
+        variables.push_back(entry.variable);
+    }
+    session.setLevelStations(runtime::levelStations(variables, rows_, session.settings()));
+    session.setCyclicReads({});
+    pacedBy_ = 0;
+    generation_ = session.show(variables);
+    reads_ = std::make_unique<runtime::GroupedReads>(std::move(variables), rows_);
+}
+
+std::vector<runtime::PriorityRow> VariableBook::priorityRows() const
+{
+    std::vector<runtime::Variable> variables;
+    std::vector<int> priorities;
+    for (const auto &[id, entry] : entries_) {
+        variables.push_back(entry.variable);
+        priorities.push_back(entry.settings.priority);
+    }
+    return runtime::rateRows(variables, priorities);
+}
+
+/// Once every part of the screen has been asked for, it is known what a scan is made of.
+void VariableBook::pace(runtime::Session &session)
+{
+    const runtime::RequestMap &requests = reads_->requests();
+    if (session.settings().pollInterval == Time::zero() || requests.requestCount() == pacedBy_)
+        return;
+    for (int i = 0; i < requests.variableCount(); ++i) {
+        if (!requests.isCovered(i))
+            return;
+    }
+    std::map<int, int> byStation;
+    for (int i = 0; i < requests.requestCount(); ++i)
+        byStation[requests.place(i).station] += requests.level(i) == 0 ? 1 : 0;
+    pacedBy_ = requests.requestCount();
+    session.setCyclicReads(byStation);
+}
+
+VariableBook::Changes VariableBook::note(const runtime::News &news, runtime::Session &session)
+{
+    Changes changes;
+    if (!reads_)
+        return changes;
+    if (news.station)
+        reads_->interrupt(news.station->station);
+    if (news.port && news.port->change == runtime::PortNews::Change::Lost)
+        reads_->interrupt(-1);
+    // What was chosen before the screen changed belongs to none of its requests.
+    if (news.screen == generation_) {
+        const auto station = news.transaction ? session.stationState(news.transaction->request.station)
+                                              : runtime::StationState::On;
+        const std::optional<int> request = reads_->note(news, station);
+        if (request) {
+            pace(session);
+            for (const int number : reads_->requests().variablesOf(*request)) {
+                const Id id = shown_[static_cast<std::size_t>(number)];
+                const auto found = entries_.find(id);
+                if (found == entries_.end())
+                    continue;
+                VariableChange change;
+                change.id = id;
+                change.value = take(&found->second, session);
+                change.quality = noteQuality(&found->second, &session, session.now());
+                if (change.value || change.quality)
+                    changes.push_back(change);
+            }
+        }
+    }
+    if (news.station || news.port) {
+        const Changes more = look(&session, session.now());
+        changes.insert(changes.end(), more.begin(), more.end());
+    }
+    return changes;
+}
+
+/// A reading of the screen has ended: takes the values from the mirror where it was a complete good one.
+bool VariableBook::take(Entry *entry, runtime::Session &session)
+{
+    const runtime::WatchStatus status = statusOf(*entry, &session, session.now());
+    if (!status.hasValue || status.last.end != runtime::OrderEnd::Good)
+        return false;
+    entry->isInPieces = status.isInPieces;
+    QByteArray bytes = session.bytes(entry->variable);
+    const bool isNew = !entry->hasValue || bytes != entry->bytes;
+    entry->bytes = bytes;
+    entry->hasValue = true;
+    entry->readAt = session.now() - status.age;
+    return isNew;
+}
+
+VariableBook::Changes VariableBook::noteReading(Id id, const runtime::OrderResult &result,
+                                                runtime::Session &session)
+{
+    const auto found = entries_.find(id);
+    if (found == entries_.end())
+        return {};
+    Entry &entry = found->second;
+    VariableChange change;
+    change.id = id;
+    if (result.end == runtime::OrderEnd::Good) {
+        const QByteArray bytes = session.bytes(entry.variable);
+        change.value = !entry.hasValue || bytes != entry.bytes;
+        entry.bytes = bytes;
+        entry.hasValue = true;
+        entry.isInPieces = runtime::cutsValues(entry.variable, session.settings());
+        entry.readAt = session.now();
+    }
+    // Of one that was never sent nothing is learned.
+    if (result.attempts > 0 || result.end == runtime::OrderEnd::Good)
+        entry.lastRead = result;
+    change.quality = noteQuality(&entry, &session, session.now());
+    return {change};
+}
+
+VariableBook::Changes VariableBook::notePending(Id id, int change, const runtime::Session *session, Time now)
+{
+    const auto found = entries_.find(id);
+    if (found == entries_.end())
+        return {};
+    found->second.pendingWrites += change;
+    VariableChange told;
+    told.id = id;
+    told.quality = noteQuality(&found->second, session, now);
+    return told.quality ? Changes{told} : Changes();
+}
+
+VariableBook::Changes VariableBook::look(const runtime::Session *session, Time now)
+{
+    Changes changes;
+    for (auto &[id, entry] : entries_) {
+        if (noteQuality(&entry, session, now))
+            changes.push_back({id, false, true});
+    }
+    return changes;
+}
+
+void VariableBook::keep(const runtime::Session &session)
+{
+    for (auto &[id, entry] : entries_) {
+        fold(&entry, session);
+        entry.shown = -1;
+        entry.pendingWrites = 0;
+    }
+    shown_.clear();
+    reads_.reset();
+    generation_ = 0;
+}
+
+/// Whether the quality differs from what was told last; from now on it is what was told.
+bool VariableBook::noteQuality(Entry *entry, const runtime::Session *session, Time now)
+{
+    const plcruntime::Quality quality = publicQuality(statusOf(*entry, session, now).state);
+    const bool isPending = entry->pendingWrites > 0;
+    const bool isNew = quality != entry->toldQuality || isPending != entry->toldPending;
+    entry->toldQuality = quality;
+    entry->toldPending = isPending;
+    return isNew;
+}
+
+/// What the screen knows of a variable is kept for the time when it is on no screen.
+void VariableBook::fold(Entry *entry, const runtime::Session &session)
+{
+    if (entry->shown < 0 || !reads_)
+        return;
+    const Time timeout = session.settings().rulesOf(*entry->variable.station).responseTimeout;
+    const runtime::WatchStatus status = reads_->status(entry->shown, session.now(), timeout);
+    if (status.last.end != runtime::OrderEnd::Open)
+        entry->lastRead = status.last;
+}
+
+/// The screen's own reads, and where they know nothing yet, what was known before.
+runtime::WatchStatus VariableBook::statusOf(const Entry &entry, const runtime::Session *session,
+                                            Time now) const
+{
+    const int station = entry.variable.station.value_or(0);
+    const Time timeout = session ? session->settings().rulesOf(station).responseTimeout
+                                 : Time(std::chrono::milliseconds(line_.timeoutMs));
+    runtime::WatchStatus status;
+    if (entry.shown >= 0 && reads_)
+        status = reads_->status(entry.shown, now, timeout);
+    const bool isOlder = entry.hasValue && (!status.hasValue || now - entry.readAt < status.age);
+    if (isOlder) {
+        status.age = now - entry.readAt;
+        const bool saysNothing = status.state == runtime::VariableState::NeverRead ||
+                                 status.state == runtime::VariableState::Stale;
+        status.hasValue = true;
+        if (saysNothing && status.last.end == runtime::OrderEnd::Open)
+            status.last = entry.lastRead;
+        if (saysNothing) {
+            status.state = runtime::stateOf(entry.lastRead.end);
+            if (status.state == runtime::VariableState::Good &&
+                status.age > std::max(kStaleAtLeast, 2 * timeout))
+                status.state = runtime::VariableState::Stale;
+        }
+    } else if (!status.hasValue && status.last.end == runtime::OrderEnd::Open) {
+        status.last = entry.lastRead;
+        status.state = runtime::stateOf(entry.lastRead.end);
+    }
+    if (session)
+        runtime::overrule(&status, session->stationState(station), !session->portLost().empty());
+    return status;
+}
+
+plcruntime::VariableState VariableBook::state(Id id, const runtime::Session *session, Time now) const
+{
+    plcruntime::VariableState state;
+    const auto found = entries_.find(id);
+    if (found == entries_.end())
+        return state;
+    const Entry &entry = found->second;
+    const runtime::WatchStatus status = statusOf(entry, session, now);
+    state.id = id;
+    state.quality = publicQuality(status.state);
+    state.pendingWrite = entry.pendingWrites > 0;
+    state.onScreen = entry.shown >= 0 || screen_.contains(id);
+    if (entry.hasValue) {
+        state.values = publicValues(entry.variable, entry.bytes);
+        state.inPieces = entry.isInPieces;
+        state.ageMs = std::chrono::duration_cast<std::chrono::milliseconds>(now - entry.readAt).count();
+    }
+    if (status.state == runtime::VariableState::Refused)
+        state.exceptionCode = status.last.exceptionCode;
+    state.reason =
+        reasonOf(status, entry.variable.station.value_or(0), session ? session->portLost() : std::string());
+    return state;
+}
+
+} // namespace plc::api

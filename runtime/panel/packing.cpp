@@ -1,0 +1,135 @@
+#include "runtime/panel/packing.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "core/register_types.h"
+
+namespace plc::runtime {
+
+namespace {
+
+/// From first to end - 1.
+struct Span
+{
+    int first;
+    int end;
+};
+
+/// What is wanted of one area of one station.
+struct Bucket
+{
+    std::vector<Span> wanted;
+    std::vector<Span> values; ///< of several registers each
+};
+
+using Place = std::pair<int, int>; ///< station, base type
+
+void add(const Variable &variable, Bucket *bucket)
+{
+    const int first = variable.baseFirst();
+    bucket->wanted.push_back({first, first + variable.baseCount()});
+    const int size = variable.valueElements();
+    for (int index = 0; size > 1 && index < variable.count; ++index)
+        bucket->values.push_back({first + index * size, first + (index + 1) * size});
+}
+
+std::map<Place, Bucket> bucketsOf(const std::vector<Variable> &variables, int usualStation)
+{
+    std::map<Place, Bucket> buckets;
+    for (const Variable &variable : variables)
+        add(variable, &buckets[{variable.station.value_or(usualStation), variable.area->baseType}]);
+    return buckets;
+}
+
+/// Makes one of spans that overlap.
+/// @param touching  also of spans that only touch.
+std::vector<Span> joined(std::vector<Span> spans, bool touching)
+{
+    std::sort(spans.begin(), spans.end(), [](const Span &a, const Span &b) { return a.first < b.first; });
+    std::vector<Span> result;
+    for (const Span &span : spans) {
+        const bool joins = !result.empty() &&
+                           (span.first < result.back().end || (touching && span.first == result.back().end));
+        if (joins)
+            result.back().end = std::max(result.back().end, span.end);
+        else
+            result.push_back(span);
+    }
+    return result;
+}
+
+/// Packs one bucket.
+class Packer
+{
+public:
+    Packer(const Bucket &bucket, int limit)
+        : wanted_(joined(bucket.wanted, true)), blocks_(joined(bucket.values, false)), limit_(limit)
+    {}
+
+    std::vector<Span> pack()
+    {
+        std::vector<Span> requests;
+        std::size_t next = 0;
+        for (int start = wanted_[0].first; next < wanted_.size();) {
+            const int cut = cutAfter(start);
+            int end = start;
+            while (next < wanted_.size() && wanted_[next].end <= cut)
+                end = wanted_[next++].end;
+            const bool goesOn = next < wanted_.size() && wanted_[next].first < cut;
+            requests.push_back({start, goesOn ? cut : end});
+            if (next < wanted_.size())
+                start = goesOn ? cut : wanted_[next].first;
+        }
+        return requests;
+    }
+
+    /// A request ends earlier than the driver would end it.
+    bool hasMovedCuts() const { return hasMovedCuts_; }
+
+private:
+    /// Where a request that begins at @p start has to end.
+    int cutAfter(int start)
+    {
+        const int cut = start + limit_;
+        const auto behind =
+            std::lower_bound(blocks_.begin(), blocks_.end(), cut,
+                             [](const Span &block, int place) { return block.first < place; });
+        if (behind == blocks_.begin())
+            return cut;
+        const Span &block = *(behind - 1);
+        if (block.end <= cut || block.first <= start)
+            return cut;
+        hasMovedCuts_ = true;
+        return block.first;
+    }
+
+    std::vector<Span> wanted_;
+    std::vector<Span> blocks_; ///< values that a cut inside would tear
+    int limit_;
+    bool hasMovedCuts_ = false;
+};
+
+} // namespace
+
+std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, const LinkSettings &settings)
+{
+    std::vector<ReadSpan> requests;
+    // Without packing a variable is one request, and no value is cut.
+    if (settings.maxBlock == 1)
+        return requests;
+    bool isOwn = false;
+    for (const auto &[place, bucket] : bucketsOf(variables, settings.station)) {
+        const bool isBits = isBitArea(place.second);
+        const int limit = isBits ? settings.bitLimit() : settings.wordLimit();
+        Packer packer(bucket, limit);
+        const std::vector<Span> spans = limit == 1 ? bucket.wanted : packer.pack();
+        for (const Span &span : spans)
+            requests.push_back({place.first, place.second, span.first, span.end - span.first});
+        isOwn = isOwn || packer.hasMovedCuts();
+    }
+    return isOwn ? requests : std::vector<ReadSpan>();
+}
+
+} // namespace plc::runtime

@@ -1,0 +1,26 @@
+/// @file
+/// Texts in UTF-8 between Qt and the standard library. Qt 4.8 takes std::string for text of the locale.
+#ifndef PLC_PANEL_UTF8_H
+#define PLC_PANEL_UTF8_H
+
+#include <QByteArray>
+#include <QString>
+
+#include <string>
+
+namespace plc::runtime {
+
+inline QString fromUtf8(const std::string &text)
+{
+    return QString::fromUtf8(text.data(), static_cast<int>(text.size()));
+}
+
+inline std::string toUtf8(const QString &text)
+{
+    const QByteArray bytes = text.toUtf8();
+    return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+}
+
+} // namespace plc::runtime
+
+#endif

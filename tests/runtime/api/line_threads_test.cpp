@@ -1,0 +1,265 @@
+// A line that several threads use at once, over a port of the program's own.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <stdexcept>
+#include <thread>
+
+#include "plcruntime/plcruntime.h"
+#include "runtime/line/reply_search.h"
+
+namespace {
+
+using namespace plcruntime;
+
+/// A device whose station answers at once; the test pulls it out and plugs it in.
+class Device
+{
+public:
+    static ::plcruntime::Port *open(void *context, const LineSettings &, Error *error)
+    {
+        auto &self = *static_cast<Device *>(context);
+        const std::lock_guard<std::mutex> lock(self.mutex_);
+        if (self.isPlugged_)
+            return new OpenPort(self);
+        *error = Error(ErrorKind::PortAbsent, QString::fromLatin1("it is not plugged in"));
+        return nullptr;
+    }
+
+    void plug(bool isPlugged)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isPlugged_ = isPlugged;
+        arrived_.notify_all();
+    }
+
+private:
+    class OpenPort : public ::plcruntime::Port
+    {
+    public:
+        explicit OpenPort(Device &device) : device_(device) {}
+
+        bool send(const QByteArray &bytes, QString *reason) override
+        {
+            const std::lock_guard<std::mutex> lock(device_.mutex_);
+            replies_.push_back(answerTo(bytes));
+            return isThere(reason);
+        }
+        bool receive(QByteArray *bytes, qint64 atMostUs, QString *reason) override
+        {
+            std::unique_lock<std::mutex> lock(device_.mutex_);
+            if (replies_.empty() && device_.isPlugged_)
+                device_.arrived_.wait_for(lock, std::chrono::microseconds(atMostUs));
+            if (!replies_.empty()) {
+                *bytes = replies_.front();
+                replies_.pop_front();
+            }
+            return isThere(reason);
+        }
+
+    private:
+        bool isThere(QString *reason) const
+        {
+            if (!device_.isPlugged_)
+                *reason = QString::fromLatin1("it was pulled out");
+            return device_.isPlugged_;
+        }
+        static QByteArray answerTo(const QByteArray &request)
+        {
+            QByteArray reply = request.left(6);
+            if (request.at(1) == 3) {
+                const int count = static_cast<unsigned char>(request.at(5));
+                reply = request.left(2);
+                reply.append(static_cast<char>(2 * count));
+                reply.append(QByteArray(2 * count, '\x01'));
+            }
+            const std::uint16_t crc = plc::runtime::crcOf(reply.constData(), reply.size());
+            reply.append(static_cast<char>(crc & 0xFF));
+            reply.append(static_cast<char>(crc >> 8));
+            return reply;
+        }
+
+        Device &device_;
+        std::deque<QByteArray> replies_;
+    };
+
+    std::mutex mutex_;
+    std::condition_variable arrived_;
+    bool isPlugged_ = true;
+};
+
+LineSettings settingsFor(Delivery delivery)
+{
+    LineSettings settings;
+    settings.driverFile = QString::fromLatin1(PLC_DRIVER_PATH);
+    settings.delivery = delivery;
+    settings.baud = 4000000;
+    return settings;
+}
+
+struct Heard
+{
+    static void take(void *context, const Event &event)
+    {
+        auto &self = *static_cast<Heard *>(context);
+        EXPECT_EQ(0, self.inside.fetch_add(1, std::memory_order_relaxed)) << "one at a time";
+        self.events.fetch_add(1, std::memory_order_relaxed);
+        if (event.order)
+            self.orders.fetch_add(1, std::memory_order_relaxed);
+        self.inside.fetch_sub(1, std::memory_order_relaxed);
+    }
+    std::atomic<int> inside{0};
+    std::atomic<int> events{0};
+    std::atomic<int> orders{0};
+};
+
+void useFromManyThreads(Delivery delivery)
+{
+    Device device;
+    Heard heard;
+    int given = 0;
+    {
+        Line line(settingsFor(delivery), &Device::open, &device);
+        line.setEventHandler(&Heard::take, &heard, EventsAll);
+        std::vector<VariableId> ids;
+        for (int i = 0; i < 4; ++i)
+            ids.push_back(line.addVariable(VariableSettings(QString::fromLatin1("4x:%1@1").arg(i * 10))));
+        ASSERT_FALSE(line.open());
+        std::atomic<int> orders{0};
+        std::vector<std::thread> threads;
+        for (int thread = 0; thread < 2; ++thread) {
+            threads.emplace_back([&line, &ids, &orders, thread] {
+                for (int i = 0; i < 20; ++i) {
+                    const VariableId id = ids[static_cast<std::size_t>((i + thread) % 4)];
+                    const OrderId order = i % 2 == 0 ? line.write(id, Value(i)) : line.readOnce(id);
+                    orders.fetch_add(order != 0 ? 1 : 0, std::memory_order_relaxed);
+                    line.wait(order);
+                }
+            });
+        }
+        threads.emplace_back([&line, &ids] {
+            for (int i = 0; i < 30; ++i) {
+                QList<VariableId> screen;
+                screen.append(ids[static_cast<std::size_t>(i % 4)]);
+                line.showScreen(screen);
+                line.setStationEnabled(2, i % 2 == 0);
+                line.value(ids[0]);
+                line.statistics();
+                line.poll(1);
+            }
+        });
+        threads.emplace_back([&line, &device] {
+            for (int i = 0; i < 3; ++i) {
+                device.plug(false);
+                line.poll(20);
+                device.plug(true);
+                line.wake();
+                line.poll(20);
+            }
+        });
+        for (std::thread &thread : threads)
+            thread.join();
+        given = orders;
+        line.close();
+        EXPECT_EQ(given, heard.orders) << "each end is told once";
+    }
+    EXPECT_GT(given, 0);
+}
+
+TEST(LineThreads, UseALineThatDeliversOnItsOwnThread)
+{
+    useFromManyThreads(Delivery::OwnThread);
+}
+
+TEST(LineThreads, UseALineThatIsPolled)
+{
+    useFromManyThreads(Delivery::Poll);
+}
+
+TEST(LineThreads, AreWokenWhereTheyWait)
+{
+    for (const Delivery delivery : {Delivery::OwnThread, Delivery::Poll}) {
+        Device device;
+        Line line(settingsFor(delivery), &Device::open, &device);
+        ASSERT_FALSE(line.open());
+        std::thread polling([&line] { line.poll(-1); });
+        line.wake(); // before it polls or meanwhile
+        polling.join();
+    }
+}
+
+TEST(LineThreads, AreFreedByAClose)
+{
+    Device device;
+    Line line(settingsFor(Delivery::OwnThread), &Device::open, &device);
+    const VariableId id = line.addVariable("4x:1@1");
+    ASSERT_FALSE(line.open());
+    std::thread waiting([&line, id] {
+        while (line.isOpen())
+            line.wait(line.write(id, Value(1)));
+    });
+    line.close();
+    line.close();
+    waiting.join();
+}
+
+struct Restarts
+{
+    static void take(void *context, const Event &event)
+    {
+        auto &self = *static_cast<Restarts *>(context);
+        if (!event.order)
+            return;
+        const std::lock_guard<std::mutex> lock(self.mutex);
+        self.changed.notify_all();
+        if (++self.times > 3)
+            return;
+        self.line->close();
+        EXPECT_FALSE(self.line->open());
+        EXPECT_EQ(OrderEnd::Good, self.line->wait(self.line->write(self.id, Value(1))).end);
+        throw std::runtime_error("and at last it throws");
+    }
+    Line *line = nullptr;
+    VariableId id = 0;
+    std::mutex mutex;
+    std::condition_variable changed;
+    int times = 0;
+};
+
+TEST(LineThreads, LetAHandlerCloseOpenAndWaitOnTheThreadOfTheLibrary)
+{
+    Device device;
+    Line line(settingsFor(Delivery::OwnThread), &Device::open, &device);
+    Restarts restarts;
+    restarts.line = &line;
+    restarts.id = line.addVariable("4x:1@1");
+    line.setEventHandler(&Restarts::take, &restarts);
+    ASSERT_FALSE(line.open());
+    line.write(restarts.id, Value(1));
+    {
+        std::unique_lock<std::mutex> lock(restarts.mutex);
+        restarts.changed.wait(lock, [&restarts] { return restarts.times > 3; });
+    }
+    line.close();
+    EXPECT_FALSE(line.isOpen());
+}
+
+TEST(LineThreads, GetFuturesFromTheThreadOfTheLibrary)
+{
+    Device device;
+    Line line(settingsFor(Delivery::OwnThread), &Device::open, &device);
+    const VariableId id = line.addVariable("4x:1@1");
+    ASSERT_FALSE(line.open());
+    Listener listener(line);
+    std::vector<std::future<OrderResult>> written;
+    for (int i = 0; i < 20; ++i)
+        written.push_back(listener.write(id, Value(i)));
+    for (std::future<OrderResult> &result : written)
+        EXPECT_EQ(OrderEnd::Good, result.get().end);
+}
+
+} // namespace

@@ -1,0 +1,268 @@
+// Variables and screens of a line: what is read, and what is known of it.
+
+#include <gmock/gmock.h>
+
+#include "line_fixture.h"
+
+namespace {
+
+using namespace plcruntime;
+using plc::test::became;
+using plc::test::LineTest;
+using ::testing::Each;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+QList<VariableId> list(VariableId a, VariableId b = 0)
+{
+    QList<VariableId> ids;
+    ids.append(a);
+    if (b != 0)
+        ids.append(b);
+    return ids;
+}
+
+class LineVariables : public LineTest
+{
+protected:
+    std::set<int> stationsAsked(std::size_t since) const
+    {
+        std::set<int> stations;
+        for (std::size_t i = since; i < world.frames.size(); ++i)
+            stations.insert(static_cast<unsigned char>(world.frames[i].at(0)));
+        return stations;
+    }
+};
+
+TEST_F(LineVariables, ReadsWhatIsOnTheScreenAndTellsValueAndQualityOnce)
+{
+    world.registers[{7, 200}] = 42;
+    const VariableId id = shown("4x:200@7");
+    EXPECT_EQ(Quality::NeverRead, value(id).quality);
+    EXPECT_TRUE(value(id).values.isEmpty());
+    EXPECT_EQ(-1, value(id).ageMs);
+    open();
+    run(500);
+    EXPECT_EQ(42, number(id));
+    EXPECT_EQ(Quality::Good, value(id).quality);
+    EXPECT_EQ("", value(id).reason.toStdString());
+    EXPECT_LE(value(id).ageMs, 100);
+    EXPECT_TRUE(value(id).onScreen);
+    EXPECT_EQ(1, timesHeard("value " + std::to_string(id)));
+    EXPECT_EQ(1, timesHeard(became(id, Quality::Good)));
+    world.registers[{7, 200}] = 43;
+    run(500);
+    EXPECT_EQ(43, number(id));
+    EXPECT_EQ(2, timesHeard("value " + std::to_string(id)));
+}
+
+TEST_F(LineVariables, ReadsExactlyTheScreenFromTheChangeOn)
+{
+    const VariableId first = shown("4x:0@1");
+    const VariableId second = add("4x:0@2");
+    open();
+    run(200);
+    EXPECT_EQ(std::set<int>{1}, stationsAsked(0));
+    EXPECT_FALSE(line().showScreen(list(second)));
+    run(50); // what was on the line at the change
+    const std::size_t since = world.frames.size();
+    run(200);
+    EXPECT_EQ(std::set<int>{2}, stationsAsked(since));
+    EXPECT_FALSE(value(first).onScreen);
+    EXPECT_FALSE(line().showScreen(QList<VariableId>()));
+    run(50);
+    const std::size_t empty = world.frames.size();
+    run(1000);
+    EXPECT_EQ(empty, world.frames.size()) << "an empty screen reads nothing";
+}
+
+TEST_F(LineVariables, KeepsValueAndAgeOfWhatHasLeftTheScreenUntilItIsStale)
+{
+    world.registers[{1, 0}] = 5;
+    const VariableId id = shown("4x:0@1");
+    open();
+    run(200);
+    EXPECT_FALSE(line().showScreen(QList<VariableId>()));
+    run(2000);
+    EXPECT_EQ(Quality::Good, value(id).quality) << "it is not old yet";
+    run(2000);
+    EXPECT_EQ(5, number(id));
+    EXPECT_GE(value(id).ageMs, 4000);
+    EXPECT_EQ(Quality::Stale, value(id).quality);
+    EXPECT_EQ(1, timesHeard(became(id, Quality::Stale))) << "it is told, though nothing has come";
+    EXPECT_FALSE(line().showScreen(list(id)));
+    EXPECT_EQ(Quality::Stale, value(id).quality) << "until it is read again";
+    EXPECT_EQ(5, number(id));
+    run(200);
+    EXPECT_EQ(Quality::Good, value(id).quality);
+}
+
+TEST_F(LineVariables, TellsWhyAValueIsNotGoodAndKeepsIt)
+{
+    world.registers[{1, 0}] = 5;
+    const VariableId id = shown("4x:0@1");
+    open();
+    run(200);
+    world.refusing = {1};
+    run(200);
+    EXPECT_EQ(Quality::Refused, value(id).quality);
+    EXPECT_EQ(2, value(id).exceptionCode);
+    EXPECT_THAT(value(id).reason.toStdString(), HasSubstr("illegal data address"));
+    EXPECT_THAT(value(id).reason.toStdString(), Not(HasSubstr("--"))) << "a panel has no options";
+    EXPECT_EQ(5, number(id));
+    world.refusing.clear();
+    world.dead = {1};
+    run(120);
+    EXPECT_EQ(Quality::NoAnswer, value(id).quality);
+    run(1000);
+    EXPECT_EQ(Quality::Offline, value(id).quality);
+    EXPECT_EQ(StationState::Offline, line().stationState(1));
+    EXPECT_EQ(1, timesHeard("station 1 1"));
+    world.dead.clear();
+    run(20000);
+    EXPECT_EQ(Quality::Good, value(id).quality);
+    EXPECT_EQ(1, timesHeard("station 1 0"));
+}
+
+TEST_F(LineVariables, ShowsALostPortAndItsReturn)
+{
+    const VariableId id = shown("4x:0@1");
+    open();
+    run(200);
+    world.isPortThere = false;
+    run(200);
+    EXPECT_EQ(Quality::PortLost, value(id).quality);
+    EXPECT_EQ(PortState::Lost, line().portState());
+    EXPECT_EQ("the port is gone.", line().portReason().toStdString());
+    EXPECT_FALSE(line().showScreen(list(id, add("4x:9@2")))) << "a screen may change meanwhile";
+    world.isPortThere = true;
+    run(200);
+    EXPECT_EQ(Quality::Good, value(id).quality);
+    EXPECT_EQ(2u, stationsAsked(world.frames.size() - 4).size());
+    EXPECT_EQ(1, timesHeard("port 2"));
+    EXPECT_EQ(1, timesHeard("port 1"));
+}
+
+TEST_F(LineVariables, ReadsAStationThatIsSwitchedOffNoMore)
+{
+    const VariableId off = shown("4x:0@1");
+    shown("4x:0@2");
+    open();
+    run(200);
+    EXPECT_FALSE(line().setStationEnabled(1, false));
+    EXPECT_EQ(Quality::SwitchedOff, value(off).quality);
+    run(50);
+    const std::size_t since = world.frames.size();
+    run(200);
+    EXPECT_EQ(std::set<int>{2}, stationsAsked(since));
+    line().close();
+    open();
+    run(200);
+    EXPECT_EQ(Quality::SwitchedOff, value(off).quality) << "also over close() and open()";
+    EXPECT_FALSE(line().setStationEnabled(1, true));
+    run(200);
+    EXPECT_EQ(Quality::Good, value(off).quality);
+    for (const int station : {-1, 0, 248})
+        EXPECT_EQ(ErrorKind::Usage, line().setStationEnabled(station, false).kind);
+}
+
+TEST_F(LineVariables, TakesAVariableFromTheScreenWhenItIsRemoved)
+{
+    const VariableId gone = shown("4x:0@1");
+    const VariableId kept = shown("4x:0@2");
+    open();
+    run(200);
+    EXPECT_FALSE(line().removeVariable(gone));
+    EXPECT_EQ(list(kept), line().screen());
+    EXPECT_EQ(0, value(gone).id);
+    run(50);
+    const std::size_t since = world.frames.size();
+    run(200);
+    EXPECT_EQ(std::set<int>{2}, stationsAsked(since));
+    EXPECT_EQ(ErrorKind::Usage, line().removeVariable(gone).kind);
+    EXPECT_NE(gone, add("4x:0@1")) << "ids are not used again";
+}
+
+TEST_F(LineVariables, TakesAPriorityBeforeItIsOpenAndNoneAfterwards)
+{
+    VariableSettings fast("4x:0@1");
+    fast.priority = 4;
+    fast.name = QString::fromLatin1("fast");
+    Error error;
+    EXPECT_NE(0, line().addVariable(fast, &error));
+    open();
+    EXPECT_EQ(0, line().addVariable(fast, &error));
+    EXPECT_EQ(ErrorKind::Usage, error.kind);
+    EXPECT_THAT(error.text.toStdString(), HasSubstr("open()"));
+    fast.priority = 0;
+    EXPECT_NE(0, line().addVariable(fast, &error));
+    EXPECT_FALSE(error);
+    fast.priority = 5;
+    EXPECT_EQ(0, line().addVariable(fast, &error));
+}
+
+TEST_F(LineVariables, ReadsPlacesWithAPriorityMoreOften)
+{
+    QList<VariableId> screen;
+    for (int i = 0; i < 12; ++i) {
+        VariableSettings slow(QString::fromLatin1("4x:%1@1").arg(i * 200));
+        slow.priority = i == 0 ? 4 : 0;
+        screen.append(line().addVariable(slow));
+    }
+    EXPECT_FALSE(line().showScreen(screen));
+    open();
+    run(2000);
+    std::map<int, int> reads;
+    for (const QByteArray &frame : world.frames)
+        ++reads[static_cast<unsigned char>(frame.at(2)) * 256 + static_cast<unsigned char>(frame.at(3))];
+    EXPECT_GT(reads[0], 2 * reads[200]);
+    EXPECT_FALSE(line().showScreen(QList<VariableId>()));
+    run(50);
+    const std::size_t since = world.frames.size();
+    run(1000);
+    EXPECT_EQ(since, world.frames.size()) << "also those with a priority leave with the screen";
+}
+
+TEST_F(LineVariables, RefusesWhatIsNoVariableAndWhatNobodyCanRead)
+{
+    Error error;
+    EXPECT_EQ(0, line().addVariable("5x:1", &error));
+    EXPECT_EQ(ErrorKind::Usage, error.kind);
+    EXPECT_THAT(error.text.toStdString(), HasSubstr("areas are 0x, 1x"));
+    EXPECT_EQ(0, line().addVariable("4x:65536", &error));
+    VariableSettings fields;
+    fields.area = QString::fromLatin1("4x");
+    fields.address = QString::fromLatin1("12");
+    fields.count = 3;
+    fields.station = 9;
+    const VariableId id = line().addVariable(fields, &error);
+    EXPECT_FALSE(error) << error.text.toStdString();
+    EXPECT_EQ("4x:12:3@9", line().variableSettings(id).place.toStdString());
+    const VariableId everybody = add("4x:1@0");
+    EXPECT_EQ(ErrorKind::Usage, line().showScreen(list(id, everybody)).kind);
+    EXPECT_TRUE(line().screen().isEmpty()) << "nothing has changed";
+    EXPECT_EQ(ErrorKind::Usage, line().showScreen(list(4711)).kind);
+}
+
+TEST_F(LineVariables, IsFoundByItsName)
+{
+    VariableSettings named("4x:1");
+    named.name = QString::fromLatin1("speed");
+    const VariableId id = line().addVariable(named);
+    EXPECT_EQ(id, line().findVariable(QString::fromLatin1("speed")));
+    EXPECT_EQ(0, line().findVariable(QString::fromLatin1("sped")));
+    EXPECT_EQ(0, line().findVariable(QString()));
+}
+
+TEST_F(LineVariables, KeepsThePaceOfItsScans)
+{
+    settings.pollIntervalMs = 1000;
+    shown("4x:0@1");
+    shown("4x:0@2");
+    open();
+    run(10000);
+    EXPECT_LE(world.frames.size(), 24u) << "two a second, and some until the screen is known";
+    EXPECT_GE(world.frames.size(), 18u);
+}
+
+} // namespace
