@@ -119,7 +119,7 @@ BusPlan agreed(BusPlan plan)
     return plan;
 }
 
-Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
+Bus::Bus(const BusPlan &plan)
     : plan_(plan), journal_(plan.trace ? kTraced : kUntraced), wire_(plan.link.baud, plan.seed * 2 + 1),
       witness_(witnessPlan(plan, wire_), journal_,
                [this](int station, int baseType, int first, int count) {
@@ -131,8 +131,26 @@ Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
     witness_.setField(&field_);
     witness_.setStations(&stations_);
     watch();
+}
+
+Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver) : Bus(plan)
+{
     front_ = std::make_unique<SessionFront>(driver, plan.link, linkFactory(), listener(), watched_,
                                             plan.packed, plan.priorities);
+}
+
+Bus::Bus(const BusPlan &plan, const std::string &driverFile) : Bus(plan)
+{
+    LineFront::Ground ground;
+    ground.makeLink = linkFactory();
+    ground.clock = [this] { return now_; };
+    ground.wait = [this](Time until) {
+        if (link_) // otherwise the line could not be opened, and the witness knows why
+            link_->wait(until);
+    };
+    ground.complain = [this](const std::string &what) { witness_.complain(now_, what); };
+    front_ =
+        std::make_unique<LineFront>(driverFile, plan.link, ground, listener(), watched_, plan.priorities);
 }
 
 runtime::LinkFactory Bus::linkFactory()
@@ -267,6 +285,12 @@ void Bus::losePort(Time lasts)
     if (!open_.empty())
         witness_.complain(now(), "(s) order " + std::to_string(open_.begin()->first) +
                                      " has not ended when the port was lost");
+}
+
+const runtime::Statistics &Bus::statistics() const
+{
+    static const runtime::Statistics kNone;
+    return link_ ? link_->statistics() : kNone;
 }
 
 void Bus::lookAt(std::size_t number)

@@ -3,6 +3,7 @@
 #ifndef PLC_TESTS_BUS_BUS_H
 #define PLC_TESTS_BUS_BUS_H
 
+#include "line_front.h"
 #include "session_front.h"
 #include "witness.h"
 
@@ -28,12 +29,16 @@ struct BusPlan
 /// taken from the settings of the link.
 BusPlan agreed(BusPlan plan);
 
-/// Everything that is on a line. One at a time in a process, with a driver that was not used before.
+/// Everything that is on a line. One at a time in a process.
 class Bus
 {
 public:
-    /// @param plan  in agreement.
+    /// A bus below a session.
+    /// @param plan    in agreement.
+    /// @param driver  not used before.
     Bus(const BusPlan &plan, runtime::DriverLibrary &driver);
+    /// A bus below the public interface, where the driver always packs the variables into requests.
+    Bus(const BusPlan &plan, const std::string &driverFile);
 
     /// Begins communication.
     void start() { front_->start(); }
@@ -80,13 +85,14 @@ public:
     Wire &wire() { return wire_; }
     Witness &witness() { return witness_; }
     Journal &journal() { return journal_; }
-    const runtime::Statistics &statistics() const { return link_->statistics(); }
+    const runtime::Statistics &statistics() const;
     const BusPlan &plan() const { return plan_; }
     /// Transactions that ended since the start.
     const std::vector<runtime::TransactionReport> &transactions() const { return transactions_; }
     void keepTransactions(bool keep) { keepTransactions_ = keep; }
 
 private:
+    explicit Bus(const BusPlan &plan);
     void watch();
     runtime::LinkFactory linkFactory();
     Front::Listener listener();

@@ -506,6 +506,8 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
         if (shown == shown_.end())
             continue;
         shown->second.read = value;
+        if (report.request.hostId == runtime::kCyclicHostId)
+            shown->second.brought = value;
         auto &written = shown->second.written;
         written.erase(std::remove_if(written.begin(), written.end(),
                                      [this, now](const auto &entry) { return isOver(entry.first, now); }),
@@ -716,6 +718,35 @@ void Witness::checkStatus(Time now, const std::string &name, int station,
     if (hasValue && told.age / told.precision != (now - oldest) / told.precision)
         complain(now, "(l) the age of " + name + " is " + std::to_string(runtime::seconds(now - oldest)) +
                           " s, and is said to be " + std::to_string(runtime::seconds(told.age)) + " s");
+}
+
+void Witness::checkValues(Time now, const runtime::Variable &variable, int station,
+                          const std::vector<std::uint64_t> &values)
+{
+    const int baseType = variable.area->baseType;
+    const Place first{station, baseType, variable.baseFirst()};
+    const std::optional<Time> readAt = shown_.at(first).cyclic.lastGood;
+    std::vector<std::uint64_t> brought;
+    for (int i = 0; i < variable.baseCount(); ++i) {
+        const Shown &shown = shown_.at({station, baseType, first.address + i});
+        // Where several requests read it, what is whole is the interface's affair.
+        if (!readAt || shown.cyclic.lastGood != readAt)
+            return;
+        brought.push_back(shown.brought);
+    }
+    std::vector<std::uint64_t> expected;
+    for (std::size_t i = 0; i < static_cast<std::size_t>(variable.count); ++i) {
+        const std::size_t bit = static_cast<std::size_t>(variable.first % 16) + i;
+        if (variable.area->insideRegister)
+            expected.push_back(brought[bit / 16] >> (bit % 16) & 1u);
+        else if (variable.area->unit == runtime::Unit::RegisterPair)
+            expected.push_back(brought[2 * i] << 16 | brought[2 * i + 1]);
+        else
+            expected.push_back(brought[i]);
+    }
+    checks_.toldValues += expected.size();
+    if (values != expected)
+        complain(now, "(u) of " + variable.text + " other values are told than were read");
 }
 
 bool Witness::mayShow(const Shown &shown, std::uint16_t value)

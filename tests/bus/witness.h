@@ -38,6 +38,7 @@
 ///   ended well, and after each broadcast; and so is the line before a broadcast.
 /// - (s) While the port is gone nothing is sent. Every order that was open when it went ends at once, and so
 ///   does every order that is given meanwhile.
+/// - (u) The public interface tells of a variable what the last reading that brought it whole has brought.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
@@ -67,6 +68,7 @@
 #include "frames.h"
 #include "runtime/master/link.h"
 #include "runtime/panel/read_state.h"
+#include "runtime/panel/variable.h"
 #include "witnessed_stations.h"
 
 namespace plc::bus {
@@ -110,6 +112,7 @@ struct Checks
     std::uint64_t busy = 0;        ///< (o), transactions that ended with exception 06
     std::uint64_t portOrders = 0;  ///< (s), orders that ended since the port was gone
     std::uint64_t pauses = 0;      ///< (t), requests to stations that have a pause
+    std::uint64_t toldValues = 0;  ///< (u), values of variables
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -184,6 +187,10 @@ public:
     std::vector<const CyclicRead *> readsOf(int first, int count);
     /// The same of watched places, each of which is read by some request of the driver's packing.
     std::vector<const CyclicRead *> readsOfPlaces(int station, int baseType, int first, int count);
+    /// What is told of a variable that one request reads is what that has brought last.
+    /// @param values  none where it was never read.
+    void checkValues(Time now, const runtime::Variable &variable, int station,
+                     const std::vector<std::uint64_t> &values);
     void setHealthy(Time now, bool healthy);
     /// Every watched element has been read by its cyclic read.
     /// @param except  stations of which nothing is expected.
@@ -251,7 +258,8 @@ private:
     struct Shown
     {
         std::uint16_t read = 0;
-        CyclicRead cyclic; ///< of the reads that bring it
+        CyclicRead cyclic;         ///< of the reads that bring it
+        std::uint16_t brought = 0; ///< by the last of these that ended well
         std::vector<std::pair<runtime::Ticket, Element>> written;
     };
     struct Place
