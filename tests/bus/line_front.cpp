@@ -277,7 +277,7 @@ void LineFront::checkStatus(Time now, std::size_t number, Witness &witness) cons
         witness.readsOfPlaces(station, variable.area->baseType, variable.baseFirst(), variable.baseCount());
     witness.checkStatus(
         now, variable.text, station, reads,
-        {stateOf(state.quality), !state.values.isEmpty(), milliseconds(state.ageMs), milliseconds(1)});
+        {stateOf(state.quality), !state.values.isEmpty(), milliseconds(state.ageMs), milliseconds(1), true});
     std::vector<std::uint64_t> values;
     for (const plcruntime::Value &value : state.values)
         values.push_back(static_cast<std::uint64_t>(value.toInteger()));

@@ -38,7 +38,8 @@
 ///   ended well, and after each broadcast; and so is the line before a broadcast.
 /// - (s) While the port is gone nothing is sent. Every order that was open when it went ends at once, and so
 ///   does every order that is given meanwhile.
-/// - (u) The public interface tells of a variable what the last reading that brought it whole has brought.
+/// - (u) The public interface tells of a variable what the last reading that brought it whole has brought, or
+///   what was ordered to be written there since.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
@@ -178,7 +179,8 @@ public:
         runtime::VariableState state;
         bool hasValue;
         Time age;
-        Time precision; ///< of the age, which is rounded down
+        Time precision;       ///< of the age, which is rounded down
+        bool ofWholeReadings; ///< what several requests bring is told when the last of them has come
     };
     /// Looks at what is told of a variable that is read by @p reads.
     void checkStatus(Time now, const std::string &name, int station,
@@ -297,6 +299,7 @@ private:
     bool wasTaken(const Order &order, std::size_t element, Time now) const;
     bool isOver(runtime::Ticket ticket, Time now) const;
     static bool mayShow(const Shown &shown, std::uint16_t value);
+    static bool mayBeTold(const Shown &shown, std::uint64_t value);
     const Sent *sentWith(int tag) const;
     void taken(Time now, int station, const Sent &sent, Order *order, std::size_t element,
                std::uint16_t value);
