@@ -103,6 +103,14 @@ Frame publicFrame(const plc::runtime::FrameNews &news)
     return frame;
 }
 
+LogLine publicLine(bool isWarning, const std::string &text)
+{
+    LogLine line;
+    line.isWarning = isWarning;
+    line.text = QString::fromStdString(text);
+    return line;
+}
+
 /// Calls the handler; what it throws ends here.
 /// @return what it has thrown, for people; empty for nothing.
 std::string call(EventHandler handler, void *context, const Event &event)
@@ -161,7 +169,7 @@ Line::Private::~Private()
 
 /// Waits without the lock, which nobody needs to hold: what it makes is not the line's yet.
 Error Line::Private::start(const plc::runtime::LinkSettings &link,
-                           const std::vector<plc::runtime::PriorityRow> &rows, const std::set<int> &off,
+                           const std::vector<plc::runtime::PriorityRow> &rows,
                            std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
                            std::unique_ptr<Session> *made)
 {
@@ -176,8 +184,6 @@ Error Line::Private::start(const plc::runtime::LinkSettings &link,
                     return isOpeningCancelled.load();
                 }));
         (*made)->registerVariables({}, rows);
-        for (const int station : off)
-            (*made)->setStationEnabled(station, false);
         (*made)->start();
         return Error();
     } catch (const Failure &failure) {
@@ -213,11 +219,10 @@ Error Line::Private::open()
     life = Life::Opening;
     isOpeningCancelled = false;
     const std::vector<plc::runtime::PriorityRow> rows = variables.priorityRows();
-    const std::set<int> off = switchedOff;
     std::unique_ptr<plc::runtime::OwnDriver> ownDriver;
     std::unique_ptr<Session> made;
     lock.unlock();
-    Error error = start(link, rows, off, &ownDriver, &made);
+    Error error = start(link, rows, &ownDriver, &made);
     lock.lock();
     if (!error && isOpeningCancelled) {
         made->stop();
@@ -388,6 +393,8 @@ void Line::Private::hear(const News &news)
     noteEndedOrders();
     if (news.frame)
         put(EventFrame, news.frame->at, publicFrame(*news.frame));
+    else if (!news.trace.empty())
+        put(EventLog, now(), publicLine(true, news.trace));
     noteChanges(variables.note(news, *session));
     if (news.station)
         noteStation(*news.station);
@@ -525,10 +532,7 @@ void Line::Private::tell(Lock &lock, const plc::api::QueuedEvent &queued)
     changed.notify_all();
     if (thrown.empty())
         return;
-    LogLine line;
-    line.isWarning = true;
-    line.text = QString::fromStdString(thrown);
-    put(EventLog, now(), std::move(line));
+    put(EventLog, now(), publicLine(true, thrown));
 }
 
 /// The thread of the library.

@@ -83,7 +83,7 @@ private:
     class Waiting;
 
     Error start(const plc::runtime::LinkSettings &link, const std::vector<plc::runtime::PriorityRow> &rows,
-                const std::set<int> &off, std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
+                std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
                 std::unique_ptr<plc::runtime::Session> *made);
     bool mayDeliver() const;
     void turn(Lock &lock, Time until);

@@ -116,8 +116,11 @@ private:
 std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, const LinkSettings &settings)
 {
     std::vector<ReadSpan> requests;
+    const bool hasLongValues = std::any_of(variables.begin(), variables.end(), [](const Variable &variable) {
+        return variable.valueElements() > 1;
+    });
     // Without packing a variable is one request, and no value is cut.
-    if (settings.maxBlock == 1)
+    if (!hasLongValues || settings.maxBlock == 1)
         return requests;
     bool isOwn = false;
     for (const auto &[place, bucket] : bucketsOf(variables, settings.station)) {

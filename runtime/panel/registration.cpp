@@ -117,15 +117,8 @@ int showVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &set
     std::vector<HostVariable> records;
     for (const Variable &variable : variables)
         records.push_back(recordOf(variable));
-    // An empty list would leave the reads of the priority levels as they are. The driver leaves a variable of
-    // station 0 out, and rebuilds everything for the rest.
-    if (records.empty()) {
-        HostVariable nobody{};
-        nobody.regType = kHoldingRegister;
-        nobody.addrText = QString::fromLatin1("0");
-        nobody.count = 1;
-        records.push_back(nobody);
-    }
+    // After an empty list the priority levels keep their reads, but without other reads none of them is
+    // served.
     return handOver(driver, &records);
 }
 

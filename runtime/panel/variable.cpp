@@ -189,7 +189,7 @@ std::string Variable::addressOf(int index) const
     const int behind = index * valueElements();
     if (!area->insideRegister)
         return std::to_string(address.toInt() + behind);
-    const int typedRegister = address.section(QLatin1Char('.'), 0, 0).toInt();
+    const int typedRegister = address.left(address.indexOf(QLatin1Char('.'))).toInt();
     const int bit = first % kBitsPerRegister + behind;
     return std::to_string(typedRegister + bit / kBitsPerRegister) + "." +
            std::to_string(bit % kBitsPerRegister);

@@ -180,7 +180,7 @@ struct LineSettings
 };
 
 /// A serial port of the program's own. All calls on one thread of the library, which need not be the thread
-/// that opened the port. Throws nothing.
+/// that opened the port. Throws nothing, and calls nothing of its line: close() waits for it.
 class Port
 {
 public:
@@ -354,8 +354,8 @@ struct VariableSettings
     double scale;  ///< the value is raw * scale + offset; not 0
     double offset; ///< see `scale`
     /// 0, or 1 (slowest) to 4 for reads that come more often than those of the rest of the screen. It belongs
-    /// to the place, so that the same registers of every station have it. Before open() alone: the driver
-    /// never forgets a priority.
+    /// to the place, so that the same registers of every station have it. Only while the line is not
+    /// open: the driver takes priorities once.
     int priority;
 };
 
@@ -374,6 +374,10 @@ enum class Quality
 
 /// What is known of a variable. The values are those of the last complete good reading whatever has happened
 /// since: the quality says whether to trust them.
+///
+/// A variable that has left the screen keeps its values, its age, and what became of its last reading; Good
+/// turns into Stale when the values are older than 3 s and than two time-outs. On the screen again it stays
+/// so until it is read. On the screen Good turns into Stale when three scans have passed without a reading.
 struct VariableState
 {
     VariableState()
@@ -384,7 +388,8 @@ struct VariableState
     VariableId id;
     QList<Value> values; ///< as many as the variable counts; empty until it was read completely once
     Quality quality;
-    bool pendingWrite; ///< an order to write it is open; until that has ended the values may be the new ones
+    bool pendingWrite; ///< an order to write this variable is open; until that has ended the values may be
+                       ///< the new ones
     bool inPieces;     ///< a value of it came from two requests, so that its halves may not belong together
     bool onScreen;     ///< it is read over and over
     qint64 ageMs;      ///< since the oldest part of the values was read; -1 while there are none
@@ -633,6 +638,7 @@ public:
     /// within 50 ms. Inside a handler it delivers nothing: events stay behind the one that is being
     /// delivered. With Delivery::OwnThread it delivers nothing either, and only waits for something to
     /// happen.
+    /// Of a line that is closed it waits all the same, so that a loop of polls goes on at its pace.
     /// @return events delivered by this call.
     int poll(int timeoutMs);
 
@@ -646,7 +652,8 @@ public:
 
     /// Adds a variable, also while the line is open. It is read only while it is on the screen, or on order.
     /// @param error  set where it is refused; null where nobody wants to know.
-    /// @return its id; 0 where it is refused: its place is none, or it asks for a priority after open().
+    /// @return its id; 0 where it is refused: its place is none, or it asks for a priority while the
+    ///         line is open.
     VariableId addVariable(const VariableSettings &settings, Error *error = nullptr);
 
     /// Takes the variable from the screen and forgets it. Its open orders go on, and are told as ever.

@@ -6,6 +6,7 @@
 
 #include <fstream>
 
+#include "bus/heap_use.h"
 #include "line_fixture.h"
 
 namespace {
@@ -245,6 +246,7 @@ TEST(SeveralLines, AreOpenedAndClosedAHundredTimesWithADriverEach)
         ASSERT_EQ(id, lines[i]->addVariable("4x:5@1"));
     int files = 0;
     int maps = 0;
+    std::int64_t heap = 0;
     for (int times = 0; times < 100; ++times) {
         for (std::size_t i = 0; i < kLines; ++i) {
             const Error error = lines[i]->open();
@@ -259,7 +261,10 @@ TEST(SeveralLines, AreOpenedAndClosedAHundredTimesWithADriverEach)
             line->close();
         files = times == 0 ? openFiles() : files;
         maps = times == 0 ? driversMapped() : maps;
+        heap = times == 20 ? plc::bus::heapInUse() : heap;
     }
+    constexpr std::int64_t kMostGrowth = 256 * 1024; // results of 320 orders a line
+    EXPECT_LE(plc::bus::heapInUse() - heap, kMostGrowth);
     EXPECT_EQ(files, openFiles());
     EXPECT_EQ(maps, driversMapped());
 }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <condition_variable>
 #include <deque>
@@ -98,6 +99,7 @@ LineSettings settingsFor(Delivery delivery)
     settings.driverFile = QString::fromLatin1(PLC_DRIVER_PATH);
     settings.delivery = delivery;
     settings.baud = 4000000;
+    settings.maxBlock = 3; // so that values have to be kept whole
     return settings;
 }
 
@@ -127,7 +129,8 @@ void useFromManyThreads(Delivery delivery)
         line.setEventHandler(&Heard::take, &heard, EventsAll);
         std::vector<VariableId> ids;
         for (int i = 0; i < 4; ++i)
-            ids.push_back(line.addVariable(VariableSettings(QString::fromLatin1("4x:%1@1").arg(i * 10))));
+            ids.push_back(
+                line.addVariable(VariableSettings(QString::fromLatin1("4x:%1:2/u32@1").arg(i * 10))));
         ASSERT_FALSE(line.open());
         std::atomic<int> orders{0};
         std::vector<std::thread> threads;
@@ -135,7 +138,9 @@ void useFromManyThreads(Delivery delivery)
             threads.emplace_back([&line, &ids, &orders, thread] {
                 for (int i = 0; i < 20; ++i) {
                     const VariableId id = ids[static_cast<std::size_t>((i + thread) % 4)];
-                    const OrderId order = i % 2 == 0 ? line.write(id, Value(i)) : line.readOnce(id);
+                    QList<Value> values;
+                    values << Value(i) << Value(i);
+                    const OrderId order = i % 2 == 0 ? line.write(id, values) : line.readOnce(id);
                     orders.fetch_add(order != 0 ? 1 : 0, std::memory_order_relaxed);
                     line.wait(order);
                 }
@@ -189,6 +194,42 @@ TEST(LineThreads, AreWokenWhereTheyWait)
         std::thread polling([&line] { line.poll(-1); });
         line.wake(); // before it polls or meanwhile
         polling.join();
+    }
+}
+
+/// A port that the system holds up while it is being opened.
+struct HeldUp
+{
+    static ::plcruntime::Port *open(void *context, const LineSettings &, Error *error)
+    {
+        auto &self = *static_cast<HeldUp *>(context);
+        self.entered.set_value();
+        self.release.get_future().wait();
+        *error = Error(ErrorKind::Port, QString::fromLatin1("nobody hears this any more"));
+        self.left.set_value();
+        return nullptr;
+    }
+    std::promise<void> entered;
+    std::promise<void> release;
+    std::promise<void> left;
+};
+
+TEST(LineThreads, AreWokenWhileThePortIsBeingOpened)
+{
+    static std::array<HeldUp, 2> ports; // a thread that nobody waits for is in there last
+    for (const bool byClose : {false, true}) {
+        HeldUp &port = ports[byClose ? 1 : 0];
+        Line line(settingsFor(Delivery::Poll), &HeldUp::open, &port);
+        std::thread opening([&line] { EXPECT_EQ(ErrorKind::Interrupted, line.open().kind); });
+        port.entered.get_future().wait();
+        if (byClose)
+            line.close();
+        else
+            line.wake();
+        opening.join();
+        EXPECT_FALSE(line.isOpen());
+        port.release.set_value();
+        port.left.get_future().wait();
     }
 }
 

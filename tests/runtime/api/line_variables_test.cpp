@@ -76,6 +76,25 @@ TEST_F(LineVariables, ReadsExactlyTheScreenFromTheChangeOn)
     EXPECT_EQ(empty, world.frames.size()) << "an empty screen reads nothing";
 }
 
+TEST_F(LineVariables, CallsNothingStaleBecauseOfARequestOfTheScreenBefore)
+{
+    settings.timeoutMs = 10000;
+    const VariableId wide = add("4x:0:100@1");
+    const VariableId narrow = add("4x:3@1");
+    EXPECT_FALSE(line().showScreen(list(wide)));
+    open();
+    run(200);
+    for (int at = 0; at < 15; ++at) {
+        EXPECT_FALSE(line().showScreen(list(wide)));
+        run(100 + at); // somewhere between a request and the next
+        EXPECT_FALSE(line().showScreen(list(narrow)));
+        run(100);
+    }
+    run(60000);
+    EXPECT_EQ(Quality::Good, value(narrow).quality);
+    EXPECT_LE(value(narrow).ageMs, 100);
+}
+
 TEST_F(LineVariables, KeepsValueAndAgeOfWhatHasLeftTheScreenUntilItIsStale)
 {
     world.registers[{1, 0}] = 5;
@@ -242,6 +261,67 @@ TEST_F(LineVariables, RefusesWhatIsNoVariableAndWhatNobodyCanRead)
     EXPECT_EQ(ErrorKind::Usage, line().showScreen(list(id, everybody)).kind);
     EXPECT_TRUE(line().screen().isEmpty()) << "nothing has changed";
     EXPECT_EQ(ErrorKind::Usage, line().showScreen(list(4711)).kind);
+}
+
+TEST_F(LineVariables, HasValuesInTheFormThatItsRegistersHaveThem)
+{
+    // 12.5 is 41480000 in hexadecimal.
+    world.registers[{1, 0}] = 0x4148;
+    world.registers[{1, 11}] = 0x4148; // the lower half at the lower address
+    world.registers[{1, 20}] = 0xFFFE;
+    world.registers[{1, 30}] = 0x4162; // "Ab"
+    world.registers[{1, 31}] = 0x6300; // "c"
+    world.registers[{1, 40}] = 0x12AB;
+    const VariableId real = shown("4x:0/f32@1");
+    const VariableId turned = shown("4x:10/f32.cdab@1");
+    const VariableId negative = shown("4x:20/i16@1");
+    const VariableId text = shown("4x:30/str4@1");
+    const VariableId bad = shown("4x:40/bcd@1");
+    open();
+    run(500);
+    EXPECT_EQ(Value(12.5), value(real).values.value(0));
+    EXPECT_EQ(Value(12.5), value(turned).values.value(0));
+    EXPECT_EQ(Value(-2), value(negative).values.value(0));
+    EXPECT_EQ(Value("Abc"), value(text).values.value(0));
+    EXPECT_TRUE(value(bad).values.value(0).isBad);
+}
+
+TEST_F(LineVariables, WritesValuesInTheFormOfItsRegistersAndRefusesWhatDoesNotFit)
+{
+    VariableSettings scaled("4x:0/i16@1");
+    scaled.scale = 0.1;
+    const VariableId tenths = line().addVariable(scaled);
+    VariableSettings fields;
+    fields.area = QString::fromLatin1("4x");
+    fields.address = QString::fromLatin1("10");
+    fields.format = Format::F32;
+    fields.order = ByteOrder::Cdab;
+    fields.station = 1;
+    const VariableId real = line().addVariable(fields);
+    EXPECT_EQ("4x:10:1/f32.cdab@1", line().variableSettings(real).place.toStdString());
+    open();
+    EXPECT_EQ(OrderEnd::Good, line().wait(line().write(tenths, Value(-2.04))).end);
+    EXPECT_EQ(0xFFEC, (world.registers[{1, 0}])) << "-20, rounded to the nearest";
+    EXPECT_EQ(OrderEnd::Good, line().wait(line().write(real, Value(12.5))).end);
+    EXPECT_EQ(0x4148, (world.registers[{1, 11}]));
+    Error error;
+    EXPECT_EQ(0, line().write(tenths, Value(3276.8), -1, &error));
+    EXPECT_EQ(ErrorKind::Usage, error.kind);
+    EXPECT_THAT(error.text.toStdString(), HasSubstr("4x:0/i16@1"));
+    EXPECT_EQ(0, line().write(real, Value("a text"), -1, &error));
+    EXPECT_EQ(0, line().write(real, Value(), -1, &error));
+}
+
+TEST_F(LineVariables, SaysThatAValueCameInTwoPieces)
+{
+    settings.maxBlock = 3;
+    const VariableId whole = shown("4x:0/f32@1");
+    const VariableId cut = shown("4x:10/f64@1"); // four registers, three in a request
+    open();
+    run(500);
+    EXPECT_EQ(Quality::Good, value(cut).quality);
+    EXPECT_TRUE(value(cut).inPieces);
+    EXPECT_FALSE(value(whole).inPieces);
 }
 
 TEST_F(LineVariables, IsFoundByItsName)

@@ -422,6 +422,34 @@ TEST_F(DriverLinkTest, KnowsThatAWriteThatWaitsForTheLineHasNotBeenDone)
     EXPECT_THAT(link().unconfirmed(), ElementsAre(1));
 }
 
+TEST_F(DriverLinkTest, SendsNothingOfAnOrderFromItsDeadlineOn)
+{
+    setUpDriver();
+    dead = {1};
+    watch(1);
+    runFor(milliseconds(50)); // a read waits for its time-out
+    link().setDeadline(1, now + milliseconds(100));
+    write(1, 2, 50, 0x1111);
+    link().setOpenOrders(1);
+    runFor(seconds(5));
+    EXPECT_TRUE(sentTo(2).empty());
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Expired));
+}
+
+TEST_F(DriverLinkTest, RepeatsNoWriteBehindItsDeadline)
+{
+    setUpDriver();
+    watch(1);
+    dead = {2};
+    runFor(milliseconds(50));
+    link().setDeadline(1, now + milliseconds(150)); // less than its time-out
+    write(1, 2, 50, 0x1111);
+    link().setOpenOrders(1);
+    runFor(seconds(5));
+    EXPECT_EQ(1u, sentTo(2).size());
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Unconfirmed));
+}
+
 TEST_F(DriverLinkTest, ChoosesNoRequestWhileAnOrderIsHandedOver)
 {
     setUpDriver();

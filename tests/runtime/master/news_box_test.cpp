@@ -51,6 +51,31 @@ TEST(NewsBox, WakesWhoWaits)
     other.join();
 }
 
+TEST(NewsBox, EndsAWaitWhereItIsWoken)
+{
+    NewsBox box;
+    const Time start = steadyNow();
+    box.wake(); // before the wait
+    box.wait(start + std::chrono::hours(1));
+    std::thread other([&box] { box.wake(); }); // before it or meanwhile
+    box.wait(start + std::chrono::hours(1));
+    other.join();
+    EXPECT_LT(steadyNow(), start + std::chrono::hours(1));
+}
+
+TEST(NewsBox, TakesNothingByWaiting)
+{
+    NewsBox box;
+    News change;
+    change.station.emplace();
+    change.station->station = 5;
+    change.station->offline = true;
+    box.put(std::move(change));
+    box.wait(steadyNow() + std::chrono::hours(1));
+    EXPECT_TRUE(box.takeBack(5)) << "it is switched between the wait and the taking";
+    EXPECT_FALSE(box.take().at(0).station);
+}
+
 TEST(NewsBox, WakesNobodyForReportsAlone)
 {
     NewsBox box;

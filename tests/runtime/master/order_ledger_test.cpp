@@ -36,6 +36,37 @@ TEST(OrderLedger, TellsTheOneResultOfAnOperation)
     EXPECT_FALSE(ledger.isOpen(ticket));
 }
 
+TEST(OrderLedger, KeepsThePlaceOfAnOrderThatEndsWhileTheDriverHasIt)
+{
+    OrderLedger ledger;
+    const Ticket first = ledger.open(write(1, 100));
+    ledger.start(first);
+    EXPECT_TRUE(ledger.closeAndWithdraw(first, ended(OrderEnd::Expired)));
+    EXPECT_FALSE(ledger.closeAndWithdraw(first, ended(OrderEnd::Good)));
+    EXPECT_EQ(OrderEnd::Expired, ledger.result(first).end);
+    EXPECT_EQ(1, ledger.startedCount());
+    const Ticket second = ledger.open(write(1, 100));
+    EXPECT_FALSE(ledger.mayStart(second)) << "the driver would put it in place of the first";
+    ledger.release({first});
+    EXPECT_TRUE(ledger.mayStart(second));
+    EXPECT_TRUE(ledger.closeAndWithdraw(second, ended(OrderEnd::Expired))) << "one that waits has no place";
+    EXPECT_EQ(0, ledger.startedCount());
+}
+
+TEST(OrderLedger, TellsWhichOrdersHaveEndedInTheirOrder)
+{
+    OrderLedger ledger;
+    const Ticket first = ledger.open(write(1, 100));
+    const Ticket second = ledger.open(write(2, 100));
+    const Ticket third = ledger.open(write(3, 100));
+    ledger.close(third, ended(OrderEnd::Good));
+    ledger.close(first, ended(OrderEnd::Good));
+    EXPECT_EQ((std::vector<Ticket>{third, first}), ledger.endedSince(0));
+    EXPECT_TRUE(ledger.endedSince(ledger.endedCount()).empty());
+    ledger.closeAll(-1, OrderEnd::Closed);
+    EXPECT_EQ(std::vector<Ticket>{second}, ledger.endedSince(2));
+}
+
 TEST(OrderLedger, KnowsNothingOfAnOperationThatWasNeverOpened)
 {
     OrderLedger ledger;

@@ -83,9 +83,10 @@ TEST_F(OwnDriverTest, SharesNothingWithThoseThatAreLoadedAlready)
 {
     OwnDriver first(PLC_DRIVER_PATH);
     OwnDriver second(PLC_DRIVER_PATH);
-    OwnDriver third(PLC_DRIVER_PATH, NoMemory(folder));
-    const std::array<OwnDriver *, 3> drivers{&first, &second, &third};
-    std::array<COM_INFO, 3> infos{};
+    OwnDriver third(PLC_DRIVER_PATH);
+    OwnDriver fourth(PLC_DRIVER_PATH, NoMemory(folder));
+    const std::array<OwnDriver *, 4> drivers{&first, &second, &third, &fourth};
+    std::array<COM_INFO, 4> infos{};
     std::array<unsigned short, 50501> words{};
     for (std::size_t i = 0; i < drivers.size(); ++i) {
         infos[i].maxBlock = static_cast<int>(10 * i + 10);
