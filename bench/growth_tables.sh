@@ -100,23 +100,29 @@ blocks_table() {
     done
 }
 
-# write_growth_tables FILE: makes the tables and puts each between its two marks in FILE, which has to have them all.
-write_growth_tables() {
-    local table
-    for table in variables stations pending blocks; do
-        grep -qxF "<!-- $table: made by scripts/bench --growth -->" "$1" || die "$1 has no mark of the table '$table'"
+# write_tables FILE OPTION TABLE...: makes each table by TABLE_table and puts it between its two marks in FILE, which has to
+# have them all and names the option of scripts/bench.
+write_tables() {
+    local file=$1 option=$2 table
+    shift 2
+    for table in "$@"; do
+        grep -qxF "<!-- $table: made by scripts/bench $option -->" "$file" || die "$file has no mark of the table '$table'"
         # No condition, in which a failure inside would go unnoticed.
         "${table}_table" >"$scratch/$table"
         cat "$scratch/$table"
         printf '\n'
     done
-    awk -v folder="$scratch" '
-        /^<!-- [a-z]+: made by scripts\/bench --growth -->$/ {
+    awk -v folder="$scratch" -v option="$option" '
+        /^<!-- [a-z]+: made by scripts\/bench --[a-z]+ -->$/ && $(NF - 1) == option {
             print; table = folder "/" substr($2, 1, length($2) - 1)
             while ((getline line < table) > 0) print line
             skipping = 1; next
         }
         /^<!-- end -->$/ { skipping = 0 }
-        !skipping { print }' "$1" >"$scratch/document"
-    cp "$scratch/document" "$1"
+        !skipping { print }' "$file" >"$scratch/document"
+    cp "$scratch/document" "$file"
+}
+
+write_growth_tables() {
+    write_tables "$1" --growth variables stations pending blocks
 }

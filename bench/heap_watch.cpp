@@ -25,7 +25,7 @@ struct HeapCall
     std::size_t size; ///< 0: the block was given back
 };
 
-constexpr std::size_t kMostCalls = 1 << 20;
+constexpr std::size_t kMostCalls = 1 << 22;
 
 HeapCall calls[kMostCalls];
 std::size_t callCount = 0;

@@ -1,7 +1,7 @@
 # Read by cpack for each kind of package: the Debian packages are made of the parts of an installation, the tarball of the
 # part for panels.
 if(CPACK_GENERATOR STREQUAL "DEB")
-  set(CPACK_COMPONENTS_ALL library development tools)
+  set(CPACK_COMPONENTS_ALL library development tools runtime runtime_development)
   # The descriptions of the packages begin with a summary of their own.
   set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")
   set(CPACK_PACKAGING_INSTALL_PREFIX "/usr")

@@ -2,6 +2,8 @@
 #   library      libplcdriver.so.1
 #   development  headers, the link to the library, files for CMake and pkg-config
 #   tools        plchost, plcstation
+#   runtime      libplcruntime.so.1
+#   runtime_development  its header, the link to it, the library for tests, files for CMake and pkg-config
 #   panel        library, headers and documents in plain folders, for a tarball; never part of an ordinary installation
 include(CMakePackageConfigHelpers)
 
@@ -63,6 +65,32 @@ foreach(header IN LISTS plc_headers)
   install(FILES "src/${header}" DESTINATION "include/plcdriver/${folder}" COMPONENT panel EXCLUDE_FROM_ALL)
 endforeach()
 
+if(TARGET plcruntime)
+  set(plc_runtime_headers "${CMAKE_CURRENT_SOURCE_DIR}/runtime/include/plcruntime/plcruntime.h")
+  target_link_libraries(plcruntime INTERFACE $<INSTALL_INTERFACE:${plc_qt_target}>)
+  target_compile_features(plcruntime_testing INTERFACE cxx_std_11)
+  # Objects of C++17 alone: who links them does so by a compiler that has that runtime.
+  target_link_libraries(plcruntime_testing INTERFACE
+    $<INSTALL_INTERFACE:${plc_qt_target}> $<INSTALL_INTERFACE:Threads::Threads> $<INSTALL_INTERFACE:${CMAKE_DL_LIBS}>)
+  set_target_properties(plcruntime PROPERTIES EXPORT_NAME runtime)
+  set_target_properties(plcruntime_testing PROPERTIES EXPORT_NAME runtime_testing)
+  install(TARGETS plcruntime EXPORT plcruntimeTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime NAMELINK_COMPONENT runtime_development
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+  install(TARGETS plcruntime_testing EXPORT plcruntimeTargets
+    ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT runtime_development
+    INCLUDES DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}")
+  install(EXPORT plcruntimeTargets NAMESPACE plcdriver:: DESTINATION "${plc_cmake_to}" COMPONENT runtime_development)
+  install(FILES ${plc_runtime_headers} "${CMAKE_CURRENT_SOURCE_DIR}/runtime/include/plcruntime/testing.h"
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/plcruntime" COMPONENT runtime_development)
+  foreach(name IN ITEMS plcruntime plcruntime_testing)
+    configure_file(packaging/${name}.pc.in "${plc_made}/${name}.pc" @ONLY)
+    install(FILES "${plc_made}/${name}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT runtime_development)
+  endforeach()
+  install(TARGETS plcruntime LIBRARY DESTINATION lib COMPONENT panel EXCLUDE_FROM_ALL)
+  install(FILES ${plc_runtime_headers} DESTINATION include/plcruntime COMPONENT panel EXCLUDE_FROM_ALL)
+endif()
+
 if(PLC_TOOLS)
   install(TARGETS plchost plcstation RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
 endif()
@@ -77,6 +105,7 @@ install(TARGETS plcdriver LIBRARY DESTINATION lib COMPONENT panel EXCLUDE_FROM_A
 install(FILES "${plc_made}/README.txt" DESTINATION . COMPONENT panel EXCLUDE_FROM_ALL)
 # In the folders of the checkout, so that the links between them hold.
 install(FILES CHANGELOG.md SECURITY.md DESTINATION . COMPONENT panel EXCLUDE_FROM_ALL)
-install(FILES docs/integration.md docs/host-policies.md docs/cycle.md docs/wire_formats.md docs/abi.md DESTINATION docs COMPONENT panel
+install(FILES docs/integration.md docs/runtime.md docs/host-policies.md docs/cycle.md docs/wire_formats.md docs/abi.md DESTINATION docs COMPONENT panel
   EXCLUDE_FROM_ALL)
-install(FILES docs/examples/minimal_runtime.cpp DESTINATION docs/examples COMPONENT panel EXCLUDE_FROM_ALL)
+install(FILES docs/examples/minimal_runtime.cpp docs/examples/logger.cpp docs/examples/write_once.cpp docs/examples/two_lines.cpp
+  DESTINATION docs/examples COMPONENT panel EXCLUDE_FROM_ALL)

@@ -44,6 +44,25 @@ plchost reads, writes and watches variables of stations on a serial line
 through the driver library; plcstation simulates stations and a faulty line on
 a pseudo-terminal.")
 
+set(plc_runtime_package "libplcruntime${PROJECT_VERSION_MAJOR}")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${plc_runtime_package})
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+# The driver is loaded while the program runs, so nothing of it is found in the library.
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS "${plc_library_package} ${plc_same_version}")
+set(CPACK_DEBIAN_RUNTIME_DESCRIPTION "runtime around the Modbus RTU master driver for operator panels
+A library for programs that read and write variables of stations on serial
+lines: it owns port, thread and clock, and tells values with their quality and
+age, ends of orders, and stations and ports that go and come back.")
+
+set(CPACK_DEBIAN_RUNTIME_DEVELOPMENT_PACKAGE_NAME libplcruntime-dev)
+set(CPACK_DEBIAN_RUNTIME_DEVELOPMENT_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_RUNTIME_DEVELOPMENT_PACKAGE_DEPENDS
+  "${plc_runtime_package} ${plc_same_version}, libplcdriver-dev ${plc_same_version}, qtbase5-dev")
+set(CPACK_DEBIAN_RUNTIME_DEVELOPMENT_DESCRIPTION "runtime around the Modbus RTU master driver, for development
+Header of the runtime library, what CMake and pkg-config need to find it, and a
+library for tests that simulates a line with stations and faults in virtual
+time.")
+
 if(CMAKE_CROSSCOMPILING)
   # The packages of the other architecture are unknown to this machine's dpkg, so the dependencies stand here. Those of the
   # library follow from scripts/check-symbols, those of the tools from the release whose system root they are linked with.
@@ -58,6 +77,7 @@ if(CMAKE_CROSSCOMPILING)
     set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE ${CMAKE_SYSTEM_PROCESSOR})
   endif()
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= 2.4), libqt5core5a (>= 5.15.1)")
+  string(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS ", libc6 (>= 2.34), libqt5core5a (>= 5.15.1)")
   string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12), "
     "libqt5core5a (>= 5.15.1), libqt5serialbus5 (>= 5.15.1), libjsoncpp25 (>= 1.9.5), libcsv3 (>= 3.0.3)")
 else()
@@ -70,7 +90,11 @@ endif()
 # What tells dpkg that programs linked with the library need this package, and the system that there is a new library.
 file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs"
   "libplcdriver ${PROJECT_VERSION_MAJOR} ${plc_library_package} (>= ${PROJECT_VERSION})\n")
+file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/runtime/shlibs"
+  "libplcruntime ${PROJECT_VERSION_MAJOR} ${plc_runtime_package} (>= ${PROJECT_VERSION})\n")
 file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers" "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA
+  "${CMAKE_CURRENT_BINARY_DIR}/packaging/runtime/shlibs;${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA
   "${CMAKE_CURRENT_BINARY_DIR}/packaging/shlibs;${CMAKE_CURRENT_BINARY_DIR}/packaging/triggers")
 
@@ -82,7 +106,7 @@ if("DEB" IN_LIST CPACK_GENERATOR)
   if(PLC_GZIP)
     execute_process(COMMAND "${PLC_GZIP}" -9nf "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian")
   endif()
-  foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS)
+  foreach(component IN ITEMS LIBRARY DEVELOPMENT TOOLS RUNTIME RUNTIME_DEVELOPMENT)
     string(TOLOWER ${component} part)
     set(folder "${CMAKE_INSTALL_DATADIR}/doc/${CPACK_DEBIAN_${component}_PACKAGE_NAME}")
     install(FILES packaging/copyright "${CMAKE_CURRENT_BINARY_DIR}/packaging/changelog.Debian.gz"

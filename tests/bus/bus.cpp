@@ -2,9 +2,8 @@
 
 #include <algorithm>
 
+#include "choices.h"
 #include "core/register_types.h"
-#include "runtime/panel/pieces.h"
-#include "runtime/panel/registration.h"
 
 namespace plc::bus {
 
@@ -113,102 +112,101 @@ BusPlan agreed(BusPlan plan)
     plan.field.timeout = plan.link.timeout;
     plan.field.latest = plan.link.timeout + plan.link.lateGuard.value_or(plan.link.timeout) - kNotice;
     plan.field.handsOverInBursts = plan.burst > Time::zero();
-    const auto order = [&plan](quint32 option) {
-        return (plan.link.options & option) != 0 ? CrcOrder::HighFirst : CrcOrder::LowFirst;
-    };
-    plan.field.requestOrder = order(kOptionSwapRequestCrc);
-    plan.field.replyOrder = order(kOptionSwapReplyCrc);
+    plan.field.items = kItems;
+    plan.field.requestCrcHighFirst = hasOption(plan.link.options, kOptionSwapRequestCrc);
+    plan.field.replyCrcHighFirst = hasOption(plan.link.options, kOptionSwapReplyCrc);
     plan.link.echo = plan.echo;
     return plan;
 }
 
-Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver)
+Bus::Bus(const BusPlan &plan)
     : plan_(plan), journal_(plan.trace ? kTraced : kUntraced), wire_(plan.link.baud, plan.seed * 2 + 1),
       witness_(witnessPlan(plan, wire_), journal_,
-               [&driver](int station, int baseType, int first, int count) {
-                   return mirrorOf(driver, station, baseType, first, count);
+               [this](int station, int baseType, int first, int count) {
+                   return mirrorOf(front_->driver(), station, baseType, first, count);
                }),
-      field_(plan.field, wire_, journal_, witness_, plan.seed * 2),
-      session_(driver, plan.link,
-               [this](runtime::DriverLibrary &library, COM_INFO &info, const runtime::LinkSettings &link) {
-                   auto made = std::make_unique<VirtualLink>(
-                       library, info, link,
-                       Line{wire_, field_, witness_, journal_, plan_.burst, plan_.echo, plan_.trace});
-                   link_ = made.get();
-                   return made;
-               })
+      stations_(plan.field, plan.seed * 2),
+      field_(plan.field, stations_, wire_, journal_, witness_, plan.seed * 2)
 {
     witness_.setField(&field_);
+    witness_.setStations(&stations_);
     watch();
-    session_.setListener([this](const runtime::News &news) {
-        if (news.transaction && keepTransactions_)
-            transactions_.push_back(*news.transaction);
-        if (news.station && news.station->offline) {
-            note("station " + std::to_string(news.station->station) + " is offline");
-            ++wentOffline_;
-        }
-        if (news.station && !news.station->offline)
-            note("station " + std::to_string(news.station->station) + " is back");
-        if (news.port)
-            note(news.port->change == runtime::PortNews::Change::Back ? "the port is back"
-                                                                      : "the port is lost");
-    });
+}
+
+Bus::Bus(const BusPlan &plan, runtime::DriverLibrary &driver) : Bus(plan)
+{
+    front_ = std::make_unique<SessionFront>(driver, plan.link, linkFactory(), listener(), watched_,
+                                            plan.packed, plan.priorities);
+}
+
+Bus::Bus(const BusPlan &plan, const std::string &driverFile) : Bus(plan)
+{
+    LineFront::Ground ground;
+    ground.makeLink = linkFactory();
+    ground.clock = [this] { return now_; };
+    ground.wait = [this](Time until) {
+        if (link_) // otherwise the line could not be opened, and the witness knows why
+            link_->wait(until);
+    };
+    ground.complain = [this](const std::string &what) { witness_.complain(now_, what); };
+    front_ =
+        std::make_unique<LineFront>(driverFile, plan.link, ground, listener(), watched_, plan.priorities);
+}
+
+runtime::LinkFactory Bus::linkFactory()
+{
+    return [this](runtime::DriverLibrary &driver, COM_INFO &info, const runtime::LinkSettings &link) {
+        auto made = std::make_unique<VirtualLink>(
+            driver, info, link,
+            simulation::Line{wire_, field_, witness_, journal_, now_, plan_.burst, plan_.echo, plan_.trace});
+        lookAtChoicesOf(driver);
+        link_ = made.get();
+        return made;
+    };
+}
+
+Front::Listener Bus::listener()
+{
+    Front::Listener listener;
+    listener.transaction = [this](const runtime::TransactionReport &report) {
+        if (keepTransactions_)
+            transactions_.push_back(report);
+    };
+    listener.station = [this](int station, bool offline) {
+        note("station " + std::to_string(station) + (offline ? " is offline" : " is back"));
+        wentOffline_ += offline ? 1u : 0u;
+    };
+    listener.port = [this](bool isBack) { note(isBack ? "the port is back" : "the port is lost"); };
+    return listener;
 }
 
 void Bus::watch()
 {
-    std::vector<runtime::PriorityRow> rows;
-    std::vector<runtime::Variable> packed;
-    int reads = 0;
     for (const std::string &text : plan_.watched) {
         watched_.push_back(runtime::parseVariable(text, false));
         const runtime::Variable &variable = watched_.back();
-        if (plan_.packed)
-            packed.push_back(variable);
-        else
-            session_.watch(variable);
-        firstReads_.push_back(reads);
-        reads += runtime::readPieces(variable, plan_.link);
-        witness_.watched(session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
+        witness_.watched(stationOf(variable), variable.area->baseType, variable.baseFirst(),
                          variable.baseCount());
     }
-    constexpr int kTexts = 10;
-    constexpr int kLevelText = 8;
-    for (const auto &[name, level] : plan_.priorities) {
-        runtime::PriorityRow row;
-        for (int i = 0; i < kTexts; ++i)
-            row.texts.append(QString());
-        row.texts[kLevelText] = QString::number(level);
-        row.texts.last() = QString::fromStdString(name);
-        const runtime::Variable place =
-            runtime::parseVariable(name.substr(0, 2) + ":" + name.substr(2), false);
-        row.level = level;
-        row.baseType = place.area->baseType;
-        rows.push_back(row);
-    }
-    if (!plan_.packed)
-        return;
-    session_.registerVariables(packed, rows);
-    session_.setLevelStations(runtime::levelStations(packed, rows, plan_.link));
 }
 
 void Bus::runUntil(Time until)
 {
     while (now() < until && witness_.complaint().empty()) {
-        session_.pump(until);
+        front_->pump(until);
         digestEnds();
     }
 }
 
 void Bus::note(const std::string &what)
 {
-    journal_.note(now(), "runtime", 0, ByteView(), what.c_str());
+    journal_.note(now(), "runtime", 0, Bytes(), what.c_str());
 }
 
 void Bus::digestEnds()
 {
     for (auto order = open_.begin(); order != open_.end();) {
-        const runtime::OrderResult result = session_.result(order->first);
+        const runtime::OrderResult result = front_->result(order->first);
         if (result.end == runtime::OrderEnd::Open) {
             ++order;
             continue;
@@ -223,7 +221,7 @@ void Bus::digestEnds()
 void Bus::forgetEnds()
 {
     for (const runtime::Ticket ticket : ended_)
-        session_.forget(ticket);
+        front_->forget(ticket);
     ended_.clear();
     witness_.forget(now());
 }
@@ -235,8 +233,8 @@ runtime::Ticket Bus::write(const std::string &variable, const runtime::Values &v
 
 runtime::Ticket Bus::write(const runtime::Variable &variable, const runtime::Values &values)
 {
-    const int station = session_.stationOf(variable);
-    const runtime::Ticket ticket = session_.write(variable, values);
+    const int station = stationOf(variable);
+    const runtime::Ticket ticket = front_->write(variable, values);
     note("orders write " + std::to_string(ticket) + " to " + variable.text);
     witness_.ordered(now(), {ticket, station, elementsOf(variable, values)});
     open_.emplace(ticket, now());
@@ -248,32 +246,32 @@ runtime::Ticket Bus::write(const runtime::Variable &variable, const runtime::Val
 void Bus::checkRefused(runtime::Ticket ticket, int station)
 {
     if (isPortLost())
-        witness_.mustBeLost(now(), ticket, session_.result(ticket));
+        witness_.mustBeLost(now(), ticket, front_->result(ticket));
     else if (isOffline(station))
-        witness_.mustBeOffline(now(), ticket, session_.result(ticket));
+        witness_.mustBeOffline(now(), ticket, front_->result(ticket));
 }
 
 runtime::Ticket Bus::read(const std::string &text)
 {
     const runtime::Variable variable = runtime::parseVariable(text, false);
-    const runtime::Ticket ticket = session_.read(variable);
+    const runtime::Ticket ticket = front_->read(variable);
     note("orders reading " + std::to_string(ticket) + " of " + text);
     witness_.orderedRead(now(), ticket);
     open_.emplace(ticket, now());
-    checkRefused(ticket, session_.stationOf(variable));
+    checkRefused(ticket, stationOf(variable));
     digestEnds();
     return ticket;
 }
 
-runtime::Values Bus::valuesOf(const std::string &variable) const
+runtime::Values Bus::valuesOf(const std::string &variable)
 {
-    return session_.values(runtime::parseVariable(variable, false));
+    return session().values(runtime::parseVariable(variable, false));
 }
 
 void Bus::setStationEnabled(int station, bool enabled)
 {
     note("switches station " + std::to_string(station) + (enabled ? " on" : " off"));
-    session_.setStationEnabled(station, enabled);
+    front_->setStationEnabled(station, enabled);
     witness_.switched(now(), station, enabled);
     digestEnds();
 }
@@ -282,23 +280,25 @@ void Bus::losePort(Time lasts)
 {
     field_.notePortGone(now());
     link_->losePort(now() + lasts);
-    session_.pump(now());
+    front_->pump(now());
     digestEnds();
     if (!open_.empty())
         witness_.complain(now(), "(s) order " + std::to_string(open_.begin()->first) +
                                      " has not ended when the port was lost");
 }
 
+const runtime::Statistics &Bus::statistics() const
+{
+    static const runtime::Statistics kNone;
+    return link_ ? link_->statistics() : kNone;
+}
+
 void Bus::lookAt(std::size_t number)
 {
     const runtime::Variable &variable = watched_[number];
-    witness_.lookAt(now(), session_.stationOf(variable), variable.area->baseType, variable.baseFirst(),
+    witness_.lookAt(now(), stationOf(variable), variable.area->baseType, variable.baseFirst(),
                     variable.baseCount());
-    // What the driver has packed has no status in the session.
-    if (!plan_.packed)
-        witness_.checkStatus(now(), variable.text, session_.stationOf(variable), firstReads_[number],
-                             runtime::readPieces(variable, plan_.link),
-                             session_.status(static_cast<int>(number)));
+    front_->checkStatus(now(), number, witness_);
 }
 
 } // namespace plc::bus

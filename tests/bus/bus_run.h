@@ -26,10 +26,18 @@ struct RunResult
     std::string journal;   ///< the last events, with a complaint
 };
 
+/// What the panel of a bus talks to.
+enum class Way
+{
+    PublicInterface,
+    Session ///< below it
+};
+
 /// Runs a seed.
-/// @param driver  not used before in this process.
+/// @param driver  not used before in this process; the public interface loads the same file once more.
 /// @param trace   the journal has the host's own trace as well.
-RunResult runSeed(std::uint64_t seed, Time simulated, runtime::DriverLibrary &driver, bool trace = false);
+RunResult runSeed(std::uint64_t seed, Time simulated, runtime::DriverLibrary &driver, Way way,
+                  bool trace = false);
 
 } // namespace plc::bus
 

@@ -14,7 +14,7 @@ using std::chrono::minutes;
 RunResult run(std::uint64_t seed, Time time)
 {
     FreshDriver driver(PLC_DRIVER_PATH);
-    return runSeed(seed, time, driver.library());
+    return runSeed(seed, time, driver.library(), Way::PublicInterface);
 }
 
 TEST(BusSeed, RepeatsARunByteByByte)

@@ -34,6 +34,7 @@ constexpr const char *kHelp =
     "  --hours H      simulated hours of each seed, at most 10000 (default 2)\n"
     "  --jobs N       processes at once with --seeds, at most 1000 (default: one a processor)\n"
     "  --driver PATH  the driver library, if it is not the one of this build\n"
+    "  --session      through a session, below the public interface\n"
     "\n"
     "The same seed and hours give the same run, byte by byte. With 100 seeds and 100 hours and more, a "
     "fault or a "
@@ -55,6 +56,7 @@ struct Options
     std::uint64_t last = 0;
     bool isOne = false;
     bool isRange = false;
+    Way way = Way::PublicInterface;
     bool help = false;
     double hours = 2;
     std::uint64_t jobs = 0; ///< 0 = one a processor
@@ -119,6 +121,10 @@ std::optional<Options> parse(int argc, char **argv)
         if (name == "--help" || name == "-h") {
             options.help = true;
             return options;
+        }
+        if (name == "--session") {
+            options.way = Way::Session;
+            continue;
         }
         const bool hasValue = i + 1 < argc;
         problem = take(name, hasValue ? argv[++i] : "", &options);
@@ -186,6 +192,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.unconfirmed += run.checks.unconfirmed;
     checks.portOrders += run.checks.portOrders;
     checks.pauses += run.checks.pauses;
+    checks.toldValues += run.checks.toldValues;
 }
 
 /// Prints figures and remembers which were 0.
@@ -210,7 +217,7 @@ private:
 };
 
 /// @return what has never happened.
-std::vector<std::string> print(const Total &total, double wallSeconds)
+std::vector<std::string> print(const Total &total, Way way, double wallSeconds)
 {
     FigurePrinter printFigure;
     const RunResult &sum = total.sum;
@@ -252,6 +259,9 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
     printFigure("(q) probes and relapses that the others pay for", sum.checks.bookedProbes);
     printFigure("(s) orders that ended since the port was gone", sum.checks.portOrders);
     printFigure("(t) requests to stations that need a pause", sum.checks.pauses);
+    // A session tells no values of what the driver packs.
+    if (way == Way::PublicInterface)
+        printFigure("(u) values of variables as they were read", sum.checks.toldValues);
     std::printf("%zu of %llu seeds failed\n", total.failedSeeds.size(),
                 static_cast<unsigned long long>(total.runs));
     if (total.failedSeeds.empty())
@@ -264,11 +274,12 @@ std::vector<std::string> print(const Total &total, double wallSeconds)
 }
 
 /// @param journal  with the last events.
-void printComplaint(std::uint64_t seed, double hours, const RunResult &result, bool journal)
+void printComplaint(std::uint64_t seed, const Options &options, const RunResult &result, bool journal)
 {
-    std::printf("seed %llu: %s\n  repeat it: bus_test --seed %llu --hours %g\n",
+    std::printf("seed %llu: %s\n  repeat it: bus_test --seed %llu --hours %g%s\n",
                 static_cast<unsigned long long>(seed), result.complaint.c_str(),
-                static_cast<unsigned long long>(seed), hours);
+                static_cast<unsigned long long>(seed), options.hours,
+                options.way == Way::Session ? " --session" : "");
     if (journal)
         std::printf("  %s\n%s\n", describe(makeScenario(seed)).c_str(), result.journal.c_str());
 }
@@ -281,17 +292,17 @@ Time timeOf(double hours)
 int runOne(const Options &options, runtime::DriverLibrary &driver)
 {
     const auto began = std::chrono::steady_clock::now();
-    const RunResult result = runSeed(options.first, timeOf(options.hours), driver, true);
+    const RunResult result = runSeed(options.first, timeOf(options.hours), driver, options.way, true);
     const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
     Total total;
     add(&total, options.first, result);
     std::printf("seed %llu: %s\n", static_cast<unsigned long long>(options.first),
                 describe(makeScenario(options.first)).c_str());
-    print(total, wall);
+    print(total, options.way, wall);
     std::printf("digest of the line: %016llx\n", static_cast<unsigned long long>(result.digest));
     if (result.complaint.empty())
         return 0;
-    printComplaint(options.first, options.hours, result, true);
+    printComplaint(options.first, options, result, true);
     return 1;
 }
 
@@ -393,7 +404,7 @@ Child startChild(std::uint64_t seed, const Options &options, runtime::DriverLibr
     close(ends[0]);
     std::string message;
     try {
-        message = packed(runSeed(seed, timeOf(options.hours), driver));
+        message = packed(runSeed(seed, timeOf(options.hours), driver, options.way));
     } catch (const std::exception &problem) {
         RunResult failed;
         failed.complaint = std::string("exception: ") + problem.what();
@@ -454,13 +465,12 @@ int runMany(const Options &options, runtime::DriverLibrary &driver)
             const RunResult result = finish(children[i]);
             add(&total, children[i].seed, result);
             if (!result.complaint.empty())
-                printComplaint(children[i].seed, options.hours, result,
-                               total.failedSeeds.size() <= kMostTold);
+                printComplaint(children[i].seed, options, result, total.failedSeeds.size() <= kMostTold);
             children.erase(children.begin() + static_cast<std::ptrdiff_t>(i));
         }
     }
-    const std::vector<std::string> never =
-        print(total, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
+    const std::vector<std::string> never = print(
+        total, options.way, std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count());
     if (!total.failedSeeds.empty())
         return 1;
     // What never happens proves nothing. Shorter runs may well miss something.

@@ -8,12 +8,9 @@
 #include <deque>
 #include <vector>
 
-#include "random.h"
-#include "station/register_model.h"
+#include "simulated_line.h"
 
 namespace plc::bus {
-
-using namespace station; // its bytes, areas and rules are the line's
 
 constexpr int kItems = 256;         ///< in each area of a station
 constexpr int kFirstSetpoint = 128; ///< coils and holding registers from here on change only when written

@@ -335,7 +335,7 @@ TEST_F(BusPolicy, ABroadcastIsGivenItsTurnaround)
     const runtime::Ticket ticket = bus.write("4x:130@0", {17});
     bus.runFor(seconds(2));
     EXPECT_EQ(OrderEnd::Good, bus.endOf(ticket));
-    EXPECT_EQ(17, bus.field().history(1).value(Area::HoldingRegisters, 130));
+    EXPECT_EQ(17, bus.history(1).value(Area::HoldingRegisters, 130));
     const std::vector<runtime::TransactionReport> &transactions = bus.transactions();
     const auto broadcast = std::find_if(transactions.begin(), transactions.end(),
                                         [](const auto &report) { return report.request.station == 0; });
@@ -488,7 +488,7 @@ TEST_F(BusPolicy, AWriteThatHasBegunIsNotSentAgain)
         const runtime::Ticket ticket = bus.write("4x:130@1", {static_cast<std::uint32_t>(i)});
         bus.runFor(seconds(1));
         EXPECT_EQ(OrderEnd::Refused, bus.endOf(ticket));
-        EXPECT_EQ(i, bus.field().history(1).value(Area::HoldingRegisters, 130));
+        EXPECT_EQ(i, bus.history(1).value(Area::HoldingRegisters, 130));
     }
     EXPECT_EQ("", bus.witness().complaint());
     EXPECT_EQ(0u, bus.statistics().total.retries);
@@ -721,7 +721,7 @@ TEST_F(BusPolicy, OrdersForAnOfflineStationFailAtOnceAndItComesBackByItself)
     const runtime::Ticket again = bus.write("4x:131@2", {99});
     bus.runFor(seconds(5));
     EXPECT_EQ(OrderEnd::Good, bus.endOf(again));
-    EXPECT_EQ(99, bus.field().history(2).value(Area::HoldingRegisters, 131));
+    EXPECT_EQ(99, bus.history(2).value(Area::HoldingRegisters, 131));
     EXPECT_EQ("", bus.witness().complaint());
 }
 
@@ -767,8 +767,8 @@ TEST_F(BusPolicy, ThousandsOfOrdersAreTakenAndMoreIsRefused)
     bus.runFor(minutes(5));
     for (const runtime::Ticket ticket : tickets)
         ASSERT_EQ(OrderEnd::Good, bus.endOf(ticket)) << ticket;
-    EXPECT_EQ(4050, bus.field().history(1).value(Area::HoldingRegisters, 130));
-    EXPECT_EQ(4095, bus.field().history(2).value(Area::HoldingRegisters, 175));
+    EXPECT_EQ(4050, bus.history(1).value(Area::HoldingRegisters, 130));
+    EXPECT_EQ(4095, bus.history(2).value(Area::HoldingRegisters, 175));
     EXPECT_EQ("", bus.witness().complaint());
 }
 
@@ -872,7 +872,7 @@ TEST_F(BusPolicy, OrdersThatAreTakenBackFromTheDriverAreNeverSent)
                 continue;
             ++withdrawn;
             const int address = 130 + static_cast<int>(i) / 2;
-            EXPECT_NE(4000 + i / 2, bus.field().history(2).value(Area::HoldingRegisters, address));
+            EXPECT_NE(4000 + i / 2, bus.history(2).value(Area::HoldingRegisters, address));
         }
         EXPECT_GT(withdrawn, 50u);
     }
@@ -987,7 +987,7 @@ TEST_F(BusPolicy, AnOrderThatIsDroppedWhileTheLineIsWaitedForIsNotSent)
     EXPECT_EQ(OrderEnd::Dropped, bus.endOf(ticket));
     bus.runFor(seconds(5));
     EXPECT_EQ("", bus.witness().complaint());
-    EXPECT_NE(4711, bus.field().history(2).value(Area::HoldingRegisters, 130));
+    EXPECT_NE(4711, bus.history(2).value(Area::HoldingRegisters, 130));
 }
 
 TEST_F(BusPolicy, ABitIsNeverWrittenIntoAnOldRegister)
@@ -1036,7 +1036,7 @@ TEST_F(BusPolicy, AnOrderThatIsOnTheLineWhenItsStationIsSwitchedOffIsNotConfirme
     EXPECT_EQ(OrderEnd::Dropped, bus.endOf(behind));
     bus.runFor(seconds(5));
     EXPECT_EQ("", bus.witness().complaint());
-    EXPECT_EQ(4711, bus.field().history(2).value(Area::HoldingRegisters, 130)) << "it was done";
+    EXPECT_EQ(4711, bus.history(2).value(Area::HoldingRegisters, 130)) << "it was done";
 }
 
 TEST_F(BusPolicy, WhenTheLineIsBackAllStationsAreBackWithTheFirst)

@@ -84,8 +84,10 @@ void setLink(Random &random, Scenario *scenario)
         if (random.oneIn(8))
             link.options |= option;
     }
+    // In whole milliseconds, as settings are.
     if (random.oneIn(4))
-        link.lateGuard = random.between(link.timeout / 2, 2 * link.timeout);
+        link.lateGuard =
+            std::chrono::duration_cast<milliseconds>(random.between(link.timeout / 2, 2 * link.timeout));
     if (random.oneIn(2)) {
         link.offline.failures = random.between(1, 5);
         link.offline.firstProbe = milliseconds(random.between(500, 10000));
@@ -179,7 +181,7 @@ void setSlowStation(std::uint64_t seed, Scenario *scenario)
     if (!random.oneIn(6))
         return;
     runtime::StationSettings settings;
-    settings.pause = random.between(milliseconds(1), kLongestPause);
+    settings.pause = std::chrono::duration_cast<milliseconds>(random.between(milliseconds(1), kLongestPause));
     // How long it takes until a dead station is offline is reckoned with the repeats of the link.
     if (!scenario->withOutages)
         settings.retries = random.between(0, 4);

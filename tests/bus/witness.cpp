@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "choices.h"
 #include "runtime/line/exception_codes.h"
 #include "runtime/master/driver_link.h"
 #include "runtime/master/request_ids.h"
@@ -59,7 +60,7 @@ void Witness::complain(Time now, const std::string &what)
     char time[32];
     std::snprintf(time, sizeof time, "%.6f s: ", runtime::seconds(now));
     complaint_ = time + what;
-    journal_.note(now, "WITNESS", 0, ByteView(), what.c_str());
+    journal_.note(now, "WITNESS", 0, Bytes(), what.c_str());
 }
 
 const Witness::Sent *Witness::sentWith(int tag) const
@@ -71,9 +72,14 @@ const Witness::Sent *Witness::sentWith(int tag) const
     return found == earlier_.rend() ? nullptr : &*found;
 }
 
-void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId,
-                          bool isWrite)
+void Witness::timeStandsStill(Time now)
 {
+    complain(now, "the time stands still: the link wants to be woken in the past again and again");
+}
+
+void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame)
+{
+    const Choice &choice = lastChoice();
     ++checks_.requests;
     if (isPortLost_)
         complain(now, "(s) a request goes out while the port is gone");
@@ -89,9 +95,9 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame, int host
     sent.start = now;
     sent.chainStart = frame == sent_.frame ? sent_.chainStart : now;
     sent.frame = frame;
-    sent.hostId = hostId;
-    sent.ticket = hostId == runtime::kOrderHostId ? hostSubId : 0;
-    sent.isWrite = isWrite;
+    sent.hostId = choice.hostId;
+    sent.ticket = choice.hostId == runtime::kOrderHostId ? choice.hostSubId : 0;
+    sent.isWrite = choice.isWrite;
     if (sent_.tag >= 0)
         earlier_.push_back(std::move(sent_));
     sent_ = std::move(sent);
@@ -248,7 +254,7 @@ void Witness::checkOnlyOrdered(Time now, const Bytes &frame, const WriteOrder &o
 bool Witness::isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
                            std::uint16_t value) const
 {
-    const History &history = field_->history(station);
+    const History &history = stations_->history(station);
     const Time from = sent.readFrom;
     const Time to = now - Time(1);
     const auto &elements = order.order.elements;
@@ -406,20 +412,30 @@ void Witness::switched(Time now, int station, bool enabled)
         switchedOff_.insert(station);
 }
 
+void Witness::noteCyclic(Time now, const runtime::TransactionReport &report, CyclicRead *read) const
+{
+    read->station = report.request.station;
+    const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
+    if (isAnswered && !isAway(read->station) && wasThere(*read) && read->lastEnd > Time::zero())
+        read->pace = now - read->lastEnd;
+    read->lastEnd = now;
+    read->lastEndedWell = report.cause == AttemptEnd::Good;
+    if (read->lastEndedWell)
+        read->lastGood = now;
+}
+
 void Witness::transactionEnded(Time now, const runtime::TransactionReport &report)
 {
     sentInTransaction_ = 0;
     noteRest(now, report);
     if (report.request.hostId == runtime::kCyclicHostId && !runtime::tellsNothing(report.cause)) {
-        CyclicRead &read = cyclicReads_[report.request.hostSubId];
-        read.station = report.request.station;
-        const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
-        if (isAnswered && !isAway(read.station) && wasThere(read) && read.lastEnd > Time::zero())
-            read.pace = now - read.lastEnd;
-        read.lastEnd = now;
-        read.lastEndedWell = report.cause == AttemptEnd::Good;
-        if (read.lastEndedWell)
-            read.lastGood = now;
+        noteCyclic(now, report, &cyclicReads_[report.request.hostSubId]);
+        const int baseType = report.request.regType;
+        for (int i = 0; i < report.request.count; ++i) {
+            const auto shown = shown_.find({report.request.station, baseType, report.request.address + i});
+            if (shown != shown_.end())
+                noteCyclic(now, report, &shown->second.cyclic);
+        }
     }
     if (isHealthySince(report.startedAt)) {
         ++checks_.healthyTransactions;
@@ -479,11 +495,11 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
     for (int i = 0; i < count; ++i) {
         ++checks_.values;
         const std::uint16_t value = values[static_cast<std::size_t>(i)];
-        if (!field_->history(station).held(areaOfBaseType(baseType), first + i, value, from, now)) {
+        if (!stations_->history(station).held(areaOfBaseType(baseType), first + i, value, from, now)) {
             complain(now, "(a) the mirror shows " + hex(value) + " at " +
                               nameOf(station, baseType, first + i) +
                               ", which the station did not hold; it holds " +
-                              hex(field_->history(station).value(areaOfBaseType(baseType), first + i)));
+                              hex(stations_->history(station).value(areaOfBaseType(baseType), first + i)));
             return;
         }
         const auto shown = shown_.find({station, baseType, first + i});
@@ -491,7 +507,7 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
             continue;
         shown->second.read = value;
         if (report.request.hostId == runtime::kCyclicHostId)
-            shown->second.lastGood = now;
+            shown->second.brought = value;
         auto &written = shown->second.written;
         written.erase(std::remove_if(written.begin(), written.end(),
                                      [this, now](const auto &entry) { return isOver(entry.first, now); }),
@@ -652,40 +668,99 @@ void Witness::lookAt(Time now, int station, int baseType, int first, int count)
     }
 }
 
-void Witness::checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
-                          const runtime::WatchStatus &status)
+std::vector<const Witness::CyclicRead *> Witness::readsOf(int first, int count)
+{
+    std::vector<const CyclicRead *> reads;
+    for (int number = first; number < first + count; ++number)
+        reads.push_back(&cyclicReads_[number]);
+    return reads;
+}
+
+std::vector<const Witness::CyclicRead *> Witness::readsOfPlaces(int station, int baseType, int first,
+                                                                int count)
+{
+    std::vector<const CyclicRead *> reads;
+    for (int address = first; address < first + count; ++address)
+        reads.push_back(&shown_.at({station, baseType, address}).cyclic);
+    return reads;
+}
+
+void Witness::checkStatus(Time now, const std::string &name, int station,
+                          const std::vector<const CyclicRead *> &reads, const Told &told)
 {
     ++checks_.statuses;
     bool hasValue = true;
     bool allWell = true;
     bool inTime = true;
     Time oldest = now;
-    for (int number = firstRead; number < firstRead + count; ++number) {
-        const CyclicRead &read = cyclicReads_[number];
-        hasValue = hasValue && read.lastGood;
-        allWell = allWell && read.lastEndedWell;
-        inTime = inTime && mayBeGood(now, read);
-        oldest = std::min(oldest, read.lastGood.value_or(now));
+    for (const CyclicRead *read : reads) {
+        hasValue = hasValue && read->lastGood;
+        allWell = allWell && read->lastEndedWell;
+        inTime = inTime && mayBeGood(now, *read);
+        oldest = std::min(oldest, read->lastGood.value_or(now));
     }
     const auto absence = absences_.find(station);
     const bool isOffline = absence != absences_.end() && absence->second == Absence::Offline;
     const bool isOff = switchedOff_.count(station) > 0;
-    if (status.state == runtime::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
+    if (told.state == runtime::VariableState::Good && (!hasValue || !allWell || isOffline || isOff))
         complain(now, "(l) " + name + " is said to be good, and was not read well last");
-    if (status.state == runtime::VariableState::Good && !inTime)
+    if (told.state == runtime::VariableState::Good && !inTime)
         complain(now, "(l) " + name + " is said to be good " +
                           std::to_string(runtime::seconds(now - oldest)) + " s after it was read");
     const bool isLost = isPortLost_ && !isOff;
-    if (isOff != (status.state == runtime::VariableState::SwitchedOff) ||
-        isLost != (status.state == runtime::VariableState::PortLost) ||
-        (isOffline && !isOff && !isLost) != (status.state == runtime::VariableState::Offline))
+    if (isOff != (told.state == runtime::VariableState::SwitchedOff) ||
+        isLost != (told.state == runtime::VariableState::PortLost) ||
+        (isOffline && !isOff && !isLost) != (told.state == runtime::VariableState::Offline))
         complain(now,
                  "(l) " + name + " is not said to be offline, switched off or without a port when it is");
-    if (status.hasValue != hasValue)
+    if (told.hasValue != hasValue)
         complain(now, "(l) whether " + name + " was ever read is told wrongly");
-    if (hasValue && status.age != now - oldest)
+    const bool isOneReading = std::all_of(reads.begin(), reads.end(), [&reads](const CyclicRead *read) {
+        return read->lastGood == reads.front()->lastGood;
+    });
+    const Time age = (now - oldest) / told.precision * told.precision;
+    // The public interface shows values that came together: of several requests, those of the last round.
+    const bool isRight = told.age == age || (told.ofWholeReadings && !isOneReading && told.age > age);
+    if (hasValue && !isRight)
         complain(now, "(l) the age of " + name + " is " + std::to_string(runtime::seconds(now - oldest)) +
-                          " s, and is said to be " + std::to_string(runtime::seconds(status.age)) + " s");
+                          " s, and is said to be " + std::to_string(runtime::seconds(told.age)) + " s");
+}
+
+void Witness::checkValues(Time now, const runtime::Variable &variable, int station,
+                          const std::vector<std::uint64_t> &values)
+{
+    const int baseType = variable.area->baseType;
+    const Place first{station, baseType, variable.baseFirst()};
+    const std::optional<Time> readAt = shown_.at(first).cyclic.lastGood;
+    std::vector<const Shown *> places;
+    for (int i = 0; i < variable.baseCount(); ++i) {
+        places.push_back(&shown_.at({station, baseType, first.address + i}));
+        // Where several requests read it, what is whole is the interface's affair.
+        if (!readAt || places.back()->cyclic.lastGood != readAt)
+            return;
+    }
+    bool isRight = values.size() == static_cast<std::size_t>(variable.count);
+    for (std::size_t i = 0; isRight && i < values.size(); ++i) {
+        ++checks_.toldValues;
+        const std::size_t bit = static_cast<std::size_t>(variable.first % 16) + i;
+        if (variable.area->insideRegister) {
+            const Shown &place = *places[bit / 16];
+            isRight = values[i] == (place.brought >> (bit % 16) & 1u) || !place.written.empty();
+        } else if (variable.area->unit == runtime::Unit::RegisterPair) {
+            isRight = mayBeTold(*places[2 * i], values[i] >> 16) &&
+                      mayBeTold(*places[2 * i + 1], values[i] & 0xFFFFu);
+        } else {
+            isRight = mayBeTold(*places[i], values[i]);
+        }
+    }
+    if (!isRight)
+        complain(now, "(u) of " + variable.text + " other values are told than were read or written");
+}
+
+/// The last reading has brought it; or it was ordered to be written since, which the mirror shows at once.
+bool Witness::mayBeTold(const Shown &shown, std::uint64_t value)
+{
+    return value == shown.brought || mayShow(shown, static_cast<std::uint16_t>(value));
 }
 
 bool Witness::mayShow(const Shown &shown, std::uint16_t value)
@@ -717,7 +792,7 @@ void Witness::checkRecovery(Time now, Time since, const std::set<int> &except)
         if (except.count(place.station) > 0)
             continue;
         ++checks_.recoveries;
-        if (shown.lastGood.value_or(Time::zero()) <= since)
+        if (shown.cyclic.lastGood.value_or(Time::zero()) <= since)
             complain(now,
                      (except.empty() ? "(g) " : "(r) ") +
                          nameOf(place.station, place.baseType, place.address) +

@@ -38,6 +38,8 @@
 ///   ended well, and after each broadcast; and so is the line before a broadcast.
 /// - (s) While the port is gone nothing is sent. Every order that was open when it went ends at once, and so
 ///   does every order that is given meanwhile.
+/// - (u) The public interface tells of a variable what the last reading that brought it whole has brought, or
+///   what was ordered to be written there since.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
@@ -64,10 +66,11 @@
 #include <tuple>
 #include <vector>
 
-#include "field.h"
 #include "frames.h"
 #include "runtime/master/link.h"
 #include "runtime/panel/read_state.h"
+#include "runtime/panel/variable.h"
+#include "witnessed_stations.h"
 
 namespace plc::bus {
 
@@ -110,10 +113,11 @@ struct Checks
     std::uint64_t busy = 0;        ///< (o), transactions that ended with exception 06
     std::uint64_t portOrders = 0;  ///< (s), orders that ended since the port was gone
     std::uint64_t pauses = 0;      ///< (t), requests to stations that have a pause
+    std::uint64_t toldValues = 0;  ///< (u), values of variables
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
-class Witness : public FieldObserver
+class Witness : public FieldObserver, public LinkObserver
 {
 public:
     struct Plan
@@ -132,23 +136,20 @@ public:
         std::function<std::vector<std::uint16_t>(int station, int baseType, int first, int count)>;
 
     Witness(const Plan &plan, Journal &journal, ReadMirror readMirror);
-    void setField(Field *field) { field_ = field; }
+    void setField(const Field *field) { field_ = field; }
+    void setStations(WitnessedStations *stations) { stations_ = stations; }
 
     // From the line.
-    /// @param lastHeard  end of the last byte that the master has been handed.
-    /// @param hostId     @p hostSubId of the transaction.
-    void masterSends(Time now, Time lastHeard, const Bytes &frame, int hostId, int hostSubId, bool isWrite);
-    /// The master's last request has left.
-    void masterHasSent(Time end) { sent_.end = end; }
-    /// The master has been handed the bytes of its last request, as they were sent.
-    void masterHearsItself() { sent_.isHeard = true; }
+    bool isOver() const override { return !complaint_.empty(); }
+    void masterSends(Time now, Time lastHeard, const Bytes &frame) override;
+    void masterHasSent(Time end) override { sent_.end = end; }
+    void masterHearsItself() override { sent_.isHeard = true; }
+    void timeStandsStill(Time now) override;
     void executed(Time now, int station, const Bytes &frame, int tag) override;
     void lateReplyBegins(Time now, int station, int tag) override;
-    /// Tag of the request that is to be sent now.
-    int nextTag() const { return sent_.tag + 1; }
 
     // From the host.
-    void news(Time now, const runtime::News &news);
+    void news(Time now, const runtime::News &news) override;
 
     // From the runtime.
     /// These elements are read over and over.
@@ -164,10 +165,34 @@ public:
     void mustBeOffline(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
     /// The port is lost.
     void mustBeLost(Time now, runtime::Ticket ticket, const runtime::OrderResult &result);
-    /// Looks at what is told of a variable that is read by the cyclic reads @p firstRead to @p firstRead + @p
-    /// count - 1.
-    void checkStatus(Time now, const std::string &name, int station, int firstRead, int count,
-                     const runtime::WatchStatus &status);
+    struct CyclicRead
+    {
+        std::optional<Time> lastGood;
+        bool lastEndedWell = false;
+        int station = 0;
+        Time lastEnd{};
+        std::optional<Time> pace; ///< from one end to the next answer
+    };
+    /// What is told of a variable.
+    struct Told
+    {
+        runtime::VariableState state;
+        bool hasValue;
+        Time age;
+        Time precision;       ///< of the age, which is rounded down
+        bool ofWholeReadings; ///< what several requests bring is told when the last of them has come
+    };
+    /// Looks at what is told of a variable that is read by @p reads.
+    void checkStatus(Time now, const std::string &name, int station,
+                     const std::vector<const CyclicRead *> &reads, const Told &told);
+    /// The cyclic reads number @p first to @p first + @p count - 1.
+    std::vector<const CyclicRead *> readsOf(int first, int count);
+    /// The same of watched places, each of which is read by some request of the driver's packing.
+    std::vector<const CyclicRead *> readsOfPlaces(int station, int baseType, int first, int count);
+    /// What is told of a variable that one request reads is what that has brought last.
+    /// @param values  none where it was never read.
+    void checkValues(Time now, const runtime::Variable &variable, int station,
+                     const std::vector<std::uint64_t> &values);
     void setHealthy(Time now, bool healthy);
     /// Every watched element has been read by its cyclic read.
     /// @param except  stations of which nothing is expected.
@@ -220,14 +245,6 @@ private:
         int transactions = 0; ///< that ended well
         int reports = 0;
     };
-    struct CyclicRead
-    {
-        std::optional<Time> lastGood;
-        bool lastEndedWell = false;
-        int station = 0;
-        Time lastEnd{};
-        std::optional<Time> pace; ///< from one end to the next answer
-    };
     enum class Absence
     {
         Offline,
@@ -243,7 +260,8 @@ private:
     struct Shown
     {
         std::uint16_t read = 0;
-        std::optional<Time> lastGood; ///< end of the last cyclic read that brought it
+        CyclicRead cyclic;         ///< of the reads that bring it
+        std::uint16_t brought = 0; ///< by the last of these that ended well
         std::vector<std::pair<runtime::Ticket, Element>> written;
     };
     struct Place
@@ -275,11 +293,13 @@ private:
     bool isOneBitAway(Time now, const Sent &sent, int station, const Order &order, int address,
                       std::uint16_t value) const;
     void transactionEnded(Time now, const runtime::TransactionReport &report);
+    void noteCyclic(Time now, const runtime::TransactionReport &report, CyclicRead *read) const;
     void checkReading(Time now, const runtime::TransactionReport &report);
     void reported(Time now, const runtime::OrderNews &news);
     bool wasTaken(const Order &order, std::size_t element, Time now) const;
     bool isOver(runtime::Ticket ticket, Time now) const;
     static bool mayShow(const Shown &shown, std::uint16_t value);
+    static bool mayBeTold(const Shown &shown, std::uint64_t value);
     const Sent *sentWith(int tag) const;
     void taken(Time now, int station, const Sent &sent, Order *order, std::size_t element,
                std::uint16_t value);
@@ -287,7 +307,8 @@ private:
     Plan plan_;
     Journal &journal_;
     ReadMirror readMirror_;
-    Field *field_ = nullptr;
+    const Field *field_ = nullptr;
+    WitnessedStations *stations_ = nullptr;
     std::optional<Time> healthySince_;
     std::vector<std::string> overlooked_;
     std::string complaint_;

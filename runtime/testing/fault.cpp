@@ -1,6 +1,6 @@
-#include "fault.h"
+#include "runtime/testing/fault.h"
 
-namespace plc::bus {
+namespace plc::simulation {
 
 const char *nameOf(Fault fault)
 {
@@ -63,4 +63,4 @@ const char *nameOf(Fault fault)
     return "line babbling";
 }
 
-} // namespace plc::bus
+} // namespace plc::simulation

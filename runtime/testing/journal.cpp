@@ -1,8 +1,8 @@
-#include "journal.h"
+#include "runtime/testing/journal.h"
 
 #include <cstdio>
 
-namespace plc::bus {
+namespace plc::simulation {
 
 namespace {
 
@@ -20,7 +20,7 @@ Journal::Journal(std::size_t kept) : entries_(kept)
     }
 }
 
-void Journal::note(Time at, const char *who, int number, ByteView bytes, const char *what)
+void Journal::note(Time at, const char *who, int number, const Bytes &bytes, const char *what)
 {
     // Entries are used again, so that a run of hours does not spend its time on memory.
     Entry &entry = entries_[next_];
@@ -28,7 +28,7 @@ void Journal::note(Time at, const char *who, int number, ByteView bytes, const c
     entry.who = who;
     entry.number = number;
     entry.isHeard = false;
-    entry.bytes.assign(bytes.data, bytes.data + bytes.size);
+    entry.bytes.assign(bytes.begin(), bytes.end());
     entry.what = what;
     next_ = (next_ + 1) % entries_.size();
 }
@@ -37,7 +37,7 @@ void Journal::noteHeard(Time at, std::uint8_t byte, bool isNoise, Time silence)
 {
     const std::size_t latest = (next_ + entries_.size() - 1) % entries_.size();
     if (!entries_[latest].isHeard || at - entries_[latest].last >= silence) {
-        note(at, "master hears", 0, ByteView(), "");
+        note(at, "master hears", 0, Bytes(), "");
         Entry &begun = entries_[(next_ + entries_.size() - 1) % entries_.size()];
         begun.isHeard = true;
         begun.noise = begun.length = 0;
@@ -53,7 +53,7 @@ void Journal::noteHeard(Time at, std::uint8_t byte, bool isNoise, Time silence)
 /// Bytes and words of an entry.
 std::string Journal::textOf(const Entry &entry)
 {
-    std::string text = hexText(entry.bytes);
+    std::string text = hexOf(entry.bytes);
     std::string what = entry.what;
     if (entry.isHeard && entry.length > entry.bytes.size())
         text += " ... " + std::to_string(entry.length) + " bytes in all";
@@ -78,4 +78,4 @@ std::string Journal::text() const
     return all;
 }
 
-} // namespace plc::bus
+} // namespace plc::simulation

@@ -1,9 +1,9 @@
-#include "wire.h"
+#include "runtime/testing/wire.h"
 
 #include <algorithm>
 #include <array>
 
-namespace plc::bus {
+namespace plc::simulation {
 
 namespace {
 
@@ -170,4 +170,4 @@ WireByte Wire::take()
     return byte;
 }
 
-} // namespace plc::bus
+} // namespace plc::simulation

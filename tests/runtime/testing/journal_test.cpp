@@ -1,11 +1,11 @@
-#include "journal.h"
+#include "runtime/testing/journal.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 
-namespace plc::bus {
+namespace plc::simulation {
 namespace {
 
 using std::chrono::milliseconds;
@@ -45,7 +45,7 @@ TEST(Journal, BeginsAnotherEntryWhereSomethingElseHappensBetween)
 {
     Journal journal(10);
     journal.noteHeard(milliseconds(1), 0x11, false, kSilence);
-    journal.note(milliseconds(1), "line", 0, ByteView(), "cut");
+    journal.note(milliseconds(1), "line", 0, Bytes(), "cut");
     journal.noteHeard(milliseconds(2), 0x22, false, kSilence);
     EXPECT_EQ(3, linesOf(journal.text()));
 }
@@ -61,4 +61,4 @@ TEST(Journal, TellsHowLongABabbleIsAndKeepsItsBeginning)
 }
 
 } // namespace
-} // namespace plc::bus
+} // namespace plc::simulation

@@ -1,18 +1,20 @@
-#include "field.h"
+#include "runtime/testing/field.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "frames.h"
-#include "station/crc.h"
-#include "station/modbus_codes.h"
+#include "runtime/line/rtu_layout.h"
 
-namespace plc::bus {
+namespace plc::simulation {
 
 namespace {
 
+using runtime::isReadFunction;
+using runtime::kExceptionBit;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
+
+constexpr std::size_t kCrcLen = runtime::kCrcLen;
 
 /// The second master polls the same stations, but only quantities and set-points that the master never asks
 /// for: what it is answered could otherwise be taken for an answer to the master, as RTU has nothing else to
@@ -42,33 +44,11 @@ const std::vector<Fault> &lastingFaults()
     return kAll;
 }
 
-std::vector<int> numbersOf(const FieldPlan &plan)
-{
-    std::vector<int> numbers;
-    for (const StationPlan &station : plan.stations)
-        numbers.push_back(station.number);
-    return numbers;
-}
-
-/// The part between the station number and the CRC.
-ByteView pduOf(const Bytes &frame)
-{
-    return ByteView(frame.data() + 1, frame.size() - 1 - kCrcLen);
-}
-
 Message messageOf(const Bytes &bytes)
 {
     Message message;
     message.bytes = bytes;
     return message;
-}
-
-/// Keeps in mind what a write frame has changed.
-void store(Time now, const Bytes &frame, History *history)
-{
-    const WrittenItems items = writtenItems(frame);
-    for (std::size_t i = 0; i < items.values.size(); ++i)
-        history->write(now, items.area, items.first + static_cast<int>(i), items.values[i]);
 }
 
 void markNoise(Message *message, std::size_t at)
@@ -79,16 +59,26 @@ void markNoise(Message *message, std::size_t at)
 
 } // namespace
 
-Field::Field(const FieldPlan &plan, Wire &wire, Journal &journal, FieldObserver &observer, std::uint64_t salt)
-    : plan_(plan), wire_(wire), journal_(journal), observer_(observer), salt_(salt), random_(salt),
-      bus_(numbersOf(plan), kItems, plan.requestOrder, plan.replyOrder)
+Field::Field(const FieldPlan &plan, Stations &stations, Wire &wire, Journal &journal, FieldObserver &observer,
+             std::uint64_t salt)
+    : plan_(plan), stations_(stations), wire_(wire), journal_(journal), observer_(observer), random_(salt)
 {
-    const Time remember = 4 * plan.latest + seconds(60);
-    for (const StationPlan &station : plan.stations) {
-        stations_.emplace(station.number,
-                          Device{station, History(salt, station.number, Time::zero(), remember)});
+    for (const StationPlan &station : plan.stations)
+        addStation(station);
+}
+
+void Field::addStation(const StationPlan &station)
+{
+    Device device;
+    device.plan = station;
+    const bool isNew = devices_.emplace(station.number, device).second;
+    if (isNew && station.moveEvery > Time::zero())
         move(station.number);
-    }
+}
+
+void Field::setAnswerTime(int station, Time time)
+{
+    devices_.at(station).plan.fastest = devices_.at(station).plan.slowest = time;
 }
 
 void Field::schedule(Time at, std::function<void(Time)> what)
@@ -104,7 +94,7 @@ Time Field::untilSome(Time mean)
 void Field::count(Time now, Fault fault, int station)
 {
     ++at(&counts_, fault);
-    journal_.note(now, station > 0 ? "station" : "line", station, ByteView(), nameOf(fault));
+    journal_.note(now, station > 0 ? "station" : "line", station, Bytes(), nameOf(fault));
 }
 
 Time Field::nextEvent() const
@@ -133,9 +123,9 @@ void Field::run(Time now)
 
 void Field::move(int station)
 {
-    Device &device = stations_.at(station);
+    Device &device = devices_.at(station);
     schedule(now_ + untilSome(device.plan.moveEvery), [this, station](Time now) {
-        stations_.at(station).history.move(now);
+        stations_.move(now, station);
         now_ = now;
         move(station);
     });
@@ -143,12 +133,12 @@ void Field::move(int station)
 
 bool Field::isMuted(int station) const
 {
-    return now_ < stations_.at(station).mutedUntil;
+    return now_ < devices_.at(station).mutedUntil;
 }
 
 void Field::muteStation(int station, Time until)
 {
-    stations_.at(station).mutedUntil = until;
+    devices_.at(station).mutedUntil = until;
 }
 
 void Field::cutLine(bool cut)
@@ -162,7 +152,7 @@ void Field::cutLine(bool cut)
 
 void Field::restartStation(Time now, int station)
 {
-    stations_.at(station).history.restart(now);
+    stations_.restart(now, station);
 }
 
 void Field::sendAt(Time at, int source, const Message &message)
@@ -210,7 +200,7 @@ Time Field::masterSends(Time now, const Bytes &frame, int tag)
     if (fault == Fault::NoiseInRequest) {
         count(now, fault, frame[0]);
         const Time at = random_.between(now, end);
-        noiseAt(at, random_.between(1, 4));
+        makeNoise(at, random_.between(1, 4));
     } else if (fault == Fault::StrayEcho) {
         strayEcho_ = isReadFunction(frame[1]);
         if (strayEcho_)
@@ -239,7 +229,7 @@ bool Field::takeStrayEcho()
     return taken;
 }
 
-void Field::noiseAt(Time at, int bytes)
+void Field::makeNoise(Time at, int bytes)
 {
     schedule(at, [this, bytes](Time now) {
         Message message;
@@ -271,7 +261,8 @@ void Field::endFrame(Time now)
     std::vector<int> sources;
     sources.swap(sources_);
     constexpr std::size_t kShortest = 8;
-    if (frame.size() < kShortest || frame[1] >= kExceptionBit || !hasGoodCrc(frame, plan_.requestOrder))
+    if (frame.size() < kShortest || frame[1] >= kExceptionBit ||
+        !endsWithCrc(frame, plan_.requestCrcHighFirst))
         return;
     const int station = frame[0];
     // Nobody hears what he sends himself.
@@ -280,20 +271,19 @@ void Field::endFrame(Time now)
     const bool ours = sources.front() == kMaster;
     if (station == 0 && ours)
         broadcast(now, frame);
-    if (stations_.count(station) == 0)
+    if (devices_.count(station) == 0)
         return;
-    if (now < stations_.at(station).mutedUntil)
+    if (now < devices_.at(station).mutedUntil)
         return;
     answer(now, {station, frame, ours ? tag_ : -1, lastHeard_});
 }
 
 void Field::broadcast(Time now, const Bytes &frame)
 {
-    for (auto &[number, device] : stations_) {
+    for (auto &[number, device] : devices_) {
         if (now < device.mutedUntil)
             continue;
-        bus_.station(number)->executeBroadcast(pduOf(frame));
-        store(now, frame, &device.history);
+        stations_.executeBroadcast(now, number, frame);
         observer_.executed(now, number, frame, tag_);
     }
 }
@@ -301,25 +291,11 @@ void Field::broadcast(Time now, const Bytes &frame)
 /// Has the station do the request. @return its reply
 Bytes Field::execute(Time now, const Request &request)
 {
-    Device &device = stations_.at(request.station);
-    const Area area = areaOfFunction(request.frame[1]);
-    const int first = getBe16(request.frame, 2);
-    if (isReadFunction(request.frame[1])) {
-        std::vector<std::uint16_t> present;
-        for (int i = 0; i < getBe16(request.frame, 4) && first + i < kItems; ++i)
-            present.push_back(device.history.value(area, first + i));
-        bus_.station(request.station)->registers().write(area, first, present);
-        const bool isAlone = present.size() == 1 && area == Area::HoldingRegisters;
-        if (request.tag >= 0 && isAlone && History::isSetpoint(area, first))
-            device.readAlone = first;
-    }
-    const Answer answer = bus_.answer(request.frame);
-    if (answer.outcome != Outcome::Answered || isReadFunction(request.frame[1]))
-        return answer.reply;
-    store(now, request.frame, &device.history);
-    if (request.tag >= 0)
+    const bool isMasters = request.tag >= 0;
+    Stations::Done done = stations_.execute(now, request.frame, isMasters);
+    if (done.hasWritten && isMasters)
         observer_.executed(now, request.station, request.frame, request.tag);
-    return answer.reply;
+    return std::move(done.reply);
 }
 
 /// What the station says instead of answering, for the time being.
@@ -327,16 +303,16 @@ std::optional<Bytes> Field::refusalOf(Time now, const Request &request)
 {
     constexpr std::uint8_t kAcknowledge = 5;
     constexpr std::uint8_t kBusy = 6;
-    const Device &device = stations_.at(request.station);
+    const Device &device = devices_.at(request.station);
     // An exception names no place: one to the second master could not be told from one to this one.
     if (request.tag < 0)
         return std::nullopt;
     if (now < device.busyUntil)
-        return bus_.refuse(request.frame, kBusy).reply;
+        return stations_.refuse(request.frame, kBusy);
     if (now >= device.acknowledgesUntil || isReadFunction(request.frame[1]))
         return std::nullopt;
     execute(now, request);
-    return bus_.refuse(request.frame, kAcknowledge).reply;
+    return stations_.refuse(request.frame, kAcknowledge);
 }
 
 void Field::answer(Time now, const Request &request)
@@ -348,7 +324,7 @@ void Field::answer(Time now, const Request &request)
             return;
         }
     }
-    const StationPlan &plan = stations_.at(request.station).plan;
+    const StationPlan &plan = devices_.at(request.station).plan;
     const std::optional<Bytes> refusal = refusalOf(now, request);
     if (refusal) {
         reply(now + random_.between(plan.fastest, plan.slowest), request, messageOf(*refusal), false, "");
@@ -379,7 +355,8 @@ bool Field::applies(Fault fault, const Bytes &frame) const
 
 void Field::answerLate(Time now, const Request &request)
 {
-    const Time at = request.end + random_.between(plan_.timeout * 9 / 10, plan_.latest);
+    const Time earliest = plan_.lateFrom > Time::zero() ? plan_.lateFrom : plan_.timeout * 9 / 10;
+    const Time at = request.end + random_.between(earliest, plan_.latest);
     if (random_.oneIn(2)) {
         reply(at, request, messageOf(execute(now, request)), true, "late");
         return;
@@ -392,7 +369,7 @@ void Field::answerLate(Time now, const Request &request)
 
 void Field::answerWith(Time now, const Request &request, Fault fault)
 {
-    const StationPlan &plan = stations_.at(request.station).plan;
+    const StationPlan &plan = devices_.at(request.station).plan;
     Time at = now + random_.between(plan.fastest, plan.slowest);
     switch (fault) {
     case Fault::LateReply:
@@ -404,7 +381,7 @@ void Field::answerWith(Time now, const Request &request, Fault fault)
     case Fault::Exception: {
         static const std::vector<int> kCodes = {1, 2, 3, 4, 5, 6, 8, 10, 11};
         const auto code = static_cast<std::uint8_t>(random_.pick(kCodes));
-        reply(at, request, messageOf(bus_.refuse(request.frame, code).reply), false, nameOf(fault));
+        reply(at, request, messageOf(stations_.refuse(request.frame, code)), false, nameOf(fault));
         return;
     }
     case Fault::ForeignReply: {
@@ -414,7 +391,7 @@ void Field::answerWith(Time now, const Request &request, Fault fault)
         for (std::size_t i = 3; i + kCrcLen < foreign.bytes.size(); ++i)
             foreign.bytes[i] = random_.byte();
         foreign.bytes.resize(foreign.bytes.size() - kCrcLen);
-        appendCrc(&foreign.bytes, plan_.replyOrder);
+        appendCrc(&foreign.bytes, plan_.replyCrcHighFirst);
         const int liar = foreign.bytes[0];
         sendAt(at, liar, foreign);
         at += wire_.duration(static_cast<int>(foreign.bytes.size())) +
@@ -424,7 +401,7 @@ void Field::answerWith(Time now, const Request &request, Fault fault)
     }
     case Fault::NoiseBefore: {
         const int bytes = random_.between(1, 12);
-        noiseAt(at, bytes);
+        makeNoise(at, bytes);
         at += wire_.duration(bytes) + random_.between(Time(1), 2 * wire_.silence());
         break;
     }
@@ -437,11 +414,11 @@ void Field::answerWith(Time now, const Request &request, Fault fault)
     const Time end = at + wire_.duration(static_cast<int>(message.bytes.size())) + message.gap;
     if (fault == Fault::NoiseAfter) {
         const Time noise = end + random_.between(Time(1), wire_.silence() / 2);
-        noiseAt(noise, random_.between(1, 12));
+        makeNoise(noise, random_.between(1, 12));
     }
     if (fault == Fault::NoiseWithin) {
         const Time noise = random_.between(at + Time(1), end - wire_.duration(1) / 2);
-        noiseAt(noise, random_.between(1, 4));
+        makeNoise(noise, random_.between(1, 4));
     }
 }
 
@@ -478,7 +455,7 @@ Message Field::damaged(const Bytes &reply, Fault fault)
         const int other = shorter ? random_.below(data) : random_.between(data + 1, 255);
         bytes[2] = static_cast<std::uint8_t>(other);
         bytes.resize(static_cast<std::size_t>(3 + other), 0x5A);
-        appendCrc(&bytes, plan_.replyOrder);
+        appendCrc(&bytes, plan_.replyCrcHighFirst);
         break;
     }
     case Fault::DoubledReply:
@@ -526,7 +503,7 @@ void Field::setFaults(Time now, bool on)
     lineCut_ = false;
     secondMasterUntil_ = babbleUntil_ = now;
     forced_.clear();
-    for (auto &[number, device] : stations_)
+    for (auto &[number, device] : devices_)
         device.mutedUntil = device.busyUntil = device.acknowledgesUntil = device.otherWriterUntil = now;
 }
 
@@ -536,7 +513,7 @@ void Field::makeTrouble(Time now)
         return;
     schedule(now + untilSome(plan_.troubleEvery), [this](Time at) { makeTrouble(at); });
     const int station = random_.pick(plan_.stations).number;
-    Device &device = stations_.at(station);
+    Device &device = devices_.at(station);
     switch (random_.pick(plan_.troubles.empty() ? lastingFaults() : plan_.troubles)) {
     case Fault::Silence:
         count(now, Fault::Silence, station);
@@ -545,7 +522,7 @@ void Field::makeTrouble(Time now)
     case Fault::Restart:
         count(now, Fault::Restart, station);
         device.mutedUntil = now + random_.between(milliseconds(100), seconds(20));
-        device.history.restart(now);
+        stations_.restart(now, station);
         break;
     case Fault::LineCut:
         if (lineCut_)
@@ -601,15 +578,16 @@ void Field::secondMasterSends(Time now)
                                                                : random_.pick(plan_.stations).number));
     if (random_.oneIn(3)) {
         frame.push_back(kWriteSingleRegister);
-        putBe16(&frame, static_cast<std::uint16_t>(random_.between(kFirstForeignSetpoint, kItems - 1)));
-        putBe16(&frame, static_cast<std::uint16_t>(random_.below(65536)));
+        appendWord(&frame,
+                   static_cast<std::uint16_t>(random_.between(kFirstForeignSetpoint, plan_.items - 1)));
+        appendWord(&frame, static_cast<std::uint16_t>(random_.below(65536)));
     } else {
         const int quantity = random_.between(kForeignQuantity, kLastForeignQuantity);
         frame.push_back(random_.oneIn(2) ? kReadHoldingRegisters : kReadInputRegisters);
-        putBe16(&frame, static_cast<std::uint16_t>(random_.between(0, kItems - quantity)));
-        putBe16(&frame, static_cast<std::uint16_t>(quantity));
+        appendWord(&frame, static_cast<std::uint16_t>(random_.between(0, plan_.items - quantity)));
+        appendWord(&frame, static_cast<std::uint16_t>(quantity));
     }
-    appendCrc(&frame, plan_.requestOrder);
+    appendCrc(&frame, plan_.requestCrcHighFirst);
     journal_.note(now, "second master", 0, frame, "");
     const Time end = wire_.send(kSecondMaster, now, messageOf(frame));
     schedule(end + random_.between(milliseconds(30), seconds(2)), [this](Time at) { secondMasterSends(at); });
@@ -617,18 +595,19 @@ void Field::secondMasterSends(Time now)
 
 void Field::letOtherWrite(Time now, int station, Time until)
 {
-    stations_.at(station).otherWriterUntil = until;
+    devices_.at(station).otherWriterUntil = until;
     otherWriterWrites(now, station);
 }
 
 void Field::otherWriterWrites(Time now, int station)
 {
-    Device &device = stations_.at(station);
+    Device &device = devices_.at(station);
     if (now >= device.otherWriterUntil)
         return;
-    if (device.readAlone >= 0) {
+    const std::optional<int> place = stations_.placeOfOthers(station);
+    if (place) {
         const auto value = static_cast<std::uint16_t>(random_.below(65536));
-        device.history.write(now, Area::HoldingRegisters, device.readAlone, value);
+        stations_.writeByOthers(now, station, *place, value);
     }
     schedule(now + random_.between(milliseconds(5), milliseconds(700)),
              [this, station](Time at) { otherWriterWrites(at, station); });
@@ -648,4 +627,4 @@ void Field::babble(Time now)
              [this](Time at) { babble(at); });
 }
 
-} // namespace plc::bus
+} // namespace plc::simulation

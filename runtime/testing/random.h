@@ -1,7 +1,7 @@
 /// @file
 /// Random numbers that are the same with every compiler and library.
-#ifndef PLC_TESTS_BUS_RANDOM_H
-#define PLC_TESTS_BUS_RANDOM_H
+#ifndef PLC_RUNTIME_TESTING_RANDOM_H
+#define PLC_RUNTIME_TESTING_RANDOM_H
 
 #include <cstdint>
 #include <random>
@@ -9,7 +9,7 @@
 
 #include "runtime/line/link_time.h"
 
-namespace plc::bus {
+namespace plc::simulation {
 
 using runtime::Time;
 
@@ -50,6 +50,6 @@ private:
     std::mt19937_64 engine_;
 };
 
-} // namespace plc::bus
+} // namespace plc::simulation
 
 #endif

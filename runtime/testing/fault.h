@@ -1,12 +1,12 @@
 /// @file
 /// What can go wrong on the line.
-#ifndef PLC_TESTS_BUS_FAULT_H
-#define PLC_TESTS_BUS_FAULT_H
+#ifndef PLC_RUNTIME_TESTING_FAULT_H
+#define PLC_RUNTIME_TESTING_FAULT_H
 
 #include <array>
 #include <cstdint>
 
-namespace plc::bus {
+namespace plc::simulation {
 
 enum class Fault
 {
@@ -57,6 +57,6 @@ inline std::uint64_t &at(FaultCounts *counts, Fault fault)
     return (*counts)[static_cast<std::size_t>(fault)];
 }
 
-} // namespace plc::bus
+} // namespace plc::simulation
 
 #endif

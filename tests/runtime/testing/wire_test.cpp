@@ -1,11 +1,11 @@
-#include "wire.h"
+#include "runtime/testing/wire.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "station/crc.h"
 
-namespace plc::bus {
+namespace plc::simulation {
 namespace {
 
 using std::chrono::microseconds;
@@ -100,9 +100,10 @@ bool hasForgery(const std::vector<WireByte> &bytes)
         bool noise = false;
         for (std::size_t last = first; last < bytes.size(); ++last) {
             noise = noise || bytes[last].isNoise;
-            const ByteView frame(values.data() + first, last - first + 1);
+            const station::ByteView frame(values.data() + first, last - first + 1);
             if (noise && frame.size >= 4 &&
-                (hasGoodCrc(frame, CrcOrder::LowFirst) || hasGoodCrc(frame, CrcOrder::HighFirst)))
+                (station::hasGoodCrc(frame, station::CrcOrder::LowFirst) ||
+                 station::hasGoodCrc(frame, station::CrcOrder::HighFirst)))
                 return true;
         }
     }
@@ -141,7 +142,7 @@ TEST(Wire, LeavesGoodFramesAlone)
 {
     Wire wire(11000, 1);
     Bytes frame = {0x01, 0x03, 0x02, 0x00, 0x2A};
-    appendCrc(&frame, CrcOrder::LowFirst);
+    station::appendCrc(&frame, station::CrcOrder::LowFirst);
     Message noise = bytesOf({0x77});
     noise.noise = {true};
     wire.send(kNoise, Time::zero(), noise);
@@ -163,4 +164,4 @@ TEST(Random, IsTheSameWithEveryLibrary)
 }
 
 } // namespace
-} // namespace plc::bus
+} // namespace plc::simulation

@@ -1,18 +1,16 @@
 /// @file
 /// The last events of a run, for people who must find out what went wrong.
-#ifndef PLC_TESTS_BUS_JOURNAL_H
-#define PLC_TESTS_BUS_JOURNAL_H
+#ifndef PLC_RUNTIME_TESTING_JOURNAL_H
+#define PLC_RUNTIME_TESTING_JOURNAL_H
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "random.h"
-#include "station/bytes.h"
+#include "runtime/testing/bytes.h"
+#include "runtime/testing/random.h"
 
-namespace plc::bus {
-
-using namespace station; // its bytes, areas and rules are the line's
+namespace plc::simulation {
 
 /// Keeps the last entries and nothing else.
 class Journal
@@ -22,7 +20,7 @@ public:
 
     /// @param who    in the second column, as "master" or "station 3".
     /// @param bytes  what went over the line; may be empty.
-    void note(Time at, const char *who, int number, ByteView bytes, const char *what);
+    void note(Time at, const char *who, int number, const Bytes &bytes, const char *what);
 
     /// The master hears a byte. Those that follow each other without a silence, and with nothing else
     /// between, make one entry.
@@ -51,6 +49,6 @@ private:
     std::size_t next_ = 0;
 };
 
-} // namespace plc::bus
+} // namespace plc::simulation
 
 #endif

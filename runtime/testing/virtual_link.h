@@ -1,24 +1,42 @@
 /// @file
 /// The host's link over a simulated line, in virtual time.
-#ifndef PLC_TESTS_BUS_VIRTUAL_LINK_H
-#define PLC_TESTS_BUS_VIRTUAL_LINK_H
+#ifndef PLC_RUNTIME_TESTING_VIRTUAL_LINK_H
+#define PLC_RUNTIME_TESTING_VIRTUAL_LINK_H
 
 #include <utility>
 
-#include "field.h"
 #include "runtime/line/port_search.h"
 #include "runtime/master/driver_link.h"
-#include "witness.h"
+#include "runtime/testing/field.h"
 
-namespace plc::bus {
+namespace plc::simulation {
+
+/// Looks on, byte by byte.
+class LinkObserver
+{
+public:
+    virtual ~LinkObserver() = default;
+    /// True ends every wait: nothing is to happen any more.
+    virtual bool isOver() const { return false; }
+    /// @param lastHeard  end of the last byte that the master has been handed, or has sent.
+    virtual void masterSends(Time, Time, const Bytes &) {}
+    /// The master's last request has left.
+    virtual void masterHasSent(Time) {}
+    /// The master has been handed the bytes of its last request, as they were sent.
+    virtual void masterHearsItself() {}
+    virtual void news(Time, const runtime::News &) {}
+    /// The link wants to be woken in the past again and again.
+    virtual void timeStandsStill(Time) {}
+};
 
 /// What the virtual line is made of; outlives the link.
 struct Line
 {
     Wire &wire;
     Field &field;
-    Witness &witness;
+    LinkObserver &observer;
     Journal &journal;
+    Time &now; ///< goes on where one link is followed by another
     /// How long a converter may hold bytes back; 0 = they are handed over as they end.
     Time burst{};
     /// The master hears itself.
@@ -37,7 +55,8 @@ public:
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     void stop() override { running_ = false; }
     void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
-    Time now() const override { return now_; }
+    void setTrace(bool trace) override { link_.setTrace(trace || line_.trace); }
+    Time now() const override { return line_.now; }
     void wait(Time until) override;
     std::vector<runtime::News> take() override { return std::exchange(news_, {}); }
     void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
@@ -56,6 +75,10 @@ public:
     /// The port goes now, and can be opened again from @p backAt on. What is being sent still leaves. What
     /// comes meanwhile is lost, and what a converter holds back as well.
     void losePort(Time backAt);
+    /// It can be opened again now.
+    void returnPort() { portBackAt_ = line_.now; }
+    /// Whether the master hears itself from now on.
+    void setEcho(bool echo) { line_.echo = echo; }
 
 private:
     void put(runtime::News &&news) override;
@@ -68,13 +91,10 @@ private:
     void transmit(const QByteArray &frame);
     void noteTrace(const std::string &trace);
 
-    static Protocol *fetch(int ignored);
-
     Line line_;
     std::vector<runtime::News> news_;
     runtime::DriverLink link_;
     bool running_ = false;
-    Time now_{};
     Time wakeAt_{};
     int idleCalls_ = 0; ///< in a row that found nothing to do
     int standing_ = 0;  ///< calls in a row that asked to be called again at once
@@ -84,6 +104,7 @@ private:
     bool isPortLost_ = false;
     Time portBackAt_{};
 
+    int tag_ = -1; ///< of the last request
     bool transmitting_ = false;
     Time sentAt_{};
     Time lastHeard_ = -std::chrono::hours(1); ///< end of the last byte that the link was handed, or has sent
@@ -96,6 +117,6 @@ private:
     QByteArray arrived_;
 };
 
-} // namespace plc::bus
+} // namespace plc::simulation
 
 #endif

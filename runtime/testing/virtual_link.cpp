@@ -1,8 +1,8 @@
-#include "virtual_link.h"
+#include "runtime/testing/virtual_link.h"
 
 #include <algorithm>
 
-namespace plc::bus {
+namespace plc::simulation {
 
 namespace {
 
@@ -16,40 +16,18 @@ constexpr Time kIdlePause = milliseconds(2);
 constexpr int kMostStanding = 1000;
 constexpr Time kLongestIdlePause = milliseconds(64);
 
-/// The library whose transactions are looked at, and what it has chosen last: its entry points carry no
-/// object.
-decltype(&::ComCommunication) comCommunication = nullptr;
-struct
-{
-    int hostId = 0;
-    int hostSubId = 0;
-    bool isWrite = false;
-} chosen;
-
 } // namespace
-
-/// Looks at what the driver chooses.
-Protocol *VirtualLink::fetch(int ignored)
-{
-    Protocol *const head = comCommunication(ignored);
-    if (head)
-        chosen = {head->var.hostId, head->var.hostSubId, head->var.direction != 0};
-    return head;
-}
 
 VirtualLink::VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info,
                          const runtime::LinkSettings &settings, Line line)
     : line_(line), link_(driver, info, settings, *this)
-{
-    comCommunication = driver.comCommunication;
-    driver.comCommunication = &VirtualLink::fetch;
-}
+{}
 
 void VirtualLink::start(const std::map<int, int> &cyclicReads, bool trace)
 {
-    link_.begin(now_, cyclicReads, trace || line_.trace);
+    link_.begin(line_.now, cyclicReads, trace || line_.trace);
     running_ = true;
-    wakeAt_ = now_;
+    wakeAt_ = line_.now;
 }
 
 void VirtualLink::put(runtime::News &&news)
@@ -58,7 +36,7 @@ void VirtualLink::put(runtime::News &&news)
         noteTrace(news.trace);
         return;
     }
-    line_.witness.news(now_, news);
+    line_.observer.news(line_.now, news);
     news_.push_back(std::move(news));
 }
 
@@ -81,7 +59,7 @@ void VirtualLink::noteTrace(const std::string &trace)
     // Byte by byte the host hears what the journal has anyhow; only a converter makes another story of it.
     const bool isHeard = trace.compare(mark, 2, "<-") == 0;
     if (!isHeard || line_.burst > Time::zero())
-        line_.journal.note(now_, "host", 0, ByteView(), trace.c_str() + mark);
+        line_.journal.note(line_.now, "host", 0, Bytes(), trace.c_str() + mark);
 }
 
 void VirtualLink::setOpenOrders(int count)
@@ -89,7 +67,7 @@ void VirtualLink::setOpenOrders(int count)
     link_.setOpenOrders(count);
     if (count > openOrders_) {
         idleCalls_ = 0;
-        wakeAt_ = std::min(wakeAt_, now_ + kIdlePause);
+        wakeAt_ = std::min(wakeAt_, line_.now + kIdlePause);
     }
     openOrders_ = count;
 }
@@ -101,7 +79,7 @@ bool VirtualLink::setStationEnabled(int station, bool enabled)
 
 void VirtualLink::wait(Time until)
 {
-    while (running_ && news_.empty() && now_ < until && line_.witness.complaint().empty())
+    while (running_ && news_.empty() && line_.now < until && !line_.observer.isOver())
         step(until);
 }
 
@@ -113,28 +91,29 @@ void VirtualLink::step(Time until)
         return;
     }
     const Time wake = transmitting_ ? sentAt_ : wakeAt_;
-    now_ = std::max(now_, std::min({until, wake, line_.wire.nextEnd(), line_.field.nextEvent(), flushAt_}));
-    while (line_.wire.nextEnd() <= now_)
+    line_.now =
+        std::max(line_.now, std::min({until, wake, line_.wire.nextEnd(), line_.field.nextEvent(), flushAt_}));
+    while (line_.wire.nextEnd() <= line_.now)
         deliver(line_.wire.take());
-    line_.field.run(now_);
-    if (flushAt_ <= now_) {
+    line_.field.run(line_.now);
+    if (flushAt_ <= line_.now) {
         arrived_.append(held_);
         held_.clear();
         lastHeard_ = std::max(lastHeard_, heldLast_);
         flushAt_ = Time::max();
         if (echoIsWhole_)
-            line_.witness.masterHearsItself();
+            line_.observer.masterHearsItself();
     }
     if (transmitting_) {
-        if (now_ < sentAt_)
+        if (line_.now < sentAt_)
             return;
         transmitting_ = false;
         lastHeard_ = std::max(lastHeard_, sentAt_);
-        link_.transmitted(now_);
+        link_.transmitted(line_.now);
         if (arrived_.isEmpty())
             return;
     }
-    if (!arrived_.isEmpty() || now_ >= wakeAt_)
+    if (!arrived_.isEmpty() || line_.now >= wakeAt_)
         advance();
 }
 
@@ -147,31 +126,31 @@ void VirtualLink::losePort(Time backAt)
     held_.clear();
     flushAt_ = Time::max();
     heldUntil_ = Time::zero();
-    search_.lost(now_);
-    link_.portLost(now_, "the port is lost");
-    wakeAt_ = now_;
+    search_.lost(line_.now);
+    link_.portLost(line_.now, "the port is lost");
+    wakeAt_ = line_.now;
 }
 
 void VirtualLink::stepWithoutPort(Time until)
 {
-    now_ = std::max(
-        now_, std::min({until, wakeAt_, search_.nextTry(), line_.wire.nextEnd(), line_.field.nextEvent()}));
-    while (line_.wire.nextEnd() <= now_)
+    line_.now = std::max(line_.now, std::min({until, wakeAt_, search_.nextTry(), line_.wire.nextEnd(),
+                                              line_.field.nextEvent()}));
+    while (line_.wire.nextEnd() <= line_.now)
         deliver(line_.wire.take());
-    line_.field.run(now_);
-    if (now_ >= search_.nextTry() && now_ >= portBackAt_) {
+    line_.field.run(line_.now);
+    if (line_.now >= search_.nextTry() && line_.now >= portBackAt_) {
         isPortLost_ = false;
-        search_.opened(now_);
+        search_.opened(line_.now);
         // Whether the line was silent until now nobody knows.
-        lastHeard_ = std::max(lastHeard_, now_);
+        lastHeard_ = std::max(lastHeard_, line_.now);
         echoLeft_ = 0;
-        link_.portFound(now_);
+        link_.portFound(line_.now);
         advance();
         return;
     }
-    if (now_ >= search_.nextTry())
-        search_.absent(now_);
-    if (now_ >= wakeAt_)
+    if (line_.now >= search_.nextTry())
+        search_.absent(line_.now);
+    if (line_.now >= wakeAt_)
         advance();
 }
 
@@ -185,7 +164,7 @@ void VirtualLink::deliver(const WireByte &byte)
         return;
     line_.journal.noteHeard(byte.end, byte.value, byte.isNoise, line_.wire.silence());
     noteEcho(byte);
-    if (now_ < heldUntil_) {
+    if (line_.now < heldUntil_) {
         held_.append(static_cast<char>(byte.value));
         heldLast_ = byte.end;
         flushAt_ = heldUntil_;
@@ -193,7 +172,7 @@ void VirtualLink::deliver(const WireByte &byte)
     }
     if (line_.burst == Time::zero()) {
         if (echoIsWhole_)
-            line_.witness.masterHearsItself();
+            line_.observer.masterHearsItself();
         arrived_.append(static_cast<char>(byte.value));
         lastHeard_ = std::max(lastHeard_, byte.end);
         return;
@@ -203,7 +182,7 @@ void VirtualLink::deliver(const WireByte &byte)
     held_.append(static_cast<char>(byte.value));
     heldLast_ = byte.end;
     if (held_.size() >= kPacket)
-        flushAt_ = now_;
+        flushAt_ = line_.now;
 }
 
 /// A garbled byte keeps an echo from becoming whole.
@@ -218,37 +197,36 @@ void VirtualLink::noteEcho(const WireByte &byte)
 void VirtualLink::advance()
 {
     const bool nothingNew = arrived_.isEmpty();
-    const runtime::Instruction todo = link_.advance(now_, std::exchange(arrived_, QByteArray()));
+    const runtime::Instruction todo = link_.advance(line_.now, std::exchange(arrived_, QByteArray()));
     wakeAt_ = todo.wakeAt;
-    standing_ = todo.wakeAt > now_ ? 0 : standing_ + 1;
+    standing_ = todo.wakeAt > line_.now ? 0 : standing_ + 1;
     if (standing_ > kMostStanding)
-        line_.witness.complain(
-            now_, "the time stands still: the link wants to be woken in the past again and again");
+        line_.observer.timeStandsStill(line_.now);
     if (!todo.send.isEmpty()) {
         idleCalls_ = 0;
         transmit(todo.send);
         return;
     }
-    const bool isIdle = nothingNew && todo.wakeAt - now_ == kIdlePause && openOrders_ == 0;
+    const bool isIdle = nothingNew && todo.wakeAt - line_.now == kIdlePause && openOrders_ == 0;
     idleCalls_ = isIdle ? idleCalls_ + 1 : 0;
     if (idleCalls_ > kIdleCalls)
         wakeAt_ =
-            now_ + std::min(kIdlePause * (1 << std::min(idleCalls_ - kIdleCalls, 5)), kLongestIdlePause);
+            line_.now + std::min(kIdlePause * (1 << std::min(idleCalls_ - kIdleCalls, 5)), kLongestIdlePause);
 }
 
 void VirtualLink::transmit(const QByteArray &frame)
 {
     const Bytes bytes(frame.begin(), frame.end());
-    const int tag = line_.witness.nextTag();
-    line_.witness.masterSends(now_, lastHeard_, bytes, chosen.hostId, chosen.hostSubId, chosen.isWrite);
-    sentAt_ = line_.field.masterSends(now_, bytes, tag);
-    line_.witness.masterHasSent(sentAt_);
+    ++tag_;
+    line_.observer.masterSends(line_.now, lastHeard_, bytes);
+    sentAt_ = line_.field.masterSends(line_.now, bytes, tag_);
+    line_.observer.masterHasSent(sentAt_);
     transmitting_ = true;
     echoLeft_ = frame.size();
     echoIsWhole_ = false;
     const std::optional<Time> late = line_.echo ? line_.field.takeLateEcho(sentAt_) : std::nullopt;
     // What is held back already must not come later still.
-    if (late && heldUntil_ <= now_)
+    if (late && heldUntil_ <= line_.now)
         heldUntil_ = *late;
     if (!line_.echo && line_.field.takeStrayEcho()) {
         arrived_.append(frame);
@@ -256,4 +234,4 @@ void VirtualLink::transmit(const QByteArray &frame)
     }
 }
 
-} // namespace plc::bus
+} // namespace plc::simulation

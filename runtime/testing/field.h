@@ -1,22 +1,19 @@
 /// @file
 /// Everything on the line but the master: stations, their faults, noise and a second master.
-#ifndef PLC_TESTS_BUS_FIELD_H
-#define PLC_TESTS_BUS_FIELD_H
+#ifndef PLC_RUNTIME_TESTING_FIELD_H
+#define PLC_RUNTIME_TESTING_FIELD_H
 
 #include <functional>
 #include <map>
 #include <optional>
 #include <vector>
 
-#include "fault.h"
-#include "history.h"
-#include "journal.h"
-#include "station/station_bus.h"
-#include "wire.h"
+#include "runtime/testing/fault.h"
+#include "runtime/testing/journal.h"
+#include "runtime/testing/stations.h"
+#include "runtime/testing/wire.h"
 
-namespace plc::bus {
-
-using namespace station; // its bytes, areas and rules are the line's
+namespace plc::simulation {
 
 struct StationPlan
 {
@@ -24,7 +21,7 @@ struct StationPlan
     /// From the silence behind a request to the reply.
     Time fastest = std::chrono::milliseconds(2);
     Time slowest = std::chrono::milliseconds(20);
-    /// Mean time between two changes of the measured values.
+    /// Mean time between two changes of the measured values; 0 = they stay.
     Time moveEvery = std::chrono::seconds(5);
 };
 
@@ -32,12 +29,14 @@ struct FieldPlan
 {
     int baud = 19200;
     std::vector<StationPlan> stations;
-    CrcOrder requestOrder = CrcOrder::LowFirst;
-    CrcOrder replyOrder = CrcOrder::LowFirst;
+    int items = 256; ///< in each area of a station, where a second master asks
+    bool requestCrcHighFirst = false;
+    bool replyCrcHighFirst = false;
     Time timeout = std::chrono::seconds(1); ///< the master's: what comes later is late
     /// From the end of a request to the start of the latest late reply: as long as the master has said it
     /// listens.
     Time latest = std::chrono::seconds(2);
+    Time lateFrom{};                ///< the same to the start of the earliest one; 0 = about the time-out
     bool handsOverInBursts = false; ///< bytes reach the master some milliseconds late
     int faultPermille = 0;          ///< exchanges with a fault, while faults are on
     Time troubleEvery{};            ///< mean time between two faults that last; 0 = none
@@ -53,9 +52,9 @@ class FieldObserver
 public:
     virtual ~FieldObserver() = default;
     /// A station has done a write that the master had sent with @p tag.
-    virtual void executed(Time now, int station, const Bytes &frame, int tag) = 0;
+    virtual void executed(Time, int, const Bytes &, int) {}
     /// The reply to the master's request @p tag begins only now, after the time-out.
-    virtual void lateReplyBegins(Time now, int station, int tag) = 0;
+    virtual void lateReplyBegins(Time, int, int) {}
 };
 
 /// Told the time and the bytes on the line; no clock inside. Requests are framed by silence, as MODBUS over
@@ -63,8 +62,10 @@ public:
 class Field
 {
 public:
-    /// @param salt  makes the values of the stations and all that happens.
-    Field(const FieldPlan &plan, Wire &wire, Journal &journal, FieldObserver &observer, std::uint64_t salt);
+    /// @param stations  those of the plan; they outlive the field, as all that it is given does.
+    /// @param salt      makes all that happens by chance.
+    Field(const FieldPlan &plan, Stations &stations, Wire &wire, Journal &journal, FieldObserver &observer,
+          std::uint64_t salt);
 
     /// The master sends. @param tag  comes back in the observer's calls.
     /// @return when the last byte has left.
@@ -80,13 +81,19 @@ public:
     bool faultsOn() const { return faultsOn_; }
 
     // For tests that make one fault at a time.
+    /// One that is there already stays as it is.
+    void addStation(const StationPlan &station);
+    void setAnswerTime(int station, Time time);
+    void setFaultPermille(int permille) { plan_.faultPermille = permille; }
+    /// Made-up bytes, from @p at on.
+    void makeNoise(Time at, int bytes);
     void muteStation(int station, Time until);
     void cutLine(bool cut);
     void restartStation(Time now, int station);
     /// It answers everything with exception 06.
-    void makeBusy(int station, Time until) { stations_.at(station).busyUntil = until; }
+    void makeBusy(int station, Time until) { devices_.at(station).busyUntil = until; }
     /// It does writes and answers them with exception 05.
-    void letAcknowledge(int station, Time until) { stations_.at(station).acknowledgesUntil = until; }
+    void letAcknowledge(int station, Time until) { devices_.at(station).acknowledgesUntil = until; }
     /// From now on somebody else changes the registers there that the master reads one at a time.
     void letOtherWrite(Time now, int station, Time until);
     /// The next exchange with a station has this fault.
@@ -111,20 +118,17 @@ public:
     /// time; nothing when there is no such fault. Asked once for each request.
     std::optional<Time> takeLateEcho(Time end);
 
-    History &history(int station) { return stations_.at(station).history; }
-    bool hasStation(int station) const { return stations_.count(station) > 0; }
+    bool hasStation(int station) const { return devices_.count(station) > 0; }
     const FaultCounts &faults() const { return counts_; }
 
 private:
     struct Device
     {
         StationPlan plan;
-        History history;
         Time mutedUntil{};
         Time busyUntil{};
         Time acknowledgesUntil{};
         Time otherWriterUntil{};
-        int readAlone = -1; ///< set-point that the master has read last without others; -1 = none yet
     };
     struct Request
     {
@@ -143,7 +147,6 @@ private:
     std::optional<Bytes> refusalOf(Time now, const Request &request);
     Bytes execute(Time now, const Request &request);
     void reply(Time at, const Request &request, const Message &message, bool late, const char *what);
-    void noiseAt(Time at, int bytes);
     Message damaged(const Bytes &reply, Fault fault);
     bool drawFault(int station, Fault *fault);
     bool applies(Fault fault, const Bytes &frame) const;
@@ -156,13 +159,12 @@ private:
     void count(Time now, Fault fault, int station);
 
     FieldPlan plan_;
+    Stations &stations_;
     Wire &wire_;
     Journal &journal_;
     FieldObserver &observer_;
-    std::uint64_t salt_;
     Random random_;
-    StationBus bus_;
-    std::map<int, Device> stations_;
+    std::map<int, Device> devices_;
     std::multimap<Time, std::function<void(Time)>> agenda_;
 
     Bytes frame_;              ///< heard since the last silence
@@ -185,6 +187,6 @@ private:
     FaultCounts counts_{};
 };
 
-} // namespace plc::bus
+} // namespace plc::simulation
 
 #endif

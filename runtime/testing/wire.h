@@ -1,18 +1,16 @@
 /// @file
 /// Two wires on which every byte takes its time.
-#ifndef PLC_TESTS_BUS_WIRE_H
-#define PLC_TESTS_BUS_WIRE_H
+#ifndef PLC_RUNTIME_TESTING_WIRE_H
+#define PLC_RUNTIME_TESTING_WIRE_H
 
 #include <cstdint>
 #include <deque>
 #include <vector>
 
-#include "random.h"
-#include "station/bytes.h"
+#include "runtime/testing/bytes.h"
+#include "runtime/testing/random.h"
 
-namespace plc::bus {
-
-using namespace station; // its bytes, areas and rules are the line's
+namespace plc::simulation {
 
 // Who drives the line. Stations have their own numbers, 1 to 247.
 constexpr int kMaster = 0;
@@ -109,6 +107,6 @@ private:
     std::uint64_t digest_ = 0xCBF29CE484222325u;
 };
 
-} // namespace plc::bus
+} // namespace plc::simulation
 
 #endif

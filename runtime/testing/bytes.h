@@ -1,0 +1,41 @@
+/// @file
+/// Bytes on a simulated line, and the frames that they make.
+#ifndef PLC_RUNTIME_TESTING_BYTES_H
+#define PLC_RUNTIME_TESTING_BYTES_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace plc::simulation {
+
+using Bytes = std::vector<std::uint8_t>;
+
+// Function codes (MODBUS Application Protocol V1.1b3, chapter 6).
+constexpr std::uint8_t kReadCoils = 1;
+constexpr std::uint8_t kReadDiscreteInputs = 2;
+constexpr std::uint8_t kReadHoldingRegisters = 3;
+constexpr std::uint8_t kReadInputRegisters = 4;
+constexpr std::uint8_t kWriteSingleCoil = 5;
+constexpr std::uint8_t kWriteSingleRegister = 6;
+constexpr std::uint8_t kWriteMultipleCoils = 15;
+constexpr std::uint8_t kWriteMultipleRegisters = 16;
+
+/// 16 bits from two bytes, high byte first, as addresses, quantities and registers travel.
+std::uint16_t wordAt(const Bytes &bytes, std::size_t at);
+/// Appends 16 bits, high byte first.
+void appendWord(Bytes *bytes, std::uint16_t value);
+
+/// Appends the CRC of everything in @p frame to it. @p highFirst: with the high byte first, as few devices
+/// do.
+void appendCrc(Bytes *frame, bool highFirst);
+/// Whether the last two bytes are the CRC of those before them; false for fewer than three bytes.
+bool endsWithCrc(const Bytes &frame, bool highFirst);
+
+/// "11 03 00 64": two capital hex digits a byte, a space between bytes.
+std::string hexOf(const Bytes &bytes);
+
+} // namespace plc::simulation
+
+#endif
