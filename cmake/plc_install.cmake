@@ -108,4 +108,5 @@ install(FILES CHANGELOG.md SECURITY.md DESTINATION . COMPONENT panel EXCLUDE_FRO
 install(FILES docs/integration.md docs/runtime.md docs/host-policies.md docs/cycle.md docs/wire_formats.md docs/abi.md DESTINATION docs COMPONENT panel
   EXCLUDE_FROM_ALL)
 install(FILES docs/examples/minimal_runtime.cpp docs/examples/logger.cpp docs/examples/write_once.cpp docs/examples/two_lines.cpp
+  docs/examples/bad_day_test.cpp
   DESTINATION docs/examples COMPONENT panel EXCLUDE_FROM_ALL)

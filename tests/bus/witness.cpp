@@ -389,14 +389,14 @@ bool Witness::wasThere(const CyclicRead &read) const
 }
 
 /// What was read well last, at that time, may be shown as good.
-bool Witness::mayBeGood(Time now, const CyclicRead &read) const
+bool Witness::mayBeGood(Time now, const CyclicRead &read, bool isOfTwo) const
 {
     constexpr Time kLeast = std::chrono::seconds(3);
     // How long a scan takes nobody knows before the second reading.
     if (!read.pace && wasThere(read))
         return true;
-    return now - read.lastGood.value_or(Time::zero()) <=
-           std::max({kLeast, 2 * plan_.timeout, 3 * read.pace.value_or(Time::zero())});
+    const Time scan = read.pace.value_or(Time::zero()) + (isOfTwo ? read.paceBefore : Time::zero());
+    return now - read.lastGood.value_or(Time::zero()) <= std::max({kLeast, 2 * plan_.timeout, 3 * scan});
 }
 
 void Witness::switched(Time now, int station, bool enabled)
@@ -416,8 +416,10 @@ void Witness::noteCyclic(Time now, const runtime::TransactionReport &report, Cyc
 {
     read->station = report.request.station;
     const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
-    if (isAnswered && !isAway(read->station) && wasThere(*read) && read->lastEnd > Time::zero())
+    if (isAnswered && !isAway(read->station) && wasThere(*read) && read->lastEnd > Time::zero()) {
+        read->paceBefore = read->pace.value_or(Time::zero());
         read->pace = now - read->lastEnd;
+    }
     read->lastEnd = now;
     read->lastEndedWell = report.cause == AttemptEnd::Good;
     if (read->lastEndedWell)
@@ -696,7 +698,7 @@ void Witness::checkStatus(Time now, const std::string &name, int station,
     for (const CyclicRead *read : reads) {
         hasValue = hasValue && read->lastGood;
         allWell = allWell && read->lastEndedWell;
-        inTime = inTime && mayBeGood(now, *read);
+        inTime = inTime && mayBeGood(now, *read, told.ofWholeReadings);
         oldest = std::min(oldest, read->lastGood.value_or(now));
     }
     const auto absence = absences_.find(station);

@@ -172,6 +172,7 @@ public:
         int station = 0;
         Time lastEnd{};
         std::optional<Time> pace; ///< from one end to the next answer
+        Time paceBefore{};        ///< the one before; 0 = none
     };
     /// What is told of a variable.
     struct Told
@@ -179,8 +180,10 @@ public:
         runtime::VariableState state;
         bool hasValue;
         Time age;
-        Time precision;       ///< of the age, which is rounded down
-        bool ofWholeReadings; ///< what several requests bring is told when the last of them has come
+        Time precision; ///< of the age, which is rounded down
+        /// What several requests bring is told when the last of them has come. A place may be read by two
+        /// requests of a scan, whose variables overlap, so that only two paces make a scan.
+        bool ofWholeReadings;
     };
     /// Looks at what is told of a variable that is read by @p reads.
     void checkStatus(Time now, const std::string &name, int station,
@@ -279,7 +282,7 @@ private:
     bool isHealthySince(Time time) const;
     bool isAway(int station) const;
     bool wasThere(const CyclicRead &read) const;
-    bool mayBeGood(Time now, const CyclicRead &read) const;
+    bool mayBeGood(Time now, const CyclicRead &read, bool isOfTwo) const;
     void checkBudget(Time now, const runtime::TransactionReport &report);
     void checkLeftAlone(Time now);
     void noteHalf(Time now);
