@@ -181,7 +181,7 @@ public:
             scanOnce();
     }
 
-    long sum() const { return sum_; }
+    qint64 sum() const { return sum_; }
 
 private:
     void scanOnce()
@@ -211,7 +211,7 @@ private:
     COM_INFO info_{};
     std::vector<unsigned short> words_;
     std::vector<HostVariable> owned_;
-    long sum_ = 0;
+    qint64 sum_ = 0;
 };
 
 /// A line of the library.
@@ -260,7 +260,7 @@ public:
             fail("the screen");
     }
 
-    long sum() const { return sum_; }
+    qint64 sum() const { return sum_; }
 
 private:
     static void take(void *context, const plcruntime::Event &event)
@@ -275,7 +275,7 @@ private:
     std::unique_ptr<plcruntime::Line> line_;
     std::vector<QList<plcruntime::VariableId>> screens_;
     int shown_ = 0;
-    long sum_ = 0;
+    qint64 sum_ = 0;
 };
 
 template <typename Runtime>
