@@ -33,6 +33,25 @@ TEST_P(Usage, MistakesGetOneLineAndExitCodeOne)
     EXPECT_EQ(run.errors.size() - 1, run.errors.find('\n')) << "not one line";
 }
 
+TEST(Numbers, HaveADecimalPointWhateverTheUsersLanguageIs)
+{
+    constexpr int kNoLocale = 77;
+    const TemporaryFile map("name,area,address,scale\nx,4x,1,0.25\n");
+    const std::string folder = ::testing::TempDir() + "locales";
+    plc::host::ChildProcess process(
+        "/bin/sh",
+        {"-c",
+         "mkdir -p \"$2\"; localedef -i de_DE -f UTF-8 \"$2/de_DE.UTF-8\" >\"$2/log\" 2>&1 || exit 77;"
+         "LOCPATH=\"$2\" LC_ALL=de_DE.UTF-8 exec \"$0\" project from-csv \"$1\" -o 0.25",
+         PLC_HOST_PROGRAM, map.path(), folder},
+        true);
+    const auto exitCode = process.waitForEnd(plc::runtime::steadyNow() + kPatience);
+    if (exitCode == kNoLocale)
+        GTEST_SKIP() << "this system has no German to be made";
+    EXPECT_EQ(0, exitCode) << process.errors();
+    EXPECT_THAT(process.output(), HasSubstr("\"replyTimeoutMs\": 250"));
+}
+
 #if !defined(__SANITIZE_THREAD__) // which needs the room that such a stack takes away
 TEST(Threads, ThatCannotBeMadeAreToldAndNotWaitedFor)
 {
