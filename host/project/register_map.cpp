@@ -207,10 +207,9 @@ Json::Value variableOf(const LocatedJson &place, const Line &line, const std::ve
 /// Complaints have one line, and so have names and addresses.
 void refuseControlCharacters(const LocatedJson &place, const std::vector<Line> &lines)
 {
-    const auto isControl = [](char letter) { return static_cast<unsigned char>(letter) < 0x20; };
     for (const Line &line : lines) {
         for (const Cell &cell : line) {
-            if (std::any_of(cell.text.begin(), cell.text.end(), isControl))
+            if (hasControlCharacters(cell.text))
                 place.refuse(valueAt(cell.offset),
                              "this cell has a line end or another control character in it");
         }

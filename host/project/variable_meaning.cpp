@@ -70,11 +70,9 @@ private:
                      const std::string &forbidden) const
     {
         std::string given = value.isString() ? value.asString() : "";
-        bool isGood =
-            !given.empty() && given.size() <= longest && given.front() != ' ' && given.back() != ' ';
-        for (const char letter : given)
-            isGood = isGood && static_cast<unsigned char>(letter) >= 0x20 && letter != '\x7F' &&
-                     forbidden.find(letter) == std::string::npos;
+        const bool isGood = !given.empty() && given.size() <= longest && given.front() != ' ' &&
+                            given.back() != ' ' && !hasControlCharacters(given) &&
+                            given.find_first_of(forbidden) == std::string::npos;
         std::string marks;
         for (const char letter : forbidden)
             marks += std::string(letter == forbidden.front() ? ", no " : " ") + letter;
