@@ -21,6 +21,12 @@ inline std::string toUtf8(const QString &text)
     return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
 }
 
+/// False for the second byte of a character and those behind it.
+inline bool beginsCharacter(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xC0u) != 0x80u;
+}
+
 } // namespace plc::runtime
 
 #endif
