@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kAreaSize = 65536;
 constexpr int kBitsPerRegister = 16;
+constexpr int kTooLarge = 1000000; ///< for every number in a variable; ten times as much still is an int
 
 constexpr Area kAreas[] = {
     {"0x", 0, 0, Unit::Bit, false, true, "coils"},
@@ -63,15 +64,15 @@ int number(const std::string &variable, const Piece &piece, const char *what, in
         std::string(what) + " must be a number from " + std::to_string(least) + " to " + std::to_string(last);
     if (piece.text.empty())
         refuse(variable, piece.at, allowed + ", but is missing");
-    long value = 0;
+    int value = 0;
     for (const char digit : piece.text) {
         if (digit < '0' || digit > '9')
             refuse(variable, piece.at, allowed + ", not '" + piece.text + "'");
-        value = std::min(value * 10 + (digit - '0'), 1000000000L);
+        value = std::min(value * 10 + (digit - '0'), kTooLarge);
     }
     if (value < least || value > last)
         refuse(variable, piece.at, allowed + ", not '" + piece.text + "'");
-    return static_cast<int>(value);
+    return value;
 }
 
 /// Takes what stands in front of the first @p mark off @p rest; all of it when the mark is missing.
