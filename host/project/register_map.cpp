@@ -3,7 +3,6 @@
 #include <csv.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <iterator>
@@ -15,6 +14,7 @@
 #include "host/project/strict_json.h"
 #include "host/project/variable_meaning.h"
 #include "runtime/line/failure.h"
+#include "runtime/panel/utf8.h"
 #include "runtime/panel/value_text.h"
 
 namespace plc::host {
@@ -110,13 +110,6 @@ private:
     Line line_;
     std::vector<Line> lines_;
 };
-
-std::string inSmallLetters(std::string text)
-{
-    for (char &letter : text)
-        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-    return text;
-}
 
 /// Columns of the table, in its order.
 std::vector<std::string> columnsOf(const LocatedJson &place, const Line &header)

@@ -1,11 +1,11 @@
 #include "runtime/panel/variable.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "core/register_types.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::runtime {
 
@@ -35,13 +35,6 @@ std::string areaNames()
     for (const Area &area : kAreas)
         names += std::string(names.empty() ? "" : ", ") + area.name;
     return names;
-}
-
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
 }
 
 /// A part of a variable's text and where it stands in it.
@@ -163,7 +156,7 @@ std::string areaHelp()
 
 const Area *findArea(const std::string &name)
 {
-    const std::string wanted = lowered(name);
+    const std::string wanted = inSmallLetters(name);
     for (const Area &area : kAreas) {
         if (wanted == area.name)
             return &area;
