@@ -132,6 +132,15 @@ std::optional<Value> readReal(const std::string &text)
     return Value::ofReal(static_cast<double>(text[0] == '-' ? -number : number));
 }
 
+/// Reads a float; what is nearer to 0 than to the least of them is 0.
+std::optional<Value> readFloat(const std::string &text)
+{
+    if (const std::optional<Value> read = readReal<float>(text))
+        return read;
+    const std::optional<Value> wide = readReal<double>(text);
+    return wide && std::fabs(wide->real) < 1 ? std::make_optional(Value::ofReal(0)) : std::nullopt;
+}
+
 /// The character of "\"", "\\" or "\xNN" at @p at, which goes behind it; nothing for anything else.
 std::optional<char> readEscape(const std::string &text, std::size_t *at)
 {
@@ -208,7 +217,7 @@ std::optional<Value> readValue(const std::string &text, const ValueFormat &forma
     if (text.empty())
         return std::nullopt;
     if (format.kind == ValueKind::F32)
-        return readReal<float>(text);
+        return readFloat(text);
     return format.isFloat() ? readReal<double>(text) : readWhole(text, format);
 }
 

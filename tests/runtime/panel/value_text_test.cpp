@@ -96,6 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
         Readable{"i64", "-9223372036854775808", Value::ofSigned(std::numeric_limits<std::int64_t>::min())},
         Readable{"u64", "18446744073709551615", Value::ofUnsigned(~0ull)},
         Readable{"bcd", "0042", Value::ofUnsigned(42)}, Readable{"f32", "0.1", Value::ofReal(asFloat(0.1f))},
+        Readable{"f32", "1e-45", Value::ofReal(asFloat(1e-45f))}, Readable{"f32", "-1e-50", Value::ofReal(0)},
         Readable{"f64", "0.1", Value::ofReal(0.1)}, Readable{"f64", "-1e3", Value::ofReal(-1000)},
         Readable{"f64", "+.5", Value::ofReal(0.5)}, Readable{"str9", "PUMP 7", Value::ofText("PUMP 7")},
         Readable{"str9", "", Value::ofText("")}, Readable{"str9", "\"a,b\"", Value::ofText("a,b")},
