@@ -108,7 +108,8 @@ std::optional<Value> readWhole(const std::string &text, const ValueFormat &forma
     const std::string digits = withoutSign(text);
     const bool isNegative = text[0] == '-';
     const int base = baseOf(digits);
-    if (base != 10 && (isNegative || format.kind == ValueKind::Bcd))
+    const bool hasSign = digits.size() < text.size();
+    if (base != 10 && (hasSign || format.kind == ValueKind::Bcd))
         return std::nullopt;
     const std::optional<std::uint64_t> number = readDigits(base == 10 ? digits : digits.substr(2), base);
     if (!number || (isNegative && *number > kMostNegative))
