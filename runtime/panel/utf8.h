@@ -1,6 +1,6 @@
 /// @file
-/// Texts in UTF-8: their characters, and between Qt and the standard library. Qt 4.8 takes std::string for text
-/// of the locale.
+/// Texts in UTF-8: their characters, and between Qt and the standard library, since Qt 4.8 takes std::string
+/// for text of the locale.
 #ifndef PLC_PANEL_UTF8_H
 #define PLC_PANEL_UTF8_H
 
