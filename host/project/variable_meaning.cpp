@@ -34,7 +34,7 @@ public:
             meaning_.least = number(*members.least);
         if (members.most)
             meaning_.most = number(*members.most);
-        if (meaning_.least && meaning_.most && *meaning_.least > *meaning_.most)
+        if (members.least && members.most && *meaning_.least > *meaning_.most)
             json_.refuse(*members.most, "max must not be less than min");
         if (members.texts)
             readTexts(*members.texts);

@@ -136,7 +136,7 @@ std::optional<Value> readReal(const std::string &text)
 /// Reads a float; what is nearer to 0 than to the least of them is 0.
 std::optional<Value> readFloat(const std::string &text)
 {
-    if (const std::optional<Value> read = readReal<float>(text))
+    if (std::optional<Value> read = readReal<float>(text))
         return read;
     const std::optional<Value> wide = readReal<double>(text);
     return wide && std::fabs(wide->real) < 1 ? std::make_optional(Value::ofReal(0)) : std::nullopt;
