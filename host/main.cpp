@@ -3,6 +3,7 @@
 
 #include <QCoreApplication>
 
+#include <clocale>
 #include <cstdio>
 
 #include "host/commands/command_line.h"
@@ -15,6 +16,8 @@ using namespace plc::host;
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
+    // Qt has taken the user's locale. Programs read our numbers and people type them with a decimal point.
+    std::setlocale(LC_NUMERIC, "C");
     try {
         const Command command = parseCommandLine(argc, argv);
         catchInterrupts();

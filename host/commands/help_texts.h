@@ -33,7 +33,7 @@ constexpr char kWrittenValuesHelp[] =
     "floats\n(12.5, "
     "-1e-3), 0b101 too for whole numbers, and for texts whatever stands there, or stands between quotation\n"
     "marks (4x:40/str16='\"a, b\"', with \\\" \\\\ \\x1B in it). A variable of a project also takes the "
-    "texts that stand for\nits values; numbers are checked against its limits and scaled.\n\n";
+    "texts that stand for\nits values; both are checked against its limits, and numbers are scaled.\n\n";
 
 constexpr char kWatchExample[] =
     "Example: live values of two stations, ten seconds long, one scan each half second:\n"

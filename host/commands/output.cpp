@@ -9,6 +9,7 @@
 
 #include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
+#include "runtime/panel/utf8.h"
 #include "runtime/panel/value_text.h"
 
 namespace plc::host {
@@ -90,11 +91,17 @@ winsize terminalSize()
     return size;
 }
 
+/// Columns of a text in UTF-8 on a terminal, where each character has one.
+std::size_t widthOf(const std::string &utf8)
+{
+    return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), beginsCharacter));
+}
+
 std::string clipped(const std::string &text, std::size_t width)
 {
-    if (text.size() <= width)
+    if (widthOf(text) <= width)
         return text;
-    return width < 4 ? text.substr(0, width) : text.substr(0, width - 3) + "...";
+    return width < 4 ? firstCharacters(text, width) : firstCharacters(text, width - 3) + "...";
 }
 
 std::string counterLine(const Counters &c)
@@ -248,17 +255,13 @@ std::string inJson(const std::string &text)
 {
     std::string result = "\"";
     for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const unsigned next = i + 1 < text.size() ? static_cast<unsigned char>(text[i + 1]) : 0u;
-        // A terminal obeys the control characters above 127 as well.
-        const bool isHighControl = byte == 0xC2 && next >= 0x80 && next < 0xA0;
-        if (isHighControl)
-            ++i;
-        if (isHighControl || byte < 0x20 || byte == 0x7F) {
-            result += escapedInJson(isHighControl ? next : byte);
+        const std::size_t controlBytes = controlBytesAt(text, i);
+        if (controlBytes > 0) {
+            i += controlBytes - 1;
+            result += escapedInJson(static_cast<unsigned char>(text[i]));
             continue;
         }
-        if (byte == '"' || byte == '\\')
+        if (text[i] == '"' || text[i] == '\\')
             result += '\\';
         result += text[i];
     }
@@ -369,13 +372,23 @@ std::string RowPrinter::json(const Row &row) const
     return line + "}\n";
 }
 
+std::string firstCharacters(const std::string &utf8, std::size_t count)
+{
+    std::size_t end = 0;
+    for (; end < utf8.size(); ++end) {
+        if (beginsCharacter(utf8[end]) && count-- == 0)
+            break;
+    }
+    return utf8.substr(0, end);
+}
+
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells)
 {
     std::vector<std::size_t> widths;
     for (const auto &row : cells) {
         widths.resize(std::max(widths.size(), row.size()), 0);
         for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], row[i].size());
+            widths[i] = std::max(widths[i], widthOf(row[i]));
     }
     std::vector<std::string> lines;
     for (const auto &row : cells) {
@@ -383,7 +396,7 @@ std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cel
         for (std::size_t i = 0; i < row.size(); ++i) {
             std::string cell = row[i];
             if (i + 1 < row.size())
-                cell.resize(widths[i] + 2, ' ');
+                cell.append(widths[i] + 2 - widthOf(cell), ' ');
             line += cell;
         }
         lines.push_back(line);

@@ -93,6 +93,9 @@ private:
     bool headDone_ = false;
 };
 
+/// The first @p count characters of a text in UTF-8.
+std::string firstCharacters(const std::string &utf8, std::size_t count);
+
 /// Lines of a table: one of headings and one a row, columns under each other.
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells);
 

@@ -66,7 +66,7 @@ void PagedTable::show(const std::vector<std::string> &lines)
     if (up > 0)
         screen += "\r\x1b[" + std::to_string(up) + "A";
     for (const std::string &line : lines)
-        screen += "\r" + line.substr(0, static_cast<std::size_t>(columns_ - 1)) + "\x1b[K\n";
+        screen += "\r" + firstCharacters(line, static_cast<std::size_t>(columns_ - 1)) + "\x1b[K\n";
     screen += inPlace ? kRestoreCursor : "\r\x1b[J";
     std::fputs(screen.c_str(), stdout);
     std::fflush(stdout);

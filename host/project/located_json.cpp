@@ -4,17 +4,13 @@
 
 #include "host/project/strict_json.h"
 #include "runtime/line/failure.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::host {
 
 namespace {
 
 constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
-
-bool beginsCharacter(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xC0u) != 0x80u;
-}
 
 } // namespace
 

@@ -52,7 +52,7 @@ public:
         const Json::Value *variables = nullptr;
         const Json::Value *rows = nullptr;
         visit(root, "a project",
-              {{"name", [&](const Json::Value &value) { project_.name = text(value, "a text"); }},
+              {{"name", [&](const Json::Value &value) { project_.name = onOneLine(text(value, "a text")); }},
                {"link", [&](const Json::Value &value) { link = &value; }},
                {"stations", [&](const Json::Value &value) { stations = &value; }},
                {"variables", [&](const Json::Value &value) { variables = &value; }},
@@ -322,15 +322,14 @@ private:
     std::string readName(const Json::Value &value)
     {
         std::string name = text(value, "a name");
-        bool good = !name.empty() && name.size() <= kLongestName && name.front() != ' ' &&
-                    name.back() != ' ' && name.front() != '#';
-        for (const char letter : name)
-            good = good && std::string("=,\"\\").find(letter) == std::string::npos &&
-                   static_cast<unsigned char>(letter) >= 0x20;
+        const bool good = !name.empty() && name.size() <= kLongestName && name.front() != ' ' &&
+                          name.back() != ' ' && name.front() != '#' && !hasControlCharacters(name) &&
+                          name.find_first_of("=,\"\\") == std::string::npos;
         if (!good)
             json_.refuse(value,
                          "a name has 1 to " + std::to_string(kLongestName) +
-                             " bytes, no = , \" \\ or line end, no blank at its ends and no # in front");
+                             " bytes, no = , \" \\, no control character, no blank at its ends and no # "
+                             "in front");
         const auto [other, isNew] = lineOfName_.emplace(name, json_.placeOf(value).line);
         if (!isNew)
             json_.refuse(value, quoted(name) + " is the name of another variable already, in line " +

@@ -1,6 +1,5 @@
 #include "host/project/project_input.h"
 
-#include <algorithm>
 #include <sstream>
 
 #include "runtime/line/failure.h"
@@ -17,14 +16,6 @@ std::string trimmed(const std::string &text)
     constexpr const char *kBlanks = " \t";
     const std::size_t from = text.find_first_not_of(kBlanks);
     return from == std::string::npos ? "" : text.substr(from, text.find_last_not_of(kBlanks) - from + 1);
-}
-
-std::string withoutBlanks(std::string text)
-{
-    text.erase(
-        std::remove_if(text.begin(), text.end(), [](char letter) { return letter == ' ' || letter == '\t'; }),
-        text.end());
-    return text;
 }
 
 /// The number that @p word is, at most @p most; 0 for anything else.
@@ -109,7 +100,7 @@ ProjectOrder ProjectInput::parseWrite(const std::string &name, const std::string
     if (!variable.area->writable)
         throw Failure(FailureKind::Usage,
                       "'" + name + "' cannot be written: it is one of the " + variable.area->meaning);
-    const std::string plain = variable.format || variable.meaning ? trimmed(values) : withoutBlanks(values);
+    const std::string plain = trimmed(values);
     order.values = parseValues(plain, variable, name + " = " + plain);
     const int given = valueCount(variable, order.values);
     if (given != variable.count)

@@ -3,7 +3,6 @@
 #include <csv.h>
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <iterator>
@@ -15,6 +14,7 @@
 #include "host/project/strict_json.h"
 #include "host/project/variable_meaning.h"
 #include "runtime/line/failure.h"
+#include "runtime/panel/utf8.h"
 #include "runtime/panel/value_text.h"
 
 namespace plc::host {
@@ -111,13 +111,6 @@ private:
     std::vector<Line> lines_;
 };
 
-std::string inSmallLetters(std::string text)
-{
-    for (char &letter : text)
-        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-    return text;
-}
-
 /// Columns of the table, in its order.
 std::vector<std::string> columnsOf(const LocatedJson &place, const Line &header)
 {
@@ -207,10 +200,9 @@ Json::Value variableOf(const LocatedJson &place, const Line &line, const std::ve
 /// Complaints have one line, and so have names and addresses.
 void refuseControlCharacters(const LocatedJson &place, const std::vector<Line> &lines)
 {
-    const auto isControl = [](char letter) { return static_cast<unsigned char>(letter) < 0x20; };
     for (const Line &line : lines) {
         for (const Cell &cell : line) {
-            if (std::any_of(cell.text.begin(), cell.text.end(), isControl))
+            if (hasControlCharacters(cell.text))
                 place.refuse(valueAt(cell.offset),
                              "this cell has a line end or another control character in it");
         }

@@ -10,6 +10,8 @@
 #include <sstream>
 #include <string_view>
 
+#include "runtime/panel/utf8.h"
+
 namespace plc::host {
 
 namespace {
@@ -19,11 +21,6 @@ constexpr int kDeepest = 100;
 bool isDigit(char letter)
 {
     return letter >= '0' && letter <= '9';
-}
-
-bool isContinuation(char byte)
-{
-    return (static_cast<unsigned char>(byte) & 0xC0u) == 0x80u;
 }
 
 /// JSON has no zero byte and no other control character, not even inside a text.
@@ -201,7 +198,7 @@ void refuseBadUtf8(const std::string &text)
     auto differs = std::mismatch(text.begin(), text.end(), again.begin(), again.end()).second;
     if (again == text)
         return;
-    while (differs != again.begin() && differs != again.end() && isContinuation(*differs))
+    while (differs != again.begin() && differs != again.end() && !runtime::beginsCharacter(*differs))
         --differs;
     throw JsonFault{static_cast<std::size_t>(differs - again.begin()), "this character is not UTF-8"};
 }

@@ -34,7 +34,7 @@ public:
             meaning_.least = number(*members.least);
         if (members.most)
             meaning_.most = number(*members.most);
-        if (meaning_.least && meaning_.most && *meaning_.least > *meaning_.most)
+        if (members.least && members.most && *meaning_.least > *meaning_.most)
             json_.refuse(*members.most, "max must not be less than min");
         if (members.texts)
             readTexts(*members.texts);
@@ -70,11 +70,9 @@ private:
                      const std::string &forbidden) const
     {
         std::string given = value.isString() ? value.asString() : "";
-        bool isGood =
-            !given.empty() && given.size() <= longest && given.front() != ' ' && given.back() != ' ';
-        for (const char letter : given)
-            isGood = isGood && static_cast<unsigned char>(letter) >= 0x20 && letter != '\x7F' &&
-                     forbidden.find(letter) == std::string::npos;
+        const bool isGood = !given.empty() && given.size() <= longest && given.front() != ' ' &&
+                            given.back() != ' ' && !hasControlCharacters(given) &&
+                            given.find_first_of(forbidden) == std::string::npos;
         std::string marks;
         for (const char letter : forbidden)
             marks += std::string(letter == forbidden.front() ? ", no " : " ") + letter;

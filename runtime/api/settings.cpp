@@ -205,7 +205,12 @@ runtime::Variable variableOf(const plcruntime::VariableSettings &settings,
         variable.station = line.station;
     variable.label = settings.name.toStdString();
     if (settings.scale != 1 || settings.offset != 0) {
-        if (!std::isfinite(settings.scale) || settings.scale == 0 || !std::isfinite(settings.offset))
+        if (variable.area->unit == runtime::Unit::Bit || variable.registerFormat().isText())
+            throw Failure(FailureKind::Usage,
+                          "variable '" + variable.text + "': bits and texts have neither scale nor offset");
+        // The reverse must be a number as well.
+        if (!std::isfinite(settings.scale) || !std::isfinite(1 / settings.scale) ||
+            !std::isfinite(settings.offset))
             throw Failure(FailureKind::Usage, "variable '" + variable.text +
                                                   "': a scale is a number but 0, and an offset a number");
         runtime::Meaning meaning;

@@ -17,17 +17,36 @@ enum class FailureKind
     Driver   ///< the file of the driver, or who else uses it
 };
 
+/// Bytes of the control character at @p at of a text in UTF-8; 0 where another character is. A terminal obeys
+/// those from 0x80 to 0x9F as well.
+inline std::size_t controlBytesAt(const std::string &text, std::size_t at)
+{
+    const auto byte = static_cast<unsigned char>(text[at]);
+    const unsigned next = at + 1 < text.size() ? static_cast<unsigned char>(text[at + 1]) : 0u;
+    if (byte == 0xC2 && next >= 0x80 && next < 0xA0)
+        return 2;
+    return byte < 0x20 || byte == 0x7F ? 1 : 0;
+}
+
 /// A reason may quote texts of files and of other libraries, but takes one line on a terminal and in a log.
 /// Line ends become blanks, other control characters question marks.
-inline std::string onOneLine(std::string text)
+inline std::string onOneLine(const std::string &text)
 {
-    for (char &letter : text) {
-        if (letter == '\n' || letter == '\r')
-            letter = ' ';
-        else if (static_cast<unsigned char>(letter) < 0x20 || letter == '\x7F')
-            letter = '?';
+    std::string line;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t bytes = controlBytesAt(text, at);
+        if (bytes == 0)
+            line += text[at];
+        else
+            line += text[at] == '\n' || text[at] == '\r' ? ' ' : '?';
+        at += bytes > 1 ? bytes : 1;
     }
-    return text;
+    return line;
+}
+
+inline bool hasControlCharacters(const std::string &text)
+{
+    return onOneLine(text) != text;
 }
 
 /// The text says what is wrong, where, and what to try, in one line.

@@ -24,14 +24,14 @@ int decimalsOf(double number)
     return std::max(0, digits - std::stoi(scientific.substr(e + 1)));
 }
 
-/// 0.3 of 3 * 0.1, which is 0.30000000000000004.
+/// 0.3 of 3 * 0.1, which is 0.30000000000000004. What is rounded to 0 has no sign.
 double withDecimals(double number, int decimals)
 {
     char text[400];
     const auto written = std::to_chars(text, text + sizeof text, number, std::chars_format::fixed, decimals);
     double rounded = number;
     std::from_chars(text, written.ptr, rounded);
-    return rounded;
+    return rounded == 0 ? 0 : rounded;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 /// @file
-/// Texts in UTF-8 between Qt and the standard library. Qt 4.8 takes std::string for text of the locale.
+/// Texts in UTF-8: their characters, and between Qt and the standard library, since Qt 4.8 takes std::string
+/// for text of the locale.
 #ifndef PLC_PANEL_UTF8_H
 #define PLC_PANEL_UTF8_H
 
@@ -19,6 +20,22 @@ inline std::string toUtf8(const QString &text)
 {
     const QByteArray bytes = text.toUtf8();
     return std::string(bytes.constData(), static_cast<std::size_t>(bytes.size()));
+}
+
+/// A to Z as a to z, whatever the user's language has for them.
+inline std::string inSmallLetters(std::string text)
+{
+    for (char &letter : text) {
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    }
+    return text;
+}
+
+/// False for the second byte of a character and those behind it.
+inline bool beginsCharacter(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xC0u) != 0x80u;
 }
 
 } // namespace plc::runtime

@@ -1,7 +1,6 @@
 #include "runtime/panel/value_format.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -56,13 +55,6 @@ const Kind &kindOf(const ValueFormat &format)
 [[noreturn]] void refuse(const std::string &what)
 {
     throw Failure(FailureKind::Usage, what);
-}
-
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
 }
 
 /// The number behind "str"; nothing where there is none from 1 to kMostTextBytes.
@@ -281,7 +273,7 @@ std::string formatNames()
 
 ValueFormat parseFormat(const std::string &text)
 {
-    const std::string name = lowered(text);
+    const std::string name = inSmallLetters(text);
     const std::size_t point = std::min(name.find('.'), name.size());
     ValueFormat format = parseKind(name.substr(0, point));
     if (point < name.size())

@@ -108,7 +108,8 @@ std::optional<Value> readWhole(const std::string &text, const ValueFormat &forma
     const std::string digits = withoutSign(text);
     const bool isNegative = text[0] == '-';
     const int base = baseOf(digits);
-    if (base != 10 && (isNegative || format.kind == ValueKind::Bcd))
+    const bool hasSign = digits.size() < text.size();
+    if (base != 10 && (hasSign || format.kind == ValueKind::Bcd))
         return std::nullopt;
     const std::optional<std::uint64_t> number = readDigits(base == 10 ? digits : digits.substr(2), base);
     if (!number || (isNegative && *number > kMostNegative))
@@ -130,6 +131,15 @@ std::optional<Value> readReal(const std::string &text)
     if (read.ptr != end || read.ec != std::errc())
         return std::nullopt;
     return Value::ofReal(static_cast<double>(text[0] == '-' ? -number : number));
+}
+
+/// Reads a float; what is nearer to 0 than to the least of them is 0.
+std::optional<Value> readFloat(const std::string &text)
+{
+    if (std::optional<Value> read = readReal<float>(text))
+        return read;
+    const std::optional<Value> wide = readReal<double>(text);
+    return wide && std::fabs(wide->real) < 1 ? std::make_optional(Value::ofReal(0)) : std::nullopt;
 }
 
 /// The character of "\"", "\\" or "\xNN" at @p at, which goes behind it; nothing for anything else.
@@ -208,7 +218,7 @@ std::optional<Value> readValue(const std::string &text, const ValueFormat &forma
     if (text.empty())
         return std::nullopt;
     if (format.kind == ValueKind::F32)
-        return readReal<float>(text);
+        return readFloat(text);
     return format.isFloat() ? readReal<double>(text) : readWhole(text, format);
 }
 

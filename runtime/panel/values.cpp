@@ -78,6 +78,12 @@ Value rawValue(const Variable &variable, const Values &values, int index)
     return decodeValue(registers.data(), format);
 }
 
+/// What people see where the registers or the bit have @p raw.
+Value shownOf(const Variable &variable, const Value &raw)
+{
+    return isScaled(variable) ? scaled(raw, variable.registerFormat(), *variable.meaning) : raw;
+}
+
 void appendRegisters(const Variable &variable, const Registers &registers, Values *values)
 {
     if (variable.area->unit == Unit::RegisterPair) {
@@ -179,6 +185,7 @@ void appendRead(const std::string &text, const Variable &variable, Values *value
 {
     const Value *named = variable.meaning ? variable.meaning->valueNamed(text) : nullptr;
     if (named) {
+        checkLimits(shownOf(variable, *named), *variable.meaning);
         appendRaw(variable, *named, values);
         return;
     }
@@ -232,10 +239,7 @@ Values decodeValues(const QByteArray &bytes, Unit unit, int count)
 
 Value valueOf(const Variable &variable, const Values &values, int index)
 {
-    Value value = rawValue(variable, values, index);
-    if (!isScaled(variable))
-        return value;
-    return scaled(value, variable.registerFormat(), *variable.meaning);
+    return shownOf(variable, rawValue(variable, values, index));
 }
 
 const std::string *nameOfValue(const Variable &variable, const Values &values, int index)
@@ -257,11 +261,10 @@ void appendValue(const Variable &variable, const Value &shown, Values *values)
 Values parseValues(const std::string &text, const Variable &variable, const std::string &place)
 {
     const bool isText = variable.format && variable.format->isText();
-    const bool hasBlanks = !isPlain(variable) || variable.meaning;
     Values values;
     for (const std::string &one : splitValues(text, isText)) {
         try {
-            appendRead(hasBlanks ? trimmed(one) : one, variable, &values);
+            appendRead(trimmed(one), variable, &values);
         } catch (const Failure &failure) {
             throw Failure(FailureKind::Usage,
                           "'" + place + "': value '" + one + "' is not allowed; " + failure.what());

@@ -46,8 +46,8 @@ const std::string *nameOfValue(const Variable &variable, const Values &values, i
 void appendValue(const Variable &variable, const Value &shown, Values *values);
 
 /// Reads values separated by commas: decimal with or without sign, "0x" hexadecimal, what the format has
-/// beside these, or texts that stand for values; for bits 0, 1, off, on, false, true. The variable's count is
-/// not looked at.
+/// beside these, or texts that stand for values; for bits 0, 1, off, on, false, true. Blanks around a value
+/// do not count. The variable's count is not looked at.
 /// @param place     named in the error: the whole argument that the values stand in.
 /// @return          raw elements, valueElements() for each value; in the 32-bit areas a pair for each.
 /// @throw Failure   (wrong usage) that names the value and what is allowed.

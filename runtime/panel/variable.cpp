@@ -1,11 +1,11 @@
 #include "runtime/panel/variable.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "core/register_types.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::runtime {
 
@@ -13,6 +13,7 @@ namespace {
 
 constexpr int kAreaSize = 65536;
 constexpr int kBitsPerRegister = 16;
+constexpr int kTooLarge = 1000000; ///< for every number in a variable; ten times as much still is an int
 
 constexpr Area kAreas[] = {
     {"0x", 0, 0, Unit::Bit, false, true, "coils"},
@@ -36,13 +37,6 @@ std::string areaNames()
     return names;
 }
 
-std::string lowered(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
-    return text;
-}
-
 /// A part of a variable's text and where it stands in it.
 struct Piece
 {
@@ -63,15 +57,15 @@ int number(const std::string &variable, const Piece &piece, const char *what, in
         std::string(what) + " must be a number from " + std::to_string(least) + " to " + std::to_string(last);
     if (piece.text.empty())
         refuse(variable, piece.at, allowed + ", but is missing");
-    long value = 0;
+    int value = 0;
     for (const char digit : piece.text) {
         if (digit < '0' || digit > '9')
             refuse(variable, piece.at, allowed + ", not '" + piece.text + "'");
-        value = std::min(value * 10 + (digit - '0'), 1000000000L);
+        value = std::min(value * 10 + (digit - '0'), kTooLarge);
     }
     if (value < least || value > last)
         refuse(variable, piece.at, allowed + ", not '" + piece.text + "'");
-    return static_cast<int>(value);
+    return value;
 }
 
 /// Takes what stands in front of the first @p mark off @p rest; all of it when the mark is missing.
@@ -162,7 +156,7 @@ std::string areaHelp()
 
 const Area *findArea(const std::string &name)
 {
-    const std::string wanted = lowered(name);
+    const std::string wanted = inSmallLetters(name);
     for (const Area &area : kAreas) {
         if (wanted == area.name)
             return &area;

@@ -2,6 +2,8 @@
 
 #include "programs.h"
 
+#include <optional>
+
 namespace {
 
 using namespace plc::test;
@@ -31,6 +33,47 @@ TEST_P(Usage, MistakesGetOneLineAndExitCodeOne)
     EXPECT_THAT(run.errors, HasSubstr(GetParam().said));
     EXPECT_EQ(0u, run.errors.find("plchost: "));
     EXPECT_EQ(run.errors.size() - 1, run.errors.find('\n')) << "not one line";
+}
+
+/// Runs plchost where the system is set to another language and character set, which it makes first.
+/// @return nothing where this system cannot make them.
+std::optional<Finished> plchostIn(const std::string &language, const std::string &characters,
+                                  const std::string &argument, const std::string &options)
+{
+    constexpr int kNoLocale = 77;
+    plc::host::ChildProcess process(
+        "/bin/sh",
+        {"-c",
+         "mkdir -p \"$2\"; localedef -i " + language + " -f " + characters + " \"$2/" + language + "." +
+             characters + "\" >\"$2/log\" 2>&1 || exit 77;" + "LOCPATH=\"$2\" LC_ALL=" + language + "." +
+             characters + " exec \"$0\" project from-csv \"$1\" " + options,
+         PLC_HOST_PROGRAM, argument, ::testing::TempDir() + "locales"},
+        true);
+    const auto exitCode = process.waitForEnd(plc::runtime::steadyNow() + kPatience);
+    if (exitCode == kNoLocale)
+        return std::nullopt;
+    return Finished{exitCode.value_or(-1), process.output(), process.errors()};
+}
+
+TEST(Numbers, HaveADecimalPointWhateverTheUsersLanguageIs)
+{
+    const TemporaryFile map("name,area,address,scale\nx,4x,1,0.25\n");
+    const auto german = plchostIn("de_DE", "UTF-8", map.path(), "-o 0.25");
+    if (!german)
+        GTEST_SKIP() << "this system has no German to be made";
+    EXPECT_EQ(0, german->exitCode) << german->errors;
+    EXPECT_THAT(german->output, HasSubstr("\"replyTimeoutMs\": 250"));
+}
+
+TEST(Words, MayHaveCapitalsWhateverTheUsersLanguageIs)
+{
+    // Turkish has a small letter without a dot for I.
+    const TemporaryFile map("NAME,AREA,ADDRESS,FORMAT,UNIT\nx,4X,1,I32,bar\ny,4X_BIT,1.1,,\n");
+    const auto turkish = plchostIn("tr_TR", "ISO-8859-9", map.path(), "");
+    if (!turkish)
+        GTEST_SKIP() << "this system has no Turkish to be made";
+    EXPECT_EQ(0, turkish->exitCode) << turkish->errors;
+    EXPECT_THAT(turkish->output, HasSubstr("\"format\": \"i32\""));
 }
 
 #if !defined(__SANITIZE_THREAD__) // which needs the room that such a stack takes away

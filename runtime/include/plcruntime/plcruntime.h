@@ -351,7 +351,7 @@ struct VariableSettings
 
     /// For people; free, and not looked at by the library. Line::findVariable() finds it.
     QString name;
-    double scale;  ///< the value is raw * scale + offset; not 0
+    double scale;  ///< the value is raw * scale + offset; not 0, and not for bits and texts
     double offset; ///< see `scale`
     /// 0, or 1 (slowest) to 4 for reads that come more often than those of the rest of the screen. It belongs
     /// to the place, so that the same registers of every station have it. Only while the line is not

@@ -162,6 +162,23 @@ TEST(Tables, PutColumnsUnderEachOther)
     EXPECT_EQ((std::vector<std::string>{"a    bb", "ccc  d"}), layOut({{"a", "bb"}, {"ccc", "d"}}));
 }
 
+TEST(Tables, CountCharactersAndNotBytes)
+{
+    EXPECT_THAT(layOut({{"Pr\xC3\xA4z", "\xC2\xB0"
+                                        "C"},
+                        {"Druck", "bar"}}),
+                ::testing::ElementsAre("Pr\xC3\xA4z   \xC2\xB0"
+                                       "C",
+                                       "Druck  bar"));
+}
+
+TEST(Characters, AreNotCutInTwo)
+{
+    EXPECT_EQ("l\xC3\xA4", firstCharacters("l\xC3\xA4uft", 2));
+    EXPECT_EQ("l\xC3\xA4uft", firstCharacters("l\xC3\xA4uft", 5));
+    EXPECT_EQ("", firstCharacters("\xC3\xA4", 0));
+}
+
 TEST(Ages, AreShownInMillisecondsThenInSeconds)
 {
     EXPECT_EQ("999 ms", formatAge(milliseconds(999)));

@@ -228,9 +228,19 @@ TEST(ProjectText, RefusesControlCharactersThatJsonDoesNotAllow)
 TEST(ProjectText, StaysOneLineWhereItIsQuoted)
 {
     EXPECT_THAT(mistake(R"({"a\nb\u007F": 1})"), HasSubstr("'a b?'"));
+    EXPECT_THAT(mistake(R"({"a\u0085\u009F\u00A0b": 1})"), HasSubstr("'a??\xC2\xA0"
+                                                                     "b'"))
+        << "a terminal obeys control characters above 127 too";
     EXPECT_THAT(mistakeIn(R"({"name": "a", "area": "\u0000", "address": "1"})"),
                 HasSubstr("'?' is no area; areas are 0x, 1x,"))
         << "not cut at the zero";
+}
+
+TEST(ProjectText, OfANameStaysOneLine)
+{
+    EXPECT_EQ("a b?",
+              project(R"({"name": "a\nb\u009B", "variables": [{"name": "c", "area": "4x", "address": "1"}]})")
+                  .name);
 }
 
 TEST(ProjectFile, CountsColumnsInCharacters)
@@ -326,6 +336,11 @@ INSTANTIATE_TEST_SUITE_P(
         Refused{R"({"name": "", "area": "4x", "address": "1"})", "a name has 1 to 64"},
         Refused{R"({"name": "a=b", "area": "4x", "address": "1"})", "a name has 1 to 64"},
         Refused{R"({"name": " a", "area": "4x", "address": "1"})", "a name has 1 to 64"},
+        Refused{R"({"name": "a\u007f", "area": "4x", "address": "1"})", "no control character"},
+        Refused{R"({"name": "a\u009b", "area": "4x", "address": "1"})", "no control character"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "unit": "\u009b1m"})", "no control character"},
+        Refused{R"({"name": "a", "area": "4x", "address": "1", "texts": {"0": "\u0085"}})",
+                "no control character"},
         Refused{R"({"name": "a", "area": "2x", "address": "1"})", "areas are 0x, 1x, 3x, 4x"},
         Refused{R"({"name": "a", "area": "4x", "address": "65536"})", "from 0 to 65535"},
         Refused{R"({"name": "a", "area": "4x", "address": "-1"})", "an address is a number"},

@@ -59,6 +59,11 @@ TEST_F(ProjectInputTest, UnderstandsWrites)
     EXPECT_THAT(input.parse("Horn = on").values, ElementsAre(1u));
 }
 
+TEST_F(ProjectInputTest, MakesNoNumberOfTwo)
+{
+    EXPECT_THAT(mistake("Recipe = 1 2, 3, 4"), HasSubstr("value '1 2' is not allowed"));
+}
+
 TEST_F(ProjectInputTest, UnderstandsValuesInTheirFormat)
 {
     EXPECT_THAT(input.parse("Flow = 12.5, -1").values, ElementsAre(0x4148u, 0u, 0xBF80u, 0u));

@@ -145,6 +145,9 @@ TEST(RegisterMap, RefusesWhatIsNoTable)
               mistake("name,area,address\nA,\"4x,1\nB,4x,2\n"));
     EXPECT_EQ("m.csv, line 3, column 1: this cell has a line end or another control character in it",
               mistake("name,area,address\nA,4x,1\n\"B\nC\",4x,2\n"));
+    EXPECT_EQ("m.csv, line 2, column 3: this cell has a line end or another control character in it",
+              mistake("name,unit,area,address\nA,\xC2\x9B"
+                      "1m,4x,2\n"));
     EXPECT_EQ(
         "m.csv, line 2, column 3: this character is not UTF-8; let the spreadsheet store the table as UTF-8",
         mistake("name,area,address\nDr\xFC"

@@ -312,6 +312,21 @@ TEST_F(LineVariables, WritesValuesInTheFormOfItsRegistersAndRefusesWhatDoesNotFi
     EXPECT_EQ(0, line().write(real, Value(), -1, &error));
 }
 
+TEST_F(LineVariables, RefusesAScaleWhereThereAreNoNumbersAndOneWithoutAReverse)
+{
+    for (const char *place : {"0x:0@1", "4x_bit:1.3@1", "4x:0/str4@1"}) {
+        VariableSettings scaled(place);
+        scaled.offset = 1;
+        Error error;
+        EXPECT_EQ(0, line().addVariable(scaled, &error)) << place;
+        EXPECT_EQ("variable '" + std::string(place) + "': bits and texts have neither scale nor offset",
+                  error.text.toStdString());
+    }
+    VariableSettings tiny("4x:0@1");
+    tiny.scale = 1e-310;
+    EXPECT_EQ(0, line().addVariable(tiny)) << "1 / scale is infinite";
+}
+
 TEST_F(LineVariables, SaysThatAValueCameInTwoPieces)
 {
     settings.maxBlock = 3;

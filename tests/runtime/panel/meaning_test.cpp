@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -29,6 +30,11 @@ TEST(ScaledValues, HaveTheDecimalsOfScaleAndOffset)
     EXPECT_EQ(Value::ofReal(30), shown("i16", 3, scale(10)));
     EXPECT_EQ(Value::ofReal(0.0000003), shown("i16", 3, scale(1e-7)));
     EXPECT_EQ(Value::ofReal(2e300), shown("i16", 2, scale(1e300)));
+}
+
+TEST(ScaledValues, HaveNoMinusInFrontOfAZero)
+{
+    EXPECT_FALSE(std::signbit(shown("i16", -3, scale(0.1, 0.3)).real)) << "0.1 * 3 is a little more than 0.3";
 }
 
 TEST(ScaledValues, OfFloatsAreFloats)

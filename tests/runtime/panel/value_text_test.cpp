@@ -96,6 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
         Readable{"i64", "-9223372036854775808", Value::ofSigned(std::numeric_limits<std::int64_t>::min())},
         Readable{"u64", "18446744073709551615", Value::ofUnsigned(~0ull)},
         Readable{"bcd", "0042", Value::ofUnsigned(42)}, Readable{"f32", "0.1", Value::ofReal(asFloat(0.1f))},
+        Readable{"f32", "1e-45", Value::ofReal(asFloat(1e-45f))}, Readable{"f32", "-1e-50", Value::ofReal(0)},
         Readable{"f64", "0.1", Value::ofReal(0.1)}, Readable{"f64", "-1e3", Value::ofReal(-1000)},
         Readable{"f64", "+.5", Value::ofReal(0.5)}, Readable{"str9", "PUMP 7", Value::ofText("PUMP 7")},
         Readable{"str9", "", Value::ofText("")}, Readable{"str9", "\"a,b\"", Value::ofText("a,b")},
@@ -125,14 +126,14 @@ TEST_P(UnreadableTexts, AreNoValue)
 INSTANTIATE_TEST_SUITE_P(
     Values, UnreadableTexts,
     ::testing::Values(Unreadable{"u16", ""}, Unreadable{"u16", "-"}, Unreadable{"u16", "--1"},
-                      Unreadable{"u16", "0x"}, Unreadable{"u16", "-0x1"}, Unreadable{"u16", "1.0"},
-                      Unreadable{"u64", "18446744073709551616"}, Unreadable{"i64", "-9223372036854775809"},
-                      Unreadable{"bcd", "0x12"}, Unreadable{"f32", ""}, Unreadable{"f32", "nan"},
-                      Unreadable{"f32", "inf"}, Unreadable{"f64", "-infinity"}, Unreadable{"f32", "1,5"},
-                      Unreadable{"f32", "1e39"}, Unreadable{"f64", "1e309"}, Unreadable{"f64", "+-1"},
-                      Unreadable{"f64", "0x10"}, Unreadable{"str9", "\"a"}, Unreadable{"str9", "\"a\"b"},
-                      Unreadable{"str9", "\"\\x1\""}, Unreadable{"str9", "\"\\n\""},
-                      Unreadable{"str9", "\"\\"}),
+                      Unreadable{"u16", "0x"}, Unreadable{"u16", "-0x1"}, Unreadable{"u16", "+0x1"},
+                      Unreadable{"u16", "1.0"}, Unreadable{"u64", "18446744073709551616"},
+                      Unreadable{"i64", "-9223372036854775809"}, Unreadable{"bcd", "0x12"},
+                      Unreadable{"f32", ""}, Unreadable{"f32", "nan"}, Unreadable{"f32", "inf"},
+                      Unreadable{"f64", "-infinity"}, Unreadable{"f32", "1,5"}, Unreadable{"f32", "1e39"},
+                      Unreadable{"f64", "1e309"}, Unreadable{"f64", "+-1"}, Unreadable{"f64", "0x10"},
+                      Unreadable{"str9", "\"a"}, Unreadable{"str9", "\"a\"b"}, Unreadable{"str9", "\"\\x1\""},
+                      Unreadable{"str9", "\"\\n\""}, Unreadable{"str9", "\"\\"}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
 
 TEST(SplitValues, CutsAtCommasOutsideOfQuotationMarks)

@@ -160,6 +160,12 @@ TEST(FormattedValues, MayHaveBlanksAroundThem)
               parseValues(" A B ,\" A\"", variable("4x:1/str4"), "x"));
 }
 
+TEST(PlainValues, MayHaveBlanksAroundThemToo)
+{
+    EXPECT_EQ((Values{1, 0xFFFE, 0x10}), parseValues(" 1, -2 ,\t0x10", variable("4x:1:3"), "x"));
+    EXPECT_EQ((Values{1, 0}), parseValues("on, off", variable("0x:1:2"), "x"));
+}
+
 TEST(BadBcdDigits, AreMarked)
 {
     EXPECT_EQ("1234 0x12AB (bad BCD)",
@@ -232,6 +238,17 @@ TEST(Limits, HoldForWhatIsWrittenAlone)
     EXPECT_EQ("'w': value '0.5' is not allowed; the least is 1 m", mistake("0.5", length));
     EXPECT_EQ("'w': value '11' is not allowed; the most is 10.5 m", mistake("11", length));
     EXPECT_EQ("32767.5 m", formatValues(length, {65535}, NumberStyle::Unsigned, " "));
+}
+
+TEST(Limits, HoldForTextsThatStandForValues)
+{
+    Meaning limited;
+    limited.scale = 0.5;
+    limited.most = 2;
+    limited.names = {{Value::ofUnsigned(4), "high"}, {Value::ofUnsigned(5), "too high"}};
+    const Variable speed = meaning("4x:1", limited);
+    EXPECT_EQ((Values{4}), parseValues("high", speed, "w"));
+    EXPECT_EQ("'w': value 'too high' is not allowed; the most is 2", mistake("too high", speed));
 }
 
 TEST(Texts, StandForValuesBothWays)

@@ -128,6 +128,9 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"4x:65537", true, "character 4: the address must be a number from 0 to 65536, not '65537'"},
         Bad{"4x:99999999999999999999", false,
             "character 4: the address must be a number from 0 to 65535, not '99999999999999999999'"},
+        // 4 in 32 bits, once it has overflowed.
+        Bad{"4x:4294967300", false,
+            "character 4: the address must be a number from 0 to 65535, not '4294967300'"},
         Bad{"4x:35.3", false, "character 4: the address must be a number from 0 to 65535, not '35.3'"},
         Bad{"4x:1:0", false, "character 6: the count must be a number from 1 to 65535, not '0'"},
         Bad{"4x:1:", false, "character 6: the count must be a number from 1 to 65535, but is missing"},
