@@ -152,7 +152,10 @@ LineFront::LineFront(const std::string &driverFile, const runtime::LinkSettings 
     }
     // A priority belongs to a place, on the screen or not.
     for (const auto &[name, level] : priorities) {
-        plcruntime::VariableSettings place(QString::fromStdString(name.substr(0, 2) + ":" + name.substr(2)));
+        // The driver divides the numbers of bits in its names by 8.
+        const std::string area = name.substr(0, 2);
+        const int number = std::stoi(name.substr(2)) / (area == "0x" || area == "1x" ? 8 : 1);
+        plcruntime::VariableSettings place(QString::fromStdString(area + ":" + std::to_string(number)));
         place.priority = level;
         plcruntime::Error error;
         line_->addVariable(place, &error);
