@@ -231,7 +231,7 @@ std::string driverFile(const plcruntime::LineSettings &settings)
     if (dladdr(reinterpret_cast<const void *>(&driverFile), &here) != 0 && here.dli_fname) {
         const std::string file = here.dli_fname;
         const std::size_t slash = file.rfind('/');
-        const std::string beside = slash == std::string::npos ? kName : file.substr(0, slash + 1) + kName;
+        std::string beside = slash == std::string::npos ? kName : file.substr(0, slash + 1) + kName;
         if (access(beside.c_str(), F_OK) == 0)
             return beside;
     }

@@ -13,7 +13,7 @@
 namespace plc::api {
 
 /// @throw runtime::Failure  (wrong usage) that names the setting and what it may be.
-runtime::LinkSettings linkSettings(const plcruntime::LineSettings &settings);
+runtime::LinkSettings linkSettings(const plcruntime::LineSettings &given);
 
 /// The variable with its station.
 /// @param line             its settings.

@@ -454,7 +454,7 @@ Message Field::damaged(const Bytes &reply, Fault fault)
         const bool shorter = plan_.handsOverInBursts || random_.oneIn(2);
         const int other = shorter ? random_.below(data) : random_.between(data + 1, 255);
         bytes[2] = static_cast<std::uint8_t>(other);
-        bytes.resize(static_cast<std::size_t>(3 + other), 0x5A);
+        bytes.resize(3 + static_cast<std::size_t>(other), 0x5A);
         appendCrc(&bytes, plan_.replyCrcHighFirst);
         break;
     }

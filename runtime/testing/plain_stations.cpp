@@ -176,7 +176,7 @@ int PlainStations::perform(Device *device, const Bytes &frame, Bytes *reply)
     reply->resize(3 + bytes, 0);
     for (int i = 0; i < count; ++i) {
         const int value = valueAt(*device, table, first + i);
-        const auto at = static_cast<std::size_t>(3 + (isBitTable(table) ? i / 8 : 2 * i));
+        const auto at = 3 + static_cast<std::size_t>(isBitTable(table) ? i / 8 : 2 * i);
         if (isBitTable(table)) {
             (*reply)[at] = static_cast<std::uint8_t>((*reply)[at] | value << (i % 8));
             continue;

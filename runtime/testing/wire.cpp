@@ -112,7 +112,8 @@ Time Wire::silence() const
 {
     if (baud_ > kFastestProportionalBaud)
         return std::chrono::microseconds(1750);
-    return Time((7 * kBitsPerCharacter * kNanoseconds + 2 * baud_ - 1) / (2 * baud_));
+    const std::int64_t doubled = 2LL * baud_;
+    return Time((7 * kBitsPerCharacter * kNanoseconds + doubled - 1) / doubled);
 }
 
 void Wire::garble(WireByte *byte)

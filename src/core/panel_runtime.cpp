@@ -4,7 +4,7 @@
 
 namespace __gnu_cxx {
 /// libstdc++'s own: gives back what it keeps for exceptions in case that the memory is used up.
-void __freeres() noexcept; // NOLINT(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): its name
+void __freeres() noexcept; // NOLINT(bugprone-reserved-identifier,cert-*,readability-identifier-naming)
 } // namespace __gnu_cxx
 
 namespace {

@@ -109,6 +109,8 @@ enum class Delivery
 
 /// What the runtime does beyond the bare exchange of frames; docs/host-policies.md gives the reason for each.
 /// All are on unless LineSettings::policiesOff names them.
+// NOLINTBEGIN(readability-identifier-naming): names of a plain enum, whose values are added, say what they
+// are of
 enum Policy
 {
     PolicyDiscardInput = 1,      ///< what arrives between two exchanges is thrown away
@@ -120,6 +122,7 @@ enum Policy
     PolicyAbsoluteDeadline = 64, ///< noise does not lengthen the wait for a reply
     PolicyOffline = 128          ///< a station that fails over and over is sent probes only
 };
+// NOLINTEND(readability-identifier-naming)
 
 /// What one station wants otherwise than the rest of its line.
 struct StationSettings
@@ -249,6 +252,7 @@ enum class ValueKind
 /// One value. Plain data: copied like a number.
 struct Value
 {
+    // NOLINTBEGIN(google-explicit-constructor): whatever a program has is a value
     Value() : kind(ValueKind::None), isBad(false) { number.asUnsigned = 0; }
     Value(bool value) : kind(ValueKind::Unsigned), isBad(false) { number.asUnsigned = value ? 1 : 0; }
     Value(int value) : kind(ValueKind::Signed), isBad(false) { number.asSigned = value; }
@@ -263,6 +267,7 @@ struct Value
     {
         number.asUnsigned = 0;
     }
+    // NOLINTEND(google-explicit-constructor)
 
     /// The value as a floating-point number; 0 for a text and for none.
     double toDouble() const
@@ -506,6 +511,7 @@ struct Statistics
 /// @{
 
 /// What an event handler may be told; a set of them is a sum.
+// NOLINTBEGIN(readability-identifier-naming): as of Policy
 enum EventKind
 {
     EventValue = 1,   ///< Event::variable has other values than were told last
@@ -518,6 +524,7 @@ enum EventKind
     EventsOfPanel = EventValue | EventQuality | EventOrder | EventStation | EventPort, ///< what a panel wants
     EventsAll = EventsOfPanel | EventFrame | EventLog
 };
+// NOLINTEND(readability-identifier-naming)
 
 struct StationChange
 {
