@@ -5,6 +5,7 @@
 #include <set>
 
 #include "fuzz/support/claim.h"
+#include "runtime/panel/meaning.h"
 #include "runtime/panel/values.h"
 
 namespace plc::fuzz {
@@ -44,17 +45,32 @@ int charactersOfLine(const std::string &bytes, int line)
     return current < line ? -1 : characters;
 }
 
+/// A station may show what may not be written to it.
+bool mayBeWritten(const host::Variable &variable, const host::Meaning &meaning, const host::ValueName &name)
+{
+    const double shown = runtime::scaled(name.value, variable.registerFormat(), meaning).asReal();
+    return !(meaning.least && shown < *meaning.least) && !(meaning.most && shown > *meaning.most);
+}
+
+void claimGoodText(const host::Variable &variable, const host::Meaning &meaning, const host::ValueName &name)
+{
+    try {
+        const host::Values values = host::parseValues(name.text, variable, "text");
+        claim(host::valueCount(variable, values) == 1, "a text stands for one value");
+        const std::string *again = host::nameOfValue(variable, values, 0);
+        claim(again && *again == name.text, "the value of a text has that text");
+    } catch (const Failure &) {
+        claim(!mayBeWritten(variable, meaning, name), "the text of a value within the limits can be written");
+    }
+}
+
 void claimGoodMeaning(const host::Variable &variable, const host::Meaning &meaning)
 {
     claim(std::isfinite(meaning.scale) && meaning.scale != 0 && std::isfinite(meaning.offset),
           "what is scaled can be scaled back");
     claim(!meaning.least || !meaning.most || *meaning.least <= *meaning.most, "a value lies between limits");
-    for (const host::ValueName &name : meaning.names) {
-        const host::Values values = host::parseValues(name.text, variable, "text");
-        claim(host::valueCount(variable, values) == 1, "a text stands for one value");
-        const std::string *again = host::nameOfValue(variable, values, 0);
-        claim(again && *again == name.text, "the value of a text has that text");
-    }
+    for (const host::ValueName &name : meaning.names)
+        claimGoodText(variable, meaning, name);
 }
 
 void claimGoodVariable(const host::Variable &variable, const Project &project)
