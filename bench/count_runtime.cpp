@@ -25,7 +25,7 @@
 #include "heap_watch.h"
 #include "runtime/api/line_access.h"
 #include "runtime/line/rtu_layout.h"
-#include "runtime/master/driver_link.h"
+#include "runtime/master/direct_link.h"
 
 namespace {
 
@@ -84,17 +84,14 @@ private:
 };
 
 /// A link whose requests are answered at once, in virtual time.
-class AnsweringLink : public plc::runtime::Link, private plc::runtime::NewsSink
+class AnsweringLink : public plc::runtime::DirectLink
 {
 public:
     AnsweringLink(plc::runtime::DriverLibrary &driver, COM_INFO &info,
                   const plc::runtime::LinkSettings &settings, Station &station)
-        : link_(driver, info, settings, *this), station_(station)
+        : DirectLink(driver, info, settings), station_(station)
     {}
 
-    void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
-    void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
-    void setTrace(bool trace) override { link_.setTrace(trace); }
     void start(const std::map<int, int> &reads, bool trace) override { link_.begin(now_, reads, trace); }
     void stop() override {}
     Time now() const override { return now_; }
@@ -103,24 +100,11 @@ public:
         while (news_.empty() && now_ < until)
             step(until);
     }
-    std::vector<plc::runtime::News> take() override { return std::exchange(news_, {}); }
-    plc::runtime::Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
-    void setOpenOrders(int count) override { link_.setOpenOrders(count); }
-    bool setStationEnabled(int number, bool on) override { return link_.setStationEnabled(number, on); }
-    bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }
-    int rebuild(const std::function<void()> &work) override { return link_.rebuild(work); }
-    void setDeadline(plc::runtime::Ticket ticket, Time time) override { link_.setDeadline(ticket, time); }
-    void takeLoss(const std::vector<plc::runtime::Ticket> &tickets) override { link_.takeLoss(tickets); }
-    void withdraw(const std::vector<plc::runtime::Ticket> &tickets) override { link_.withdraw(tickets); }
-    std::set<plc::runtime::Ticket> unconfirmed() override { return link_.unconfirmed(); }
 
     /// Requests sent.
     long requests() const { return requests_; }
 
 private:
-    void put(plc::runtime::News &&news) override { news_.push_back(std::move(news)); }
-    bool takeBack(int) override { return false; }
-
     void step(Time until)
     {
         const plc::runtime::Instruction todo = link_.advance(now_, std::exchange(arrived_, QByteArray()));
@@ -135,8 +119,6 @@ private:
         arrived_ = station_.answerTo(todo.send);
     }
 
-    std::vector<plc::runtime::News> news_;
-    plc::runtime::DriverLink link_;
     Station &station_;
     QByteArray arrived_;
     Time now_{};

@@ -7,6 +7,7 @@
 #include "runtime/api/reasons.h"
 #include "runtime/api/settings.h"
 #include "runtime/line/failure.h"
+#include "runtime/panel/utf8.h"
 
 namespace plcruntime {
 
@@ -209,7 +210,7 @@ PortState Line::portState() const
 QString Line::portReason() const
 {
     const Lock lock(d->mutex);
-    return d->session ? QString::fromStdString(d->session->portLost()) : QString();
+    return d->session ? plc::runtime::fromUtf8(d->session->portLost()) : QString();
 }
 
 Statistics Line::statistics() const

@@ -6,6 +6,7 @@
 #include "runtime/line/failure.h"
 #include "runtime/line/line_thread.h"
 #include "runtime/line/serial_port.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::api {
 
@@ -16,7 +17,7 @@ using runtime::FailureKind;
 
 std::string textOr(const QString &text, const char *otherwise)
 {
-    return text.isEmpty() ? otherwise : text.toStdString();
+    return text.isEmpty() ? otherwise : runtime::toUtf8(text);
 }
 
 /// A port of the program's own.
@@ -64,7 +65,7 @@ plcruntime::LogLine logLine(bool isWarning, const std::string &text)
 {
     plcruntime::LogLine line;
     line.isWarning = isWarning;
-    line.text = QString::fromStdString(text);
+    line.text = runtime::fromUtf8(text);
     return line;
 }
 

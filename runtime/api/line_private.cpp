@@ -12,6 +12,7 @@
 #include "runtime/api/settings.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
+#include "runtime/panel/utf8.h"
 
 namespace plcruntime {
 
@@ -99,7 +100,7 @@ Frame publicFrame(const plc::runtime::FrameNews &news)
     frame.bytes = news.bytes;
     frame.attempt = news.attempt;
     frame.count = news.count;
-    frame.text = QString::fromStdString(news.text);
+    frame.text = plc::runtime::fromUtf8(news.text);
     return frame;
 }
 
@@ -107,7 +108,7 @@ LogLine publicLine(bool isWarning, const std::string &text)
 {
     LogLine line;
     line.isWarning = isWarning;
-    line.text = QString::fromStdString(text);
+    line.text = plc::runtime::fromUtf8(text);
     return line;
 }
 
@@ -460,7 +461,7 @@ void Line::Private::notePort(const plc::runtime::PortNews &news)
     change.state = isBack ? PortState::Open : PortState::Lost;
     change.isRefused = news.change == plc::runtime::PortNews::Change::Refused;
     change.lastedMs = isBack ? inMilliseconds(news.lasted) : 0;
-    change.reason = QString::fromStdString(news.reason);
+    change.reason = plc::runtime::fromUtf8(news.reason);
     put(EventPort, now(), change);
 }
 

@@ -6,6 +6,7 @@
 #include <cmath>
 
 #include "runtime/line/setting_limits.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::api {
 
@@ -65,7 +66,7 @@ void setLine(const plcruntime::LineSettings &given, runtime::LinkSettings *link)
         check("stopBits", given.stopBits, runtime::kStopBitLimits);
     check("rs485BeforeMs", given.rs485BeforeMs, runtime::kRs485DelayMsLimits);
     check("rs485AfterMs", given.rs485AfterMs, runtime::kRs485DelayMsLimits);
-    link->port = given.port.toStdString();
+    link->port = runtime::toUtf8(given.port);
     link->baud = given.baud;
     link->parity = parityOf(given.parity);
     link->stopBits = given.stopBits;
@@ -93,68 +94,44 @@ void setStations(const plcruntime::LineSettings &given, runtime::LinkSettings *l
     }
 }
 
-const char *formatName(plcruntime::Format format)
+/// The same in the terms of the runtime, whose enumerations have the same order.
+runtime::ValueFormat formatOf(const plcruntime::VariableSettings &settings)
 {
-    using plcruntime::Format;
-    switch (format) {
-    case Format::U16:
-        return "u16";
-    case Format::I16:
-        return "i16";
-    case Format::Hex:
-        return "hex";
-    case Format::Bin:
-        return "bin";
-    case Format::Bcd:
-        return "bcd";
-    case Format::U32:
-        return "u32";
-    case Format::I32:
-        return "i32";
-    case Format::F32:
-        return "f32";
-    case Format::U64:
-        return "u64";
-    case Format::I64:
-        return "i64";
-    case Format::F64:
-        return "f64";
-    case Format::Text:
-        return "str";
-    case Format::Default:
-        break;
-    }
-    return "";
-}
-
-const char *orderName(plcruntime::ByteOrder order)
-{
-    using plcruntime::ByteOrder;
-    switch (order) {
-    case ByteOrder::Cdab:
-        return ".cdab";
-    case ByteOrder::Badc:
-        return ".badc";
-    case ByteOrder::Dcba:
-        return ".dcba";
-    case ByteOrder::Abcd:
-        break;
-    }
-    return "";
+    static_assert(
+        static_cast<int>(plcruntime::Format::U16) == 1 + static_cast<int>(runtime::ValueKind::U16) &&
+            static_cast<int>(plcruntime::Format::Bcd) == 1 + static_cast<int>(runtime::ValueKind::Bcd) &&
+            static_cast<int>(plcruntime::Format::F32) == 1 + static_cast<int>(runtime::ValueKind::F32) &&
+            static_cast<int>(plcruntime::Format::Text) == 1 + static_cast<int>(runtime::ValueKind::Text),
+        "the default comes first, then the same kinds");
+    static_assert(
+        static_cast<int>(plcruntime::ByteOrder::Dcba) == static_cast<int>(runtime::ByteOrder::Dcba) &&
+            static_cast<int>(plcruntime::ByteOrder::Badc) == static_cast<int>(runtime::ByteOrder::Badc),
+        "the same orders");
+    const bool isKind =
+        settings.format >= plcruntime::Format::U16 && settings.format <= plcruntime::Format::Text;
+    const bool isOrder =
+        settings.order >= plcruntime::ByteOrder::Abcd && settings.order <= plcruntime::ByteOrder::Dcba;
+    if (!isKind || !isOrder)
+        throw Failure(FailureKind::Usage,
+                      "a byte order stands beside a format, and both are those of the header");
+    runtime::ValueFormat format;
+    format.kind = static_cast<runtime::ValueKind>(static_cast<int>(settings.format) - 1);
+    format.order = static_cast<runtime::ByteOrder>(settings.order);
+    format.textBytes = settings.textBytes;
+    return format;
 }
 
 /// The place as people write it, so that one parser judges both ways of giving it.
 std::string placeText(const plcruntime::VariableSettings &settings)
 {
     if (!settings.place.isEmpty())
-        return settings.place.toStdString();
-    std::string text = settings.area.toStdString() + ":" + settings.address.toStdString() + ":" +
+        return runtime::toUtf8(settings.place);
+    std::string text = runtime::toUtf8(settings.area) + ":" + runtime::toUtf8(settings.address) + ":" +
                        std::to_string(settings.count);
-    if (settings.format != plcruntime::Format::Default)
-        text += std::string("/") + formatName(settings.format);
-    if (settings.format == plcruntime::Format::Text)
-        text += std::to_string(settings.textBytes);
-    text += orderName(settings.order);
+    const bool isPlain =
+        settings.format == plcruntime::Format::Default && settings.order == plcruntime::ByteOrder::Abcd;
+    if (!isPlain)
+        text += "/" + nameOf(formatOf(settings));
     if (settings.station != -1)
         text += "@" + std::to_string(settings.station);
     return text;
@@ -203,7 +180,7 @@ runtime::Variable variableOf(const plcruntime::VariableSettings &settings,
         runtime::parseVariable(placeText(settings), hasOption(line.driverOptions, kOptionOneBased));
     if (!variable.station)
         variable.station = line.station;
-    variable.label = settings.name.toStdString();
+    variable.label = runtime::toUtf8(settings.name);
     if (settings.scale != 1 || settings.offset != 0) {
         if (variable.area->unit == runtime::Unit::Bit || variable.registerFormat().isText())
             throw Failure(FailureKind::Usage,
@@ -225,7 +202,7 @@ std::string driverFile(const plcruntime::LineSettings &settings)
 {
     constexpr const char *kName = "libplcdriver.so.1";
     if (!settings.driverFile.isEmpty())
-        return settings.driverFile.toStdString();
+        return runtime::toUtf8(settings.driverFile);
     // Installed, the driver lies beside this library.
     Dl_info here{};
     if (dladdr(reinterpret_cast<const void *>(&driverFile), &here) != 0 && here.dli_fname) {
@@ -246,7 +223,7 @@ plcruntime::Error errorOf(const runtime::Failure &failure)
     if (failure.kind() == FailureKind::Port)
         kind = dynamic_cast<const runtime::PortAbsent *>(&failure) ? plcruntime::ErrorKind::PortAbsent
                                                                    : plcruntime::ErrorKind::Port;
-    return plcruntime::Error(kind, QString::fromStdString(failure.what()));
+    return plcruntime::Error(kind, runtime::fromUtf8(failure.what()));
 }
 
 } // namespace plc::api

@@ -9,6 +9,7 @@
 #include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::api {
 
@@ -17,9 +18,6 @@ namespace {
 using runtime::Failure;
 using runtime::FailureKind;
 using runtime::Time;
-
-/// Values that nobody reads over and over grow stale behind this, or two time-outs.
-constexpr Time kStaleAtLeast = std::chrono::seconds(3);
 
 [[noreturn]] void refuse(const std::string &what)
 {
@@ -38,7 +36,7 @@ VariableBook::Id VariableBook::add(const plcruntime::VariableSettings &settings,
     Entry entry;
     entry.settings = settings;
     entry.variable = variableOf(settings, line_);
-    entry.settings.place = QString::fromStdString(entry.variable.text);
+    entry.settings.place = runtime::fromUtf8(entry.variable.text);
     entries_.emplace(++last_, std::move(entry));
     return last_;
 }
@@ -156,25 +154,11 @@ VariableBook::Changes VariableBook::note(const runtime::News &news, runtime::Ses
     if (news.port && news.port->change == runtime::PortNews::Change::Lost)
         reads_->interrupt(-1);
     // What was chosen before the screen changed belongs to none of its requests.
-    if (news.screen == generation_) {
-        const auto station = news.transaction ? session.stationState(news.transaction->request.station)
-                                              : runtime::StationState::On;
-        const std::optional<int> request = reads_->note(news, station);
-        if (request) {
-            pace(session);
-            for (const int number : reads_->requests().variablesOf(*request)) {
-                const Id id = shown_[static_cast<std::size_t>(number)];
-                const auto found = entries_.find(id);
-                if (found == entries_.end())
-                    continue;
-                VariableChange change;
-                change.id = id;
-                change.value = take(&found->second, session);
-                change.quality = noteQuality(&found->second, &session, session.now());
-                if (change.value || change.quality)
-                    changes.push_back(change);
-            }
-        }
+    if (news.transaction && news.screen == generation_) {
+        const std::optional<int> request =
+            reads_->note(news, session.stationState(news.transaction->request.station));
+        if (request)
+            changes = noteRequest(*request, session);
     }
     if (news.station || news.port) {
         const Changes more = look(&session, session.now());
@@ -183,16 +167,37 @@ VariableBook::Changes VariableBook::note(const runtime::News &news, runtime::Ses
     return changes;
 }
 
-/// A reading of the screen has ended: takes the values from the mirror where it was a complete good one.
-bool VariableBook::take(Entry *entry, runtime::Session &session)
+/// A request of the screen has ended.
+VariableBook::Changes VariableBook::noteRequest(int request, runtime::Session &session)
 {
-    const runtime::WatchStatus status = statusOf(*entry, &session, session.now());
+    pace(session);
+    Changes changes;
+    for (const int number : reads_->requests().variablesOf(request)) {
+        const Id id = shown_[static_cast<std::size_t>(number)];
+        const auto found = entries_.find(id);
+        if (found == entries_.end())
+            continue;
+        const runtime::WatchStatus status = statusOf(found->second, &session, session.now());
+        VariableChange change;
+        change.id = id;
+        change.value = take(&found->second, status, session);
+        change.quality = noteQuality(&found->second, status);
+        if (change.value || change.quality)
+            changes.push_back(change);
+    }
+    return changes;
+}
+
+/// Takes the values from the mirror where the last reading was a complete good one.
+/// @return whether they have changed.
+bool VariableBook::take(Entry *entry, const runtime::WatchStatus &status, const runtime::Session &session)
+{
     if (!status.hasValue || status.last.end != runtime::OrderEnd::Good)
         return false;
     entry->isInPieces = status.isInPieces;
     QByteArray bytes = session.bytes(entry->variable);
     const bool isNew = !entry->hasValue || bytes != entry->bytes;
-    entry->bytes = bytes;
+    entry->bytes = std::move(bytes);
     entry->hasValue = true;
     entry->readAt = session.now() - status.age;
     return isNew;
@@ -218,7 +223,7 @@ VariableBook::Changes VariableBook::noteReading(Id id, const runtime::OrderResul
     // Of one that was never sent nothing is learned.
     if (result.attempts > 0 || result.end == runtime::OrderEnd::Good)
         entry.lastRead = result;
-    change.quality = noteQuality(&entry, &session, session.now());
+    change.quality = noteQuality(&entry, statusOf(entry, &session, session.now()));
     return {change};
 }
 
@@ -230,7 +235,7 @@ VariableBook::Changes VariableBook::notePending(Id id, int change, const runtime
     found->second.pendingWrites += change;
     VariableChange told;
     told.id = id;
-    told.quality = noteQuality(&found->second, session, now);
+    told.quality = noteQuality(&found->second, statusOf(found->second, session, now));
     return told.quality ? Changes{told} : Changes();
 }
 
@@ -238,7 +243,7 @@ VariableBook::Changes VariableBook::look(const runtime::Session *session, Time n
 {
     Changes changes;
     for (auto &[id, entry] : entries_) {
-        if (noteQuality(&entry, session, now))
+        if (noteQuality(&entry, statusOf(entry, session, now)))
             changes.push_back({id, false, true});
     }
     return changes;
@@ -257,9 +262,9 @@ void VariableBook::keep(const runtime::Session &session)
 }
 
 /// Whether the quality differs from what was told last; from now on it is what was told.
-bool VariableBook::noteQuality(Entry *entry, const runtime::Session *session, Time now)
+bool VariableBook::noteQuality(Entry *entry, const runtime::WatchStatus &status)
 {
-    const plcruntime::Quality quality = publicQuality(statusOf(*entry, session, now).state);
+    const plcruntime::Quality quality = publicQuality(status.state);
     const bool isPending = entry->pendingWrites > 0;
     const bool isNew = quality != entry->toldQuality || isPending != entry->toldPending;
     entry->toldQuality = quality;
@@ -288,24 +293,21 @@ runtime::WatchStatus VariableBook::statusOf(const Entry &entry, const runtime::S
     runtime::WatchStatus status;
     if (entry.shown >= 0 && reads_)
         status = reads_->status(entry.shown, now, timeout);
-    const bool isOlder = entry.hasValue && (!status.hasValue || now - entry.readAt < status.age);
-    if (isOlder) {
-        status.age = now - entry.readAt;
-        const bool saysNothing = status.state == runtime::VariableState::NeverRead ||
-                                 status.state == runtime::VariableState::Stale;
+    const bool isKnownBetter = entry.hasValue && (!status.hasValue || now - entry.readAt < status.age);
+    if (isKnownBetter) {
         status.hasValue = true;
-        if (saysNothing && status.last.end == runtime::OrderEnd::Open)
-            status.last = entry.lastRead;
-        if (saysNothing) {
-            status.state = runtime::stateOf(entry.lastRead.end);
-            if (status.state == runtime::VariableState::Good &&
-                status.age > std::max(kStaleAtLeast, 2 * timeout))
-                status.state = runtime::VariableState::Stale;
-        }
-    } else if (!status.hasValue && status.last.end == runtime::OrderEnd::Open) {
-        status.last = entry.lastRead;
-        status.state = runtime::stateOf(entry.lastRead.end);
+        status.age = now - entry.readAt;
     }
+    const bool isUnasked = status.last.end == runtime::OrderEnd::Open;
+    const bool saysNothing =
+        status.state == runtime::VariableState::NeverRead || status.state == runtime::VariableState::Stale;
+    if (isUnasked && (saysNothing || !status.hasValue))
+        status.last = entry.lastRead;
+    if (isKnownBetter ? saysNothing : isUnasked && !status.hasValue)
+        status.state = runtime::stateOf(entry.lastRead.end);
+    const bool isOld = isKnownBetter && saysNothing && status.age > runtime::staleAtLeast(timeout);
+    if (isOld && status.state == runtime::VariableState::Good)
+        status.state = runtime::VariableState::Stale;
     if (session)
         runtime::overrule(&status, session->stationState(station), !session->portLost().empty());
     return status;

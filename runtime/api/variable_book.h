@@ -91,8 +91,9 @@ private:
     runtime::WatchStatus statusOf(const Entry &entry, const runtime::Session *session,
                                   runtime::Time now) const;
     void fold(Entry *entry, const runtime::Session &session);
-    bool take(Entry *entry, runtime::Session &session);
-    bool noteQuality(Entry *entry, const runtime::Session *session, runtime::Time now);
+    Changes noteRequest(int request, runtime::Session &session);
+    bool take(Entry *entry, const runtime::WatchStatus &status, const runtime::Session &session);
+    bool noteQuality(Entry *entry, const runtime::WatchStatus &status);
     void pace(runtime::Session &session);
 
     const plcruntime::LineSettings &line_;

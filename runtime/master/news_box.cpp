@@ -35,17 +35,22 @@ void NewsBox::put(News &&news)
     filled_.notify_one();
 }
 
+bool takeBackChanges(std::vector<News> *news, int station)
+{
+    bool wentOffline = false;
+    for (News &item : *news) {
+        if (!item.station || item.station->station != station)
+            continue;
+        wentOffline = wentOffline || item.station->offline;
+        item.station.reset();
+    }
+    return wentOffline;
+}
+
 bool NewsBox::takeBack(int station)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    bool wentOffline = false;
-    for (News &news : news_) {
-        if (!news.station || news.station->station != station)
-            continue;
-        wentOffline = wentOffline || news.station->offline;
-        news.station.reset();
-    }
-    return wentOffline;
+    return takeBackChanges(&news_, station);
 }
 
 void NewsBox::wait(Time until)

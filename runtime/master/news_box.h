@@ -12,6 +12,9 @@
 
 namespace plc::runtime {
 
+/// NewsSink::takeBack() among these news.
+bool takeBackChanges(std::vector<News> *news, int station);
+
 /// Bounded queue between two threads. Reports of transactions and lines of the trace wake nobody: they come
 /// hundreds of times a second, and are taken with what comes behind them. When the main thread stands still,
 /// as behind a stopped terminal, the line goes on. Then they are dropped. Ends and releases of orders are

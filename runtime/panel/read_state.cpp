@@ -4,11 +4,10 @@
 
 namespace plc::runtime {
 
-namespace {
-
-constexpr Time kStaleAtLeast = std::chrono::seconds(3);
-
-} // namespace
+Time staleAtLeast(Time timeout)
+{
+    return std::max<Time>(std::chrono::seconds(3), 2 * timeout);
+}
 
 VariableState stateOf(OrderEnd end)
 {
@@ -75,7 +74,7 @@ bool ReadState::isStale(Time now, Time timeout) const
 {
     if (!revisit_ && !isInterrupted_)
         return false;
-    return now - lastGood_ > std::max({kStaleAtLeast, 2 * timeout, 3 * revisit_.value_or(Time::zero())});
+    return now - lastGood_ > std::max(staleAtLeast(timeout), 3 * revisit_.value_or(Time::zero()));
 }
 
 WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout)

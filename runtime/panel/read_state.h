@@ -27,6 +27,10 @@ enum class VariableState
     PortLost     ///< nobody can be asked until the port is back
 };
 
+/// Age from which on a good value is stale at the earliest, however fast a scan is.
+/// @param timeout  of its station.
+Time staleAtLeast(Time timeout);
+
 /// State of a variable whose last reading ended so.
 VariableState stateOf(OrderEnd end);
 

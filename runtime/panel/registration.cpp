@@ -4,6 +4,7 @@
 
 #include "core/register_types.h"
 #include "runtime/panel/packing.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::runtime {
 
@@ -22,7 +23,7 @@ HostVariable recordOf(const Variable &variable)
     record.regType = static_cast<quint8>(variable.area->regType);
     record.station = static_cast<quint8>(variable.station.value_or(0));
     record.addrText = variable.address;
-    record.varName = QString::fromStdString(variable.label);
+    record.varName = fromUtf8(variable.label);
     record.count = variable.elements();
     return record;
 }
@@ -36,7 +37,7 @@ PriorityRow rowFor(const std::string &name, int baseType, int address, int level
     row.address = address;
     for (int i = 0; i < kRowTexts; ++i)
         row.texts.append(QString());
-    row.texts[0] = QString::fromStdString(name);
+    row.texts[0] = fromUtf8(name);
     row.texts[kLevelText] = QString::number(level);
     row.texts.last() = QLatin1String(areaName(baseType)) +
                        QString::number(isBitArea(baseType) ? address * kBitNameScale : address);
@@ -54,13 +55,13 @@ HostVariable recordOf(const ReadSpan &span, bool oneBased)
     return record;
 }
 
-/// Hands records over, which the driver copies.
-int handOver(DriverLibrary &driver, std::vector<HostVariable> *records)
+/// The list that the driver takes, which points into @p records.
+QList<HostVariable *> listOf(std::vector<HostVariable> &records)
 {
     QList<HostVariable *> list;
-    for (HostVariable &record : *records)
+    for (HostVariable &record : records)
         list.append(&record);
-    return driver.reCreatReadVarList(&list);
+    return list;
 }
 
 /// Hands finished requests over: without packing the driver leaves them as they are.
@@ -69,9 +70,10 @@ int handOverPacked(DriverLibrary &driver, COM_INFO *info, const std::vector<Read
     std::vector<HostVariable> records;
     for (const ReadSpan &span : spans)
         records.push_back(recordOf(span, oneBased));
+    QList<HostVariable *> list = listOf(records);
     const int usual = info->maxBlock;
     info->maxBlock = 1;
-    const int reads = handOver(driver, &records);
+    const int reads = driver.reCreatReadVarList(&list);
     info->maxBlock = usual;
     return reads;
 }
@@ -119,7 +121,8 @@ int showVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &set
         records.push_back(recordOf(variable));
     // After an empty list the priority levels keep their reads, but without other reads none of them is
     // served.
-    return handOver(driver, &records);
+    QList<HostVariable *> list = listOf(records);
+    return driver.reCreatReadVarList(&list);
 }
 
 std::set<int> levelStations(const std::vector<Variable> &variables, const std::vector<PriorityRow> &rows,
@@ -128,11 +131,14 @@ std::set<int> levelStations(const std::vector<Variable> &variables, const std::v
     std::set<int> stations;
     if (settings.linkMode != 0)
         return stations;
+    std::set<int> areas;
     for (const PriorityRow &row : rows) {
-        for (const Variable &variable : variables) {
-            if (row.level > 0 && variable.area->baseType == row.baseType)
-                stations.insert(variable.station.value_or(settings.station));
-        }
+        if (row.level > 0)
+            areas.insert(row.baseType);
+    }
+    for (const Variable &variable : variables) {
+        if (areas.count(variable.area->baseType) > 0)
+            stations.insert(variable.station.value_or(settings.station));
     }
     return stations;
 }

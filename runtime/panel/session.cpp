@@ -8,6 +8,7 @@
 #include "runtime/master/request_ids.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::runtime {
 
@@ -67,7 +68,7 @@ int Session::watch(const Variable &variable)
         read.hostId = kCyclicHostId;
         read.hostSubId = static_cast<int>(cyclicReads_.size());
         read.linkMode = settings_.linkMode;
-        read.varName = QString::fromStdString(variable.text);
+        read.varName = fromUtf8(variable.text);
         read.addrText = variable.address;
         read.regType = variable.area->baseType;
         read.address = variable.baseFirst() + done;
@@ -256,7 +257,7 @@ bool Session::handRead(Ticket ticket, const Order &order)
     read.hostId = kOrderHostId;
     read.hostSubId = ticket;
     read.linkMode = settings_.linkMode;
-    read.varName = QString::fromStdString(variable.text);
+    read.varName = fromUtf8(variable.text);
     read.addrText = variable.address;
     read.regType = variable.area->regType;
     read.station = stationOf(variable);
@@ -281,7 +282,7 @@ bool Session::handWrite(Ticket ticket, const Order &order)
     const Variable &variable = order.variable;
     const auto write = [&](const Values &values, const QString &address, int elements) {
         QByteArray bytes = encodeValues(values, variable.area->unit);
-        return driver_.setRegisterData(QString::fromStdString(variable.text), variable.area->regType, address,
+        return driver_.setRegisterData(fromUtf8(variable.text), variable.area->regType, address,
                                        stationOf(variable), &bytes, elements, kOrderHostId, ticket) != 0;
     };
     const bool isBlock = variable.area->regType == kHoldingRegister && variable.valueElements() > 1;
@@ -295,7 +296,7 @@ bool Session::handWrite(Ticket ticket, const Order &order)
         const int count = std::min(size, variable.elements() - done);
         const auto first = order.values.begin() + done;
         isTaken = write(Values(first, first + count),
-                        QString::fromStdString(variable.addressOf(done / variable.valueElements())), count) &&
+                        fromUtf8(variable.addressOf(done / variable.valueElements())), count) &&
                   isTaken;
     }
     return isTaken;

@@ -20,36 +20,34 @@ constexpr Time kLongestIdlePause = milliseconds(64);
 
 VirtualLink::VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info,
                          const runtime::LinkSettings &settings, Line line)
-    : line_(line), link_(driver, info, settings, *this)
+    : DirectLink(driver, info, settings), line_(line)
 {}
 
 void VirtualLink::start(const std::map<int, int> &cyclicReads, bool trace)
 {
+    hasTraceReader_ = trace;
     link_.begin(line_.now, cyclicReads, trace || line_.trace);
     running_ = true;
     wakeAt_ = line_.now;
 }
 
+void VirtualLink::setTrace(bool trace)
+{
+    hasTraceReader_ = trace;
+    link_.setTrace(trace || line_.trace);
+}
+
 void VirtualLink::put(runtime::News &&news)
 {
     if (!news.trace.empty()) {
-        noteTrace(news.trace);
+        if (line_.trace)
+            noteTrace(news.trace);
+        if (hasTraceReader_)
+            news_.push_back(std::move(news));
         return;
     }
     line_.observer.news(line_.now, news);
     news_.push_back(std::move(news));
-}
-
-bool VirtualLink::takeBack(int station)
-{
-    bool wentOffline = false;
-    for (runtime::News &news : news_) {
-        if (!news.station || news.station->station != station)
-            continue;
-        wentOffline = wentOffline || news.station->offline;
-        news.station.reset();
-    }
-    return wentOffline;
 }
 
 /// Puts a line of the host's trace into the journal, which has a time of its own.
@@ -70,11 +68,6 @@ void VirtualLink::setOpenOrders(int count)
         wakeAt_ = std::min(wakeAt_, line_.now + kIdlePause);
     }
     openOrders_ = count;
-}
-
-bool VirtualLink::setStationEnabled(int station, bool enabled)
-{
-    return link_.setStationEnabled(station, enabled);
 }
 
 void VirtualLink::wait(Time until)

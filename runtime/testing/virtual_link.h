@@ -3,10 +3,8 @@
 #ifndef PLC_RUNTIME_TESTING_VIRTUAL_LINK_H
 #define PLC_RUNTIME_TESTING_VIRTUAL_LINK_H
 
-#include <utility>
-
 #include "runtime/line/port_search.h"
-#include "runtime/master/driver_link.h"
+#include "runtime/master/direct_link.h"
 #include "runtime/testing/field.h"
 
 namespace plc::simulation {
@@ -46,7 +44,7 @@ struct Line
 };
 
 /// Runs the line whenever the session waits: the time jumps from event to event.
-class VirtualLink : public runtime::Link, private runtime::NewsSink
+class VirtualLink : public runtime::DirectLink
 {
 public:
     VirtualLink(runtime::DriverLibrary &driver, COM_INFO &info, const runtime::LinkSettings &settings,
@@ -54,21 +52,10 @@ public:
 
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     void stop() override { running_ = false; }
-    void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
-    void setTrace(bool trace) override { link_.setTrace(trace || line_.trace); }
+    void setTrace(bool trace) override;
     Time now() const override { return line_.now; }
     void wait(Time until) override;
-    std::vector<runtime::News> take() override { return std::exchange(news_, {}); }
-    void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
-    int rebuild(const std::function<void()> &work) override { return link_.rebuild(work); }
-    void setDeadline(runtime::Ticket ticket, Time deadline) override { link_.setDeadline(ticket, deadline); }
-    runtime::Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
     void setOpenOrders(int count) override;
-    bool setStationEnabled(int station, bool enabled) override;
-    bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }
-    void takeLoss(const std::vector<runtime::Ticket> &tickets) override { link_.takeLoss(tickets); }
-    void withdraw(const std::vector<runtime::Ticket> &tickets) override { link_.withdraw(tickets); }
-    std::set<runtime::Ticket> unconfirmed() override { return link_.unconfirmed(); }
 
     const runtime::Statistics &statistics() const { return link_.statistics(); }
 
@@ -82,7 +69,6 @@ public:
 
 private:
     void put(runtime::News &&news) override;
-    bool takeBack(int station) override;
     void step(Time until);
     void stepWithoutPort(Time until);
     void deliver(const WireByte &byte);
@@ -92,8 +78,7 @@ private:
     void noteTrace(const std::string &trace);
 
     Line line_;
-    std::vector<runtime::News> news_;
-    runtime::DriverLink link_;
+    bool hasTraceReader_ = false; ///< the session wants the trace, whatever the journal wants
     bool running_ = false;
     Time wakeAt_{};
     int idleCalls_ = 0; ///< in a row that found nothing to do

@@ -312,6 +312,46 @@ TEST_F(LineVariables, WritesValuesInTheFormOfItsRegistersAndRefusesWhatDoesNotFi
     EXPECT_EQ(0, line().write(real, Value(), -1, &error));
 }
 
+TEST_F(LineVariables, TakesEveryFormatByItsFieldsAndNoOther)
+{
+    VariableSettings fields;
+    fields.area = QString::fromLatin1("4x");
+    fields.address = QString::fromLatin1("10");
+    fields.station = 1;
+    const char *const places[] = {"4x:10:1@1",     "4x:10:1/u16@1", "4x:10:1/i16@1", "4x:10:1/hex@1",
+                                  "4x:10:1/bin@1", "4x:10:1/bcd@1", "4x:10:1/u32@1", "4x:10:1/i32@1",
+                                  "4x:10:1/f32@1", "4x:10:1/u64@1", "4x:10:1/i64@1", "4x:10:1/f64@1",
+                                  "4x:10:1/str7@1"};
+    for (int format = 0; format <= static_cast<int>(Format::Text); ++format) {
+        fields.format = static_cast<Format>(format);
+        fields.textBytes = fields.format == Format::Text ? 7 : 0;
+        const VariableId id = line().addVariable(fields);
+        EXPECT_EQ(places[format], line().variableSettings(id).place.toStdString());
+    }
+    fields.format = Format::U64;
+    const char *const orders[] = {"", ".cdab", ".badc", ".dcba"};
+    for (int order = 0; order < 4; ++order) {
+        fields.order = static_cast<ByteOrder>(order);
+        const VariableId id = line().addVariable(fields);
+        EXPECT_EQ(std::string("4x:10:1/u64") + orders[order] + "@1",
+                  line().variableSettings(id).place.toStdString());
+    }
+    fields.format = Format::Default;
+    EXPECT_EQ(0, line().addVariable(fields)) << "a byte order of what has no format";
+    fields.order = ByteOrder::Abcd;
+    fields.format = static_cast<Format>(static_cast<int>(Format::Text) + 1);
+    EXPECT_EQ(0, line().addVariable(fields));
+}
+
+TEST_F(LineVariables, GivesNamesBackAsTheyWere)
+{
+    VariableSettings named("4x:1@1");
+    named.name = QString::fromUtf8("Temp\u00e9rature \u00b0C");
+    const VariableId id = line().addVariable(named);
+    EXPECT_EQ(id, line().findVariable(named.name));
+    EXPECT_EQ(named.name, line().variableSettings(id).name);
+}
+
 TEST_F(LineVariables, RefusesAScaleWhereThereAreNoNumbersAndOneWithoutAReverse)
 {
     for (const char *place : {"0x:0@1", "4x_bit:1.3@1", "4x:0/str4@1"}) {

@@ -11,7 +11,7 @@
 #include "runtime/api/line_access.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/reply_search.h"
-#include "runtime/master/driver_link.h"
+#include "runtime/master/direct_link.h"
 
 namespace plc::test {
 
@@ -34,16 +34,14 @@ struct SmallWorld
     }
 };
 
-class SmallLink : public runtime::Link, private runtime::NewsSink
+class SmallLink : public runtime::DirectLink
 {
 public:
     using Time = runtime::Time;
-    using News = runtime::News;
-    using Ticket = runtime::Ticket;
 
     SmallLink(SmallWorld &world, runtime::DriverLibrary &driver, COM_INFO &info,
               const runtime::LinkSettings &settings)
-        : world_(world), link_(driver, info, settings, *this)
+        : DirectLink(driver, info, settings), world_(world)
     {}
 
     void start(const std::map<int, int> &reads, bool trace) override
@@ -62,35 +60,8 @@ public:
             step(until);
     }
     void wake() override { isWoken_ = true; }
-    std::vector<News> take() override { return std::exchange(news_, {}); }
-
-    void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
-    void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
-    void setTrace(bool trace) override { link_.setTrace(trace); }
-    runtime::Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
-    void setOpenOrders(int count) override { link_.setOpenOrders(count); }
-    bool setStationEnabled(int station, bool on) override { return link_.setStationEnabled(station, on); }
-    bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }
-    int rebuild(const std::function<void()> &work) override { return link_.rebuild(work); }
-    void setDeadline(Ticket ticket, Time deadline) override { link_.setDeadline(ticket, deadline); }
-    void takeLoss(const std::vector<Ticket> &tickets) override { link_.takeLoss(tickets); }
-    void withdraw(const std::vector<Ticket> &tickets) override { link_.withdraw(tickets); }
-    std::set<Ticket> unconfirmed() override { return link_.unconfirmed(); }
 
 private:
-    void put(News &&news) override { news_.push_back(std::move(news)); }
-    bool takeBack(int station) override
-    {
-        bool wentOffline = false;
-        for (News &news : news_) {
-            if (!news.station || news.station->station != station)
-                continue;
-            wentOffline = wentOffline || news.station->offline;
-            news.station.reset();
-        }
-        return wentOffline;
-    }
-
     void step(Time until)
     {
         if (world_.isPortThere == isLost_) {
@@ -159,8 +130,6 @@ private:
     }
 
     SmallWorld &world_;
-    std::vector<News> news_;
-    runtime::DriverLink link_;
     bool isRunning_ = false;
     bool isWoken_ = false;
     bool isLost_ = false;

@@ -56,6 +56,21 @@ TEST_F(SimulatedLineTest, HoldsTheTimeUntilTheTestLetsItPass)
     EXPECT_EQ(1700, bench_.nowMs());
 }
 
+TEST_F(SimulatedLineTest, TellsTheFramesThatAHandlerWants)
+{
+    QList<QByteArray> frames;
+    line_.setEventHandler(
+        [](void *context, const Event &event) {
+            if (event.frame && event.frame->kind != FrameKind::AttemptEnd)
+                static_cast<QList<QByteArray> *>(context)->append(event.frame->bytes);
+        },
+        &frames, EventFrame);
+    ASSERT_NO_FATAL_FAILURE(open());
+    ASSERT_LE(2, frames.size());
+    EXPECT_EQ(QByteArray::fromHex("070300c80001"), frames.at(0).left(6));
+    line_.setEventHandler(nullptr, nullptr);
+}
+
 TEST_F(SimulatedLineTest, GoesOnWhileTheLineIsClosed)
 {
     open();
