@@ -11,14 +11,14 @@ ExitCode exitCodeOf(OrderEnd end)
         return kExitGood;
     case OrderEnd::Refused:
         return kExitException;
-    case OrderEnd::Unusable:
+    case OrderEnd::BadReply:
     case OrderEnd::LineBusy:
         return kExitUnusable;
     case OrderEnd::PortLost:
         return kExitPort;
     case OrderEnd::Open:
-    case OrderEnd::NoReply:
-    case OrderEnd::Dropped:
+    case OrderEnd::NoAnswer:
+    case OrderEnd::SwitchedOff:
     case OrderEnd::Unconfirmed:
     case OrderEnd::Offline:
     case OrderEnd::Expired:

@@ -8,7 +8,6 @@
 
 #include "host/runtime_names.h"
 #include "runtime/line/failure.h"
-#include "runtime/master/order.h"
 
 namespace plc::host {
 

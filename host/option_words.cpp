@@ -18,6 +18,9 @@ constexpr Word kWords[] = {
     {"setting 'stopBits'", "--stop-bits"},
     {"setting 'anyRate'", "--any-rate"},
     {"setting 'rs485'", "--rs485"},
+    {"setting 'realTime'", "--realtime"},
+    {"setting 'timeoutMs'", "--timeout"},
+    {"setting 'echo'", "--echo"},
 };
 
 } // namespace

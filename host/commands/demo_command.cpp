@@ -1,17 +1,15 @@
 #include <algorithm>
 #include <cstdio>
 #include <optional>
-#include <thread>
 
 #include "host/commands/child_process.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
-#include "host/commands/console.h"
 #include "host/commands/interrupt.h"
+#include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/driver_search.h"
-#include "runtime/master/driver_library.h"
-#include "runtime/panel/session.h"
+#include "runtime/line/failure.h"
 
 namespace plc::host {
 
@@ -46,119 +44,112 @@ constexpr Act kActs[] = {
     {"1x:8:8", "", "discrete inputs"},
 };
 
-/// One reading of a variable.
-struct Reading
-{
-    OrderResult result;
-    std::optional<Values> values; ///< only of a good one
-};
-
 /// One run of the demo.
 class Demo
 {
 public:
     Demo(const DemoOptions &options, const LinkSettings &link)
-        : options_(options), driver_(driverToLoad(link.driverPath)),
-          session_(driver_, link, systemSurroundings(options.verbose))
+        : options_(options), link_(link), line_(link, manner())
     {
         for (const Act &act : kActs) {
             variables_.push_back(parseVariable(act.variable, link.oneBased()));
-            session_.watch(variables_.back());
+            ids_.push_back(line_.add(variables_.back()));
         }
+        line_.show(ids_);
     }
 
     ExitCode run()
     {
-        session_.start(traceOnStandardError(options_.verbose));
+        line_.open();
         awaitScans(1);
         remember(&before_);
         writeAll();
         awaitScans(fewestScansAfterNow());
         remember(&after_);
-        session_.stop();
+        line_.close();
         if (isInterrupted())
             std::fputs("plchost: interrupted before everything was read back\n", stderr);
         show();
         explain();
         if (!options_.quiet)
-            std::fputs(
-                describeStatistics(session_.statistics(), session_.runningFor(), options_.verbose).c_str(),
-                stderr);
+            std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
         return allCameBack() ? kExitGood : failureCode();
     }
 
 private:
+    LineManner manner() const
+    {
+        LineManner manner;
+        manner.verbose = options_.verbose;
+        manner.separateReads = true;
+        return manner;
+    }
+
     /// A scan under way may have read a variable before the write; the next scan reads it afterwards.
     std::uint64_t fewestScansAfterNow() const
     {
         std::uint64_t most = 0;
-        for (int i = 0; i < count(); ++i)
-            most = std::max(most, session_.status(i).scans);
+        for (const VariableId id : ids_)
+            most = std::max<std::uint64_t>(most, line_.state(id).readings);
         return most + 2;
     }
 
     /// Longer than two scans take in which no request is answered.
     Time patience() const
     {
-        const LinkSettings &link = session_.settings();
-        return kPatience + 4 * count() * (1 + link.retries) * link.timeout;
+        return kPatience + 4 * static_cast<int>(ids_.size()) * (1 + link_.retries) * link_.timeout;
     }
 
     void awaitScans(std::uint64_t scans)
     {
         const Time limit = steadyNow() + patience();
-        const auto isBehind = [&](int i) { return session_.status(i).scans < scans; };
-        for (;;) {
-            session_.pump(steadyNow());
-            bool done = true;
-            for (int i = 0; i < count(); ++i)
-                done = done && !isBehind(i);
-            if (done)
-                return;
-            if (!session_.portLost().empty())
-                throw Failure(FailureKind::Port, session_.portLost());
+        const auto isRead = [&](VariableId id) { return line_.state(id).readings >= scans; };
+        while (!std::all_of(ids_.begin(), ids_.end(), isRead)) {
+            if (!line_.portLost().empty())
+                throw Failure(FailureKind::Port, line_.portLost());
             if (isInterrupted())
                 return;
             if (steadyNow() > limit)
                 throw Failure(FailureKind::NoReply,
                               "the variables were not read in time; -v shows what happens on the line");
-            std::this_thread::sleep_for(kSlice);
+            line_.poll(steadyNow() + kSlice);
         }
     }
 
     void writeAll()
     {
-        std::vector<Ticket> tickets;
+        std::vector<OrderId> orders;
         for (std::size_t i = 0; i < variables_.size(); ++i) {
             const bool written = kActs[i].values[0] != '\0';
             wanted_.push_back(written ? parseValues(kActs[i].values, variables_[i], kActs[i].values)
                                       : Values());
-            tickets.push_back(written ? session_.write(variables_[i], wanted_.back()) : 0);
+            orders.push_back(written ? line_.write(ids_[i], wanted_.back()) : 0);
         }
-        for (const Ticket ticket : tickets)
-            writes_.push_back(ticket == 0 ? std::nullopt : std::make_optional(session_.await(ticket)));
-        if (!session_.portLost().empty())
-            throw Failure(FailureKind::Port, session_.portLost());
+        for (const OrderId order : orders)
+            writes_.push_back(order == 0 ? std::nullopt : std::make_optional(line_.await(order)));
+        if (!line_.portLost().empty())
+            throw Failure(FailureKind::Port, line_.portLost());
     }
 
-    /// What each variable was read to be; nothing where its last reading did not succeed.
-    void remember(std::vector<Reading> *into) const
+    void remember(std::vector<VariableState> *into) const
     {
-        for (int i = 0; i < count(); ++i) {
-            const WatchStatus status = session_.status(i);
-            const bool isRead = status.hasValue && status.last.end == OrderEnd::Good;
-            Reading reading{status.last, std::nullopt};
-            if (isRead)
-                reading.values = session_.values(variables_[static_cast<std::size_t>(i)]);
-            into->push_back(reading);
-        }
+        for (const VariableId id : ids_)
+            into->push_back(line_.state(id));
+    }
+
+    /// What it was read to be; nothing where its last reading did not succeed.
+    static std::optional<Values> valuesIn(const VariableState &state, const Variable &variable)
+    {
+        const bool isRead = state.ageMs >= 0 && state.lastRead == OrderEnd::Good;
+        return isRead ? std::make_optional(valuesOf(variable, state.raw)) : std::nullopt;
     }
 
     bool cameBack(std::size_t i) const
     {
         if (writes_[i] && writes_[i]->end != OrderEnd::Good)
             return false;
-        return after_[i].values && (wanted_[i].empty() || *after_[i].values == wanted_[i]);
+        const std::optional<Values> values = valuesIn(after_[i], variables_[i]);
+        return values && (wanted_[i].empty() || *values == wanted_[i]);
     }
 
     bool allCameBack() const
@@ -177,8 +168,8 @@ private:
             if (write)
                 ends.push_back(write->end);
         }
-        for (const Reading &reading : after_)
-            ends.push_back(reading.result.end);
+        for (const VariableState &state : after_)
+            ends.push_back(state.lastRead);
         const ExitCode code = exitCodeOf(ends);
         return code == kExitGood ? kExitMixed : code;
     }
@@ -190,19 +181,20 @@ private:
             if (cameBack(i))
                 continue;
             const bool isUnwritten = writes_[i] && writes_[i]->end != OrderEnd::Good;
-            const OrderResult &result = isUnwritten ? *writes_[i] : after_[i].result;
-            const std::string reason =
-                result.end == OrderEnd::Good
-                    ? "the station holds other values than were written"
-                    : describeResult(result, session_.stationOf(variables_[i]), session_.settings());
+            const int station = link_.station;
+            const std::string reason = isUnwritten ? describe(*writes_[i], station)
+                                       : after_[i].lastRead == OrderEnd::Good
+                                           ? "the station holds other values than were written"
+                                           : describe(after_[i], station);
             std::fprintf(stderr, "plchost: %s: %s%s\n", variables_[i].text.c_str(),
                          writes_[i] ? (isUnwritten ? "write: " : "read back: ") : "", reason.c_str());
         }
     }
 
-    std::string text(const Reading &reading, const Variable &variable) const
+    std::string text(const VariableState &state, const Variable &variable) const
     {
-        return reading.values ? formatValues(variable, *reading.values, options_.numberStyle(), " ") : "?";
+        const std::optional<Values> values = valuesIn(state, variable);
+        return values ? formatValues(variable, *values, options_.numberStyle(), " ") : "?";
     }
 
     void show() const
@@ -226,15 +218,14 @@ private:
         std::fflush(stdout);
     }
 
-    int count() const { return static_cast<int>(variables_.size()); }
-
     const DemoOptions &options_;
-    DriverLibrary driver_;
-    Session session_;
+    LinkSettings link_;
+    PanelLine line_;
     std::vector<Variable> variables_;
-    std::vector<Reading> before_;
+    std::vector<VariableId> ids_;
+    std::vector<VariableState> before_;
     std::vector<Values> wanted_;
-    std::vector<Reading> after_;
+    std::vector<VariableState> after_;
     std::vector<std::optional<OrderResult>> writes_; ///< nothing for variables that are only read
 };
 

@@ -7,8 +7,10 @@
 #include <cmath>
 #include <cstdio>
 
+#include "host/commands/panel_line.h"
 #include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
+#include "runtime/line/failure.h"
 #include "runtime/panel/utf8.h"
 #include "runtime/panel/value_text.h"
 
@@ -117,20 +119,26 @@ std::string counterLine(const Counters &c)
     return line;
 }
 
-std::string lineErrorsText(const std::optional<LineErrors> &errors)
+std::string lineErrorsText(const Statistics &counted)
 {
-    if (!errors)
+    if (!counted.hasLineErrors)
         return "line errors: unknown, since the port does not count them\n";
-    return "line errors: parity " + std::to_string(errors->parity) + ", framing " +
-           std::to_string(errors->framing) + ", overruns " + std::to_string(errors->overruns) + ", breaks " +
-           std::to_string(errors->breaks) + "\n";
+    return "line errors: parity " + std::to_string(counted.parityErrors) + ", framing " +
+           std::to_string(counted.framingErrors) + ", overruns " + std::to_string(counted.overruns) +
+           ", breaks " + std::to_string(counted.breaks) + "\n";
 }
 
-std::string latenessText(const Histogram &lateness)
+bool hasLineErrors(const Statistics &counted)
 {
-    return "requests later than their silence: p50 " + inMilliseconds(lateness.percentile(50)) + " ms, p99 " +
-           inMilliseconds(lateness.percentile(99)) + " ms, longest " + inMilliseconds(lateness.most()) +
-           " ms\n";
+    return counted.parityErrors + counted.framingErrors + counted.overruns + counted.breaks > 0;
+}
+
+std::string latenessText(const Statistics &counted)
+{
+    return "requests later than their silence: p50 " +
+           inMilliseconds(fromMicroseconds(counted.latenessMedianUs)) + " ms, p99 " +
+           inMilliseconds(fromMicroseconds(counted.latenessP99Us)) + " ms, longest " +
+           inMilliseconds(fromMicroseconds(counted.latenessMostUs)) + " ms\n";
 }
 
 } // namespace
@@ -156,44 +164,42 @@ std::string fixed(double value, int digits)
     return text;
 }
 
-Row rowOf(const Variable &variable, int station, const WatchStatus &status, const Values &values)
+Row rowOf(const Variable &variable, int station, const VariableState &state)
 {
     Row row;
     row.variable = variable;
     row.station = station;
-    row.state = stateName(status.state);
-    row.isInPieces = status.isInPieces;
-    if (status.state == VariableState::Refused)
-        row.detail = exceptionLabel(status.last.exceptionCode);
-    if (status.hasValue) {
-        row.values = values;
-        row.age = status.age;
+    row.state = stateName(state);
+    row.isInPieces = state.inPieces;
+    if (state.quality == Quality::Refused)
+        row.detail = exceptionLabel(state.exceptionCode);
+    if (state.ageMs >= 0) {
+        row.values = valuesOf(variable, state.raw);
+        row.age = std::chrono::milliseconds(state.ageMs);
     }
     return row;
 }
 
-const char *stateName(VariableState state)
+const char *stateName(const VariableState &state)
 {
-    switch (state) {
-    case VariableState::Good:
+    switch (state.quality) {
+    case Quality::Good:
         return "good";
-    case VariableState::Stale:
+    case Quality::Stale:
         return "stale";
-    case VariableState::Refused:
+    case Quality::Refused:
         return "refused";
-    case VariableState::NoAnswer:
-        return "no answer";
-    case VariableState::BadReply:
+    case Quality::NoAnswer:
+        return state.lastRead == OrderEnd::LineBusy ? "line busy" : "no answer";
+    case Quality::BadReply:
         return "bad reply";
-    case VariableState::LineBusy:
-        return "line busy";
-    case VariableState::SwitchedOff:
+    case Quality::SwitchedOff:
         return "switched off";
-    case VariableState::Offline:
+    case Quality::Offline:
         return "offline";
-    case VariableState::PortLost:
+    case Quality::PortLost:
         return "port lost";
-    case VariableState::NeverRead:
+    case Quality::NeverRead:
         break;
     }
     return "never read";
@@ -206,7 +212,7 @@ const char *stateName(OrderEnd end)
         return "good";
     case OrderEnd::Refused:
         return "refused";
-    case OrderEnd::Unusable:
+    case OrderEnd::BadReply:
         return "bad reply";
     case OrderEnd::LineBusy:
         return "line busy";
@@ -214,11 +220,11 @@ const char *stateName(OrderEnd end)
         return "port lost";
     case OrderEnd::Unconfirmed:
         return "sent, not confirmed";
-    case OrderEnd::Dropped:
+    case OrderEnd::SwitchedOff:
         return "switched off";
     case OrderEnd::Offline:
         return "offline";
-    case OrderEnd::NoReply:
+    case OrderEnd::NoAnswer:
         return "no answer";
     case OrderEnd::Expired:
     case OrderEnd::Closed:
@@ -445,22 +451,27 @@ std::string inMilliseconds(Time time)
     return fixed(seconds(time) * 1000, 2);
 }
 
-std::string describeStatistics(const Statistics &statistics, Time duration, bool detailed)
+Time fromMicroseconds(qint64 microseconds)
+{
+    return std::chrono::microseconds(microseconds);
+}
+
+std::string describeStatistics(const Statistics &statistics, bool detailed)
 {
     const Counters &total = statistics.total;
-    const double runSeconds = seconds(duration);
+    const double runSeconds = seconds(fromMicroseconds(statistics.runningUs));
     const double rate = runSeconds > 0 ? static_cast<double>(total.requests) / runSeconds : 0.0;
     std::string text = counterLine(total) + "\n";
     if (statistics.stations.size() > 1) {
-        for (const auto &[station, counters] : statistics.stations)
-            text += "station " + std::to_string(station) + ": " + counterLine(counters) + "\n";
+        for (const Counters &counters : statistics.stations)
+            text += "station " + std::to_string(counters.station) + ": " + counterLine(counters) + "\n";
     }
     text += "bytes out " + std::to_string(total.bytesOut) + ", in " + std::to_string(total.bytesIn) +
             ", thrown away " + std::to_string(total.foreignBytes) + "\n";
-    if (detailed || (statistics.lineErrors && statistics.lineErrors->any()))
-        text += lineErrorsText(statistics.lineErrors);
+    if (detailed || hasLineErrors(statistics))
+        text += lineErrorsText(statistics);
     if (detailed)
-        text += latenessText(statistics.lateness);
+        text += latenessText(statistics);
     return text + fixed(rate, 1) + " requests per second over " + fixed(runSeconds, 1) + " s\n";
 }
 

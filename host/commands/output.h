@@ -8,8 +8,9 @@
 #include <vector>
 
 #include "host/runtime_names.h"
-#include "runtime/panel/session.h"
+#include "runtime/line/link_time.h"
 #include "runtime/panel/values.h"
+#include "runtime/panel/variable.h"
 
 namespace plc::host {
 
@@ -42,12 +43,11 @@ struct Row
 };
 
 /// The row of a variable that is read over and over.
-/// @param values  as the mirror has them; shown only if the status says that there are any.
-Row rowOf(const Variable &variable, int station, const WatchStatus &status, const Values &values);
+Row rowOf(const Variable &variable, int station, const VariableState &state);
 
 /// "never read", "good", "stale", "refused", "no answer", "bad reply", "line busy", "switched off",
 /// "offline", "port lost".
-const char *stateName(VariableState state);
+const char *stateName(const VariableState &state);
 
 /// The same for the end of a single order: "good", "refused", "no answer", "bad reply", "line busy", ...
 const char *stateName(OrderEnd end);
@@ -121,7 +121,10 @@ private:
 /// The statistics at the end, several lines.
 /// @param detailed  with the lateness of requests, and with the errors of the line also where there are none;
 ///                  otherwise these errors are told where there are some.
-std::string describeStatistics(const Statistics &statistics, Time duration, bool detailed);
+std::string describeStatistics(const Statistics &statistics, bool detailed);
+
+/// A duration that the library counted.
+Time fromMicroseconds(qint64 microseconds);
 
 /// "0.25": a time in milliseconds with two digits.
 std::string inMilliseconds(Time time);

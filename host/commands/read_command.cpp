@@ -2,12 +2,10 @@
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
-#include "host/commands/console.h"
+#include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
-#include "host/driver_search.h"
-#include "runtime/master/driver_library.h"
+#include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
-#include "runtime/panel/session.h"
 
 namespace plc::host {
 
@@ -15,33 +13,39 @@ ExitCode readVariables(const CommandOptions &options)
 {
     const LinkSettings link = options.link();
     const std::vector<Variable> variables = options.variableList(link.oneBased());
-    DriverLibrary driver(driverToLoad(link.driverPath));
-    Session session(driver, link, systemSurroundings(options.verbose));
-    std::vector<Ticket> tickets;
-    for (const Variable &variable : variables)
-        tickets.push_back(session.read(variable));
-    session.start(traceOnStandardError(options.verbose));
+    LineManner manner;
+    manner.verbose = options.verbose;
+    PanelLine line(link, manner);
+    std::vector<VariableId> ids;
+    for (const Variable &variable : variables) {
+        ids.push_back(line.add(variable));
+        line.checkRead(ids.back());
+    }
+    line.open();
+    std::vector<OrderId> orders;
+    for (const VariableId id : ids)
+        orders.push_back(line.read(id));
 
     RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables));
     std::vector<OrderEnd> ends;
     for (std::size_t i = 0; i < variables.size(); ++i) {
-        const OrderResult result = session.await(tickets[i]);
+        const OrderResult result = line.await(orders[i]);
         ends.push_back(result.end);
         Row row;
         row.variable = variables[i];
-        row.station = session.stationOf(variables[i]);
+        row.station = variables[i].station.value_or(link.station);
         row.state = stateName(result.end);
         row.isInPieces = cutsValues(row.variable, link);
         if (result.end == OrderEnd::Good)
-            row.values = session.values(variables[i]);
+            row.values = valuesOf(variables[i], result.raw);
         else if (result.end != OrderEnd::PortLost)
             std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(),
-                         describeResult(result, row.station, link).c_str());
+                         describe(result, row.station).c_str());
         printer.print(row);
     }
-    session.stop();
-    if (!session.portLost().empty())
-        throw Failure(FailureKind::Port, session.portLost());
+    line.close();
+    if (!line.portLost().empty())
+        throw Failure(FailureKind::Port, line.portLost());
     return exitCodeOf(ends);
 }
 

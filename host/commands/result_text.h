@@ -6,18 +6,20 @@
 #include <string>
 
 #include "host/runtime_names.h"
-#include "runtime/master/link.h"
 
 namespace plc::host {
 
-/// "no answer from station 5 after 3 attempts ...": what went wrong, and what to try.
-std::string describeResult(const OrderResult &result, int station, const LinkSettings &settings);
+/// "no answer from station 5 after 3 attempts ...": how an order has ended that is not good, and what to try.
+std::string describe(const OrderResult &result, int station);
+
+/// The same of the last reading of a variable.
+std::string describe(const VariableState &state, int station);
 
 /// "station 5 is offline after 3 failures in a row; next try in 10 s".
-std::string describe(const StationNews &news);
+std::string describe(const StationChange &change);
 
 /// What has become of a port that is looked for: "port '/dev/ttyUSB0' is lost ...".
-std::string describe(const PortNews &news, const std::string &port);
+std::string describe(const PortChange &change, const std::string &port);
 
 } // namespace plc::host
 

@@ -9,20 +9,18 @@
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
-#include "host/commands/console.h"
 #include "host/commands/input_lines.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/output.h"
 #include "host/commands/paged_table.h"
+#include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_report.h"
-#include "host/driver_search.h"
 #include "host/option_words.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
-#include "host/project/project_monitor.h"
-#include "runtime/master/driver_library.h"
-#include "runtime/panel/session.h"
+#include "host/project/scan_monitor.h"
+#include "runtime/line/failure.h"
 
 namespace plc::host {
 
@@ -38,7 +36,7 @@ constexpr Time kLineInterval = std::chrono::seconds(1); ///< until it is told wh
 /// A write on its way.
 struct OpenWrite
 {
-    Ticket ticket;
+    OrderId order;
     int variable;
     Values values;
 };
@@ -48,27 +46,20 @@ class Run
 {
 public:
     Run(const RunOptions &options, Project project)
-        : options_(options), project_(std::move(project)), driver_(driverToLoad(options.driver)),
-          session_(driver_, project_.link, systemSurroundings(options.verbose, options.realtime)),
-          monitor_(project_), input_(project_.variables), lines_(STDIN_FILENO),
+        : options_(options), project_(std::move(project)), monitor_(project_), line_(project_.link, manner()),
+          input_(project_.variables), lines_(STDIN_FILENO),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
           printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables)),
           table_(options.numberStyle())
     {
-        session_.registerVariables(project_.variables, project_.rows);
-        session_.setLevelStations(levelStations(project_.variables, project_.rows, project_.link));
-        session_.setListener([this](const News &news) {
-            monitor_.note(news);
-            if (news.station)
-                tell("plchost: " + describe(*news.station), stderr);
-            if (news.port && project_.link.reopen)
-                tell("plchost: " + describe(*news.port, project_.link.port), stderr);
-        });
+        for (const Variable &variable : project_.variables)
+            ids_.push_back(line_.add(variable));
+        line_.show(ids_);
     }
 
     ExitCode run()
     {
-        session_.start(traceOnStandardError(options_.verbose));
+        line_.open();
         const Time start = steadyNow();
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
         const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
@@ -84,17 +75,40 @@ public:
             nextShow = std::max(nextShow + interval, steadyNow());
         }
         finishWrites();
-        session_.stop();
-        endedAt_ = steadyNow();
+        // Behind close() nobody asks any more, and no station is offline or switched off.
+        for (int i = 0; i < count(); ++i)
+            lastStates_.push_back(stateOf(i));
+        line_.close();
+        isOver_ = true;
+        const Time endedAt = steadyNow();
         reportUnfinished();
-        show(endedAt_ - start);
+        show(endedAt - start);
         return finish();
     }
 
 private:
+    LineManner manner()
+    {
+        LineManner manner;
+        manner.verbose = options_.verbose;
+        manner.realtime = options_.realtime;
+        manner.rows = project_.rows;
+        manner.newsListener = [this](const News &news) { monitor_.note(news); };
+        manner.onStation = [this](const StationChange &change) {
+            // What the user has switched needs no telling, and has not lasted.
+            if (change.state == plcruntime::StationState::Offline || change.lastedMs > 0)
+                tell("plchost: " + describe(change), stderr);
+        };
+        if (project_.link.reopen)
+            manner.onPort = [this](const PortChange &change) {
+                tell("plchost: " + describe(change, project_.link.port), stderr);
+            };
+        return manner;
+    }
+
     bool isOver(Time end) const
     {
-        const bool isPortGone = !project_.link.reopen && !session_.portLost().empty();
+        const bool isPortGone = !project_.link.reopen && !line_.portLost().empty();
         if (quit_ || isInterrupted() || steadyNow() >= end || isPortGone)
             return true;
         return options_.scans > 0 && monitor_.scans().scans() >= static_cast<std::uint64_t>(options_.scans);
@@ -109,8 +123,8 @@ private:
     void finishWrites()
     {
         const Time told = steadyNow() + kLineInterval;
-        for (bool tell = true; !writes_.empty() && !isInterrupted() && session_.portLost().empty();) {
-            session_.pump(steadyNow() + kPromptSlice);
+        for (bool tell = true; !writes_.empty() && !isInterrupted() && line_.portLost().empty();) {
+            line_.poll(steadyNow() + kPromptSlice);
             reportEnded();
             if (!tell || writes_.empty() || steadyNow() < told)
                 continue;
@@ -126,7 +140,7 @@ private:
     {
         std::size_t unsent = 0;
         for (OpenWrite &write : std::exchange(writes_, {})) {
-            const OrderEnd end = session_.result(write.ticket).end;
+            const OrderEnd end = line_.result(write.order).end;
             unsent += end == OrderEnd::Closed ? 1 : 0;
             if (end == OrderEnd::Closed)
                 report(write, OrderEnd::Open, "not sent: the run was ended before its turn");
@@ -145,7 +159,7 @@ private:
 
     void pump()
     {
-        session_.pump(steadyNow());
+        line_.poll(steadyNow());
         reportEnded();
     }
 
@@ -161,7 +175,7 @@ private:
                                                       " bytes and is passed over up to its end");
             obey(input_.parse(line.text));
         } catch (const Failure &failure) {
-            ends_.add(OrderEnd::Unusable);
+            ends_.add(OrderEnd::BadReply);
             tell("plchost: input line " + std::to_string(linesTaken_) + ": " + inOptions(failure.what()),
                  stderr);
         }
@@ -192,15 +206,14 @@ private:
 
     void write(const ProjectOrder &order)
     {
-        const Variable &variable = variableAt(order.variable);
-        writes_.push_back({session_.write(variable, order.values), order.variable, order.values});
+        writes_.push_back({line_.write(idOf(order.variable), order.values), order.variable, order.values});
     }
 
     void switchStation(int station, bool enabled)
     {
-        // The session first digests what became of the station before. Told earlier, the monitor would take
-        // that for news of a later time.
-        session_.setStationEnabled(station, enabled);
+        // What the line has to tell first is of the time before.
+        line_.poll(steadyNow());
+        line_.setStationEnabled(station, enabled);
         monitor_.setStationEnabled(station, enabled);
         reportEnded();
     }
@@ -210,17 +223,13 @@ private:
     {
         std::vector<OpenWrite> open;
         for (OpenWrite &write : writes_) {
-            const OrderResult result = session_.result(write.ticket);
+            const OrderResult result = line_.result(write.order);
             if (result.end == OrderEnd::Open) {
                 open.push_back(std::move(write));
                 continue;
             }
-            session_.forget(write.ticket);
-            report(
-                write, result.end,
-                result.end == OrderEnd::Good
-                    ? ""
-                    : describeResult(result, session_.stationOf(variableAt(write.variable)), project_.link));
+            report(write, result.end,
+                   result.end == OrderEnd::Good ? "" : describe(result, stationAt(write.variable)));
         }
         writes_ = std::move(open);
     }
@@ -263,11 +272,7 @@ private:
         std::fflush(stdout);
     }
 
-    Row rowAt(int number) const
-    {
-        const Variable &variable = variableAt(number);
-        return rowOf(variable, session_.stationOf(variable), statusOf(number), session_.values(variable));
-    }
+    Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
 
     void show(Time moment)
     {
@@ -277,7 +282,7 @@ private:
             for (int i = from; i < end; ++i)
                 rows.push_back(rowAt(i));
             table_.draw(rows);
-            if (endedAt_ != Time::zero())
+            if (isOver_)
                 std::fputs("\r\x1b[K", stdout); // a line that was begun
             return;
         }
@@ -290,54 +295,50 @@ private:
 
     RunReport runReport(const Statistics &counted) const
     {
-        return {monitor_.scans(), counted, session_.runningFor(), project_.link.baud, options_.verbose};
+        return {monitor_.scans(), counted, project_.link.baud, options_.verbose};
     }
 
     ExitCode finish()
     {
-        const Statistics counted = session_.statistics();
+        const Statistics counted = line_.statistics();
         if (options_.outputFormat() == Format::NdJson)
             printJson({{"statistics", jsonOf(runReport(counted))}});
         if (!options_.quiet)
-            std::fputs((describeStatistics(counted, session_.runningFor(), options_.verbose) +
-                        describeScans(runReport(counted)))
-                           .c_str(),
-                       stderr);
-        if (!session_.portLost().empty())
-            throw Failure(FailureKind::Port, session_.portLost());
+            std::fputs(
+                (describeStatistics(counted, options_.verbose) + describeScans(runReport(counted))).c_str(),
+                stderr);
+        if (!line_.portLost().empty())
+            throw Failure(FailureKind::Port, line_.portLost());
         for (int i = 0; i < count(); ++i) {
-            const WatchStatus status = statusOf(i);
-            if (status.state == VariableState::SwitchedOff)
+            const VariableState state = stateOf(i);
+            if (state.quality == Quality::SwitchedOff)
                 continue;
-            ends_.add(status.last.end);
-            tellFailure(variableAt(i), status);
+            ends_.add(state.lastRead);
+            if (state.lastRead != OrderEnd::Good)
+                std::fprintf(stderr, "plchost: %s: %s\n", variableAt(i).label.c_str(),
+                             describe(state, stationAt(i)).c_str());
         }
         return ends_.exitCode();
     }
 
-    /// What is wrong with a variable, and what to try.
-    void tellFailure(const Variable &variable, const WatchStatus &status) const
+    VariableState stateOf(int number) const
     {
-        if (status.last.end != OrderEnd::Good)
-            std::fprintf(stderr, "plchost: %s: %s\n", variable.label.c_str(),
-                         describeResult(status.last, session_.stationOf(variable), project_.link).c_str());
-    }
-
-    WatchStatus statusOf(int number) const
-    {
-        return monitor_.status(number, endedAt_ != Time::zero() ? endedAt_ : steadyNow());
+        return isOver_ ? lastStates_[static_cast<std::size_t>(number)] : line_.state(idOf(number));
     }
     int count() const { return static_cast<int>(project_.variables.size()); }
     const Variable &variableAt(int number) const
     {
         return project_.variables[static_cast<std::size_t>(number)];
     }
+    VariableId idOf(int number) const { return ids_[static_cast<std::size_t>(number)]; }
+    int stationAt(int number) const { return variableAt(number).station.value_or(project_.link.station); }
 
     const RunOptions &options_;
     Project project_;
-    DriverLibrary driver_;
-    Session session_;
-    ProjectMonitor monitor_;
+    ScanMonitor monitor_;
+    PanelLine line_;
+    std::vector<VariableId> ids_;
+    std::vector<VariableState> lastStates_;
     ProjectInput input_;
     InputLines lines_;
     bool onTerminal_;
@@ -347,7 +348,7 @@ private:
     EndTally ends_; ///< of writes and of lines that were not understood
     std::uint64_t linesTaken_ = 0;
     bool quit_ = false;
-    Time endedAt_{};
+    bool isOver_ = false; ///< the line is closed
 };
 
 } // namespace

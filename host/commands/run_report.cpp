@@ -25,30 +25,34 @@ std::string describeRefresh(const ScanStatistics &scans, int level)
 
 QJsonValue errorsOf(const Statistics &counted)
 {
-    if (!counted.lineErrors)
+    if (!counted.hasLineErrors)
         return "unknown";
-    const LineErrors &errors = *counted.lineErrors;
-    return QJsonObject{{"parity", static_cast<double>(errors.parity)},
-                       {"framing", static_cast<double>(errors.framing)},
-                       {"overruns", static_cast<double>(errors.overruns)},
-                       {"breaks", static_cast<double>(errors.breaks)}};
+    return QJsonObject{{"parity", static_cast<double>(counted.parityErrors)},
+                       {"framing", static_cast<double>(counted.framingErrors)},
+                       {"overruns", static_cast<double>(counted.overruns)},
+                       {"breaks", static_cast<double>(counted.breaks)}};
 }
 
-QJsonObject latenessOf(const Histogram &lateness)
+QJsonObject latenessOf(const Statistics &counted)
 {
-    return {{"p50S", seconds(lateness.percentile(50))},
-            {"p99S", seconds(lateness.percentile(99))},
-            {"mostS", seconds(lateness.most())}};
+    return {{"p50S", seconds(fromMicroseconds(counted.latenessMedianUs))},
+            {"p99S", seconds(fromMicroseconds(counted.latenessP99Us))},
+            {"mostS", seconds(fromMicroseconds(counted.latenessMostUs))}};
 }
 
 } // namespace
+
+Time RunReport::duration() const
+{
+    return fromMicroseconds(counted.runningUs);
+}
 
 double RunReport::lineShare() const
 {
     const LineTiming timing(baud);
     const double busy = static_cast<double>(counted.total.bytesOut + counted.total.bytesIn) *
                         seconds(timing.wire(1000)) / 1000.0;
-    return duration > Time::zero() ? busy / seconds(duration) : 0.0;
+    return duration() > Time::zero() ? busy / seconds(duration()) : 0.0;
 }
 
 std::string describeScans(const RunReport &report)
@@ -90,12 +94,12 @@ QJsonObject jsonOf(const RunReport &report)
                      {"requests", static_cast<double>(report.counted.total.requests)},
                      {"bytesOut", static_cast<double>(report.counted.total.bytesOut)},
                      {"bytesIn", static_cast<double>(report.counted.total.bytesIn)},
-                     {"seconds", seconds(report.duration)},
+                     {"seconds", seconds(report.duration())},
                      {"lineShare", report.lineShare()},
                      {"refresh", levels},
                      {"lineErrors", errorsOf(report.counted)}};
     if (report.detailed)
-        told.insert("lateness", latenessOf(report.counted.lateness));
+        told.insert("lateness", latenessOf(report.counted));
     return told;
 }
 

@@ -9,7 +9,6 @@
 
 #include "host/project/scan_statistics.h"
 #include "host/runtime_names.h"
-#include "runtime/master/statistics.h"
 
 namespace plc::host {
 
@@ -17,10 +16,10 @@ struct RunReport
 {
     const ScanStatistics &scans;
     const Statistics &counted;
-    Time duration;
     int baud;
     bool detailed; ///< with the lateness of requests
 
+    Time duration() const;
     /// Share of the time in which characters were on the line; above 1 on a pseudo-terminal.
     double lineShare() const;
 };

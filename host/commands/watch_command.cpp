@@ -6,12 +6,10 @@
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
-#include "host/commands/console.h"
 #include "host/commands/interrupt.h"
+#include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
-#include "host/driver_search.h"
-#include "runtime/master/driver_library.h"
-#include "runtime/panel/session.h"
+#include "runtime/line/failure.h"
 
 namespace plc::host {
 
@@ -26,37 +24,26 @@ constexpr Time kLineInterval = std::chrono::seconds(1);
 /// Lines that are no older than this need not be repeated at the end.
 constexpr Time kFresh = std::chrono::milliseconds(50);
 
-OrderEnd endOf(const WatchStatus &status)
-{
-    return status.last.end;
-}
-
 /// One run of the command.
 class Watch
 {
 public:
     explicit Watch(const WatchOptions &options)
         : options_(options), link_(options.link()), variables_(options.variableList(link_.oneBased())),
-          driver_(driverToLoad(link_.driverPath)),
-          session_(driver_, link_, systemSurroundings(options.verbose, options.realtime)),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text &&
                       !options.quiet && !options.once),
+          line_(link_, manner()),
           printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_)),
           table_(options.numberStyle())
     {
         for (const Variable &variable : variables_)
-            session_.watch(variable);
-        session_.setListener([this](const News &news) {
-            if (news.station && !onTerminal_)
-                std::fprintf(stderr, "plchost: %s\n", describe(*news.station).c_str());
-            if (news.port && link_.reopen && !onTerminal_)
-                std::fprintf(stderr, "plchost: %s\n", describe(*news.port, link_.port).c_str());
-        });
+            ids_.push_back(line_.add(variable));
+        line_.show(ids_);
     }
 
     ExitCode run()
     {
-        session_.start(traceOnStandardError(options_.verbose));
+        line_.open();
         const Time start = steadyNow();
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
         const Time interval = onTerminal_ ? kTableInterval : std::max(link_.pollInterval, kLineInterval);
@@ -65,30 +52,52 @@ public:
         const Time slice = options_.once || options_.verbose ? kPromptSlice : kSlice;
         while (!isOver(end)) {
             const Time until = std::min(steadyNow() + slice, end);
-            session_.pump(options_.once ? until : std::min(until, nextShow));
+            line_.poll(options_.once ? until : std::min(until, nextShow));
             if (steadyNow() < nextShow || options_.once)
                 continue;
             shownAt = steadyNow();
             show(shownAt - start);
             nextShow = std::max(nextShow + interval, steadyNow());
         }
-        session_.stop();
+        // Behind close() nobody asks any more, and no station is offline.
         if (onTerminal_ || steadyNow() - shownAt >= kFresh)
             show(steadyNow() - start);
-        return finish();
+        std::vector<VariableState> states;
+        for (int i = 0; i < count(); ++i)
+            states.push_back(stateAt(i));
+        line_.close();
+        return finish(states);
     }
 
 private:
+    LineManner manner() const
+    {
+        LineManner manner;
+        manner.verbose = options_.verbose;
+        manner.realtime = options_.realtime;
+        manner.separateReads = true;
+        if (onTerminal_)
+            return manner;
+        manner.onStation = [](const StationChange &change) {
+            std::fprintf(stderr, "plchost: %s\n", describe(change).c_str());
+        };
+        if (link_.reopen)
+            manner.onPort = [this](const PortChange &change) {
+                std::fprintf(stderr, "plchost: %s\n", describe(change, link_.port).c_str());
+            };
+        return manner;
+    }
+
     bool isOver(Time end) const
     {
-        const bool isPortGone = !link_.reopen && !session_.portLost().empty();
+        const bool isPortGone = !link_.reopen && !line_.portLost().empty();
         if (isInterrupted() || steadyNow() >= end || isPortGone)
             return true;
         if (!options_.once)
             return false;
         for (int i = 0; i < count(); ++i) {
-            const WatchStatus status = session_.status(i);
-            if (status.scans == 0 && status.state != VariableState::Offline)
+            const VariableState state = stateAt(i);
+            if (state.readings == 0 && state.quality != Quality::Offline)
                 return false;
         }
         return true;
@@ -98,9 +107,7 @@ private:
     {
         std::vector<Row> rows;
         for (int i = 0; i < count(); ++i) {
-            const Variable &variable = variables_[static_cast<std::size_t>(i)];
-            rows.push_back(
-                rowOf(variable, session_.stationOf(variable), session_.status(i), session_.values(variable)));
+            rows.push_back(rowOf(variableAt(i), stationAt(i), stateAt(i)));
         }
         if (onTerminal_) {
             table_.draw(rows);
@@ -112,36 +119,34 @@ private:
         }
     }
 
-    ExitCode finish() const
+    ExitCode finish(const std::vector<VariableState> &states) const
     {
         if (!options_.quiet)
-            std::fputs(
-                describeStatistics(session_.statistics(), session_.runningFor(), options_.verbose).c_str(),
-                stderr);
-        if (!session_.portLost().empty())
-            throw Failure(FailureKind::Port, session_.portLost());
+            std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
+        if (!line_.portLost().empty())
+            throw Failure(FailureKind::Port, line_.portLost());
         std::vector<OrderEnd> ends;
         for (int i = 0; i < count(); ++i) {
-            const WatchStatus status = session_.status(i);
-            ends.push_back(endOf(status));
-            if (ends.back() != OrderEnd::Good)
-                std::fprintf(
-                    stderr, "plchost: %s: %s\n", variables_[static_cast<std::size_t>(i)].text.c_str(),
-                    describeResult(status.last, session_.stationOf(variables_[static_cast<std::size_t>(i)]),
-                                   link_)
-                        .c_str());
+            const VariableState &state = states[static_cast<std::size_t>(i)];
+            ends.push_back(state.lastRead);
+            if (state.lastRead != OrderEnd::Good)
+                std::fprintf(stderr, "plchost: %s: %s\n", variableAt(i).text.c_str(),
+                             describe(state, stationAt(i)).c_str());
         }
         return exitCodeOf(ends);
     }
 
     int count() const { return static_cast<int>(variables_.size()); }
+    const Variable &variableAt(int i) const { return variables_[static_cast<std::size_t>(i)]; }
+    int stationAt(int i) const { return variableAt(i).station.value_or(link_.station); }
+    VariableState stateAt(int i) const { return line_.state(ids_[static_cast<std::size_t>(i)]); }
 
     const WatchOptions &options_;
     LinkSettings link_;
     std::vector<Variable> variables_;
-    DriverLibrary driver_;
-    Session session_;
+    std::vector<VariableId> ids_;
     bool onTerminal_;
+    PanelLine line_;
     RowPrinter printer_;
     LiveTable table_;
 };

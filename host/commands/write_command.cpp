@@ -3,12 +3,10 @@
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
-#include "host/commands/console.h"
+#include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
-#include "host/driver_search.h"
-#include "runtime/master/driver_library.h"
+#include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
-#include "runtime/panel/session.h"
 
 namespace plc::host {
 
@@ -19,6 +17,7 @@ struct Assignment
 {
     Variable variable;
     Values values;
+    VariableId id = 0;
 };
 
 Assignment parseAssignment(const std::string &text, const WriteOptions &options, bool oneBased)
@@ -67,17 +66,18 @@ bool haveMeanings(const std::vector<Assignment> &assignments)
 /// Reads back what was written. Fills in the row of the write.
 /// @param differs  is set when the station has other values.
 /// @return how reading ended.
-OrderEnd verify(Session &session, const Assignment &assignment, Row *row, bool *differs)
+OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSettings &link, Row *row,
+                bool *differs)
 {
-    const OrderResult result = session.await(session.read(assignment.variable));
+    const OrderResult result = line.await(line.read(assignment.id));
     if (result.end != OrderEnd::Good) {
         row->state = "written, not read back";
-        row->detail = describeResult(result, row->station, session.settings());
+        row->detail = describe(result, row->station);
         return result.end;
     }
-    const Values found = session.values(assignment.variable);
+    const Values found = valuesOf(assignment.variable, result.raw);
     row->values = found;
-    row->isInPieces = cutsValues(assignment.variable, session.settings());
+    row->isInPieces = cutsValues(assignment.variable, link);
     if (found == assignment.values) {
         row->state = "written and read back";
         return OrderEnd::Good;
@@ -93,21 +93,25 @@ OrderEnd verify(Session &session, const Assignment &assignment, Row *row, bool *
 ExitCode writeVariables(const WriteOptions &options)
 {
     const LinkSettings link = options.link();
-    const std::vector<Assignment> assignments = parseAssignments(options, link.oneBased());
-    DriverLibrary driver(driverToLoad(link.driverPath));
-    Session session(driver, link, systemSurroundings(options.verbose));
-    std::vector<Ticket> tickets;
-    for (const Assignment &assignment : assignments) {
-        if (options.verify && session.stationOf(assignment.variable) == 0)
+    std::vector<Assignment> assignments = parseAssignments(options, link.oneBased());
+    LineManner manner;
+    manner.verbose = options.verbose;
+    PanelLine line(link, manner);
+    for (Assignment &assignment : assignments) {
+        if (options.verify && assignment.variable.station.value_or(link.station) == 0)
             throw Failure(FailureKind::Usage, "'" + assignment.variable.text +
                                                   "': a broadcast cannot be read back; leave --verify out");
-        tickets.push_back(session.write(assignment.variable, assignment.values));
+        assignment.id = line.add(assignment.variable);
+        line.checkWrite(assignment.id, assignment.values);
     }
-    session.start(traceOnStandardError(options.verbose));
+    line.open();
+    std::vector<OrderId> orders;
+    for (const Assignment &assignment : assignments)
+        orders.push_back(line.write(assignment.id, assignment.values));
 
     std::vector<OrderResult> written;
-    for (const Ticket ticket : tickets)
-        written.push_back(session.await(ticket));
+    for (const OrderId order : orders)
+        written.push_back(line.await(order));
 
     RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(assignments));
     std::vector<OrderEnd> ends;
@@ -115,23 +119,23 @@ ExitCode writeVariables(const WriteOptions &options)
     for (std::size_t i = 0; i < assignments.size(); ++i) {
         Row row;
         row.variable = assignments[i].variable;
-        row.station = session.stationOf(row.variable);
+        row.station = row.variable.station.value_or(link.station);
         row.values = assignments[i].values;
         OrderEnd end = written[i].end;
         row.state = end == OrderEnd::Good ? "written" : stateName(end);
         if (end != OrderEnd::Good)
-            row.detail = describeResult(written[i], row.station, link);
+            row.detail = describe(written[i], row.station);
         else if (options.verify)
-            end = verify(session, assignments[i], &row, &differs);
+            end = verify(line, assignments[i], link, &row, &differs);
         ends.push_back(end);
         if (!row.detail.empty() && end != OrderEnd::PortLost)
             std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.detail.c_str());
         row.detail.clear();
         printer.print(row);
     }
-    session.stop();
-    if (!session.portLost().empty())
-        throw Failure(FailureKind::Port, session.portLost());
+    line.close();
+    if (!line.portLost().empty())
+        throw Failure(FailureKind::Port, line.portLost());
     // A station that acknowledges a write and does not keep the value has done half of the order.
     return differs ? kExitMixed : exitCodeOf(ends);
 }

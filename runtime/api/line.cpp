@@ -169,6 +169,18 @@ OrderId Line::readOnce(VariableId id, int deadlineMs, Error *error)
     return guarded(error, OrderId(0), [&] { return d->order(id, nullptr, deadlineMs); });
 }
 
+Error Line::checkWrite(VariableId id, const QList<Value> &values) const
+{
+    const Lock lock(d->mutex);
+    return d->checkOrder(id, &values);
+}
+
+Error Line::checkRead(VariableId id) const
+{
+    const Lock lock(d->mutex);
+    return d->checkOrder(id, nullptr);
+}
+
 OrderResult Line::result(OrderId order) const
 {
     const Lock lock(d->mutex);
@@ -210,7 +222,7 @@ PortState Line::portState() const
 QString Line::portReason() const
 {
     const Lock lock(d->mutex);
-    return d->session ? plc::runtime::fromUtf8(d->session->portLost()) : QString();
+    return plc::runtime::fromUtf8(d->session ? d->session->portLost() : d->lastPortLost);
 }
 
 Statistics Line::statistics() const

@@ -1,5 +1,5 @@
 /// @file
-/// How tests, and virtual time, get below a Line.
+/// How plchost, tests, and virtual time, get below a Line.
 #ifndef PLC_API_LINE_ACCESS_H
 #define PLC_API_LINE_ACCESS_H
 
@@ -7,6 +7,7 @@
 
 #include "plcruntime/plcruntime.h"
 #include "runtime/master/link.h"
+#include "runtime/panel/registration.h"
 
 namespace plcruntime {
 
@@ -20,6 +21,13 @@ struct LineGround
     plc::runtime::LinkFactory makeLink;
     /// The clock where no link is open; of a simulated link, its own clock.
     std::function<plc::runtime::Time()> clock = plc::runtime::steadyNow;
+    /// Asked several times a second while open() waits for the port; true ends the wait. For programs that
+    /// learn of an interruption in a signal handler, where nobody may call wake().
+    std::function<bool()> isCancelled = [] { return false; };
+    /// Name rows that the driver is given before those of the variables with a priority.
+    std::vector<plc::runtime::PriorityRow> rows = {};
+    /// Gets all news of the session, with the lock of the line held: it calls nothing of the line.
+    std::function<void(const plc::runtime::News &)> listener = nullptr;
 };
 
 /// Makes lines over another ground.

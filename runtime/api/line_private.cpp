@@ -12,6 +12,7 @@
 #include "runtime/api/settings.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
+#include "runtime/panel/order_checks.h"
 #include "runtime/panel/utf8.h"
 
 namespace plcruntime {
@@ -27,6 +28,8 @@ using std::chrono::milliseconds;
 
 /// How long a change of values alone may go unnoticed: it wakes nobody.
 constexpr Time kSlice = milliseconds(50);
+/// The same where nobody wants to hear of values. Every wake-up takes time from the thread of the line.
+constexpr Time kLongSlice = milliseconds(200);
 /// From one look at the ages of all variables to the next.
 constexpr Time kLookInterval = milliseconds(500);
 
@@ -75,6 +78,7 @@ Statistics publicStatistics(const Session &session)
         statistics.breaks = counted.lineErrors->breaks;
     }
     statistics.latenessMedianUs = microseconds(counted.lateness.percentile(50));
+    statistics.latenessP99Us = microseconds(counted.lateness.percentile(99));
     statistics.latenessMostUs = microseconds(counted.lateness.most());
     return statistics;
 }
@@ -182,7 +186,7 @@ Error Line::Private::start(const plc::runtime::LinkSettings &link,
         else
             *made = std::make_unique<Session>(
                 library, link, plc::api::portSurroundings(settings, opener, context, notes, [this] {
-                    return isOpeningCancelled.load();
+                    return isOpeningCancelled.load() || ground.isCancelled();
                 }));
         (*made)->registerVariables({}, rows);
         (*made)->start();
@@ -190,7 +194,7 @@ Error Line::Private::start(const plc::runtime::LinkSettings &link,
     } catch (const Failure &failure) {
         made->reset();
         ownDriver->reset();
-        return isOpeningCancelled
+        return isOpeningCancelled || ground.isCancelled()
                    ? Error(ErrorKind::Interrupted, QString::fromLatin1("open() was interrupted"))
                    : plc::api::errorOf(failure);
     }
@@ -201,6 +205,7 @@ Error Line::Private::open()
     Lock lock(mutex);
     if (life != Life::Closed)
         return Error(ErrorKind::Usage, QString::fromLatin1("the line is open already"));
+    lastPortLost.clear();
     plc::runtime::LinkSettings link;
     try {
         link = plc::api::linkSettings(settings);
@@ -219,7 +224,9 @@ Error Line::Private::open()
     }
     life = Life::Opening;
     isOpeningCancelled = false;
-    const std::vector<plc::runtime::PriorityRow> rows = variables.priorityRows();
+    std::vector<plc::runtime::PriorityRow> rows = ground.rows;
+    const std::vector<plc::runtime::PriorityRow> asked = variables.priorityRows();
+    rows.insert(rows.end(), asked.begin(), asked.end());
     std::unique_ptr<plc::runtime::OwnDriver> ownDriver;
     std::unique_ptr<Session> made;
     lock.unlock();
@@ -233,6 +240,7 @@ Error Line::Private::open()
     }
     life = error ? Life::Closed : Life::Open;
     changed.notify_all();
+    takeNotes();
     if (error)
         return error;
     driver = std::move(ownDriver);
@@ -265,6 +273,7 @@ void Line::Private::close()
         session->stop();
         noteEndedOrders();
         lastStatistics = publicStatistics(*session);
+        lastPortLost = session->portLost();
         variables.keep(*session);
         session.reset();
         driver.reset();
@@ -358,7 +367,11 @@ bool Line::Private::mayDeliver() const
 /// Waits until something may have changed, at most until @p until.
 void Line::Private::turn(Lock &lock, Time until)
 {
-    const Time slice = std::min(until - std::min(until, now()), kSlice);
+    // What a scan is made of is learned from the first one.
+    const bool isCurious =
+        events.wants(EventValue) || events.wants(EventQuality) || settings.pollIntervalMs > 0;
+    const Time longest = isCurious ? kSlice : kLongSlice;
+    const Time slice = std::min(until - std::min(until, now()), longest);
     if (isWaitedOn || !isOpen()) {
         changed.wait_for(lock, slice);
         return;
@@ -380,12 +393,17 @@ void Line::Private::digest()
 {
     session->digestNews();
     noteEndedOrders();
-    for (const LogLine &line : notes->take())
-        put(EventLog, now(), line);
+    takeNotes();
     if (now() < nextLook)
         return;
     nextLook = now() + kLookInterval;
     noteChanges(variables.look(session.get(), now()));
+}
+
+void Line::Private::takeNotes()
+{
+    for (const LogLine &line : notes->take())
+        put(EventLog, now(), line);
 }
 
 /// News that the session has digested.
@@ -397,6 +415,8 @@ void Line::Private::hear(const News &news)
     else if (!news.trace.empty())
         put(EventLog, now(), publicLine(true, news.trace));
     noteChanges(variables.note(news, *session));
+    if (ground.listener)
+        ground.listener(news);
     if (news.station)
         noteStation(*news.station);
     if (news.port)
@@ -416,9 +436,13 @@ void Line::Private::noteEndedOrders()
         ended.exceptionCode = result.exceptionCode;
         ended.attempts = result.attempts;
         ended.endedUs = microseconds(now());
-        ended.reason = plc::api::reasonOf(result, station);
-        if (ended.end == OrderEnd::Good && !ended.isWrite)
-            ended.values = plc::api::publicValues(order->variable, session->bytes(order->variable));
+        ended.reason =
+            plc::api::reasonOf(result, station, session->settings().rulesOf(station).responseTimeout);
+        if (ended.end == OrderEnd::Good && !ended.isWrite) {
+            const QByteArray bytes = session->bytes(order->variable);
+            ended.values = plc::api::publicValues(order->variable, bytes);
+            ended.raw = plc::api::publicBytes(order->variable, bytes);
+        }
         orders.keep(ended);
         ++turns;
         noteChanges(ended.isWrite ? variables.notePending(ended.variable, -1, session.get(), now())
@@ -590,6 +614,24 @@ OrderId Line::Private::order(VariableId id, const QList<Value> *values, int dead
         session->wake();
     changed.notify_all();
     return given;
+}
+
+Error Line::Private::checkOrder(VariableId id, const QList<Value> *values) const
+{
+    const plc::runtime::Variable *const variable = variables.variable(id);
+    if (!variable)
+        return Error(ErrorKind::Usage, QString::fromLatin1("there is no variable %1").arg(id));
+    try {
+        const plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
+        if (values)
+            plc::runtime::checkWrite(*variable, plc::api::writtenValues(*variable, *values), link,
+                                     session ? session->knownRegisters() : plc::runtime::KnownRegisters());
+        else
+            plc::runtime::checkRead(*variable, link);
+    } catch (const Failure &failure) {
+        return plc::api::errorOf(failure);
+    }
+    return Error();
 }
 
 void Line::Private::setStationEnabled(int station, bool enabled)

@@ -56,6 +56,8 @@ public:
     /// Gives an order to the session; a write where there are values.
     /// @throw Error, plc::runtime::Failure  where it is refused.
     OrderId order(VariableId id, const QList<Value> *values, int deadlineMs);
+    /// As Line::checkWrite(), or Line::checkRead() without values.
+    Error checkOrder(VariableId id, const QList<Value> *values) const;
     void setStationEnabled(int station, bool enabled);
     Statistics statistics() const;
 
@@ -76,6 +78,7 @@ public:
     plc::api::OrderBook orders;
     std::unique_ptr<plc::runtime::Session> session; ///< while the line is open or being closed
     std::set<int> switchedOff;                      ///< stations, also while the line is closed
+    std::string lastPortLost;                       ///< of the session before
     Life life = Life::Closed;
 
 private:
@@ -88,6 +91,7 @@ private:
     bool mayDeliver() const;
     void turn(Lock &lock, Time until);
     void digest();
+    void takeNotes();
     void hear(const plc::runtime::News &news);
     void noteEndedOrders();
     void noteChanges(const plc::api::VariableBook::Changes &changes);

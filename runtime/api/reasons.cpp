@@ -1,6 +1,7 @@
 #include "runtime/api/reasons.h"
 
 #include "runtime/line/exception_codes.h"
+#include "runtime/panel/utf8.h"
 
 namespace plc::api {
 
@@ -9,13 +10,14 @@ namespace {
 using runtime::OrderEnd;
 using runtime::VariableState;
 
-std::string textOf(const runtime::OrderResult &result, int station)
+std::string textOf(const runtime::OrderResult &result, int station, runtime::Time timeout)
 {
     const std::string who = "station " + std::to_string(station);
     const std::string effort =
         " after " + std::to_string(result.attempts) + (result.attempts == 1 ? " attempt" : " attempts");
     switch (result.end) {
     case OrderEnd::Good:
+    case OrderEnd::Open:
         return std::string();
     case OrderEnd::Refused:
         return who + " refused with " +
@@ -25,18 +27,24 @@ std::string textOf(const runtime::OrderResult &result, int station)
         if (result.echoMissing)
             return "the echo of the request was not heard, or came damaged," + effort +
                    "; is setting 'echo' right for this line?";
-        if (result.mayBeEcho || result.echoHeard)
+        if (result.mayBeEcho)
             return "no usable reply from " + who + effort +
-                   ": the line seems to hand back what is sent; try setting 'echo'";
+                   ": what came is like the request, and so soon that it may be the request itself; add "
+                   "setting 'echo' if the line hands back what is sent";
+        if (result.echoHeard)
+            return "no usable reply from " + who + effort +
+                   ": the line hands back what is sent; add setting 'echo'";
         return "no usable reply from " + who + effort +
                "; check baud rate, parity and stop bits, wiring, and whether two stations share the number";
     case OrderEnd::LineBusy:
-        return "the line never fell silent, so that the request to " + who +
-               " could not go out: noise or a second master";
+        return "the line never fell silent, so that the request to " + who + " could not go out" +
+               (result.attempts > 0 ? effort : "") + ": noise or a second master";
     case OrderEnd::PortLost:
         return "the port was lost";
     case OrderEnd::Unconfirmed:
-        return "sent to " + who + " and not confirmed: the write may have been done, read it back";
+        return "sent to " + who +
+               " and not confirmed: it was given up before the answer had come; the write may have been "
+               "done, read it back";
     case OrderEnd::Dropped:
         return who + " is switched off";
     case OrderEnd::Offline:
@@ -47,17 +55,17 @@ std::string textOf(const runtime::OrderResult &result, int station)
         return "not sent: the line was closed";
     case OrderEnd::NotTaken:
         return "not sent: the driver has refused it";
-    case OrderEnd::Open:
-        return std::string();
     case OrderEnd::NoReply:
         break;
     }
-    return "no answer from " + who + effort +
-           "; check station number, wiring, baud rate and parity, or give it more time with setting "
+    return "no answer from " + who + effort + " of " +
+           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(timeout).count()) +
+           " ms; check station number, wiring, baud rate and parity, or give it more time with setting "
            "'timeoutMs'";
 }
 
-std::string textOf(const runtime::WatchStatus &status, int station, const std::string &portLost)
+std::string textOf(const runtime::WatchStatus &status, int station, runtime::Time timeout,
+                   const std::string &portLost)
 {
     const std::string who = "station " + std::to_string(station);
     switch (status.state) {
@@ -69,8 +77,12 @@ std::string textOf(const runtime::WatchStatus &status, int station, const std::s
         return "it was read too long ago";
     case VariableState::SwitchedOff:
         return who + " is switched off";
-    case VariableState::Offline:
-        return who + " is offline: it has not answered for a while and is tried now and then";
+    case VariableState::Offline: {
+        const bool isKnown = status.last.end != OrderEnd::Good && status.last.end != OrderEnd::Open &&
+                             status.last.end != OrderEnd::Offline;
+        return isKnown ? who + " is offline, and tried now and then: " + textOf(status.last, station, timeout)
+                       : who + " is offline: it has not answered for a while and is tried now and then";
+    }
     case VariableState::PortLost:
         return "the port is lost: " + portLost;
     case VariableState::Refused:
@@ -79,19 +91,20 @@ std::string textOf(const runtime::WatchStatus &status, int station, const std::s
     case VariableState::LineBusy:
         break;
     }
-    return textOf(status.last, station);
+    return textOf(status.last, station, timeout);
 }
 
 } // namespace
 
-QString reasonOf(const runtime::OrderResult &result, int station)
+QString reasonOf(const runtime::OrderResult &result, int station, runtime::Time timeout)
 {
-    return QString::fromStdString(textOf(result, station));
+    return runtime::fromUtf8(textOf(result, station, timeout));
 }
 
-QString reasonOf(const runtime::WatchStatus &status, int station, const std::string &portLost)
+QString reasonOf(const runtime::WatchStatus &status, int station, runtime::Time timeout,
+                 const std::string &portLost)
 {
-    return QString::fromStdString(textOf(status, station, portLost));
+    return runtime::fromUtf8(textOf(status, station, timeout, portLost));
 }
 
 plcruntime::OrderEnd publicEnd(runtime::OrderEnd end)

@@ -10,11 +10,13 @@
 namespace plc::api {
 
 /// How an order or a reading of @p station has ended; empty where it is good.
-QString reasonOf(const runtime::OrderResult &result, int station);
+/// @param timeout  of the station.
+QString reasonOf(const runtime::OrderResult &result, int station, runtime::Time timeout);
 
 /// Why a variable is what it is; empty where it is good.
 /// @param portLost  why the port is lost; empty while it is not.
-QString reasonOf(const runtime::WatchStatus &status, int station, const std::string &portLost);
+QString reasonOf(const runtime::WatchStatus &status, int station, runtime::Time timeout,
+                 const std::string &portLost);
 
 plcruntime::OrderEnd publicEnd(runtime::OrderEnd end);
 plcruntime::Quality publicQuality(runtime::VariableState state);

@@ -161,6 +161,7 @@ runtime::LinkSettings linkSettings(const plcruntime::LineSettings &given)
     if (given.lateGuardMs != -1)
         link.lateGuard = milliseconds(given.lateGuardMs);
     link.maxBlock = given.maxBlock;
+    link.separateReads = given.separateReads;
     link.linkMode = given.relay ? 1 : 0;
     link.echo = given.echo;
     link.options = given.driverOptions;

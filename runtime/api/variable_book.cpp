@@ -37,6 +37,8 @@ VariableBook::Id VariableBook::add(const plcruntime::VariableSettings &settings,
     entry.settings = settings;
     entry.variable = variableOf(settings, line_);
     entry.settings.place = runtime::fromUtf8(entry.variable.text);
+    if (!entry.variable.label.empty())
+        entry.variable.text = entry.variable.label;
     entries_.emplace(++last_, std::move(entry));
     return last_;
 }
@@ -110,10 +112,22 @@ void VariableBook::show(runtime::Session &session)
         variables.push_back(entry.variable);
     }
     session.setLevelStations(runtime::levelStations(variables, rows_, session.settings()));
-    session.setCyclicReads({});
+    session.setCyclicReads(readsBefore(variables, session.settings()));
     pacedBy_ = 0;
     generation_ = session.show(variables);
     reads_ = std::make_unique<runtime::GroupedReads>(std::move(variables), rows_);
+}
+
+/// Reads of a scan by station, as far as they are known before the first scan.
+std::map<int, int> VariableBook::readsBefore(const std::vector<runtime::Variable> &variables,
+                                             const runtime::LinkSettings &settings)
+{
+    std::map<int, int> reads;
+    for (const runtime::Variable &variable : variables) {
+        if (settings.separateReads)
+            reads[*variable.station] += runtime::readPieces(variable, settings);
+    }
+    return reads;
 }
 
 std::vector<runtime::PriorityRow> VariableBook::priorityRows() const
@@ -288,8 +302,7 @@ runtime::WatchStatus VariableBook::statusOf(const Entry &entry, const runtime::S
                                             Time now) const
 {
     const int station = entry.variable.station.value_or(0);
-    const Time timeout = session ? session->settings().rulesOf(station).responseTimeout
-                                 : Time(std::chrono::milliseconds(line_.timeoutMs));
+    const Time timeout = timeoutOf(station, session);
     runtime::WatchStatus status;
     if (entry.shown >= 0 && reads_)
         status = reads_->status(entry.shown, now, timeout);
@@ -313,6 +326,12 @@ runtime::WatchStatus VariableBook::statusOf(const Entry &entry, const runtime::S
     return status;
 }
 
+Time VariableBook::timeoutOf(int station, const runtime::Session *session) const
+{
+    return session ? session->settings().rulesOf(station).responseTimeout
+                   : Time(std::chrono::milliseconds(line_.timeoutMs));
+}
+
 plcruntime::VariableState VariableBook::state(Id id, const runtime::Session *session, Time now) const
 {
     plcruntime::VariableState state;
@@ -327,13 +346,17 @@ plcruntime::VariableState VariableBook::state(Id id, const runtime::Session *ses
     state.onScreen = entry.shown >= 0 || screen_.contains(id);
     if (entry.hasValue) {
         state.values = publicValues(entry.variable, entry.bytes);
+        state.raw = publicBytes(entry.variable, entry.bytes);
         state.inPieces = entry.isInPieces;
         state.ageMs = std::chrono::duration_cast<std::chrono::milliseconds>(now - entry.readAt).count();
     }
+    state.lastRead = publicEnd(status.last.end);
+    state.readings = status.scans;
     if (status.state == runtime::VariableState::Refused)
         state.exceptionCode = status.last.exceptionCode;
+    const int station = entry.variable.station.value_or(0);
     state.reason =
-        reasonOf(status, entry.variable.station.value_or(0), session ? session->portLost() : std::string());
+        reasonOf(status, station, timeoutOf(station, session), session ? session->portLost() : std::string());
     return state;
 }
 

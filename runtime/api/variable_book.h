@@ -88,8 +88,11 @@ private:
         bool toldPending = false;
     };
 
+    static std::map<int, int> readsBefore(const std::vector<runtime::Variable> &variables,
+                                          const runtime::LinkSettings &settings);
     runtime::WatchStatus statusOf(const Entry &entry, const runtime::Session *session,
                                   runtime::Time now) const;
+    runtime::Time timeoutOf(int station, const runtime::Session *session) const;
     void fold(Entry *entry, const runtime::Session &session);
     Changes noteRequest(int request, runtime::Session &session);
     bool take(Entry *entry, const runtime::WatchStatus &status, const runtime::Session &session);

@@ -24,6 +24,7 @@ struct LinkSettings : LineSettings
     int station = 1; ///< of variables that name none
     int linkMode = 0;
     int maxBlock = 100;
+    bool separateReads = false; ///< each cyclic variable in requests of its own
     quint32 options = 0;
     bool echo = false;
     Policies policies;

@@ -4,16 +4,22 @@
 
 namespace plc::runtime {
 
-std::optional<int> GroupedReads::note(const News &news, StationState station)
+std::optional<int> requestOf(const News &news, RequestMap *map)
 {
     const bool wasAsked = news.transaction && !tellsNothing(news.transaction->cause);
     if (!wasAsked || !isGroupedRead(news.transaction->request))
         return std::nullopt;
     const Request &request = news.transaction->request;
-    const int number =
-        map_.note({request.station, request.regType, request.address, request.count}, news.ordinaryRead);
+    return map->note({request.station, request.regType, request.address, request.count}, news.ordinaryRead);
+}
+
+std::optional<int> GroupedReads::note(const News &news, StationState station)
+{
+    const std::optional<int> number = requestOf(news, &map_);
+    if (!number)
+        return std::nullopt;
     readings_.resize(static_cast<std::size_t>(map_.requestCount()));
-    readings_[static_cast<std::size_t>(number)].note(*news.transaction, station);
+    readings_[static_cast<std::size_t>(*number)].note(*news.transaction, station);
     return number;
 }
 

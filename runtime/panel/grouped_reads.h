@@ -12,6 +12,11 @@
 
 namespace plc::runtime {
 
+/// Number of the request that has ended; nothing where the news are about no grouped read, or its station was
+/// not asked.
+/// @param map  gets to know it.
+std::optional<int> requestOf(const News &news, RequestMap *map);
+
 /// Turns the reads that have ended into states and ages of the variables that they cover. Not locked.
 class GroupedReads
 {
@@ -23,8 +28,7 @@ public:
 
     /// Takes news.
     /// @param station  state of the station that they are about.
-    /// @return number of the request that has ended; nothing where the news are about no grouped read, or its
-    ///         station was not asked.
+    /// @return as requestOf().
     std::optional<int> note(const News &news, StationState station);
 
     /// What lies between the reads of @p station before and behind this call is no scan; -1 for all stations.

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "core/register_types.h"
+#include "runtime/panel/pieces.h"
 
 namespace plc::runtime {
 
@@ -133,6 +134,18 @@ std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, co
         isOwn = isOwn || packer.hasMovedCuts();
     }
     return isOwn ? requests : std::vector<ReadSpan>();
+}
+
+std::vector<ReadSpan> readsOfEach(const std::vector<Variable> &variables, const LinkSettings &settings)
+{
+    std::vector<ReadSpan> requests;
+    for (const Variable &variable : variables) {
+        const int size = readPieceSize(variable, settings);
+        for (int done = 0; done < variable.baseCount(); done += size)
+            requests.push_back({variable.station.value_or(settings.station), variable.area->baseType,
+                                variable.baseFirst() + done, std::min(size, variable.baseCount() - done)});
+    }
+    return requests;
 }
 
 } // namespace plc::runtime

@@ -25,6 +25,9 @@ struct ReadSpan
 /// @return nothing where the driver itself cuts no value, so that the packing can be left to it.
 std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, const LinkSettings &settings);
 
+/// The requests that read each of @p variables by itself, a request no longer than the settings allow.
+std::vector<ReadSpan> readsOfEach(const std::vector<Variable> &variables, const LinkSettings &settings);
+
 } // namespace plc::runtime
 
 #endif

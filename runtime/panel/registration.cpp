@@ -113,7 +113,8 @@ int registerVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings 
 int showVariables(DriverLibrary &driver, COM_INFO *info, const LinkSettings &settings,
                   const std::vector<Variable> &variables)
 {
-    const std::vector<ReadSpan> spans = packWholeValues(variables, settings);
+    const std::vector<ReadSpan> spans =
+        settings.separateReads ? readsOfEach(variables, settings) : packWholeValues(variables, settings);
     if (!spans.empty())
         return handOverPacked(driver, info, spans, settings.oneBased());
     std::vector<HostVariable> records;

@@ -6,6 +6,7 @@
 #include "runtime/line/setting_limits.h"
 #include "runtime/master/communication.h"
 #include "runtime/master/request_ids.h"
+#include "runtime/panel/order_checks.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
 #include "runtime/panel/utf8.h"
@@ -19,8 +20,6 @@ constexpr std::size_t kWordAreaSize = 50501;
 constexpr int kWriteModeQueued = 2;
 constexpr int kModeParsed = 0;
 constexpr int kModeAsIs = 1;
-constexpr int kMostRegistersInOneWrite = 123;
-constexpr int kMostCoilsInOneWrite = 1968;
 
 } // namespace
 
@@ -118,58 +117,14 @@ int Session::show(const std::vector<Variable> &variables)
 
 Ticket Session::read(const Variable &variable, Time deadline)
 {
-    if (stationOf(variable) == 0)
-        throw Failure(FailureKind::Usage,
-                      "variable '" + variable.text + "': nobody answers a read of station 0");
+    checkRead(variable, settings_);
     return submit({variable, Values(), false, deadline});
 }
 
 Ticket Session::write(const Variable &variable, const Values &values, Time deadline)
 {
-    if (values.size() != static_cast<std::size_t>(variable.rawCount()))
-        throw Failure(FailureKind::Usage, "variable '" + variable.text + "' has " +
-                                              std::to_string(variable.count) + " values, and " +
-                                              std::to_string(valueCount(variable, values)) + " are given");
-    checkWrite(variable);
+    checkWrite(variable, values, settings_, knownRegisters_);
     return submit({variable, values, true, deadline});
-}
-
-/// Refuses what the driver would take and then not do, or put into a frame that no station understands.
-void Session::checkWrite(const Variable &variable) const
-{
-    const std::string who = "variable '" + variable.text + "': ";
-    if (!variable.area->writable)
-        throw Failure(FailureKind::Usage,
-                      who + variable.area->name + " (" + variable.area->meaning + ") cannot be written");
-    if (variable.area->regType == kHoldingRegisterBit)
-        checkBitWrite(variable);
-    const bool coils = variable.area->regType == kCoil;
-    const int most = coils ? kMostCoilsInOneWrite : kMostRegistersInOneWrite;
-    const bool blocks = coils || variable.area->regType == kHoldingRegister;
-    if (blocks && settings_.maxBlock == 1 && writePieces(variable, settings_) == 1 &&
-        variable.rawCount() > most)
-        throw Failure(FailureKind::Usage,
-                      who + "with setting 'maxBlock' 1 a write goes out in one piece, of at most " +
-                          std::to_string(most) + (variable.format ? " registers" : " values"));
-}
-
-/// The other bits of the register have to come from somewhere.
-void Session::checkBitWrite(const Variable &variable) const
-{
-    const std::string who = "variable '" + variable.text + "': ";
-    if (stationOf(variable) == 0)
-        throw Failure(FailureKind::Usage,
-                      who + "a bit is written together with the other bits of its register, which "
-                            "nobody at station 0 tells; write the whole register");
-    if (!hasOption(settings_.options, kOptionBitFromMirror))
-        return;
-    for (int i = 0; i < variable.baseCount(); ++i) {
-        if (knownRegisters_.count({stationOf(variable), variable.baseFirst() + i}) == 0)
-            throw Failure(FailureKind::Usage,
-                          who +
-                              "its register has not been read yet, and with the option bit-from-mirror "
-                              "the other bits would be written as 0; read it first, or leave the option out");
-    }
 }
 
 Footprint Session::footprintOf(const Order &order) const
@@ -189,14 +144,8 @@ Ticket Session::submit(Order &&order)
 {
     const std::string who = "variable '" + order.variable.text + "'";
     const Footprint footprint = footprintOf(order);
-    const int most = OrderLedger::listSize(order.isWrite);
     if (life_ == Life::Over)
         throw Failure(FailureKind::Usage, who + ": the session was stopped, and takes no more orders");
-    if (footprint.pieces > most)
-        throw Failure(FailureKind::Usage,
-                      who + " takes " + std::to_string(footprint.pieces) + " requests, at most " +
-                          std::to_string(most) +
-                          " are possible; take fewer values or a larger setting 'maxBlock'");
     if (ledger_.isFull())
         throw Failure(FailureKind::Usage,
                       who + ": " + std::to_string(OrderLedger::kMostOpen) +

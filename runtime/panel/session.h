@@ -18,6 +18,7 @@
 #include "runtime/master/order_ledger.h"
 #include "runtime/master/station_state.h"
 #include "runtime/master/surroundings.h"
+#include "runtime/panel/order_checks.h"
 #include "runtime/panel/read_state.h"
 #include "runtime/panel/registration.h"
 #include "runtime/panel/values.h"
@@ -143,6 +144,8 @@ public:
 
     WatchStatus status(int number) const;
 
+    const KnownRegisters &knownRegisters() const { return knownRegisters_; }
+
     /// State of a station as the news have told it that were digested last; On also where it is on probation.
     StationState stationState(int station) const;
     bool isOffline(int station) const { return stationState(station) == StationState::Offline; }
@@ -195,8 +198,6 @@ private:
     void keepDeadline(Ticket ticket, Time deadline);
     void expire();
     std::vector<Ticket> endAll(int station, OrderEnd end, const std::set<Ticket> &sent);
-    void checkWrite(const Variable &variable) const;
-    void checkBitWrite(const Variable &variable) const;
     void noteRegisters(const TransactionReport &report);
 
     DriverLibrary &driver_;
@@ -211,8 +212,7 @@ private:
     /// What the news have told of stations. The link is not asked, since its own state is ahead of the news.
     /// The variables of a station would disagree with each other, and with the ends of orders.
     std::map<int, StationState> stations_;
-    /// Station and address of what was read; kept only where bits are written from it.
-    std::set<std::pair<int, int>> knownRegisters_;
+    KnownRegisters knownRegisters_; ///< kept only where bits are written from them
     std::function<void(const News &)> listener_;
     TraceListener trace_;
     std::function<bool()> isCancelled_ = [] { return false; };

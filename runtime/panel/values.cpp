@@ -12,19 +12,6 @@ namespace {
 
 using Registers = std::array<std::uint16_t, kMostTextBytes / 2>;
 
-int bytesOf(Unit unit)
-{
-    switch (unit) {
-    case Unit::Bit:
-        return 1;
-    case Unit::Register:
-        return 2;
-    case Unit::RegisterPair:
-        break;
-    }
-    return 4;
-}
-
 /// What may be written where nothing says how the numbers are meant.
 const char *plainRange(Unit unit)
 {
@@ -208,6 +195,19 @@ std::string plainText(std::uint32_t value, Unit unit, NumberStyle style)
 }
 
 } // namespace
+
+int bytesOf(Unit unit)
+{
+    switch (unit) {
+    case Unit::Bit:
+        return 1;
+    case Unit::Register:
+        return 2;
+    case Unit::RegisterPair:
+        break;
+    }
+    return 4;
+}
 
 QByteArray encodeValues(const Values &values, Unit unit)
 {

@@ -26,6 +26,9 @@ enum class NumberStyle
     Hex     ///< "0x04D2", with all digits of the width; bits stay 0 and 1
 };
 
+/// Bytes of one raw value.
+int bytesOf(Unit unit);
+
 /// Bytes in the layout of GetRegisterData and SetRegisterData: one byte a bit, two a register with the low
 /// byte first, four a pair with the lowest byte first.
 QByteArray encodeValues(const Values &values, Unit unit);

@@ -12,6 +12,8 @@ TEST(OptionWords, StandInPlaceOfTheNamesOfSettings)
 {
     EXPECT_EQ("it does not check parity; try --parity none",
               inOptions("it does not check parity; try setting 'parity' none"));
+    EXPECT_EQ("--timeout, --echo, --realtime",
+              inOptions("setting 'timeoutMs', setting 'echo', setting 'realTime'"));
     EXPECT_EQ("--max-block and --max-block", inOptions("setting 'maxBlock' and setting 'maxBlock'"));
     EXPECT_EQ("a maxBlock that is no setting", inOptions("a maxBlock that is no setting"));
 }

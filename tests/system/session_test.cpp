@@ -10,7 +10,7 @@
 namespace {
 
 using namespace plc::test;
-using namespace plc::host;
+using namespace plc::runtime;
 
 Surroundings realPorts()
 {

@@ -140,9 +140,9 @@ struct LineSettings
     LineSettings()
         : baud(19200), parity(Parity::Even), stopBits(0), anyRate(false), rs485(false), rs485RtsOnSend(true),
           rs485BeforeMs(0), rs485AfterMs(0), timeoutMs(1000), retries(2), station(1), turnaroundMs(100),
-          lateGuardMs(-1), maxBlock(100), relay(false), echo(false), driverOptions(0), policiesOff(0),
-          offlineFailures(3), firstProbeMs(10000), longestProbeMs(60000), pollIntervalMs(0), reopen(true),
-          realTime(false), delivery(Delivery::OwnThread)
+          lateGuardMs(-1), maxBlock(100), separateReads(false), relay(false), echo(false), driverOptions(0),
+          policiesOff(0), offlineFailures(3), firstProbeMs(10000), longestProbeMs(60000), pollIntervalMs(0),
+          reopen(true), realTime(false), delivery(Delivery::OwnThread)
     {}
 
     QString port;        ///< device, as "/dev/ttyUSB0" or "ttyUSB0"
@@ -155,14 +155,16 @@ struct LineSettings
     int rs485BeforeMs;   ///< 0 to 1000, from switching to the first bit
     int rs485AfterMs;    ///< 0 to 1000, from the last bit to switching back
 
-    int timeoutMs;    ///< 10 to 60000: longest wait for the first byte of an answer
-    int retries;      ///< 0 to 100 repeats of a request that was not answered properly
-    int station;      ///< 1 to 247, of variables that name none
-    int turnaroundMs; ///< 0 to 60000: pause after a broadcast, and before a busy station is asked again
-    int lateGuardMs;  ///< 0 to 60000: how long a late answer is listened for; -1 = as long as the time-out
-    int maxBlock;     ///< 1 to 100 registers in one request, eight times as many bits; 1 = no packing
-    bool relay;       ///< relay frames instead of Modbus RTU
-    bool echo;        ///< the line hands back what is sent on it
+    int timeoutMs;      ///< 10 to 60000: longest wait for the first byte of an answer
+    int retries;        ///< 0 to 100 repeats of a request that was not answered properly
+    int station;        ///< 1 to 247, of variables that name none
+    int turnaroundMs;   ///< 0 to 60000: pause after a broadcast, and before a busy station is asked again
+    int lateGuardMs;    ///< 0 to 60000: how long a late answer is listened for; -1 = as long as the time-out
+    int maxBlock;       ///< 1 to 100 registers in one request, eight times as many bits; 1 = no packing
+    bool separateReads; ///< each variable of the screen in requests of its own: slower, but what a station
+                        ///< refuses of a variable is refused of that variable alone
+    bool relay;         ///< relay frames instead of Modbus RTU
+    bool echo;          ///< the line hands back what is sent on it
     unsigned int driverOptions; ///< option bits of the driver, names in the driver's core/options.h
     unsigned int policiesOff;   ///< bits of Policy that are switched off
 
@@ -354,7 +356,7 @@ struct VariableSettings
     ByteOrder order; ///< of the bytes of each value
     int textBytes;   ///< of Format::Text: 1 to 246
 
-    /// For people; free, and not looked at by the library. Line::findVariable() finds it.
+    /// For people; free. Line::findVariable() finds it, and what is wrong with the variable is told by it.
     QString name;
     double scale;  ///< the value is raw * scale + offset; not 0, and not for bits and texts
     double offset; ///< see `scale`
@@ -362,6 +364,24 @@ struct VariableSettings
     /// to the place, so that the same registers of every station have it. Only while the line is not
     /// open: the driver takes priorities once.
     int priority;
+};
+
+/// How a write, or a reading, has ended.
+enum class OrderEnd
+{
+    Open,        ///< on its way; also of an order that is not known (any more)
+    Good,        ///< the station has confirmed it; of a broadcast: it was sent
+    Refused,     ///< by the station, see `exceptionCode`
+    NoAnswer,    ///< nothing came back, with all repeats; a write may have been done
+    BadReply,    ///< something came, but no usable reply; a write may have been done
+    LineBusy,    ///< nothing was sent: the line never fell silent
+    Offline,     ///< not sent: the station is offline
+    SwitchedOff, ///< not sent: the station is switched off
+    PortLost,    ///< not sent: the port is lost
+    Expired,     ///< its deadline came: nothing of it was sent, or it was a read
+    Unconfirmed, ///< unknown: sent, not confirmed; the write may have been done, read it back
+    Closed,      ///< not sent: the line was closed
+    NotTaken     ///< not sent: the driver refused it
 };
 
 enum class Quality
@@ -387,18 +407,23 @@ struct VariableState
 {
     VariableState()
         : id(0), quality(Quality::NeverRead), pendingWrite(false), inPieces(false), onScreen(false),
-          ageMs(-1), exceptionCode(0)
+          ageMs(-1), lastRead(OrderEnd::Open), exceptionCode(0), readings(0)
     {}
 
     VariableId id;
     QList<Value> values; ///< as many as the variable counts; empty until it was read completely once
+    /// What the values are made of, in the order of addresses: two bytes a register, the high byte first, or
+    /// a byte a bit.
+    QByteArray raw;
     Quality quality;
     bool pendingWrite; ///< an order to write this variable is open; until that has ended the values may be
                        ///< the new ones
     bool inPieces;     ///< a value of it came from two requests, so that its halves may not belong together
     bool onScreen;     ///< it is read over and over
     qint64 ageMs;      ///< since the oldest part of the values was read; -1 while there are none
+    OrderEnd lastRead; ///< how its last reading ended, whatever happened since; Open before the first
     int exceptionCode; ///< of Quality::Refused: as the station gave it
+    quint64 readings;  ///< how often the screen has asked for all of it, with any result
     QString reason;    ///< one line for people where the quality is not Good; else empty
 };
 
@@ -408,23 +433,6 @@ struct VariableState
 
 /// A write, or a read on order; 0 for none.
 typedef qint64 OrderId;
-
-enum class OrderEnd
-{
-    Open,        ///< on its way; also of an order that is not known (any more)
-    Good,        ///< the station has confirmed it; of a broadcast: it was sent
-    Refused,     ///< by the station, see `exceptionCode`
-    NoAnswer,    ///< nothing came back, with all repeats; a write may have been done
-    BadReply,    ///< something came, but no usable reply; a write may have been done
-    LineBusy,    ///< nothing was sent: the line never fell silent
-    Offline,     ///< not sent: the station is offline
-    SwitchedOff, ///< not sent: the station is switched off
-    PortLost,    ///< not sent: the port is lost
-    Expired,     ///< its deadline came: nothing of it was sent, or it was a read
-    Unconfirmed, ///< unknown: sent, not confirmed; the write may have been done, read it back
-    Closed,      ///< not sent: the line was closed
-    NotTaken     ///< not sent: the driver refused it
-};
 
 /// How an order ended.
 struct OrderResult
@@ -442,6 +450,7 @@ struct OrderResult
     int attempts;        ///< frames sent for its last request
     qint64 endedUs;      ///< moment of its end
     QList<Value> values; ///< of a write what was ordered; of a read that ended Good what was read
+    QByteArray raw;      ///< of a read that ended Good, as VariableState::raw
     QString reason;      ///< one line for people where the end is not Good; else empty
 };
 
@@ -491,7 +500,7 @@ struct Statistics
 {
     Statistics()
         : runningUs(0), hasLineErrors(false), parityErrors(0), framingErrors(0), overruns(0), breaks(0),
-          latenessMedianUs(0), latenessMostUs(0)
+          latenessMedianUs(0), latenessP99Us(0), latenessMostUs(0)
     {}
 
     Counters total;
@@ -503,6 +512,7 @@ struct Statistics
     quint64 overruns;         ///< characters that came faster than they were fetched
     quint64 breaks;           ///< the line was held at 0 for longer than a character
     qint64 latenessMedianUs;  ///< by how much requests went out later than their silence allowed
+    qint64 latenessP99Us;     ///< the same of the hundredth that was latest
     qint64 latenessMostUs;
 };
 
@@ -709,6 +719,12 @@ public:
     /// @param deadlineMs  as of write(); it ends as OrderEnd::Expired.
     OrderId readOnce(VariableId id, int deadlineMs = -1, Error *error = nullptr);
 
+    /// What write() would refuse whatever the state of the line, also of a line that is closed: so a program
+    /// can check several writes before it orders the first. Sends nothing.
+    Error checkWrite(VariableId id, const QList<Value> &values) const;
+    /// The same of readOnce().
+    Error checkRead(VariableId id) const;
+
     /// How the order ended; its `end` is Open while it is on its way. Known until 4096 younger orders have
     /// ended, whatever happens to the line; of orders beyond that `order` is 0.
     OrderResult result(OrderId order) const;
@@ -729,7 +745,7 @@ public:
     StationState stationState(int station) const;
 
     PortState portState() const;
-    /// Why the port is lost; empty while it is not.
+    /// Why the port is lost; empty while it is not. Of a closed line: why it was, when it was closed.
     QString portReason() const;
 
     /// Counted since the last open().

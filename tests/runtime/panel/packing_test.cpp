@@ -13,18 +13,28 @@ using namespace plc::runtime;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// "STATION/AREA FIRST+COUNT" of each request.
-std::vector<std::string> packed(const std::vector<std::string> &texts,
-                                const LinkSettings &settings = LinkSettings())
+std::vector<Variable> variablesOf(const std::vector<std::string> &texts, const LinkSettings &settings)
 {
     std::vector<Variable> variables;
     for (const std::string &text : texts)
         variables.push_back(parseVariable(text, settings.oneBased()));
+    return variables;
+}
+
+/// "STATION/AREA FIRST+COUNT" of each request.
+std::vector<std::string> named(const std::vector<ReadSpan> &spans)
+{
     std::vector<std::string> requests;
-    for (const ReadSpan &span : packWholeValues(variables, settings))
+    for (const ReadSpan &span : spans)
         requests.push_back(std::to_string(span.station) + "/" + areaName(span.baseType) + " " +
                            std::to_string(span.first) + "+" + std::to_string(span.count));
     return requests;
+}
+
+std::vector<std::string> packed(const std::vector<std::string> &texts,
+                                const LinkSettings &settings = LinkSettings())
+{
+    return named(packWholeValues(variablesOf(texts, settings), settings));
 }
 
 TEST(Packing, IsLeftToTheDriverWhereItCutsNoValue)
@@ -80,6 +90,23 @@ TEST(Packing, IsNoneWhereVariablesAreNotPacked)
     LinkSettings settings;
     settings.maxBlock = 1;
     EXPECT_THAT(packed({"4x:0", "4x:99/f32"}, settings), IsEmpty());
+}
+
+TEST(ReadsOfEach, PackNothingAndCutWhatIsLongerThanARequest)
+{
+    LinkSettings settings;
+    settings.station = 7;
+    settings.maxBlock = 5;
+    const auto reads = [&](const std::vector<std::string> &texts) {
+        return named(readsOfEach(variablesOf(texts, settings), settings));
+    };
+    EXPECT_THAT(reads({"4x:2@3", "4x:0:2", "4x:0:2"}), ElementsAre("3/4x 2+1", "7/4x 0+2", "7/4x 0+2"))
+        << "as they were given";
+    EXPECT_THAT(reads({"4x:0:7"}), ElementsAre("7/4x 0+5", "7/4x 5+2"));
+    EXPECT_THAT(reads({"4x:0:4/f32"}), ElementsAre("7/4x 0+4", "7/4x 4+4")) << "between the values";
+    EXPECT_THAT(reads({"4x_bit:1.15:2"}), ElementsAre("7/4x 1+2")) << "the registers of the bits";
+    EXPECT_THAT(reads({"0x:0:50"}), ElementsAre("7/0x 0+40", "7/0x 40+10"));
+    EXPECT_THAT(reads({}), IsEmpty());
 }
 
 } // namespace

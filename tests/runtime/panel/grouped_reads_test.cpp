@@ -1,29 +1,29 @@
-#include "host/project/project_monitor.h"
+#include "runtime/panel/grouped_reads.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using namespace plc::host;
+using namespace plc::runtime;
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 
 /// Variable 0 lies in one request, variable 1 in two, variable 2 in one of level 4.
-class ProjectMonitorTest : public ::testing::Test
+class GroupedReadsTest : public ::testing::Test
 {
 protected:
-    ProjectMonitorTest() : monitor(project()) {}
+    GroupedReadsTest()
+        : reads({parseVariable("4x:0@1", false), parseVariable("4x:50:100@1", false),
+                 parseVariable("3x:0@1", false)},
+                {levelFour()})
+    {}
 
-    static Project project()
+    static PriorityRow levelFour()
     {
-        Project result;
-        result.variables = {parseVariable("4x:0@1", false), parseVariable("4x:50:100@1", false),
-                            parseVariable("3x:0@1", false)};
         PriorityRow row;
         row.level = 4;
         row.baseType = 4;
-        result.rows = {row};
-        return result;
+        return row;
     }
 
     void serve(const RequestPlace &place, AttemptEnd end = AttemptEnd::Good, bool ordinary = true)
@@ -43,25 +43,25 @@ protected:
         now += milliseconds(100);
         report.endedAt = now;
         news.ordinaryRead = ordinary;
-        monitor.note(news);
+        reads.note(news, StationState::On);
     }
 
-    WatchStatus status(int variable) const { return monitor.status(variable, now); }
+    WatchStatus status(int variable) const { return reads.status(variable, now, seconds(1)); }
 
     const RequestPlace first{1, 5, 0, 100};
     const RequestPlace second{1, 5, 100, 50};
     const RequestPlace urgent{1, 4, 0, 1};
     Time now = seconds(10);
-    ProjectMonitor monitor;
+    GroupedReads reads;
 };
 
-TEST_F(ProjectMonitorTest, KnowsNothingBeforeTheFirstRead)
+TEST_F(GroupedReadsTest, KnowsNothingBeforeTheFirstRead)
 {
     EXPECT_EQ(VariableState::NeverRead, status(0).state);
     EXPECT_FALSE(status(0).hasValue);
 }
 
-TEST_F(ProjectMonitorTest, HasAValueOnceAllPartsAreRead)
+TEST_F(GroupedReadsTest, HasAValueOnceAllPartsAreRead)
 {
     serve(first);
     EXPECT_EQ(VariableState::Good, status(0).state);
@@ -75,7 +75,7 @@ TEST_F(ProjectMonitorTest, HasAValueOnceAllPartsAreRead)
     EXPECT_EQ(milliseconds(100), status(0).age);
 }
 
-TEST_F(ProjectMonitorTest, ShowsTheWorstOfTheParts)
+TEST_F(GroupedReadsTest, ShowsTheWorstOfTheParts)
 {
     serve(first);
     serve(second, AttemptEnd::NoReply);
@@ -86,7 +86,7 @@ TEST_F(ProjectMonitorTest, ShowsTheWorstOfTheParts)
     EXPECT_TRUE(status(0).hasValue) << "the old one";
 }
 
-TEST_F(ProjectMonitorTest, CallsAnOldValueStale)
+TEST_F(GroupedReadsTest, CallsAnOldValueStale)
 {
     serve(first);
     serve(first);
@@ -94,19 +94,7 @@ TEST_F(ProjectMonitorTest, CallsAnOldValueStale)
     EXPECT_EQ(VariableState::Stale, status(0).state);
 }
 
-TEST_F(ProjectMonitorTest, TellsStationsThatAreSwitchedOff)
-{
-    serve(first);
-    serve(urgent, AttemptEnd::Good, false);
-    monitor.setStationEnabled(1, false);
-    EXPECT_EQ(VariableState::SwitchedOff, status(0).state);
-    EXPECT_EQ(VariableState::SwitchedOff, status(1).state) << "also what was never read";
-    EXPECT_EQ(VariableState::SwitchedOff, status(2).state) << "also what has a priority";
-    monitor.setStationEnabled(1, true);
-    EXPECT_EQ(VariableState::Good, status(0).state);
-}
-
-TEST_F(ProjectMonitorTest, PassesOverReadsThatWereNeverSent)
+TEST_F(GroupedReadsTest, PassesOverReadsThatWereNeverSent)
 {
     // The driver serves the priority levels of stations that are off, and the host keeps them from the line.
     serve(urgent, AttemptEnd::Good, false);
@@ -115,13 +103,13 @@ TEST_F(ProjectMonitorTest, PassesOverReadsThatWereNeverSent)
     EXPECT_EQ(1u, status(2).scans);
 }
 
-TEST_F(ProjectMonitorTest, CallsAValueStaleSoonAlsoAfterANightOff)
+TEST_F(GroupedReadsTest, CallsAValueStaleSoonAlsoAfterANightOff)
 {
     serve(first);
     serve(first);
-    monitor.setStationEnabled(1, false);
+    reads.interrupt(1);
     now += seconds(28800);
-    monitor.setStationEnabled(1, true);
+    reads.interrupt(1);
     EXPECT_EQ(VariableState::Stale, status(0).state) << "it is eight hours old";
     serve(first);
     EXPECT_EQ(VariableState::Good, status(0).state);
@@ -129,65 +117,40 @@ TEST_F(ProjectMonitorTest, CallsAValueStaleSoonAlsoAfterANightOff)
     EXPECT_EQ(VariableState::Stale, status(0).state);
 }
 
-TEST_F(ProjectMonitorTest, TellsThatThePortIsLostUntilItIsBack)
-{
-    serve(first);
-    serve(first);
-    News news;
-    news.port.emplace();
-    for (const auto change : {PortNews::Change::Lost, PortNews::Change::Refused}) {
-        news.port->change = change;
-        monitor.note(news);
-        EXPECT_EQ(VariableState::PortLost, status(0).state);
-        EXPECT_TRUE(status(0).hasValue) << "the old one";
-        EXPECT_EQ(VariableState::PortLost, status(1).state) << "also what was never read";
-    }
-    now += seconds(28800);
-    news.port->change = PortNews::Change::Back;
-    monitor.note(news);
-    EXPECT_EQ(VariableState::Stale, status(0).state) << "it is eight hours old";
-    serve(first);
-    EXPECT_EQ(VariableState::Good, status(0).state);
-    now += seconds(4);
-    EXPECT_EQ(VariableState::Stale, status(0).state) << "the night tells nothing of how long a scan takes";
-}
-
-TEST_F(ProjectMonitorTest, PassesOverReadsThatEndedWithThePort)
+TEST_F(GroupedReadsTest, PassesOverReadsThatEndedWithThePort)
 {
     serve(first);
     serve(second);
     serve(urgent, AttemptEnd::PortLost, false);
     EXPECT_EQ(VariableState::NeverRead, status(2).state);
-    EXPECT_EQ(0u, monitor.scans().scans()) << "one of them was not asked for";
+    EXPECT_EQ(0u, status(2).scans) << "nobody was asked for it";
     serve(urgent, AttemptEnd::Good, false);
-    EXPECT_EQ(1u, monitor.scans().scans());
+    EXPECT_EQ(1u, status(2).scans);
 }
 
-TEST_F(ProjectMonitorTest, TellsStationsThatAreOffline)
+TEST_F(GroupedReadsTest, AfterALossOfThePortANightTellsNothingOfHowLongAScanTakes)
 {
     serve(first);
-    News news;
-    news.station.emplace();
-    news.station->station = 1;
-    news.station->offline = true;
-    monitor.note(news);
-    EXPECT_EQ(VariableState::Offline, status(0).state);
-    EXPECT_TRUE(status(0).hasValue);
-    news.station->offline = false;
-    monitor.note(news);
+    serve(first);
+    reads.interrupt(-1);
+    now += seconds(28800);
+    EXPECT_EQ(VariableState::Stale, status(0).state) << "it is eight hours old";
+    serve(first);
     EXPECT_EQ(VariableState::Good, status(0).state);
+    now += seconds(4);
+    EXPECT_EQ(VariableState::Stale, status(0).state);
 }
 
-TEST_F(ProjectMonitorTest, PassesOverOtherSteps)
+TEST_F(GroupedReadsTest, PassesOverOtherTransactions)
 {
     News write;
     write.transaction.emplace();
     write.transaction->request = Request();
     write.transaction->request.hostId = kOrderHostId;
     write.transaction->request.hostSubId = -1;
-    monitor.note(write);
-    monitor.note(News());
-    EXPECT_EQ(0, monitor.requests().requestCount());
+    EXPECT_FALSE(reads.note(write, StationState::On));
+    EXPECT_FALSE(reads.note(News(), StationState::On));
+    EXPECT_EQ(0, reads.requests().requestCount());
 }
 
 } // namespace

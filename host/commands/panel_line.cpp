@@ -1,0 +1,321 @@
+#include "host/commands/panel_line.h"
+
+#include <cstdio>
+#include <utility>
+
+#include "host/commands/interrupt.h"
+#include "host/driver_search.h"
+#include "host/option_words.h"
+#include "runtime/api/line_access.h"
+#include "runtime/line/failure.h"
+#include "runtime/panel/utf8.h"
+
+namespace plc::host {
+
+namespace {
+
+/// How long Ctrl-C may go unnoticed by a call that waits for an order.
+constexpr int kSliceMs = 20;
+
+int inMs(Time time)
+{
+    return static_cast<int>(std::chrono::ceil<std::chrono::milliseconds>(time).count());
+}
+
+plcruntime::Parity publicParity(Parity parity)
+{
+    switch (parity) {
+    case Parity::Odd:
+        return plcruntime::Parity::Odd;
+    case Parity::None:
+        return plcruntime::Parity::None;
+    case Parity::Even:
+        break;
+    }
+    return plcruntime::Parity::Even;
+}
+
+/// Bits of plcruntime::Policy that are off.
+unsigned policiesOff(const Policies &policies)
+{
+    const std::pair<bool, plcruntime::Policy> all[] = {
+        {policies.discardInput, plcruntime::PolicyDiscardInput},
+        {policies.lateReplyGuard, plcruntime::PolicyLateReplyGuard},
+        {policies.checkReplies, plcruntime::PolicyCheckReplies},
+        {policies.strictWrites, plcruntime::PolicyStrictWrites},
+        {policies.endOnException, plcruntime::PolicyEndOnException},
+        {policies.endOnDamage, plcruntime::PolicyEndOnDamage},
+        {policies.absoluteDeadline, plcruntime::PolicyAbsoluteDeadline},
+        {policies.offline, plcruntime::PolicyOffline}};
+    unsigned off = 0;
+    for (const auto &[isOn, policy] : all)
+        off |= isOn ? 0u : static_cast<unsigned>(policy);
+    return off;
+}
+
+plcruntime::StationSettings publicStation(int number, const StationSettings &given)
+{
+    plcruntime::StationSettings station;
+    station.station = number;
+    if (given.timeout)
+        station.timeoutMs = inMs(*given.timeout);
+    station.retries = given.retries.value_or(-1);
+    station.pauseMs = inMs(given.pause);
+    return station;
+}
+
+[[noreturn]] void fail(const plcruntime::Error &error)
+{
+    FailureKind kind = FailureKind::Usage;
+    if (error.kind == plcruntime::ErrorKind::Driver)
+        kind = FailureKind::Driver;
+    const bool isPort = error.kind == plcruntime::ErrorKind::Port ||
+                        error.kind == plcruntime::ErrorKind::PortAbsent ||
+                        error.kind == plcruntime::ErrorKind::Interrupted;
+    throw Failure(isPort ? FailureKind::Port : kind, toUtf8(error.text));
+}
+
+/// The place alone: what it is called is told besides.
+std::string placeOf(const Variable &variable)
+{
+    std::string place = std::string(variable.area->name) + ":" + toUtf8(variable.address) + ":" +
+                        std::to_string(variable.count);
+    if (variable.format)
+        place += "/" + nameOf(*variable.format);
+    if (variable.station)
+        place += "@" + std::to_string(*variable.station);
+    return place;
+}
+
+std::string inHex(const QByteArray &bytes)
+{
+    return QByteArray(bytes.toHex(' ').toUpper()).toStdString();
+}
+
+} // namespace
+
+plcruntime::LineSettings publicSettings(const LinkSettings &link)
+{
+    plcruntime::LineSettings settings;
+    settings.port = fromUtf8(link.port);
+    settings.baud = link.baud;
+    settings.parity = publicParity(link.parity);
+    settings.stopBits = link.stopBits;
+    settings.anyRate = link.anyRate;
+    if (link.rs485) {
+        settings.rs485 = true;
+        settings.rs485RtsOnSend = link.rs485->rtsOnSend;
+        settings.rs485BeforeMs = link.rs485->beforeMs;
+        settings.rs485AfterMs = link.rs485->afterMs;
+    }
+    settings.timeoutMs = inMs(link.timeout);
+    settings.retries = link.retries;
+    settings.station = link.station;
+    settings.turnaroundMs = inMs(link.turnaround);
+    if (link.lateGuard)
+        settings.lateGuardMs = inMs(*link.lateGuard);
+    settings.maxBlock = link.maxBlock;
+    settings.relay = link.linkMode != 0;
+    settings.echo = link.echo;
+    settings.driverOptions = link.options;
+    settings.policiesOff = policiesOff(link.policies);
+    settings.offlineFailures = link.offline.failures;
+    settings.firstProbeMs = inMs(link.offline.firstProbe);
+    settings.longestProbeMs = inMs(link.offline.longestProbe);
+    settings.pollIntervalMs = inMs(link.pollInterval);
+    for (const auto &[number, station] : link.stations)
+        settings.stations.append(publicStation(number, station));
+    settings.reopen = link.reopen;
+    settings.driverFile = fromUtf8(driverToLoad(link.driverPath));
+    settings.delivery = plcruntime::Delivery::Poll;
+    return settings;
+}
+
+std::string traceLine(const plcruntime::Frame &frame, qint64 startUs)
+{
+    char head[32];
+    std::snprintf(head, sizeof head, "%13.6f ", static_cast<double>(frame.atUs - startUs) / 1e6);
+    switch (frame.kind) {
+    case plcruntime::FrameKind::Sent:
+        return head + ("-> " + inHex(frame.bytes)) +
+               (frame.attempt > 1 ? "  (attempt " + std::to_string(frame.attempt) + ")" : "");
+    case plcruntime::FrameKind::Received:
+        return head + ("<- " + inHex(frame.bytes));
+    case plcruntime::FrameKind::Discarded:
+        return head + ("-- " + std::to_string(frame.count)) + " bytes thrown away: " + toUtf8(frame.text);
+    case plcruntime::FrameKind::AttemptEnd:
+        break;
+    }
+    return head + ("-- " + toUtf8(frame.text));
+}
+
+Values valuesOf(const Variable &variable, const QByteArray &raw)
+{
+    Values values;
+    const int width = bytesOf(variable.area->unit);
+    for (int first = 0; first + width <= raw.size(); first += width) {
+        std::uint32_t value = 0;
+        for (int byte = 0; byte < width; ++byte)
+            value = value << 8 | static_cast<unsigned char>(raw.at(first + byte));
+        values.push_back(value);
+    }
+    return values;
+}
+
+PanelLine::PanelLine(const LinkSettings &link, LineManner manner) : manner_(std::move(manner))
+{
+    plcruntime::LineSettings settings = publicSettings(link);
+    settings.realTime = manner_.realtime;
+    settings.separateReads = manner_.separateReads;
+    plcruntime::LineGround ground;
+    ground.isCancelled = isInterrupted;
+    ground.rows = manner_.rows;
+    ground.listener = manner_.newsListener;
+    line_.reset(plcruntime::LineAccess::make(settings, ground));
+    const int frames = manner_.verbose ? plcruntime::EventFrame : 0;
+    line_->setEventHandler(&PanelLine::take, this,
+                           plcruntime::EventStation | plcruntime::EventPort | plcruntime::EventLog | frames);
+}
+
+VariableId PanelLine::add(const Variable &variable)
+{
+    plcruntime::VariableSettings settings;
+    settings.place = fromUtf8(placeOf(variable));
+    settings.name = fromUtf8(variable.text);
+    plcruntime::Error error;
+    const VariableId id = line_->addVariable(settings, &error);
+    if (id == 0)
+        fail(error);
+    variables_.emplace(id, variable);
+    return id;
+}
+
+void PanelLine::show(const std::vector<VariableId> &variables)
+{
+    QList<VariableId> screen;
+    for (const VariableId id : variables) {
+        checkRead(id);
+        screen.append(id);
+    }
+    if (const plcruntime::Error error = line_->showScreen(screen))
+        fail(error);
+}
+
+void PanelLine::checkRead(VariableId id) const
+{
+    if (const plcruntime::Error error = line_->checkRead(id))
+        fail(error);
+}
+
+void PanelLine::checkWrite(VariableId id, const Values &values) const
+{
+    if (const plcruntime::Error error = line_->checkWrite(id, publicValues(id, values)))
+        fail(error);
+}
+
+void PanelLine::open()
+{
+    if (const plcruntime::Error error = line_->open())
+        fail(error);
+}
+
+void PanelLine::close()
+{
+    line_->close();
+}
+
+OrderId PanelLine::read(VariableId id)
+{
+    plcruntime::Error error;
+    const OrderId order = line_->readOnce(id, -1, &error);
+    if (order == 0)
+        fail(error);
+    return order;
+}
+
+OrderId PanelLine::write(VariableId id, const Values &values)
+{
+    plcruntime::Error error;
+    const OrderId order = line_->write(id, publicValues(id, values), -1, &error);
+    if (order == 0)
+        fail(error);
+    return order;
+}
+
+OrderResult PanelLine::await(OrderId order)
+{
+    OrderResult result = line_->result(order);
+    while (result.end == OrderEnd::Open && !isInterrupted() && portLost().empty())
+        result = line_->wait(order, kSliceMs);
+    return result;
+}
+
+void PanelLine::poll(Time until)
+{
+    line_->poll(inMs(std::max(until - steadyNow(), Time::zero())));
+}
+
+void PanelLine::setStationEnabled(int station, bool enabled)
+{
+    if (const plcruntime::Error error = line_->setStationEnabled(station, enabled))
+        fail(error);
+}
+
+std::string PanelLine::portLost() const
+{
+    return toUtf8(line_->portReason());
+}
+
+/// The library wants raw numbers: scales are this program's own affair.
+QList<plcruntime::Value> PanelLine::publicValues(VariableId id, const Values &values) const
+{
+    Variable variable = variables_.at(id);
+    variable.meaning.reset();
+    QList<plcruntime::Value> given;
+    for (int i = 0; i < valueCount(variable, values); ++i) {
+        const Value value = valueOf(variable, values, i);
+        switch (value.type) {
+        case Value::Type::Unsigned:
+            given.append(plcruntime::Value(static_cast<unsigned long long>(value.whole)));
+            break;
+        case Value::Type::Signed:
+            given.append(plcruntime::Value(static_cast<long long>(value.asSigned())));
+            break;
+        case Value::Type::Real:
+            given.append(plcruntime::Value(value.real));
+            break;
+        case Value::Type::Text:
+            given.append(plcruntime::Value(fromUtf8(value.text)));
+            break;
+        }
+    }
+    return given;
+}
+
+void PanelLine::take(void *context, const plcruntime::Event &event)
+{
+    PanelLine &self = *static_cast<PanelLine *>(context);
+    if (event.frame)
+        self.tell(*event.frame);
+    if (event.log)
+        self.tell(*event.log);
+    if (event.station && self.manner_.onStation)
+        self.manner_.onStation(*event.station);
+    if (event.port && self.manner_.onPort)
+        self.manner_.onPort(*event.port);
+}
+
+void PanelLine::tell(const plcruntime::LogLine &line)
+{
+    if (line.isWarning || manner_.verbose)
+        std::fprintf(stderr, "plchost: %s\n", inOptions(toUtf8(line.text)).c_str());
+}
+
+void PanelLine::tell(const plcruntime::Frame &frame)
+{
+    if (!openedAt_)
+        openedAt_ = line_->nowUs() - line_->statistics().runningUs;
+    std::fprintf(stderr, "%s\n", traceLine(frame, *openedAt_).c_str());
+}
+
+} // namespace plc::host

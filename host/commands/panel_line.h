@@ -1,0 +1,97 @@
+/// @file
+/// A line of libplcruntime as the commands use it.
+#ifndef PLC_COMMANDS_PANEL_LINE_H
+#define PLC_COMMANDS_PANEL_LINE_H
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "host/runtime_names.h"
+#include "runtime/master/link.h"
+#include "runtime/master/link_settings.h"
+#include "runtime/panel/registration.h"
+#include "runtime/panel/values.h"
+#include "runtime/panel/variable.h"
+
+namespace plc::host {
+
+/// What a command wants of its line besides the settings.
+struct LineManner
+{
+    bool verbose = false;  ///< the trace, and all that the port tells, go to standard error; else warnings
+    bool realtime = false; ///< the thread of the line goes before all others
+    /// Each variable is asked for by itself, so that a station refuses no other one with it.
+    bool separateReads = false;
+    std::vector<PriorityRow> rows = {};                       ///< name rows for the driver
+    std::function<void(const News &)> newsListener = nullptr; ///< see plcruntime::LineGround
+    std::function<void(const StationChange &)> onStation = nullptr;
+    std::function<void(const PortChange &)> onPort = nullptr;
+};
+
+/// The settings in the terms of the library.
+plcruntime::LineSettings publicSettings(const LinkSettings &link);
+
+/// One line of the trace: "     0.001234 -> 01 03 ...".
+/// @param startUs  when the line was opened.
+std::string traceLine(const plcruntime::Frame &frame, qint64 startUs);
+
+/// The raw values of a variable in the bytes that the library gives.
+Values valuesOf(const Variable &variable, const QByteArray &raw);
+
+/// The line is open from open() to close(). Functions that wait end when the program is interrupted.
+class PanelLine
+{
+public:
+    PanelLine(const LinkSettings &link, LineManner manner);
+    PanelLine(const PanelLine &) = delete;
+    PanelLine &operator=(const PanelLine &) = delete;
+
+    /// @throw Failure  as the library refuses it.
+    VariableId add(const Variable &variable);
+    /// The variables that are read over and over. Before open().
+    /// @throw Failure  (wrong usage) for one that nobody can read.
+    void show(const std::vector<VariableId> &variables);
+    /// Refuse what read() and write() would, before the line is opened.
+    /// @throw Failure  (wrong usage)
+    void checkRead(VariableId id) const;
+    void checkWrite(VariableId id, const Values &values) const;
+
+    /// @throw Failure  (port, driver, wrong usage)
+    void open();
+    void close();
+
+    /// @throw Failure  (wrong usage)
+    OrderId read(VariableId id);
+    OrderId write(VariableId id, const Values &values);
+    OrderResult result(OrderId order) const { return line_->result(order); }
+    /// Waits until the order has ended, the port is lost or the program is interrupted.
+    OrderResult await(OrderId order);
+    /// Waits until @p until for something to happen.
+    void poll(Time until);
+    /// @throw Failure  (wrong usage)
+    void setStationEnabled(int station, bool enabled);
+
+    VariableState state(VariableId id) const { return line_->value(id); }
+    Statistics statistics() const { return line_->statistics(); }
+    /// Why the port is gone; empty while it is there.
+    std::string portLost() const;
+
+private:
+    static void take(void *context, const plcruntime::Event &event);
+    void tell(const plcruntime::LogLine &line);
+    void tell(const plcruntime::Frame &frame);
+    QList<plcruntime::Value> publicValues(VariableId id, const Values &values) const;
+
+    LineManner manner_;
+    std::unique_ptr<plcruntime::Line> line_;
+    std::map<VariableId, Variable> variables_;
+    std::optional<qint64> openedAt_; ///< in microseconds
+};
+
+} // namespace plc::host
+
+#endif
