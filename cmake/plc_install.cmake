@@ -36,6 +36,7 @@ target_compile_features(plcdriver INTERFACE cxx_std_11)
 
 # A program that looks at the library's data has to look at the library's own, and not at a copy that the linker makes in the
 # program: code that is compiled so does. Any other is refused by the linker; on ARM it only warns, so there warnings count.
+# Qt's headers ask every program for the same, which Qt's target for CMake passes on and its file for pkg-config does not.
 set(plc_program_compile_options -fPIC)
 set(plc_program_link_options)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")

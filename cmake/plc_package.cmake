@@ -117,6 +117,8 @@ endif()
 if("DEB" IN_LIST CPACK_GENERATOR)
   install(FILES packaging/libplcdriver-dev.lintian-overrides
     DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME libplcdriver-dev COMPONENT development)
+  install(FILES packaging/libplcruntime-dev.lintian-overrides
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/lintian/overrides" RENAME libplcruntime-dev COMPONENT runtime_development)
 endif()
 
 include(CPack)

@@ -68,14 +68,26 @@ ask() {
     [ "$answer" = "done" ]
 }
 
-# keeps COMMAND...: starts a command that goes on, with fd 3 as its input. It has shown a good value when this returns.
-keeps() {
+# starts COMMAND...: starts a command that goes on, with fd 3 as its input.
+starts() {
     command=$*
     seen=0
     : >/tmp/kept # now, and not when the command has got so far
     "$@" >>/tmp/kept 2>&1 <&3 &
     keeper=$!
+}
+
+# keeps COMMAND...: starts a command of plchost that goes on. It has shown a good value when this returns.
+keeps() {
+    starts "$@"
     shows '(good,'
+}
+
+# logs: starts the example of the runtime library, not busybox's program of that name. It has shown a value of the station
+# when this returns.
+logs() {
+    starts /usr/bin/logger "$port"
+    shows '4x:100 = 4660'
 }
 
 # look: what the command that goes on has said so far is not new any more.
@@ -107,6 +119,12 @@ left() {
 released() {
     kill $keeper
     left 0
+}
+
+# killed: the command that goes on knows no end of its own, and is ended by a signal.
+killed() {
+    kill $keeper
+    left 143
 }
 
 # settings_of PORT: what its driver says. The complaint of stty that a port has no window is of no interest.
@@ -321,6 +339,17 @@ pulled_out() {
     check "$driver: run, put back: and its value" shows 'Speed = 7  (good,'
     echo quit >&3
     check "$driver: run, put back: the end tells that a write was lost" left 5
+
+    check "$driver: the library's logger shows a value" logs
+    look
+    unplug
+    check "$driver: the library's logger, pulled out: it is told" shows 'port: '
+    check "$driver: the library's logger, pulled out: the last value is not trusted" shows '4x:100: '
+    look
+    plug
+    check "$driver: the library's logger, put back: it is told" shows 'port: back'
+    check "$driver: the library's logger, put back: the value is good again" shows '4x:100 = 4660'
+    check "$driver: the library's logger ends when it is asked to" killed
 
     check "$driver: watch --no-reopen" keeps $watch --no-reopen
     unplug

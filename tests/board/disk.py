@@ -61,11 +61,13 @@ def libraries_of(programs, folders):
 def write_disk(path, root, sysroot, busybox, modules, files):
     """Writes the disk to `path`.
 
-    root: what our packages install; sysroot: where the libraries are; modules: paths of the kernel's modules, in the order
-    in which they are to be loaded; files: name on the disk -> (content, mode).
+    root: what our packages install, and the example beside it; sysroot: where the libraries are; modules: paths of the
+    kernel's modules, in the order in which they are to be loaded; files: name on the disk -> (content, mode).
     """
     triplet = "arm-linux-gnueabihf"
-    programs = [root / "usr/bin/plchost", root / "usr/lib" / triplet / "libplcdriver.so.1"]
+    # The driver is loaded by name, so no program says that it needs it.
+    ours = ["usr/bin/plchost", "usr/bin/logger", f"usr/lib/{triplet}/libplcdriver.so.1", f"usr/lib/{triplet}/libplcruntime.so.1"]
+    programs = [root / name for name in ours]
     folders = [root / "usr/lib" / triplet, sysroot / "lib" / triplet, sysroot / "usr/lib" / triplet]
     with open(path, "wb") as stream:
         archive = Archive(stream)
@@ -75,10 +77,11 @@ def write_disk(path, root, sysroot, busybox, modules, files):
         archive.device("dev/console", CONSOLE)
         archive.file("bin/busybox", busybox.read_bytes(), 0o755)
         archive.link("lib/ld-linux-armhf.so.3", triplet + "/ld-linux-armhf.so.3")
-        archive.file("usr/bin/plchost", programs[0].read_bytes(), 0o755)
-        archive.file(f"usr/lib/{triplet}/libplcdriver.so.1", programs[1].read_bytes(), 0o755)
+        for name in ours:
+            archive.file(name, (root / name).read_bytes(), 0o755)
         for library in libraries_of(programs, folders):
-            archive.file(f"lib/{triplet}/{library.name}", library.read_bytes(), 0o755)
+            if library not in programs:
+                archive.file(f"lib/{triplet}/{library.name}", library.read_bytes(), 0o755)
         for number, module in enumerate(modules):
             archive.file(f"modules/{number}-{pathlib.Path(module).name}", module.read_bytes())
         for name, (content, mode) in files.items():
