@@ -414,13 +414,14 @@ void Line::Private::hear(const News &news)
         put(EventFrame, news.frame->at, publicFrame(*news.frame));
     else if (!news.trace.empty())
         put(EventLog, now(), publicLine(true, news.trace));
-    noteChanges(variables.note(news, *session));
-    if (ground.listener)
-        ground.listener(news);
+    // Before what it means for each variable.
     if (news.station)
         noteStation(*news.station);
     if (news.port)
         notePort(*news.port);
+    noteChanges(variables.note(news, *session));
+    if (ground.listener)
+        ground.listener(news);
 }
 
 void Line::Private::noteEndedOrders()
@@ -445,6 +446,8 @@ void Line::Private::noteEndedOrders()
         }
         orders.keep(ended);
         ++turns;
+        if (ended.isWrite)
+            noteChanges(variables.noteWritten(order->variable, ended.end == OrderEnd::Good, *session));
         noteChanges(ended.isWrite ? variables.notePending(ended.variable, -1, session.get(), now())
                                   : variables.noteReading(ended.variable, result, *session));
         put(EventOrder, now(), std::move(ended));

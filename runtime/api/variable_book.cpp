@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 #include "runtime/api/public_values.h"
 #include "runtime/api/reasons.h"
@@ -22,6 +23,13 @@ using runtime::Time;
 [[noreturn]] void refuse(const std::string &what)
 {
     throw Failure(FailureKind::Usage, what);
+}
+
+bool touches(const runtime::Variable &written, const runtime::Variable &read)
+{
+    return written.station == read.station && written.area->baseType == read.area->baseType &&
+           written.baseFirst() < read.baseFirst() + read.baseCount() &&
+           read.baseFirst() < written.baseFirst() + written.baseCount();
 }
 
 } // namespace
@@ -103,7 +111,7 @@ void VariableBook::show(runtime::Session &session)
         fold(&before->second, session);
         before->second.shown = -1;
     }
-    shown_.clear();
+    former_ = {std::move(reads_), std::exchange(shown_, {}), generation_};
     std::vector<runtime::Variable> variables;
     for (const Id id : screen_) {
         Entry &entry = entries_.at(id);
@@ -163,11 +171,16 @@ VariableBook::Changes VariableBook::note(const runtime::News &news, runtime::Ses
     Changes changes;
     if (!reads_)
         return changes;
+    if (former_.reads && news.transaction && news.screen == former_.generation) {
+        const std::optional<int> request =
+            former_.reads->note(news, session.stationState(news.transaction->request.station));
+        if (request)
+            changes = noteFormer(*request, session);
+    }
     if (news.station)
         reads_->interrupt(news.station->station);
     if (news.port && news.port->change == runtime::PortNews::Change::Lost)
         reads_->interrupt(-1);
-    // What was chosen before the screen changed belongs to none of its requests.
     if (news.transaction && news.screen == generation_) {
         const std::optional<int> request =
             reads_->note(news, session.stationState(news.transaction->request.station));
@@ -185,17 +198,66 @@ VariableBook::Changes VariableBook::note(const runtime::News &news, runtime::Ses
 VariableBook::Changes VariableBook::noteRequest(int request, runtime::Session &session)
 {
     pace(session);
+    const Time now = session.now();
     Changes changes;
     for (const int number : reads_->requests().variablesOf(request)) {
         const Id id = shown_[static_cast<std::size_t>(number)];
         const auto found = entries_.find(id);
         if (found == entries_.end())
             continue;
-        const runtime::WatchStatus status = statusOf(found->second, &session, session.now());
+        const runtime::WatchStatus status = statusOf(found->second, &session, now);
         VariableChange change;
         change.id = id;
-        change.value = take(&found->second, status, session);
+        change.value = take(id, &found->second, status, session, now);
         change.quality = noteQuality(&found->second, status);
+        if (change.value || change.quality)
+            changes.push_back(change);
+    }
+    return changes;
+}
+
+VariableBook::Changes VariableBook::noteWritten(const runtime::Variable &written, bool isGood,
+                                                const runtime::Session &session)
+{
+    const Time now = session.now();
+    Changes changes;
+    for (const Id id : std::exchange(putOff_, {})) {
+        const auto found = entries_.find(id);
+        if (found == entries_.end())
+            continue;
+        Entry &entry = found->second;
+        if (!touches(written, entry.variable)) {
+            putOff_.insert(id);
+            continue;
+        }
+        // What was not done, or nobody knows, stands in the mirror until the next reading.
+        VariableChange change;
+        change.id = id;
+        change.value = isGood && take(id, &entry, statusOf(entry, &session, now), session, now);
+        if (change.value)
+            changes.push_back(change);
+    }
+    return changes;
+}
+
+/// A request of the screen before has ended, which was under way when the screen changed.
+VariableBook::Changes VariableBook::noteFormer(int request, runtime::Session &session)
+{
+    const Time now = session.now();
+    Changes changes;
+    for (const int number : former_.reads->requests().variablesOf(request)) {
+        const Id id = former_.shown[static_cast<std::size_t>(number)];
+        const auto found = entries_.find(id);
+        if (found == entries_.end())
+            continue;
+        Entry &entry = found->second;
+        const runtime::WatchStatus read =
+            former_.reads->status(number, now, timeoutOf(*entry.variable.station, &session));
+        VariableChange change;
+        change.id = id;
+        change.value = take(id, &entry, read, session, now);
+        entry.lastRead = read.last;
+        change.quality = noteQuality(&entry, statusOf(entry, &session, now));
         if (change.value || change.quality)
             changes.push_back(change);
     }
@@ -204,16 +266,23 @@ VariableBook::Changes VariableBook::noteRequest(int request, runtime::Session &s
 
 /// Takes the values from the mirror where the last reading was a complete good one.
 /// @return whether they have changed.
-bool VariableBook::take(Entry *entry, const runtime::WatchStatus &status, const runtime::Session &session)
+/// @param now  that the status was asked for with.
+bool VariableBook::take(Id id, Entry *entry, const runtime::WatchStatus &status,
+                        const runtime::Session &session, Time now)
 {
     if (!status.hasValue || status.last.end != runtime::OrderEnd::Good)
         return false;
+    // The mirror is ahead of the news: with a write under way it may have what no station has said.
+    if (session.isBeingWritten(entry->variable)) {
+        putOff_.insert(id);
+        return false;
+    }
     entry->isInPieces = status.isInPieces;
     QByteArray bytes = session.bytes(entry->variable);
     const bool isNew = !entry->hasValue || bytes != entry->bytes;
     entry->bytes = std::move(bytes);
     entry->hasValue = true;
-    entry->readAt = session.now() - status.age;
+    entry->readAt = now - status.age;
     return isNew;
 }
 
@@ -226,7 +295,7 @@ VariableBook::Changes VariableBook::noteReading(Id id, const runtime::OrderResul
     Entry &entry = found->second;
     VariableChange change;
     change.id = id;
-    if (result.end == runtime::OrderEnd::Good) {
+    if (result.end == runtime::OrderEnd::Good && !session.isBeingWritten(entry.variable)) {
         const QByteArray bytes = session.bytes(entry.variable);
         change.value = !entry.hasValue || bytes != entry.bytes;
         entry.bytes = bytes;
@@ -272,6 +341,8 @@ void VariableBook::keep(const runtime::Session &session)
     }
     shown_.clear();
     reads_.reset();
+    former_ = {};
+    putOff_.clear();
     generation_ = 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <vector>
 
 #include "plcruntime/plcruntime.h"
@@ -61,6 +62,8 @@ public:
     Changes note(const runtime::News &news, runtime::Session &session);
     /// An order to read it has ended so.
     Changes noteReading(Id id, const runtime::OrderResult &result, runtime::Session &session);
+    /// A write of @p written has ended: the readings that waited for it can be taken, or are lost.
+    Changes noteWritten(const runtime::Variable &written, bool isGood, const runtime::Session &session);
     /// An order to write it has begun, or ended.
     Changes notePending(Id id, int change, const runtime::Session *session, runtime::Time now);
     /// All that may have changed by itself: with the time, with a station, with the port.
@@ -95,16 +98,27 @@ private:
     runtime::Time timeoutOf(int station, const runtime::Session *session) const;
     void fold(Entry *entry, const runtime::Session &session);
     Changes noteRequest(int request, runtime::Session &session);
-    bool take(Entry *entry, const runtime::WatchStatus &status, const runtime::Session &session);
+    Changes noteFormer(int request, runtime::Session &session);
+    bool take(Id id, Entry *entry, const runtime::WatchStatus &status, const runtime::Session &session,
+              runtime::Time now);
     bool noteQuality(Entry *entry, const runtime::WatchStatus &status);
     void pace(runtime::Session &session);
 
     const plcruntime::LineSettings &line_;
     std::map<Id, Entry> entries_;
     Id last_ = 0;
+    std::set<Id> putOff_; ///< whose good reading waits for the end of a write that touches it
     QList<Id> screen_;
     std::vector<Id> shown_; ///< ids by their number among the reads of the screen
     std::unique_ptr<runtime::GroupedReads> reads_;
+    /// The screen before, of which a request may still be under way.
+    struct Former
+    {
+        std::unique_ptr<runtime::GroupedReads> reads;
+        std::vector<Id> shown;
+        int generation = 0;
+    };
+    Former former_;
     std::vector<runtime::PriorityRow> rows_; ///< that the driver has
     int generation_ = 0;                     ///< as News::screen has it
     int pacedBy_ = 0;                        ///< requests known when the pace was told last

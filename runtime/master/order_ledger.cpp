@@ -220,6 +220,23 @@ bool OrderLedger::isStarted(Ticket ticket) const
     return found != open_.end() && found->second.started;
 }
 
+bool OrderLedger::isBeingWritten(const Footprint &place) const
+{
+    const auto places = places_.find({place.station, place.baseType, true});
+    if (places == places_.end())
+        return false;
+    const auto &byFirst = places->second.byFirst;
+    auto sameFirst = byFirst.lower_bound(place.first - places->second.longest + 1);
+    for (; sameFirst != byFirst.end() && sameFirst->first < place.first + place.count; ++sameFirst) {
+        for (const auto &[age, ticket] : sameFirst->second) {
+            const Entry &write = *find(ticket);
+            if (write.started && overlap(place, write.footprint))
+                return true;
+        }
+    }
+    return false;
+}
+
 /// An order of which the driver holds nothing leaves the books.
 void OrderLedger::retire(Entry entry)
 {

@@ -71,6 +71,11 @@ public:
     /// True once the order has been handed to the driver, as long as it is open.
     bool isStarted(Ticket ticket) const;
 
+    /// True while the driver holds a write that touches @p place, also one that has ended for its user: at
+    /// any time its values may stand in the mirror, and not in the station. A broadcast is mirrored for no
+    /// station.
+    bool isBeingWritten(const Footprint &place) const;
+
     /// Ends an order.
     /// @return false when it had ended before, or was never opened; then nothing changes.
     bool close(Ticket ticket, const OrderResult &result);

@@ -127,23 +127,22 @@ Ticket Session::write(const Variable &variable, const Values &values, Time deadl
     return submit({variable, values, true, deadline});
 }
 
-Footprint Session::footprintOf(const Order &order) const
+Footprint Session::footprintOf(const Variable &variable, bool isWrite) const
 {
-    const Variable &variable = order.variable;
     Footprint footprint;
-    footprint.isWrite = order.isWrite;
+    footprint.isWrite = isWrite;
     footprint.station = stationOf(variable);
     footprint.baseType = variable.area->baseType;
     footprint.first = variable.baseFirst();
     footprint.count = variable.baseCount();
-    footprint.pieces = order.isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
+    footprint.pieces = isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
     return footprint;
 }
 
 Ticket Session::submit(Order &&order)
 {
     const std::string who = "variable '" + order.variable.text + "'";
-    const Footprint footprint = footprintOf(order);
+    const Footprint footprint = footprintOf(order.variable, order.isWrite);
     if (life_ == Life::Over)
         throw Failure(FailureKind::Usage, who + ": the session was stopped, and takes no more orders");
     if (ledger_.isFull())
@@ -445,6 +444,11 @@ void Session::setStationEnabled(int station, bool enabled)
 Values Session::values(const Variable &variable) const
 {
     return decodeValues(bytes(variable), variable.area->unit, variable.rawCount());
+}
+
+bool Session::isBeingWritten(const Variable &variable) const
+{
+    return ledger_.isBeingWritten(footprintOf(variable, false));
 }
 
 QByteArray Session::bytes(const Variable &variable) const

@@ -139,6 +139,8 @@ public:
 
     /// Values of a variable as the driver's mirror has them; 0 where nothing is known.
     Values values(const Variable &variable) const;
+    /// True while the mirror may have values of the variable that are to be written and no station has.
+    bool isBeingWritten(const Variable &variable) const;
     /// The same as bytes, in the layout of encodeValues().
     QByteArray bytes(const Variable &variable) const;
 
@@ -189,7 +191,7 @@ private:
     void noteStation(const StationNews &news);
     void noteState(int station, StationState state);
     Ticket submit(Order &&order);
-    Footprint footprintOf(const Order &order) const;
+    Footprint footprintOf(const Variable &variable, bool isWrite) const;
     void startWaiting();
     void handOver(Ticket ticket, const Order &order);
     void end(Ticket ticket, OrderEnd end);

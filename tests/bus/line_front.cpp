@@ -278,9 +278,11 @@ void LineFront::checkStatus(Time now, std::size_t number, Witness &witness) cons
     const int station = variable.station.value_or(station_);
     const auto reads =
         witness.readsOfPlaces(station, variable.area->baseType, variable.baseFirst(), variable.baseCount());
-    witness.checkStatus(
-        now, variable.text, station, reads,
-        {stateOf(state.quality), !state.values.isEmpty(), milliseconds(state.ageMs), milliseconds(1), true});
+    witness.checkStatus(now, variable.text, station, reads,
+                        {stateOf(state.quality), !state.values.isEmpty(), milliseconds(state.ageMs),
+                         milliseconds(1), true,
+                         witness.isWrittenSince(station, variable.area->baseType, variable.baseFirst(),
+                                                variable.baseCount())});
     std::vector<std::uint64_t> values;
     for (const plcruntime::Value &value : state.values)
         values.push_back(static_cast<std::uint64_t>(value.toInteger()));

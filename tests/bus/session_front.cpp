@@ -63,7 +63,7 @@ void SessionFront::checkStatus(Time now, std::size_t number, Witness &witness) c
     witness.checkStatus(
         now, variable.text, session_.stationOf(variable),
         witness.readsOf(firstReads_[number], runtime::readPieces(variable, session_.settings())),
-        {status.state, status.hasValue, status.age, Time(1), false});
+        {status.state, status.hasValue, status.age, Time(1), false, false});
 }
 
 } // namespace plc::bus

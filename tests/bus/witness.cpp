@@ -507,10 +507,15 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
         const auto shown = shown_.find({station, baseType, first + i});
         if (shown == shown_.end())
             continue;
+        auto &written = shown->second.written;
+        if (written.empty())
+            shown->second.passedOver.clear();
+        else
+            shown->second.passedOver.insert(shown->second.passedOver.end(),
+                                            {shown->second.read, shown->second.brought});
         shown->second.read = value;
         if (report.request.hostId == runtime::kCyclicHostId)
             shown->second.brought = value;
-        auto &written = shown->second.written;
         written.erase(std::remove_if(written.begin(), written.end(),
                                      [this, now](const auto &entry) { return isOver(entry.first, now); }),
                       written.end());
@@ -609,6 +614,7 @@ void Witness::ended(Time now, runtime::Ticket ticket, const runtime::OrderResult
     }
     found->second.ended = true;
     found->second.endedAt = now;
+    found->second.isGood = result.end == OrderEnd::Good;
     checks_.portOrders += isPortLost_ ? 1u : 0u;
     // Of an order that was on the line when the port went the driver has reported the end.
     if (isWithdrawn(result) && (found->second.reports == 0 || isPortLost_)) {
@@ -722,7 +728,8 @@ void Witness::checkStatus(Time now, const std::string &name, int station,
     });
     const Time age = (now - oldest) / told.precision * told.precision;
     // The public interface shows values that came together: of several requests, those of the last round.
-    const bool isRight = told.age == age || (told.ofWholeReadings && !isOneReading && told.age > age);
+    const bool mayBeOlder = told.mayBeOlder || (told.ofWholeReadings && !isOneReading);
+    const bool isRight = told.age == age || (mayBeOlder && told.age > age);
     if (hasValue && !isRight)
         complain(now, "(l) the age of " + name + " is " + std::to_string(runtime::seconds(now - oldest)) +
                           " s, and is said to be " + std::to_string(runtime::seconds(told.age)) + " s");
@@ -759,10 +766,30 @@ void Witness::checkValues(Time now, const runtime::Variable &variable, int stati
         complain(now, "(u) of " + variable.text + " other values are told than were read or written");
 }
 
-/// The last reading has brought it; or it was ordered to be written since, which the mirror shows at once.
-bool Witness::mayBeTold(const Shown &shown, std::uint64_t value)
+bool Witness::isWrittenSince(int station, int baseType, int first, int count) const
 {
-    return value == shown.brought || mayShow(shown, static_cast<std::uint16_t>(value));
+    for (int address = first; address < first + count; ++address) {
+        const Shown &shown = shown_.at({station, baseType, address});
+        if (!shown.written.empty() || !shown.passedOver.empty())
+            return true;
+    }
+    return false;
+}
+
+/// The last reading has brought it, or it was written since; with a write under way, an earlier reading has.
+bool Witness::mayBeTold(const Shown &shown, std::uint64_t value) const
+{
+    const bool wasPassedOver = std::count(shown.passedOver.begin(), shown.passedOver.end(), value) > 0;
+    if (value == shown.brought || wasPassedOver)
+        return true;
+    Shown confirmed = shown;
+    confirmed.written.erase(std::remove_if(confirmed.written.begin(), confirmed.written.end(),
+                                           [this](const auto &entry) {
+                                               const auto order = orders_.find(entry.first);
+                                               return order == orders_.end() || !order->second.isGood;
+                                           }),
+                            confirmed.written.end());
+    return mayShow(confirmed, static_cast<std::uint16_t>(value));
 }
 
 bool Witness::mayShow(const Shown &shown, std::uint16_t value)

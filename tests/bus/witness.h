@@ -39,7 +39,7 @@
 /// - (s) While the port is gone nothing is sent. Every order that was open when it went ends at once, and so
 ///   does every order that is given meanwhile.
 /// - (u) The public interface tells of a variable what the last reading that brought it whole has brought, or
-///   what was ordered to be written there since.
+///   what was written there since and confirmed; with a write under way, what was read before it.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
@@ -184,7 +184,10 @@ public:
         /// What several requests bring is told when the last of them has come. A place may be read by two
         /// requests of a scan, whose variables overlap, so that only two paces make a scan.
         bool ofWholeReadings;
+        bool mayBeOlder; ///< a write that was under way has kept readings from being told
     };
+    /// True where a write touches the place that was under way at the last reading of it, or is since.
+    bool isWrittenSince(int station, int baseType, int first, int count) const;
     /// Looks at what is told of a variable that is read by @p reads.
     void checkStatus(Time now, const std::string &name, int station,
                      const std::vector<const CyclicRead *> &reads, const Told &told);
@@ -235,6 +238,7 @@ private:
         Time orderedAt{};
         Time endedAt{}; ///< only if `ended`
         bool ended = false;
+        bool isGood = false; ///< how it ended
         int reports = 0;
         std::optional<Time> readFrom; ///< start of the last transmission of a read half
         bool wasSent = false;         ///< a frame that writes has gone out
@@ -266,6 +270,8 @@ private:
         CyclicRead cyclic;         ///< of the reads that bring it
         std::uint16_t brought = 0; ///< by the last of these that ended well
         std::vector<std::pair<runtime::Ticket, Element>> written;
+        /// What was read before, while a write was under way: the public interface takes no value then.
+        std::vector<std::uint16_t> passedOver;
     };
     struct Place
     {
@@ -302,7 +308,7 @@ private:
     bool wasTaken(const Order &order, std::size_t element, Time now) const;
     bool isOver(runtime::Ticket ticket, Time now) const;
     static bool mayShow(const Shown &shown, std::uint16_t value);
-    static bool mayBeTold(const Shown &shown, std::uint64_t value);
+    bool mayBeTold(const Shown &shown, std::uint64_t value) const;
     const Sent *sentWith(int tag) const;
     void taken(Time now, int station, const Sent &sent, Order *order, std::size_t element,
                std::uint16_t value);

@@ -218,7 +218,7 @@ typedef int VariableId;
 /// What the registers of a value mean.
 enum class Format
 {
-    Default, ///< of bit areas a bit, of "4x_d" and "3x_d" U32, else U16
+    Default, ///< of bit areas a bit, of "4x_d" and "3x_d" U32, else U16; writes take negative numbers, too
     U16,
     I16,
     Hex, ///< as U16, shown in hexadecimal
@@ -251,7 +251,8 @@ enum class ValueKind
     Text
 };
 
-/// One value. Plain data: copied like a number.
+/// One value. Plain data: copied like a number. A text is for variables of Format::Text alone, and is read as
+/// no number.
 struct Value
 {
     // NOLINTBEGIN(google-explicit-constructor): whatever a program has is a value
@@ -358,7 +359,9 @@ struct VariableSettings
 
     /// For people; free. Line::findVariable() finds it, and what is wrong with the variable is told by it.
     QString name;
-    double scale;  ///< the value is raw * scale + offset; not 0, and not for bits and texts
+    /// The value is raw * scale + offset; not 0, and not for bits and texts. What is written is rounded to
+    /// what the registers can hold; without a scale a whole number must be given for one.
+    double scale;
     double offset; ///< see `scale`
     /// 0, or 1 (slowest) to 4 for reads that come more often than those of the rest of the screen. It belongs
     /// to the place, so that the same registers of every station have it. Only while the line is not
@@ -416,8 +419,7 @@ struct VariableState
     /// a byte a bit.
     QByteArray raw;
     Quality quality;
-    bool pendingWrite; ///< an order to write this variable is open; until that has ended the values may be
-                       ///< the new ones
+    bool pendingWrite; ///< an order to write this variable is open
     bool inPieces;     ///< a value of it came from two requests, so that its halves may not belong together
     bool onScreen;     ///< it is read over and over
     qint64 ageMs;      ///< since the oldest part of the values was read; -1 while there are none
@@ -447,7 +449,7 @@ struct OrderResult
     bool isWrite;
     OrderEnd end;
     int exceptionCode;   ///< of OrderEnd::Refused
-    int attempts;        ///< frames sent for its last request
+    int attempts;        ///< frames sent for its last request; 0 where it was given up before that had ended
     qint64 endedUs;      ///< moment of its end
     QList<Value> values; ///< of a write what was ordered; of a read that ended Good what was read
     QByteArray raw;      ///< of a read that ended Good, as VariableState::raw
@@ -629,7 +631,8 @@ public:
 
     /// Loads a driver of the line's own, opens the port and begins. A line may be opened and closed any
     /// number of times. Variables and the screen stay; what the driver knew of values does not.
-    /// Waits until the port is open or refused, close() or wake() is called.
+    /// Waits until the port is open or refused, close() or wake() is called. Where the port is refused the
+    /// line stays closed, and nobody looks for the port: LineSettings::reopen is for one that was open.
     Error open();
 
     /// Ends communication: when it returns, nothing is sent any more, every order has ended, and the port
@@ -690,7 +693,8 @@ public:
     Error showScreen(const QList<VariableId> &variables);
     QList<VariableId> screen() const;
 
-    /// What is known of the variable now. Never waits for the line.
+    /// What is known of the variable now. Never waits for the line. With Delivery::Poll that is what poll()
+    /// or wait() has taken last, and with Delivery::OwnThread what the handler has not kept it from taking.
     /// @return with an id of 0 for an unknown variable.
     VariableState value(VariableId id) const;
 
@@ -701,8 +705,11 @@ public:
     /// @{
 
     /// Orders a write.
-    /// @param values      exactly as many as the variable counts, each within what its format can hold.
-    /// @param deadlineMs  from now; -1 for none. Of an order whose first frame is not out by then, nothing
+    /// @param values      exactly as many as the variable counts, each within what its format can hold. A
+    /// text
+    ///                    that is shorter than its registers is filled with zero bytes.
+    /// @param deadlineMs  from now; negative for none. Of an order whose first frame is not out by then,
+    /// nothing
     ///                    is sent (OrderEnd::Expired); of any other nothing more, and it ends as
     ///                    OrderEnd::Unconfirmed.
     /// @return 0 with @p error set where it is refused, and nothing of it is sent.

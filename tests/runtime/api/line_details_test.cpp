@@ -151,4 +151,107 @@ TEST_F(LineDetails, OfAClosedLineTheReasonOfALossIsKept)
     EXPECT_EQ("", line().portReason().toStdString());
 }
 
+TEST_F(LineDetails, AWriteThatNobodyConfirmedIsNeverShownAsRead)
+{
+    world.registers[{1, 10}] = 1234;
+    const VariableId id = shown("4x:10@1");
+    const VariableId beside = shown("4x:9:3@1");
+    settings.offlineFailures = 1000;
+    open();
+    run(200);
+    world.refusing = {1};
+    // At each moment of a scan, so that a reading is under way at some of them.
+    for (int i = 0; i < 40; ++i) {
+        world.refusing.clear();
+        run(23 + i);
+        const OrderId order = line().write(id, Value(55), 30);
+        world.refusing = {1};
+        while (line().result(order).end == OrderEnd::Open) {
+            run(1);
+            ASSERT_EQ(1234, number(id)) << "in round " << i;
+        }
+        if (line().result(order).end == OrderEnd::Good) // the request had gone out before
+            break;
+        run(100);
+        ASSERT_EQ(1234, number(id)) << "in round " << i;
+        ASSERT_EQ(1234, value(beside).values[1].toInteger()) << "the same register, in round " << i;
+    }
+}
+
+TEST_F(LineDetails, AReadingThatMetAWriteIsTakenWhenTheWriteIsConfirmed)
+{
+    settings.pollIntervalMs = 60000;
+    const VariableId id = shown("4x:10:2@1");
+    open();
+    run(200);
+    EXPECT_EQ(0, number(id));
+    world.registers[{1, 11}] = 7;
+    // The second scan begins at 60 s, and the write comes while its answer is on its way.
+    while (world.frames.back().at(1) != 3 || world.frames.size() < 2 || value(id).ageMs < 59990) {
+        run(1);
+        if (value(id).ageMs >= 59995)
+            break;
+    }
+    const std::size_t frames = world.frames.size();
+    while (world.frames.size() == frames)
+        run(1);
+    const OrderId order = line().write(add("4x:10@1"), Value(3));
+    EXPECT_EQ(OrderEnd::Good, line().wait(order).end);
+    run(5);
+    ASSERT_EQ(2, value(id).values.size());
+    EXPECT_EQ(3, value(id).values[0].toInteger());
+    EXPECT_EQ(7, value(id).values[1].toInteger()) << "long before the next scan";
+    EXPECT_LE(value(id).ageMs, 200);
+}
+
+TEST_F(LineDetails, AReadingOfThePageBeforeStillTellsOfItsVariables)
+{
+    settings.offlineFailures = 1000;
+    world.dead = {2};
+    world.registers[{1, 10}] = 9;
+    const VariableId dead = add("4x:10@2");
+    const VariableId alive = add("4x:10@1");
+    open();
+    // Pages are turned while the answer is still waited for.
+    for (int turn = 0; turn < 6; ++turn) {
+        EXPECT_FALSE(line().showScreen(QList<VariableId>() << (turn % 2 == 0 ? dead : alive)));
+        run(60);
+    }
+    EXPECT_EQ(Quality::NoAnswer, value(dead).quality);
+    EXPECT_EQ(OrderEnd::NoAnswer, value(dead).lastRead);
+    EXPECT_EQ(9, number(alive));
+}
+
+TEST_F(LineDetails, TheStationAndThePortAreToldBeforeTheirVariables)
+{
+    settings.offlineFailures = 1;
+    const VariableId id = shown("4x:10@1");
+    open();
+    run(200);
+    world.dead = {1};
+    run(500);
+    const auto place = [&](const std::string &text) {
+        return std::find(heard.begin(), heard.end(), text) - heard.begin();
+    };
+    const auto offline = std::to_string(static_cast<int>(StationState::Offline));
+    EXPECT_LT(place("station 1 " + offline), place(plc::test::became(id, Quality::Offline)));
+    EXPECT_EQ(1, timesHeard("station 1 " + offline));
+    world.isPortThere = false;
+    run(500);
+    EXPECT_LT(place("port " + std::to_string(static_cast<int>(PortState::Lost))),
+              place(plc::test::became(id, Quality::PortLost)));
+}
+
+TEST_F(LineDetails, AValueThatWasReadIsNeverSaidToBeUnreadHoweverLateItIsAskedFor)
+{
+    world.tick = std::chrono::microseconds(1);
+    const VariableId id = shown("4x:10@1");
+    open();
+    run(500);
+    EXPECT_EQ(Quality::Good, value(id).quality);
+    world.now += std::chrono::milliseconds(3500); // nobody has polled
+    EXPECT_EQ(Quality::Stale, value(id).quality);
+    EXPECT_EQ(0, number(id));
+}
+
 } // namespace

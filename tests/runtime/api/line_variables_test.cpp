@@ -106,7 +106,7 @@ TEST_F(LineVariables, KeepsValueAndAgeOfWhatHasLeftTheScreenUntilItIsStale)
     EXPECT_EQ(Quality::Good, value(id).quality) << "it is not old yet";
     run(2000);
     EXPECT_EQ(5, number(id));
-    EXPECT_GE(value(id).ageMs, 4000);
+    EXPECT_GE(value(id).ageMs, 3990);
     EXPECT_EQ(Quality::Stale, value(id).quality);
     EXPECT_EQ(1, timesHeard(became(id, Quality::Stale))) << "it is told, though nothing has come";
     EXPECT_FALSE(line().showScreen(list(id)));

@@ -19,6 +19,7 @@ namespace plc::test {
 struct SmallWorld
 {
     runtime::Time now = std::chrono::seconds(1000);
+    runtime::Time tick{};                         ///< that each look at the clock takes
     std::map<std::pair<int, int>, int> registers; ///< holding registers by station and address
     std::set<int> dead;                           ///< stations that do not answer
     std::set<int> refusing;                       ///< stations that answer with exception 2
@@ -53,7 +54,7 @@ public:
         wakeAt_ = world_.now;
     }
     void stop() override { isRunning_ = false; }
-    Time now() const override { return world_.now; }
+    Time now() const override { return world_.now += world_.tick; }
     void wait(Time until) override
     {
         while (isRunning_ && news_.empty() && world_.now < until && !std::exchange(isWoken_, false))

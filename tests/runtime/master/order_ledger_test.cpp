@@ -298,4 +298,27 @@ TEST(OrderLedger, EndsEverything)
     EXPECT_EQ(OrderEnd::PortLost, ledger.result(waiting).end);
 }
 
+TEST(OrderLedger, KnowsWhereAWriteOfTheDriverMayStandInTheMirror)
+{
+    OrderLedger ledger;
+    const Ticket ticket = ledger.open(write(1, 100, 10));
+    EXPECT_FALSE(ledger.isBeingWritten(read(1, 100))) << "it waits";
+    ledger.start(ticket);
+    EXPECT_TRUE(ledger.isBeingWritten(read(1, 100)));
+    EXPECT_TRUE(ledger.isBeingWritten(read(1, 109)));
+    EXPECT_FALSE(ledger.isBeingWritten(read(1, 110)));
+    EXPECT_FALSE(ledger.isBeingWritten(read(1, 99)));
+    EXPECT_FALSE(ledger.isBeingWritten(read(2, 100))) << "another station";
+    Footprint coil = read(1, 100);
+    coil.baseType = 0;
+    EXPECT_FALSE(ledger.isBeingWritten(coil)) << "another area";
+    ledger.closeAndWithdraw(ticket, ended(OrderEnd::Expired));
+    EXPECT_TRUE(ledger.isBeingWritten(read(1, 105))) << "the driver has it still";
+    ledger.release({ticket});
+    EXPECT_FALSE(ledger.isBeingWritten(read(1, 105)));
+    const Ticket broadcast = ledger.open(write(0, 100));
+    ledger.start(broadcast);
+    EXPECT_FALSE(ledger.isBeingWritten(read(1, 100))) << "which is mirrored for nobody";
+}
+
 } // namespace
