@@ -163,7 +163,6 @@ void DriverLink::portLost(Time now, const std::string &reason)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         isPortLost_ = true;
-        ++lossesToTake_;
         portLostAt_ = now;
         handedOver_.doubt();
     }
@@ -181,6 +180,7 @@ void DriverLink::portLost(Time now, const std::string &reason)
     // Later on the driver gives back pieces of orders of which other pieces had been sent.
     news.port->sent = handedOver_.unconfirmed();
     sink_.put(std::move(news));
+    ++lossesToTake_; // that was told: where memory runs out, all this is done again
 }
 
 void DriverLink::portRefused(const std::string &reason)
@@ -200,9 +200,9 @@ void DriverLink::portFound(Time now)
     news.port.emplace();
     news.port->change = PortNews::Change::Back;
     const std::lock_guard<std::mutex> lock(mutex_);
-    isPortLost_ = false;
     news.port->lasted = now - portLostAt_;
     sink_.put(std::move(news));
+    isPortLost_ = false;
 }
 
 void DriverLink::noteLineErrors(const std::optional<LineErrors> &errors)
