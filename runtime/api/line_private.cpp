@@ -457,8 +457,8 @@ void Line::Private::hear(const News &news)
     noteEndedOrders();
     if (news.frame)
         put(EventFrame, news.frame->at, publicFrame(*news.frame));
-    else if (!news.trace.empty())
-        put(EventLog, now(), publicLine(true, news.trace));
+    else if (!news.gap.empty())
+        put(EventLog, now(), publicLine(true, news.gap));
     noteChanges(variables.note(news, *session));
     if (news.station)
         noteStation(*news.station);

@@ -77,8 +77,8 @@ private:
     void transactionEnded(const TransactionReport &report) override;
 
     void tellReleased();
-    /// Only where somebody traces: the text is not made for nobody.
-    void trace(const FrameNews &frame, const char *mark, const std::string &text);
+    /// Only where somebody wants frames.
+    void tell(FrameNews frame);
 
     // With the lock held.
     Protocol *nextWithoutPort();

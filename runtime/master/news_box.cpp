@@ -22,7 +22,6 @@ void NewsBox::put(News &&news)
         if (news_.size() >= kMostWaiting) {
             ++dropped_;
             news.transaction.reset();
-            news.trace.clear();
             news.frame.reset();
             if (!mustBeKept)
                 return;
@@ -76,7 +75,7 @@ std::vector<News> NewsBox::take()
     const std::lock_guard<std::mutex> lock(mutex_);
     if (dropped_ > 0) {
         News gap;
-        gap.trace = "-- " + std::to_string(dropped_) + " events are not shown: the output was stopped";
+        gap.gap = "-- " + std::to_string(dropped_) + " events are not shown: the output was stopped";
         news_.push_back(std::move(gap));
         dropped_ = 0;
     }

@@ -8,6 +8,7 @@
 #include "runtime/line/setting_limits.h"
 #include "runtime/master/communication.h"
 #include "runtime/master/request_ids.h"
+#include "runtime/master/trace_line.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
 #include "runtime/panel/utf8.h"
@@ -379,8 +380,10 @@ void Session::takeNews()
             // Not over before it is digested: where memory runs out, it is digested again.
             digest(news_.front()[digested_]);
             const News news = std::move(news_.front()[digested_++]);
-            if (!news.trace.empty() && trace_)
-                trace_(news.trace);
+            if (trace_ && news.frame)
+                trace_(traceLine(*news.frame));
+            if (trace_ && !news.gap.empty())
+                trace_(news.gap);
             if (listener_)
                 listener_(news);
         }

@@ -33,7 +33,7 @@ void appendCrc(Bytes *frame, bool highFirst);
 /// Whether the last two bytes are the CRC of those before them; false for fewer than three bytes.
 bool endsWithCrc(const Bytes &frame, bool highFirst);
 
-/// "11 03 00 64": two capital hex digits a byte, a space between bytes.
+/// As runtime::hexText().
 std::string hexOf(const Bytes &bytes);
 
 } // namespace plc::simulation
