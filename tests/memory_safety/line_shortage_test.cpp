@@ -106,20 +106,20 @@ public:
             return "it cannot be opened again";
         for (const int station : {1, 2})
             line->setStationEnabled(station, true);
-        pass(2000);
+        pass(600);
         if (std::string wrong = complaintOfOrders(); !wrong.empty())
             return wrong;
         if (line->showScreen(large))
             return "it shows no screen";
         world.registers[{1, 10}] = 4711;
-        pass(1000);
+        pass(300);
         if (told[ids[0]] != 4711)
             return "the handler has not heard of the value that is read";
         const OrderId order = line->write(ids[2], Value(815));
         if (line->wait(order, 1000).end != OrderEnd::Good || world.registers[{2, 10}] != 815)
             return "a write does not reach its station";
         orders.push_back(order);
-        pass(1000);
+        pass(300);
         for (const VariableId id : ids) {
             const VariableState state = line->value(id);
             if (state.quality != Quality::Good || state.pendingWrite || state.values.size() != countOf(id))
