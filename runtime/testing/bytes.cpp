@@ -1,7 +1,6 @@
 #include "runtime/testing/bytes.h"
 
 #include "runtime/line/number_text.h"
-#include "runtime/line/rtu_layout.h"
 
 namespace plc::simulation {
 
