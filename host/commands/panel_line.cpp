@@ -8,6 +8,7 @@
 #include "host/option_words.h"
 #include "runtime/api/line_access.h"
 #include "runtime/line/failure.h"
+#include "runtime/master/trace_line.h"
 #include "runtime/panel/utf8.h"
 
 namespace plc::host {
@@ -87,11 +88,6 @@ std::string placeOf(const Variable &variable)
     return place;
 }
 
-std::string inHex(const QByteArray &bytes)
-{
-    return QByteArray(bytes.toHex(' ').toUpper()).toStdString();
-}
-
 } // namespace
 
 plcruntime::LineSettings publicSettings(const LinkSettings &link)
@@ -133,20 +129,22 @@ plcruntime::LineSettings publicSettings(const LinkSettings &link)
 
 std::string traceLine(const plcruntime::Frame &frame, qint64 startUs)
 {
-    char head[32];
-    std::snprintf(head, sizeof head, "%13.6f ", static_cast<double>(frame.atUs - startUs) / 1e6);
-    switch (frame.kind) {
-    case plcruntime::FrameKind::Sent:
-        return head + ("-> " + inHex(frame.bytes)) +
-               (frame.attempt > 1 ? "  (attempt " + std::to_string(frame.attempt) + ")" : "");
-    case plcruntime::FrameKind::Received:
-        return head + ("<- " + inHex(frame.bytes));
-    case plcruntime::FrameKind::Discarded:
-        return head + ("-- " + std::to_string(frame.count)) + " bytes thrown away: " + toUtf8(frame.text);
-    case plcruntime::FrameKind::AttemptEnd:
-        break;
-    }
-    return head + ("-- " + toUtf8(frame.text));
+    static_assert(static_cast<int>(plcruntime::FrameKind::Sent) == static_cast<int>(FrameNews::Kind::Sent) &&
+                      static_cast<int>(plcruntime::FrameKind::Received) ==
+                          static_cast<int>(FrameNews::Kind::Received) &&
+                      static_cast<int>(plcruntime::FrameKind::Discarded) ==
+                          static_cast<int>(FrameNews::Kind::Discarded) &&
+                      static_cast<int>(plcruntime::FrameKind::AttemptEnd) ==
+                          static_cast<int>(FrameNews::Kind::AttemptEnd),
+                  "the same kinds");
+    FrameNews news;
+    news.kind = static_cast<FrameNews::Kind>(frame.kind);
+    news.sinceStart = std::chrono::microseconds(frame.atUs - startUs);
+    news.bytes = frame.bytes;
+    news.attempt = frame.attempt;
+    news.count = frame.count;
+    news.text = toUtf8(frame.text);
+    return traceLine(news);
 }
 
 Values valuesOf(const Variable &variable, const QByteArray &raw)

@@ -1,5 +1,6 @@
 #include "runtime/api/event_queue.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace plc::api {
@@ -16,15 +17,10 @@ bool mayBeDropped(const QueuedEvent &event)
 void EventQueue::want(int kinds)
 {
     wanted_ = kinds;
-    for (std::deque<QueuedEvent> all = std::exchange(events_, {}); !all.empty(); all.pop_front()) {
-        if (wants(all.front().kind)) {
-            events_.push_back(std::move(all.front()));
-            continue;
-        }
-        values_.erase(all.front().variable);
-        qualities_.erase(all.front().variable);
-        count(all.front(), -1);
-    }
+    const auto kept = std::stable_partition(events_.begin(), events_.end(),
+                                            [this](const QueuedEvent &event) { return wants(event.kind); });
+    std::for_each(kept, events_.end(), [this](const QueuedEvent &event) { leave(event); });
+    events_.erase(kept, events_.end());
 }
 
 void EventQueue::count(const QueuedEvent &event, int change)
@@ -35,27 +31,43 @@ void EventQueue::count(const QueuedEvent &event, int change)
         orders_ += static_cast<std::size_t>(change);
 }
 
-/// The variable waits already.
-bool EventQueue::isCoalesced(const QueuedEvent &event)
+/// The variables of such events that wait; null for events that are not coalesced.
+std::set<plcruntime::VariableId> *EventQueue::waitingOf(plcruntime::EventKind kind)
 {
-    if (event.kind == plcruntime::EventValue)
-        return !values_.insert(event.variable).second;
-    return event.kind == plcruntime::EventQuality && !qualities_.insert(event.variable).second;
+    if (kind == plcruntime::EventValue)
+        return &values_;
+    return kind == plcruntime::EventQuality ? &qualities_ : nullptr;
+}
+
+/// The event waits no more.
+void EventQueue::leave(const QueuedEvent &event)
+{
+    if (std::set<plcruntime::VariableId> *const waiting = waitingOf(event.kind))
+        waiting->erase(event.variable);
+    count(event, -1);
 }
 
 void EventQueue::put(QueuedEvent &&event)
 {
-    if (!wants(event.kind) || isCoalesced(event))
+    std::set<plcruntime::VariableId> *const waiting = waitingOf(event.kind);
+    if (!wants(event.kind) || (waiting && waiting->count(event.variable) > 0))
         return;
     if (mayBeDropped(event) && frames_ >= kMostFrames) {
         ++dropped_;
         return;
     }
-    count(event, 1);
     events_.push_back(std::move(event));
+    try {
+        if (waiting)
+            waiting->insert(events_.back().variable);
+    } catch (...) {
+        events_.pop_back();
+        throw;
+    }
+    count(events_.back(), 1);
 }
 
-std::optional<QueuedEvent> EventQueue::take()
+const QueuedEvent *EventQueue::front()
 {
     if (dropped_ > 0 && frames_ < kMostFrames) {
         QueuedEvent gap;
@@ -74,18 +86,19 @@ std::optional<QueuedEvent> EventQueue::take()
             line.text = text;
             gap.detail = line;
         }
-        dropped_ = 0;
         put(std::move(gap));
+        dropped_ = 0;
     }
-    if (events_.empty())
+    return events_.empty() ? nullptr : &events_.front();
+}
+
+std::optional<QueuedEvent> EventQueue::take()
+{
+    if (!front())
         return std::nullopt;
     QueuedEvent event = std::move(events_.front());
     events_.pop_front();
-    count(event, -1);
-    if (event.kind == plcruntime::EventValue)
-        values_.erase(event.variable);
-    if (event.kind == plcruntime::EventQuality)
-        qualities_.erase(event.variable);
+    leave(event);
     return event;
 }
 

@@ -39,8 +39,11 @@ public:
     void want(int kinds);
     bool wants(plcruntime::EventKind kind) const { return (wanted_ & kind) != 0; }
 
+    /// @throw std::bad_alloc  and the queue is as it was.
     void put(QueuedEvent &&event);
-    /// The oldest event; nothing when there is none.
+    /// The oldest event; null when there is none.
+    const QueuedEvent *front();
+    /// Takes the oldest event; nothing when there is none. Behind front() it throws nothing.
     std::optional<QueuedEvent> take();
 
     bool isEmpty() const { return events_.empty(); }
@@ -49,7 +52,8 @@ public:
     bool isFull() const { return orders_ >= kMostOrders; }
 
 private:
-    bool isCoalesced(const QueuedEvent &event);
+    std::set<plcruntime::VariableId> *waitingOf(plcruntime::EventKind kind);
+    void leave(const QueuedEvent &event);
     void count(const QueuedEvent &event, int change);
 
     std::deque<QueuedEvent> events_;

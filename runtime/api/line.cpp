@@ -1,6 +1,7 @@
-// The public functions, each of which takes the lock and hands on.
+// The public functions, each of which hands on; no exception leaves any of them.
 
 #include <new>
+#include <utility>
 
 #include "runtime/api/line_access.h"
 #include "runtime/api/line_private.h"
@@ -16,28 +17,51 @@ namespace {
 using plc::runtime::Failure;
 using Lock = std::unique_lock<std::mutex>;
 
-void give(Error *to, const Error &error)
+/// Runs @p call, the body of a public function: what it throws ends here.
+/// @param line  null where there was no memory to make it.
+template <typename Private, typename Call>
+Error outcomeOf(Private *line, Call call)
 {
-    if (to)
-        *to = error;
+    try {
+        try {
+            if (!line)
+                throw std::bad_alloc();
+            call(*line);
+            return Error();
+        } catch (const Error &refusal) {
+            return refusal;
+        } catch (const Failure &failure) {
+            return plc::api::errorOf(failure);
+        } catch (const std::bad_alloc &) {
+            return Error(ErrorKind::Full, QString::fromLatin1("the memory is used up"));
+        } catch (const std::exception &exception) {
+            return Error(ErrorKind::Full, plc::runtime::fromUtf8(exception.what()));
+        }
+    } catch (const std::bad_alloc &) {
+        return Error(ErrorKind::Full, QString()); // there is no memory for words either
+    }
 }
 
-/// Runs @p call.
-/// @return what it returns, or @p otherwise with @p error set where it fails.
-template <typename Result, typename Call>
-Result guarded(Error *error, Result otherwise, Call call)
+/// The same for a function that returns something else than an error.
+/// @param nothing  what is returned where the call throws.
+/// @param error    set to how it went; null where nobody wants to know.
+template <typename Result, typename Private, typename Call>
+Result resultOf(Private *line, Result nothing, Error *error, Call call)
 {
-    give(error, Error());
-    try {
-        return call();
-    } catch (const Error &refusal) {
-        give(error, refusal);
-    } catch (const Failure &failure) {
-        give(error, plc::api::errorOf(failure));
-    } catch (const std::bad_alloc &) {
-        give(error, Error(ErrorKind::Full, QString::fromLatin1("the memory is used up")));
-    }
-    return otherwise;
+    const Error ended = outcomeOf(line, [&nothing, &call](Private &itself) { nothing = call(itself); });
+    if (error)
+        *error = ended;
+    return nothing;
+}
+
+/// The same for a function that only looks, with the lock held.
+template <typename Result, typename Private, typename Call>
+Result lookedUp(Private *line, Result nothing, Call call)
+{
+    return resultOf(line, std::move(nothing), nullptr, [&call](Private &itself) {
+        const Lock lock(itself.mutex);
+        return call(itself);
+    });
 }
 
 } // namespace
@@ -54,10 +78,16 @@ Line *LineAccess::make(const LineSettings &settings, const LineGround &ground)
 
 Line::Line(Private *made) : d(made) {}
 
-Line::Line(const LineSettings &settings) : d(new Private(settings, LineGround(), nullptr, nullptr)) {}
+Line::Line(const LineSettings &settings) : Line(settings, nullptr, nullptr) {}
 
 Line::Line(const LineSettings &settings, PortOpener opener, void *context)
-    : d(new Private(settings, LineGround(), opener, context))
+    : d([&]() -> Private * {
+          try {
+              return new Private(settings, LineGround(), opener, context);
+          } catch (const std::exception &) {
+              return nullptr;
+          }
+      }())
 {}
 
 Line::~Line()
@@ -67,174 +97,178 @@ Line::~Line()
 
 Error Line::open()
 {
-    return d->open();
+    return outcomeOf(d, [](Private &line) { line.open(); });
 }
 
 void Line::close()
 {
-    d->close();
+    outcomeOf(d, [](Private &line) { line.close(); });
 }
 
 bool Line::isOpen() const
 {
-    const Lock lock(d->mutex);
-    return d->isOpen();
+    return lookedUp(d, false, [](const Private &line) { return line.isOpen(); });
 }
 
 void Line::setEventHandler(EventHandler handler, void *context, int wanted)
 {
-    d->setEventHandler(handler, context, wanted);
+    outcomeOf(d, [&](Private &line) { line.setEventHandler(handler, context, wanted); });
 }
 
 int Line::poll(int timeoutMs)
 {
-    return d->poll(timeoutMs);
+    return resultOf(d, 0, nullptr, [&](Private &line) { return line.poll(timeoutMs); });
 }
 
 void Line::wake()
 {
-    d->wake();
+    outcomeOf(d, [](Private &line) { line.wake(); });
 }
 
 VariableId Line::addVariable(const VariableSettings &settings, Error *error)
 {
-    const Lock lock(d->mutex);
-    return guarded(error, VariableId(0),
-                   [&] { return d->variables.add(settings, d->life != Private::Life::Closed); });
+    return resultOf(d, VariableId(0), error, [&](Private &line) {
+        const Lock lock(line.mutex);
+        return line.variables.add(settings, line.life != Private::Life::Closed);
+    });
 }
 
 Error Line::removeVariable(VariableId id)
 {
-    const Lock lock(d->mutex);
-    const bool isShown = d->variables.screen().contains(id);
-    if (!d->variables.remove(id))
-        return Error(ErrorKind::Usage, QString::fromLatin1("there is no variable %1").arg(id));
-    if (isShown)
-        d->showScreen();
-    return Error();
+    return outcomeOf(d, [&](Private &line) {
+        const Lock lock(line.mutex);
+        const bool isShown = line.variables.screen().contains(id);
+        if (!line.variables.remove(id))
+            throw Error(ErrorKind::Usage, QString::fromLatin1("there is no variable %1").arg(id));
+        if (isShown)
+            line.showScreen();
+    });
 }
 
 VariableId Line::findVariable(const QString &name) const
 {
-    const Lock lock(d->mutex);
-    return d->variables.find(name);
+    return lookedUp(d, VariableId(0), [&](const Private &line) { return line.variables.find(name); });
 }
 
 QList<VariableId> Line::variables() const
 {
-    const Lock lock(d->mutex);
-    return d->variables.ids();
+    return lookedUp(d, QList<VariableId>(), [](const Private &line) { return line.variables.ids(); });
 }
 
 VariableSettings Line::variableSettings(VariableId id) const
 {
-    const Lock lock(d->mutex);
-    const VariableSettings *const found = d->variables.settings(id);
-    return found ? *found : VariableSettings();
+    return lookedUp(d, VariableSettings(), [&](const Private &line) {
+        const VariableSettings *const found = line.variables.settings(id);
+        return found ? *found : VariableSettings();
+    });
 }
 
 Error Line::showScreen(const QList<VariableId> &variables)
 {
-    const Lock lock(d->mutex);
-    Error error;
-    guarded(&error, 0, [&] {
-        d->variables.setScreen(variables);
-        d->showScreen();
-        return 0;
+    return outcomeOf(d, [&](Private &line) {
+        const Lock lock(line.mutex);
+        line.variables.setScreen(variables);
+        line.showScreen();
     });
-    return error;
 }
 
 QList<VariableId> Line::screen() const
 {
-    const Lock lock(d->mutex);
-    return d->variables.screen();
+    return lookedUp(d, QList<VariableId>(), [](const Private &line) { return line.variables.screen(); });
 }
 
 VariableState Line::value(VariableId id) const
 {
-    const Lock lock(d->mutex);
-    return d->variables.state(id, d->session.get(), d->now());
+    return lookedUp(d, VariableState(), [&](const Private &line) {
+        return line.variables.state(id, line.session.get(), line.now());
+    });
 }
 
 OrderId Line::write(VariableId id, const QList<Value> &values, int deadlineMs, Error *error)
 {
-    const Lock lock(d->mutex);
-    return guarded(error, OrderId(0), [&] { return d->order(id, &values, deadlineMs); });
+    return resultOf(d, OrderId(0), error, [&](Private &line) {
+        const Lock lock(line.mutex);
+        return line.order(id, &values, deadlineMs);
+    });
 }
 
 OrderId Line::readOnce(VariableId id, int deadlineMs, Error *error)
 {
-    const Lock lock(d->mutex);
-    return guarded(error, OrderId(0), [&] { return d->order(id, nullptr, deadlineMs); });
+    return resultOf(d, OrderId(0), error, [&](Private &line) {
+        const Lock lock(line.mutex);
+        return line.order(id, nullptr, deadlineMs);
+    });
 }
 
 Error Line::checkWrite(VariableId id, const QList<Value> &values) const
 {
-    const Lock lock(d->mutex);
-    return d->checkOrder(id, &values);
+    return outcomeOf(d, [&](const Private &line) {
+        const Lock lock(line.mutex);
+        line.checkOrder(id, &values);
+    });
 }
 
 Error Line::checkRead(VariableId id) const
 {
-    const Lock lock(d->mutex);
-    return d->checkOrder(id, nullptr);
+    return outcomeOf(d, [&](const Private &line) {
+        const Lock lock(line.mutex);
+        line.checkOrder(id, nullptr);
+    });
 }
 
 OrderResult Line::result(OrderId order) const
 {
-    const Lock lock(d->mutex);
-    return d->orders.result(order);
+    return lookedUp(d, OrderResult(), [&](const Private &line) { return line.orders.result(order); });
 }
 
 OrderResult Line::wait(OrderId order, int timeoutMs)
 {
-    return d->wait(order, timeoutMs);
+    return resultOf(d, OrderResult(), nullptr, [&](Private &line) { return line.wait(order, timeoutMs); });
 }
 
 Error Line::setStationEnabled(int station, bool enabled)
 {
-    const Lock lock(d->mutex);
-    Error error;
-    guarded(&error, 0, [&] {
-        d->setStationEnabled(station, enabled);
-        return 0;
+    return outcomeOf(d, [&](Private &line) {
+        const Lock lock(line.mutex);
+        line.setStationEnabled(station, enabled);
     });
-    return error;
 }
 
 StationState Line::stationState(int station) const
 {
-    const Lock lock(d->mutex);
-    if (d->session)
-        return plc::api::publicState(d->session->stationState(station));
-    return d->switchedOff.count(station) > 0 ? StationState::SwitchedOff : StationState::On;
+    return lookedUp(d, StationState::On, [&](const Private &line) {
+        if (line.session)
+            return plc::api::publicState(line.session->stationState(station));
+        return line.switchedOff.count(station) > 0 ? StationState::SwitchedOff : StationState::On;
+    });
 }
 
 PortState Line::portState() const
 {
-    const Lock lock(d->mutex);
-    if (!d->isOpen())
-        return PortState::Closed;
-    return d->session->portLost().empty() ? PortState::Open : PortState::Lost;
+    return lookedUp(d, PortState::Closed, [](const Private &line) {
+        if (!line.isOpen())
+            return PortState::Closed;
+        return line.session->portLost().empty() ? PortState::Open : PortState::Lost;
+    });
 }
 
 QString Line::portReason() const
 {
-    const Lock lock(d->mutex);
-    return plc::runtime::fromUtf8(d->session ? d->session->portLost() : d->lastPortLost);
+    return lookedUp(d, QString(), [](const Private &line) {
+        return plc::runtime::fromUtf8(line.session ? line.session->portLost() : line.lastPortLost);
+    });
 }
 
 Statistics Line::statistics() const
 {
-    const Lock lock(d->mutex);
-    return d->statistics();
+    return lookedUp(d, Statistics(), [](const Private &line) { return line.statistics(); });
 }
 
 qint64 Line::nowUs() const
 {
-    const Lock lock(d->mutex);
-    return std::chrono::duration_cast<std::chrono::microseconds>(d->now()).count();
+    return lookedUp(d, qint64(0), [](const Private &line) {
+        return qint64(std::chrono::duration_cast<std::chrono::microseconds>(line.now()).count());
+    });
 }
 
 } // namespace plcruntime

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -162,7 +163,11 @@ Line::Private::Private(const LineSettings &lineSettings, LineGround lineGround, 
 
 Line::Private::~Private()
 {
-    close();
+    try {
+        close();
+    } catch (const std::exception &) {
+        // Nothing is sent any more, and for the rest there is no memory.
+    }
     {
         const Lock lock(mutex);
         isOver = true;
@@ -170,13 +175,14 @@ Line::Private::~Private()
     changed.notify_all();
     if (delivery.joinable())
         delivery.join();
+    session.reset(); // while the driver is there
 }
 
 /// Waits without the lock, which nobody needs to hold: what it makes is not the line's yet.
-Error Line::Private::start(const plc::runtime::LinkSettings &link,
-                           const std::vector<plc::runtime::PriorityRow> &rows,
-                           std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
-                           std::unique_ptr<Session> *made)
+/// @throw Failure  where it cannot be; then it has made nothing.
+void Line::Private::start(const plc::runtime::LinkSettings &link,
+                          const std::vector<plc::runtime::PriorityRow> &rows,
+                          std::unique_ptr<plc::runtime::OwnDriver> *ownDriver, std::unique_ptr<Session> *made)
 {
     try {
         *ownDriver = std::make_unique<plc::runtime::OwnDriver>(plc::api::driverFile(settings));
@@ -190,61 +196,78 @@ Error Line::Private::start(const plc::runtime::LinkSettings &link,
                 }));
         (*made)->registerVariables({}, rows);
         (*made)->start();
-        return Error();
-    } catch (const Failure &failure) {
+    } catch (...) {
         made->reset();
         ownDriver->reset();
-        return isOpeningCancelled || ground.isCancelled()
-                   ? Error(ErrorKind::Interrupted, QString::fromLatin1("open() was interrupted"))
-                   : plc::api::errorOf(failure);
+        throw;
     }
 }
 
-Error Line::Private::open()
+void Line::Private::open()
 {
     Lock lock(mutex);
+    if (isEnding)
+        end();
     if (life != Life::Closed)
-        return Error(ErrorKind::Usage, QString::fromLatin1("the line is open already"));
+        throw Error(ErrorKind::Usage, QString::fromLatin1("the line is open already"));
     lastPortLost.clear();
-    plc::runtime::LinkSettings link;
-    try {
-        link = plc::api::linkSettings(settings);
-    } catch (const Failure &failure) {
-        return plc::api::errorOf(failure);
-    }
+    const plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
+    std::vector<plc::runtime::PriorityRow> rows = ground.rows;
+    const std::vector<plc::runtime::PriorityRow> asked = variables.priorityRows();
+    rows.insert(rows.end(), asked.begin(), asked.end());
+    const Error interrupted(ErrorKind::Interrupted, QString::fromLatin1("open() was interrupted"));
     const Waiting waitingHere(this);
     if (waitingHere.isWoken())
-        return Error(ErrorKind::Interrupted, QString::fromLatin1("open() was interrupted"));
+        throw interrupted;
     if (settings.delivery == Delivery::OwnThread && !delivery.joinable()) {
         try {
             delivery = std::thread([this] { runDelivery(); });
         } catch (const std::system_error &) {
-            return Error(ErrorKind::Full, QString::fromLatin1("no thread can be made to deliver events"));
+            throw Error(ErrorKind::Full, QString::fromLatin1("no thread can be made to deliver events"));
         }
     }
     life = Life::Opening;
     isOpeningCancelled = false;
-    std::vector<plc::runtime::PriorityRow> rows = ground.rows;
-    const std::vector<plc::runtime::PriorityRow> asked = variables.priorityRows();
-    rows.insert(rows.end(), asked.begin(), asked.end());
     std::unique_ptr<plc::runtime::OwnDriver> ownDriver;
     std::unique_ptr<Session> made;
-    lock.unlock();
-    Error error = start(link, rows, &ownDriver, &made);
-    lock.lock();
-    if (!error && isOpeningCancelled) {
-        made->stop();
-        made.reset();
-        ownDriver.reset();
-        error = Error(ErrorKind::Interrupted, QString::fromLatin1("open() was interrupted"));
+    try {
+        lock.unlock();
+        start(link, rows, &ownDriver, &made);
+        lock.lock();
+        if (!isOpeningCancelled) {
+            driver = std::move(ownDriver);
+            session = std::move(made);
+            begin(rows);
+        }
+    } catch (...) {
+        if (!lock.owns_lock())
+            lock.lock();
+        session.reset();
+        driver.reset();
+        life = Life::Closed;
+        changed.notify_all();
+        takeNotes();
+        if (isOpeningCancelled || ground.isCancelled())
+            throw interrupted;
+        throw;
     }
-    life = error ? Life::Closed : Life::Open;
+    life = isOpeningCancelled ? Life::Closed : Life::Open;
     changed.notify_all();
     takeNotes();
-    if (error)
-        return error;
-    driver = std::move(ownDriver);
-    session = std::move(made);
+    if (isOpeningCancelled) {
+        made.reset();
+        throw interrupted;
+    }
+    try {
+        deliver(lock);
+    } catch (const std::exception &) {
+        // The line is open, and the events come with the next call.
+    }
+}
+
+/// What a session is told when it has started.
+void Line::Private::begin(const std::vector<plc::runtime::PriorityRow> &rows)
+{
     endedOrders = 0;
     session->setListener([this](const News &news) { hear(news); });
     session->setTrace(events.wants(EventFrame));
@@ -253,8 +276,6 @@ Error Line::Private::open()
     nextLook = session->now() + kLookInterval;
     variables.setRows(rows);
     variables.show(*session);
-    deliver(lock);
-    return Error();
 }
 
 void Line::Private::close()
@@ -270,23 +291,33 @@ void Line::Private::close()
         session->wake();
         changed.notify_all();
         changed.wait(lock, [this] { return !isWaitedOn; });
-        session->stop();
-        noteEndedOrders();
-        lastStatistics = publicStatistics(*session);
-        lastPortLost = session->portLost();
-        variables.keep(*session);
-        session.reset();
-        driver.reset();
-        life = Life::Closed;
-        ++turns;
-        changed.notify_all();
+        isEnding = true;
     }
+    if (isEnding)
+        end();
     // Another call may be closing the line; and another may have opened it again.
-    while (!isInHandler &&
-           (life == Life::Closing || (life == Life::Closed && (isDelivering || !events.isEmpty())))) {
+    while (!isInHandler && ((life == Life::Closing && !isEnding) ||
+                            (life == Life::Closed && (isDelivering || !events.isEmpty())))) {
         if (deliver(lock) == 0)
             changed.wait(lock);
     }
+}
+
+/// Ends the session, and takes from it what is to stay. Where memory runs out, nothing is sent any more, and
+/// the next call of open() or close() does the rest.
+void Line::Private::end()
+{
+    changed.notify_all();
+    session->stop();
+    noteEndedOrders();
+    lastStatistics = publicStatistics(*session);
+    lastPortLost = session->portLost();
+    variables.keep(*session);
+    session.reset();
+    driver.reset();
+    life = Life::Closed;
+    isEnding = false;
+    ++turns;
 }
 
 void Line::Private::setEventHandler(EventHandler newHandler, void *newContext, int wanted)
@@ -378,19 +409,52 @@ void Line::Private::turn(Lock &lock, Time until)
     }
     Session &waitedFor = *session;
     const Time end = std::min(now() + slice, std::max(waitedFor.nextDeadline(), now()));
-    isWaitedOn = true;
-    lock.unlock();
-    waitedFor.waitForNews(end);
-    lock.lock();
-    isWaitedOn = false;
+    struct Office
+    {
+        Office(Private *newLine, Lock *newLock) : line(newLine), lock(newLock)
+        {
+            line->isWaitedOn = true;
+            lock->unlock();
+        }
+        ~Office()
+        {
+            lock->lock();
+            line->isWaitedOn = false;
+            line->changed.notify_all(); // they look when the news are digested
+        }
+        Private *line;
+        Lock *lock;
+    };
+    {
+        const Office office(this, &lock);
+        waitedFor.waitForNews(end);
+    }
     if (isOpen())
         digest();
-    changed.notify_all();
 }
 
-/// Lets the session digest its news, and looks at what changes by itself.
+/// Lets the session digest its news, and looks at what changes by itself. Where it throws, the rest comes
+/// with the next call.
 void Line::Private::digest()
 {
+    try {
+        digestAll();
+    } catch (...) {
+        hasMissed = true;
+        throw;
+    }
+}
+
+void Line::Private::digestAll()
+{
+    if (hasMissed) {
+        put(EventLog, now(), publicLine(true, "the memory was used up; events may be missing"));
+        plc::api::VariableBook::Changes changes;
+        for (const VariableId id : variables.ids())
+            changes.push_back({id, true, true});
+        noteChanges(changes);
+        hasMissed = false;
+    }
     session->digestNews();
     noteEndedOrders();
     takeNotes();
@@ -412,8 +476,8 @@ void Line::Private::hear(const News &news)
     noteEndedOrders();
     if (news.frame)
         put(EventFrame, news.frame->at, publicFrame(*news.frame));
-    else if (!news.trace.empty())
-        put(EventLog, now(), publicLine(true, news.trace));
+    else if (!news.gap.empty())
+        put(EventLog, now(), publicLine(true, news.gap));
     // Before what it means for each variable.
     if (news.station)
         noteStation(*news.station);
@@ -426,32 +490,42 @@ void Line::Private::hear(const News &news)
 
 void Line::Private::noteEndedOrders()
 {
-    for (const plc::runtime::Ticket ticket : session->endedSince(&endedOrders)) {
-        std::optional<plc::api::OpenOrder> order = orders.take(ticket);
-        if (!order)
-            continue;
-        const plc::runtime::OrderResult result = session->result(ticket);
-        const int station = session->stationOf(order->variable);
-        OrderResult ended = order->known;
-        ended.end = plc::api::publicEnd(result.end);
-        ended.exceptionCode = result.exceptionCode;
-        ended.attempts = result.attempts;
-        ended.endedUs = microseconds(now());
-        ended.reason =
-            plc::api::reasonOf(result, station, session->settings().rulesOf(station).responseTimeout);
-        if (ended.end == OrderEnd::Good && !ended.isWrite) {
-            const QByteArray bytes = session->bytes(order->variable);
-            ended.values = plc::api::publicValues(order->variable, bytes);
-            ended.raw = plc::api::publicBytes(order->variable, bytes);
+    std::uint64_t count = endedOrders;
+    const std::vector<plc::runtime::Ticket> tickets = session->endedSince(&count);
+    endedOrders = count - tickets.size();
+    for (const plc::runtime::Ticket ticket : tickets) {
+        if (plc::api::OpenOrder *const order = orders.find(ticket)) {
+            noteEnd(ticket, order);
+            orders.close(ticket);
         }
-        orders.keep(ended);
-        ++turns;
-        if (ended.isWrite)
-            noteChanges(variables.noteWritten(order->variable, ended.end == OrderEnd::Good, *session));
+        ++endedOrders; // not before all has been done that throws
+    }
+}
+
+/// May be called again where it throws.
+void Line::Private::noteEnd(plc::runtime::Ticket ticket, plc::api::OpenOrder *order)
+{
+    const plc::runtime::OrderResult result = session->result(ticket);
+    const int station = session->stationOf(order->variable);
+    OrderResult ended = order->known;
+    ended.end = plc::api::publicEnd(result.end);
+    ended.exceptionCode = result.exceptionCode;
+    ended.attempts = result.attempts;
+    ended.endedUs = microseconds(now());
+    ended.reason = plc::api::reasonOf(result, station, session->settings().rulesOf(station).responseTimeout);
+    if (ended.end == OrderEnd::Good && !ended.isWrite) {
+        const QByteArray bytes = session->bytes(order->variable);
+        ended.values = plc::api::publicValues(order->variable, bytes);
+        ended.raw = plc::api::publicBytes(order->variable, bytes);
+    }
+    orders.keep(ended);
+    ++turns;
+    if (ended.isWrite)
+        noteChanges(variables.noteWritten(order->variable, ended.end == OrderEnd::Good, *session));
+    if (!std::exchange(order->isEndNoted, true))
         noteChanges(ended.isWrite ? variables.notePending(ended.variable, -1, session.get(), now())
                                   : variables.noteReading(ended.variable, result, *session));
-        put(EventOrder, now(), std::move(ended));
-    }
+    put(EventOrder, now(), std::move(ended));
 }
 
 void Line::Private::noteChanges(const plc::api::VariableBook::Changes &changes)
@@ -523,20 +597,21 @@ int Line::Private::deliver(Lock &lock)
     };
     const Office office{this, &lock};
     int count = 0;
-    for (std::size_t left = events.size(); left > 0; --left, ++count) {
-        const std::optional<plc::api::QueuedEvent> next = events.take();
-        if (!next)
-            break;
-        tell(lock, *next);
-    }
+    for (std::size_t left = events.size(); left > 0 && events.front(); --left, ++count)
+        tellNext(lock);
     return count;
 }
 
-void Line::Private::tell(Lock &lock, const plc::api::QueuedEvent &queued)
+/// Takes the oldest event and tells it. Where it throws before the handler is called, the event is still
+/// there.
+void Line::Private::tellNext(Lock &lock)
 {
+    const VariableId variable = events.front()->variable;
+    const VariableState state =
+        variable == 0 ? VariableState() : variables.state(variable, session.get(), now());
+    const plc::api::QueuedEvent queued = *events.take();
     if (!handler)
         return;
-    VariableState state;
     Event event;
     event.kind = queued.kind;
     event.atUs = microseconds(queued.at);
@@ -545,8 +620,7 @@ void Line::Private::tell(Lock &lock, const plc::api::QueuedEvent &queued)
     event.port = std::get_if<PortChange>(&queued.detail);
     event.frame = std::get_if<Frame>(&queued.detail);
     event.log = std::get_if<LogLine>(&queued.detail);
-    if (queued.variable != 0) {
-        state = variables.state(queued.variable, session.get(), now());
+    if (variable != 0) {
         if (state.id == 0)
             return; // removed meanwhile
         event.variable = &state;
@@ -572,9 +646,14 @@ void Line::Private::runDelivery()
             changed.wait(lock);
             continue;
         }
-        if (isOpen())
-            turn(lock, Time::max());
-        deliver(lock);
+        try {
+            if (isOpen())
+                turn(lock, Time::max());
+            deliver(lock);
+        } catch (const std::exception &) {
+            hasMissed = true;
+            changed.wait_for(lock, kSlice); // for memory that others give back
+        }
     }
 }
 
@@ -604,14 +683,18 @@ OrderId Line::Private::order(VariableId id, const QList<Value> *values, int dead
     order.known.isWrite = values != nullptr;
     if (values)
         order.known.values = *values;
+    plc::api::OrderBook::Room room = orders.makeRoom(std::move(order));
     const plc::runtime::Ticket ticket =
         values ? session->write(*variable, plc::api::writtenValues(*variable, *values), deadline)
                : session->read(*variable, deadline);
-    const bool isWrite = order.known.isWrite;
-    const OrderId given = orders.open(ticket, std::move(order));
-    if (isWrite)
-        noteChanges(variables.notePending(id, 1, session.get(), now()));
-    noteEndedOrders();
+    const OrderId given = orders.open(ticket, std::move(room));
+    try {
+        if (values)
+            noteChanges(variables.notePending(id, 1, session.get(), now()));
+        noteEndedOrders();
+    } catch (const std::bad_alloc &) {
+        hasMissed = true; // and the order is given
+    }
     // Who waits on the link does not know of its deadline.
     if (deadline != Time::max())
         session->wake();
@@ -619,22 +702,17 @@ OrderId Line::Private::order(VariableId id, const QList<Value> *values, int dead
     return given;
 }
 
-Error Line::Private::checkOrder(VariableId id, const QList<Value> *values) const
+void Line::Private::checkOrder(VariableId id, const QList<Value> *values) const
 {
     const plc::runtime::Variable *const variable = variables.variable(id);
     if (!variable)
-        return Error(ErrorKind::Usage, QString::fromLatin1("there is no variable %1").arg(id));
-    try {
-        const plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
-        if (values)
-            plc::runtime::checkWrite(*variable, plc::api::writtenValues(*variable, *values), link,
-                                     session ? session->knownRegisters() : plc::runtime::KnownRegisters());
-        else
-            plc::runtime::checkRead(*variable, link);
-    } catch (const Failure &failure) {
-        return plc::api::errorOf(failure);
-    }
-    return Error();
+        throw Failure(FailureKind::Usage, "there is no variable " + std::to_string(id));
+    const plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
+    if (values)
+        plc::runtime::checkWrite(*variable, plc::api::writtenValues(*variable, *values), link,
+                                 session ? session->knownRegisters() : plc::runtime::KnownRegisters());
+    else
+        plc::runtime::checkRead(*variable, link);
 }
 
 void Line::Private::setStationEnabled(int station, bool enabled)
@@ -643,9 +721,7 @@ void Line::Private::setStationEnabled(int station, bool enabled)
         throw Failure(FailureKind::Usage,
                       "a station to be switched off or on is 1 to 247, not " + std::to_string(station));
     const bool wasOff = switchedOff.count(station) > 0;
-    if (enabled)
-        switchedOff.erase(station);
-    else
+    if (!enabled)
         switchedOff.insert(station);
     if (session) {
         session->setStationEnabled(station, enabled);
@@ -653,6 +729,8 @@ void Line::Private::setStationEnabled(int station, bool enabled)
         variables.interrupt(station);
         noteChanges(variables.look(session.get(), now()));
     }
+    if (enabled)
+        switchedOff.erase(station);
     if (wasOff != enabled)
         return;
     StationChange change;

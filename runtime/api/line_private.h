@@ -42,9 +42,11 @@ public:
             void *portContext);
     ~Private();
 
-    // Each takes the lock, but for those that are handed it.
+    // Each takes the lock, but for those that are handed it. Any of them may throw, as std::bad_alloc; then
+    // the next call goes on where it has ended.
 
-    Error open();
+    /// @throw Error, plc::runtime::Failure  where it cannot be opened.
+    void open();
     void close();
     void setEventHandler(EventHandler newHandler, void *newContext, int wanted);
     int poll(int timeoutMs);
@@ -57,7 +59,8 @@ public:
     /// @throw Error, plc::runtime::Failure  where it is refused.
     OrderId order(VariableId id, const QList<Value> *values, int deadlineMs);
     /// As Line::checkWrite(), or Line::checkRead() without values.
-    Error checkOrder(VariableId id, const QList<Value> *values) const;
+    /// @throw plc::runtime::Failure
+    void checkOrder(VariableId id, const QList<Value> *values) const;
     void setStationEnabled(int station, bool enabled);
     Statistics statistics() const;
 
@@ -85,21 +88,25 @@ private:
     /// Says that a call waits, so that wake() ends it.
     class Waiting;
 
-    Error start(const plc::runtime::LinkSettings &link, const std::vector<plc::runtime::PriorityRow> &rows,
-                std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
-                std::unique_ptr<plc::runtime::Session> *made);
+    void start(const plc::runtime::LinkSettings &link, const std::vector<plc::runtime::PriorityRow> &rows,
+               std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
+               std::unique_ptr<plc::runtime::Session> *made);
+    void begin(const std::vector<plc::runtime::PriorityRow> &rows);
+    void end();
     bool mayDeliver() const;
     void turn(Lock &lock, Time until);
     void digest();
     void takeNotes();
+    void digestAll();
     void hear(const plc::runtime::News &news);
     void noteEndedOrders();
+    void noteEnd(plc::runtime::Ticket ticket, plc::api::OpenOrder *order);
     void noteChanges(const plc::api::VariableBook::Changes &changes);
     void notePort(const plc::runtime::PortNews &news);
     void noteStation(const plc::runtime::StationNews &news);
     void put(EventKind kind, Time at, decltype(plc::api::QueuedEvent::detail) &&detail);
     int deliver(Lock &lock);
-    void tell(Lock &lock, const plc::api::QueuedEvent &queued);
+    void tellNext(Lock &lock);
     void runDelivery();
     Time untilOf(int timeoutMs) const;
 
@@ -114,6 +121,7 @@ private:
     std::shared_ptr<plc::api::PortNotes> notes = std::make_shared<plc::api::PortNotes>();
 
     plc::api::EventQueue events;
+    bool hasMissed = false; ///< memory ran out where events are made: some may be missing
     EventHandler handler = nullptr;
     void *handlerContext = nullptr;
 
@@ -128,6 +136,7 @@ private:
     int waiting = 0;            ///< calls that wake() ends
     bool isWakePending = false; ///< the next call that waits returns at once
     std::atomic<bool> isOpeningCancelled{false};
+    bool isEnding = false; ///< nobody waits on the link of the line that is being closed
 
     std::thread delivery; ///< with Delivery::OwnThread, from the first open() on
     bool isOver = false;  ///< the delivery ends

@@ -4,33 +4,56 @@
 
 namespace plc::api {
 
-plcruntime::OrderId OrderBook::open(runtime::Ticket ticket, OpenOrder &&order)
+OrderBook::Room OrderBook::makeRoom(OpenOrder &&order)
 {
-    order.known.order = ++last_;
-    tickets_.emplace(last_, ticket);
-    open_.insert_or_assign(ticket, std::move(order));
+    Orders orders;
+    Tickets tickets;
+    orders.emplace(0, std::move(order));
+    tickets.emplace(0, 0);
+    Room room;
+    room.order = orders.extract(orders.begin());
+    room.ticket = tickets.extract(tickets.begin());
+    return room;
+}
+
+plcruntime::OrderId OrderBook::open(runtime::Ticket ticket, Room &&room)
+{
+    room.order.mapped().known.order = ++last_;
+    room.order.key() = room.ticket.mapped() = ticket;
+    room.ticket.key() = last_;
+    open_.insert(std::move(room.order));
+    tickets_.insert(std::move(room.ticket));
     return last_;
 }
 
-std::optional<OpenOrder> OrderBook::take(runtime::Ticket ticket)
+OpenOrder *OrderBook::find(runtime::Ticket ticket)
 {
     const auto found = open_.find(ticket);
-    if (found == open_.end())
-        return std::nullopt;
-    OpenOrder order = std::move(found->second);
-    open_.erase(found);
-    tickets_.erase(order.known.order);
-    return order;
+    return found == open_.end() ? nullptr : &found->second;
 }
 
 void OrderBook::keep(const plcruntime::OrderResult &result)
 {
-    ended_[result.order] = result;
-    endedInTurn_.push_back(result.order);
+    const auto kept = ended_.emplace(result.order, result);
+    if (!kept.second)
+        return;
+    try {
+        endedInTurn_.push_back(result.order);
+    } catch (...) {
+        ended_.erase(kept.first);
+        throw;
+    }
     if (endedInTurn_.size() <= kMostResults)
         return;
     ended_.erase(endedInTurn_.front());
     endedInTurn_.pop_front();
+}
+
+void OrderBook::close(runtime::Ticket ticket)
+{
+    const auto found = open_.find(ticket);
+    tickets_.erase(found->second.known.order);
+    open_.erase(found);
 }
 
 plcruntime::OrderResult OrderBook::result(plcruntime::OrderId order) const

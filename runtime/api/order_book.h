@@ -5,7 +5,6 @@
 
 #include <deque>
 #include <map>
-#include <optional>
 
 #include "plcruntime/plcruntime.h"
 #include "runtime/master/order_ledger.h"
@@ -18,6 +17,7 @@ struct OpenOrder
 {
     plcruntime::OrderResult known; ///< what is known before its end
     runtime::Variable variable;    ///< as it was when the order was given
+    bool isEndNoted = false;       ///< of its variable
 };
 
 /// A session numbers its orders from 1 on; the numbers here are the line's. Not locked.
@@ -26,12 +26,18 @@ class OrderBook
 public:
     static constexpr std::size_t kMostResults = 4096;
 
-    /// Notes an order that the session has taken under @p ticket.
-    plcruntime::OrderId open(runtime::Ticket ticket, OpenOrder &&order);
-    /// Takes the order out; nothing where the ticket is no order of ours.
-    std::optional<OpenOrder> take(runtime::Ticket ticket);
-    /// Keeps a result, and drops the oldest beyond kMostResults.
+    /// Room for an order that the session has not taken yet.
+    class Room;
+    Room makeRoom(OpenOrder &&order);
+    /// Notes that the session has taken the order under @p ticket. Throws nothing: an order that was taken
+    /// must not be lost.
+    plcruntime::OrderId open(runtime::Ticket ticket, Room &&room);
+    /// The order; null where the ticket is no open order of ours.
+    OpenOrder *find(runtime::Ticket ticket);
+    /// Keeps a result, once for each order, and drops the oldest beyond kMostResults.
     void keep(const plcruntime::OrderResult &result);
+    /// All that comes of the end of the order has been done. Throws nothing.
+    void close(runtime::Ticket ticket);
 
     std::size_t openCount() const { return open_.size(); }
     bool isOpen(plcruntime::OrderId order) const { return tickets_.count(order) > 0; }
@@ -39,11 +45,21 @@ public:
     plcruntime::OrderResult result(plcruntime::OrderId order) const;
 
 private:
-    std::map<runtime::Ticket, OpenOrder> open_;
-    std::map<plcruntime::OrderId, runtime::Ticket> tickets_; ///< of open orders
+    using Orders = std::map<runtime::Ticket, OpenOrder>;
+    using Tickets = std::map<plcruntime::OrderId, runtime::Ticket>;
+
+    Orders open_;
+    Tickets tickets_; ///< of open orders
     std::map<plcruntime::OrderId, plcruntime::OrderResult> ended_;
     std::deque<plcruntime::OrderId> endedInTurn_;
     plcruntime::OrderId last_ = 0;
+};
+
+class OrderBook::Room
+{
+    friend class OrderBook;
+    Orders::node_type order;
+    Tickets::node_type ticket;
 };
 
 } // namespace plc::api

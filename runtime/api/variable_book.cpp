@@ -102,28 +102,35 @@ void VariableBook::setScreen(const QList<Id> &ids)
     screen_ = screen;
 }
 
+/// Where memory runs out, what was shown before is shown still.
 void VariableBook::show(runtime::Session &session)
 {
-    for (const Id id : shown_) {
-        const auto before = entries_.find(id);
-        if (before == entries_.end())
-            continue;
-        fold(&before->second, session);
-        before->second.shown = -1;
-    }
-    former_ = {std::move(reads_), std::exchange(shown_, {}), generation_};
+    std::vector<Id> shown(screen_.begin(), screen_.end());
+    std::vector<Entry *> entries;
     std::vector<runtime::Variable> variables;
-    for (const Id id : screen_) {
-        Entry &entry = entries_.at(id);
-        entry.shown = static_cast<int>(shown_.size());
-        shown_.push_back(id);
-        variables.push_back(entry.variable);
+    for (const Id id : shown) {
+        entries.push_back(&entries_.at(id));
+        variables.push_back(entries.back()->variable);
+    }
+    auto reads = std::make_unique<runtime::GroupedReads>(variables, rows_);
+    std::vector<Entry *> before;
+    for (const Id id : shown_) {
+        const auto found = entries_.find(id);
+        if (found == entries_.end())
+            continue;
+        fold(&found->second, session);
+        before.push_back(&found->second);
     }
     session.setLevelStations(runtime::levelStations(variables, rows_, session.settings()));
     session.setCyclicReads(readsBefore(variables, session.settings()));
     pacedBy_ = 0;
-    generation_ = session.show(variables);
-    reads_ = std::make_unique<runtime::GroupedReads>(std::move(variables), rows_);
+    const int former = std::exchange(generation_, session.show(variables));
+    for (Entry *const entry : before)
+        entry->shown = -1;
+    for (std::size_t i = 0; i < entries.size(); ++i)
+        entries[i]->shown = static_cast<int>(i);
+    former_ = {std::move(reads_), std::exchange(shown_, std::move(shown)), former};
+    reads_ = std::move(reads);
 }
 
 /// Reads of a scan by station, as far as they are known before the first scan.

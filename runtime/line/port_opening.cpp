@@ -1,5 +1,6 @@
 #include "runtime/line/port_opening.h"
 
+#include <new>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -21,6 +22,15 @@ PortOpening::PortOpening(const OpenPort &open, const LineSettings &settings)
 }
 
 PortOpening::Outcome PortOpening::outcomeOf(const OpenPort &open, const LineSettings &settings) noexcept
+{
+    try {
+        return tryTo(open, settings);
+    } catch (const std::bad_alloc &) {
+        return Outcome(); // there is no memory for the reason
+    }
+}
+
+PortOpening::Outcome PortOpening::tryTo(const OpenPort &open, const LineSettings &settings)
 {
     Outcome outcome;
     try {
@@ -46,7 +56,7 @@ std::unique_ptr<Port> PortOpening::take()
         return std::move(outcome.port);
     if (outcome.isAbsent)
         throw PortAbsent(outcome.reason);
-    throw Failure(outcome.kind, outcome.reason);
+    throw Failure(outcome.kind, outcome.reason.empty() ? "the memory is used up" : outcome.reason);
 }
 
 Failure noThreadFor(const std::string &port)

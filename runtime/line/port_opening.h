@@ -39,6 +39,7 @@ private:
         std::string reason;
     };
     static Outcome outcomeOf(const OpenPort &open, const LineSettings &settings) noexcept;
+    static Outcome tryTo(const OpenPort &open, const LineSettings &settings);
 
     std::future<Outcome> outcome_;
 };

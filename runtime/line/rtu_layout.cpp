@@ -3,18 +3,17 @@
 #include <array>
 
 #include "core/byte_order.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::runtime {
 
 namespace {
 
-// Function codes (MODBUS Application Protocol V1.1b3, chapter 6).
+// Further function codes (MODBUS Application Protocol V1.1b3, chapter 6).
 constexpr int kReadExceptionStatus = 7;
 constexpr int kDiagnostics = 8;
 constexpr int kEventCounter = 11;
 constexpr int kEventLog = 12;
-constexpr int kWriteCoils = 15;
-constexpr int kWriteRegisters = 16;
 constexpr int kReportServerId = 17;
 constexpr int kReadFile = 20;
 constexpr int kWriteFile = 21;
@@ -27,18 +26,11 @@ constexpr int kReadIdentification = 14; // of kEncapsulated
 constexpr int kEchoData = 0;            // of kDiagnostics
 constexpr int kListenOnly = 4;
 
-constexpr int kLastStation = 247;
-constexpr int kMostReadBits = 2000;
-constexpr int kMostReadRegisters = 125;
-constexpr int kMostWriteBits = 1968;
-constexpr int kMostWriteRegisters = 123;
 constexpr int kMostWriteRegistersWithRead = 121;
 constexpr int kMostFifoRegisters = 31;
 constexpr int kMostFileBytes = 0xF5;
 constexpr int kMostFileBytesWritten = 0xFB;
 constexpr int kFileReference = 6;
-constexpr int kAddresses = 65536;
-constexpr int kCoilOn = 0xFF00;
 
 constexpr std::array<std::uint16_t, 256> makeCrcTable()
 {
@@ -117,8 +109,8 @@ int bytesNeeded(int function, bool isReply)
         case kEncapsulated:
             return 8;
         case 5:
-        case kWriteCoils:
-        case kWriteRegisters:
+        case kWriteMultipleCoils:
+        case kWriteMultipleRegisters:
             return kRequestHead;
         case kWriteFile:
         case kEventCounter:
@@ -143,8 +135,8 @@ int bytesNeeded(int function, bool isReply)
     case kWriteFile:
     case kEncapsulated:
         return 4;
-    case kWriteCoils:
-    case kWriteRegisters:
+    case kWriteMultipleCoils:
+    case kWriteMultipleRegisters:
         return 7;
     case kReadWriteRegisters:
         return 11;
@@ -210,9 +202,9 @@ ContentLength normalReplyLength(const unsigned char *bytes, int available)
         return knownIf(wordAt(bytes, 2) == 0 || wordAt(bytes, 2) == 0xFFFF, 8);
     case kEventLog:
         return knownIf(count >= 6 && count <= 70, countedReplyLength(count));
-    case kWriteCoils:
+    case kWriteMultipleCoils:
         return knownIf(isRange(bytes, 2, kMostWriteBits), kWriteReplyLen);
-    case kWriteRegisters:
+    case kWriteMultipleRegisters:
         return knownIf(isRange(bytes, 2, kMostWriteRegisters), kWriteReplyLen);
     case kReportServerId:
         return knownIf(count >= 1, countedReplyLength(count));
@@ -266,7 +258,8 @@ bool isReadFunction(int function)
 
 bool isWriteFunction(int function)
 {
-    return function == 5 || function == 6 || function == kWriteCoils || function == kWriteRegisters;
+    return function == 5 || function == 6 || function == kWriteMultipleCoils ||
+           function == kWriteMultipleRegisters;
 }
 
 ContentLength requestLengthAt(const unsigned char *bytes, int available)
@@ -274,7 +267,7 @@ ContentLength requestLengthAt(const unsigned char *bytes, int available)
     if (available < 2)
         return unfinished(2);
     const int function = bytes[1];
-    if (bytes[0] > kLastStation || (bytes[0] == 0 && !isBroadcastable(function)))
+    if (bytes[0] > kStationLimits.most || (bytes[0] == 0 && !isBroadcastable(function)))
         return none();
     const int needed = bytesNeeded(function, false);
     if (available < needed)
@@ -296,10 +289,10 @@ ContentLength requestLengthAt(const unsigned char *bytes, int available)
     case kEventLog:
     case kReportServerId:
         return known(4);
-    case kWriteCoils:
+    case kWriteMultipleCoils:
         return knownIf(isRange(bytes, 2, kMostWriteBits) && bytes[6] == (wordAt(bytes, 4) + 7) / 8,
                        9 + bytes[6]);
-    case kWriteRegisters:
+    case kWriteMultipleRegisters:
         return knownIf(isRange(bytes, 2, kMostWriteRegisters) && bytes[6] == wordAt(bytes, 4) * 2,
                        9 + bytes[6]);
     case kReadFile:
@@ -329,7 +322,7 @@ ContentLength replyLengthAt(const unsigned char *bytes, int available)
     if (available < 2)
         return unfinished(2);
     const int function = bytes[1];
-    if (bytes[0] == 0 || bytes[0] > kLastStation || function == 0)
+    if (bytes[0] == 0 || bytes[0] > kStationLimits.most || function == 0)
         return none();
     const int needed = bytesNeeded(function, true);
     if (available < needed)
@@ -353,8 +346,8 @@ int replyLengthTo(const QByteArray &request)
         return countedReplyLength(quantity * 2);
     case 5:
     case 6:
-    case kWriteCoils:
-    case kWriteRegisters:
+    case kWriteMultipleCoils:
+    case kWriteMultipleRegisters:
         return kWriteReplyLen;
     case kReadExceptionStatus:
         return 5;

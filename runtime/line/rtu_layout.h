@@ -9,6 +9,28 @@
 
 namespace plc::runtime {
 
+/// @name Function codes, and most places in one request (MODBUS Application Protocol V1.1b3, chapter 6)
+/// @{
+constexpr std::uint8_t kReadCoils = 1;
+constexpr std::uint8_t kReadDiscreteInputs = 2;
+constexpr std::uint8_t kReadHoldingRegisters = 3;
+constexpr std::uint8_t kReadInputRegisters = 4;
+constexpr std::uint8_t kWriteSingleCoil = 5;
+constexpr std::uint8_t kWriteSingleRegister = 6;
+constexpr std::uint8_t kWriteMultipleCoils = 15;
+constexpr std::uint8_t kWriteMultipleRegisters = 16;
+
+constexpr int kMostReadBits = 2000;
+constexpr int kMostReadRegisters = 125;
+constexpr int kMostWriteBits = 1968;
+constexpr int kMostWriteRegisters = 123;
+
+constexpr std::uint16_t kCoilOn = 0xFF00; ///< what a write of a single coil carries; 0 for off
+/// @}
+
+/// Places in each table of a station, from 0 on.
+constexpr int kAddresses = 65536;
+
 /// MODBUS over Serial Line V1.02, 2.5.1: station, function, up to 252 bytes of data, CRC.
 constexpr int kLongestFrame = 256;
 /// Station, function, CRC.

@@ -1,6 +1,7 @@
 #include "runtime/master/communication.h"
 
 #include <algorithm>
+#include <new>
 #include <system_error>
 
 #include "runtime/line/line_thread.h"
@@ -33,8 +34,9 @@ void Communication::start(const std::map<int, int> &cyclicReads, bool trace)
     stopping_ = false;
     std::unique_ptr<Port> port = open();
     try {
-        thread_ =
-            std::thread([this](std::unique_ptr<Port> opened) { run(std::move(opened)); }, std::move(port));
+        thread_ = std::thread([this, wanted = LineSettings(settings_)](
+                                  std::unique_ptr<Port> opened) mutable { run(std::move(opened), &wanted); },
+                              std::move(port));
     } catch (const std::system_error &) {
         throw noThreadFor(settings_.port);
     }
@@ -59,42 +61,66 @@ void Communication::stop()
         thread_.join();
 }
 
-void Communication::run(std::unique_ptr<Port> port)
+/// @param wanted  the port; gets the identity that was found behind its name.
+void Communication::run(std::unique_ptr<Port> port, LineSettings *wanted)
 {
     wakeOnTime();
-    surroundings_.atStart();
-    LineSettings wanted = settings_;
+    try {
+        surroundings_.atStart();
+    } catch (const std::bad_alloc &) {
+        // All goes on without.
+    }
     while (port) {
         search_.opened(steadyNow());
-        if (!port->identity().empty())
-            wanted.identity = port->identity();
         try {
+            if (!port->identity().empty())
+                wanted->identity = port->identity();
             exchange(*port);
             break;
         } catch (const Failure &failure) {
-            link_.portLost(steadyNow(), failure.what());
+            lose(failure.what());
+        } catch (const std::bad_alloc &) {
+            // What was under way is in no state to go on; a port that is opened anew is.
+            lose("the memory is used up");
         }
         // A name that is in use is not given to the device when it comes back.
         port.reset();
         if (!settings_.reopen)
             return;
-        port = find(wanted);
-        if (port)
-            link_.portFound(steadyNow());
+        port = find(*wanted);
     }
 }
 
-/// Waits until the lost port is back.
+/// Tells the loss, as soon as there is memory for it.
+void Communication::lose(const char *reason)
+{
+    while (!stopping_) {
+        try {
+            link_.portLost(steadyNow(), reason);
+            return;
+        } catch (const std::bad_alloc &) {
+            std::this_thread::sleep_for(kLongestWait);
+        }
+    }
+}
+
+/// Waits until the lost port is back, and tells so.
 /// @return null when communication is to end.
 std::unique_ptr<Port> Communication::find(const LineSettings &wanted)
 {
     search_.lost(steadyNow());
     std::optional<PortOpening> opening;
     while (!stopping_) {
-        const Time wakeAt = link_.advance(steadyNow(), QByteArray()).wakeAt;
-        const Time until = std::min(wakeAt, steadyNow() + kLongestWait);
-        if (std::unique_ptr<Port> port = tryToOpen(wanted, &opening, until))
-            return port;
+        try {
+            const Time wakeAt = link_.advance(steadyNow(), QByteArray()).wakeAt;
+            const Time until = std::min(wakeAt, steadyNow() + kLongestWait);
+            if (std::unique_ptr<Port> port = tryToOpen(wanted, &opening, until)) {
+                link_.portFound(steadyNow());
+                return port;
+            }
+        } catch (const std::bad_alloc &) {
+            std::this_thread::sleep_for(kLongestWait);
+        }
     }
     return nullptr;
 }

@@ -52,7 +52,8 @@ public:
 
 private:
     std::unique_ptr<Port> open() const;
-    void run(std::unique_ptr<Port> port);
+    void run(std::unique_ptr<Port> port, LineSettings *wanted);
+    void lose(const char *reason);
     void exchange(Port &port);
     std::unique_ptr<Port> find(const LineSettings &wanted);
     std::unique_ptr<Port> tryToOpen(const LineSettings &wanted, std::optional<PortOpening> *opening,

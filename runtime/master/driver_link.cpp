@@ -1,7 +1,6 @@
 #include "runtime/master/driver_link.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "core/result_codes.h"
@@ -76,16 +75,6 @@ std::string endText(AttemptEnd end, int exceptionCode)
         break;
     }
     return "time-out";
-}
-
-/// "11 03 00 64"
-std::string hexText(const QByteArray &bytes)
-{
-    const QByteArray digits = bytes.toHex().toUpper();
-    std::string text;
-    for (int i = 0; i < digits.size(); i += 2)
-        text.append(i > 0 ? " " : "").append(digits.constData() + i, 2);
-    return text;
 }
 
 } // namespace
@@ -163,7 +152,6 @@ void DriverLink::portLost(Time now, const std::string &reason)
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         isPortLost_ = true;
-        ++lossesToTake_;
         portLostAt_ = now;
         handedOver_.doubt();
     }
@@ -173,7 +161,7 @@ void DriverLink::portLost(Time now, const std::string &reason)
         cycle_.portLost(now);
     }
     if (trace_)
-        trace({FrameNews::Kind::AttemptEnd, now, QByteArray(), 0, 0, reason}, "--", reason);
+        tell({FrameNews::Kind::AttemptEnd, now, Time(), QByteArray(), 0, 0, reason});
     News news;
     news.port.emplace();
     news.port->reason = reason;
@@ -181,6 +169,7 @@ void DriverLink::portLost(Time now, const std::string &reason)
     // Later on the driver gives back pieces of orders of which other pieces had been sent.
     news.port->sent = handedOver_.unconfirmed();
     sink_.put(std::move(news));
+    ++lossesToTake_; // that was told: where memory runs out, all this is done again
 }
 
 void DriverLink::portRefused(const std::string &reason)
@@ -200,9 +189,9 @@ void DriverLink::portFound(Time now)
     news.port.emplace();
     news.port->change = PortNews::Change::Back;
     const std::lock_guard<std::mutex> lock(mutex_);
-    isPortLost_ = false;
     news.port->lasted = now - portLostAt_;
     sink_.put(std::move(news));
+    isPortLost_ = false;
 }
 
 void DriverLink::noteLineErrors(const std::optional<LineErrors> &errors)
@@ -365,18 +354,19 @@ Protocol *DriverLink::sendProbe(const Probe &probe)
 
 void DriverLink::tellReleased()
 {
-    std::vector<Ticket> released;
-    {
+    if (released_.empty()) {
         const std::lock_guard<std::mutex> lock(mutex_);
-        released = handedOver_.takeReleased();
+        released_ = handedOver_.takeReleased();
     }
-    if (released.empty())
+    if (released_.empty())
         return;
-    for (const Ticket ticket : released)
-        failed_.erase(ticket);
     News news;
-    news.released = std::move(released);
+    news.released = released_;
     sink_.put(std::move(news));
+    // Not before they are told: where memory runs out they are told with the next turn.
+    for (const Ticket ticket : released_)
+        failed_.erase(ticket);
+    released_.clear();
 }
 
 Permit DriverLink::permit(const Request &request, bool goesOut)
@@ -526,38 +516,32 @@ std::optional<StationNews> DriverLink::changeOf(const TransactionReport &report)
 void DriverLink::sent(Time now, const QByteArray &frame, int attempt)
 {
     if (trace_)
-        trace({FrameNews::Kind::Sent, now, frame, attempt, frame.size(), std::string()}, "->",
-              hexText(frame) + (attempt > 1 ? "  (attempt " + std::to_string(attempt) + ")" : ""));
+        tell({FrameNews::Kind::Sent, now, Time(), frame, attempt, frame.size(), std::string()});
 }
 
 void DriverLink::received(Time now, const QByteArray &bytes)
 {
     if (trace_)
-        trace({FrameNews::Kind::Received, now, bytes, 0, bytes.size(), std::string()}, "<-", hexText(bytes));
+        tell({FrameNews::Kind::Received, now, Time(), bytes, 0, bytes.size(), std::string()});
 }
 
 void DriverLink::discarded(Time now, int bytes, const char *why)
 {
     if (trace_)
-        trace({FrameNews::Kind::Discarded, now, QByteArray(), 0, bytes, why}, "--",
-              std::to_string(bytes) + " bytes thrown away: " + why);
+        tell({FrameNews::Kind::Discarded, now, Time(), QByteArray(), 0, bytes, why});
 }
 
 void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
 {
-    if (!trace_ || (onlyLevels_ && end == AttemptEnd::Withheld))
-        return;
-    const std::string text = endText(end, exceptionCode);
-    trace({FrameNews::Kind::AttemptEnd, now, QByteArray(), 0, 0, text}, "--", text);
+    if (trace_ && !(onlyLevels_ && end == AttemptEnd::Withheld))
+        tell({FrameNews::Kind::AttemptEnd, now, Time(), QByteArray(), 0, 0, endText(end, exceptionCode)});
 }
 
-void DriverLink::trace(const FrameNews &frame, const char *mark, const std::string &text)
+void DriverLink::tell(FrameNews frame)
 {
-    char head[32];
-    std::snprintf(head, sizeof head, "%13.6f %s ", seconds(frame.at - startedAt_), mark);
+    frame.sinceStart = frame.at - startedAt_;
     News news;
-    news.trace = head + text;
-    news.frame = frame;
+    news.frame = std::move(frame);
     sink_.put(std::move(news));
 }
 

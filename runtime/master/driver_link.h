@@ -77,8 +77,8 @@ private:
     void transactionEnded(const TransactionReport &report) override;
 
     void tellReleased();
-    /// Only where somebody traces: the text is not made for nobody.
-    void trace(const FrameNews &frame, const char *mark, const std::string &text);
+    /// Only where somebody wants frames.
+    void tell(FrameNews frame);
 
     // With the lock held.
     Protocol *nextWithoutPort();
@@ -113,6 +113,7 @@ private:
     bool onlyLevels_ = false; ///< the transaction in progress only brings the driver to serve its levels
     const RW_VAR *result_ = nullptr;            ///< what the driver returned last; its own record
     std::vector<std::pair<Ticket, int>> ended_; ///< orders and outcomes that the callback brought
+    std::vector<Ticket> released_;              ///< by the driver, and not told yet
     /// Orders of which a request has failed that the driver counts as done.
     std::map<Ticket, OrderResult> failed_;
 

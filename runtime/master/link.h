@@ -50,7 +50,7 @@ struct PortNews
     Time lasted{};         ///< how long it was lost; when it is back
 };
 
-/// What the trace tells, for programs: bytes, or what became of them.
+/// What the trace tells: bytes, or what became of them. See traceLine() for its text.
 struct FrameNews
 {
     enum class Kind
@@ -62,13 +62,14 @@ struct FrameNews
     };
     Kind kind = Kind::Sent;
     Time at{};
-    QByteArray bytes; ///< of Sent and Received
-    int attempt = 0;  ///< of Sent: 1 for the first transmission of a request
-    int count = 0;    ///< bytes that it is about
-    std::string text; ///< a few words for people
+    Time sinceStart{}; ///< the same, counted from when communication began
+    QByteArray bytes;  ///< of Sent and Received
+    int attempt = 0;   ///< of Sent: 1 for the first transmission of a request
+    int count = 0;     ///< bytes that it is about
+    std::string text;  ///< a few words for people
 };
 
-/// One transaction that has ended with all that came of it, a line of the trace, or a change of the port.
+/// One transaction that has ended with all that came of it, a frame of the trace, or a change of the port.
 struct News
 {
     std::optional<TransactionReport> transaction;
@@ -79,9 +80,9 @@ struct News
     std::vector<OrderNews> orders;
     std::vector<Ticket> released;       ///< withdrawn orders that the driver holds no more
     std::optional<StationNews> station; ///< behind the orders
-    std::string trace;
-    std::optional<FrameNews> frame; ///< with the trace, of what it is a line
-    std::optional<PortNews> port;   ///< alone
+    std::string gap;                    ///< a line for people: how much is missing in front of what follows
+    std::optional<FrameNews> frame;     ///< alone
+    std::optional<PortNews> port;       ///< alone
     /// Carried by the line up to the end of the transaction, repeats included.
     std::uint64_t requestsSoFar = 0;
     std::uint64_t bytesSoFar = 0; ///< in both directions
@@ -109,11 +110,11 @@ public:
     virtual void setLevelStations(const std::set<int> &) {}
     /// From now on the read list has so many ordinary entries, by station: what a scan is paced by.
     virtual void setCyclicReads(const std::map<int, int> &) {}
-    /// From now on news have a line for each frame, or none.
+    /// From now on there are news of each frame, or none.
     virtual void setTrace(bool) {}
     /// Begins communication.
     /// @param cyclicReads  entries that were put into the read list, by station.
-    /// @param trace        news have a line for each frame.
+    /// @param trace        there are news of each frame.
     /// @throw Failure      (port) when the port cannot be opened.
     virtual void start(const std::map<int, int> &cyclicReads, bool trace) = 0;
     /// Ends communication. Nothing is sent afterwards.

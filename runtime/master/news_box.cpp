@@ -22,7 +22,6 @@ void NewsBox::put(News &&news)
         if (news_.size() >= kMostWaiting) {
             ++dropped_;
             news.transaction.reset();
-            news.trace.clear();
             news.frame.reset();
             if (!mustBeKept)
                 return;
@@ -73,18 +72,17 @@ void NewsBox::wake()
 
 std::vector<News> NewsBox::take()
 {
-    std::unique_lock<std::mutex> lock(mutex_);
-    isUrgent_ = false;
-    std::vector<News> taken = std::exchange(news_, {});
-    news_.reserve(taken.size()); // as many may come again
-    const std::uint64_t dropped = std::exchange(dropped_, 0);
-    lock.unlock();
-    if (dropped > 0) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    if (dropped_ > 0) {
         News gap;
-        gap.trace = "-- " + std::to_string(dropped) + " events are not shown: the output was stopped";
-        taken.push_back(std::move(gap));
+        gap.gap = "-- " + std::to_string(dropped_) + " events are not shown: the output was stopped";
+        news_.push_back(std::move(gap));
+        dropped_ = 0;
     }
-    return taken;
+    std::vector<News> next;
+    next.reserve(news_.size()); // as many may come again
+    isUrgent_ = false;
+    return std::exchange(news_, std::move(next));
 }
 
 } // namespace plc::runtime

@@ -15,7 +15,7 @@ namespace plc::runtime {
 /// NewsSink::takeBack() among these news.
 bool takeBackChanges(std::vector<News> *news, int station);
 
-/// Bounded queue between two threads. Reports of transactions and lines of the trace wake nobody: they come
+/// Bounded queue between two threads. Reports of transactions and of frames wake nobody: they come
 /// hundreds of times a second, and are taken with what comes behind them. When the main thread stands still,
 /// as behind a stopped terminal, the line goes on. Then they are dropped. Ends and releases of orders are
 /// never dropped, as their number is bounded; nor are changes of stations and of the port, which are rare
@@ -34,8 +34,7 @@ public:
     void wait(Time until);
     /// Ends the wait that is under way, or the next one.
     void wake();
-    /// Takes all that is there. Behind what was kept stands a line of the trace that tells how much was
-    /// dropped.
+    /// Takes all that is there. Behind what was kept stands a News::gap that tells how much was dropped.
     std::vector<News> take();
 
 private:

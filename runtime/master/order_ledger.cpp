@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace plc::runtime {
@@ -35,9 +36,21 @@ Ticket OrderLedger::open(const Footprint &footprint)
     Entry &entry = open_[last_];
     entry.footprint = footprint;
     entry.age = ++age_;
-    addPlace(last_, entry);
-    admit(last_, &entry);
+    try {
+        addPlace(last_, entry);
+        admit(last_, &entry);
+    } catch (...) {
+        abandon(last_);
+        throw;
+    }
     return last_;
+}
+
+void OrderLedger::abandon(Ticket ticket)
+{
+    const auto found = open_.find(ticket);
+    dropPlace(found->second);
+    open_.erase(found);
 }
 
 OrderLedger::Entry *OrderLedger::find(Ticket ticket)
@@ -147,13 +160,40 @@ void OrderLedger::admit(Ticket ticket, Entry *entry)
         stations_[entry->footprint.station].ready[entry->footprint.isWrite ? 1 : 0].push_back(ticket);
 }
 
+/// Throws nothing: where memory runs out, all that wait are admitted anew with the next order that starts.
 void OrderLedger::wakeFollowers(Entry *entry)
 {
-    for (const Ticket ticket : std::exchange(entry->followers, {})) {
-        const auto follower = open_.find(ticket);
-        if (follower != open_.end())
-            admit(ticket, &follower->second);
+    const std::vector<Ticket> followers = std::move(entry->followers);
+    entry->followers.clear();
+    try {
+        for (const Ticket ticket : followers) {
+            const auto follower = open_.find(ticket);
+            if (follower != open_.end())
+                admit(ticket, &follower->second);
+        }
+    } catch (const std::bad_alloc &) {
+        mustAdmitAll_ = true;
     }
+}
+
+void OrderLedger::admitAll()
+{
+    for (auto &[station, books] : stations_) {
+        for (std::deque<Ticket> &ready : books.ready)
+            ready.clear();
+    }
+    for (Entries *entries : {&open_, &withdrawn_}) {
+        for (auto &[ticket, entry] : *entries)
+            entry.followers.clear();
+    }
+    std::map<std::uint64_t, Ticket> byAge;
+    for (const auto &[ticket, entry] : open_) {
+        if (!entry.started)
+            byAge.emplace(entry.age, ticket);
+    }
+    for (const auto &[age, ticket] : byAge)
+        admit(ticket, &open_.at(ticket));
+    mustAdmitAll_ = false;
 }
 
 bool OrderLedger::hasRoom(const Footprint &footprint) const
@@ -171,6 +211,8 @@ bool OrderLedger::mayStart(Ticket ticket) const
 
 std::optional<Ticket> OrderLedger::nextToStart()
 {
+    if (mustAdmitAll_)
+        admitAll();
     auto station = stations_.upper_bound(lastServed_);
     for (std::size_t looked = 0; looked < stations_.size(); ++looked, ++station) {
         if (station == stations_.end())
@@ -205,9 +247,10 @@ void OrderLedger::start(Ticket ticket)
     if (found == open_.end() || found->second.started)
         return;
     Entry &entry = found->second;
+    StationBooks &books = stations_[entry.footprint.station];
     entry.started = true;
     ++started_;
-    ++stations_[entry.footprint.station].started;
+    ++books.started;
     pieces_[entry.footprint.isWrite ? 1 : 0] += entry.footprint.pieces;
     if (!entry.footprint.isWrite)
         dropPlace(entry);
@@ -251,12 +294,12 @@ bool OrderLedger::close(Ticket ticket, const OrderResult &result)
     const auto found = open_.find(ticket);
     if (found == open_.end())
         return false;
+    keep({{ticket, result}});
     Entry entry = std::move(found->second);
     open_.erase(found);
-    keep(ticket, result);
     if (entry.started) {
         --started_;
-        StationBooks &books = stations_[entry.footprint.station];
+        StationBooks &books = stations_.at(entry.footprint.station);
         --books.started;
         books.answered = result.end == OrderEnd::Good || result.end == OrderEnd::Refused;
     }
@@ -264,16 +307,21 @@ bool OrderLedger::close(Ticket ticket, const OrderResult &result)
     return true;
 }
 
-/// Results that nobody asks for must not pile up.
-void OrderLedger::keep(Ticket ticket, const OrderResult &result)
+/// Keeps all results or, where it throws, none. Results that nobody asks for must not pile up.
+void OrderLedger::keep(std::map<Ticket, OrderResult> results)
 {
-    closed_.emplace(ticket, result);
-    closedInTurn_.push_back(ticket);
-    ++ended_;
-    if (closedInTurn_.size() <= kMostResults)
-        return;
-    closed_.erase(closedInTurn_.front());
-    closedInTurn_.pop_front();
+    const std::size_t before = closedInTurn_.size();
+    try {
+        for (const auto &[ticket, result] : results)
+            closedInTurn_.push_back(ticket);
+    } catch (...) {
+        closedInTurn_.resize(before);
+        throw;
+    }
+    ended_ += results.size();
+    closed_.merge(results);
+    for (; closedInTurn_.size() > kMostResults; closedInTurn_.pop_front())
+        closed_.erase(closedInTurn_.front());
 }
 
 std::vector<Ticket> OrderLedger::endedSince(std::uint64_t count) const
@@ -283,14 +331,14 @@ std::vector<Ticket> OrderLedger::endedSince(std::uint64_t count) const
     return std::vector<Ticket>(closedInTurn_.end() - last, closedInTurn_.end());
 }
 
-/// An order that the driver has been handed ends while the driver may still hold it.
-void OrderLedger::stop(Ticket ticket, Entry *entry)
+/// An order that the driver has been handed ends while the driver may still hold it. Throws nothing.
+void OrderLedger::stop(Entries::iterator entry)
 {
     --started_;
-    StationBooks &books = stations_[entry->footprint.station];
+    StationBooks &books = stations_.at(entry->second.footprint.station);
     --books.started;
     books.answered = false;
-    withdrawn_.emplace(ticket, std::move(*entry));
+    withdrawn_.insert(open_.extract(entry));
 }
 
 bool OrderLedger::closeAndWithdraw(Ticket ticket, const OrderResult &result)
@@ -298,32 +346,38 @@ bool OrderLedger::closeAndWithdraw(Ticket ticket, const OrderResult &result)
     const auto found = open_.find(ticket);
     if (found == open_.end() || !found->second.started)
         return close(ticket, result);
-    stop(ticket, &found->second);
-    open_.erase(found);
-    keep(ticket, result);
+    keep({{ticket, result}});
+    stop(found);
     return true;
 }
 
 std::vector<Ticket> OrderLedger::closeAll(int station, OrderEnd end, const std::set<Ticket> &unconfirmed)
 {
+    std::map<Ticket, OrderResult> results;
+    for (const auto &[ticket, entry] : open_) {
+        if (station < 0 || entry.footprint.station == station)
+            results[ticket].end = unconfirmed.count(ticket) > 0 ? OrderEnd::Unconfirmed : end;
+    }
     std::vector<Ticket> withDriver;
     std::vector<Entry> neverStarted;
-    for (auto entry = open_.begin(); entry != open_.end();) {
-        if (station >= 0 && entry->second.footprint.station != station) {
-            ++entry;
+    withDriver.reserve(results.size());
+    neverStarted.reserve(results.size());
+    std::vector<Ticket> tickets;
+    tickets.reserve(results.size());
+    for (const auto &[ticket, result] : results)
+        tickets.push_back(ticket);
+    keep(std::move(results));
+    // From here on nothing throws.
+    for (const Ticket ticket : tickets) {
+        const auto entry = open_.find(ticket);
+        if (entry->second.started) {
+            withDriver.push_back(ticket);
+            stop(entry);
             continue;
         }
-        if (entry->second.started) {
-            withDriver.push_back(entry->first);
-            stop(entry->first, &entry->second);
-        } else {
-            dropPlace(entry->second);
-            neverStarted.push_back(std::move(entry->second));
-        }
-        OrderResult result;
-        result.end = unconfirmed.count(entry->first) > 0 ? OrderEnd::Unconfirmed : end;
-        keep(entry->first, result);
-        entry = open_.erase(entry);
+        dropPlace(entry->second);
+        neverStarted.push_back(std::move(entry->second));
+        open_.erase(entry);
     }
     // Not before all of them have left their places: who is woken looks there for the next one to wait for.
     for (Entry &entry : neverStarted)

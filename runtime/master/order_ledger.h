@@ -39,6 +39,8 @@ struct Footprint
 /// that is with the driver already may show a write that was ordered after it. The driver serves its lists
 /// from the front. A station that has not answered its last order has one at a time in them: the others wait
 /// for one of its time-outs at most.
+///
+/// Where memory runs out, a call throws std::bad_alloc and has done nothing, unless its page says otherwise.
 class OrderLedger
 {
 public:
@@ -56,6 +58,8 @@ public:
 
     /// Opens an order. It waits before the driver until it is started.
     Ticket open(const Footprint &footprint);
+    /// Takes back an order that was just opened: as if it had never been. Throws nothing.
+    void abandon(Ticket ticket);
 
     /// True when the waiting order can be handed to the driver without any order losing its report, before
     /// none that it must not pass.
@@ -142,11 +146,12 @@ private:
     std::optional<Ticket> blockerAmong(const Places &places, const Entry &entry) const;
     void admit(Ticket ticket, Entry *entry);
     void wakeFollowers(Entry *entry);
+    void admitAll();
     void addPlace(Ticket ticket, const Entry &entry);
     void dropPlace(const Entry &entry);
     void retire(Entry entry);
-    void stop(Ticket ticket, Entry *entry);
-    void keep(Ticket ticket, const OrderResult &result);
+    void stop(Entries::iterator entry);
+    void keep(std::map<Ticket, OrderResult> results);
     bool hasRoom(const Footprint &footprint) const;
 
     Entries open_;
@@ -157,6 +162,7 @@ private:
     std::array<Ticket, 2> cramped_{}; ///< of reads, of writes: waits for room, and nothing passes it
     std::array<int, 2> pieces_{};     ///< in the driver's lists
     int started_ = 0;
+    bool mustAdmitAll_ = false; ///< some that wait stand nowhere
     std::uint64_t age_ = 0;
     std::map<Ticket, OrderResult> closed_;
     std::deque<Ticket> closedInTurn_; ///< oldest first; some may have been forgotten

@@ -2,15 +2,13 @@
 
 #include "core/register_types.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/rtu_layout.h"
 #include "runtime/master/order_ledger.h"
 #include "runtime/panel/pieces.h"
 
 namespace plc::runtime {
 
 namespace {
-
-constexpr int kMostRegistersInOneWrite = 123;
-constexpr int kMostCoilsInOneWrite = 1968;
 
 [[noreturn]] void refuse(const Variable &variable, const std::string &why)
 {
@@ -67,7 +65,7 @@ void checkWrite(const Variable &variable, const Values &values, const LinkSettin
     if (variable.area->regType == kHoldingRegisterBit)
         checkBitWrite(variable, settings, known);
     const bool coils = variable.area->regType == kCoil;
-    const int most = coils ? kMostCoilsInOneWrite : kMostRegistersInOneWrite;
+    const int most = coils ? kMostWriteBits : kMostWriteRegisters;
     const bool blocks = coils || variable.area->regType == kHoldingRegister;
     if (blocks && settings.maxBlock == 1 && writePieces(variable, settings) == 1 &&
         variable.rawCount() > most)

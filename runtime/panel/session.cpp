@@ -1,11 +1,14 @@
 #include "runtime/panel/session.h"
 
 #include <algorithm>
+#include <iterator>
+#include <new>
 
 #include "core/register_types.h"
 #include "runtime/line/setting_limits.h"
 #include "runtime/master/communication.h"
 #include "runtime/master/request_ids.h"
+#include "runtime/master/trace_line.h"
 #include "runtime/panel/order_checks.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
@@ -50,7 +53,14 @@ Session::Session(DriverLibrary &driver, const LinkSettings &settings, const Link
 
 Session::~Session()
 {
-    stop();
+    // Who has not stopped the session wants to hear nothing more of it.
+    listener_ = nullptr;
+    trace_ = nullptr;
+    try {
+        stop();
+    } catch (const std::bad_alloc &) {
+        // Nothing is sent any more, and nobody is left to be told.
+    }
 }
 
 int Session::watch(const Variable &variable)
@@ -101,11 +111,11 @@ void Session::start(TraceListener trace)
 
 void Session::stop()
 {
-    if (life_ == Life::Over)
-        return;
-    link_->stop();
-    stoppedAt_ = life_ == Life::Running ? link_->now() : startedAt_;
-    life_ = Life::Over;
+    if (life_ != Life::Over) {
+        link_->stop();
+        stoppedAt_ = life_ == Life::Running ? link_->now() : startedAt_;
+        life_ = Life::Over;
+    }
     takeNews();
     endAll(-1, OrderEnd::Closed, link_->unconfirmed());
 }
@@ -150,17 +160,26 @@ Ticket Session::submit(Order &&order)
                       who + ": " + std::to_string(OrderLedger::kMostOpen) +
                           " orders are waiting already; give it again when some have ended");
     const Ticket ticket = ledger_.open(footprint);
-    if (!portLost_.empty()) {
-        end(ticket, OrderEnd::PortLost);
-        return ticket;
+    try {
+        if (!portLost_.empty()) {
+            end(ticket, OrderEnd::PortLost);
+            return ticket;
+        }
+        if (isLeftAlone(stationState(footprint.station))) {
+            end(ticket, isOffline(footprint.station) ? OrderEnd::Offline : OrderEnd::Dropped);
+            return ticket;
+        }
+        keepDeadline(ticket, order.deadline);
+        waiting_.emplace(ticket, std::move(order));
+    } catch (...) {
+        ledger_.abandon(ticket);
+        throw;
     }
-    if (isLeftAlone(stationState(footprint.station))) {
-        end(ticket, isOffline(footprint.station) ? OrderEnd::Offline : OrderEnd::Dropped);
-        return ticket;
+    try {
+        startWaiting();
+    } catch (const std::bad_alloc &) {
+        // What is in the books goes on with the next news.
     }
-    keepDeadline(ticket, order.deadline);
-    waiting_.emplace(ticket, std::move(order));
-    startWaiting();
     if (result(ticket).end == OrderEnd::NotTaken) {
         forget(ticket);
         throw Failure(FailureKind::Usage, who + " is refused by the driver");
@@ -168,16 +187,37 @@ Ticket Session::submit(Order &&order)
     return ticket;
 }
 
-/// Hands waiting orders to the driver, as many as it may hold. Throws nothing: one that the driver does not
-/// take ends as that, and is nobody's business but its own.
+/// Hands waiting orders to the driver, as many as it may hold. One that the driver does not take ends as
+/// that, and is nobody's business but its own.
 void Session::startWaiting()
 {
+    if (cutShort_ != 0)
+        endCutShort();
     while (const std::optional<Ticket> ticket = ledger_.nextToStart()) {
-        const auto found = waiting_.find(*ticket);
-        const Order order = std::move(found->second);
-        waiting_.erase(found);
-        handOver(*ticket, order);
+        const auto order = waiting_.extract(*ticket);
+        cutShort_ = *ticket;
+        handOver(*ticket, order.mapped());
+        cutShort_ = 0;
     }
+}
+
+/// The driver has refused a piece of the order, or memory ran out before it was asked. It may have other
+/// pieces of it, and sends no more of them.
+void Session::endCutShort()
+{
+    withdraw({cutShort_});
+    OrderResult result;
+    result.end = link_->unconfirmed().count(cutShort_) > 0 ? OrderEnd::Unconfirmed : OrderEnd::NotTaken;
+    ledger_.closeAndWithdraw(cutShort_, result);
+    cutShort_ = 0;
+}
+
+/// Where memory runs out in here, it is done with the next news.
+void Session::withdraw(const std::vector<Ticket> &tickets)
+{
+    toWithdraw_.insert(toWithdraw_.end(), tickets.begin(), tickets.end());
+    link_->withdraw(toWithdraw_);
+    toWithdraw_.clear();
 }
 
 void Session::handOver(Ticket ticket, const Order &order)
@@ -187,18 +227,20 @@ void Session::handOver(Ticket ticket, const Order &order)
         link_->setDeadline(ticket, order.deadline);
     // Must precede the hand-over: the end of the order may come from the other thread at once.
     link_->setOpenOrders(ledger_.startedCount());
-    bool isAccepted = false;
+    Taken taken = Taken::Nothing;
     // A split order counts as done when its last queued piece ends, so all pieces are queued together.
-    const bool isTaken = link_->betweenRequests([this, ticket, &order, &isAccepted] {
-        isAccepted = order.isWrite ? handWrite(ticket, order) : handRead(ticket, order);
+    const bool isTaken = link_->betweenRequests([this, ticket, &order, &taken] {
+        taken = order.isWrite ? handWrite(ticket, order) : handRead(ticket, order);
     });
     if (!isTaken)
         end(ticket, OrderEnd::PortLost);
-    else if (!isAccepted)
+    else if (taken == Taken::Nothing)
         end(ticket, OrderEnd::NotTaken);
+    else if (taken == Taken::Part)
+        endCutShort();
 }
 
-bool Session::handRead(Ticket ticket, const Order &order)
+Session::Taken Session::handRead(Ticket ticket, const Order &order)
 {
     const Variable &variable = order.variable;
     RW_VAR read;
@@ -211,21 +253,21 @@ bool Session::handRead(Ticket ticket, const Order &order)
     read.station = stationOf(variable);
     read.count = variable.elements();
     const int pieces = readPieces(variable, settings_);
-    if (pieces == 1 || variable.valueElements() == 1) {
-        return driver_.addListOnceReadVar(&read, kModeParsed) != 0;
-    }
+    if (pieces == 1 || variable.valueElements() == 1)
+        return driver_.addListOnceReadVar(&read, kModeParsed) != 0 ? Taken::All : Taken::Nothing;
     // The driver would cut values that lie across the end of a request.
     const int size = readPieceSize(variable, settings_);
     read.regType = variable.area->baseType;
     for (int done = 0; done < variable.baseCount(); done += size) {
         read.address = variable.baseFirst() + done;
         read.count = std::min(size, variable.baseCount() - done);
-        driver_.addListOnceReadVar(&read, kModeAsIs);
+        if (driver_.addListOnceReadVar(&read, kModeAsIs) == 0)
+            return done == 0 ? Taken::Nothing : Taken::Part;
     }
-    return true;
+    return Taken::All;
 }
 
-bool Session::handWrite(Ticket ticket, const Order &order)
+Session::Taken Session::handWrite(Ticket ticket, const Order &order)
 {
     const Variable &variable = order.variable;
     const auto write = [&](const Values &values, const QString &address, int elements) {
@@ -235,19 +277,17 @@ bool Session::handWrite(Ticket ticket, const Order &order)
     };
     const bool isBlock = variable.area->regType == kHoldingRegister && variable.valueElements() > 1;
     const int size = writeBlockSize(variable, settings_);
-    if (!isBlock || size >= variable.elements() || size < variable.valueElements()) {
-        return write(order.values, variable.address, variable.elements());
-    }
-    bool isTaken = true;
+    if (!isBlock || size >= variable.elements() || size < variable.valueElements())
+        return write(order.values, variable.address, variable.elements()) ? Taken::All : Taken::Nothing;
     // The driver would cut values that lie across the end of a request.
     for (int done = 0; done < variable.elements(); done += size) {
         const int count = std::min(size, variable.elements() - done);
         const auto first = order.values.begin() + done;
-        isTaken = write(Values(first, first + count),
-                        fromUtf8(variable.addressOf(done / variable.valueElements())), count) &&
-                  isTaken;
+        if (!write(Values(first, first + count),
+                   fromUtf8(variable.addressOf(done / variable.valueElements())), count))
+            return done == 0 ? Taken::Nothing : Taken::Part;
     }
-    return isTaken;
+    return Taken::All;
 }
 
 /// Ends an order of which the driver holds nothing.
@@ -270,8 +310,8 @@ std::vector<Ticket> Session::endAll(int station, OrderEnd end, const std::set<Ti
 /// Digests all news in their order. Inside a listener they wait until it returns.
 void Session::takeNews()
 {
-    for (News &news : link_->take())
-        news_.push_back(std::move(news));
+    news_.emplace_back();
+    news_.back() = link_->take();
     if (isDigesting_)
         return;
     struct Digesting
@@ -281,14 +321,20 @@ void Session::takeNews()
         bool *flag_;
     };
     const Digesting digesting(&isDigesting_);
-    while (!news_.empty()) {
-        const News news = std::move(news_.front());
-        news_.pop_front();
-        digest(news);
-        if (!news.trace.empty() && trace_)
-            trace_(news.trace);
-        if (listener_)
-            listener_(news);
+    if (!toWithdraw_.empty())
+        withdraw({});
+    for (; !news_.empty(); news_.pop_front(), digested_ = 0) {
+        while (digested_ < news_.front().size()) {
+            // Not over before it is digested: where memory runs out, it is digested again.
+            digest(news_.front()[digested_]);
+            const News news = std::move(news_.front()[digested_++]);
+            if (trace_ && news.frame)
+                trace_(traceLine(*news.frame));
+            if (trace_ && !news.gap.empty())
+                trace_(news.gap);
+            if (listener_)
+                listener_(news);
+        }
     }
 }
 
@@ -327,15 +373,25 @@ void Session::keepDeadline(Ticket ticket, Time deadline)
 /// Ends the orders whose deadline has come.
 void Session::expire()
 {
-    std::vector<Ticket> due;
-    while (nextDeadline() <= link_->now()) {
-        const Ticket ticket = deadlines_.begin()->second;
-        deadlines_.erase(deadlines_.begin());
-        if (ledger_.isOpen(ticket))
-            due.push_back(ticket);
+    std::multimap<Time, Ticket> expired;
+    while (nextDeadline() <= link_->now())
+        expired.insert(expired.end(), deadlines_.extract(deadlines_.begin()));
+    try {
+        std::vector<Ticket> due;
+        for (const auto &[deadline, ticket] : expired) {
+            if (ledger_.isOpen(ticket))
+                due.push_back(ticket);
+        }
+        if (!due.empty())
+            endExpired(due);
+    } catch (...) {
+        deadlines_.merge(expired);
+        throw;
     }
-    if (due.empty())
-        return;
+}
+
+void Session::endExpired(const std::vector<Ticket> &due)
+{
     std::set<Ticket> sent = link_->unconfirmed();
     link_->withdraw(due);
     sent.merge(link_->unconfirmed());
@@ -355,8 +411,11 @@ void Session::digest(const News &news)
         noteRegisters(*news.transaction);
     if (news.transaction && news.transaction->request.hostId == kCyclicHostId)
         noteCyclic(*news.transaction);
-    for (const OrderNews &order : news.orders)
-        ledger_.close(order.ticket, order.result);
+    for (const OrderNews &order : news.orders) {
+        // One that was withdrawn where the memory ran out, so that the link does not know of it.
+        if (!ledger_.close(order.ticket, order.result))
+            ledger_.release({order.ticket});
+    }
     ledger_.release(news.released);
     if (news.station)
         noteStation(*news.station);
@@ -371,7 +430,10 @@ void Session::notePort(const PortNews &news)
         return;
     for (CyclicRead &read : cyclicReads_)
         read.state.interrupt();
-    link_->takeLoss(endAll(-1, OrderEnd::PortLost, news.sent));
+    const std::vector<Ticket> withDriver = endAll(-1, OrderEnd::PortLost, news.sent);
+    toWithdraw_.insert(toWithdraw_.end(), withDriver.begin(), withDriver.end());
+    link_->takeLoss(toWithdraw_);
+    toWithdraw_.clear();
 }
 
 void Session::noteRegisters(const TransactionReport &report)
@@ -394,7 +456,7 @@ void Session::noteStation(const StationNews &news)
 {
     noteState(news.station, news.offline ? StationState::Offline : StationState::On);
     if (news.offline)
-        link_->withdraw(endAll(news.station, OrderEnd::Offline, link_->unconfirmed()));
+        withdraw(endAll(news.station, OrderEnd::Offline, link_->unconfirmed()));
 }
 
 void Session::noteState(int station, StationState state)
@@ -438,7 +500,7 @@ void Session::setStationEnabled(int station, bool enabled)
     // here.
     takeNews();
     // Where the station was offline, the news that would have ended its orders may have been taken back.
-    link_->withdraw(endAll(station, enabled ? OrderEnd::Offline : OrderEnd::Dropped, sent));
+    withdraw(endAll(station, enabled ? OrderEnd::Offline : OrderEnd::Dropped, sent));
 }
 
 Values Session::values(const Variable &variable) const

@@ -3,8 +3,8 @@
 #ifndef PLC_PANEL_SESSION_H
 #define PLC_PANEL_SESSION_H
 
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <optional>
 #include <set>
@@ -55,7 +55,8 @@ public:
 
     /// @p listener gets all news, in their order, inside the calls that digest news, each when the session
     /// has digested it. What it throws leaves that call, and the news behind come with the next. It may pump:
-    /// then nothing is digested until it returns.
+    /// then nothing is digested until it returns. Where memory runs out in a call that digests, the news that
+    /// are not digested come with the next, too.
     void setListener(std::function<void(const News &)> listener) { listener_ = std::move(listener); }
 
     /// Tells which stations have reads with a priority level; see levelStations().
@@ -118,7 +119,9 @@ public:
     /// As OrderLedger::endedSince(); @p count becomes the number of all.
     std::vector<Ticket> endedSince(std::uint64_t *count) const
     {
-        return ledger_.endedSince(std::exchange(*count, ledger_.endedCount()));
+        std::vector<Ticket> ended = ledger_.endedSince(*count);
+        *count = ledger_.endedCount();
+        return ended;
     }
 
     /// True while nothing of an order that is open can have been sent: it waits for its turn.
@@ -170,6 +173,13 @@ private:
         Running,
         Over
     };
+    /// What the driver has taken of an order.
+    enum class Taken
+    {
+        Nothing,
+        Part,
+        All
+    };
     struct CyclicRead
     {
         int variable = 0;
@@ -193,12 +203,15 @@ private:
     Ticket submit(Order &&order);
     Footprint footprintOf(const Variable &variable, bool isWrite) const;
     void startWaiting();
+    void endCutShort();
+    void withdraw(const std::vector<Ticket> &tickets);
     void handOver(Ticket ticket, const Order &order);
     void end(Ticket ticket, OrderEnd end);
-    bool handRead(Ticket ticket, const Order &order);
-    bool handWrite(Ticket ticket, const Order &order);
+    Taken handRead(Ticket ticket, const Order &order);
+    Taken handWrite(Ticket ticket, const Order &order);
     void keepDeadline(Ticket ticket, Time deadline);
     void expire();
+    void endExpired(const std::vector<Ticket> &due);
     std::vector<Ticket> endAll(int station, OrderEnd end, const std::set<Ticket> &sent);
     void noteRegisters(const TransactionReport &report);
 
@@ -209,6 +222,8 @@ private:
     std::unique_ptr<Link> link_;
     OrderLedger ledger_;
     std::map<Ticket, Order> waiting_; ///< not handed to the driver yet
+    Ticket cutShort_ = 0;             ///< its hand-over is under way, or memory ran out in it; 0 for none
+    std::vector<Ticket> toWithdraw_;  ///< ended, and the link does not know
     std::vector<Variable> watched_;
     std::vector<CyclicRead> cyclicReads_;
     /// What the news have told of stations. The link is not asked, since its own state is ahead of the news.
@@ -218,7 +233,8 @@ private:
     std::function<void(const News &)> listener_;
     TraceListener trace_;
     std::function<bool()> isCancelled_ = [] { return false; };
-    std::deque<News> news_; ///< taken and not digested yet
+    std::list<std::vector<News>> news_; ///< taken, and some of the first ones digested
+    std::size_t digested_ = 0;          ///< of the first ones
     bool isDigesting_ = false;
     std::multimap<Time, Ticket> deadlines_; ///< of orders that may have ended
     std::string portLost_;

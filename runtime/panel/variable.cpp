@@ -89,7 +89,7 @@ int zeroBased(int typed, bool oneBased)
 void readAddress(Variable *variable, const Piece &piece, bool oneBased)
 {
     const int last = oneBased ? kAreaSize : kAreaSize - 1;
-    variable->address = QString::fromStdString(piece.text);
+    variable->address = fromUtf8(piece.text);
     if (!variable->area->insideRegister) {
         variable->first = zeroBased(number(variable->text, piece, "the address", 0, last), oneBased);
         return;

@@ -1,6 +1,6 @@
 #include "runtime/testing/bytes.h"
 
-#include "runtime/line/rtu_layout.h"
+#include "runtime/line/number_text.h"
 
 namespace plc::simulation {
 
@@ -41,15 +41,7 @@ bool endsWithCrc(const Bytes &frame, bool highFirst)
 
 std::string hexOf(const Bytes &bytes)
 {
-    static const char *const kDigits = "0123456789ABCDEF";
-    std::string text;
-    for (const std::uint8_t byte : bytes) {
-        if (!text.empty())
-            text += ' ';
-        text += kDigits[byte >> 4];
-        text += kDigits[byte & 0x0Fu];
-    }
-    return text;
+    return runtime::hexText(charsOf(bytes), bytes.size());
 }
 
 } // namespace plc::simulation

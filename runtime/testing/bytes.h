@@ -8,19 +8,21 @@
 #include <string>
 #include <vector>
 
+#include "runtime/line/rtu_layout.h"
+
 namespace plc::simulation {
 
 using Bytes = std::vector<std::uint8_t>;
 
-// Function codes (MODBUS Application Protocol V1.1b3, chapter 6).
-constexpr std::uint8_t kReadCoils = 1;
-constexpr std::uint8_t kReadDiscreteInputs = 2;
-constexpr std::uint8_t kReadHoldingRegisters = 3;
-constexpr std::uint8_t kReadInputRegisters = 4;
-constexpr std::uint8_t kWriteSingleCoil = 5;
-constexpr std::uint8_t kWriteSingleRegister = 6;
-constexpr std::uint8_t kWriteMultipleCoils = 15;
-constexpr std::uint8_t kWriteMultipleRegisters = 16;
+// What the requests on such a line are made of.
+using runtime::kReadCoils;
+using runtime::kReadDiscreteInputs;
+using runtime::kReadHoldingRegisters;
+using runtime::kReadInputRegisters;
+using runtime::kWriteMultipleCoils;
+using runtime::kWriteMultipleRegisters;
+using runtime::kWriteSingleCoil;
+using runtime::kWriteSingleRegister;
 
 /// 16 bits from two bytes, high byte first, as addresses, quantities and registers travel.
 std::uint16_t wordAt(const Bytes &bytes, std::size_t at);
@@ -33,7 +35,7 @@ void appendCrc(Bytes *frame, bool highFirst);
 /// Whether the last two bytes are the CRC of those before them; false for fewer than three bytes.
 bool endsWithCrc(const Bytes &frame, bool highFirst);
 
-/// "11 03 00 64": two capital hex digits a byte, a space between bytes.
+/// As runtime::hexText().
 std::string hexOf(const Bytes &bytes);
 
 } // namespace plc::simulation

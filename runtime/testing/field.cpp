@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "runtime/line/exception_codes.h"
 #include "runtime/line/rtu_layout.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::simulation {
 
@@ -301,18 +303,16 @@ Bytes Field::execute(Time now, const Request &request)
 /// What the station says instead of answering, for the time being.
 std::optional<Bytes> Field::refusalOf(Time now, const Request &request)
 {
-    constexpr std::uint8_t kAcknowledge = 5;
-    constexpr std::uint8_t kBusy = 6;
     const Device &device = devices_.at(request.station);
     // An exception names no place: one to the second master could not be told from one to this one.
     if (request.tag < 0)
         return std::nullopt;
     if (now < device.busyUntil)
-        return stations_.refuse(request.frame, kBusy);
+        return stations_.refuse(request.frame, runtime::kExceptionBusy);
     if (now >= device.acknowledgesUntil || isReadFunction(request.frame[1]))
         return std::nullopt;
     execute(now, request);
-    return stations_.refuse(request.frame, kAcknowledge);
+    return stations_.refuse(request.frame, runtime::kExceptionAcknowledge);
 }
 
 void Field::answer(Time now, const Request &request)
@@ -387,7 +387,7 @@ void Field::answerWith(Time now, const Request &request, Fault fault)
     case Fault::ForeignReply: {
         Message foreign = messageOf(execute(now, request));
         const Message own = foreign;
-        foreign.bytes[0] = static_cast<std::uint8_t>(request.station % 247 + 1);
+        foreign.bytes[0] = static_cast<std::uint8_t>(request.station % runtime::kStationLimits.most + 1);
         for (std::size_t i = 3; i + kCrcLen < foreign.bytes.size(); ++i)
             foreign.bytes[i] = random_.byte();
         foreign.bytes.resize(foreign.bytes.size() - kCrcLen);
@@ -574,8 +574,9 @@ void Field::secondMasterSends(Time now)
     }
     count(now, Fault::SecondMaster, 0);
     Bytes frame;
-    frame.push_back(static_cast<std::uint8_t>(random_.oneIn(4) ? random_.between(1, 247)
-                                                               : random_.pick(plan_.stations).number));
+    frame.push_back(static_cast<std::uint8_t>(
+        random_.oneIn(4) ? random_.between(runtime::kStationLimits.least, runtime::kStationLimits.most)
+                         : random_.pick(plan_.stations).number));
     if (random_.oneIn(3)) {
         frame.push_back(kWriteSingleRegister);
         appendWord(&frame,

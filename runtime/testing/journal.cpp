@@ -1,6 +1,8 @@
 #include "runtime/testing/journal.h"
 
-#include <cstdio>
+#include <algorithm>
+
+#include "runtime/line/number_text.h"
 
 namespace plc::simulation {
 
@@ -69,11 +71,9 @@ std::string Journal::text() const
         const Entry &entry = entries_[(next_ + i) % entries_.size()];
         if (!entry.who)
             continue;
-        char head[64];
-        const std::string number = entry.number > 0 ? " " + std::to_string(entry.number) : "";
-        std::snprintf(head, sizeof head, "%16.6f  %-13s ", runtime::seconds(entry.at),
-                      (entry.who + number).c_str());
-        all += head + textOf(entry) + "\n";
+        std::string who = entry.who + (entry.number > 0 ? " " + std::to_string(entry.number) : "");
+        who.resize(std::max<std::size_t>(who.size(), 13), ' ');
+        all += runtime::secondsText(entry.at, 16) + "  " + who + " " + textOf(entry) + "\n";
     }
     return all;
 }

@@ -2,21 +2,16 @@
 
 #include <algorithm>
 
+#include "runtime/line/exception_codes.h"
 #include "runtime/line/rtu_layout.h"
 
 namespace plc::simulation {
 
 namespace {
 
-// Exception codes (MODBUS Application Protocol V1.1b3, chapter 7).
-constexpr int kDone = 0;
-constexpr int kIllegalFunction = 1;
-constexpr int kIllegalAddress = 2;
-constexpr int kIllegalValue = 3;
+constexpr int kDone = 0; ///< beside the exception codes
 
-constexpr int kPlaces = 65536;
-constexpr std::uint16_t kCoilOn = 0xFF00;
-constexpr std::size_t kHead = 6;        ///< station, function, address, quantity or value
+constexpr std::size_t kHead = runtime::kRequestHead;
 constexpr std::size_t kCountedHead = 7; ///< the same and a byte count
 
 bool isBitTable(Table table)
@@ -46,17 +41,17 @@ int mostPlaces(std::uint8_t function)
     switch (function) {
     case kReadCoils:
     case kReadDiscreteInputs:
-        return 2000;
+        return runtime::kMostReadBits;
     case kReadHoldingRegisters:
     case kReadInputRegisters:
-        return 125;
+        return runtime::kMostReadRegisters;
     case kWriteSingleCoil:
     case kWriteSingleRegister:
         return 1;
     case kWriteMultipleCoils:
-        return 1968;
+        return runtime::kMostWriteBits;
     case kWriteMultipleRegisters:
-        return 123;
+        return runtime::kMostWriteRegisters;
     default:
         return 0;
     }
@@ -83,7 +78,7 @@ std::uint16_t broughtBy(const Bytes &frame, int index)
     const auto at = static_cast<std::size_t>(index);
     switch (frame[1]) {
     case kWriteSingleCoil:
-        return wordAt(frame, 4) == kCoilOn;
+        return wordAt(frame, 4) == runtime::kCoilOn;
     case kWriteSingleRegister:
         return wordAt(frame, 4);
     case kWriteMultipleCoils:
@@ -97,7 +92,7 @@ bool hasGoodContent(const Bytes &frame, int count)
 {
     const std::uint8_t function = frame[1];
     const std::size_t length = frame.size() - runtime::kCrcLen;
-    if (function == kWriteSingleCoil && wordAt(frame, 4) != kCoilOn && wordAt(frame, 4) != 0)
+    if (function == kWriteSingleCoil && wordAt(frame, 4) != runtime::kCoilOn && wordAt(frame, 4) != 0)
         return false;
     if (!isCounted(function))
         return length == kHead;
@@ -151,16 +146,16 @@ int PlainStations::perform(Device *device, const Bytes &frame, Bytes *reply)
     const std::uint8_t function = frame[1];
     const int most = mostPlaces(function);
     if (most == 0)
-        return kIllegalFunction;
+        return runtime::kExceptionFunction;
     if (frame.size() < kHead + runtime::kCrcLen)
-        return kIllegalValue;
+        return runtime::kExceptionValue;
     const Table table = tableOf(function);
     const int first = wordAt(frame, 2);
     const int count = isSingle(function) ? 1 : wordAt(frame, 4);
     if (count < 1 || count > most || !hasGoodContent(frame, count))
-        return kIllegalValue;
-    if (first + count > kPlaces)
-        return kIllegalAddress;
+        return runtime::kExceptionValue;
+    if (first + count > runtime::kAddresses)
+        return runtime::kExceptionAddress;
     const int refusal = refusalAt(*device, table, first, count);
     if (refusal != kDone)
         return refusal;

@@ -5,6 +5,8 @@
 
 #include "core/options.h"
 #include "runtime/api/line_access.h"
+#include "runtime/line/rtu_layout.h"
+#include "runtime/line/setting_limits.h"
 #include "runtime/testing/field.h"
 #include "runtime/testing/plain_stations.h"
 #include "runtime/testing/virtual_link.h"
@@ -26,8 +28,6 @@ using plc::simulation::VirtualLink;
 using plc::simulation::Wire;
 using std::chrono::milliseconds;
 
-constexpr int kLastStation = 247;
-constexpr int kPlaces = 65536;
 constexpr int kMostValue = 65535;
 constexpr int kMostExceptionCode = 255;
 constexpr int kMostNoise = 10000;
@@ -86,7 +86,7 @@ plc::simulation::Table innerTable(Table table)
 
 bool isPlace(int address)
 {
-    return address >= 0 && address < kPlaces;
+    return address >= 0 && address < plc::runtime::kAddresses;
 }
 
 FieldPlan fieldPlan(const LineSettings &settings)
@@ -185,7 +185,8 @@ Line &SimulatedLine::line()
 
 void SimulatedLine::addStation(int station)
 {
-    if (station < 1 || station > kLastStation || d->has(station))
+    const plc::runtime::Limits &numbers = plc::runtime::kStationLimits;
+    if (station < numbers.least || station > numbers.most || d->has(station))
         return;
     d->stations.add(station);
     StationPlan plan;

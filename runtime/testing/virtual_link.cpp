@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "runtime/master/trace_line.h"
+
 namespace plc::simulation {
 
 namespace {
@@ -39,9 +41,9 @@ void VirtualLink::setTrace(bool trace)
 
 void VirtualLink::put(runtime::News &&news)
 {
-    if (!news.trace.empty()) {
+    if (news.frame) {
         if (line_.trace)
-            noteTrace(news.trace);
+            noteFrame(*news.frame);
         if (hasTraceReader_)
             news_.push_back(std::move(news));
         return;
@@ -50,14 +52,13 @@ void VirtualLink::put(runtime::News &&news)
     news_.push_back(std::move(news));
 }
 
-/// Puts a line of the host's trace into the journal, which has a time of its own.
-void VirtualLink::noteTrace(const std::string &trace)
+/// Puts what the host traces into the journal, which has a time of its own.
+void VirtualLink::noteFrame(const runtime::FrameNews &frame)
 {
-    const std::size_t mark = std::min(trace.find_first_of("<-"), trace.size());
     // Byte by byte the host hears what the journal has anyhow; only a converter makes another story of it.
-    const bool isHeard = trace.compare(mark, 2, "<-") == 0;
+    const bool isHeard = frame.kind == runtime::FrameNews::Kind::Received;
     if (!isHeard || line_.burst > Time::zero())
-        line_.journal.note(line_.now, "host", 0, Bytes(), trace.c_str() + mark);
+        line_.journal.note(line_.now, "host", 0, Bytes(), runtime::frameText(frame).c_str());
 }
 
 void VirtualLink::setOpenOrders(int count)

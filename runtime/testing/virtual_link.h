@@ -75,7 +75,7 @@ private:
     void noteEcho(const WireByte &byte);
     void advance();
     void transmit(const QByteArray &frame);
-    void noteTrace(const std::string &trace);
+    void noteFrame(const runtime::FrameNews &frame);
 
     Line line_;
     bool hasTraceReader_ = false; ///< the session wants the trace, whatever the journal wants

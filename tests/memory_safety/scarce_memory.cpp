@@ -161,6 +161,16 @@ ScarceMemory::Now::~Now()
     scarce = false;
 }
 
+ScarceMemory::Plenty::Plenty() : wasScarce_(scarce)
+{
+    scarce = false;
+}
+
+ScarceMemory::Plenty::~Plenty()
+{
+    scarce = wasScarce_;
+}
+
 int heldBlocks()
 {
     return held;

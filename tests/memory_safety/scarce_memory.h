@@ -34,6 +34,19 @@ public:
     /// Whether an allocation has failed.
     static bool ranOut();
 
+    /// Inside scarce memory: there is enough for what follows, and it is not counted.
+    class Plenty
+    {
+    public:
+        Plenty();
+        ~Plenty();
+        Plenty(const Plenty &) = delete;
+        Plenty &operator=(const Plenty &) = delete;
+
+    private:
+        bool wasScarce_;
+    };
+
 private:
     struct Now
     {

@@ -26,6 +26,13 @@
 /// **Errors** are returned, never thrown. No exception leaves a function of this library, and an exception
 /// that leaves a handler ends there: it is told as a log line, and all events behind it still come.
 ///
+/// **Memory.** Where it runs out, a function returns ErrorKind::Full, or what it returns for nothing: 0, an
+/// empty list, a structure as it is made. The line goes on, and every order still ends once and is told once.
+/// Events that are lost so are followed by a log line, and by an EventValue of each variable. On the thread
+/// of the line it costs the port, which is told as lost and opened again. A Line that there was no memory to
+/// make answers like that for ever. What is inline in this header is the program's own code: Listener and the
+/// overloads for one value may throw.
+///
 /// **Lifetimes.** Every structure here is plain data that belongs to whoever holds it. What an Event points
 /// to lives until the handler returns. Ids are never used twice by the same Line.
 ///
@@ -71,7 +78,7 @@ enum class ErrorKind
     None,       ///< all is well
     Usage,      ///< what was asked for cannot be; the text says what can
     NotOpen,    ///< the call needs an open line
-    Full,       ///< too much is under way; the same call succeeds later
+    Full,       ///< too much is under way, or memory has run out; the same call succeeds later
     Driver,     ///< the driver's file cannot be loaded, or not once more
     Port,       ///< the port cannot be opened
     PortAbsent, ///< nothing is plugged in behind the name of the port
@@ -639,6 +646,7 @@ public:
     /// and the driver are free. Values, results and statistics stay readable. From outside of a handler it
     /// returns when all events have been delivered and no handler runs; from inside, these come afterwards.
     /// Does nothing to a line that is not open. Waits for the thread of the line, about 150 ms at most.
+    /// Where memory runs out, orders end and are told with the next call of close() or open().
     void close();
 
     bool isOpen() const;

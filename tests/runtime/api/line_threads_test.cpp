@@ -11,7 +11,10 @@
 #include <thread>
 
 #include "plcruntime/plcruntime.h"
+#include "runtime/api/line_access.h"
+#include "runtime/api/line_port.h"
 #include "runtime/line/reply_search.h"
+#include "runtime/master/communication.h"
 
 namespace {
 
@@ -287,6 +290,59 @@ TEST(LineThreads, LetAHandlerCloseOpenAndWaitOnTheThreadOfTheLibrary)
     }
     line.close();
     EXPECT_FALSE(line.isOpen());
+}
+
+/// The thread that takes its news finds the memory used up a few times.
+class LinkWithoutMemory : public plc::runtime::Communication
+{
+public:
+    using Communication::Communication;
+    std::vector<plc::runtime::News> take() override
+    {
+        if (left_-- > 0)
+            throw std::bad_alloc();
+        return Communication::take();
+    }
+
+private:
+    std::atomic<int> left_{3};
+};
+
+struct EndAndWarning
+{
+    static void take(void *context, const Event &event)
+    {
+        auto &self = *static_cast<EndAndWarning *>(context);
+        if (event.order)
+            self.end.set_value(event.order->end);
+        if (event.log && !std::exchange(self.isWarned, true))
+            self.warning.set_value(event.log->text.toStdString());
+    }
+    std::promise<OrderEnd> end;
+    std::promise<std::string> warning;
+    bool isWarned = false;
+};
+
+TEST(LineThreads, GoOnWhereMemoryRunsOutOnTheThreadOfTheLibrary)
+{
+    Device device;
+    const LineSettings settings = settingsFor(Delivery::OwnThread);
+    LineGround ground;
+    ground.makeLink = [&](plc::runtime::DriverLibrary &driver, COM_INFO &info,
+                          const plc::runtime::LinkSettings &link) {
+        return std::make_unique<LinkWithoutMemory>(
+            driver, info, link,
+            plc::api::portSurroundings(settings, &Device::open, &device,
+                                       std::make_shared<plc::api::PortNotes>(), [] { return false; }));
+    };
+    const std::unique_ptr<Line> line(LineAccess::make(settings, ground));
+    EndAndWarning told;
+    line->setEventHandler(&EndAndWarning::take, &told, EventOrder | EventLog);
+    const VariableId id = line->addVariable("4x:1@1");
+    ASSERT_FALSE(line->open());
+    line->write(id, Value(1));
+    EXPECT_EQ(OrderEnd::Good, told.end.get_future().get());
+    EXPECT_EQ("the memory was used up; events may be missing", told.warning.get_future().get());
 }
 
 TEST(LineThreads, GetFuturesFromTheThreadOfTheLibrary)

@@ -7,6 +7,7 @@
 
 #include <condition_variable>
 #include <mutex>
+#include <new>
 
 namespace {
 
@@ -71,6 +72,14 @@ public:
         changed_.notify_all();
     }
 
+    /// The thread that listens finds the memory used up, once.
+    void useUpMemory()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        isMemoryUsedUp_ = true;
+        changed_.notify_all();
+    }
+
     /// Waits for so many tries from the beginning.
     /// @return whether there were.
     bool awaitTries(std::size_t count)
@@ -101,7 +110,9 @@ private:
         {
             std::unique_lock<std::mutex> lock(device_.mutex_);
             device_.changed_.wait_for(lock, std::max(until - steadyNow(), Time::zero()),
-                                      [this] { return !device_.isPlugged_; });
+                                      [this] { return !device_.isPlugged_ || device_.isMemoryUsedUp_; });
+            if (std::exchange(device_.isMemoryUsedUp_, false))
+                throw std::bad_alloc();
             lock.unlock();
             check("listening");
             return QByteArray();
@@ -122,6 +133,7 @@ private:
     std::mutex mutex_;
     std::condition_variable changed_;
     bool isPlugged_ = true;
+    bool isMemoryUsedUp_ = false;
     bool hangs_ = false; ///< while somebody opens it
     std::string refusal_;
     std::vector<std::string> wanted_;
@@ -185,6 +197,18 @@ TEST_F(CommunicationWithAPlug, LooksForALostPortUntilItIsBackAndTellsBothOnce)
     ASSERT_TRUE(device->awaitTries(4));
     device->set(true);
     EXPECT_EQ(PortNews::Change::Back, nextChange().change) << "the tries in vain are not told";
+    communication().stop();
+    EXPECT_EQ(2, device->opened());
+}
+
+TEST_F(CommunicationWithAPlug, BeginsAnewWithThePortWhereTheMemoryIsUsedUp)
+{
+    communication().start({}, false);
+    device->useUpMemory();
+    const PortNews lost = nextChange();
+    EXPECT_EQ(PortNews::Change::Lost, lost.change);
+    EXPECT_EQ("the memory is used up", lost.reason);
+    EXPECT_EQ(PortNews::Change::Back, nextChange().change);
     communication().stop();
     EXPECT_EQ(2, device->opened());
 }

@@ -91,7 +91,7 @@ TEST(NewsBox, WakesNobodyForReportsAlone)
     NewsBox box;
     box.put(reportNews(1));
     News trace;
-    trace.trace = "-> 01 03";
+    trace.frame.emplace();
     box.put(std::move(trace));
     const Time until = steadyNow() + std::chrono::milliseconds(20);
     EXPECT_EQ(2u, waitAndTake(box, until).size());
@@ -114,12 +114,12 @@ TEST(NewsBox, DropsReportsAndTraceWhileNobodyTakesThem)
     for (std::size_t i = 0; i < NewsBox::kMostWaiting + 50; ++i)
         box.put(reportNews(static_cast<int>(i)));
     News trace;
-    trace.trace = "-> 01 03";
+    trace.frame.emplace();
     box.put(std::move(trace));
     const std::vector<News> taken = box.take();
     ASSERT_EQ(NewsBox::kMostWaiting + 1, taken.size());
     EXPECT_EQ(0, taken.front().transaction->request.address);
-    EXPECT_THAT(taken.back().trace, HasSubstr("51 events are not shown"));
+    EXPECT_THAT(taken.back().gap, HasSubstr("51 events are not shown"));
     box.put(reportNews(7));
     EXPECT_EQ(1u, box.take().size()) << "the gap is told once";
 }
