@@ -1,5 +1,6 @@
 #include "host/commands/panel_line.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "host/option_words.h"
 #include "runtime/api/line_access.h"
 #include "runtime/line/failure.h"
+#include "runtime/master/order_ledger.h"
 #include "runtime/master/trace_line.h"
 #include "runtime/panel/utf8.h"
 
@@ -77,15 +79,13 @@ plcruntime::StationSettings publicStation(int number, const StationSettings &giv
 }
 
 /// The place alone: what it is called is told besides.
-std::string placeOf(const Variable &variable)
+std::string placeOf(const Variable &variable, int usualStation)
 {
     std::string place = std::string(variable.area->name) + ":" + toUtf8(variable.address) + ":" +
                         std::to_string(variable.count);
     if (variable.format)
         place += "/" + nameOf(*variable.format);
-    if (variable.station)
-        place += "@" + std::to_string(*variable.station);
-    return place;
+    return place + "@" + std::to_string(variable.station.value_or(usualStation));
 }
 
 } // namespace
@@ -106,7 +106,8 @@ plcruntime::LineSettings publicSettings(const LinkSettings &link)
     }
     settings.timeoutMs = inMs(link.timeout);
     settings.retries = link.retries;
-    settings.station = link.station;
+    // A line of the library has variables of single stations; a broadcast names station 0 itself.
+    settings.station = std::max(link.station, 1);
     settings.turnaroundMs = inMs(link.turnaround);
     if (link.lateGuard)
         settings.lateGuardMs = inMs(*link.lateGuard);
@@ -160,7 +161,8 @@ Values valuesOf(const Variable &variable, const QByteArray &raw)
     return values;
 }
 
-PanelLine::PanelLine(const LinkSettings &link, LineManner manner) : manner_(std::move(manner))
+PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
+    : manner_(std::move(manner)), usualStation_(link.station)
 {
     plcruntime::LineSettings settings = publicSettings(link);
     settings.realTime = manner_.realtime;
@@ -175,10 +177,16 @@ PanelLine::PanelLine(const LinkSettings &link, LineManner manner) : manner_(std:
                            plcruntime::EventStation | plcruntime::EventPort | plcruntime::EventLog | frames);
 }
 
+/// What the end of the line would still tell, nobody is there to hear.
+PanelLine::~PanelLine()
+{
+    line_->setEventHandler(nullptr, nullptr);
+}
+
 VariableId PanelLine::add(const Variable &variable)
 {
     plcruntime::VariableSettings settings;
-    settings.place = fromUtf8(placeOf(variable));
+    settings.place = fromUtf8(placeOf(variable, usualStation_));
     settings.name = fromUtf8(variable.text);
     plcruntime::Error error;
     const VariableId id = line_->addVariable(settings, &error);
@@ -191,12 +199,17 @@ VariableId PanelLine::add(const Variable &variable)
 void PanelLine::show(const std::vector<VariableId> &variables)
 {
     QList<VariableId> screen;
-    for (const VariableId id : variables) {
-        checkRead(id);
+    for (const VariableId id : variables)
         screen.append(id);
-    }
     if (const plcruntime::Error error = line_->showScreen(screen))
         fail(error);
+}
+
+void PanelLine::checkNumber(std::size_t orders)
+{
+    if (orders > OrderLedger::kMostOpen)
+        throw Failure(FailureKind::Usage, std::to_string(orders) + " values are asked for at once; at most " +
+                                              std::to_string(OrderLedger::kMostOpen) + " are possible");
 }
 
 void PanelLine::checkRead(VariableId id) const
@@ -213,8 +226,11 @@ void PanelLine::checkWrite(VariableId id, const Values &values) const
 
 void PanelLine::open()
 {
-    if (const plcruntime::Error error = line_->open())
-        fail(error);
+    const plcruntime::Error error = line_->open();
+    if (!error)
+        return;
+    line_->poll(0); // what the port had to say
+    fail(error);
 }
 
 void PanelLine::close()

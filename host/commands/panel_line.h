@@ -4,9 +4,9 @@
 #define PLC_COMMANDS_PANEL_LINE_H
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -47,9 +47,13 @@ class PanelLine
 {
 public:
     PanelLine(const LinkSettings &link, LineManner manner);
+    ~PanelLine();
     PanelLine(const PanelLine &) = delete;
     PanelLine &operator=(const PanelLine &) = delete;
 
+    /// Refuses more orders than can be open at a time, before the first is given.
+    /// @throw Failure  (wrong usage)
+    static void checkNumber(std::size_t orders);
     /// @throw Failure  as the library refuses it.
     VariableId add(const Variable &variable);
     /// The variables that are read over and over. Before open().
@@ -87,6 +91,7 @@ private:
     QList<plcruntime::Value> publicValues(VariableId id, const Values &values) const;
 
     LineManner manner_;
+    int usualStation_; ///< of variables that name none
     std::unique_ptr<plcruntime::Line> line_;
     std::map<VariableId, Variable> variables_;
     std::optional<qint64> openedAt_; ///< in microseconds

@@ -16,6 +16,7 @@ ExitCode readVariables(const CommandOptions &options)
     LineManner manner;
     manner.verbose = options.verbose;
     PanelLine line(link, manner);
+    PanelLine::checkNumber(variables.size());
     std::vector<VariableId> ids;
     for (const Variable &variable : variables) {
         ids.push_back(line.add(variable));

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/commands/output.h"
 #include "host/option_words.h"
 #include "runtime/panel/utf8.h"
 
@@ -39,6 +40,12 @@ std::string describe(const OrderResult &result, int station)
 
 std::string describe(const VariableState &state, int station)
 {
+    // The reason is that of the quality, which may have become another since.
+    const bool isOfReading = state.quality == Quality::Refused || state.quality == Quality::NoAnswer ||
+                             state.quality == Quality::BadReply || state.quality == Quality::Offline;
+    if (!isOfReading && state.lastRead != OrderEnd::Open)
+        return "the last reading of station " + std::to_string(station) +
+               " has failed: " + stateName(state.lastRead);
     return textOf(state.lastRead, state.reason, station);
 }
 

@@ -97,6 +97,7 @@ ExitCode writeVariables(const WriteOptions &options)
     LineManner manner;
     manner.verbose = options.verbose;
     PanelLine line(link, manner);
+    PanelLine::checkNumber(assignments.size());
     for (Assignment &assignment : assignments) {
         if (options.verify && assignment.variable.station.value_or(link.station) == 0)
             throw Failure(FailureKind::Usage, "'" + assignment.variable.text +

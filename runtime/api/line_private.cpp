@@ -133,6 +133,19 @@ std::string call(EventHandler handler, void *context, const Event &event)
     return std::string();
 }
 
+/// The error of a call that was interrupted, in the words of what it has met.
+/// @param otherwise  where that has none.
+Error interruption(const Error &otherwise)
+{
+    try {
+        throw;
+    } catch (const Failure &failure) {
+        return Error(ErrorKind::Interrupted, plc::runtime::fromUtf8(failure.what()));
+    } catch (...) {
+        return otherwise;
+    }
+}
+
 } // namespace
 
 class Line::Private::Waiting
@@ -248,7 +261,7 @@ void Line::Private::open()
         changed.notify_all();
         takeNotes();
         if (isOpeningCancelled || ground.isCancelled())
-            throw interrupted;
+            throw interruption(interrupted);
         throw;
     }
     life = isOpeningCancelled ? Life::Closed : Life::Open;

@@ -1,6 +1,7 @@
 #include "runtime/api/variable_book.h"
 
 #include <algorithm>
+#include <array>
 #include <set>
 #include <utility>
 
@@ -8,6 +9,7 @@
 #include "runtime/api/reasons.h"
 #include "runtime/api/settings.h"
 #include "runtime/line/failure.h"
+#include "runtime/panel/packing.h"
 #include "runtime/panel/pieces.h"
 #include "runtime/panel/registration.h"
 #include "runtime/panel/utf8.h"
@@ -112,7 +114,7 @@ void VariableBook::show(runtime::Session &session)
         entries.push_back(&entries_.at(id));
         variables.push_back(entries.back()->variable);
     }
-    auto reads = std::make_unique<runtime::GroupedReads>(variables, rows_);
+    auto reads = std::make_unique<runtime::GroupedReads>(variables, rows_, session.settings());
     std::vector<Entry *> before;
     for (const Id id : shown_) {
         const auto found = entries_.find(id);
@@ -138,9 +140,12 @@ std::map<int, int> VariableBook::readsBefore(const std::vector<runtime::Variable
                                              const runtime::LinkSettings &settings)
 {
     std::map<int, int> reads;
-    for (const runtime::Variable &variable : variables) {
-        if (settings.separateReads)
-            reads[*variable.station] += runtime::readPieces(variable, settings);
+    std::set<std::array<int, 4>> places; // the driver asks for a place once
+    if (!settings.separateReads)
+        return reads;
+    for (const runtime::ReadSpan &read : runtime::readsOfEach(variables, settings)) {
+        if (places.insert({read.station, read.baseType, read.first, read.count}).second)
+            ++reads[read.station];
     }
     return reads;
 }

@@ -25,6 +25,9 @@ public:
     GroupedReads(std::vector<Variable> variables, std::vector<PriorityRow> rows)
         : map_(std::move(variables), std::move(rows))
     {}
+    GroupedReads(std::vector<Variable> variables, std::vector<PriorityRow> rows, const LinkSettings &settings)
+        : map_(std::move(variables), std::move(rows), settings)
+    {}
 
     /// Takes news.
     /// @param station  state of the station that they are about.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/register_types.h"
+#include "runtime/panel/packing.h"
 
 namespace plc::runtime {
 
@@ -70,10 +71,25 @@ RequestMap::RequestMap(std::vector<Variable> variables, std::vector<PriorityRow>
         std::sort(places.byFirst.begin(), places.byFirst.end());
 }
 
+RequestMap::RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows,
+                       const LinkSettings &settings)
+    : RequestMap(std::move(variables), std::move(rows))
+{
+    isSeparate_ = settings.separateReads;
+    for (int i = 0; isSeparate_ && i < variableCount(); ++i) {
+        for (const ReadSpan &read : readsOfEach({variable(i)}, settings))
+            own_[{read.station, read.baseType, read.first, read.count}].push_back(i);
+    }
+}
+
 /// Variables of which a part lies in @p place, in their order.
 std::vector<int> RequestMap::variablesIn(const RequestPlace &place) const
 {
     std::vector<int> found;
+    if (isSeparate_) {
+        const auto own = own_.find(place);
+        return own == own_.end() ? found : own->second;
+    }
     const auto places = places_.find({place.station, place.baseType});
     if (places == places_.end())
         return found;

@@ -21,6 +21,8 @@ public:
     /// @param variables  with their stations.
     /// @param rows       the name rows that the driver was given.
     RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows);
+    /// The same of variables that are read each by itself; see readsOfEach().
+    RequestMap(std::vector<Variable> variables, std::vector<PriorityRow> rows, const LinkSettings &settings);
 
     /// Number of the request at @p place, which is a new one if it has not been seen before.
     /// @param ordinary  it came from the read list, not from the list of a priority level.
@@ -71,6 +73,8 @@ private:
 
     std::vector<Variable> variables_;
     std::vector<PriorityRow> rows_;
+    bool isSeparate_ = false;
+    std::map<RequestPlace, std::vector<int>> own_; ///< variables by their requests, where each has its own
     std::map<std::pair<int, int>, Places> places_; ///< by station and area
     std::vector<Request> requests_;
     std::map<RequestPlace, int> numbers_;

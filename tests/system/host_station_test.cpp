@@ -197,6 +197,27 @@ TEST_F(HostAndStation, BroadcastsAWriteToAllStations)
     EXPECT_EQ("4x:600 = 77\n4x:600@5 = 77\n", host("read", {"4x:600", "4x:600@5"}).output);
 }
 
+TEST_F(HostAndStation, BroadcastsWhereTheUsualStationIsZero)
+{
+    serve({});
+    EXPECT_EQ("4x:600 = 77  (written)\n", host("write", {"-a", "0", "4x:600=77"}).output);
+    EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n", host("read", {"-a", "0", "4x:600@1", "4x:600@5"}).output);
+    EXPECT_THAT(host("read", {"-a", "0", "4x:600"}).errors, HasSubstr("nobody answers a read of station 0"));
+}
+
+TEST_F(HostAndStation, RefusesMoreOrdersThanCanBeOpenBeforeTheFirst)
+{
+    serve({});
+    Words many;
+    for (int i = 0; i < 4097; ++i)
+        many.push_back("4x:600=7");
+    const Finished run = host("write", many);
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_EQ("", run.output);
+    EXPECT_THAT(run.errors, HasSubstr("4097 values are asked for at once; at most 4096 are possible"));
+    EXPECT_EQ("4x:600 = 0\n", host("read", {"4x:600"}).output);
+}
+
 TEST_F(HostAndStation, SpeaksRelayFrames)
 {
     serve({"--relay"});

@@ -50,6 +50,24 @@ TEST_F(Watch, EndsOnSigintWithStatisticsAndExitCodeZero)
                              "requests per second over [0-9.]+ s\n"));
 }
 
+TEST_F(Watch, RefusesNoVariableForWhatIsRefusedOfAnother)
+{
+    serve({"--size", "50"});
+    const Finished run = plchost(watchWords({"-1", "-q", "4x:0:100", "4x:10", "4x:12/f32", "4x:13"}));
+    EXPECT_EQ(6, run.exitCode);
+    EXPECT_THAT(run.output, ContainsRegex("  4x:0:100 = [?] +.refused: "));
+    EXPECT_THAT(run.output, ContainsRegex("  4x:10 = 0  .good, [0-9]+ ms old."));
+    EXPECT_THAT(run.output, ContainsRegex("  4x:12/f32 = 0  .good, [0-9]+ ms old.")) << "and in one piece";
+    EXPECT_THAT(run.output, ContainsRegex("  4x:13 = 0  .good, [0-9]+ ms old."));
+}
+
+TEST_F(Watch, ReadsAlsoWhatTakesManyRequests)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"-1", "-q", "--option", "no-bit-packing", "0x:0:800"}));
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+}
+
 TEST_F(Watch, TellsLineErrorsAndLatenessWithTheStatisticsOnlyWhenAsked)
 {
     serve({});

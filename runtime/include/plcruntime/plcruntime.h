@@ -168,7 +168,7 @@ struct LineSettings
     int turnaroundMs;   ///< 0 to 60000: pause after a broadcast, and before a busy station is asked again
     int lateGuardMs;    ///< 0 to 60000: how long a late answer is listened for; -1 = as long as the time-out
     int maxBlock;       ///< 1 to 100 registers in one request, eight times as many bits; 1 = no packing
-    bool separateReads; ///< each variable of the screen in requests of its own: slower, but what a station
+    bool separateReads; ///< each place on the screen in requests of its own: slower, but what a station
                         ///< refuses of a variable is refused of that variable alone
     bool relay;         ///< relay frames instead of Modbus RTU
     bool echo;          ///< the line hands back what is sent on it
@@ -735,7 +735,9 @@ public:
     OrderId readOnce(VariableId id, int deadlineMs = -1, Error *error = nullptr);
 
     /// What write() would refuse whatever the state of the line, also of a line that is closed: so a program
-    /// can check several writes before it orders the first. Sends nothing.
+    /// can check several writes before it orders the first. Sends nothing. With the driver's option
+    /// bit-from-mirror a bit is refused whose register has not been read since open(): of a closed line,
+    /// each.
     Error checkWrite(VariableId id, const QList<Value> &values) const;
     /// The same of readOnce().
     Error checkRead(VariableId id) const;

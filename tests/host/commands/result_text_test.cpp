@@ -39,7 +39,11 @@ TEST(ReadingText, IsThatOfTheLastReading)
     EXPECT_EQ("interrupted before station 5 had answered", describe(state, 5));
     state.lastRead = OrderEnd::Refused;
     state.reason = QString::fromLatin1("station 5 refused; try setting 'maxBlock'");
+    state.quality = Quality::Refused;
     EXPECT_EQ("station 5 refused; try --max-block", describe(state, 5));
+    state.quality = Quality::Stale;
+    state.reason = QString::fromLatin1("it was read too long ago");
+    EXPECT_EQ("the last reading of station 5 has failed: refused", describe(state, 5));
 }
 
 TEST(DescribeStation, TellsWhyItIsLeftAloneAndWhenItIsTriedNext)

@@ -1,5 +1,6 @@
 // A line that several threads use at once, over a port of the program's own.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <array>
@@ -19,6 +20,7 @@
 namespace {
 
 using namespace plcruntime;
+using ::testing::HasSubstr;
 
 /// A device whose station answers at once; the test pulls it out and plugs it in.
 class Device
@@ -223,7 +225,11 @@ TEST(LineThreads, AreWokenWhileThePortIsBeingOpened)
     for (const bool byClose : {false, true}) {
         HeldUp &port = ports[byClose ? 1 : 0];
         Line line(settingsFor(Delivery::Poll), &HeldUp::open, &port);
-        std::thread opening([&line] { EXPECT_EQ(ErrorKind::Interrupted, line.open().kind); });
+        std::thread opening([&line] {
+            const Error error = line.open();
+            EXPECT_EQ(ErrorKind::Interrupted, error.kind);
+            EXPECT_THAT(error.text.toStdString(), HasSubstr(" was being opened")) << "which port it was";
+        });
         port.entered.get_future().wait();
         if (byClose)
             line.close();
