@@ -232,5 +232,15 @@ TEST_F(SimulatedLineTest, IgnoresWhatIsOutOfRange)
     open();
 }
 
+TEST_F(SimulatedLineTest, CountsTheTimeThatThePassingOfPollsTakesBesideThatOfTheTest)
+{
+    open();
+    const qint64 before = bench_.nowMs();
+    line_.poll(1);
+    EXPECT_EQ(before + 1, bench_.nowMs());
+    bench_.advance(10);
+    EXPECT_EQ(before + 11, bench_.nowMs());
+}
+
 } // namespace
 } // namespace plcruntime
