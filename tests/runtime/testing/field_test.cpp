@@ -172,6 +172,7 @@ TEST_F(FieldTest, MakesEachFaultOfAReplyAsItIsCalled)
         EXPECT_EQ(kReply, swapped);
         const Bytes zero = with(Fault::LeadingZero);
         EXPECT_EQ(kReply.size() + 1, zero.size());
+        EXPECT_EQ(0, zero[0]);
         EXPECT_TRUE(endsWithReply(zero));
         const Bytes other = with(Fault::WrongLength);
         EXPECT_NE(kReply.size(), other.size());
