@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <map>
+#include <memory>
 #include <set>
 
 #include "runtime/testing/plain_stations.h"
@@ -26,8 +26,25 @@ Bytes framed(Bytes frame)
     return frame;
 }
 
+/// Stations that are told of what happens beside the master.
+class ToldStations : public PlainStations
+{
+public:
+    ToldStations() : PlainStations(false) {}
+    void restart(Time, int) override { ++restarts; }
+    std::optional<int> placeOfOthers(int) const override { return 9; }
+    void writeByOthers(Time, int station, int place, std::uint16_t value) override
+    {
+        setValue(station, Table::HoldingRegisters, place, value);
+        ++writesOfOthers;
+    }
+
+    int restarts = 0;
+    int writesOfOthers = 0;
+};
+
 /// Station 7 at 19200 baud, which answers after 5 ms, and a master without a runtime.
-class FieldTest : public testing::Test, private FieldObserver
+class FieldTest : public testing::Test
 {
 protected:
     FieldTest()
@@ -40,31 +57,43 @@ protected:
     std::vector<WireByte> exchange(const Bytes &request, Time duration = seconds(3))
     {
         const Time end = now_ + duration;
-        field_.masterSends(now_, request, ++tag_);
+        field_->masterSends(now_, request, ++tag_);
         std::vector<WireByte> heard;
         for (;;) {
-            const Time next = std::min(wire_.nextEnd(), field_.nextEvent());
+            const Time next = std::min(wire_.nextEnd(), field_->nextEvent());
             if (next > end)
                 break;
             now_ = next;
             if (wire_.nextEnd() <= now_) {
                 const WireByte byte = wire_.take();
-                field_.hear(byte);
-                if (byte.source != kMaster)
+                field_->hear(byte);
+                if (byte.source == kSecondMaster)
+                    foreign_.push_back(byte);
+                else if (byte.source != kMaster)
                     heard.push_back(byte);
             }
-            field_.run(now_);
+            field_->run(now_);
         }
         now_ = end;
         return heard;
     }
-    Bytes answered(const Bytes &request)
+    Bytes answered(const Bytes &request, Time duration = seconds(3))
     {
         Bytes bytes;
-        for (const WireByte &byte : exchange(request))
+        for (const WireByte &byte : exchange(request, duration))
             bytes.push_back(byte.value);
         return bytes;
     }
+    /// Faults of one kind, which begin every five seconds or so.
+    void makeTroubles(Fault fault)
+    {
+        FieldPlan troubled = plan();
+        troubled.troubles = {fault};
+        troubled.troubleEvery = seconds(5);
+        field_ = std::make_unique<Field>(troubled, stations_, wire_, journal_, observer_, kSeed);
+        field_->setFaults(now_, true);
+    }
+    std::uint64_t timesMet(Fault fault) const { return field_->faults()[static_cast<std::size_t>(fault)]; }
     static FieldPlan plan()
     {
         FieldPlan plan;
@@ -88,10 +117,13 @@ protected:
     const Bytes kReply = framed({0x07, 0x03, 0x02, 0x12, 0x34});
     Time now_{};
     int tag_ = 0;
+    std::vector<WireByte> foreign_; ///< of the second master
     Wire wire_{19200, kSeed};
     Journal journal_{2000};
-    PlainStations stations_{false};
-    Field field_{plan(), stations_, wire_, journal_, *this, kSeed};
+    ToldStations stations_;
+    FieldObserver observer_;
+    std::unique_ptr<Field> field_ =
+        std::make_unique<Field>(plan(), stations_, wire_, journal_, observer_, kSeed);
 };
 
 TEST_F(FieldTest, AnswersBehindTheSilenceAndTheTimeOfTheStation)
@@ -107,7 +139,7 @@ TEST_F(FieldTest, RefusesWithEveryExceptionThatAStationMayHave)
 {
     std::set<int> codes;
     for (int i = 0; i < 200; ++i) {
-        field_.makeNext(Fault::Exception, 7);
+        field_->makeNext(Fault::Exception, 7);
         const Bytes reply = answered(kRead);
         ASSERT_EQ(5u, reply.size());
         EXPECT_EQ(0x83, reply[1]);
@@ -120,7 +152,7 @@ TEST_F(FieldTest, HasHalfOfTheLateAnswersDoneLate)
 {
     constexpr int kRounds = 400;
     for (int i = 0; i < kRounds; ++i) {
-        field_.makeNext(Fault::LateReply, 7);
+        field_->makeNext(Fault::LateReply, 7);
         const std::vector<WireByte> heard = exchange(kRead);
         ASSERT_EQ(kReply.size(), heard.size());
         EXPECT_GE(heard.front().start, now_ - seconds(3) + milliseconds(900));
@@ -133,7 +165,7 @@ TEST_F(FieldTest, HasHalfOfTheLateAnswersDoneLate)
 
 TEST_F(FieldTest, NotesTheNoiseThatItMakes)
 {
-    field_.makeNoise(milliseconds(500), 3);
+    field_->makeNoise(milliseconds(500), 3);
     const std::vector<WireByte> heard = exchange(kRead);
     ASSERT_EQ(kReply.size() + 3, heard.size());
     EXPECT_EQ(kNoise, heard.back().source);
@@ -141,16 +173,33 @@ TEST_F(FieldTest, NotesTheNoiseThatItMakes)
     char noise[32];
     std::snprintf(noise, sizeof noise, "0.500000  noise         %02X ", heard[kReply.size()].value);
     EXPECT_THAT(journal_.text(), HasSubstr(noise));
+    EXPECT_THAT(journal_.text(), HasSubstr("0.000000  master        07 03 00 01 00 01 "));
+    EXPECT_THAT(journal_.text(), HasSubstr("  station 7     07 03 02 12 34 "));
+}
+
+TEST_F(FieldTest, GarblesARequestWithOneToFourBytesOfNoise)
+{
+    std::set<std::size_t> sizes;
+    int answers = 0;
+    for (int i = 0; i < 100; ++i) {
+        field_->makeNext(Fault::NoiseInRequest, 7);
+        const std::vector<WireByte> heard = exchange(kRead);
+        const bool isAnswered = heard.back().source == 7;
+        answers += isAnswered ? 1 : 0;
+        sizes.insert(heard.size() - (isAnswered ? kReply.size() : 0));
+    }
+    EXPECT_THAT(sizes, ElementsAre(1, 2, 3, 4));
+    EXPECT_LE(answers, 5) << "noise that begins with the last byte may come too late";
 }
 
 /// What a fault makes of a reading: how many bytes come, whose, and whether they are the good reply.
 TEST_F(FieldTest, MakesEachFaultOfAReplyAsItIsCalled)
 {
     const auto with = [this](Fault fault) {
-        field_.makeNext(fault, 7);
-        const std::uint64_t before = field_.faults()[static_cast<std::size_t>(fault)];
+        field_->makeNext(fault, 7);
+        const std::uint64_t before = field_->faults()[static_cast<std::size_t>(fault)];
         const Bytes bytes = answered(kRead);
-        EXPECT_EQ(before + 1, field_.faults()[static_cast<std::size_t>(fault)]) << nameOf(fault);
+        EXPECT_EQ(before + 1, field_->faults()[static_cast<std::size_t>(fault)]) << nameOf(fault);
         return bytes;
     };
     const auto endsWithReply = [this](const Bytes &bytes) {
@@ -192,6 +241,166 @@ TEST_F(FieldTest, MakesEachFaultOfAReplyAsItIsCalled)
         EXPECT_EQ(8, foreign[0]);
         EXPECT_TRUE(endsWithReply(foreign));
     }
+}
+
+/// How the exchanges of ten minutes went while a station, or the line, was in trouble now and then.
+struct Exchanges
+{
+    int good = 0;
+    int unanswered = 0;
+    int busy = 0;
+    int acknowledged = 0;
+    int other = 0;
+};
+
+class FieldTroubles : public FieldTest
+{
+protected:
+    Exchanges exchanges(const Bytes &request, const Bytes &good)
+    {
+        Exchanges all;
+        for (int i = 0; i < 600; ++i) {
+            const Bytes bytes = answered(request, seconds(1));
+            const bool isRefused = bytes.size() == 5 && (bytes[1] & 0x80u) != 0;
+            if (bytes == good)
+                ++all.good;
+            else if (bytes.empty())
+                ++all.unanswered;
+            else if (isRefused && bytes[2] == 6)
+                ++all.busy;
+            else if (isRefused && bytes[2] == 5)
+                ++all.acknowledged;
+            else
+                ++all.other;
+        }
+        return all;
+    }
+    Exchanges readings() { return exchanges(kRead, kReply); }
+
+    const Bytes kWrite = framed({0x07, 0x06, 0x00, 0x02, 0x00, 0x09});
+};
+
+TEST_F(FieldTroubles, KeepAStationSilentAndNothingElse)
+{
+    makeTroubles(Fault::Silence);
+    const Exchanges all = readings();
+    EXPECT_GT(all.unanswered, 100);
+    EXPECT_EQ(600, all.good + all.unanswered);
+    EXPECT_GT(timesMet(Fault::Silence), 50u);
+    EXPECT_EQ(0, stations_.restarts);
+    field_->setFaults(now_, false);
+    EXPECT_EQ(600, readings().good) << "it ends with the faults";
+}
+
+TEST_F(FieldTroubles, BeginAStationAgain)
+{
+    makeTroubles(Fault::Restart);
+    const Exchanges all = readings();
+    EXPECT_GT(all.unanswered, 100);
+    EXPECT_GT(all.good, 10);
+    EXPECT_GT(stations_.restarts, 50);
+    EXPECT_EQ(timesMet(Fault::Restart), static_cast<std::uint64_t>(stations_.restarts));
+}
+
+TEST_F(FieldTroubles, CutTheLineForSecondsOrMinutes)
+{
+    makeTroubles(Fault::LineCut);
+    const Exchanges all = readings();
+    EXPECT_GT(all.unanswered, 100);
+    EXPECT_GT(all.good, 10);
+    EXPECT_GT(timesMet(Fault::LineCut), 10u);
+    field_->setFaults(now_, false);
+    EXPECT_FALSE(field_->isLineCut());
+}
+
+TEST_F(FieldTroubles, KeepAStationBusy)
+{
+    makeTroubles(Fault::Busy);
+    const Exchanges all = readings();
+    EXPECT_GT(all.busy, 100);
+    EXPECT_GT(all.good, 10);
+    EXPECT_EQ(600, all.good + all.busy);
+    EXPECT_GT(timesMet(Fault::Busy), 50u);
+    field_->setFaults(now_, false);
+    EXPECT_EQ(600, readings().good);
+}
+
+TEST_F(FieldTroubles, HaveAStationAcknowledgeWritesAndDoThem)
+{
+    makeTroubles(Fault::Acknowledge);
+    const Exchanges writes = exchanges(kWrite, kWrite);
+    EXPECT_GT(writes.acknowledged, 100);
+    EXPECT_EQ(600, writes.good + writes.acknowledged);
+    EXPECT_EQ(600, stations_.writesDone(7));
+    EXPECT_EQ(600, readings().good) << "reads are answered";
+    EXPECT_GT(timesMet(Fault::Acknowledge), 50u);
+}
+
+TEST_F(FieldTroubles, LetSomebodyElseWrite)
+{
+    makeTroubles(Fault::OtherWriter);
+    EXPECT_EQ(600, readings().good);
+    EXPECT_GT(stations_.writesOfOthers, 300);
+    EXPECT_GT(timesMet(Fault::OtherWriter), 2u);
+    field_->setFaults(now_, false);
+    readings();
+    const int before = stations_.writesOfOthers;
+    EXPECT_EQ(600, readings().good);
+    EXPECT_EQ(before, stations_.writesOfOthers);
+}
+
+TEST_F(FieldTroubles, FillTheLineWithNoiseForAWhile)
+{
+    makeTroubles(Fault::Babble);
+    const Exchanges all = readings();
+    EXPECT_GT(all.other, 100);
+    EXPECT_GT(all.good, 100);
+    EXPECT_GT(timesMet(Fault::Babble), 50u);
+    const std::uint64_t before = timesMet(Fault::Babble);
+    field_->setFaults(now_, false);
+    exchange(kRead); // what is under way still ends
+    EXPECT_EQ(600, readings().good);
+    EXPECT_EQ(before, timesMet(Fault::Babble));
+}
+
+TEST_F(FieldTroubles, BringASecondMasterThatMostlyWaitsForItsTurn)
+{
+    makeTroubles(Fault::SecondMaster);
+    readings();
+    std::vector<std::vector<WireByte>> frames;
+    for (const WireByte &byte : foreign_) {
+        if (frames.empty() || byte.start != frames.back().back().end)
+            frames.emplace_back();
+        frames.back().push_back(byte);
+    }
+    EXPECT_GT(frames.size(), 200u);
+    EXPECT_EQ(frames.size(), timesMet(Fault::SecondMaster));
+    std::size_t garbled = 0;
+    for (const std::vector<WireByte> &frame : frames) {
+        Bytes bytes;
+        bool hasNoise = false;
+        for (const WireByte &byte : frame) {
+            bytes.push_back(byte.value);
+            hasNoise = hasNoise || byte.isNoise;
+        }
+        garbled += hasNoise ? 1 : 0;
+        if (hasNoise)
+            continue;
+        ASSERT_EQ(8u, bytes.size());
+        EXPECT_TRUE(station::hasGoodCrc({bytes.data(), bytes.size()}, station::CrcOrder::LowFirst));
+        const int address = bytes[2] * 256 + bytes[3];
+        const int quantity = bytes[4] * 256 + bytes[5];
+        if (bytes[1] == 6) {
+            EXPECT_THAT(address, testing::AllOf(testing::Ge(240), testing::Le(255)));
+            continue;
+        }
+        EXPECT_THAT(static_cast<int>(bytes[1]), testing::AnyOf(3, 4));
+        EXPECT_THAT(quantity, testing::AllOf(testing::Ge(101), testing::Le(120)))
+            << "the master asks for no such number";
+        EXPECT_LE(address + quantity, 256);
+    }
+    EXPECT_GT(garbled, 0u) << "both may see the same silence";
+    EXPECT_LT(garbled, frames.size() / 4);
 }
 
 } // namespace

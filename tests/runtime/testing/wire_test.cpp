@@ -177,6 +177,13 @@ TEST(Wire, ForgesNoShortestFrameEither)
         const std::vector<WireByte> bytes = takeAll(&wire);
         EXPECT_FALSE(hasForgery(bytes));
         EXPECT_TRUE(bytes[3].isNoise);
+        Bytes tooShort = {0x12};
+        station::appendCrc(&tooShort, order);
+        Message noise = bytesOf(tooShort);
+        noise.noise = {true, false, false};
+        Wire other(11000, 1);
+        other.send(kNoise, Time::zero(), noise);
+        EXPECT_EQ(tooShort, valuesOf(takeAll(&other))) << "nobody takes three bytes for a frame";
     }
 }
 
