@@ -167,12 +167,11 @@ int TerminalSystem::openToWait(int descriptor)
 {
     // Opening must not wait for a carrier, as it would without O_NONBLOCK; reading has to wait.
     const int second = open("/proc/self/fd/" + std::to_string(descriptor));
-    if (second < 0)
-        return -1;
-    const int flags = fcntl(second, F_GETFL);
+    const int flags = second >= 0 ? fcntl(second, F_GETFL) : -1;
     if (flags >= 0 && fcntl(second, F_SETFL, flags & ~O_NONBLOCK) == 0)
         return second;
-    close(second);
+    if (second >= 0)
+        close(second);
     return -1;
 }
 

@@ -429,8 +429,8 @@ Message Field::damaged(const Bytes &reply, Fault fault)
     Bytes &bytes = message.bytes;
     switch (fault) {
     case Fault::LeadingZero:
+        // Not noise to the wire: behind a request a zero completes a good CRC, and would be changed.
         bytes.insert(bytes.begin(), 0);
-        markNoise(&message, 0);
         break;
     case Fault::CutFrame:
         bytes.resize(static_cast<std::size_t>(random_.between(1, static_cast<int>(bytes.size()) - 1)));

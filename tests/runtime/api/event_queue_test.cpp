@@ -49,6 +49,36 @@ TEST(EventQueue, DropsFramesBeyondItsRoomAndSaysSo)
     }
 }
 
+TEST(EventQueue, TellsWhatItHasDroppedAsAWarningWhereNoFramesAreWanted)
+{
+    EventQueue queue;
+    queue.want(plcruntime::EventLog);
+    for (std::size_t i = 0; i < EventQueue::kMostFrames + 1; ++i)
+        queue.put(eventOf(plcruntime::EventLog));
+    std::optional<QueuedEvent> last;
+    while (auto event = queue.take())
+        last = std::move(event);
+    ASSERT_TRUE(last);
+    EXPECT_TRUE(std::get<plcruntime::LogLine>(last->detail).isWarning);
+    EXPECT_THAT(std::get<plcruntime::LogLine>(last->detail).text.toStdString(),
+                HasSubstr("1 frames and log lines are not told"));
+}
+
+TEST(EventQueue, HasAVariableOnceThoughItsQualityIsTakenBefore)
+{
+    EventQueue queue;
+    queue.want(plcruntime::EventsAll);
+    queue.put(eventOf(plcruntime::EventQuality, 7));
+    queue.put(eventOf(plcruntime::EventValue, 7));
+    EXPECT_EQ(plcruntime::EventQuality, queue.take()->kind);
+    queue.put(eventOf(plcruntime::EventValue, 7));
+    EXPECT_EQ(1u, queue.size());
+    queue.put(eventOf(plcruntime::EventQuality, 7));
+    EXPECT_EQ(plcruntime::EventValue, queue.take()->kind);
+    queue.put(eventOf(plcruntime::EventQuality, 7));
+    EXPECT_EQ(1u, queue.size());
+}
+
 TEST(EventQueue, IsFullWithEndsOfOrders)
 {
     EventQueue queue;
@@ -76,6 +106,24 @@ TEST(EventQueue, KeepsOnlyWhatIsWanted)
     queue.want(plcruntime::EventsOfPanel);
     queue.put(eventOf(plcruntime::EventValue, 7));
     EXPECT_EQ(2u, queue.size()) << "the variable does not count as waiting any more";
+}
+
+TEST(EventQueue, HasAllItsRoomAgainWhenWhatFilledItIsWantedNoMore)
+{
+    EventQueue queue;
+    queue.want(plcruntime::EventsAll);
+    for (std::size_t i = 0; i < EventQueue::kMostOrders; ++i)
+        queue.put(eventOf(plcruntime::EventOrder));
+    for (std::size_t i = 0; i < EventQueue::kMostFrames; ++i)
+        queue.put(eventOf(plcruntime::EventFrame));
+    queue.want(0);
+    EXPECT_TRUE(queue.isEmpty());
+    EXPECT_FALSE(queue.isFull());
+    queue.want(plcruntime::EventsAll);
+    for (std::size_t i = 0; i < EventQueue::kMostFrames; ++i)
+        queue.put(eventOf(plcruntime::EventFrame));
+    EXPECT_EQ(EventQueue::kMostFrames, queue.size());
+    EXPECT_FALSE(queue.isFull());
 }
 
 } // namespace

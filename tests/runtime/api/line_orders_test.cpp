@@ -49,6 +49,32 @@ TEST_F(LineOrders, WritesAndTellsTheEndOnce)
     EXPECT_GT(result.endedUs, 0);
 }
 
+TEST_F(LineOrders, TellsHowManyFramesWereSent)
+{
+    settings.retries = 3;
+    const VariableId id = add("4x:10@3");
+    open();
+    EXPECT_EQ(1, line().wait(line().write(id, Value(77))).attempts);
+    world.dead = {3};
+    const OrderResult failed = line().wait(line().write(id, Value(78)));
+    EXPECT_EQ(OrderEnd::NoAnswer, failed.end);
+    EXPECT_EQ(4, failed.attempts);
+}
+
+TEST_F(LineOrders, AreWaitedForAsLongAsAsked)
+{
+    settings.timeoutMs = 1000;
+    const VariableId id = add("4x:10@3");
+    world.dead = {3};
+    open();
+    const OrderId order = line().write(id, Value(77));
+    const plc::runtime::Time start = world.now;
+    EXPECT_EQ(OrderEnd::Open, line().wait(order, 30).end);
+    EXPECT_EQ(start + std::chrono::milliseconds(30), world.now);
+    EXPECT_EQ(OrderEnd::Open, line().wait(order, 0).end);
+    EXPECT_EQ(start + std::chrono::milliseconds(30), world.now);
+}
+
 TEST_F(LineOrders, ReadsOnceAndHandsTheValuesOver)
 {
     world.registers[{3, 11}] = 9;

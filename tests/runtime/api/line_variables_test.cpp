@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include "core/options.h"
 #include "line_fixture.h"
 
 namespace {
@@ -242,6 +243,25 @@ TEST_F(LineVariables, ReadsPlacesWithAPriorityMoreOften)
     EXPECT_EQ(since, world.frames.size()) << "also those with a priority leave with the screen";
 }
 
+TEST_F(LineVariables, ReadsPlacesWithAPriorityAlsoWhereEveryOtherStationIsOffline)
+{
+    VariableSettings fast("4x:0@1");
+    fast.priority = 4;
+    const VariableId id = line().addVariable(fast);
+    QList<VariableId> screen = list(id);
+    for (const char *place : {"4x:200@2", "4x:400@2", "4x:600@2", "4x:800@2"})
+        screen.append(add(place));
+    EXPECT_FALSE(line().showScreen(screen));
+    world.dead = {2};
+    open();
+    run(5000);
+    EXPECT_EQ(StationState::Offline, line().stationState(2));
+    world.registers[{1, 0}] = 5;
+    run(1000);
+    EXPECT_EQ(5, number(id));
+    EXPECT_EQ(Quality::Good, value(id).quality);
+}
+
 TEST_F(LineVariables, RefusesWhatIsNoVariableAndWhatNobodyCanRead)
 {
     Error error;
@@ -377,6 +397,28 @@ TEST_F(LineVariables, SaysThatAValueCameInTwoPieces)
     EXPECT_EQ(Quality::Good, value(cut).quality);
     EXPECT_TRUE(value(cut).inPieces);
     EXPECT_FALSE(value(whole).inPieces);
+}
+
+TEST_F(LineVariables, ReadsItsOwnRegistersWhereRequestsEndBetweenValuesHoweverTheyAreCounted)
+{
+    settings.maxBlock = 3;
+    world.registers[{1, 0}] = 7;
+    world.registers[{1, 2}] =
+        0x4148; // 12.5 is 41480000 in hexadecimal; a request of three registers would cut it
+    for (const bool oneBased : {false, true}) {
+        LineSettings counted = settings;
+        counted.driverOptions = oneBased ? plc::kOptionOneBased : 0;
+        const std::unique_ptr<Line> own(LineAccess::make(counted, plc::test::groundOf(world)));
+        const VariableId first = own->addVariable(oneBased ? "4x:1@1" : "4x:0@1");
+        const VariableId real = own->addVariable(oneBased ? "4x:3/f32@1" : "4x:2/f32@1");
+        EXPECT_FALSE(own->showScreen(list(first, real)));
+        EXPECT_FALSE(own->open());
+        for (int i = 0; i < 20; ++i)
+            own->poll(20);
+        EXPECT_EQ(7, own->value(first).values.value(0).toInteger()) << oneBased;
+        EXPECT_EQ(Value(12.5), own->value(real).values.value(0)) << oneBased;
+        EXPECT_FALSE(own->value(real).inPieces);
+    }
 }
 
 TEST_F(LineVariables, IsFoundByItsName)

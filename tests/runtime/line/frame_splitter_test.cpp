@@ -468,6 +468,30 @@ TEST(Pauses, GiveEachPieceItsTimes)
     EXPECT_EQ(milliseconds(12), pieces[1].until);
 }
 
+TEST(Splitting, GivesNoiseAwayInPiecesAsLongAsAFrameWhicheverWayItComes)
+{
+    for (const int chunk : {1, 100, 600})
+        EXPECT_EQ("~ 256, ~ 256, ~ 88", outline(split(QByteArray(600, '\xFF'), chunk))) << chunk;
+}
+
+TEST(Splitting, TakesNoStepWhileTheBytesForTheNextDecisionAreToCome)
+{
+    FrameSplitter splitter;
+    EXPECT_EQ(0u, splitter.steps());
+    const QByteArray write = withCrc(("11 10 0000 007B F6" + toHex(QByteArray(246, '\x77'))).c_str());
+    const QByteArray line = hex("5A") + write + hex("5A"); // the frame begins at no border
+    splitter.push(line.left(201));
+    splitter.markGap();
+    splitter.push(line.mid(201));
+    ASSERT_EQ(257, splitter.held()) << "a frame might begin at the gap, and be as long as 256 bytes";
+    const std::uint64_t before = splitter.steps();
+    for (int come = 257; come < 201 + 256 - 1; ++come)
+        splitter.push(hex("5A"));
+    EXPECT_EQ(before, splitter.steps());
+    splitter.push(hex("5A"));
+    EXPECT_LT(before, splitter.steps());
+}
+
 /// A stream that is hard to split, and how it arrives.
 struct Hostile
 {

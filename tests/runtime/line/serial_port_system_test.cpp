@@ -37,8 +37,12 @@ public:
         return errno != 0 ? -1 : 7;
     }
     std::string lastingName(int) override { return nameOfDevice; }
-    int openToWait(int) override { return waitingReads ? kWaiting : -1; }
-    void close(int descriptor) override { closed += descriptor == kWaiting ? 0 : 1; }
+    int openToWait(int) override { return waitingReads ? waiting : -1; }
+    void close(int descriptor) override
+    {
+        closed += descriptor == waiting ? 0 : 1;
+        closedWaiting += descriptor == waiting ? 1 : 0;
+    }
     int control(int, unsigned long request, void *argument) override
     {
         switch (request) {
@@ -101,7 +105,7 @@ public:
     long read(int descriptor, void *bytes, std::size_t) override
     {
         ++calls;
-        if (descriptor == kWaiting && received.empty()) {
+        if (descriptor == waiting && received.empty()) {
             clock += std::chrono::milliseconds(100);
             return 0;
         }
@@ -148,7 +152,8 @@ public:
     }
     Time now() override { return clock; }
 
-    static constexpr int kWaiting = 8;
+    int waiting = 8; ///< the descriptor that reads wait on
+    int closedWaiting = 0;
 
     bool waitingReads = false;
     int calls = 0; ///< that wait or read
@@ -665,6 +670,15 @@ TEST_F(SerialPortSystem, IsLostWhenTheDeviceHasGoneWhileAReadWaits)
     SerialPort port = open();
     system.onSilence = Readiness::HungUp;
     EXPECT_THROW(port.receive(system.clock + std::chrono::seconds(1)), Failure);
+}
+
+TEST_F(SerialPortSystem, ClosesWhatItHasOpenedToWaitWhateverItsNumber)
+{
+    system.waitingReads = true;
+    system.waiting = 0; // where the program has closed its standard input
+    open();
+    EXPECT_EQ(1, system.closedWaiting);
+    EXPECT_EQ(1, system.closed);
 }
 
 TEST_F(SerialPortSystem, SleepsWhileBytesAreOfNoUse)

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "runtime/line/failure.h"
@@ -171,6 +172,14 @@ TEST_F(SerialPortTest, SetsTheBaudRate)
     EXPECT_EQ(speed_t{B9600}, cfgetospeed(&mode));
 }
 
+TEST_F(SerialPortTest, HasReadsWaitForATenthOfASecondAtMost)
+{
+    SerialPort port(settings);
+    const termios mode = far.mode();
+    EXPECT_EQ(0, mode.c_cc[VMIN]);
+    EXPECT_EQ(1, mode.c_cc[VTIME]);
+}
+
 TEST_F(SerialPortTest, HasTheRateAndStopBitOfTheStandardUnlessAskedOtherwise)
 {
     SerialPort port(settings);
@@ -297,6 +306,22 @@ TEST_F(SerialPortTest, IsLockedWhateverTheDeviceIsCalled)
     EXPECT_TRUE(terminal < 0 || geteuid() == 0) << "still claimed";
     if (terminal >= 0)
         close(terminal);
+}
+
+TEST_F(SerialPortTest, NamesTheProgramThatHoldsADevice)
+{
+    const SerialPort port(settings);
+    std::string program;
+    std::getline(std::ifstream("/proc/self/comm"), program);
+    EXPECT_EQ("process " + std::to_string(getpid()) + " (" + program + ")",
+              TerminalSystem().holder(far.path()));
+    EXPECT_EQ("", TerminalSystem().holder("/dev/null"));
+    EXPECT_EQ("", TerminalSystem().holder("/dev/no_such_port"));
+}
+
+TEST_F(SerialPortTest, OpensNothingToWaitWhereThereIsNoDevice)
+{
+    EXPECT_EQ(-1, TerminalSystem().openToWait(-1));
 }
 
 TEST_F(SerialPortTest, IsFreeAgainWhenItIsClosed)

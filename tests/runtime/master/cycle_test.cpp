@@ -1656,6 +1656,24 @@ TEST_F(CycleStatistics, CountEachRequestUnderOneEnd)
     EXPECT_EQ(1u, stations.at(0).requests);
 }
 
+TEST_F(CycleStatistics, CountWhatComesBetweenTwoTransactionsForNoStation)
+{
+    queue(kRead);
+    driver.trimTo = 9;
+    verdicts({1, 1, 41});
+    runUntilSent();
+    run(milliseconds(20));
+    arrive(kReply);
+    ASSERT_EQ(1u, total().good);
+    arrive(hex("55 55"));
+    queue(kRead);
+    runUntilSent();
+    cycle().portLost(now);
+    arrive(hex("55"));
+    EXPECT_EQ(3u, total().foreignBytes);
+    EXPECT_EQ(0u, cycle().statistics().stations.at(17).foreignBytes);
+}
+
 TEST_F(CycleStatistics, ClearTheRetryCountForEveryNewTransaction)
 {
     info.retryCount = 7;

@@ -14,6 +14,7 @@
 #include <thread>
 
 #include "runtime/master/request_ids.h"
+#include "runtime/master/trace_line.h"
 #include "runtime/panel/registration.h"
 #include "support/hex.h"
 
@@ -71,6 +72,8 @@ protected:
 
     void put(News &&news) override
     {
+        if (news.frame)
+            traces.push_back(traceLine(*news.frame));
         if (news.station && onChange)
             std::exchange(onChange, nullptr)();
         if (news.transaction) {
@@ -188,6 +191,7 @@ protected:
     std::vector<TransactionReport> transactions;
     std::vector<std::pair<std::uint64_t, std::uint64_t>>
         carried; ///< requests and bytes, with each transaction
+    std::vector<std::string> traces;
     std::vector<StationNews> stations;
     std::vector<OrderNews> orders;
     std::vector<Ticket> released;
@@ -219,6 +223,19 @@ TEST_F(DriverLinkTest, TakesAStationOfflineAfterThreeFailedRequests)
     EXPECT_EQ(3, stations[0].failures);
     EXPECT_EQ(seconds(10), stations[0].nextProbe);
     EXPECT_GT(sentTo(1, now - seconds(1)).size(), 20u) << "the other one gets all the time";
+}
+
+TEST_F(DriverLinkTest, TracesFramesWithTheTimeSinceTheLineWasOpened)
+{
+    setUpDriver();
+    watch(17, 100);
+    now = seconds(500);
+    link().setTrace(true);
+    runFor(milliseconds(30));
+    ASSERT_LE(2u, traces.size());
+    // 38.5 bits of silence at 19200 baud, and an answer 20 ms later.
+    EXPECT_EQ("     0.002005 -> 11 03 00 64 00 01 C7 45", traces[0]);
+    EXPECT_EQ("     0.022005 <- 11 03 02 00 07 38 45", traces[1]);
 }
 
 TEST_F(DriverLinkTest, ProbesAnOfflineStationWithSingleFramesAtGrowingIntervals)

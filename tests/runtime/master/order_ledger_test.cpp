@@ -36,6 +36,38 @@ TEST(OrderLedger, TellsTheOneResultOfAnOperation)
     EXPECT_FALSE(ledger.isOpen(ticket));
 }
 
+TEST(OrderLedger, CountsWhatTheDriverHasInItsHands)
+{
+    OrderLedger ledger;
+    const Ticket first = ledger.open(write(1, 100));
+    const Ticket second = ledger.open(write(2, 100));
+    EXPECT_EQ(0, ledger.startedCount());
+    ledger.start(first);
+    ledger.start(second);
+    EXPECT_EQ(2, ledger.startedCount());
+    ledger.close(first, ended(OrderEnd::Good));
+    EXPECT_EQ(1, ledger.startedCount());
+    ledger.close(ledger.open(write(3, 100)), ended(OrderEnd::Dropped));
+    EXPECT_EQ(1, ledger.startedCount()) << "the third was never handed over";
+    ledger.close(second, ended(OrderEnd::NoReply));
+    EXPECT_EQ(0, ledger.startedCount());
+}
+
+TEST(OrderLedger, LetsAWriteThatWaitsForRoomTakeNoneOfTheReads)
+{
+    OrderLedger ledger;
+    const Ticket most = ledger.open(write(1, 0, 1, OrderLedger::listSize(true)));
+    EXPECT_EQ(most, ledger.nextToStart());
+    ledger.start(most);
+    const Ticket cramped = ledger.open(write(2, 0));
+    EXPECT_EQ(std::nullopt, ledger.nextToStart());
+    const Ticket reading = ledger.open(read(3, 0, OrderLedger::listSize(false)));
+    EXPECT_EQ(reading, ledger.nextToStart());
+    ledger.start(reading);
+    ledger.close(most, ended(OrderEnd::Good));
+    EXPECT_EQ(cramped, ledger.nextToStart());
+}
+
 TEST(OrderLedger, KeepsThePlaceOfAnOrderThatEndsWhileTheDriverHasIt)
 {
     OrderLedger ledger;

@@ -15,7 +15,11 @@ public:
     using Ticket = runtime::Ticket;
     using Time = runtime::Time;
 
-    void start(const std::map<int, int> &, bool) override { ++starts; }
+    void start(const std::map<int, int> &, bool trace) override
+    {
+        ++starts;
+        isTraced = trace;
+    }
     void stop() override { ++stops; }
     Time now() const override { return clock; }
     void wait(Time) override {}
@@ -78,6 +82,7 @@ public:
     bool isPortLost = false;
     int lossesTaken = 0;
     int starts = 0;
+    bool isTraced = false;
     int stops = 0;
 };
 

@@ -5,6 +5,7 @@
 
 #include "played_link.h"
 #include "runtime/line/failure.h"
+#include "runtime/master/own_driver.h"
 #include "runtime/panel/session.h"
 
 namespace {
@@ -80,6 +81,16 @@ TEST_F(SessionLifeTest, IsStartedOnce)
     EXPECT_EQ(1, link->starts);
 }
 
+TEST_F(SessionLifeTest, HasItsFramesTracedOnlyForSomebody)
+{
+    session.start();
+    EXPECT_FALSE(link->isTraced);
+    OwnDriver fresh(PLC_DRIVER_PATH);
+    Session traced(fresh.library(), LinkSettings(), played());
+    traced.start([](const std::string &) {});
+    EXPECT_TRUE(link->isTraced);
+}
+
 TEST_F(SessionLifeTest, EndsEveryOrderWhenItIsStopped)
 {
     session.start();
@@ -132,6 +143,16 @@ TEST_F(SessionLifeTest, TellsOfARefusedOrderNobodyButThatOrder)
     EXPECT_NO_THROW(pump());
     EXPECT_EQ(OrderEnd::NotTaken, endOf(behind));
     EXPECT_NO_THROW(session.stop());
+}
+
+TEST_F(SessionLifeTest, KeepsNoResultOfAnOrderThatItHasRefused)
+{
+    session.start();
+    const Ticket before = write("4x:70@6");
+    Variable bad = variable("4x:7@5");
+    bad.address = QString::fromLatin1("no address");
+    EXPECT_THROW(session.write(bad, {1}), Failure);
+    EXPECT_EQ(OrderEnd::Open, endOf(before + 1)) << "nobody has its ticket";
 }
 
 TEST_F(SessionLifeTest, LosesNoNewsBehindAListenerThatThrows)
@@ -208,6 +229,40 @@ TEST_F(SessionLifeTest, TakesNoWriteWithAnotherNumberOfValues)
     EXPECT_THROW(session.write(variable("4x:7:3@5"), {1, 2, 3, 4}), Failure);
     EXPECT_THROW(session.write(variable("4x:7@5"), {}), Failure);
     EXPECT_EQ(0, link->handedOver);
+}
+
+TEST_F(SessionLifeTest, TakesNoWriteThatIsLongerThanARequestWhereItMustGoOutInOne)
+{
+    OwnDriver fresh(PLC_DRIVER_PATH);
+    LinkSettings unpacked;
+    unpacked.maxBlock = 1;
+    Session plain(fresh.library(), unpacked, played());
+    const auto write = [&plain](const std::string &text, std::size_t count) {
+        plain.write(variable(text), Values(count, 1));
+    };
+    EXPECT_NO_THROW(write("4x:0:123@5", 123));
+    EXPECT_EQ(
+        "variable '4x:200:124@5': with setting 'maxBlock' 1 a write goes out in one piece, of at most 123 "
+        "values",
+        refusalOf([&write] { write("4x:200:124@5", 124); }));
+    EXPECT_NO_THROW(write("0x:0:1968@6", 1968));
+    EXPECT_EQ(
+        "variable '0x:3000:1969@6': with setting 'maxBlock' 1 a write goes out in one piece, of at most "
+        "1968 values",
+        refusalOf([&write] { write("0x:3000:1969@6", 1969); }));
+}
+
+TEST_F(SessionLifeTest, ForgetsTheDeadlinesOfOrdersThatHaveEnded)
+{
+    session.start();
+    const Time last = link->clock + seconds(3600);
+    link->isPortLost = true; // each order ends at once
+    for (std::size_t i = 0; i < 2 * OrderLedger::kMostOpen; ++i)
+        write("4x:7@5", link->clock + seconds(60));
+    EXPECT_EQ(link->clock + seconds(60), session.nextDeadline());
+    link->isPortLost = false;
+    write("4x:7@5", last);
+    EXPECT_EQ(last, session.nextDeadline()) << "they must not pile up until they come";
 }
 
 TEST_F(SessionLifeTest, SendsNothingOfAnOrderWhoseDeadlineHasComeBeforeItsTurn)

@@ -74,6 +74,21 @@ TEST_F(SessionNewsTest, GoesByWhatItIsToldOfAStation)
     EXPECT_FALSE(session.isOffline(5));
 }
 
+TEST_F(SessionNewsTest, EndsTheOrdersOfAStationThatGoesOfflineAndNoOthers)
+{
+    const Ticket sent = writeSingles(1, 5);
+    const Ticket behind = session.write(parseVariable("4x:70@5", false), {2});
+    const Ticket other = writeSingles(1, 6);
+    link->sent = {sent};
+    tell(6, false);
+    EXPECT_EQ(OrderEnd::Open, session.result(other).end) << "it has come back";
+    tell(5, true);
+    EXPECT_EQ(OrderEnd::Unconfirmed, session.result(sent).end);
+    EXPECT_EQ(OrderEnd::Offline, session.result(behind).end);
+    EXPECT_EQ(OrderEnd::Open, session.result(other).end);
+    EXPECT_EQ(std::vector<Ticket>{sent}, link->withdrawn);
+}
+
 TEST_F(SessionNewsTest, DoesNotBelieveNewsFromBeforeTheUserSwitchedTheStation)
 {
     int heard = 0;

@@ -197,6 +197,9 @@ TEST(Formats, AreRefusedWithWhatIsAllowed)
     EXPECT_EQ("'f16'" + formats, mistake("f16.abcd"));
     EXPECT_EQ("a text is str with its number of bytes, 1 to 246, as str16, not 'str'", mistake("str"));
     EXPECT_EQ("a text is str with its number of bytes, 1 to 246, as str16, not 'str0'", mistake("str0"));
+    EXPECT_EQ("no mistake", mistake("str246"));
+    EXPECT_EQ("a text is str with its number of bytes, 1 to 246, as str16, not 'str0246'",
+              mistake("str0246"));
     EXPECT_EQ("a text is str with its number of bytes, 1 to 246, as str16, not 'str247'", mistake("str247"));
     EXPECT_EQ("'abdc' is no byte order; orders are abcd, cdab, badc, dcba", mistake("f32.abdc"));
     EXPECT_EQ("'' is no byte order; orders are abcd, cdab, badc, dcba", mistake("f32."));

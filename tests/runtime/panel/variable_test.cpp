@@ -174,6 +174,15 @@ TEST(VariableNames, CountOnAsTheyWereTyped)
     EXPECT_EQ("4x:43/str3", parseVariable("4x:41:2/str3", false).nameOf(1));
 }
 
+TEST(Variables, AreOneValueUntilTheyAreToldOtherwise)
+{
+    EXPECT_EQ(1, Variable().count);
+    EXPECT_FALSE(Variable().countGiven);
+    EXPECT_EQ(nullptr, Variable().area);
+    EXPECT_EQ(0, Variable().first);
+    EXPECT_FALSE(Variable().station);
+}
+
 TEST(AreaHelp, NamesEveryArea)
 {
     const std::string help = plc::runtime::areaHelp();

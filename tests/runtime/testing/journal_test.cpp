@@ -60,5 +60,16 @@ TEST(Journal, TellsHowLongABabbleIsAndKeepsItsBeginning)
                                       Not(HasSubstr("22"))));
 }
 
+TEST(Journal, UsesTheEntryOfWhatWasHeardAgainForSomethingElse)
+{
+    Journal journal(1);
+    for (int i = 0; i < 300; ++i)
+        journal.noteHeard(milliseconds(i), 0x11, true, kSilence);
+    journal.note(milliseconds(500), "station", 7, Bytes{0x07}, "late");
+    EXPECT_EQ("        0.500000  station 7     07  late\n", journal.text());
+    journal.noteHeard(milliseconds(501), 0x22, false, kSilence);
+    EXPECT_EQ("        0.501000  master hears  22\n", journal.text());
+}
+
 } // namespace
 } // namespace plc::simulation

@@ -91,6 +91,17 @@ TEST_F(PlainStationsTest, RefuseThePlacesThatTheyAreToldTo)
     EXPECT_EQ(framed({0x11, 0x06, 0x00, 0x6D, 0x00, 0x01}), answerTo({0x11, 0x06, 0x00, 0x6D, 0x00, 0x01}));
 }
 
+TEST_F(PlainStationsTest, TellWhetherTheyHaveWritten)
+{
+    stations_.refuseAt(17, Table::HoldingRegisters, 100, 1, 4);
+    const auto hasWritten = [this](const Bytes &request) {
+        return stations_.execute(Time::zero(), framed(request), true).hasWritten;
+    };
+    EXPECT_TRUE(hasWritten({0x11, 0x06, 0x00, 0x01, 0x01, 0x03}));
+    EXPECT_FALSE(hasWritten({0x11, 0x03, 0x00, 0x01, 0x00, 0x01}));
+    EXPECT_FALSE(hasWritten({0x11, 0x06, 0x00, 0x64, 0x01, 0x03})) << "refused";
+}
+
 TEST_F(PlainStationsTest, DoBroadcastsThatWriteAndNoOthers)
 {
     stations_.executeBroadcast(Time::zero(), 17, framed({0x00, 0x06, 0x00, 0x05, 0x00, 0x09}));

@@ -232,5 +232,45 @@ TEST_F(SimulatedLineTest, IgnoresWhatIsOutOfRange)
     open();
 }
 
+TEST_F(SimulatedLineTest, TakesATimeOfZeroAtItsWord)
+{
+    open();
+    bench_.setDead(7);
+    bench_.silence(7, 0);
+    bench_.makeBusy(7, 60000);
+    bench_.makeBusy(7, 0);
+    bench_.setAnswerTime(7, 1500);
+    bench_.setAnswerTime(7, 0);
+    bench_.advance(3000);
+    EXPECT_EQ(Quality::Good, state().quality);
+    EXPECT_EQ(OrderEnd::Good, written(3).end);
+}
+
+TEST_F(SimulatedLineTest, HasAMishapWithAsManyRequestsAsItIsTold)
+{
+    open();
+    bench_.setMishaps(1000);
+    bench_.advance(60000);
+    const Counters bad = line_.statistics().total;
+    EXPECT_GT(bad.timeouts + bad.bad + bad.ignoredReplies + bad.foreignBytes, 10u);
+    bench_.setMishaps(0);
+    bench_.advance(120000);
+    const Counters before = line_.statistics().total;
+    bench_.advance(10000);
+    const Counters after = line_.statistics().total;
+    EXPECT_EQ(after.requests - before.requests, after.good - before.good);
+    EXPECT_GT(after.good, before.good + 100);
+}
+
+TEST_F(SimulatedLineTest, CountsTheTimeThatThePassingOfPollsTakesBesideThatOfTheTest)
+{
+    open();
+    const qint64 before = bench_.nowMs();
+    line_.poll(1);
+    EXPECT_EQ(before + 1, bench_.nowMs());
+    bench_.advance(10);
+    EXPECT_EQ(before + 11, bench_.nowMs());
+}
+
 } // namespace
 } // namespace plcruntime

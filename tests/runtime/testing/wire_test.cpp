@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "station/crc.h"
 
 namespace plc::simulation {
@@ -161,6 +163,44 @@ TEST(Random, IsTheSameWithEveryLibrary)
     EXPECT_EQ(2516265689700432462u, random.bits());
     for (int i = 0; i < 1000; ++i)
         EXPECT_THAT(random.between(3, 5), testing::AllOf(testing::Ge(3), testing::Le(5)));
+}
+
+TEST(Wire, ForgesNoShortestFrameEither)
+{
+    for (const auto order : {station::CrcOrder::LowFirst, station::CrcOrder::HighFirst}) {
+        Bytes frame = {0x12, 0x34};
+        station::appendCrc(&frame, order);
+        Message message = bytesOf(frame);
+        message.noise = {true, false, false, false};
+        Wire wire(11000, 1);
+        wire.send(kNoise, Time::zero(), message);
+        const std::vector<WireByte> bytes = takeAll(&wire);
+        EXPECT_FALSE(hasForgery(bytes));
+        EXPECT_TRUE(bytes[3].isNoise);
+        Bytes tooShort = {0x12};
+        station::appendCrc(&tooShort, order);
+        Message noise = bytesOf(tooShort);
+        noise.noise = {true, false, false};
+        Wire other(11000, 1);
+        other.send(kNoise, Time::zero(), noise);
+        EXPECT_EQ(tooShort, valuesOf(takeAll(&other))) << "nobody takes three bytes for a frame";
+    }
+}
+
+TEST(Wire, MayTurnAnyBitsOfAByteThatCollidesButNeverNone)
+{
+    Wire wire(11000, 1);
+    std::set<int> seen;
+    Time at{};
+    for (int round = 0; round < 4000; ++round) {
+        wire.send(kMaster, at, bytesOf({0x5A}));
+        wire.send(1, at, bytesOf({0x5A}));
+        for (const WireByte &byte : takeAll(&wire))
+            seen.insert(byte.value ^ 0x5A);
+        at += milliseconds(100);
+    }
+    EXPECT_EQ(255u, seen.size());
+    EXPECT_EQ(0u, seen.count(0));
 }
 
 } // namespace
