@@ -56,6 +56,8 @@ TEST(RateRows, GiveEachElementOnceWithItsNameAndLevel)
     EXPECT_EQ("4x10", rows[0].texts.last().toStdString());
     EXPECT_EQ(7, rows[2].address);
     EXPECT_EQ(0, rows[2].baseType);
+    EXPECT_EQ("0x56", rows[2].texts.last().toStdString()) << "bits are named by eight times their address";
+    EXPECT_EQ("3", rows[1].texts[8].toStdString());
     EXPECT_EQ(1, rows[2].level);
 }
 

@@ -126,14 +126,15 @@ TEST_P(UnreadableTexts, AreNoValue)
 INSTANTIATE_TEST_SUITE_P(
     Values, UnreadableTexts,
     ::testing::Values(Unreadable{"u16", ""}, Unreadable{"u16", "-"}, Unreadable{"u16", "--1"},
-                      Unreadable{"u16", "0x"}, Unreadable{"u16", "-0x1"}, Unreadable{"u16", "+0x1"},
-                      Unreadable{"u16", "1.0"}, Unreadable{"u64", "18446744073709551616"},
-                      Unreadable{"i64", "-9223372036854775809"}, Unreadable{"bcd", "0x12"},
-                      Unreadable{"f32", ""}, Unreadable{"f32", "nan"}, Unreadable{"f32", "inf"},
-                      Unreadable{"f64", "-infinity"}, Unreadable{"f32", "1,5"}, Unreadable{"f32", "1e39"},
-                      Unreadable{"f64", "1e309"}, Unreadable{"f64", "+-1"}, Unreadable{"f64", "0x10"},
-                      Unreadable{"str9", "\"a"}, Unreadable{"str9", "\"a\"b"}, Unreadable{"str9", "\"\\x1\""},
-                      Unreadable{"str9", "\"\\n\""}, Unreadable{"str9", "\"\\"}),
+                      Unreadable{"u16", "0x"}, Unreadable{"u16", "1x2"}, Unreadable{"u16", "-0x1"},
+                      Unreadable{"u16", "+0x1"}, Unreadable{"u16", "1.0"},
+                      Unreadable{"u64", "18446744073709551616"}, Unreadable{"i64", "-9223372036854775809"},
+                      Unreadable{"bcd", "0x12"}, Unreadable{"f32", ""}, Unreadable{"f32", "nan"},
+                      Unreadable{"f32", "inf"}, Unreadable{"f64", "-infinity"}, Unreadable{"f32", "1,5"},
+                      Unreadable{"f32", "1e39"}, Unreadable{"f64", "1e309"}, Unreadable{"f64", "+-1"},
+                      Unreadable{"f64", "0x10"}, Unreadable{"str9", "\"a"}, Unreadable{"str9", "\"a\"b"},
+                      Unreadable{"str9", "\"\\x1\""}, Unreadable{"str9", "\"\\n\""},
+                      Unreadable{"str9", "\"\\"}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
 
 TEST(SplitValues, CutsAtCommasOutsideOfQuotationMarks)

@@ -232,6 +232,17 @@ TEST_F(SimulatedLineTest, IgnoresWhatIsOutOfRange)
     open();
 }
 
+TEST_F(SimulatedLineTest, CountsTheRequestsForWhichTheLineNeverFellSilent)
+{
+    open();
+    EXPECT_EQ(0u, line_.statistics().total.lineBusy);
+    bench_.makeNoise(10000); // more than five seconds
+    bench_.advance(5000);
+    EXPECT_GT(line_.statistics().total.lineBusy, 0u);
+    EXPECT_EQ(line_.statistics().total.lineBusy, line_.statistics().stations.first().lineBusy);
+    EXPECT_EQ(Quality::NoAnswer, state().quality);
+}
+
 TEST_F(SimulatedLineTest, TakesATimeOfZeroAtItsWord)
 {
     open();
