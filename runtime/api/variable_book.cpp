@@ -1,7 +1,6 @@
 #include "runtime/api/variable_book.h"
 
 #include <algorithm>
-#include <array>
 #include <set>
 #include <utility>
 
@@ -140,13 +139,10 @@ std::map<int, int> VariableBook::readsBefore(const std::vector<runtime::Variable
                                              const runtime::LinkSettings &settings)
 {
     std::map<int, int> reads;
-    std::set<std::array<int, 4>> places; // the driver asks for a place once
     if (!settings.separateReads)
         return reads;
-    for (const runtime::ReadSpan &read : runtime::readsOfEach(variables, settings)) {
-        if (places.insert({read.station, read.baseType, read.first, read.count}).second)
-            ++reads[read.station];
-    }
+    for (const runtime::ReadSpan &read : runtime::readsOfEach(variables, settings))
+        ++reads[read.station];
     return reads;
 }
 

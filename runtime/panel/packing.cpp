@@ -1,6 +1,7 @@
 #include "runtime/panel/packing.h"
 
 #include <algorithm>
+#include <array>
 #include <map>
 #include <utility>
 
@@ -136,15 +137,30 @@ std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, co
     return isOwn ? requests : std::vector<ReadSpan>();
 }
 
-std::vector<ReadSpan> readsOfEach(const std::vector<Variable> &variables, const LinkSettings &settings)
+std::vector<ReadSpan> readsOf(const Variable &variable, const LinkSettings &settings)
 {
     std::vector<ReadSpan> requests;
+    const int size = readPieceSize(variable, settings);
+    for (int done = 0; done < variable.baseCount(); done += size)
+        requests.push_back({variable.station.value_or(settings.station), variable.area->baseType,
+                            variable.baseFirst() + done, std::min(size, variable.baseCount() - done)});
+    return requests;
+}
+
+std::vector<ReadSpan> readsOfEach(const std::vector<Variable> &variables, const LinkSettings &settings)
+{
+    std::map<std::array<int, 3>, ReadSpan> longest;
     for (const Variable &variable : variables) {
-        const int size = readPieceSize(variable, settings);
-        for (int done = 0; done < variable.baseCount(); done += size)
-            requests.push_back({variable.station.value_or(settings.station), variable.area->baseType,
-                                variable.baseFirst() + done, std::min(size, variable.baseCount() - done)});
+        for (const ReadSpan &read : readsOf(variable, settings)) {
+            ReadSpan &kept =
+                longest.emplace(std::array<int, 3>{read.station, read.baseType, read.first}, read)
+                    .first->second;
+            kept.count = std::max(kept.count, read.count);
+        }
     }
+    std::vector<ReadSpan> requests;
+    for (const auto &[place, read] : longest)
+        requests.push_back(read);
     return requests;
 }
 

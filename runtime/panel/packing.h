@@ -25,7 +25,11 @@ struct ReadSpan
 /// @return nothing where the driver itself cuts no value, so that the packing can be left to it.
 std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, const LinkSettings &settings);
 
-/// The requests that read each of @p variables by itself, a request no longer than the settings allow.
+/// The requests that read @p variable by itself, none longer than the settings allow.
+std::vector<ReadSpan> readsOf(const Variable &variable, const LinkSettings &settings);
+
+/// The requests that read each of @p variables by itself, by station, area and address. Of those that begin
+/// at one place only the longest: the driver makes one request of them.
 std::vector<ReadSpan> readsOfEach(const std::vector<Variable> &variables, const LinkSettings &settings);
 
 } // namespace plc::runtime

@@ -77,8 +77,8 @@ RequestMap::RequestMap(std::vector<Variable> variables, std::vector<PriorityRow>
 {
     isSeparate_ = settings.separateReads;
     for (int i = 0; isSeparate_ && i < variableCount(); ++i) {
-        for (const ReadSpan &read : readsOfEach({variable(i)}, settings))
-            own_[{read.station, read.baseType, read.first, read.count}].push_back(i);
+        for (const ReadSpan &read : readsOf(variable(i), settings))
+            own_[{read.station, read.baseType, read.first}].push_back(i);
     }
 }
 
@@ -87,7 +87,7 @@ std::vector<int> RequestMap::variablesIn(const RequestPlace &place) const
 {
     std::vector<int> found;
     if (isSeparate_) {
-        const auto own = own_.find(place);
+        const auto own = own_.find({place.station, place.baseType, place.first});
         return own == own_.end() ? found : own->second;
     }
     const auto places = places_.find({place.station, place.baseType});

@@ -3,6 +3,7 @@
 #ifndef PLC_PANEL_REQUEST_MAP_H
 #define PLC_PANEL_REQUEST_MAP_H
 
+#include <array>
 #include <map>
 #include <utility>
 #include <vector>
@@ -74,7 +75,8 @@ private:
     std::vector<Variable> variables_;
     std::vector<PriorityRow> rows_;
     bool isSeparate_ = false;
-    std::map<RequestPlace, std::vector<int>> own_; ///< variables by their requests, where each has its own
+    /// Variables by station, area and first register or bit of their requests, where each has its own.
+    std::map<std::array<int, 3>, std::vector<int>> own_;
     std::map<std::pair<int, int>, Places> places_; ///< by station and area
     std::vector<Request> requests_;
     std::map<RequestPlace, int> numbers_;

@@ -61,6 +61,14 @@ TEST_F(Watch, RefusesNoVariableForWhatIsRefusedOfAnother)
     EXPECT_THAT(run.output, ContainsRegex("  4x:13 = 0  .good, [0-9]+ ms old."));
 }
 
+TEST_F(Watch, ShowsVariablesThatBeginAtOnePlace)
+{
+    serve({});
+    const Finished run = plchost(watchWords({"-1", "-q", "4x:10", "4x:10:3", "4x_bit:10.2", "4x:10"}));
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    EXPECT_EQ(4u, run.lines().size());
+}
+
 TEST_F(Watch, ReadsAlsoWhatTakesManyRequests)
 {
     serve({});

@@ -169,7 +169,7 @@ struct LineSettings
     int lateGuardMs;    ///< 0 to 60000: how long a late answer is listened for; -1 = as long as the time-out
     int maxBlock;       ///< 1 to 100 registers in one request, eight times as many bits; 1 = no packing
     bool separateReads; ///< each place on the screen in requests of its own: slower, but what a station
-                        ///< refuses of a variable is refused of that variable alone
+                        ///< refuses of one is refused of those alone that begin at that place
     bool relay;         ///< relay frames instead of Modbus RTU
     bool echo;          ///< the line hands back what is sent on it
     unsigned int driverOptions; ///< option bits of the driver, names in the driver's core/options.h

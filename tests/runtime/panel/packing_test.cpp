@@ -100,8 +100,10 @@ TEST(ReadsOfEach, PackNothingAndCutWhatIsLongerThanARequest)
     const auto reads = [&](const std::vector<std::string> &texts) {
         return named(readsOfEach(variablesOf(texts, settings), settings));
     };
-    EXPECT_THAT(reads({"4x:2@3", "4x:0:2", "4x:0:2"}), ElementsAre("3/4x 2+1", "7/4x 0+2", "7/4x 0+2"))
-        << "as they were given";
+    EXPECT_THAT(reads({"4x:2", "4x:0:2", "4x:2@3", "4x:1"}),
+                ElementsAre("3/4x 2+1", "7/4x 0+2", "7/4x 1+1", "7/4x 2+1"));
+    EXPECT_THAT(reads({"4x:0", "4x:0:3", "4x_bit:0.3"}), ElementsAre("7/4x 0+3"))
+        << "the driver makes one request of those that begin at one place";
     EXPECT_THAT(reads({"4x:0:7"}), ElementsAre("7/4x 0+5", "7/4x 5+2"));
     EXPECT_THAT(reads({"4x:0:4/f32"}), ElementsAre("7/4x 0+4", "7/4x 4+4")) << "between the values";
     EXPECT_THAT(reads({"4x_bit:1.15:2"}), ElementsAre("7/4x 1+2")) << "the registers of the bits";
