@@ -231,7 +231,7 @@ void Line::Private::open()
     const Error interrupted(ErrorKind::Interrupted, QString::fromLatin1("open() was interrupted"));
     const Waiting waitingHere(this);
     if (waitingHere.isWoken())
-        throw interrupted;
+        throw Error(interrupted);
     if (settings.delivery == Delivery::OwnThread && !delivery.joinable()) {
         try {
             delivery = std::thread([this] { runDelivery(); });
@@ -269,7 +269,7 @@ void Line::Private::open()
     takeNotes();
     if (isOpeningCancelled) {
         made.reset();
-        throw interrupted;
+        throw Error(interrupted);
     }
     try {
         deliver(lock);

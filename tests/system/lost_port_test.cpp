@@ -108,7 +108,10 @@ TEST_F(LostPort, IsToldWhenAnotherProgramHasTakenItMeanwhile)
     other.signal(SIGINT);
     EXPECT_EQ(0, other.waitForEnd(steadyNow() + kPatience));
     await(watch, "(good, ");
-    EXPECT_EQ(1, countOf("; it is tried again and again\n", watch.errors())) << watch.errors();
+    // Who has it is told once, and once more where the program that goes can be named no longer.
+    const int told = countOf("; it is tried again and again\n", watch.errors());
+    EXPECT_TRUE(told == 1 || told == 2) << watch.errors();
+    EXPECT_GE(1, countOf("it is in use by another program; it is tried", watch.errors())) << watch.errors();
 }
 
 TEST_F(LostPort, EndsTheProgramWithStatisticsAndExitCodeFiveWhenItIsInterruptedMeanwhile)
