@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "choices.h"
 #include "runtime/line/exception_codes.h"
@@ -494,6 +495,7 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
         complain(now, "the mirror does not show what was read");
         return;
     }
+    const bool isAnyWritten = isWrittenNow(station, baseType, first, count);
     for (int i = 0; i < count; ++i) {
         ++checks_.values;
         const std::uint16_t value = values[static_cast<std::size_t>(i)];
@@ -508,16 +510,19 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
         if (shown == shown_.end())
             continue;
         auto &written = shown->second.written;
-        if (written.empty())
-            shown->second.passedOver.clear();
-        else
-            shown->second.passedOver.insert(shown->second.passedOver.end(),
-                                            {shown->second.read, shown->second.brought});
+        std::vector<Former> &passedOver = shown->second.passedOver;
+        shown->second.isWritten = !written.empty();
+        if (isAnyWritten) {
+            noteFormer({shown->second.read, confirmed(written)}, &passedOver);
+            noteFormer({shown->second.brought, {}}, &passedOver);
+        } else {
+            passedOver.clear();
+        }
         shown->second.read = value;
         if (report.request.hostId == runtime::kCyclicHostId)
             shown->second.brought = value;
         written.erase(std::remove_if(written.begin(), written.end(),
-                                     [this, now](const auto &entry) { return isOver(entry.first, now); }),
+                                     [this, now](const Written &entry) { return isOver(entry.ticket, now); }),
                       written.end());
     }
 }
@@ -588,9 +593,21 @@ void Witness::ordered(Time now, const WriteOrder &order)
     for (const Element &element : order.elements) {
         const auto shown = shown_.find({order.station, element.baseType, element.address});
         if (shown != shown_.end())
-            shown->second.written.emplace_back(order.ticket, element);
+            shown->second.written.push_back({order.ticket, element, false});
     }
     orders_.emplace(order.ticket, std::move(entry));
+}
+
+/// The station has said that it has taken what was ordered.
+void Witness::confirm(const WriteOrder &order)
+{
+    for (const Element &element : order.elements) {
+        const auto shown = shown_.find({order.station, element.baseType, element.address});
+        if (shown == shown_.end())
+            continue;
+        for (Written &written : shown->second.written)
+            written.isConfirmed = written.isConfirmed || written.ticket == order.ticket;
+    }
 }
 
 void Witness::orderedRead(Time now, runtime::Ticket ticket)
@@ -614,7 +631,8 @@ void Witness::ended(Time now, runtime::Ticket ticket, const runtime::OrderResult
     }
     found->second.ended = true;
     found->second.endedAt = now;
-    found->second.isGood = result.end == OrderEnd::Good;
+    if (result.end == OrderEnd::Good)
+        confirm(found->second.order);
     checks_.portOrders += isPortLost_ ? 1u : 0u;
     // Of an order that was on the line when the port went the driver has reported the end.
     if (isWithdrawn(result) && (found->second.reports == 0 || isPortLost_)) {
@@ -669,7 +687,7 @@ void Witness::lookAt(Time now, int station, int baseType, int first, int count)
             continue;
         ++checks_.mirrored;
         const std::uint16_t value = values[static_cast<std::size_t>(i)];
-        if (!mayShow(shown->second, value))
+        if (!mayShow(shown->second.read, shown->second.written, value))
             complain(now, "(a) the mirror shows " + hex(value) + " at " +
                               nameOf(station, baseType, first + i) + ", which was neither read last (" +
                               hex(shown->second.read) + ") nor written since");
@@ -748,18 +766,19 @@ void Witness::checkValues(Time now, const runtime::Variable &variable, int stati
         if (!readAt || places.back()->cyclic.lastGood != readAt)
             return;
     }
+    const bool isPutOff = isWrittenSince(station, baseType, first.address, variable.baseCount());
     bool isRight = values.size() == static_cast<std::size_t>(variable.count);
     for (std::size_t i = 0; isRight && i < values.size(); ++i) {
         ++checks_.toldValues;
         const std::size_t bit = static_cast<std::size_t>(variable.first % 16) + i;
         if (variable.area->insideRegister) {
             const Shown &place = *places[bit / 16];
-            isRight = values[i] == (place.brought >> (bit % 16) & 1u) || !place.written.empty();
+            isRight = values[i] == (place.brought >> (bit % 16) & 1u) || isPutOff;
         } else if (variable.area->unit == runtime::Unit::RegisterPair) {
-            isRight = mayBeTold(*places[2 * i], values[i] >> 16) &&
-                      mayBeTold(*places[2 * i + 1], values[i] & 0xFFFFu);
+            isRight = mayBeTold(*places[2 * i], values[i] >> 16, isPutOff) &&
+                      mayBeTold(*places[2 * i + 1], values[i] & 0xFFFFu, isPutOff);
         } else {
-            isRight = mayBeTold(*places[i], values[i]);
+            isRight = mayBeTold(*places[i], values[i], isPutOff);
         }
     }
     if (!isRight)
@@ -770,45 +789,67 @@ bool Witness::isWrittenSince(int station, int baseType, int first, int count) co
 {
     for (int address = first; address < first + count; ++address) {
         const Shown &shown = shown_.at({station, baseType, address});
-        if (!shown.written.empty() || !shown.passedOver.empty())
+        if (!shown.written.empty() || shown.isWritten)
             return true;
     }
     return false;
 }
 
-/// The last reading has brought it, or it was written since; with a write under way, an earlier reading has.
-bool Witness::mayBeTold(const Shown &shown, std::uint64_t value) const
+bool Witness::isWrittenNow(int station, int baseType, int first, int count) const
 {
-    const bool wasPassedOver = std::count(shown.passedOver.begin(), shown.passedOver.end(), value) > 0;
-    if (value == shown.brought || wasPassedOver)
-        return true;
-    Shown confirmed = shown;
-    confirmed.written.erase(std::remove_if(confirmed.written.begin(), confirmed.written.end(),
-                                           [this](const auto &entry) {
-                                               const auto order = orders_.find(entry.first);
-                                               return order == orders_.end() || !order->second.isGood;
-                                           }),
-                            confirmed.written.end());
-    return mayShow(confirmed, static_cast<std::uint16_t>(value));
+    const auto end = shown_.lower_bound({station, baseType, first + count});
+    return std::any_of(shown_.lower_bound({station, baseType, first}), end,
+                       [](const auto &shown) { return !shown.second.written.empty(); });
 }
 
-bool Witness::mayShow(const Shown &shown, std::uint16_t value)
+/// The last reading has brought it, or it was written since.
+/// @param isPutOff  a write to its variable was under way, so that an earlier reading may have brought it.
+bool Witness::mayBeTold(const Shown &shown, std::uint64_t value, bool isPutOff)
 {
-    std::vector<std::uint16_t> whole = {shown.read};
-    for (const auto &[ticket, element] : shown.written) {
-        if (element.bit < 0)
-            whole.push_back(element.value);
+    const auto mayBe = [value](const Former &former) {
+        return mayShow(former.read, former.written, static_cast<std::uint16_t>(value));
+    };
+    return value == shown.brought || mayBe({shown.read, confirmed(shown.written)}) ||
+           (isPutOff && std::any_of(shown.passedOver.begin(), shown.passedOver.end(), mayBe));
+}
+
+void Witness::noteFormer(const Former &former, std::vector<Former> *list)
+{
+    const auto isSame = [&former](const Former &other) {
+        return other.read == former.read &&
+               std::equal(other.written.begin(), other.written.end(), former.written.begin(),
+                          former.written.end(),
+                          [](const Written &a, const Written &b) { return a.ticket == b.ticket; });
+    };
+    if (std::none_of(list->begin(), list->end(), isSame))
+        list->push_back(former);
+}
+
+std::vector<Witness::Written> Witness::confirmed(const std::vector<Written> &written)
+{
+    std::vector<Written> found;
+    std::copy_if(written.begin(), written.end(), std::back_inserter(found),
+                 [](const Written &entry) { return entry.isConfirmed; });
+    return found;
+}
+
+/// The reading has brought it, or it was written since.
+bool Witness::mayShow(std::uint16_t read, const std::vector<Written> &written, std::uint16_t value)
+{
+    std::vector<std::uint16_t> whole = {read};
+    for (const Written &entry : written) {
+        if (entry.element.bit < 0)
+            whole.push_back(entry.element.value);
     }
     return std::any_of(whole.begin(), whole.end(), [&](std::uint16_t base) {
         // A bit that is written is put into the register as the mirror has it.
         for (int bit = 0; bit < 16; ++bit) {
             if (bitOf(value, bit) == bitOf(base, bit))
                 continue;
-            const bool written =
-                std::any_of(shown.written.begin(), shown.written.end(), [&](const auto &entry) {
-                    return entry.second.bit == bit && (entry.second.value != 0) == bitOf(value, bit);
-                });
-            if (!written)
+            const bool isWritten = std::any_of(written.begin(), written.end(), [&](const Written &entry) {
+                return entry.element.bit == bit && (entry.element.value != 0) == bitOf(value, bit);
+            });
+            if (!isWritten)
                 return false;
         }
         return true;

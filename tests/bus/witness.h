@@ -39,7 +39,8 @@
 /// - (s) While the port is gone nothing is sent. Every order that was open when it went ends at once, and so
 ///   does every order that is given meanwhile.
 /// - (u) The public interface tells of a variable what the last reading that brought it whole has brought, or
-///   what was written there since and confirmed; with a write under way, what was read before it.
+///   what was written there since and confirmed; with a write to any part of it under way, what was read
+///   before that.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
@@ -238,7 +239,6 @@ private:
         Time orderedAt{};
         Time endedAt{}; ///< only if `ended`
         bool ended = false;
-        bool isGood = false; ///< how it ended
         int reports = 0;
         std::optional<Time> readFrom; ///< start of the last transmission of a read half
         bool wasSent = false;         ///< a frame that writes has gone out
@@ -263,15 +263,28 @@ private:
         int station;
         Bytes frame;
     };
+    struct Written
+    {
+        runtime::Ticket ticket;
+        Element element;
+        bool isConfirmed;
+    };
+    struct Former
+    {
+        std::uint16_t read;
+        std::vector<Written> written; ///< and confirmed
+    };
     /// What the mirror may show at a place: the last reading, and what the runtime wrote since.
     struct Shown
     {
         std::uint16_t read = 0;
         CyclicRead cyclic;         ///< of the reads that bring it
         std::uint16_t brought = 0; ///< by the last of these that ended well
-        std::vector<std::pair<runtime::Ticket, Element>> written;
-        /// What was read before, while a write was under way: the public interface takes no value then.
-        std::vector<std::uint16_t> passedOver;
+        std::vector<Written> written;
+        bool isWritten = false; ///< a write was under way when it was read last
+        /// What was read before, while a write to anything in its request was under way: the public interface
+        /// takes no value of a variable then, not even of the places that nobody writes.
+        std::vector<Former> passedOver;
     };
     struct Place
     {
@@ -307,8 +320,12 @@ private:
     void reported(Time now, const runtime::OrderNews &news);
     bool wasTaken(const Order &order, std::size_t element, Time now) const;
     bool isOver(runtime::Ticket ticket, Time now) const;
-    static bool mayShow(const Shown &shown, std::uint16_t value);
-    bool mayBeTold(const Shown &shown, std::uint64_t value) const;
+    void confirm(const WriteOrder &order);
+    static void noteFormer(const Former &former, std::vector<Former> *list);
+    static std::vector<Written> confirmed(const std::vector<Written> &written);
+    static bool mayShow(std::uint16_t read, const std::vector<Written> &written, std::uint16_t value);
+    bool isWrittenNow(int station, int baseType, int first, int count) const;
+    static bool mayBeTold(const Shown &shown, std::uint64_t value, bool isPutOff);
     const Sent *sentWith(int tag) const;
     void taken(Time now, int station, const Sent &sent, Order *order, std::size_t element,
                std::uint16_t value);
