@@ -96,6 +96,7 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values(Content{"ExceptionStatus", "11 07 6D", 4, 5},
                       Content{"Diagnostics", "11 08 0000 5AC3", 8, 8},
                       Content{"EventCounter", "11 0B 0000 0108", 4, 8},
+                      Content{"EventCounterOfABusyStation", "11 0B FFFF 0108", 4, 8},
                       Content{"EventCounterWithAnImpossibleStatus", "11 0B 4A25", 4, kNone},
                       Content{"EventLog", "11 0C 08 0000 0108", 4, 13},
                       Content{"ServerId", "11 11 05 41 42 43 44 FF", 4, 10},
