@@ -129,7 +129,7 @@ plcruntime::LineSettings publicSettings(const LinkSettings &link)
     return settings;
 }
 
-std::string traceLine(const plcruntime::Frame &frame, qint64 startUs)
+std::string traceLine(const plcruntime::Frame &frame, qint64 startUs, WallTime time)
 {
     static_assert(static_cast<int>(plcruntime::FrameKind::Sent) == static_cast<int>(FrameNews::Kind::Sent) &&
                       static_cast<int>(plcruntime::FrameKind::Received) ==
@@ -146,7 +146,8 @@ std::string traceLine(const plcruntime::Frame &frame, qint64 startUs)
     news.attempt = frame.attempt;
     news.count = frame.count;
     news.text = toUtf8(frame.text);
-    return traceLine(news);
+    constexpr int kMicroseconds = 6;
+    return isoTime(time, kMicroseconds) + " " + traceLine(news);
 }
 
 Values valuesOf(const Variable &variable, const QByteArray &raw)
@@ -269,6 +270,16 @@ void PanelLine::setStationEnabled(int station, bool enabled)
         fail(error);
 }
 
+WallTime PanelLine::wallTime(qint64 momentUs) const
+{
+    return manner_.wallClock() - std::chrono::microseconds(line_->nowUs() - momentUs);
+}
+
+WallTime PanelLine::endOf(const OrderResult &result) const
+{
+    return result.end == OrderEnd::Open ? manner_.wallClock() : wallTime(result.endedUs);
+}
+
 std::string PanelLine::portLost() const
 {
     return toUtf8(line_->portReason());
@@ -306,7 +317,7 @@ void PanelLine::tell(const plcruntime::Frame &frame)
 {
     if (!openedAt_)
         openedAt_ = line_->nowUs() - line_->statistics().runningUs;
-    std::fprintf(stderr, "%s\n", traceLine(frame, *openedAt_).c_str());
+    std::fprintf(stderr, "%s\n", traceLine(frame, *openedAt_, wallTime(frame.atUs)).c_str());
 }
 
 } // namespace plc::host

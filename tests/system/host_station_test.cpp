@@ -70,10 +70,12 @@ TEST_F(HostAndStation, ShowsValuesAsAsked)
     serve({});
     EXPECT_EQ("4x:100:2 = 0x1234 0xABCD\n", host("read", {"4x:100:2", "--hex"}).output);
     EXPECT_EQ("4x:101:3 = -21555 1 -1\n", host("read", {"4x:101:3", "--signed"}).output);
-    EXPECT_EQ("name,station,value,state\n4x:100,1,4660,good\n4x:101,1,43981,good\n",
-              host("read", {"4x:100:2", "--format", "csv"}).output);
-    EXPECT_EQ("{\"variable\":\"4x:100:2\",\"station\":1,\"state\":\"good\",\"values\":[4660,43981]}\n",
-              host("read", {"4x:100:2", "--format", "ndjson"}).output);
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n4x:100,1,4660,good,TIME,,\n"
+              "4x:101,1,43981,good,TIME,,\n",
+              withoutWallTimes(host("read", {"4x:100:2", "--format", "csv"}).output));
+    EXPECT_EQ("{\"kind\":\"value\",\"time\":\"TIME\",\"variable\":\"4x:100:2\",\"station\":1,"
+              "\"state\":\"good\",\"values\":[4660,43981]}\n",
+              withoutWallTimes(host("read", {"4x:100:2", "--format", "ndjson"}).output));
 }
 
 TEST_F(HostAndStation, TakesTypeStartAndCountAsOtherMastersDo)
