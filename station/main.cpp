@@ -19,6 +19,7 @@
 #include <limits>
 
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace plc::station {
 
@@ -70,6 +71,7 @@ struct Options
     int lateByMs = 1500;
     int exceptionCode = kServerBusy;
     std::string link;
+    bool commands = false;
     bool dieWithParent = false;
     bool verbose = false;
     bool quiet = false;
@@ -193,6 +195,9 @@ void addOptions(CLI::App *app, Options *options)
     addStationOptions(app, options);
     addLineOptions(app, options);
     addFaultOptions(app, options);
+    app->add_flag("--commands", options->commands,
+                  "take commands from standard input: dead, alive, refuse, refuse-writes, set, get")
+        ->excludes("--relay");
     app->add_flag("--die-with-parent", options->dieWithParent,
                   "end when the program that started this one ends");
     app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error");
@@ -328,7 +333,8 @@ int run(const Options &options)
     const std::string unwritten = print(pty.path() + "\n");
     if (!unwritten.empty())
         return failed(kExitOutput, unwritten);
-    broken = serve(&pty, &line, stop);
+    CommandInput commands(options.commands ? STDIN_FILENO : -1, &bus);
+    broken = serve(&pty, &line, &commands, stop);
     if (!options.quiet)
         printStatistics(line.statistics(), faults);
     return broken.empty() ? kExitFine : failed(kExitNoTerminal, broken);

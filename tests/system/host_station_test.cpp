@@ -202,9 +202,11 @@ TEST_F(HostAndStation, BroadcastsAWriteToAllStations)
 TEST_F(HostAndStation, BroadcastsWhereTheUsualStationIsZero)
 {
     serve({});
-    EXPECT_EQ("4x:600 = 77  (written)\n", host("write", {"-a", "0", "4x:600=77"}).output);
-    EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n", host("read", {"-a", "0", "4x:600@1", "4x:600@5"}).output);
-    EXPECT_THAT(host("read", {"-a", "0", "4x:600"}).errors, HasSubstr("nobody answers a read of station 0"));
+    EXPECT_EQ("4x:600 = 77  (written)\n", host("write", {"-a", "0", "-o", "60", "4x:600=77"}).output);
+    EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n",
+              host("read", {"-a", "0", "-o", "60", "4x:600@1", "4x:600@5"}).output);
+    EXPECT_THAT(host("read", {"-a", "0", "-o", "60", "4x:600"}).errors,
+                HasSubstr("nobody answers a read of station 0"));
 }
 
 TEST_F(HostAndStation, RefusesMoreOrdersThanCanBeOpenBeforeTheFirst)

@@ -53,7 +53,8 @@ TEST_F(Watch, EndsOnSigintWithStatisticsAndExitCodeZero)
 TEST_F(Watch, RefusesNoVariableForWhatIsRefusedOfAnother)
 {
     serve({"--size", "50"});
-    const Finished run = plchost(watchWords({"-1", "-q", "4x:0:100", "4x:10", "4x:12/f32", "4x:13"}));
+    const Finished run =
+        plchost(watchWords({"-1", "-q", "-o", "60", "4x:0:100", "4x:10", "4x:12/f32", "4x:13"}));
     EXPECT_EQ(6, run.exitCode);
     EXPECT_THAT(run.output, ContainsRegex("  4x:0:100 = [?] +.refused: "));
     EXPECT_THAT(run.output, ContainsRegex("  4x:10 = 0  .good, [0-9]+ ms old."));
@@ -64,7 +65,8 @@ TEST_F(Watch, RefusesNoVariableForWhatIsRefusedOfAnother)
 TEST_F(Watch, ShowsVariablesThatBeginAtOnePlace)
 {
     serve({});
-    const Finished run = plchost(watchWords({"-1", "-q", "4x:10", "4x:10:3", "4x_bit:10.2", "4x:10"}));
+    const Finished run =
+        plchost(watchWords({"-1", "-q", "-o", "60", "4x:10", "4x:10:3", "4x_bit:10.2", "4x:10"}));
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_EQ(4u, run.lines().size());
 }
@@ -72,7 +74,8 @@ TEST_F(Watch, ShowsVariablesThatBeginAtOnePlace)
 TEST_F(Watch, ReadsAlsoWhatTakesManyRequests)
 {
     serve({});
-    const Finished run = plchost(watchWords({"-1", "-q", "--option", "no-bit-packing", "0x:0:800"}));
+    const Finished run =
+        plchost(watchWords({"-1", "-q", "-o", "60", "--option", "no-bit-packing", "0x:0:800"}));
     EXPECT_EQ(0, run.exitCode) << run.errors;
 }
 
