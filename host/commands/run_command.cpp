@@ -100,7 +100,8 @@ private:
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
         manner.rows = project_.rows;
-        manner.onRecord = [this](const std::string &record) { log_.add(record); };
+        if (!options_.logFile.empty())
+            manner.onRecord = [this](const std::string &record) { log_.add(record); };
         manner.newsListener = [this](const News &news) { monitor_.note(news); };
         manner.onStation = [this](const StationChange &change) {
             // What the user has switched needs no telling, and has not lasted.

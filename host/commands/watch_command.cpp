@@ -82,7 +82,8 @@ private:
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
         manner.separateReads = true;
-        manner.onRecord = [this](const std::string &record) { log_.add(record); };
+        if (!options_.logFile.empty())
+            manner.onRecord = [this](const std::string &record) { log_.add(record); };
         if (onTerminal_)
             return manner;
         manner.onStation = [](const StationChange &change) {
