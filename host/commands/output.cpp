@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "host/commands/panel_line.h"
+#include "host/commands/typed_values.h"
 #include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
 #include "runtime/line/failure.h"
@@ -228,6 +229,7 @@ const char *stateName(OrderEnd end)
         return "no answer";
     case OrderEnd::Expired:
     case OrderEnd::Closed:
+    case OrderEnd::OnlyEcho:
         return "not sent";
     case OrderEnd::NotTaken:
         return "not taken";
@@ -282,6 +284,39 @@ std::string valuesInJson(const Variable &variable, const Values &values, NumberS
     return list + "]";
 }
 
+namespace {
+
+/// What was typed, for people.
+std::string joined(const std::vector<std::string> &words)
+{
+    std::string text;
+    for (const std::string &word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
+/// The word that was typed for a value, where programs read it as a number; else empty.
+std::string typedNumber(const Row &row, int index, NumberStyle style)
+{
+    if (style != NumberStyle::Unsigned)
+        return std::string();
+    const auto at = static_cast<std::size_t>(index);
+    return at < row.typed.size() && isPlainNumber(row.typed[at]) ? row.typed[at] : std::string();
+}
+
+std::string valuesInJson(const Row &row, NumberStyle style)
+{
+    std::string list = "[";
+    for (int index = 0; index < valueCount(row.variable, *row.values); ++index) {
+        const std::string typed = typedNumber(row, index, style);
+        list += (index > 0 ? "," : "") +
+                (typed.empty() ? valueInJson(row.variable, *row.values, index, style) : typed);
+    }
+    return list + "]";
+}
+
+} // namespace
+
 std::string RowPrinter::render(const Row &row)
 {
     const bool isFirst = !headDone_;
@@ -309,7 +344,11 @@ std::string RowPrinter::text(const Row &row) const
     if (row.moment)
         line += fixed(seconds(*row.moment), 3) + "  ";
     line += row.variable.text + " = ";
-    line += row.values ? formatValues(row.variable, *row.values, style_, " ") : "?";
+    const bool isAsTyped = !row.typed.empty() && style_ == NumberStyle::Unsigned;
+    if (isAsTyped)
+        line += joined(row.typed);
+    else
+        line += row.values ? formatValues(row.variable, *row.values, style_, " ") : "?";
     if (row.state != stateName(OrderEnd::Good) || row.age || row.isInPieces)
         line += "  (" + fullState(row) + (row.age ? ", " + formatAge(*row.age) + " old" : "") + ")";
     return line + "\n";
@@ -337,7 +376,8 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
     std::string state = row.state;
     std::string text;
     if (row.values) {
-        line += valueInCsv(row.variable, *row.values, index, style_);
+        const std::string typed = typedNumber(row, index, style_);
+        line += typed.empty() ? valueInCsv(row.variable, *row.values, index, style_) : typed;
         const std::string *name = nameOfValue(row.variable, *row.values, index);
         text = name ? *name : "";
         state += row.isInPieces ? " in pieces" : "";
@@ -367,7 +407,7 @@ std::string RowPrinter::json(const Row &row) const
     const Meaning &meaning = meaningOf(row.variable);
     if (row.isInPieces)
         line += ",\"in_pieces\":true";
-    line += ",\"values\":" + valuesInJson(row.variable, *row.values, style_);
+    line += ",\"values\":" + valuesInJson(row, style_);
     const std::string bad = badValuesInJson(row.variable, *row.values);
     if (!bad.empty())
         line += ",\"bad\":" + bad;

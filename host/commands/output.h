@@ -34,10 +34,11 @@ struct Row
 {
     Variable variable;
     int station = 0;
-    std::optional<Values> values; ///< nothing when none are known
-    std::string state;            ///< "good", "refused", ...
-    std::string detail;           ///< more about the state, may be empty
-    bool isInPieces = false;      ///< a single value of it was read in two requests or more
+    std::optional<Values> values;   ///< nothing when none are known
+    std::vector<std::string> typed; ///< the values as they were typed, see typedValues(); empty = were not
+    std::string state;              ///< "good", "refused", ...
+    std::string detail;             ///< more about the state, may be empty
+    bool isInPieces = false;        ///< a single value of it was read in two requests or more
     std::optional<Time> age;
     std::optional<Time> moment; ///< since the start, for repeated rows
 };

@@ -16,11 +16,13 @@
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_report.h"
+#include "host/commands/typed_values.h"
 #include "host/option_words.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
 #include "host/project/scan_monitor.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/terminal_system.h"
 
 namespace plc::host {
 
@@ -39,6 +41,7 @@ struct OpenWrite
     OrderId order;
     int variable;
     Values values;
+    std::string typed;
 };
 
 /// One run of the command.
@@ -60,6 +63,7 @@ public:
     ExitCode run()
     {
         line_.open();
+        hasRate_ = !runtime::isPseudoTerminal(project_.link.port);
         const Time start = steadyNow();
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
         const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
@@ -206,7 +210,8 @@ private:
 
     void write(const ProjectOrder &order)
     {
-        writes_.push_back({line_.write(idOf(order.variable), order.values), order.variable, order.values});
+        writes_.push_back(
+            {line_.write(idOf(order.variable), order.values), order.variable, order.values, order.typed});
     }
 
     void switchStation(int station, bool enabled)
@@ -238,20 +243,26 @@ private:
     {
         const Variable &variable = variableAt(write.variable);
         const bool done = end == OrderEnd::Good;
+        // Nobody confirms a broadcast.
+        const std::string isDone = stationAt(write.variable) == 0 ? "sent" : "done";
         ends_.add(end);
         if (options_.outputFormat() == Format::NdJson) {
             // Qt's numbers have 53 bits, these up to 64.
             const std::string line =
-                (done ? "{\"result\":\"done\"" : "{\"reason\":" + inJson(reason) + ",\"result\":\"failed\"") +
+                (done ? "{\"result\":\"" + isDone + "\""
+                      : "{\"reason\":" + inJson(reason) + ",\"result\":\"failed\"") +
                 ",\"values\":" + valuesInJson(variable, write.values, NumberStyle::Unsigned) +
                 ",\"write\":" + inJson(variable.label) + "}\n";
             std::fputs(line.c_str(), stdout);
             std::fflush(stdout);
             return;
         }
+        const NumberStyle style = options_.numberStyle();
+        const bool isAsTyped =
+            style == NumberStyle::Unsigned && !typedValues(write.typed, variable, write.values).empty();
         tell("write " + variable.label + " = " +
-                 formatValues(variable, write.values, options_.numberStyle(), ",") +
-                 (done ? ": done" : ": failed: " + reason),
+                 (isAsTyped ? write.typed : formatValues(variable, write.values, style, ",")) +
+                 (done ? ": " + isDone : ": failed: " + reason),
              options_.outputFormat() == Format::Csv ? stderr : stdout);
     }
 
@@ -295,7 +306,7 @@ private:
 
     RunReport runReport(const Statistics &counted) const
     {
-        return {monitor_.scans(), counted, project_.link.baud, options_.verbose};
+        return {monitor_.scans(), counted, hasRate_ ? project_.link.baud : 0, options_.verbose};
     }
 
     ExitCode finish()
@@ -347,6 +358,7 @@ private:
     std::vector<OpenWrite> writes_;
     EndTally ends_; ///< of writes and of lines that were not understood
     std::uint64_t linesTaken_ = 0;
+    bool hasRate_ = true; ///< of the port
     bool quit_ = false;
     bool isOver_ = false; ///< the line is closed
 };
@@ -363,6 +375,8 @@ ExitCode runProject(const RunOptions &options)
                       options.file + " names no port; give one with -p PATH, or as 'port' of its 'link'");
     project.link.driverPath = options.driver;
     project.link.reopen = !options.noReopen;
+    if (options.noEchoCheck)
+        project.link.policies.echoCheck = false;
     for (const std::string &warning : projectWarnings(project))
         std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
     return Run(options, std::move(project)).run();

@@ -47,8 +47,10 @@ Time RunReport::duration() const
     return fromMicroseconds(counted.runningUs);
 }
 
-double RunReport::lineShare() const
+std::optional<double> RunReport::lineShare() const
 {
+    if (baud == 0)
+        return std::nullopt;
     const LineTiming timing(baud);
     const double busy = static_cast<double>(counted.total.bytesOut + counted.total.bytesIn) *
                         seconds(timing.wire(1000)) / 1000.0;
@@ -64,9 +66,10 @@ std::string describeScans(const RunReport &report)
                 inSeconds(scans.durations().least()) + " to " + inSeconds(scans.durations().most()) +
                 "), requests per scan " + fixed(scans.requestsPerScan(), 1) + ", bytes per scan " +
                 fixed(scans.bytesPerScan(), 1);
-    text += "\nline in use " + fixed(report.lineShare() * 100, 1) + " % of the time at " +
-            std::to_string(report.baud) + " baud" +
-            (report.lineShare() > 1 ? ", more than a real line carries\n" : "\n");
+    text += "\n";
+    if (const std::optional<double> share = report.lineShare())
+        text += "line in use " + fixed(*share * 100, 1) + " % of the time at " + std::to_string(report.baud) +
+                " baud" + (*share > 1 ? ", more than a real line carries\n" : "\n");
     for (int level = 0; level < kScanLevels; ++level) {
         if (scans.refresh(level).count() > 0)
             text += describeRefresh(scans, level);
@@ -87,6 +90,7 @@ QJsonObject jsonOf(const RunReport &report)
                                       {"medianS", seconds(interval.percentile(50))},
                                       {"mostS", seconds(interval.most())}});
     }
+    const std::optional<double> share = report.lineShare();
     QJsonObject told{{"scans", static_cast<double>(scans.scans())},
                      {"secondsPerScan", seconds(scans.durations().mean())},
                      {"requestsPerScan", scans.requestsPerScan()},
@@ -95,7 +99,7 @@ QJsonObject jsonOf(const RunReport &report)
                      {"bytesOut", static_cast<double>(report.counted.total.bytesOut)},
                      {"bytesIn", static_cast<double>(report.counted.total.bytesIn)},
                      {"seconds", seconds(report.duration())},
-                     {"lineShare", report.lineShare()},
+                     {"lineShare", share ? QJsonValue(*share) : QJsonValue()},
                      {"refresh", levels},
                      {"lineErrors", errorsOf(report.counted)}};
     if (report.detailed)

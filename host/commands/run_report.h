@@ -5,6 +5,7 @@
 
 #include <QJsonObject>
 
+#include <optional>
 #include <string>
 
 #include "host/project/scan_statistics.h"
@@ -16,12 +17,12 @@ struct RunReport
 {
     const ScanStatistics &scans;
     const Statistics &counted;
-    int baud;
+    int baud;      ///< 0 = the port has no rate: it is a pseudo-terminal
     bool detailed; ///< with the lateness of requests
 
     Time duration() const;
-    /// Share of the time in which characters were on the line; above 1 on a pseudo-terminal.
-    double lineShare() const;
+    /// Share of the time in which characters were on the line; nothing where the port has no rate.
+    std::optional<double> lineShare() const;
 };
 
 /// For people, several lines.

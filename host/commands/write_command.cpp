@@ -5,6 +5,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/typed_values.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
 
@@ -17,6 +18,7 @@ struct Assignment
 {
     Variable variable;
     Values values;
+    std::vector<std::string> typed; ///< see typedValues()
     VariableId id = 0;
 };
 
@@ -44,6 +46,7 @@ Assignment parseAssignment(const std::string &text, const WriteOptions &options,
             parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
         variable.text = name;
     }
+    assignment.typed = typedValues(text.substr(equals + 1), variable, assignment.values);
     return assignment;
 }
 
@@ -77,6 +80,8 @@ OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSetting
     }
     const Values found = valuesOf(assignment.variable, result.raw);
     row->values = found;
+    if (found != assignment.values)
+        row->typed.clear();
     row->isInPieces = cutsValues(assignment.variable, link);
     if (found == assignment.values) {
         row->state = "written and read back";
@@ -105,6 +110,12 @@ ExitCode writeVariables(const WriteOptions &options)
         assignment.id = line.add(assignment.variable);
         line.checkWrite(assignment.id, assignment.values);
     }
+    const bool isBroadcast =
+        std::any_of(assignments.begin(), assignments.end(), [&](const Assignment &given) {
+            return given.variable.station.value_or(link.station) == 0;
+        });
+    if (isBroadcast)
+        options.adviseOnBroadcasts(link);
     line.open();
     std::vector<OrderId> orders;
     for (const Assignment &assignment : assignments)
@@ -122,8 +133,10 @@ ExitCode writeVariables(const WriteOptions &options)
         row.variable = assignments[i].variable;
         row.station = row.variable.station.value_or(link.station);
         row.values = assignments[i].values;
+        row.typed = assignments[i].typed;
         OrderEnd end = written[i].end;
-        row.state = end == OrderEnd::Good ? "written" : stateName(end);
+        // Nobody confirms a broadcast.
+        row.state = end != OrderEnd::Good ? stateName(end) : row.station == 0 ? "sent" : "written";
         if (end != OrderEnd::Good)
             row.detail = describe(written[i], row.station);
         else if (options.verify)

@@ -44,24 +44,6 @@ bool isRelay(const COM_INFO &info)
     return info.linkMode != 0;
 }
 
-Request describe(const Protocol &head, bool relay)
-{
-    constexpr int kRelayStationAt = 4;
-    Request request;
-    request.frame = head.frame.left(head.sendLen);
-    request.station = byteAt(request.frame, relay ? kRelayStationAt : 0);
-    request.function = relay ? 0 : byteAt(request.frame, 1);
-    request.regType = head.var.regType;
-    request.address = head.var.address;
-    request.count = head.var.count;
-    request.direction = head.var.direction;
-    request.hostId = head.var.hostId;
-    request.hostSubId = head.var.hostSubId;
-    // In a relay frame the member is a value.
-    request.isReadHalf = !relay && request.direction == 0 && head.var.relayArg1 == kReadHalf;
-    return request;
-}
-
 /// The driver was told that stations do not answer writes of this type.
 bool isSilencedByOption(const COM_INFO &info, int regType)
 {
@@ -150,6 +132,24 @@ Answer answerOf(AttemptEnd end, bool isDamaged)
 
 } // namespace
 
+Request requestOf(const Protocol &head, bool relay)
+{
+    constexpr int kRelayStationAt = 4;
+    Request request;
+    request.frame = head.frame.left(head.sendLen);
+    request.station = byteAt(request.frame, relay ? kRelayStationAt : 0);
+    request.function = relay ? 0 : byteAt(request.frame, 1);
+    request.regType = head.var.regType;
+    request.address = head.var.address;
+    request.count = head.var.count;
+    request.direction = head.var.direction;
+    request.hostId = head.var.hostId;
+    request.hostSubId = head.var.hostSubId;
+    // In a relay frame the member is a value.
+    request.isReadHalf = !relay && request.direction == 0 && head.var.relayArg1 == kReadHalf;
+    return request;
+}
+
 Cycle::Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer)
     : driver_(driver), info_(info), settings_(settings), observer_(observer),
       lateReplies_(settings.lateReplyGuard), echoes_(settings.removeEcho)
@@ -235,7 +235,7 @@ bool Cycle::fetch(Time now)
     if (!head_)
         return false;
     report_ = TransactionReport();
-    report_.request = describe(*head_, isRelay(info_));
+    report_.request = requestOf(*head_, isRelay(info_));
     report_.startedAt = now;
     attempt_ = Attempt();
     chooseRules();

@@ -86,6 +86,10 @@ struct Request
     bool isReadHalf = false;
 };
 
+/// The request of a transaction that the driver has chosen.
+/// @param relay  it is a relay frame.
+Request requestOf(const Protocol &head, bool relay);
+
 /// What became of a transaction.
 struct TransactionReport
 {
@@ -144,7 +148,7 @@ struct CycleSettings : StationRules
     Time writeBackWithin = std::chrono::milliseconds(500);
     /// The line hands back what is sent on it. Each transmission owes one echo.
     bool removeEcho = false;
-    /// `lateReplyGuard` and `offline` mean nothing here.
+    /// `lateReplyGuard`, `offline` and `echoCheck` mean nothing here.
     Policies policies;
 };
 

@@ -127,7 +127,8 @@ enum Policy
     PolicyEndOnException = 16,   ///< an exception ends an attempt at once
     PolicyEndOnDamage = 32,      ///< a damaged reply ends an attempt at once
     PolicyAbsoluteDeadline = 64, ///< noise does not lengthen the wait for a reply
-    PolicyOffline = 128          ///< a station that fails over and over is sent probes only
+    PolicyOffline = 128,         ///< a station that fails over and over is sent probes only
+    PolicyEchoCheck = 256 ///< a line that hands back what is sent confirms no write to a silent station
 };
 // NOLINTEND(readability-identifier-naming)
 
@@ -391,7 +392,8 @@ enum class OrderEnd
     Expired,     ///< its deadline came: nothing of it was sent, or it was a read
     Unconfirmed, ///< unknown: sent, not confirmed; the write may have been done, read it back
     Closed,      ///< not sent: the line was closed
-    NotTaken     ///< not sent: the driver refused it
+    NotTaken,    ///< not sent: the driver refused it
+    OnlyEcho     ///< not sent: nothing but its echo had come of a read before; see LineSettings::echo
 };
 
 enum class Quality
