@@ -75,7 +75,9 @@ OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSetting
     const OrderResult result = line.await(line.read(assignment.id));
     if (result.end != OrderEnd::Good) {
         row->state = "written, not read back";
-        row->detail = describe(result, row->station);
+        row->exceptionCode = result.exceptionCode;
+        row->isDone = false;
+        row->reason = describe(result, row->station);
         return result.end;
     }
     const Values found = valuesOf(assignment.variable, result.raw);
@@ -88,7 +90,8 @@ OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSetting
         return OrderEnd::Good;
     }
     row->state = "differs";
-    row->detail = "the station holds other values than were written";
+    row->isDone = false;
+    row->reason = "the station holds other values than were written";
     *differs = true;
     return OrderEnd::Good;
 }
@@ -132,19 +135,22 @@ ExitCode writeVariables(const WriteOptions &options)
         Row row;
         row.variable = assignments[i].variable;
         row.station = row.variable.station.value_or(link.station);
+        row.isWrite = true;
         row.values = assignments[i].values;
         row.typed = assignments[i].typed;
+        row.exceptionCode = written[i].exceptionCode;
+        row.time = line.endOf(written[i]);
         OrderEnd end = written[i].end;
+        row.isDone = end == OrderEnd::Good;
         // Nobody confirms a broadcast.
-        row.state = end != OrderEnd::Good ? stateName(end) : row.station == 0 ? "sent" : "written";
-        if (end != OrderEnd::Good)
-            row.detail = describe(written[i], row.station);
+        row.state = !row.isDone ? stateName(end) : row.station == 0 ? "sent" : "written";
+        if (!row.isDone)
+            row.reason = describe(written[i], row.station);
         else if (options.verify)
             end = verify(line, assignments[i], link, &row, &differs);
         ends.push_back(end);
-        if (!row.detail.empty() && end != OrderEnd::PortLost)
-            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.detail.c_str());
-        row.detail.clear();
+        if (!row.reason.empty() && end != OrderEnd::PortLost)
+            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.reason.c_str());
         printer.print(row);
     }
     line.close();

@@ -198,6 +198,7 @@ void Bus::runUntil(Time until)
     while (now() < until && witness_.complaint().empty()) {
         front_->pump(until);
         digestEnds();
+        front_->checkChanges(now(), witness_);
     }
 }
 

@@ -70,10 +70,12 @@ TEST_F(HostAndStation, ShowsValuesAsAsked)
     serve({});
     EXPECT_EQ("4x:100:2 = 0x1234 0xABCD\n", host("read", {"4x:100:2", "--hex"}).output);
     EXPECT_EQ("4x:101:3 = -21555 1 -1\n", host("read", {"4x:101:3", "--signed"}).output);
-    EXPECT_EQ("name,station,value,state\n4x:100,1,4660,good\n4x:101,1,43981,good\n",
-              host("read", {"4x:100:2", "--format", "csv"}).output);
-    EXPECT_EQ("{\"variable\":\"4x:100:2\",\"station\":1,\"state\":\"good\",\"values\":[4660,43981]}\n",
-              host("read", {"4x:100:2", "--format", "ndjson"}).output);
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n4x:100,1,4660,good,TIME,,\n"
+              "4x:101,1,43981,good,TIME,,\n",
+              withoutWallTimes(host("read", {"4x:100:2", "--format", "csv"}).output));
+    EXPECT_EQ("{\"kind\":\"value\",\"time\":\"TIME\",\"variable\":\"4x:100:2\",\"station\":1,"
+              "\"state\":\"good\",\"values\":[4660,43981]}\n",
+              withoutWallTimes(host("read", {"4x:100:2", "--format", "ndjson"}).output));
 }
 
 TEST_F(HostAndStation, TakesTypeStartAndCountAsOtherMastersDo)
@@ -165,14 +167,14 @@ TEST_F(HostAndStation, WritesEveryAreaAndReadsItBack)
                        "4x_block:650=0x09,10", "0x:660=1,0,1,1,0,0,1,0,1,1", "0x:680=on", "--verify"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
     EXPECT_THAT(run.lines(), ElementsAre("4x:600:5 = 1 22 333 4444 55555  (written and read back)",
-                                         "4x:610 = 65534  (written and read back)",
+                                         "4x:610 = -2  (written and read back)",
                                          "4x_bit:620.3 = 1  (written and read back)",
                                          "4x_bit:621.14:4 = 1 0 0 1  (written and read back)",
-                                         "4x_d:630:2 = 305419896 4294897296  (written and read back)",
+                                         "4x_d:630:2 = 305419896 -70000  (written and read back)",
                                          "4x_single:640 = 7 8  (written and read back)",
-                                         "4x_block:650 = 9 10  (written and read back)",
+                                         "4x_block:650 = 0x09 10  (written and read back)",
                                          "0x:660 = 1 0 1 1 0 0 1 0 1 1  (written and read back)",
-                                         "0x:680 = 1  (written and read back)"));
+                                         "0x:680 = on  (written and read back)"));
     // Another run has a mirror of its own, so what it shows comes from the station.
     EXPECT_EQ("4x:630:4 = 4660 22136 65534 61072\n", host("read", {"4x:630:4"}).output);
     EXPECT_EQ("4x:620:3 = 8 16384 2\n", host("read", {"4x:620:3"}).output);
@@ -200,9 +202,11 @@ TEST_F(HostAndStation, BroadcastsAWriteToAllStations)
 TEST_F(HostAndStation, BroadcastsWhereTheUsualStationIsZero)
 {
     serve({});
-    EXPECT_EQ("4x:600 = 77  (written)\n", host("write", {"-a", "0", "4x:600=77"}).output);
-    EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n", host("read", {"-a", "0", "4x:600@1", "4x:600@5"}).output);
-    EXPECT_THAT(host("read", {"-a", "0", "4x:600"}).errors, HasSubstr("nobody answers a read of station 0"));
+    EXPECT_EQ("4x:600 = 77  (sent)\n", host("write", {"-a", "0", "-o", "60", "4x:600=77"}).output);
+    EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n",
+              host("read", {"-a", "0", "-o", "60", "4x:600@1", "4x:600@5"}).output);
+    EXPECT_THAT(host("read", {"-a", "0", "-o", "60", "4x:600"}).errors,
+                HasSubstr("nobody answers a read of station 0"));
 }
 
 TEST_F(HostAndStation, RefusesMoreOrdersThanCanBeOpenBeforeTheFirst)
@@ -260,7 +264,7 @@ TEST_F(HostAndStation, EndsWithTwoWhenTheStationIsDead)
     EXPECT_EQ(2, run.exitCode);
     EXPECT_EQ("4x:100 = ?  (no answer)\n", run.output);
     EXPECT_THAT(run.errors,
-                StartsWith("plchost: 4x:100: no answer from station 1 after 3 attempts of 300 ms; check "));
+                StartsWith("plchost: 4x:100: no answer from station 1 after 3 attempts of 300 ms: nothing heard; check "));
 }
 
 TEST_F(HostAndStation, EndsWithTwoWhenNobodyHasTheNumber)
@@ -420,7 +424,7 @@ TEST_P(HostUnderFaults, ReadsTheStationsValuesAndEndsEveryWriteOnce)
     wanted.insert(wanted.end(),
                   {"4x_bit:620.3 = 1  (written and read back)",
                    "4x_d:630 = 305419896  (written and read back)", "0x:660 = 1 0 1  (written and read back)",
-                   "0x:680 = 1  (written and read back)"});
+                   "0x:680 = on  (written and read back)"});
     const Finished written = plchost(Words{"write"} + common + writes + Words{"--verify"});
     EXPECT_EQ(0, written.exitCode) << written.errors;
     EXPECT_EQ(wanted, written.lines());
