@@ -15,6 +15,7 @@
 #include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/miss.h"
 #include "runtime/panel/utf8.h"
 #include "runtime/panel/value_text.h"
 
@@ -65,17 +66,6 @@ std::string badValuesInJson(const Variable &variable, const Values &values)
             list += (list.empty() ? "[" : ",") + std::to_string(index);
     }
     return list.empty() ? list : list + "]";
-}
-
-/// "[\"on\",null]": the texts that stand for the values.
-std::string textsInJson(const Variable &variable, const Values &values)
-{
-    std::string list = "[";
-    for (int index = 0; index < variable.count; ++index) {
-        const std::string *name = nameOfValue(variable, values, index);
-        list += (index > 0 ? "," : "") + (name ? inJson(*name) : "null");
-    }
-    return list + "]";
 }
 
 winsize terminalSize()
@@ -287,13 +277,44 @@ std::string typedNumber(const Row &row, int index, NumberStyle style)
     return at < row.typed.size() && isPlainNumber(row.typed[at]) ? row.typed[at] : std::string();
 }
 
+bool isMissing(const Row &row, int index)
+{
+    const auto at = static_cast<std::size_t>(index);
+    return at < row.missing.size() && row.missing[at];
+}
+
+/// The values of which some are missing, for people.
+std::string knownValues(const Row &row, NumberStyle style)
+{
+    std::string text;
+    for (int index = 0; index < row.variable.count; ++index)
+        text += (index > 0 ? " " : "") +
+                (isMissing(row, index) ? "?" : formatValue(row.variable, *row.values, index, style));
+    return text;
+}
+
+/// "[\"on\",null]": the texts that stand for the values.
+std::string textsInJson(const Row &row)
+{
+    std::string list = "[";
+    for (int index = 0; index < row.variable.count; ++index) {
+        const std::string *name =
+            isMissing(row, index) ? nullptr : nameOfValue(row.variable, *row.values, index);
+        list += (index > 0 ? "," : "") + (name ? inJson(*name) : "null");
+    }
+    return list + "]";
+}
+
 std::string valuesInJson(const Row &row, NumberStyle style)
 {
     std::string list = "[";
     for (int index = 0; index < valueCount(row.variable, *row.values); ++index) {
         const std::string typed = typedNumber(row, index, style);
-        list += (index > 0 ? "," : "") +
-                (typed.empty() ? valueInJson(row.variable, *row.values, index, style) : typed);
+        list += index > 0 ? "," : "";
+        if (isMissing(row, index))
+            list += "null";
+        else
+            list += typed.empty() ? valueInJson(row.variable, *row.values, index, style) : typed;
     }
     return list + "]";
 }
@@ -329,6 +350,8 @@ std::string RowPrinter::text(const Row &row) const
     const bool isAsTyped = !row.typed.empty() && style_ == NumberStyle::Unsigned;
     if (isAsTyped)
         line += joined(row.typed);
+    else if (!row.missing.empty())
+        line += knownValues(row, style_);
     else
         line += row.values ? formatValues(row.variable, *row.values, style_, " ") : "?";
     if (row.state != stateName(OrderEnd::Good) || row.age || row.isInPieces)
@@ -355,9 +378,12 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
 {
     std::string line = row.moment ? fixed(seconds(*row.moment), 3) + "," : "";
     line += csvCell(row.variable.nameOf(index)) + "," + std::to_string(row.station) + ",";
-    std::string state = row.state;
+    // Of a row that was read in part each value has its own state.
+    const bool isKnown = row.values && !isMissing(row, index);
+    const bool isGood = isKnown && !row.missing.empty();
+    std::string state = isGood ? stateName(OrderEnd::Good) : row.state;
     std::string text;
-    if (row.values) {
+    if (isKnown) {
         const std::string typed = typedNumber(row, index, style_);
         line += typed.empty() ? valueInCsv(row.variable, *row.values, index, style_) : typed;
         const std::string *name = nameOfValue(row.variable, *row.values, index);
@@ -371,7 +397,7 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
     if (withMeanings_)
         line += "," + csvCell(meaningOf(row.variable).unit) + "," + csvCell(text);
     line += "," + (row.time ? isoTime(*row.time) : std::string());
-    if (row.exceptionCode == 0)
+    if (row.exceptionCode == 0 || isGood)
         return line + ",,\n";
     return line + "," + std::to_string(row.exceptionCode) + "," + exceptionMeaning(row.exceptionCode).name +
            "\n";
@@ -406,7 +432,7 @@ std::string recordOf(const Row &row, NumberStyle style)
     if (!meaning.unit.empty())
         line.text("unit", meaning.unit);
     if (!meaning.names.empty())
-        line.raw("texts", textsInJson(row.variable, *row.values));
+        line.raw("texts", textsInJson(row));
     return line.object();
 }
 
@@ -503,6 +529,9 @@ std::string describeStatistics(const Statistics &statistics, bool detailed)
     }
     text += "bytes out " + std::to_string(total.bytesOut) + ", in " + std::to_string(total.bytesIn) +
             ", thrown away " + std::to_string(total.foreignBytes) + "\n";
+    for (const plcruntime::ForeignRequests &foreign : statistics.foreignRequests)
+        text += runtime::describeOtherMaster(foreign.station) + ": " + std::to_string(foreign.requests) +
+                (foreign.requests == 1 ? " request\n" : " requests\n");
     if (detailed || hasLineErrors(statistics))
         text += lineErrorsText(statistics);
     if (detailed)

@@ -36,6 +36,7 @@ struct Row
     Variable variable;
     int station = 0;
     std::optional<Values> values;   ///< nothing when none are known
+    std::vector<bool> missing;      ///< which of the values could not be read; empty = none
     std::vector<std::string> typed; ///< the values as they were typed, see typedValues(); empty = were not
     std::string state;              ///< "good", "refused", ...
     std::string detail;             ///< more about the state for the lines of text, may be empty

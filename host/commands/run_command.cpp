@@ -265,7 +265,9 @@ private:
             style == NumberStyle::Unsigned && !typedValues(write.typed, variable, write.values).empty();
         tell("write " + variable.label + " = " +
                  (isAsTyped ? write.typed : formatValues(variable, write.values, style, ",")) +
-                 (!done ? ": failed: " + reason : isBroadcast ? ": sent" : ": done"),
+                 (!done         ? ": failed: " + reason
+                  : isBroadcast ? ": sent"
+                                : ": done"),
              options_.outputFormat() == Format::Csv ? stderr : stdout);
     }
 

@@ -69,6 +69,17 @@ std::string stationsOf(const Statistics &counted)
     return "[" + list + "]";
 }
 
+std::string secondMasterOf(const Statistics &counted)
+{
+    std::string list;
+    for (const plcruntime::ForeignRequests &foreign : counted.foreignRequests) {
+        JsonLine station;
+        station.number("station", foreign.station).number("requests", foreign.requests);
+        list += (list.empty() ? "" : ",") + station.object();
+    }
+    return "[" + list + "]";
+}
+
 std::string scanOf(const ScanStatistics &scans)
 {
     JsonLine scan;
@@ -143,6 +154,8 @@ std::string statisticsRecord(const Statistics &counted, const RunReport *run, Ti
     JsonLine total;
     line.raw("total", addCounters(total, counted.total).object()).raw("stations", stationsOf(counted));
     line.raw("line_errors", errorsOf(counted)).raw("lateness", latenessOf(counted));
+    if (!counted.foreignRequests.isEmpty())
+        line.raw("second_master", secondMasterOf(counted));
     if (!run)
         return line.object();
     line.number("baud", run->baud);

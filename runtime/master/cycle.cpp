@@ -324,6 +324,7 @@ Instruction Cycle::transmit(Time now)
     const Time lateness = now - std::max(silenceDue(), waitingSince_);
     if (settings_.policies.discardInput)
         discardBefore(now, buffer_.size(), "outside an exchange");
+    noteOtherMaster(now, otherMaster_.sent(frame));
     echoes_.sent(frame);
     state_ = stateWhenSent();
     attempt_ = Attempt();
@@ -436,8 +437,18 @@ void Cycle::discardBefore(Time now, int bytes, const char *why)
         return;
     if (isListening() && attempt_.passedOver.size() < kBufferKept)
         attempt_.passedOver.append(buffer_.left(std::min(bytes, kBufferKept)));
+    noteOtherMaster(now, otherMaster_.heard(buffer_.left(bytes)));
     buffer_.remove(0, bytes);
     noteForeign(now, bytes, why);
+}
+
+void Cycle::noteOtherMaster(Time now, const std::vector<int> &asked)
+{
+    for (const int station : asked) {
+        ++statistics_.otherMaster[station];
+        if (observer_)
+            observer_->otherMasterAsked(now, station);
+    }
 }
 
 void Cycle::noteForeign(Time now, int bytes, const char *why)
@@ -569,6 +580,7 @@ void Cycle::takeUnwanted(Time now, const Sighting &sighting)
 bool Cycle::offerReply(Time now, const Sighting &sighting)
 {
     const int received = buffer_.size();
+    const QByteArray around = received > sighting.length ? buffer_ : QByteArray();
     // Once the driver knows the length, each call spends an attempt, so it must see exactly the reply. A read
     // half is cut as well: the driver would write back whatever it finds.
     if (head_->replyLen != kReplyOpen || request().isReadHalf)
@@ -579,8 +591,11 @@ bool Cycle::offerReply(Time now, const Sighting &sighting)
     const int status = driver_.judge(&buffer_, buffer_.size());
     // The answer proves that the request had left, whatever baud rate is configured.
     lastActivity_ = now;
-    if (received > sighting.length)
+    if (received > sighting.length) {
+        noteOtherMaster(now, otherMaster_.heard(around.left(sighting.at)));
+        noteOtherMaster(now, otherMaster_.heard(around.mid(sighting.at + sighting.length)));
         noteForeign(now, received - sighting.length, "around the reply");
+    }
     if (isDone(status)) {
         endAttempt(now, AttemptEnd::Good);
     } else {

@@ -595,6 +595,12 @@ void DriverLink::discarded(Time now, int bytes, const char *why)
         tell({FrameNews::Kind::Discarded, now, Time(), QByteArray(), 0, bytes, why});
 }
 
+void DriverLink::otherMasterAsked(Time now, int station)
+{
+    if (trace_)
+        tell({FrameNews::Kind::AttemptEnd, now, Time(), QByteArray(), 0, 0, describeOtherMaster(station)});
+}
+
 void DriverLink::attemptEnded(Time now, AttemptEnd end, const Miss &miss)
 {
     if (echoCheck_.isUnderWay())

@@ -507,6 +507,15 @@ struct Counters
     quint64 bytesIn;
 };
 
+/// Requests of a second master on the line, which must have one master only.
+struct ForeignRequests
+{
+    ForeignRequests() : station(0), requests(0) {}
+
+    int station; ///< that it asks
+    quint64 requests;
+};
+
 struct Statistics
 {
     Statistics()
@@ -525,6 +534,7 @@ struct Statistics
     qint64 latenessMedianUs;  ///< by how much requests went out later than their silence allowed
     qint64 latenessP99Us;     ///< the same of the hundredth that was latest
     qint64 latenessMostUs;
+    QList<ForeignRequests> foreignRequests; ///< as far as they were heard, by station
 };
 
 /// @}
