@@ -73,6 +73,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLinkOptions(command, options.get());
     addRealtimeOption(command, &options->realtime);
+    addPlainOption(command, &options->plain);
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
@@ -101,6 +102,7 @@ void addRunCommand(CLI::App *program, Command *chosen)
               "print all values every S seconds where there is no table");
     addReopenOption(command, &options->noReopen);
     addRealtimeOption(command, &options->realtime);
+    addPlainOption(command, &options->plain);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());

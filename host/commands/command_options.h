@@ -96,6 +96,7 @@ struct WatchOptions : CommandOptions
     double forSeconds = 0; ///< 0 = without end
     bool once = false;
     bool realtime = false;
+    bool plain = false; ///< no screen
 };
 
 struct DemoOptions : CommandOptions
@@ -119,6 +120,7 @@ struct RunOptions : OutputOptions
     int scans = 0;           ///< 0 = without end
     bool noReopen = false;   ///< a lost port is the end
     bool realtime = false;
+    bool plain = false; ///< no screen
 };
 
 struct PlanOptions

@@ -30,6 +30,9 @@ struct LineManner
     std::function<void(const News &)> newsListener = nullptr; ///< see plcruntime::LineGround
     std::function<void(const StationChange &)> onStation = nullptr;
     std::function<void(const PortChange &)> onPort = nullptr;
+    /// Take the lines for standard error in its place: what people are told, and the trace.
+    std::function<void(const std::string &)> onLine = nullptr;
+    std::function<void(const std::string &)> onTrace = nullptr;
 };
 
 /// The settings in the terms of the library.
@@ -79,13 +82,18 @@ public:
     /// @throw Failure  (wrong usage)
     void setStationEnabled(int station, bool enabled);
 
+    /// From now on there is a trace, also where LineManner::verbose has asked for none.
+    void traceFrames();
+
     VariableState state(VariableId id) const { return line_->value(id); }
+    plcruntime::StationState stationState(int station) const { return line_->stationState(station); }
     Statistics statistics() const { return line_->statistics(); }
     /// Why the port is gone; empty while it is there.
     std::string portLost() const;
 
 private:
     static void take(void *context, const plcruntime::Event &event);
+    void wantEvents(bool withFrames);
     void tell(const plcruntime::LogLine &line);
     void tell(const plcruntime::Frame &frame);
     QList<plcruntime::Value> publicValues(VariableId id, const Values &values) const;
