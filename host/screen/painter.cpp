@@ -262,7 +262,8 @@ void Painter::forgetPicture()
 std::vector<Key> Painter::keys(Time patience)
 {
     pollfd waiting{STDIN_FILENO, POLLIN, 0};
-    const timespec span{static_cast<time_t>(patience.count() / 1000000000), patience.count() % 1000000000};
+    const timespec span{static_cast<time_t>(patience.count() / 1000000000),
+                        static_cast<long>(patience.count() % 1000000000)};
     if (ppoll(&waiting, 1, &span, nullptr) < 0 && errno != EINTR)
         isGone_ = true;
     isGone_ = isGone_ || (waiting.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;

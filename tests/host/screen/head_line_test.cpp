@@ -59,10 +59,15 @@ TEST_F(HeadLineTest, CountsRequestsOfTheLastSeconds)
     at(40);
     for (int i = 1; i <= 10; ++i) {
         figures.running += seconds(1);
+        figures.counted.requests += 200;
+        at(40);
+    }
+    for (int i = 1; i <= 10; ++i) {
+        figures.running += seconds(1);
         figures.counted.requests += 50;
         at(40);
     }
-    EXPECT_EQ("19200 8E1 123 ms 50.0/s 3 err       1:33", at(40));
+    EXPECT_EQ("19200 8E1 123 ms 50.0/s 3 err       1:43", at(40));
 }
 
 TEST_F(HeadLineTest, HasNoScanBeforeTheFirst)

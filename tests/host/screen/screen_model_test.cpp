@@ -67,6 +67,27 @@ TEST_F(ScreenModelTest, Shows18ValuesOn24RowsAnd5On10)
     EXPECT_EQ(44, values(200, 50));
 }
 
+TEST_F(ScreenModelTest, GivesUpOtherRowsBeforeValues)
+{
+    source.add("4x:0:100");
+    model().say("something has happened");
+    const auto has = [&](int height, const char *text) {
+        const std::vector<std::string> lines = at(80, height);
+        return std::count_if(lines.begin() + 1, lines.end(), [&](const std::string &line) {
+                   return line.find(text) != std::string::npos;
+               }) > 0;
+    };
+    EXPECT_TRUE(has(10, "something has happened"));
+    EXPECT_FALSE(has(9, "something has happened"));
+    EXPECT_TRUE(has(9, "4x:0 = 0"));
+    EXPECT_FALSE(has(8, "4x:0 = 0"));
+    EXPECT_TRUE(has(8, "address"));
+    EXPECT_FALSE(has(7, "address"));
+    EXPECT_TRUE(has(4, "q quit"));
+    EXPECT_FALSE(has(3, "q quit"));
+    EXPECT_EQ(2, values(80, 3));
+}
+
 TEST_F(ScreenModelTest, DrawsEverySizeInEveryView)
 {
     source.add("4x:0:100", "\xE6\xB8\xA9\xE5\xBA\xA6 Gr\xC3\xB6\xC3\x9F"
