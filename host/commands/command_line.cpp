@@ -74,6 +74,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLinkOptions(command, options.get());
     addRealtimeOption(command, &options->realtime);
+    addPlainOption(command, &options->plain);
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
@@ -104,6 +105,7 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addReopenOption(command, &options->noReopen);
     addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);
+    addPlainOption(command, &options->plain);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());
