@@ -7,6 +7,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 
 using namespace plcruntime;
@@ -46,11 +47,6 @@ const Meaning kMeanings[] = {
 const char *const kAlarmBits[] = {"Emergency stop pressed", "Guard open",    "Air pressure low",
                                   "Material empty",         "Jam at infeed", "Jam at outfeed",
                                   "Motor too warm",         "Service is due"};
-
-bool isActive(const Alarm &alarm)
-{
-    return !alarm.gone.isValid();
-}
 
 } // namespace
 
@@ -133,10 +129,16 @@ void Machine::addVariables()
     }
 }
 
+// @param reason  why there is no port; empty where there is.
+void Machine::setPort(const QString &reason)
+{
+    portReason_ = reason;
+    setAlarm("port", "No line: the port is gone", !reason.isEmpty());
+}
+
 void Machine::start()
 {
-    const Error error = line_.open();
-    setPort(!error, error.text);
+    setPort(line_.open().text);
 }
 
 void Machine::show(const QStringList &names)
@@ -175,7 +177,7 @@ void Machine::take(const Event &event)
     if (event.order)
         later([this, result = *event.order] { endOrder(result); });
     if (event.port)
-        later([this, port = *event.port] { setPort(port.state == PortState::Open, port.reason); });
+        later([this, port = *event.port] { setPort(port.reason); });
     if (event.station) {
         later([this, change = *event.station] {
             const QString station =
@@ -218,15 +220,9 @@ void Machine::endOrder(const OrderResult &result)
     emit orderEnded(result);
 }
 
-void Machine::setPort(bool hasPort, const QString &reason)
-{
-    portReason_ = hasPort ? QString() : reason;
-    setAlarm("port", "No line: the port is gone", !hasPort);
-}
-
 void Machine::setAlarm(const QString &key, const QString &text, bool wanted)
 {
-    const auto same = [&](const Alarm &alarm) { return alarm.key == key && isActive(alarm); };
+    const auto same = [&](const Alarm &alarm) { return alarm.key == key && alarm.isActive(); };
     const auto found = std::find_if(alarms_.begin(), alarms_.end(), same);
     const bool isThere = found != alarms_.end();
     if (isThere == wanted && (!wanted || found->text == text))
@@ -243,13 +239,8 @@ void Machine::setAlarm(const QString &key, const QString &text, bool wanted)
 QList<Alarm> Machine::alarms() const
 {
     QList<Alarm> sorted = alarms_;
-    std::stable_partition(sorted.begin(), sorted.end(), isActive);
+    std::stable_partition(sorted.begin(), sorted.end(), std::mem_fn(&Alarm::isActive));
     return sorted;
-}
-
-int Machine::countActiveAlarms() const
-{
-    return static_cast<int>(std::count_if(alarms_.begin(), alarms_.end(), isActive));
 }
 
 void Machine::tick()

@@ -39,8 +39,9 @@ struct OrderNote
 
 struct Alarm
 {
-    QString key, text;    // of two about the same thing, which the key names, the older has gone
-    QDateTime came, gone; // not valid: it has not gone
+    bool isActive() const { return !gone.isValid(); }
+    QString key, text; // the key says what it is about; of two with the same the older has gone
+    QDateTime came, gone;
 };
 
 class Machine : public QObject
@@ -69,7 +70,6 @@ public:
     const QVector<double> &samples(int trend) const { return samples_[trend]; }
     // The active ones first, then those that have gone; in both the youngest first.
     QList<Alarm> alarms() const;
-    int countActiveAlarms() const;
 
 signals:
     void variableChanged(const plcruntime::VariableState &state);
@@ -83,7 +83,7 @@ private:
     void take(const plcruntime::Event &event);
     void judge(const plcruntime::VariableState &state);
     void endOrder(const plcruntime::OrderResult &result);
-    void setPort(bool hasPort, const QString &reason);
+    void setPort(const QString &reason);
     void setAlarm(const QString &key, const QString &text, bool isActive);
     void tick();
 

@@ -56,10 +56,8 @@ void fillAlarms(QTableWidget *table, const QList<Alarm> &alarms)
     for (int row = 0; row < alarms.size(); ++row) {
         const Alarm &alarm = alarms[row];
         const QString came = alarm.came.toString("hh:mm:ss");
-        if (alarm.gone.isValid())
-            setRow(table, row, {came, alarm.gone.toString("hh:mm:ss"), alarm.text}, false);
-        else
-            setRow(table, row, {came, "active", "▲ " + alarm.text}, true);
+        const QString gone = alarm.isActive() ? "active" : alarm.gone.toString("hh:mm:ss");
+        setRow(table, row, {came, gone, (alarm.isActive() ? "▲ " : "") + alarm.text}, alarm.isActive());
     }
 }
 

@@ -12,20 +12,12 @@ const QColor kPage("#dfe3e6"), kCard("#f6f7f8"), kEdge("#b9c0c6"), kText("#1b222
 QFont font(int pixels, bool isBold)
 {
     QFont font("Inter");
-    font.setStyleHint(QFont::SansSerif);
     font.setPixelSize(pixels);
     font.setBold(isBold);
     return font;
 }
 
 } // namespace look
-
-namespace {
-
-constexpr int kRadius = 6;
-constexpr int kStatusHeight = 20;
-
-} // namespace
 
 Tile::Tile(Machine *machine, const QString &name, const QString &title, QWidget *parent)
     : QAbstractButton(parent), machine_(machine)
@@ -91,11 +83,6 @@ void Tile::endOrder(const OrderResult &result)
     refresh();
 }
 
-QString Tile::shown() const
-{
-    return !wanted_.isEmpty() ? wanted_ : hasValue() ? textOfValue() : "– – –";
-}
-
 // What is to be known beside the value; its words are in the order of Quality.
 QString Tile::status() const
 {
@@ -116,16 +103,6 @@ QString Tile::status() const
                             : QString("%1, %2 min").arg(text).arg(seconds / 60);
 }
 
-bool Tile::isGone() const
-{
-    return wanted_.isEmpty() && (state_.quality == Quality::Offline || state_.quality == Quality::PortLost);
-}
-
-QColor Tile::ink() const
-{
-    return !wanted_.isEmpty() ? look::kAction : isKnown() ? look::kText : look::kQuiet;
-}
-
 // Slanted while it is only wanted, struck out when nobody can say what has become of it.
 QFont Tile::valueFont(int pixels) const
 {
@@ -141,6 +118,7 @@ void Tile::paintEvent(QPaintEvent *)
 {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
+    constexpr int kStatusHeight = 20;
     const QRectF card = QRectF(rect()).adjusted(1.5, 1.5, -1.5, -1.5);
     const bool isPlain = isKnown() && !isPending();
     const bool isFilled = isSolid_ && isPlain;
@@ -149,15 +127,15 @@ void Tile::paintEvent(QPaintEvent *)
                      : focusPolicy() == Qt::NoFocus ? look::kCard
                      : isDown()                     ? look::kEdge
                                                     : Qt::white);
-    painter.drawRoundedRect(card, kRadius, kRadius);
+    painter.drawRoundedRect(card, 6, 6);
     if (isGone()) {
         painter.setBrush(QBrush(look::kPage, Qt::BDiagPattern));
-        painter.drawRoundedRect(card, kRadius, kRadius);
+        painter.drawRoundedRect(card, 6, 6);
     }
     if (hasFocus()) {
         painter.setPen(QPen(isFilled ? look::kText : look::kAction, 3));
         painter.setBrush(Qt::NoBrush);
-        painter.drawRoundedRect(card, kRadius, kRadius);
+        painter.drawRoundedRect(card, 6, 6);
     }
     const QRect inside = rect().adjusted(9, 7, -5, -6);
     painter.setPen(isFilled ? Qt::white : look::kQuiet);
@@ -168,8 +146,9 @@ void Tile::paintEvent(QPaintEvent *)
     paintContent(&painter, inside.adjusted(0, 0, 0, -kStatusHeight));
     painter.setPen(isFilled ? Qt::white : look::kText);
     painter.setFont(look::font(14, true));
-    painter.drawText(inside, Qt::AlignBottom | Qt::AlignLeft,
-                     painter.fontMetrics().elidedText(status(), Qt::ElideRight, inside.width()));
+    // Where there is no room for the age, the words alone say what is the matter.
+    const bool fits = painter.fontMetrics().horizontalAdvance(status()) <= inside.width();
+    painter.drawText(inside, Qt::AlignBottom | Qt::AlignLeft, fits ? status() : status().section(',', 0, 0));
 }
 
 void Tile::keyPressEvent(QKeyEvent *event)

@@ -13,6 +13,8 @@
 #include <QPushButton>
 #include <QRegularExpressionValidator>
 
+using plcruntime::Quality;
+
 // Colours are few: what is well is grey, and no colour is the only sign of anything.
 namespace look {
 
@@ -41,12 +43,13 @@ protected:
     const Meaning &meaning() const { return meaningOf(objectName()); }
     bool hasValue() const { return !state_.values.isEmpty(); }
     double number() const { return hasValue() ? state_.values.first().toDouble() : 0; }
-    bool isKnown() const { return state_.quality == plcruntime::Quality::Good; }
-    bool isGone() const; // nobody can say what has become of it
+    bool is(Quality quality) const { return state_.quality == quality; }
+    bool isKnown() const { return is(Quality::Good); }
+    bool isGone() const { return wanted_.isEmpty() && (is(Quality::Offline) || is(Quality::PortLost)); }
     bool isPending() const { return order_ != 0; }
-    QString shown() const;
+    QString shown() const { return !wanted_.isEmpty() ? wanted_ : hasValue() ? textOfValue() : "– – –"; }
     QString status() const;
-    QColor ink() const;
+    QColor ink() const { return !wanted_.isEmpty() ? look::kAction : isKnown() ? look::kText : look::kQuiet; }
     QFont valueFont(int pixels) const;
 
     void paintEvent(QPaintEvent *event) override;
@@ -187,6 +190,8 @@ protected:
     QString remark() const override { return QString(); }
     void paintContent(QPainter *painter, const QRect &area) override
     {
+        painter->drawText(area.adjusted(0, 22, 0, 0),
+                          QString("%1 to %2").arg(meaning().low).arg(meaning().high));
         paintNumber(painter, area.bottomLeft() - QPoint(0, 9), 36);
     }
 };

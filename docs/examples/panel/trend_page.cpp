@@ -2,6 +2,7 @@
 #include "window.h"
 
 #include <qwt_legend.h>
+#include <qwt_painter.h>
 #include <qwt_plot.h>
 #include <qwt_plot_canvas.h>
 #include <qwt_plot_curve.h>
@@ -14,8 +15,8 @@
 namespace {
 
 // Each curve has a kind of line of its own.
-const QPen kPens[] = {QPen(QColor("#24527a"), 3), QPen(QColor("#b3261e"), 3, Qt::DashLine),
-                      QPen(QColor("#2f7d43"), 3, Qt::DotLine)};
+const QPen kPens[] = {QPen(QColor("#24527a"), 3), QPen(QColor("#b3261e"), 3, Qt::DashLine, Qt::FlatCap),
+                      QPen(QColor("#2f7d43"), 3, Qt::DotLine, Qt::FlatCap)};
 
 // A curve with holes where nothing trustworthy was known, so that an outage is no straight stretch between
 // two good values.
@@ -47,6 +48,7 @@ class MinuteScale : public QwtScaleDraw
 
 QWidget *makeTrendPage(Machine *machine)
 {
+    QwtPainter::setPolylineSplitting(false); // each piece would begin its dashes anew
     auto *plot = new QwtPlot;
     plot->setObjectName("plot");
     plot->setCanvasBackground(look::kCard);

@@ -17,7 +17,23 @@ Window::Window(Machine *machine) : machine_(machine)
     auto *column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addWidget(makeHeader());
+    auto *header = new QWidget;
+    header->setObjectName("header");
+    header->setFixedHeight(52);
+    auto *row = new QHBoxLayout(header);
+    row->setContentsMargins(16, 4, 16, 4);
+    row->setSpacing(16);
+    title_->setObjectName("title");
+    title_->setFixedWidth(130);
+    banner_->setObjectName("alarmBanner");
+    banner_->setCheckable(true); // checked: there are alarms
+    line_->setObjectName("lineState");
+    line_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    line_->setFixedWidth(190);
+    row->addWidget(title_);
+    row->addWidget(banner_, 1);
+    row->addWidget(line_);
+    column->addWidget(header);
     column->addWidget(stack_, 1);
     auto *bar = new QHBoxLayout;
     bar->setContentsMargins(kGap, 0, kGap, kGap);
@@ -48,27 +64,6 @@ Window::Window(Machine *machine) : machine_(machine)
     showPage("overview");
 }
 
-QWidget *Window::makeHeader()
-{
-    auto *header = new QWidget;
-    header->setObjectName("header");
-    header->setFixedHeight(52);
-    auto *row = new QHBoxLayout(header);
-    row->setContentsMargins(16, 4, 16, 4);
-    row->setSpacing(16);
-    title_->setObjectName("title");
-    title_->setFixedWidth(130);
-    banner_->setObjectName("alarmBanner");
-    banner_->setCheckable(true); // checked: there are alarms
-    line_->setObjectName("lineState");
-    line_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    line_->setFixedWidth(190);
-    row->addWidget(title_);
-    row->addWidget(banner_, 1);
-    row->addWidget(line_);
-    return header;
-}
-
 void Window::showPage(const QString &name)
 {
     const int page = qMax(0, kPages.indexOf(name));
@@ -94,11 +89,15 @@ void Window::choosePart(int part)
 
 void Window::showHeader()
 {
-    const int active = machine_->countActiveAlarms();
-    const QString first = active == 0 ? "No alarms" : machine_->alarms().first().text;
-    const QString count = active > 1 ? QString("▲ %1: ").arg(active) : active == 1 ? "▲ " : "";
-    banner_->setText(QFontMetrics(look::font(16, true)).elidedText(count + first, Qt::ElideRight, 390));
-    banner_->setChecked(active > 0);
+    QStringList active;
+    for (const Alarm &alarm : machine_->alarms()) {
+        if (alarm.isActive())
+            active.append(alarm.text);
+    }
+    const QString count = active.size() > 1 ? QString("▲ %1: ").arg(active.size()) : "▲ ";
+    const QString text = active.isEmpty() ? "No alarms" : count + active.first();
+    banner_->setText(QFontMetrics(look::font(16, true)).elidedText(text, Qt::ElideRight, 390));
+    banner_->setChecked(!active.isEmpty());
     const bool isLost = !machine_->portReason().isEmpty();
     line_->setText((isLost ? "▲ No line   " : "Line good   ") + QTime::currentTime().toString("hh:mm:ss"));
     line_->setStyleSheet(isLost ? "color: #b3261e; font-weight: bold" : "");

@@ -19,7 +19,6 @@ public:
     void showPage(const QString &name);
 
 private:
-    QWidget *makeHeader();
     void choosePart(int part);
     void showHeader();
 
