@@ -157,7 +157,7 @@ OrderId Machine::write(VariableId id, const Value &value, const QString &shown)
     OrderResult result;
     result.variable = id;
     result.order = line_.write(id, value, kWriteDeadlineMs, &error);
-    orders_.prepend({line_.variableSettings(id).name + " = " + shown, result});
+    orders_.prepend({line_.variableSettings(id).name.section('.', -1) + " = " + shown, result});
     if (orders_.size() > kOrdersKept)
         orders_.removeLast();
     if (result.order == 0) {

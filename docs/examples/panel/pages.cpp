@@ -85,8 +85,8 @@ void fillOrders(QTableWidget *table, const QList<OrderNote> &orders)
 {
     for (int row = 0; row < orders.size(); ++row) {
         const bool isGood = orders[row].result.end == OrderEnd::Good;
-        const QString end = textOf(orders[row].result);
-        setRow(table, row, {orders[row].what.section('.', 1), isGood ? end : "▲ " + end}, !isGood);
+        const QString end = (isGood ? "" : "▲ ") + textOf(orders[row].result);
+        setRow(table, row, {orders[row].what + "\n" + end}, !isGood);
     }
 }
 
@@ -178,7 +178,7 @@ QWidget *makeLinePage(Machine *machine)
     QTableWidget *stations = makeTable("stations", {"No.", "Station", "State", "Asked", "Failed", "Refused"},
                                        {40, 100, 100, 74, 66}, 32);
     stations->setFixedWidth(452);
-    QTableWidget *orders = makeTable("orders", {"Order", "End"}, {160}, 32);
+    QTableWidget *orders = makeTable("orders", {"Orders and their ends"}, {}, 52);
     auto *facts = new QLabel;
     facts->setObjectName("facts");
     facts->setWordWrap(true);
