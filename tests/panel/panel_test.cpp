@@ -9,6 +9,7 @@
 #include <QtTest/QtTest>
 
 #include <functional>
+#include <memory>
 
 #include "stations.h"
 #include "tiles.h"
@@ -50,10 +51,10 @@ protected:
             stations.say(values);
         for (int station = 1; station <= 8; ++station)
             stations.say("set " + std::to_string(station) + " 4x:2000 2");
-        window.show();
-        EXPECT_TRUE(QTest::qWaitForWindowExposed(&window, kPatienceMs));
-        window.activateWindow(); // there is no window manager to do so
-        QApplication::setActiveWindow(&window);
+        window->show();
+        EXPECT_TRUE(QTest::qWaitForWindowExposed(window.get(), kPatienceMs));
+        window->activateWindow(); // there is no window manager to do so
+        QApplication::setActiveWindow(window.get());
         machine.start();
     }
 
@@ -84,7 +85,7 @@ protected:
     QWidget *visible(const QString &name)
     {
         QWidget *parent = QApplication::activeModalWidget();
-        for (QWidget *widget : (parent != nullptr ? parent : &window)->findChildren<QWidget *>(name)) {
+        for (QWidget *widget : (parent != nullptr ? parent : window.get())->findChildren<QWidget *>(name)) {
             if (widget->isVisible())
                 return widget;
         }
@@ -100,7 +101,7 @@ protected:
     void pressForKeypad(const std::function<void()> &open, const std::function<void()> &rest)
     {
         bool wasOpen = false;
-        QTimer::singleShot(0, &window, [&] {
+        QTimer::singleShot(0, window.get(), [&] {
             wasOpen = QApplication::activeModalWidget() != nullptr;
             rest();
             if (QWidget *keypad = QApplication::activeModalWidget())
@@ -132,13 +133,13 @@ protected:
         QTest::qWait(0);
         const QString path = QString::fromLocal8Bit(qgetenv("PLC_PICTURES")) + "/" + name + ".png";
         if (qEnvironmentVariableIsSet("PLC_PICTURES")) {
-            EXPECT_TRUE(window.grab().save(path)) << path.toStdString();
+            EXPECT_TRUE(window->grab().save(path)) << path.toStdString();
         }
     }
 
     Stations stations{folder() + "panel_line_" + std::to_string(getpid())};
     Machine machine{patientSettings(stations)};
-    Window window{&machine};
+    const std::unique_ptr<QWidget> window{makeWindow(&machine, "overview")};
 };
 
 TEST_F(Panel, ShowsWhatTheStationsHoldInItsUnits)
@@ -218,7 +219,7 @@ TEST_F(Panel, TakesNumbersWithinTheirLimitsByFingerAndByKeyboard)
     // Typed, with a decimal, and only by keys.
     QWidget *ramp = visible("Line.Set.Ramp up");
     ramp->setFocus();
-    pressForKeypad([&] { QTest::keyClick(ramp, Qt::Key_Return); },
+    pressForKeypad([&] { QTest::keyClick(ramp, Qt::Key_Space); },
                    [this] {
                        QTest::keyClicks(visible("number"), "2.5x");
                        QTest::keyClick(visible("number"), Qt::Key_Return);
@@ -237,14 +238,14 @@ TEST_F(Panel, TakesNumbersWithinTheirLimitsByFingerAndByKeyboard)
 
 TEST_F(Panel, HasAKeyForEachPageAndOneFocusAfterTheOther)
 {
-    QTest::keyClick(&window, Qt::Key_F3);
+    QTest::keyClick(window.get(), Qt::Key_F3);
     awaitShown("title", "Settings");
-    QTest::keyClick(&window, Qt::Key_F1);
+    QTest::keyClick(window.get(), Qt::Key_F1);
     awaitShown("title", "Overview");
     awaitShown("Line.Start", "");
     QStringList visited;
     for (int i = 0; i < 30; ++i) {
-        QTest::keyClick(QApplication::focusWidget() != nullptr ? QApplication::focusWidget() : &window,
+        QTest::keyClick(QApplication::focusWidget() != nullptr ? QApplication::focusWidget() : window.get(),
                         Qt::Key_Tab);
         if (QApplication::focusWidget() != nullptr)
             visited.append(QApplication::focusWidget()->objectName());
@@ -386,8 +387,8 @@ TEST(PanelWithoutAPort, SaysSoAndBeginsWhenThereIsOne)
 {
     Stations stations(folder() + "panel_late_" + std::to_string(getpid()));
     Machine machine(patientSettings(stations));
-    Window window(&machine);
-    window.show();
+    const std::unique_ptr<QWidget> window(makeWindow(&machine, "overview"));
+    window->show();
     machine.start();
     EXPECT_THAT(machine.portReason().toStdString(), HasSubstr(stations.port()));
     ASSERT_EQ(1, machine.alarms().size());

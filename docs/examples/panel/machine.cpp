@@ -14,11 +14,8 @@ using namespace plcruntime;
 
 namespace {
 
-constexpr int kSamplesKept = kTrendSeconds + 1;
-constexpr int kOrdersKept = 50;
-constexpr int kAlarmsKept = 200;
-constexpr int kWriteDeadlineMs = 5000;
-constexpr int kScanMeasuredMs = 3000;
+constexpr int kOrdersKept = 50, kAlarmsKept = 200;
+constexpr int kWriteDeadlineMs = 5000, kScanMeasuredMs = 3000;
 
 const Meaning kMeanings[] = {
     {".Line speed", "Line speed", "packs/min", 1, 0, 0, 120, 60, 110},
@@ -61,16 +58,6 @@ const Meaning &meaningOf(const QString &name)
                          [&](const Meaning &meaning) { return name.endsWith(meaning.name); });
 }
 
-QStringList namesOf(const QString &group)
-{
-    QStringList names;
-    for (const Meaning &meaning : kMeanings) {
-        if (meaning.name.startsWith(group))
-            names.append(meaning.name);
-    }
-    return names;
-}
-
 LineSettings panelSettings(const QString &port)
 {
     LineSettings settings;
@@ -97,20 +84,6 @@ QString textOf(const OrderResult &result)
 
 Machine::Machine(const LineSettings &settings) : line_(settings), samples_(kTrends.size())
 {
-    addVariables();
-    line_.setEventHandler([](void *self, const Event &event) { static_cast<Machine *>(self)->take(event); },
-                          this);
-    connect(&timer_, &QTimer::timeout, this, &Machine::tick);
-    timer_.start(1000);
-}
-
-Machine::~Machine()
-{
-    line_.setEventHandler(nullptr, nullptr);
-}
-
-void Machine::addVariables()
-{
     QFile file(":/packaging_line.json");
     if (!file.open(QIODevice::ReadOnly))
         qFatal("the project is not in the program");
@@ -127,6 +100,11 @@ void Machine::addVariables()
         if (line_.addVariable(variable, &error) == 0)
             qFatal("%s", qPrintable(error.text));
     }
+    line_.setEventHandler([](void *self, const Event &event) { static_cast<Machine *>(self)->take(event); },
+                          this);
+    connect(&timer_, &QTimer::timeout, this, &Machine::tick);
+    timer_.start(1000);
+    scanClock_.start();
 }
 
 // @param reason  why there is no port; empty where there is.
@@ -134,11 +112,6 @@ void Machine::setPort(const QString &reason)
 {
     portReason_ = reason;
     setAlarm("port", "No line: the port is gone", !reason.isEmpty());
-}
-
-void Machine::start()
-{
-    setPort(line_.open().text);
 }
 
 void Machine::show(const QStringList &names)
@@ -209,9 +182,9 @@ void Machine::judge(const VariableState &state)
 // A write that was not done is an alarm for a while, or until the same variable was written well.
 void Machine::endOrder(const OrderResult &result)
 {
-    for (OrderNote &note : orders_) {
-        if (note.result.order == result.order && note.result.end == OrderEnd::Open)
-            note.result = result;
+    for (auto &[what, known] : orders_) {
+        if (known.order == result.order && known.end == OrderEnd::Open)
+            known = result;
     }
     const QString name = line_.variableSettings(result.variable).name;
     setAlarm("order " + name, name + ": " + textOf(result), result.end != OrderEnd::Good);
@@ -253,15 +226,13 @@ void Machine::tick()
         const bool isGood = state.quality == Quality::Good;
         samples_[i].append(isGood ? state.values.first().toDouble()
                                   : std::numeric_limits<double>::quiet_NaN());
-        if (samples_[i].size() > kSamplesKept)
+        if (samples_[i].size() > kTrendSeconds + 1)
             samples_[i].removeFirst();
     }
     // All variables without a priority go round alike, so that one that is always read measures the scan.
-    if (!scanClock_.isValid() || scanClock_.hasExpired(kScanMeasuredMs)) {
-        const quint64 readings = line_.value(id(kTrends[1])).readings;
-        if (scanClock_.isValid() && readings > scanReadings_)
-            scanMs_ = static_cast<int>(scanClock_.elapsed() / static_cast<qint64>(readings - scanReadings_));
-        scanClock_.start();
+    const quint64 readings = line_.value(id(kTrends[1])).readings;
+    if (readings > scanReadings_ && scanClock_.hasExpired(kScanMeasuredMs)) {
+        scanMs_ = static_cast<int>(scanClock_.restart() / static_cast<qint64>(readings - scanReadings_));
         scanReadings_ = readings;
     }
     emit ticked();

@@ -21,21 +21,13 @@ struct Meaning
     double normalLow, normalHigh; // of a gauge
 };
 const Meaning &meaningOf(const QString &name);
-QStringList namesOf(const QString &group); // of all that begin so, as ".Set."
 
 // Settings of the line. Time-outs are short, so that a fault is seen soon: docs/panel.md counts how soon.
 plcruntime::LineSettings panelSettings(const QString &port);
 
 constexpr int kTrendSeconds = 300;
-// For how long a write that was not done is told.
-constexpr int kToldMs = 30000;
+constexpr int kToldMs = 30000; // for how long a write that was not done is told
 QString textOf(const plcruntime::OrderResult &result);
-
-struct OrderNote
-{
-    QString what;
-    plcruntime::OrderResult result;
-};
 
 struct Alarm
 {
@@ -52,9 +44,9 @@ public:
     static const QStringList kTrends; // variables of which samples are kept
 
     explicit Machine(const plcruntime::LineSettings &settings);
-    ~Machine() override;
+    ~Machine() override { line_.setEventHandler(nullptr, nullptr); }
 
-    void start();
+    void start() { setPort(line_.open().text); }
     // From now on these are read, and what the panel wants to know on every page.
     void show(const QStringList &names);
     // Orders a write that must not happen later than in 5 s. Its end comes as orderEnded(), also where it is
@@ -63,9 +55,10 @@ public:
                               const QString &shown);
 
     plcruntime::Line &line() { return line_; }
-    const QList<OrderNote> &orders() const { return orders_; } // the youngest first
-    QString portReason() const { return portReason_; }         // empty while the port is there
-    int scanMs() const { return scanMs_; }                     // 0 while no scan was measured
+    // What was ordered, and its result; the youngest first.
+    const QList<QPair<QString, plcruntime::OrderResult>> &orders() const { return orders_; }
+    QString portReason() const { return portReason_; } // empty while the port is there
+    int scanMs() const { return scanMs_; }             // 0 while no scan was measured
     // One a second, the youngest last; NaN where nothing trustworthy was known.
     const QVector<double> &samples(int trend) const { return samples_[trend]; }
     // The active ones first, then those that have gone; in both the youngest first.
@@ -79,7 +72,6 @@ signals:
 
 private:
     plcruntime::VariableId id(const QString &name) const { return line_.findVariable(name); }
-    void addVariables();
     void take(const plcruntime::Event &event);
     void judge(const plcruntime::VariableState &state);
     void endOrder(const plcruntime::OrderResult &result);
@@ -88,7 +80,7 @@ private:
     void tick();
 
     plcruntime::Line line_;
-    QList<OrderNote> orders_;
+    QList<QPair<QString, plcruntime::OrderResult>> orders_;
     QList<Alarm> alarms_; // the youngest first
     QVector<QVector<double>> samples_;
     QTimer timer_;

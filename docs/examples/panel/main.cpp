@@ -23,13 +23,12 @@ int main(int argc, char **argv)
         parser.showHelp(1);
 
     Machine machine(panelSettings(parser.positionalArguments().first()));
-    Window window(&machine);
-    window.showPage(parser.value("page"));
-    window.show();
+    const QScopedPointer<QWidget> window(makeWindow(&machine, parser.value("page")));
+    window->show();
     machine.start();
     if (parser.isSet("screenshot")) {
-        QTimer::singleShot(parser.value("after").toInt() * 1000, &window, [&window, &parser] {
-            QApplication::exit(window.grab().save(parser.value("screenshot")) ? 0 : 1);
+        QTimer::singleShot(parser.value("after").toInt() * 1000, window.data(), [&] {
+            QApplication::exit(window->grab().save(parser.value("screenshot")) ? 0 : 1);
         });
     }
     return QApplication::exec();

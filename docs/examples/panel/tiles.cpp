@@ -1,23 +1,6 @@
 #include "tiles.h"
 
-#include <QKeyEvent>
-
 using namespace plcruntime;
-
-namespace look {
-
-const QColor kPage("#dfe3e6"), kCard("#f6f7f8"), kEdge("#b9c0c6"), kText("#1b2228"), kQuiet("#59636c"),
-    kAction("#24527a"), kAlarm("#b3261e"), kGood("#2f7d43"), kCaution("#d9a400");
-
-QFont font(int pixels, bool isBold)
-{
-    QFont font("Inter");
-    font.setPixelSize(pixels);
-    font.setBold(isBold);
-    return font;
-}
-
-} // namespace look
 
 Tile::Tile(Machine *machine, const QString &name, const QString &title, QWidget *parent)
     : QAbstractButton(parent), machine_(machine)
@@ -26,8 +9,7 @@ Tile::Tile(Machine *machine, const QString &name, const QString &title, QWidget 
     setAccessibleName(title);
     setFocusPolicy(Qt::NoFocus);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Expanding);
-    setObjectName(name);
-    state_.id = machine->line().findVariable(name);
+    bind(name);
     connect(machine, &Machine::variableChanged, this, [this](const VariableState &state) {
         if (state.id == state_.id)
             refresh();
@@ -149,12 +131,4 @@ void Tile::paintEvent(QPaintEvent *)
     // Where there is no room for the age, the words alone say what is the matter.
     const bool fits = painter.fontMetrics().horizontalAdvance(status()) <= inside.width();
     painter.drawText(inside, Qt::AlignBottom | Qt::AlignLeft, fits ? status() : status().section(',', 0, 0));
-}
-
-void Tile::keyPressEvent(QKeyEvent *event)
-{
-    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
-        click();
-    else
-        QAbstractButton::keyPressEvent(event);
 }

@@ -18,8 +18,16 @@ using plcruntime::Quality;
 // Colours are few: what is well is grey, and no colour is the only sign of anything.
 namespace look {
 
-extern const QColor kPage, kCard, kEdge, kText, kQuiet, kAction, kAlarm, kGood, kCaution;
-QFont font(int pixels, bool isBold = false);
+inline const QColor kPage("#dfe3e6"), kCard("#f6f7f8"), kEdge("#b9c0c6"), kText("#1b2228"), kQuiet("#59636c"),
+    kAction("#24527a"), kAlarm("#b3261e"), kGood("#2f7d43"), kCaution("#d9a400");
+
+inline QFont font(int pixels, bool isBold = false)
+{
+    QFont font("Inter");
+    font.setPixelSize(pixels);
+    font.setBold(isBold);
+    return font;
+}
 
 } // namespace look
 
@@ -53,7 +61,6 @@ protected:
     QFont valueFont(int pixels) const;
 
     void paintEvent(QPaintEvent *event) override;
-    void keyPressEvent(QKeyEvent *event) override;
 
     bool isSolid_ = false; // has the colour of action while all is well
 
@@ -122,7 +129,6 @@ public:
     {
         setObjectName("keypad");
         grid_->setContentsMargins(16, 12, 16, 16);
-        grid_->setSpacing(8);
         auto *title = new QLabel(meaning.title + ", " + meaning.unit);
         title->setObjectName("title");
         const QString range = QString("%1 to %2").arg(meaning.low).arg(meaning.high);
@@ -190,9 +196,9 @@ protected:
     QString remark() const override { return QString(); }
     void paintContent(QPainter *painter, const QRect &area) override
     {
-        painter->drawText(area.adjusted(0, 22, 0, 0),
-                          QString("%1 to %2").arg(meaning().low).arg(meaning().high));
         paintNumber(painter, area.bottomLeft() - QPoint(0, 9), 36);
+        const QString limits = QString("%1 to %2").arg(meaning().low).arg(meaning().high);
+        painter->drawText(area.adjusted(0, 22, 0, 0), limits);
     }
 };
 
