@@ -102,6 +102,7 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
               "print all values every S seconds where there is no table");
     addReopenOption(command, &options->noReopen);
+    addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());

@@ -65,6 +65,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
                   "a write "
                   "of one register or coil passes for the reply, which looks the same")
         ->group(kLineGroup);
+    addEchoCheckOption(app, &options->noEchoCheck);
     app->add_option("--without", options->without, "policy to do without, by name, see below; repeatable")
         ->delimiter(',')
         ->allow_extra_args(false)
@@ -159,6 +160,14 @@ void addReopenOption(CLI::App *app, bool *noReopen)
 {
     app->add_flag("--no-reopen", *noReopen,
                   "end with exit code 5 when the port is lost, instead of looking for it until it is back")
+        ->group(kLineGroup);
+}
+
+void addEchoCheckOption(CLI::App *app, bool *noEchoCheck)
+{
+    app->add_flag("--no-echo-check", *noEchoCheck,
+                  "no read before the first write to a station that has not answered yet; as --without "
+                  "echo-check")
         ->group(kLineGroup);
 }
 

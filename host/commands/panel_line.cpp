@@ -51,7 +51,8 @@ unsigned policiesOff(const Policies &policies)
         {policies.endOnException, plcruntime::PolicyEndOnException},
         {policies.endOnDamage, plcruntime::PolicyEndOnDamage},
         {policies.absoluteDeadline, plcruntime::PolicyAbsoluteDeadline},
-        {policies.offline, plcruntime::PolicyOffline}};
+        {policies.offline, plcruntime::PolicyOffline},
+        {policies.echoCheck, plcruntime::PolicyEchoCheck}};
     unsigned off = 0;
     for (const auto &[isOn, policy] : all)
         off |= isOn ? 0u : static_cast<unsigned>(policy);

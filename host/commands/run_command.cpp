@@ -16,11 +16,13 @@
 #include "host/commands/run_log.h"
 #include "host/commands/run_report.h"
 #include "host/commands/standard_streams.h"
+#include "host/commands/typed_values.h"
 #include "host/option_words.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
 #include "host/project/scan_monitor.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/terminal_system.h"
 
 namespace plc::host {
 
@@ -39,6 +41,7 @@ struct OpenWrite
     OrderId order;
     int variable;
     Values values;
+    std::string typed;
     std::uint64_t audited; ///< its number there
 };
 
@@ -64,6 +67,7 @@ public:
     ExitCode run()
     {
         line_.open();
+        hasRate_ = !runtime::isPseudoTerminal(project_.link.port);
         const Time start = steadyNow();
         start_ = start;
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
@@ -214,11 +218,11 @@ private:
 
     void write(const ProjectOrder &order)
     {
-        Row row = rowOfWrite(order.variable, order.values);
+        Row row = rowOfWrite(order.variable, order.values, order.typed);
         const std::uint64_t number = audit_.order(row);
         try {
             const OrderId id = line_.write(idOf(order.variable), order.values);
-            writes_.push_back({id, order.variable, order.values, number});
+            writes_.push_back({id, order.variable, order.values, order.typed, number});
         } catch (const Failure &failure) {
             row.state = stateName(OrderEnd::NotTaken);
             row.reason = inOptions(failure.what());
@@ -253,12 +257,13 @@ private:
         writes_ = std::move(open);
     }
 
-    Row rowOfWrite(int variable, const Values &values) const
+    Row rowOfWrite(int variable, const Values &values, const std::string &typed) const
     {
         Row row;
         row.variable = variableAt(variable);
         row.station = stationAt(variable);
         row.values = values;
+        row.typed = typedValues(typed, row.variable, values);
         row.isWrite = true;
         return row;
     }
@@ -267,10 +272,12 @@ private:
     {
         const Variable &variable = variableAt(write.variable);
         const bool done = result.end == OrderEnd::Good;
+        // Nobody confirms a broadcast.
+        const bool isBroadcast = stationAt(write.variable) == 0;
         ends_.add(result.end);
-        Row row = rowOfWrite(write.variable, write.values);
+        Row row = rowOfWrite(write.variable, write.values, write.typed);
         row.isDone = done;
-        row.state = done ? "written" : stateName(result.end);
+        row.state = !done ? stateName(result.end) : isBroadcast ? "sent" : "written";
         row.exceptionCode = result.exceptionCode;
         row.reason = reason;
         row.moment = steadyNow() - start_;
@@ -282,9 +289,13 @@ private:
             print(record + "\n");
             return;
         }
+        const NumberStyle style = options_.numberStyle();
+        const bool isAsTyped = style == NumberStyle::Unsigned && !row.typed.empty();
         tell("write " + variable.label + " = " +
-                 formatValues(variable, write.values, options_.numberStyle(), ",") +
-                 (done ? ": done" : ": failed: " + reason),
+                 (isAsTyped ? write.typed : formatValues(variable, write.values, style, ",")) +
+                 (!done         ? ": failed: " + reason
+                  : isBroadcast ? ": sent"
+                                : ": done"),
              options_.outputFormat() == Format::Csv ? stderr : stdout);
     }
 
@@ -341,7 +352,7 @@ private:
 
     RunReport runReport(const Statistics &counted) const
     {
-        return {monitor_.scans(), counted, project_.link.baud};
+        return {monitor_.scans(), counted, project_.link.baud, hasRate_};
     }
 
     ExitCode finish(Time moment)
@@ -400,6 +411,7 @@ private:
     EndTally ends_; ///< of writes and of lines that were not understood
     Time start_{};
     std::uint64_t linesTaken_ = 0;
+    bool hasRate_ = true; ///< of the port
     bool quit_ = false;
     bool isOver_ = false; ///< the line is closed
 };
@@ -416,6 +428,8 @@ ExitCode runProject(const RunOptions &options)
                       options.file + " names no port; give one with -p PATH, or as 'port' of its 'link'");
     project.link.driverPath = options.driver;
     project.link.reopen = !options.noReopen;
+    if (options.noEchoCheck)
+        project.link.policies.echoCheck = false;
     for (const std::string &warning : projectWarnings(project))
         std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
     return Run(options, std::move(project)).run();

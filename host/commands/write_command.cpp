@@ -6,6 +6,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/typed_values.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
 
@@ -18,6 +19,7 @@ struct Assignment
 {
     Variable variable;
     Values values;
+    std::vector<std::string> typed; ///< see typedValues()
     VariableId id = 0;
 };
 
@@ -45,6 +47,7 @@ Assignment parseAssignment(const std::string &text, const WriteOptions &options,
             parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
         variable.text = name;
     }
+    assignment.typed = typedValues(text.substr(equals + 1), variable, assignment.values);
     return assignment;
 }
 
@@ -72,10 +75,12 @@ Row rowOf(const Assignment &assignment, const OrderResult &result, const LinkSet
     row.station = row.variable.station.value_or(link.station);
     row.isWrite = true;
     row.values = assignment.values;
+    row.typed = assignment.typed;
     row.exceptionCode = result.exceptionCode;
     row.time = line.endOf(result);
     row.isDone = result.end == OrderEnd::Good;
-    row.state = row.isDone ? "written" : stateName(result.end);
+    // Nobody confirms a broadcast.
+    row.state = !row.isDone ? stateName(result.end) : row.station == 0 ? "sent" : "written";
     if (!row.isDone)
         row.reason = describe(result, row.station);
     return row;
@@ -97,6 +102,8 @@ OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSetting
     }
     const Values found = valuesOf(assignment.variable, result.raw);
     row->values = found;
+    if (found != assignment.values)
+        row->typed.clear();
     row->isInPieces = cutsValues(assignment.variable, link);
     if (found == assignment.values) {
         row->state = "written and read back";
@@ -126,6 +133,12 @@ ExitCode writeVariables(const WriteOptions &options)
         assignment.id = line.add(assignment.variable);
         line.checkWrite(assignment.id, assignment.values);
     }
+    const bool isBroadcast =
+        std::any_of(assignments.begin(), assignments.end(), [&](const Assignment &given) {
+            return given.variable.station.value_or(link.station) == 0;
+        });
+    if (isBroadcast)
+        options.adviseOnBroadcasts(link);
     Audit audit(options.auditFile, link.port);
     line.open();
     // All of them before the first write: where one cannot be noted, nothing is sent.
