@@ -50,6 +50,7 @@ void addWriteCommand(CLI::App *program, Command *chosen)
         "makes sure that a single write was answered, and --verify that it was done");
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addAuditOption(command, options.get());
     command->footer(kWriteExample + std::string(kWrittenValuesHelp) + commonHelp());
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -76,6 +77,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
     command->footer(kWatchExample + commonHelp());
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -105,6 +107,8 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
+    addAuditOption(command, options.get());
     command->footer(kRunExample + projectInputHelp() + "\n" + kScanHelp + kExitCodes + kRunCodes);
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }

@@ -25,6 +25,8 @@ struct OutputOptions
     bool isSigned = false;
     bool verbose = false;
     bool quiet = false;
+    std::string logFile;   ///< of --log; empty = none
+    std::string auditFile; ///< of --audit; empty = none
 
     NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
     Format outputFormat() const { return formatOf(format); }

@@ -220,6 +220,25 @@ void addNumberOptions(CLI::App *app, OutputOptions *options)
         ->group(kOutputGroup);
 }
 
+void addLogOption(CLI::App *app, OutputOptions *options)
+{
+    app->add_option("--log", options->logFile,
+                    "append values and events to a file too, as ndjson; SIGUSR1 has it opened again")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
+        ->group(kOutputGroup);
+}
+
+void addAuditOption(CLI::App *app, OutputOptions *options)
+{
+    app->add_option("--audit", options->auditFile,
+                    "append every write that is ordered, and how it ended, to a file, as ndjson; what "
+                    "cannot be noted there is not written")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
+        ->group(kOutputGroup);
+}
+
 void addOutputOptions(CLI::App *app, OutputOptions *options)
 {
     app->add_option("--format", options->format, "text, csv or ndjson")

@@ -54,6 +54,10 @@ void addRealtimeOption(CLI::App *app, bool *realtime);
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers without a format are shown.
 void addNumberOptions(CLI::App *app, OutputOptions *options);
+/// --log, for commands that go on.
+void addLogOption(CLI::App *app, OutputOptions *options);
+/// --audit, for commands that write.
+void addAuditOption(CLI::App *app, OutputOptions *options);
 /// How values are shown.
 void addOutputOptions(CLI::App *app, OutputOptions *options);
 

@@ -410,6 +410,8 @@ std::string recordOf(const Row &row, NumberStyle style)
         line.decimal("time_s", seconds(*row.moment));
     if (row.time)
         line.text("time", isoTime(*row.time));
+    if (row.order != 0)
+        line.number("order", row.order).number("process", getpid());
     line.text("variable", row.variable.text).number("station", row.station).text("state", row.state);
     if (row.isWrite)
         line.text("result", row.isDone ? "done" : "failed");

@@ -3,6 +3,7 @@
 #ifndef PLC_COMMANDS_OUTPUT_H
 #define PLC_COMMANDS_OUTPUT_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -43,6 +44,7 @@ struct Row
     int exceptionCode = 0;          ///< as the station gave it; 0 for none
     std::string reason;             ///< one line for people why it is not good, may be empty
     bool isWrite = false;           ///< the values were ordered; else they were read
+    std::uint64_t order = 0;        ///< of a write: its number in the audit; 0 for none
     bool isDone = false;            ///< of a write: the station holds the values, as far as is known
     bool isInPieces = false;        ///< a single value of it was read in two requests or more
     std::optional<Time> age;

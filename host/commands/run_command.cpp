@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "host/commands/audit.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/input_lines.h"
@@ -12,6 +13,7 @@
 #include "host/commands/paged_table.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/run_log.h"
 #include "host/commands/run_report.h"
 #include "host/commands/standard_streams.h"
 #include "host/commands/typed_values.h"
@@ -40,6 +42,7 @@ struct OpenWrite
     int variable;
     Values values;
     std::string typed;
+    std::uint64_t audited; ///< its number there
 };
 
 /// One run of the command.
@@ -47,7 +50,10 @@ class Run
 {
 public:
     Run(const RunOptions &options, Project project)
-        : options_(options), project_(std::move(project)), monitor_(project_), line_(project_.link, manner()),
+        : options_(options), project_(std::move(project)), monitor_(project_),
+          log_(options.logFile, options.everySeconds > 0 ? fromSeconds(options.everySeconds) : kLineInterval,
+               options.numberStyle()),
+          audit_(options.auditFile, project_.link.port), line_(project_.link, manner()),
           input_(project_.variables), lines_(STDIN_FILENO),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
           printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables)),
@@ -72,6 +78,7 @@ public:
             for (const InputLine &line : lines_.take(std::clamp(next - steadyNow(), Time::zero(), slice())))
                 takeLine(line);
             pump();
+            attendLog(steadyNow() - start);
             if (interval == Time::zero() || steadyNow() < nextShow)
                 continue;
             show(steadyNow() - start);
@@ -85,6 +92,7 @@ public:
         isOver_ = true;
         const Time endedAt = steadyNow();
         reportUnfinished();
+        log_.addRows(endedAt - start, [this] { return rows(); });
         show(endedAt - start);
         return finish(endedAt - start);
     }
@@ -96,6 +104,8 @@ private:
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
         manner.rows = project_.rows;
+        if (!options_.logFile.empty())
+            manner.onRecord = [this](const std::string &record) { log_.add(record); };
         manner.newsListener = [this](const News &news) { monitor_.note(news); };
         manner.onStation = [this](const StationChange &change) {
             // What the user has switched needs no telling, and has not lasted.
@@ -208,8 +218,18 @@ private:
 
     void write(const ProjectOrder &order)
     {
-        writes_.push_back(
-            {line_.write(idOf(order.variable), order.values), order.variable, order.values, order.typed});
+        Row row = rowOfWrite(order.variable, order.values, order.typed);
+        const std::uint64_t number = audit_.order(row);
+        try {
+            const OrderId id = line_.write(idOf(order.variable), order.values);
+            writes_.push_back({id, order.variable, order.values, order.typed, number});
+        } catch (const Failure &failure) {
+            row.state = stateName(OrderEnd::NotTaken);
+            row.reason = inOptions(failure.what());
+            row.time = std::chrono::system_clock::now();
+            audit_.end(number, row);
+            throw;
+        }
     }
 
     void switchStation(int station, bool enabled)
@@ -237,6 +257,17 @@ private:
         writes_ = std::move(open);
     }
 
+    Row rowOfWrite(int variable, const Values &values, const std::string &typed) const
+    {
+        Row row;
+        row.variable = variableAt(variable);
+        row.station = stationAt(variable);
+        row.values = values;
+        row.typed = typedValues(typed, row.variable, values);
+        row.isWrite = true;
+        return row;
+    }
+
     void report(const OpenWrite &write, const OrderResult &result, const std::string &reason)
     {
         const Variable &variable = variableAt(write.variable);
@@ -244,25 +275,22 @@ private:
         // Nobody confirms a broadcast.
         const bool isBroadcast = stationAt(write.variable) == 0;
         ends_.add(result.end);
+        Row row = rowOfWrite(write.variable, write.values, write.typed);
+        row.isDone = done;
+        row.state = !done ? stateName(result.end) : isBroadcast ? "sent" : "written";
+        row.exceptionCode = result.exceptionCode;
+        row.reason = reason;
+        row.moment = steadyNow() - start_;
+        row.time = line_.endOf(result);
+        audit_.end(write.audited, row);
+        const std::string record = recordOf(row, options_.numberStyle());
+        log_.add(record);
         if (options_.outputFormat() == Format::NdJson) {
-            Row row;
-            row.variable = variable;
-            row.station = stationAt(write.variable);
-            row.values = write.values;
-            row.typed = typedValues(write.typed, variable, write.values);
-            row.isWrite = true;
-            row.isDone = done;
-            row.state = !done ? stateName(result.end) : isBroadcast ? "sent" : "written";
-            row.exceptionCode = result.exceptionCode;
-            row.reason = reason;
-            row.moment = steadyNow() - start_;
-            row.time = line_.endOf(result);
-            print(recordOf(row, options_.numberStyle()) + "\n");
+            print(record + "\n");
             return;
         }
         const NumberStyle style = options_.numberStyle();
-        const bool isAsTyped =
-            style == NumberStyle::Unsigned && !typedValues(write.typed, variable, write.values).empty();
+        const bool isAsTyped = style == NumberStyle::Unsigned && !row.typed.empty();
         tell("write " + variable.label + " = " +
                  (isAsTyped ? write.typed : formatValues(variable, write.values, style, ",")) +
                  (!done         ? ": failed: " + reason
@@ -282,6 +310,21 @@ private:
             print(text + "\n");
         else
             std::fprintf(stream, "%s\n", text.c_str());
+    }
+
+    void attendLog(Time moment)
+    {
+        const std::string complaint = log_.attend(moment, [this] { return rows(); });
+        if (!complaint.empty())
+            tell("plchost: " + complaint, stderr);
+    }
+
+    std::vector<Row> rows() const
+    {
+        std::vector<Row> rows;
+        for (int i = 0; i < count(); ++i)
+            rows.push_back(rowAt(i));
+        return rows;
     }
 
     Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
@@ -316,8 +359,11 @@ private:
     {
         const Statistics counted = line_.statistics();
         const RunReport report = runReport(counted);
+        const std::string record =
+            statisticsRecord(counted, &report, moment, std::chrono::system_clock::now());
+        log_.add(record);
         if (options_.outputFormat() == Format::NdJson)
-            print(statisticsRecord(counted, &report, moment, std::chrono::system_clock::now()) + "\n");
+            print(record + "\n");
         if (!options_.quiet && !isOutputOver())
             std::fputs((describeStatistics(counted, options_.verbose) + describeScans(report)).c_str(),
                        stderr);
@@ -351,6 +397,8 @@ private:
     const RunOptions &options_;
     Project project_;
     ScanMonitor monitor_;
+    RunLog log_;
+    Audit audit_;
     PanelLine line_;
     std::vector<VariableId> ids_;
     std::vector<VariableState> lastStates_;
