@@ -50,6 +50,7 @@ void addWriteCommand(CLI::App *program, Command *chosen)
         "makes sure that a single write was answered, and --verify that it was done");
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addAuditOption(command, options.get());
     command->footer(kWriteExample + std::string(kWrittenValuesHelp) + commonHelp());
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -77,6 +78,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
     command->footer(kWatchExample + commonHelp());
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -99,13 +101,16 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
     addNumber(command, "--scans", &options->scans, 1, 1000000000, "N", "end after that many full scans");
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
-              "print all values every S seconds where there is no table");
+              "print all values every S seconds where there is no screen");
     addReopenOption(command, &options->noReopen);
+    addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);
     addPlainOption(command, &options->plain);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
+    addAuditOption(command, options.get());
     command->footer(kRunExample + projectInputHelp() + "\n" + kScanHelp + kExitCodes + kRunCodes);
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }

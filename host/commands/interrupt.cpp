@@ -9,6 +9,7 @@ namespace {
 
 // The signal may come to any thread, and the main thread asks.
 std::atomic<bool> caught{false};
+std::atomic<bool> reopening{false};
 static_assert(ATOMIC_BOOL_LOCK_FREE == 2, "a signal handler must not wait for a lock");
 
 std::atomic<void (*)()> lastAct{nullptr};
@@ -44,6 +45,16 @@ void catchInterrupts()
 void beforeSecondInterrupt(void (*act)())
 {
     lastAct = act;
+}
+
+void catchReopening()
+{
+    std::signal(SIGUSR1, [](int) { reopening = true; });
+}
+
+bool takeReopening()
+{
+    return reopening.exchange(false);
 }
 
 bool isInterrupted()

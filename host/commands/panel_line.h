@@ -34,6 +34,8 @@ struct LineManner
     /// Take the lines for standard error in its place: what people are told, and the trace.
     std::function<void(const std::string &)> onLine = nullptr;
     std::function<void(const std::string &)> onTrace = nullptr;
+    /// Gets what the line tells as lines of ndjson: stations, port, messages, and frames where it is verbose.
+    std::function<void(const std::string &)> onRecord = nullptr;
     WallClock wallClock = std::chrono::system_clock::now;
 };
 
@@ -103,10 +105,12 @@ private:
     void wantEvents(bool withFrames);
     void tell(const plcruntime::LogLine &line);
     void tell(const plcruntime::Frame &frame);
+    qint64 openedAt();
     QList<plcruntime::Value> publicValues(VariableId id, const Values &values) const;
 
     LineManner manner_;
     int usualStation_; ///< of variables that name none
+    std::string port_;
     std::unique_ptr<plcruntime::Line> line_;
     std::map<VariableId, Variable> variables_;
     std::optional<qint64> openedAt_; ///< in microseconds

@@ -9,6 +9,7 @@
 #include "host/commands/live_screen.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/run_log.h"
 #include "host/commands/run_report.h"
 #include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
@@ -32,6 +33,7 @@ public:
     explicit Watch(const WatchOptions &options)
         : options_(options), link_(options.link()), variables_(options.variableList(link_.oneBased())),
           hasScreen_(!options.once && LiveScreen::isWanted(options, options.plain)), monitor_(scanned()),
+          log_(options.logFile, std::max(link_.pollInterval, kLineInterval), options.numberStyle()),
           line_(link_, manner()),
           printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_))
     {
@@ -51,9 +53,10 @@ public:
         const Time start = steadyNow();
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
         if (hasScreen_)
-            runScreen(end);
+            runScreen(start, end);
         else
             runLines(start, end);
+        log_.addRows(steadyNow() - start, [this] { return rows(); });
         // Behind close() nobody asks any more, and no station is offline.
         std::vector<VariableState> states;
         for (int i = 0; i < count(); ++i)
@@ -63,12 +66,13 @@ public:
     }
 
 private:
-    void runScreen(Time end)
+    void runScreen(Time start, Time end)
     {
         screen_->begin();
         while (!isOver(end) && !screen_->isOver()) {
             screen_->turn(std::min(steadyNow() + kSlice, end));
             line_.poll(steadyNow());
+            attendLog(steadyNow() - start);
         }
         screen_->end();
     }
@@ -82,6 +86,7 @@ private:
         while (!isOver(end)) {
             const Time until = std::min(steadyNow() + slice, end);
             line_.poll(options_.once ? until : std::min(until, nextShow));
+            attendLog(steadyNow() - start);
             if (steadyNow() < nextShow || options_.once)
                 continue;
             shownAt = steadyNow();
@@ -110,6 +115,8 @@ private:
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
         manner.separateReads = true;
+        if (!options_.logFile.empty())
+            manner.onRecord = [this](const std::string &record) { log_.add(record); };
         manner.onStation = [this](const StationChange &change) { tell("plchost: " + describe(change)); };
         if (link_.reopen)
             manner.onPort = [this](const PortChange &change) {
@@ -149,22 +156,39 @@ private:
         return true;
     }
 
+    void attendLog(Time moment)
+    {
+        const std::string complaint = log_.attend(moment, [this] { return rows(); });
+        if (!complaint.empty())
+            tell("plchost: " + complaint);
+    }
+
+    std::vector<Row> rows() const
+    {
+        std::vector<Row> rows;
+        for (int i = 0; i < count(); ++i)
+            rows.push_back(rowOf(variableAt(i), stationAt(i), stateAt(i)));
+        return rows;
+    }
+
     void show(Time moment)
     {
         const WallTime time = std::chrono::system_clock::now();
-        for (int i = 0; i < count(); ++i) {
-            Row row = rowOf(variableAt(i), stationAt(i), stateAt(i));
+        std::vector<Row> shown = rows();
+        for (Row &row : shown) {
             row.moment = moment;
             row.time = time;
             printer_.print(row);
         }
     }
 
-    ExitCode finish(const std::vector<VariableState> &states, Time moment) const
+    ExitCode finish(const std::vector<VariableState> &states, Time moment)
     {
+        const std::string record =
+            statisticsRecord(line_.statistics(), nullptr, moment, std::chrono::system_clock::now());
+        log_.add(record);
         if (options_.outputFormat() == Format::NdJson)
-            print(statisticsRecord(line_.statistics(), nullptr, moment, std::chrono::system_clock::now()) +
-                  "\n");
+            print(record + "\n");
         if (!options_.quiet && !isOutputOver())
             std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
         if (!line_.portLost().empty())
@@ -192,6 +216,7 @@ private:
     std::vector<VariableId> ids_;
     bool hasScreen_;
     ScanMonitor monitor_; ///< of a watch with a screen
+    RunLog log_;
     PanelLine line_;
     RowPrinter printer_;
     std::unique_ptr<LiveScreen> screen_;
