@@ -101,7 +101,7 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
     addNumber(command, "--scans", &options->scans, 1, 1000000000, "N", "end after that many full scans");
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
-              "print all values every S seconds where there is no table");
+              "print all values every S seconds where there is no screen");
     addReopenOption(command, &options->noReopen);
     addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);

@@ -42,6 +42,11 @@ void catchInterrupts()
         std::signal(SIGHUP, SIG_IGN);
 }
 
+void beforeSecondInterrupt(void (*act)())
+{
+    lastAct = act;
+}
+
 void catchReopening()
 {
     std::signal(SIGUSR1, [](int) { reopening = true; });
@@ -50,11 +55,6 @@ void catchReopening()
 bool takeReopening()
 {
     return reopening.exchange(false);
-}
-
-void beforeSecondInterrupt(void (*act)())
-{
-    lastAct = act;
 }
 
 bool isInterrupted()

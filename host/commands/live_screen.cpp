@@ -150,8 +150,8 @@ void LiveScreen::end()
     if (!painter_)
         return;
     const std::vector<std::string> values = model_.lastValues(painter_->width(), painter_->height());
-    beforeSecondInterrupt(nullptr);
     painter_.reset();
+    beforeSecondInterrupt(nullptr);
     for (const std::string &line : values)
         print(line + "\n");
     print(reported_.take());

@@ -309,7 +309,8 @@ QList<plcruntime::Value> PanelLine::publicValues(VariableId id, const Values &va
 void PanelLine::take(void *context, const plcruntime::Event &event)
 {
     PanelLine &self = *static_cast<PanelLine *>(context);
-    if (self.manner_.onRecord)
+    // Frames that only the screen has asked for are none of the log's.
+    if (self.manner_.onRecord && (!event.frame || self.manner_.verbose))
         self.manner_.onRecord(recordOf(event, self.wallTime(event.atUs), self.openedAt(), self.port_));
     if (event.frame)
         self.tell(*event.frame);

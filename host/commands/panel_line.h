@@ -31,11 +31,11 @@ struct LineManner
     std::function<void(const News &)> newsListener = nullptr; ///< see plcruntime::LineGround
     std::function<void(const StationChange &)> onStation = nullptr;
     std::function<void(const PortChange &)> onPort = nullptr;
-    /// Gets what the line tells as lines of ndjson: stations, port, messages, and frames where it is verbose.
-    std::function<void(const std::string &)> onRecord = nullptr;
     /// Take the lines for standard error in its place: what people are told, and the trace.
     std::function<void(const std::string &)> onLine = nullptr;
     std::function<void(const std::string &)> onTrace = nullptr;
+    /// Gets what the line tells as lines of ndjson: stations, port, messages, and frames where it is verbose.
+    std::function<void(const std::string &)> onRecord = nullptr;
     WallClock wallClock = std::chrono::system_clock::now;
 };
 

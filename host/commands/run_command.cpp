@@ -76,7 +76,7 @@ public:
         start_ = start;
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
         if (hasScreen_)
-            runScreen(end);
+            runScreen(start, end);
         else
             runLines(start, end);
         finishWrites();
@@ -96,14 +96,14 @@ public:
     }
 
 private:
-    void runScreen(Time end)
+    void runScreen(Time start, Time end)
     {
         screen_->begin();
         while (!isOver(end) && !screen_->isOver()) {
             for (const std::string &order : screen_->turn(std::min(steadyNow() + slice(), end)))
                 takeLine({order, false});
             pump();
-            attendLog(steadyNow() - start_);
+            attendLog(steadyNow() - start);
         }
     }
 

@@ -174,7 +174,8 @@ private:
     void show(Time moment)
     {
         const WallTime time = std::chrono::system_clock::now();
-        for (Row &row : rows()) {
+        std::vector<Row> shown = rows();
+        for (Row &row : shown) {
             row.moment = moment;
             row.time = time;
             printer_.print(row);

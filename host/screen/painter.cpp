@@ -10,6 +10,7 @@
 #endif
 #define NCURSES_NOMACROS 1
 #include <curses.h>
+#include <fcntl.h>
 #include <poll.h>
 #include <term.h>
 #include <termios.h>
@@ -217,8 +218,15 @@ void Painter::restoreInHandler()
     if (restoration.isWanted == 0)
         return;
     restoration.isWanted = 0;
+    // A terminal that was stopped (Ctrl-S), or that nobody reads, must not hold up the end.
+    termios going = restoration.mode;
+    going.c_iflag &= ~static_cast<tcflag_t>(IXON);
+    tcsetattr(STDIN_FILENO, TCSANOW, &going);
+    const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+    fcntl(STDOUT_FILENO, F_SETFL, flags | O_NONBLOCK);
     const ssize_t written = write(STDOUT_FILENO, restoration.text.data(), restoration.length);
     static_cast<void>(written);
+    fcntl(STDOUT_FILENO, F_SETFL, flags);
     tcsetattr(STDIN_FILENO, TCSANOW, &restoration.mode);
 }
 

@@ -175,12 +175,18 @@ void ScreenTerminal::signal(int number) const
 
 std::optional<int> ScreenTerminal::end()
 {
-    const auto limit = host::steadyNow() + kPatience;
+    return endWithin(
+        static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(kPatience).count()));
+}
+
+std::optional<int> ScreenTerminal::endWithin(int milliseconds)
+{
+    const auto limit = host::steadyNow() + std::chrono::milliseconds(milliseconds);
     int status = 0;
     while (waitpid(pid_, &status, WNOHANG) != pid_) {
         if (host::steadyNow() >= limit)
             return std::nullopt;
-        take(20);
+        take(10);
     }
     pid_ = -1;
     while (take(0)) {

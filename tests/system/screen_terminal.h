@@ -54,6 +54,9 @@ public:
     /// Its exit code, 128 + number for a signal; nothing where it does not end. Takes the rest of its output.
     std::optional<int> end();
 
+    /// The same; nothing where it has not ended within that time.
+    std::optional<int> endWithin(int milliseconds);
+
     /// The rows as they stand there, without blanks at their ends.
     Words rows() const;
     std::string row(int number) const { return rows()[static_cast<std::size_t>(number)]; }

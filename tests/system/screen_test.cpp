@@ -258,7 +258,23 @@ TEST_P(ScreenAndDeath, LeavesTheTerminalAsItWas)
 
 INSTANTIATE_TEST_SUITE_P(Rude, ScreenAndDeath, ::testing::Values(SIGQUIT, SIGABRT, SIGXCPU, SIGALRM));
 
+// A terminal that is stopped holds the program up, so that the first interruption is not the end.
 TEST_F(Screen, IsGivenBackBeforeASecondInterruptionEndsTheProgram)
+{
+    serve({});
+    ScreenTerminal &shown = watch({"4x:100"});
+    ASSERT_TRUE(shown.shows("4x:100 = 0, good"));
+    shown.type("\x13");
+    std::optional<int> code;
+    for (int i = 0; i < 6000 && !code; ++i) {
+        shown.signal(SIGINT);
+        code = shown.endWithin(20);
+    }
+    EXPECT_EQ(128 + SIGINT, code);
+    expectRestored();
+}
+
+TEST_F(Screen, WaitsForTheWritesThatAreOpen)
 {
     serve({});
     ScreenTerminal &shown = run(kProject, {80, 24});
@@ -266,12 +282,11 @@ TEST_F(Screen, IsGivenBackBeforeASecondInterruptionEndsTheProgram)
     // The station holds its tongue, so that the write and with it the end of the run wait for it.
     station->process().signal(SIGSTOP);
     shown.type(":Speed = 1\r:quit\r");
-    ASSERT_TRUE(shown.shows("writes have not ended yet"));
-    shown.signal(SIGINT);
-    shown.signal(SIGINT);
-    const std::optional<int> code = shown.end();
-    ASSERT_TRUE(code);
+    ASSERT_TRUE(shown.shows("writes have not ended yet; Ctrl-C gives them up"));
+    shown.type("\x03");
+    EXPECT_TRUE(shown.end());
     expectRestored();
+    EXPECT_THAT(shown.output(), HasSubstr("write Speed = 1: failed: "));
 }
 
 TEST_F(Screen, EndsWithControlC)
@@ -300,20 +315,24 @@ TEST_F(Screen, ShowsMessagesAndPrintsThemWhenItHasEnded)
     EXPECT_THAT(shown.output(), HasSubstr("\nplchost: station 9 is offline after 1 failure"));
 }
 
-TEST_F(Screen, SendsMessagesToAFileAtOnce)
+TEST_F(Screen, SendsMessagesAndTheTraceToAFileAtOnce)
 {
     serve({});
     const TemporaryFile errors("");
-    ScreenTerminal &shown = watch({"4x:100", "-v"}, {80, 24}, {}, errors.path());
-    ASSERT_TRUE(shown.shows("4x:100 = 0, good"));
+    ScreenTerminal &shown = open({"watch", "-p", station->terminal(), "4x:100@9", "-o", "0.1", "--retries",
+                                  "0", "--offline-after", "1", "-v"},
+                                 {80, 24}, {}, errors.path());
+    ASSERT_TRUE(shown.shows("station 9 is offline after 1 failure"));
     shown.type("t");
-    ASSERT_TRUE(shown.shows(" -> 01 03 00 64 00 01 C5 D5"));
+    ASSERT_TRUE(shown.shows(" -> 09 03 00 64 00 01 "));
     std::stringstream told;
     told << std::ifstream(errors.path()).rdbuf();
-    EXPECT_THAT(told.str(), HasSubstr(" -> 01 03 00 64 00 01 C5 D5\n"));
+    EXPECT_THAT(told.str(), HasSubstr(" -> 09 03 00 64 00 01 "));
+    EXPECT_THAT(told.str(), HasSubstr("\nplchost: station 9 is offline after 1 failure"));
     shown.type("q");
-    EXPECT_EQ(0, shown.end());
+    EXPECT_EQ(2, shown.end());
     EXPECT_THAT(shown.output(), Not(HasSubstr("requests per second over")));
+    EXPECT_THAT(shown.output(), Not(HasSubstr("plchost: station 9")));
 }
 
 TEST_F(Screen, IsGivenBackWhenThePortGoes)
