@@ -49,6 +49,31 @@ TEST_F(LineOrders, WritesAndTellsTheEndOnce)
     EXPECT_GT(result.endedUs, 0);
 }
 
+TEST_F(LineOrders, CallsAWritePendingUntilTheLastOfSeveralHasEnded)
+{
+    const VariableId id = add("4x:10@3");
+    open();
+    const OrderId first = line().write(id, Value(77));
+    const OrderId second = line().write(id, Value(78));
+    line().wait(first);
+    ASSERT_EQ(OrderEnd::Open, line().result(second).end);
+    EXPECT_TRUE(value(id).pendingWrite);
+    line().wait(second);
+    EXPECT_FALSE(value(id).pendingWrite);
+}
+
+TEST_F(LineOrders, SaysWhyAnOrderHasFailed)
+{
+    const VariableId id = add("4x:10@3");
+    world.dead = {3};
+    open();
+    const OrderResult failed = line().wait(line().readOnce(id));
+    EXPECT_THAT(failed.reason.toStdString(), ::testing::HasSubstr("no answer from station 3 after "));
+    EXPECT_THAT(failed.reason.toStdString(), ::testing::HasSubstr(std::to_string(settings.timeoutMs) + " ms"));
+    world.dead.clear();
+    EXPECT_EQ("", line().wait(line().readOnce(id)).reason.toStdString());
+}
+
 TEST_F(LineOrders, TellsHowManyFramesWereSent)
 {
     settings.retries = 3;

@@ -83,6 +83,14 @@ TEST_F(HandedOverTest, KnowsAWithdrawnWriteAsUnconfirmedUntilItIsReleased)
     EXPECT_THAT(handedOver.unconfirmed(), ElementsAre(2));
 }
 
+TEST_F(HandedOverTest, SendsNothingOfAnOrderAtItsDeadlineAnyMore)
+{
+    handedOver.setDeadline(1, std::chrono::seconds(5));
+    EXPECT_FALSE(handedOver.isExpired(1, std::chrono::seconds(5) - plc::runtime::Time(1)));
+    EXPECT_TRUE(handedOver.isExpired(1, std::chrono::seconds(5)));
+    EXPECT_FALSE(handedOver.isExpired(2, std::chrono::seconds(500))) << "it has none";
+}
+
 TEST_F(HandedOverTest, WantsOneProbeOfAStationAtATimeInTheDriversList)
 {
     EXPECT_TRUE(handedOver.addProbe(5));

@@ -57,6 +57,7 @@ TEST_F(GroupedReadsTest, HasAValueOnceAllPartsAreRead)
     EXPECT_EQ(1u, status(0).scans);
     EXPECT_EQ(VariableState::NeverRead, status(1).state) << "its second part has not been read";
     EXPECT_FALSE(status(1).hasValue);
+    EXPECT_EQ(0u, status(1).scans);
     serve(second);
     EXPECT_EQ(VariableState::Good, status(1).state);
     EXPECT_TRUE(status(1).hasValue);

@@ -81,6 +81,16 @@ TEST_F(SessionLifeTest, IsStartedOnce)
     EXPECT_EQ(1, link->starts);
 }
 
+TEST_F(SessionLifeTest, CountsTheTimeFromItsStartToItsEnd)
+{
+    session.start();
+    link->clock += std::chrono::seconds(5);
+    EXPECT_EQ(std::chrono::seconds(5), session.runningFor());
+    session.stop();
+    link->clock += std::chrono::seconds(7);
+    EXPECT_EQ(std::chrono::seconds(5), session.runningFor());
+}
+
 TEST_F(SessionLifeTest, HasItsFramesTracedOnlyForSomebody)
 {
     session.start();
