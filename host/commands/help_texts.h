@@ -44,9 +44,8 @@ constexpr char kWatchExample[] =
     "every second, or as often as -l says where that is longer, and once more at the end; with -1 only at "
     "the "
     "end.\n"
-    "The statistics at the end go to standard error. The exit code tells how the last reading of each "
-    "variable "
-    "ended.\n\n"
+    "The statistics at the end go to standard error, and in ndjson to the last line of standard output as\n"
+    "well. The exit code tells how the last reading of each variable ended.\n\n"
     "A port that is lost is looked for until it is back, and everything goes on by itself; --no-reopen makes "
     "it the end.\n\n";
 
