@@ -19,6 +19,7 @@
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -56,10 +57,17 @@ void endWith(int number)
     std::raise(number);
 }
 
-void addCapability(const char *name)
+/// Null where the terminal has none of that name.
+const char *capability(const char *name)
 {
     const char *const text = tigetstr(const_cast<char *>(name));
-    if (!text || text == reinterpret_cast<char *>(-1))
+    return reinterpret_cast<std::intptr_t>(text) == -1 ? nullptr : text;
+}
+
+void addCapability(const char *name)
+{
+    const char *const text = capability(name);
+    if (!text)
         return;
     const std::size_t length = std::strlen(text);
     if (restoration.length + length > restoration.text.size())
@@ -160,9 +168,11 @@ attr_t attributesOf(const Style &style, bool hasColours)
 
 short pairOf(const Style &style, bool hasColours)
 {
-    if (!hasColours)
-        return 0;
-    return style.health == Health::Bad ? kBadPair : style.health == Health::Doubtful ? kDoubtfulPair : 0;
+    if (hasColours && style.health == Health::Bad)
+        return kBadPair;
+    if (hasColours && style.health == Health::Doubtful)
+        return kDoubtfulPair;
+    return 0;
 }
 
 } // namespace
@@ -174,8 +184,7 @@ bool Painter::isPossible()
     int status = 0;
     if (setupterm(nullptr, STDOUT_FILENO, &status) != OK || status != 1)
         return false;
-    const char *const place = tigetstr(const_cast<char *>("cup"));
-    const bool hasPlace = place && place != reinterpret_cast<char *>(-1);
+    const bool hasPlace = capability("cup") != nullptr;
     del_curterm(cur_term);
     return hasPlace;
 }

@@ -13,20 +13,20 @@ namespace {
 
 enum ColumnId
 {
-    Station,
-    State,
-    Requests,
-    Repeats,
-    Replies,
-    Errors,
-    TimeOuts,
-    BadReplies,
-    Exceptions,
-    Ignored,
-    Busy,
-    Median,
-    Percentile99,
-    Longest
+    kStation,
+    kState,
+    kRequests,
+    kRepeats,
+    kReplies,
+    kErrors,
+    kTimeOuts,
+    kBadReplies,
+    kExceptions,
+    kIgnored,
+    kBusy,
+    kMedian,
+    kPercentile99,
+    kLongest
 };
 
 Column number(int id, const char *title, int rank, int width)
@@ -36,13 +36,13 @@ Column number(int id, const char *title, int rank, int width)
 
 std::vector<Column> columns()
 {
-    return {number(Station, "station", 0, 7), number(Requests, "requests", 8, 9),
-            number(Repeats, "repeats", 9, 8), number(Replies, "replies", 0, 8),
-            number(Errors, "errors", 0, 6),   number(TimeOuts, "time-outs", 2, 9),
-            number(BadReplies, "bad", 3, 6),  number(Exceptions, "exceptions", 4, 10),
-            number(Ignored, "ignored", 5, 7), number(Busy, "line busy", 6, 9),
-            number(Median, "p50", 0, 7),      number(Percentile99, "p99", 0, 7),
-            number(Longest, "longest", 7, 7), {State, "state", 1, 12, 12, 12, false}};
+    return {number(kStation, "station", 0, 7), number(kRequests, "requests", 8, 9),
+            number(kRepeats, "repeats", 9, 8), number(kReplies, "replies", 0, 8),
+            number(kErrors, "errors", 0, 6),   number(kTimeOuts, "time-outs", 2, 9),
+            number(kBadReplies, "bad", 3, 6),  number(kExceptions, "exceptions", 4, 10),
+            number(kIgnored, "ignored", 5, 7), number(kBusy, "line busy", 6, 9),
+            number(kMedian, "p50", 0, 7),      number(kPercentile99, "p99", 0, 7),
+            number(kLongest, "longest", 7, 7), {kState, "state", 1, 12, 12, 12, false}};
 }
 
 TableCell timeCell(const StationFigures &station, Time time)
@@ -56,31 +56,31 @@ TableCell cellOf(int column, const StationFigures &station)
     Style style;
     style.health = station.health;
     switch (column) {
-    case Station:
+    case kStation:
         return {std::to_string(counted.station)};
-    case State:
+    case kState:
         return {station.state, style};
-    case Requests:
+    case kRequests:
         return {std::to_string(counted.requests)};
-    case Repeats:
+    case kRepeats:
         return {std::to_string(counted.retries)};
-    case Replies:
+    case kReplies:
         return {std::to_string(counted.good)};
-    case Errors:
+    case kErrors:
         return {std::to_string(errorsOf(counted))};
-    case TimeOuts:
+    case kTimeOuts:
         return {std::to_string(counted.timeouts)};
-    case BadReplies:
+    case kBadReplies:
         return {std::to_string(counted.bad)};
-    case Exceptions:
+    case kExceptions:
         return {std::to_string(counted.exceptions)};
-    case Ignored:
+    case kIgnored:
         return {std::to_string(counted.ignoredReplies)};
-    case Busy:
+    case kBusy:
         return {std::to_string(counted.lineBusy)};
-    case Median:
+    case kMedian:
         return timeCell(station, station.median);
-    case Percentile99:
+    case kPercentile99:
         return timeCell(station, station.percentile99);
     default:
         break;

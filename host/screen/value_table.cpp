@@ -15,15 +15,15 @@ namespace {
 
 enum ColumnId
 {
-    Name,
-    Address,
-    ValueText,
-    UnitText,
-    Registers,
-    Age,
-    State,
-    Description,
-    Reason
+    kName,
+    kAddress,
+    kValueText,
+    kUnitText,
+    kRegisters,
+    kAge,
+    kState,
+    kDescription,
+    kReason
 };
 
 constexpr int kShownRegisters = 4;
@@ -145,22 +145,22 @@ void ValueTable::measure()
         description = std::max(description, columnsOf(meaningOf(variable).description));
     }
     columns_ = {
-        {Name, hasNames_ ? "name" : "address", 0, std::min(name, 14), std::min(name, 30), name, false}};
+        {kName, hasNames_ ? "name" : "address", 0, std::min(name, 14), std::min(name, 30), name, false}};
     if (hasNames_)
-        columns_.push_back({Address, "address", 3, address, address, address, false});
-    columns_.push_back({ValueText, "value", 0, std::min(value, 10), std::min(value, 20), value, !isBlocks_});
+        columns_.push_back({kAddress, "address", 3, address, address, address, false});
+    columns_.push_back({kValueText, "value", 0, std::min(value, 10), std::min(value, 20), value, !isBlocks_});
     if (unit > 0)
         columns_.push_back(
-            {UnitText, "unit", 1, std::max(unit, 4), std::max(unit, 4), std::max(unit, 4), false});
+            {kUnitText, "unit", 1, std::max(unit, 4), std::max(unit, 4), std::max(unit, 4), false});
     if (registers > 0 && !isBlocks_)
         columns_.push_back(
-            {Registers, "registers", 4, 9, std::max(registers, 9), std::max(registers, 9), false});
-    columns_.push_back({Age, "age", 2, 7, 7, 7, true});
-    columns_.push_back({State, "state", 0, 12, 12, 40, false});
+            {kRegisters, "registers", 4, 9, std::max(registers, 9), std::max(registers, 9), false});
+    columns_.push_back({kAge, "age", 2, 7, 7, 7, true});
+    columns_.push_back({kState, "state", 0, 12, 12, 40, false});
     if (description > 0)
-        columns_.push_back({Description, "description", 5, 11, std::clamp(description, 11, 30),
+        columns_.push_back({kDescription, "description", 5, 11, std::clamp(description, 11, 30),
                             std::max(description, 11), false});
-    columns_.push_back({Reason, "reason", 6, 40, 40, 200, false});
+    columns_.push_back({kReason, "reason", 6, 40, 40, 200, false});
 }
 
 void ValueTable::toggleBlocks()
@@ -241,9 +241,10 @@ std::string ValueTable::registersOf(const Place &place, const Reading &reading) 
         return std::string();
     const bool isPair = variable.area->unit == Unit::RegisterPair;
     const int elements = elementsOf(variable);
+    const std::size_t first = static_cast<std::size_t>(place.index) * static_cast<std::size_t>(elements);
     std::string text;
     for (int i = 0; i < std::min(elements, kShownRegisters); ++i) {
-        const std::uint32_t element = (*reading.values)[static_cast<std::size_t>(place.index * elements + i)];
+        const std::uint32_t element = (*reading.values)[first + static_cast<std::size_t>(i)];
         char digits[16];
         if (isPair)
             std::snprintf(digits, sizeof digits, "%04X %04X", element >> 16, element & 0xFFFFu);
@@ -258,21 +259,21 @@ TableCell ValueTable::cellOf(int column, const Place &place, const Reading &read
 {
     const Variable &variable = source_.variable(place.variable);
     switch (column) {
-    case Name:
+    case kName:
         return {nameOf(place)};
-    case Address:
+    case kAddress:
         return {variable.label.empty() ? std::string() : addressOf(place)};
-    case ValueText:
+    case kValueText:
         return {valueOf(place, reading), styleOf(reading.health)};
-    case UnitText:
+    case kUnitText:
         return {meaningOf(variable).unit};
-    case Registers:
+    case kRegisters:
         return {registersOf(place, reading)};
-    case Age:
+    case kAge:
         return {reading.age ? ageText(*reading.age) : "-"};
-    case State:
+    case kState:
         return {reading.state, styleOf(reading.health)};
-    case Description:
+    case kDescription:
         return {meaningOf(variable).description};
     default:
         break;
