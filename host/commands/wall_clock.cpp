@@ -12,7 +12,7 @@ constexpr int kMicrosecondDigits = 6;
 
 std::string fractionText(std::chrono::microseconds fraction, int digits)
 {
-    char text[16];
+    char text[24]; // room for any long
     std::snprintf(text, sizeof text, ".%06ld", static_cast<long>(fraction.count()));
     return digits > 0 ? std::string(text, static_cast<std::size_t>(1 + std::min(digits, kMicrosecondDigits)))
                       : std::string();

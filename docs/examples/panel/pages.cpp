@@ -226,7 +226,9 @@ QWidget *makeTrendPage(Machine *machine)
     plot->setContentsMargins(kGap, kGap, kGap, kGap);
     static_cast<QwtPlotCanvas *>(plot->canvas())->setFrameStyle(QFrame::NoFrame);
     plot->setAxisScale(QwtPlot::xBottom, -kTrendSeconds / 60, 0, 1);
-    plot->setAxisTitle(QwtPlot::xBottom, QString("minutes from now"));
+    QwtText minutes("minutes from now");
+    minutes.setFont(look::font(14));
+    plot->setAxisTitle(QwtPlot::xBottom, minutes);
     plot->setAxisScale(QwtPlot::yLeft, 0, 120, 20);
     for (const auto axis : {QwtPlot::yLeft, QwtPlot::xBottom})
         plot->setAxisFont(axis, look::font(14));
