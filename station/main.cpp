@@ -4,6 +4,7 @@
 #include "modbus_codes.h"
 #include "number_list.h"
 #include "serve.h"
+#include "standard_output.h"
 
 #include <CLI/CLI.hpp>
 
@@ -24,6 +25,7 @@ namespace {
 constexpr int kExitFine = 0;
 constexpr int kExitUsage = 1;
 constexpr int kExitNoTerminal = 5;
+constexpr int kExitOutput = 7;
 
 constexpr int kMaxBaud = 4000000;
 constexpr int kMaxMilliseconds = 3600000;
@@ -43,7 +45,8 @@ const char kExample[] =
     "\n"
     "The first line on standard output is the path of the pseudo-terminal. SIGTERM or SIGINT ends the "
     "program.\n"
-    "Exit codes: 0 fine, 1 wrong usage or file, 5 the pseudo-terminal cannot be opened or is lost.";
+    "Exit codes: 0 fine, 1 wrong usage or file, 5 the pseudo-terminal cannot be opened or is lost,\n"
+    "7 output could not be written.";
 
 struct Options
 {
@@ -299,7 +302,9 @@ int run(const Options &options)
 
     FaultPlan faults(faultSettings(options), replyOrder);
     StationLine line(settings, &bus, &faults, options.verbose ? tracer(steadyNow()) : StationLine::Trace());
-    std::cout << pty.path() << std::endl;
+    const std::string unwritten = print(pty.path() + "\n");
+    if (!unwritten.empty())
+        return failed(kExitOutput, unwritten);
     broken = serve(&pty, &line, stop);
     if (!options.quiet)
         printStatistics(line.statistics(), faults);
@@ -309,6 +314,8 @@ int run(const Options &options)
 /// The whole program; the exit code is the result.
 int runProgram(int argc, char **argv)
 {
+    // Whoever reads the trace or the path may go away; that is no reason to end.
+    prepareStreams();
     Options options;
     CLI::App app("plcstation: simulated Modbus RTU stations on a pseudo-terminal, with faults on demand",
                  "plcstation");
@@ -317,14 +324,11 @@ int runProgram(int argc, char **argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
-        std::cout << app.help();
-        return kExitFine;
+        const std::string unwritten = print(app.help());
+        return unwritten.empty() ? kExitFine : failed(kExitOutput, unwritten);
     } catch (const CLI::ParseError &error) {
         return failed(kExitUsage, std::string(error.what()) + " (plcstation --help shows all options)");
     }
-    // Whoever reads the trace or the path may go away; that is no reason to end.
-    if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR)
-        return failed(kExitNoTerminal, "signals cannot be received");
     if (options.dieWithParent)
         prctl(PR_SET_PDEATHSIG, SIGTERM);
     return run(options);

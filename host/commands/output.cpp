@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "host/commands/panel_line.h"
+#include "host/commands/standard_streams.h"
 #include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
 #include "runtime/line/failure.h"
@@ -299,8 +300,7 @@ std::string RowPrinter::render(const Row &row)
 
 void RowPrinter::print(const Row &row)
 {
-    std::fputs(render(row).c_str(), stdout);
-    std::fflush(stdout);
+    plc::host::print(render(row));
 }
 
 std::string RowPrinter::text(const Row &row) const
@@ -442,8 +442,7 @@ void LiveTable::draw(const std::vector<Row> &rows)
         screen += "\r" + clipped(line, width) + "\x1b[K\n";
     linesDrawn_ = static_cast<int>(lines.size());
     screen += "\x1b[J";
-    std::fputs(screen.c_str(), stdout);
-    std::fflush(stdout);
+    print(screen);
 }
 
 std::string inMilliseconds(Time time)

@@ -8,6 +8,7 @@
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/output.h"
+#include "host/commands/standard_streams.h"
 #include "host/driver_search.h"
 #include "host/project/request_plan.h"
 
@@ -47,8 +48,8 @@ std::string levelName(int level)
 void printTable(const std::vector<std::vector<std::string>> &cells)
 {
     for (const std::string &line : layOut(cells))
-        std::printf("%s\n", line.c_str());
-    std::printf("\n");
+        print(line + "\n");
+    print("\n");
 }
 
 void printRequests(const RequestPlan &plan, bool allNames)
@@ -106,15 +107,15 @@ void printRefresh(const ScanStatistics &scans)
 
 void printText(const Project &project, const RequestPlan &plan, const PlanOptions &options)
 {
-    std::printf("%s: %zu variables in %d requests at %d baud, answer delay %s ms\n\n", project.name.c_str(),
-                project.variables.size(), plan.grouped().requests, project.link.baud,
-                fixed(options.answerDelayMs, 1).c_str());
+    print(project.name + ": " + std::to_string(project.variables.size()) + " variables in " +
+          std::to_string(plan.grouped().requests) + " requests at " + std::to_string(project.link.baud) +
+          " baud, answer delay " + fixed(options.answerDelayMs, 1) + " ms\n\n");
     printRequests(plan, options.allNames);
     printCosts(plan);
     printRefresh(plan.scans());
     const std::vector<int> neverRead = plan.neverRead();
     if (!neverRead.empty())
-        std::printf("never read: %s\n", namesOf(plan.requests(), neverRead, options.allNames).c_str());
+        print("never read: " + namesOf(plan.requests(), neverRead, options.allNames) + "\n");
 }
 
 QJsonArray namesIn(const RequestMap &map, const std::vector<int> &variables)
@@ -185,7 +186,7 @@ void printJson(const Project &project, const RequestPlan &plan, const PlanOption
                              {"milliseconds", inMilliseconds(scans.durations().mean())}}},
         {"refresh", refreshIn(scans)},
         {"neverRead", namesIn(plan.requests(), plan.neverRead())}};
-    std::fputs(QJsonDocument(root).toJson().constData(), stdout);
+    print(QJsonDocument(root).toJson().toStdString());
 }
 
 } // namespace

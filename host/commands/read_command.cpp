@@ -4,6 +4,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
 
@@ -29,7 +30,7 @@ ExitCode readVariables(const CommandOptions &options)
 
     RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables));
     std::vector<OrderEnd> ends;
-    for (std::size_t i = 0; i < variables.size(); ++i) {
+    for (std::size_t i = 0; i < variables.size() && !isOutputOver(); ++i) {
         const OrderResult result = line.await(orders[i]);
         ends.push_back(result.end);
         Row row;

@@ -16,6 +16,7 @@
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_report.h"
+#include "host/commands/standard_streams.h"
 #include "host/option_words.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
@@ -109,7 +110,7 @@ private:
     bool isOver(Time end) const
     {
         const bool isPortGone = !project_.link.reopen && !line_.portLost().empty();
-        if (quit_ || isInterrupted() || steadyNow() >= end || isPortGone)
+        if (quit_ || isInterrupted() || isOutputOver() || steadyNow() >= end || isPortGone)
             return true;
         return options_.scans > 0 && monitor_.scans().scans() >= static_cast<std::uint64_t>(options_.scans);
     }
@@ -245,8 +246,7 @@ private:
                 (done ? "{\"result\":\"done\"" : "{\"reason\":" + inJson(reason) + ",\"result\":\"failed\"") +
                 ",\"values\":" + valuesInJson(variable, write.values, NumberStyle::Unsigned) +
                 ",\"write\":" + inJson(variable.label) + "}\n";
-            std::fputs(line.c_str(), stdout);
-            std::fflush(stdout);
+            print(line);
             return;
         }
         tell("write " + variable.label + " = " +
@@ -262,14 +262,15 @@ private:
             table_.report(text);
             return;
         }
-        std::fprintf(stream, "%s\n", text.c_str());
-        std::fflush(stream);
+        if (stream == stdout)
+            print(text + "\n");
+        else
+            std::fprintf(stream, "%s\n", text.c_str());
     }
 
     static void printJson(const QJsonObject &object)
     {
-        std::printf("%s\n", QJsonDocument(object).toJson(QJsonDocument::Compact).constData());
-        std::fflush(stdout);
+        print(QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString() + "\n");
     }
 
     Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
@@ -283,7 +284,7 @@ private:
                 rows.push_back(rowAt(i));
             table_.draw(rows);
             if (isOver_)
-                std::fputs("\r\x1b[K", stdout); // a line that was begun
+                print("\r\x1b[K"); // a line that was begun
             return;
         }
         for (int i = 0; i < count(); ++i) {
@@ -303,7 +304,7 @@ private:
         const Statistics counted = line_.statistics();
         if (options_.outputFormat() == Format::NdJson)
             printJson({{"statistics", jsonOf(runReport(counted))}});
-        if (!options_.quiet)
+        if (!options_.quiet && !isOutputOver())
             std::fputs(
                 (describeStatistics(counted, options_.verbose) + describeScans(runReport(counted))).c_str(),
                 stderr);
@@ -314,7 +315,8 @@ private:
             if (state.quality == Quality::SwitchedOff)
                 continue;
             ends_.add(state.lastRead);
-            if (state.lastRead != OrderEnd::Good)
+            // Of what the end has cut short, who has gone away wants to know nothing.
+            if (state.lastRead != OrderEnd::Good && !(state.lastRead == OrderEnd::Open && isOutputOver()))
                 std::fprintf(stderr, "plchost: %s: %s\n", variableAt(i).label.c_str(),
                              describe(state, stationAt(i)).c_str());
         }
