@@ -10,11 +10,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <system_error>
+
+#include "runtime/line/port_holder.h"
 
 namespace plc::runtime {
 
@@ -84,39 +84,7 @@ int TerminalSystem::lock(int descriptor)
 
 std::string TerminalSystem::holder(const std::string &path)
 {
-    struct stat device
-    {};
-    if (stat(path.c_str(), &device) != 0)
-        return std::string();
-    // "1: FLOCK  ADVISORY  WRITE 4711 00:18:5 0 EOF": process, then file system in hexadecimal and inode.
-    std::ifstream locks("/proc/locks");
-    for (std::string line; std::getline(locks, line);) {
-        std::istringstream words(line);
-        std::string number;
-        std::string kind;
-        std::string mode;
-        std::string access;
-        std::string process;
-        std::string place;
-        words >> number >> kind >> mode >> access >> process >> place;
-        if (kind != "FLOCK")
-            continue;
-        const std::size_t first = place.find(':');
-        const std::size_t second = place.rfind(':');
-        if (first == std::string::npos || first == second)
-            continue;
-        const auto major = std::strtoul(place.c_str(), nullptr, 16);
-        const auto minor = std::strtoul(place.c_str() + first + 1, nullptr, 16);
-        const auto inode = std::strtoull(place.c_str() + second + 1, nullptr, 10);
-        if (major != gnu_dev_major(device.st_dev) || minor != gnu_dev_minor(device.st_dev) ||
-            inode != device.st_ino)
-            continue;
-        std::ifstream command("/proc/" + process + "/comm");
-        std::string name;
-        std::getline(command, name);
-        return "process " + process + (name.empty() ? "" : " (" + name + ")");
-    }
-    return std::string();
+    return lockHolder(path);
 }
 
 std::string TerminalSystem::lastingName(int descriptor)
