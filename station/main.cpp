@@ -13,14 +13,17 @@
 #include "cli/parsing.h"
 
 #include <charconv>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <limits>
 
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace plc::station {
 
@@ -58,6 +61,7 @@ struct Options
     int lateByMs = 1500;
     int exceptionCode = kServerBusy;
     std::string link;
+    bool commands = false;
     bool dieWithParent = false;
     bool verbose = false;
     bool quiet = false;
@@ -183,6 +187,9 @@ void addOptions(CLI::App *app, Options *options)
     addStationOptions(app, options);
     addLineOptions(app, options);
     addFaultOptions(app, options);
+    app->add_flag("--commands", options->commands,
+                  "take commands from standard input: dead, alive, refuse, refuse-writes, set, get")
+        ->excludes("--relay");
     app->add_flag("--die-with-parent", options->dieWithParent,
                   "end when the program that started this one ends")
         ->group(cli::rare(kProgramGroup));
@@ -239,7 +246,25 @@ FaultSettings faultSettings(const Options &options)
     return settings;
 }
 
-/// "    12.345678 -> 11 03 ...": seconds since the start; -> is a request, <- a reply.
+/// "2026-03-29T01:59:59.123456+01:00": ISO 8601, in the time zone of the user.
+std::string isoTime(std::chrono::system_clock::time_point time)
+{
+    const auto second = std::chrono::floor<std::chrono::seconds>(time);
+    const auto fraction = std::chrono::duration_cast<std::chrono::microseconds>(time - second);
+    const std::time_t since = std::chrono::system_clock::to_time_t(second);
+    std::tm local{};
+    localtime_r(&since, &local);
+    char date[32];
+    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
+    const long offset = std::labs(local.tm_gmtoff) / 60;
+    char rest[48];
+    std::snprintf(rest, sizeof rest, ".%06ld%c%02ld:%02ld", static_cast<long>(fraction.count()),
+                  local.tm_gmtoff < 0 ? '-' : '+', offset / 60, offset % 60);
+    return std::string(date) + rest;
+}
+
+/// "2026-03-29T01:59:59.123456+01:00     12.345678 -> 11 03 ...": the second time in seconds since the start;
+/// -> is a request, <- a reply.
 StationLine::Trace tracer(Time start)
 {
     return [start](Time time, StationLine::Event event, const Bytes &bytes, const std::string &text) {
@@ -249,8 +274,11 @@ StationLine::Trace tracer(Time start)
         const double seconds = std::chrono::duration<double>(time - start).count();
         const std::string shown = bytes.empty() ? text : hexText(bytes);
         char shownTime[32];
+        // A reply is told before it is sent: its moment may lie ahead.
+        const auto wall = std::chrono::system_clock::now() +
+                          std::chrono::duration_cast<std::chrono::system_clock::duration>(time - steadyNow());
         if (std::snprintf(shownTime, sizeof shownTime, "%13.6f", seconds) > 0)
-            std::cerr << shownTime << ' ' << mark << ' ' << shown << '\n';
+            std::cerr << isoTime(wall) << ' ' << shownTime << ' ' << mark << ' ' << shown << '\n';
     };
 }
 
@@ -299,7 +327,8 @@ int run(const Options &options)
     const std::string unwritten = print(pty.path() + "\n");
     if (!unwritten.empty())
         return failed(kExitOutput, unwritten);
-    broken = serve(&pty, &line, stop);
+    CommandInput commands(options.commands ? STDIN_FILENO : -1, &bus);
+    broken = serve(&pty, &line, &commands, stop);
     if (!options.quiet)
         printStatistics(line.statistics(), faults);
     return broken.empty() ? kExitFine : failed(kExitNoTerminal, broken);

@@ -47,6 +47,7 @@ Chapter documents(const Rows &pages)
 }
 
 const cli::Row kValuesPage{"values.md", "formats, byte orders, units and texts"};
+const cli::Row kOutputPage{"output.md", "what CSV and ndjson hold, for programs"};
 const cli::Row kPoliciesPage{"host-policies.md", "late replies, noise, dead stations, lost ports, states"};
 const cli::Row kLinePage{"serial_line.md", "ports, rates, RS-485"};
 const cli::Row kRecipesPage{"recipes.md", "values to MQTT, SQLite, a spreadsheet; as a service"};
@@ -122,7 +123,8 @@ Manual programManual()
         paragraph("Help",
                   "plchost help COMMAND, or plchost COMMAND --help, shows an example and the everyday "
                   "options of a command; --help-all shows all of them."),
-        exitCodes(), documents({kValuesPage, kProjectsPage, kPoliciesPage, kLinePage, kRecipesPage})};
+        exitCodes(),
+        documents({kValuesPage, kOutputPage, kProjectsPage, kPoliciesPage, kLinePage, kRecipesPage})};
     return manual;
 }
 
@@ -135,7 +137,7 @@ Manual readManual()
         example("three floats with the lower half first, and a variable of a project by its name",
                 "plchost read -p /dev/ttyUSB0 4x:200:3/f32.cdab\n"
                 "plchost read --project machine.json \"Set.Feed rate\"")};
-    addCommonChapters(&manual, {kValuesPage, kPoliciesPage, kRecipesPage});
+    addCommonChapters(&manual, {kValuesPage, kOutputPage, kPoliciesPage, kRecipesPage});
     return manual;
 }
 
@@ -178,7 +180,7 @@ Manual watchManual()
         paragraph("A port that is lost",
                   "It is looked for until it is back, and everything goes on by itself; "
                   "--no-reopen makes it the end.")};
-    addCommonChapters(&manual, {kValuesPage, kPoliciesPage, kRecipesPage});
+    addCommonChapters(&manual, {kValuesPage, kOutputPage, kPoliciesPage, kRecipesPage});
     return manual;
 }
 
@@ -213,7 +215,7 @@ Manual runManual()
             "What the exit code counts",
             "The last reading of each variable, each write, and each line that was not understood. Variables "
             "of stations that are switched off do not count."),
-        documents({kProjectsPage, kPoliciesPage, kRecipesPage})};
+        documents({kProjectsPage, kOutputPage, kPoliciesPage, kRecipesPage})};
     return manual;
 }
 
@@ -258,7 +260,7 @@ Manual portsManual()
               {"name", "a path that stays with the adapter, whatever is plugged in before it; it goes behind "
                        "-p as well"}})}},
         {"Exit code", {listed({{"0", "there is a port"}, {"2", "there is none"}})}},
-        documents({kLinePage})};
+        documents({kLinePage, kOutputPage})};
     return manual;
 }
 

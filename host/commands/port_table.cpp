@@ -1,5 +1,6 @@
 #include "host/commands/port_table.h"
 
+#include "host/commands/json_line.h"
 #include "host/project/csv_cell.h"
 
 namespace plc::host {
@@ -29,38 +30,49 @@ std::string text(const std::vector<runtime::ListedPort> &ports)
     return ports.empty() ? std::string() : table;
 }
 
-std::string csv(const std::vector<runtime::ListedPort> &ports)
+std::string csv(const std::vector<runtime::ListedPort> &ports, const std::string &time)
 {
-    std::string lines = "port,driver,adapter,in_use_by,name\n";
+    std::string lines = "port,driver,adapter,in_use_by,name,time\n";
     for (const runtime::ListedPort &port : ports)
         lines += csvCell(port.path) + "," + csvCell(port.driver) + "," + csvCell(port.adapter) + "," +
-                 csvCell(port.holder) + "," + csvCell(nameOf(port)) + "\n";
+                 csvCell(port.holder) + "," + csvCell(nameOf(port)) + "," + time + "\n";
     return lines;
 }
 
-std::string json(const std::vector<runtime::ListedPort> &ports)
+/// Adds the member unless nothing is known of it.
+void addKnown(JsonLine *line, const char *name, const std::string &value)
+{
+    if (!value.empty())
+        line->text(name, value);
+}
+
+std::string json(const std::vector<runtime::ListedPort> &ports, const std::string &time)
 {
     std::string lines;
     for (const runtime::ListedPort &port : ports) {
+        JsonLine line("serial_port");
+        line.text("time", time).text("port", port.path);
+        addKnown(&line, "driver", port.driver);
+        addKnown(&line, "adapter", port.adapter);
+        addKnown(&line, "in_use_by", port.holder);
         std::string names;
         for (const std::string &name : port.lastingNames)
             names += (names.empty() ? "" : ",") + inJson(name);
-        lines += "{\"adapter\":" + inJson(port.adapter) + ",\"driver\":" + inJson(port.driver) +
-                 ",\"in_use_by\":" + inJson(port.holder) + ",\"names\":[" + names +
-                 "],\"port\":" + inJson(port.path) + "}\n";
+        line.raw("names", "[" + names + "]");
+        lines += line.object() + "\n";
     }
     return lines;
 }
 
 } // namespace
 
-std::string portTable(const std::vector<runtime::ListedPort> &ports, Format format)
+std::string portTable(const std::vector<runtime::ListedPort> &ports, Format format, WallTime time)
 {
     switch (format) {
     case Format::Csv:
-        return csv(ports);
+        return csv(ports, isoTime(time));
     case Format::NdJson:
-        return json(ports);
+        return json(ports, isoTime(time));
     case Format::Text:
         break;
     }

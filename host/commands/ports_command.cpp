@@ -1,3 +1,4 @@
+#include <chrono>
 #include <cstdio>
 
 #include "host/commands/command_options.h"
@@ -10,7 +11,7 @@ namespace plc::host {
 ExitCode listPorts(const OutputOptions &options)
 {
     const std::vector<runtime::ListedPort> ports = runtime::listPorts();
-    print(portTable(ports, options.outputFormat()));
+    print(portTable(ports, options.outputFormat(), std::chrono::system_clock::now()));
     if (!ports.empty())
         return kExitGood;
     std::fputs("plchost: there is no serial port; plug an adapter in, or simulate a line with plcstation\n",

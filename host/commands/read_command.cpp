@@ -38,11 +38,15 @@ ExitCode readVariables(const CommandOptions &options)
         row.station = variables[i].station.value_or(link.station);
         row.state = stateName(result.end);
         row.isInPieces = cutsValues(row.variable, link);
-        if (result.end == OrderEnd::Good)
+        row.exceptionCode = result.exceptionCode;
+        row.time = line.endOf(result);
+        if (result.end == OrderEnd::Good) {
             row.values = valuesOf(variables[i], result.raw);
-        else if (result.end != OrderEnd::PortLost)
-            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(),
-                         describe(result, row.station).c_str());
+        } else {
+            row.reason = describe(result, row.station);
+            if (result.end != OrderEnd::PortLost)
+                std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.reason.c_str());
+        }
         printer.print(row);
     }
     line.close();

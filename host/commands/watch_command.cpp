@@ -9,6 +9,7 @@
 #include "host/commands/interrupt.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/run_report.h"
 #include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
 
@@ -67,7 +68,7 @@ public:
         for (int i = 0; i < count(); ++i)
             states.push_back(stateAt(i));
         line_.close();
-        return finish(states);
+        return finish(states, steadyNow() - start);
     }
 
 private:
@@ -114,14 +115,19 @@ private:
             table_.draw(rows);
             return;
         }
+        const WallTime time = std::chrono::system_clock::now();
         for (Row &row : rows) {
             row.moment = moment;
+            row.time = time;
             printer_.print(row);
         }
     }
 
-    ExitCode finish(const std::vector<VariableState> &states) const
+    ExitCode finish(const std::vector<VariableState> &states, Time moment) const
     {
+        if (options_.outputFormat() == Format::NdJson)
+            print(statisticsRecord(line_.statistics(), nullptr, moment, std::chrono::system_clock::now()) +
+                  "\n");
         if (!options_.quiet && !isOutputOver())
             std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
         if (!line_.portLost().empty())

@@ -72,7 +72,9 @@ OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSetting
     const OrderResult result = line.await(line.read(assignment.id));
     if (result.end != OrderEnd::Good) {
         row->state = "written, not read back";
-        row->detail = describe(result, row->station);
+        row->exceptionCode = result.exceptionCode;
+        row->isDone = false;
+        row->reason = describe(result, row->station);
         return result.end;
     }
     const Values found = valuesOf(assignment.variable, result.raw);
@@ -83,7 +85,8 @@ OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSetting
         return OrderEnd::Good;
     }
     row->state = "differs";
-    row->detail = "the station holds other values than were written";
+    row->isDone = false;
+    row->reason = "the station holds other values than were written";
     *differs = true;
     return OrderEnd::Good;
 }
@@ -121,17 +124,20 @@ ExitCode writeVariables(const WriteOptions &options)
         Row row;
         row.variable = assignments[i].variable;
         row.station = row.variable.station.value_or(link.station);
+        row.isWrite = true;
         row.values = assignments[i].values;
+        row.exceptionCode = written[i].exceptionCode;
+        row.time = line.endOf(written[i]);
         OrderEnd end = written[i].end;
-        row.state = end == OrderEnd::Good ? "written" : stateName(end);
-        if (end != OrderEnd::Good)
-            row.detail = describe(written[i], row.station);
+        row.isDone = end == OrderEnd::Good;
+        row.state = row.isDone ? "written" : stateName(end);
+        if (!row.isDone)
+            row.reason = describe(written[i], row.station);
         else if (options.verify)
             end = verify(line, assignments[i], link, &row, &differs);
         ends.push_back(end);
-        if (!row.detail.empty() && end != OrderEnd::PortLost)
-            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.detail.c_str());
-        row.detail.clear();
+        if (!row.reason.empty() && end != OrderEnd::PortLost)
+            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.reason.c_str());
         printer.print(row);
     }
     line.close();

@@ -10,6 +10,7 @@ using ::testing::AllOf;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::MatchesRegex;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 const char kProject[] = R"({"link": {"replyTimeoutMs": 60000},
@@ -139,7 +140,11 @@ TEST_P(UnwritableOutput, IsNoFailureWhereTheReaderHasGone)
     if (GetParam().program == PLC_STATION_PROGRAM && GetParam().arguments == Words{"-q"})
         GTEST_SKIP() << "the station goes on: its path is wanted once";
     const Finished run = inShell("{ \"$@\"; echo \"code $?\" >&2; } | head -n 1", words());
-    EXPECT_EQ("code 0\n", run.errors);
+    EXPECT_THAT(run.errors, AllOf(EndsWith("code 0\n"), Not(HasSubstr("plchost:"))));
+    // What ends by itself may have said all before the reader goes.
+    if (std::string(GetParam().name).find("WithoutEnd") != std::string::npos) {
+        EXPECT_EQ("code 0\n", run.errors);
+    }
     EXPECT_THAT(run.output, MatchesRegex("[^\n]+\n"));
 }
 
