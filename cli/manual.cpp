@@ -166,6 +166,7 @@ std::string Book::optionsOf(const CLI::App &command, Extent extent) const
     }
     if (!text.empty())
         text = "\n" + text;
+    std::string explained;
     for (const std::string &group : groupsOf(command)) {
         if (isRare(group) && extent == Extent::Everyday)
             continue;
@@ -176,8 +177,12 @@ std::string Book::optionsOf(const CLI::App &command, Extent extent) const
         }
         if (rows.empty())
             continue;
-        const auto told = explanations_.find(group);
-        const std::string explanation = told == explanations_.end() ? "" : " (" + told->second + ")";
+        // Where a group of options is first named, also where it has rare ones alone.
+        const bool isFirst = explained != plainGroup(group);
+        explained = plainGroup(group);
+        const auto told = explanations_.find(explained);
+        const std::string explanation =
+            !isFirst || told == explanations_.end() ? "" : " (" + told->second + ")";
         text += "\n" + wrapped(group + explanation + ":", 0) + "\n" + rows;
     }
     return text;

@@ -83,6 +83,9 @@ TEST_F(HelpOfAProgram, ExplainsWhatAGroupIsAbout)
 {
     book_.explain("Hinges", "what doors hang on");
     EXPECT_THAT(everyday(*close_), HasSubstr("\nHinges (what doors hang on):\n"));
+    EXPECT_THAT(all(*open_), HasSubstr("\nHinges, rarely needed:\n"));
+    open_->remove_option(open_->get_option("--force"));
+    EXPECT_THAT(all(*open_), HasSubstr("\nHinges, rarely needed (what doors hang on):\n"));
 }
 
 TEST_F(HelpOfAProgram, BreaksItsLinesAt80Characters)
