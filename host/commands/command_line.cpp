@@ -52,6 +52,7 @@ void addWriteCommand(CLI::App *program, cli::Book *book, Command *chosen)
         "makes sure that a single write was answered, and --verify that it was done");
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addAuditOption(command, options.get());
     book->of(command) = writeManual();
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -78,6 +79,7 @@ void addWatchCommand(CLI::App *program, cli::Book *book, Command *chosen)
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
     book->of(command) = watchManual();
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -102,10 +104,13 @@ void addRunCommand(CLI::App *program, cli::Book *book, Command *chosen)
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
               "print all values every S seconds where there is no table");
     addReopenOption(command, &options->noReopen);
+    addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
+    addAuditOption(command, options.get());
     book->of(command) = runManual();
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }

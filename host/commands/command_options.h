@@ -25,6 +25,8 @@ struct OutputOptions
     bool isSigned = false;
     bool verbose = false;
     bool quiet = false;
+    std::string logFile;   ///< of --log; empty = none
+    std::string auditFile; ///< of --audit; empty = none
 
     NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
     Format outputFormat() const { return formatOf(format); }
@@ -55,6 +57,7 @@ struct CommandOptions : OutputOptions
     double firstProbeSeconds = seconds(OfflineSettings().firstProbe);
     double longestProbeSeconds = seconds(OfflineSettings().longestProbe);
     bool noReopen = false; ///< a lost port is the end, also where requests are asked for ever
+    bool noEchoCheck = false;
     std::string driver;
     std::string projectFile;     ///< of --project; empty = none
     std::set<std::string> typed; ///< long names of the options that were typed, as "--baud"
@@ -72,6 +75,8 @@ struct CommandOptions : OutputOptions
     /// settings that are allowed and unwise.
     /// @throw Failure  (wrong usage)
     LinkSettings link() const;
+    /// Warns on standard error about settings that are allowed and unwise where something is broadcast.
+    void adviseOnBroadcasts(const LinkSettings &link) const;
     /// The variable of that name in the project, or the one that @p text describes.
     /// @throw Failure  (wrong usage)
     Variable variableOf(const std::string &text, bool oneBased) const;
@@ -118,6 +123,7 @@ struct RunOptions : OutputOptions
     double everySeconds = 0; ///< 0 = only at the end
     int scans = 0;           ///< 0 = without end
     bool noReopen = false;   ///< a lost port is the end
+    bool noEchoCheck = false;
     bool realtime = false;
 };
 

@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "host/commands/audit.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/typed_values.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
 
@@ -17,6 +19,7 @@ struct Assignment
 {
     Variable variable;
     Values values;
+    std::vector<std::string> typed; ///< see typedValues()
     VariableId id = 0;
 };
 
@@ -44,6 +47,7 @@ Assignment parseAssignment(const std::string &text, const WriteOptions &options,
             parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
         variable.text = name;
     }
+    assignment.typed = typedValues(text.substr(equals + 1), variable, assignment.values);
     return assignment;
 }
 
@@ -63,6 +67,25 @@ bool haveMeanings(const std::vector<Assignment> &assignments)
     return plc::host::haveMeanings(variables);
 }
 
+Row rowOf(const Assignment &assignment, const OrderResult &result, const LinkSettings &link,
+          const PanelLine &line)
+{
+    Row row;
+    row.variable = assignment.variable;
+    row.station = row.variable.station.value_or(link.station);
+    row.isWrite = true;
+    row.values = assignment.values;
+    row.typed = assignment.typed;
+    row.exceptionCode = result.exceptionCode;
+    row.time = line.endOf(result);
+    row.isDone = result.end == OrderEnd::Good;
+    // Nobody confirms a broadcast.
+    row.state = !row.isDone ? stateName(result.end) : row.station == 0 ? "sent" : "written";
+    if (!row.isDone)
+        row.reason = describe(result, row.station);
+    return row;
+}
+
 /// Reads back what was written. Fills in the row of the write.
 /// @param differs  is set when the station has other values.
 /// @return how reading ended.
@@ -79,6 +102,8 @@ OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSetting
     }
     const Values found = valuesOf(assignment.variable, result.raw);
     row->values = found;
+    if (found != assignment.values)
+        row->typed.clear();
     row->isInPieces = cutsValues(assignment.variable, link);
     if (found == assignment.values) {
         row->state = "written and read back";
@@ -108,7 +133,18 @@ ExitCode writeVariables(const WriteOptions &options)
         assignment.id = line.add(assignment.variable);
         line.checkWrite(assignment.id, assignment.values);
     }
+    const bool isBroadcast =
+        std::any_of(assignments.begin(), assignments.end(), [&](const Assignment &given) {
+            return given.variable.station.value_or(link.station) == 0;
+        });
+    if (isBroadcast)
+        options.adviseOnBroadcasts(link);
+    Audit audit(options.auditFile, link.port);
     line.open();
+    // All of them before the first write: where one cannot be noted, nothing is sent.
+    std::vector<std::uint64_t> audited;
+    for (const Assignment &assignment : assignments)
+        audited.push_back(audit.order(rowOf(assignment, OrderResult(), link, line)));
     std::vector<OrderId> orders;
     for (const Assignment &assignment : assignments)
         orders.push_back(line.write(assignment.id, assignment.values));
@@ -121,26 +157,21 @@ ExitCode writeVariables(const WriteOptions &options)
     std::vector<OrderEnd> ends;
     bool differs = false;
     for (std::size_t i = 0; i < assignments.size(); ++i) {
-        Row row;
-        row.variable = assignments[i].variable;
-        row.station = row.variable.station.value_or(link.station);
-        row.isWrite = true;
-        row.values = assignments[i].values;
-        row.exceptionCode = written[i].exceptionCode;
-        row.time = line.endOf(written[i]);
+        Row row = rowOf(assignments[i], written[i], link, line);
         OrderEnd end = written[i].end;
-        row.isDone = end == OrderEnd::Good;
-        row.state = row.isDone ? "written" : stateName(end);
-        if (!row.isDone)
-            row.reason = describe(written[i], row.station);
-        else if (options.verify)
+        if (row.isDone && options.verify)
             end = verify(line, assignments[i], link, &row, &differs);
         ends.push_back(end);
         if (!row.reason.empty() && end != OrderEnd::PortLost)
             std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.reason.c_str());
         printer.print(row);
+        if (end != OrderEnd::Open)
+            audit.end(audited[i], row);
     }
     line.close();
+    // Only now it is known whether those that an interruption has left open were sent.
+    for (std::size_t i = 0; i < assignments.size(); ++i)
+        audit.end(audited[i], rowOf(assignments[i], line.result(orders[i]), link, line));
     if (!line.portLost().empty())
         throw Failure(FailureKind::Port, line.portLost());
     // A station that acknowledges a write and does not keep the value has done half of the order.

@@ -87,29 +87,40 @@ std::vector<std::string> lastingNamesOf(const std::string &path, const std::stri
 }
 
 /// The name with its number at the end apart, so that ttyS10 comes behind ttyS9.
-std::pair<std::string, std::string> orderOf(const std::string &path)
+std::pair<std::string, std::string> orderOf(const std::string &name)
 {
-    const std::size_t digits = path.find_last_not_of("0123456789") + 1;
-    const std::string number = path.substr(digits);
-    return {path.substr(0, digits), std::string(10 - std::min<std::size_t>(number.size(), 10), '0') + number};
+    const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+    const std::string number = name.substr(digits);
+    return {name.substr(0, digits), std::string(10 - std::min<std::size_t>(number.size(), 10), '0') + number};
 }
 
 } // namespace
 
+std::vector<std::string> portNames(const std::string &terminals)
+{
+    std::vector<std::string> names;
+    std::error_code unreadable;
+    for (files::directory_iterator entry(terminals, unreadable), end; entry != end;
+         entry.increment(unreadable)) {
+        std::error_code none;
+        // A place that no chip fills has the type 0.
+        if (files::exists(entry->path() / "device", none) && contentOf(entry->path() / "type") != "0")
+            names.push_back(entry->path().filename().string());
+    }
+    std::sort(names.begin(), names.end(),
+              [](const std::string &one, const std::string &other) { return orderOf(one) < orderOf(other); });
+    return names;
+}
+
 std::vector<ListedPort> listPorts(const PortPlaces &places)
 {
     std::vector<ListedPort> ports;
-    std::error_code unreadable;
-    for (files::directory_iterator entry(places.terminals, unreadable), end; entry != end;
-         entry.increment(unreadable)) {
-        std::error_code none;
-        const files::path device = files::canonical(entry->path() / "device", none);
-        // A place that no chip fills has the type 0.
-        if (none || contentOf(entry->path() / "type") == "0")
-            continue;
+    for (const std::string &name : portNames(places.terminals)) {
         ListedPort port;
-        port.path = places.devices + "/" + entry->path().filename().string();
-        if (!files::exists(port.path, none))
+        port.path = places.devices + "/" + name;
+        std::error_code none;
+        const files::path device = files::canonical(files::path(places.terminals) / name / "device", none);
+        if (none || !files::exists(port.path, none))
             continue;
         const std::vector<files::path> folders = foldersAround(device);
         port.driver = driverOf(folders);
@@ -120,9 +131,6 @@ std::vector<ListedPort> listPorts(const PortPlaces &places)
             port.holder = openHolder(port.path, places.processes);
         ports.push_back(port);
     }
-    std::sort(ports.begin(), ports.end(), [](const ListedPort &one, const ListedPort &other) {
-        return orderOf(one.path) < orderOf(other.path);
-    });
     return ports;
 }
 

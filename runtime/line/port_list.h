@@ -26,8 +26,12 @@ struct ListedPort
     std::string holder;  ///< "process 4711 (plchost)": who uses it
 };
 
-/// The ports that have a device in the machine, by name, numbers in them by their size. Terminals without a
-/// device, those that programs simulate, and places for ports that no chip fills are left out.
+/// Names of the terminals that have a device in the machine, as "ttyUSB0", numbers in them by their size.
+/// Consoles, terminals that programs simulate, and places for ports that no chip fills are left out.
+/// @param terminals  see PortPlaces.
+std::vector<std::string> portNames(const std::string &terminals);
+
+/// The ports of these names, those left out that are not among the devices.
 std::vector<ListedPort> listPorts(const PortPlaces &places = PortPlaces());
 
 } // namespace plc::runtime

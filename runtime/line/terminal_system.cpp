@@ -15,6 +15,7 @@
 #include <system_error>
 
 #include "runtime/line/port_holder.h"
+#include "runtime/line/port_list.h"
 
 namespace plc::runtime {
 
@@ -55,7 +56,23 @@ std::string triggerPath(int descriptor)
            std::to_string(gnu_dev_minor(device.st_rdev)) + "/rx_trig_bytes";
 }
 
+/// Major numbers of the kernel's device list: the ends that programs open.
+bool isPseudoTerminalOf(const struct stat &device)
+{
+    constexpr unsigned kFirst = 136;
+    constexpr unsigned kLast = 143;
+    const unsigned kind = gnu_dev_major(device.st_rdev);
+    return S_ISCHR(device.st_mode) && kind >= kFirst && kind <= kLast;
+}
+
 } // namespace
+
+bool isPseudoTerminal(const std::string &path)
+{
+    struct stat device
+    {};
+    return stat(path.c_str(), &device) == 0 && isPseudoTerminalOf(device);
+}
 
 int TerminalSystem::open(const std::string &path)
 {
@@ -120,15 +137,17 @@ std::string TerminalSystem::linkAt(const std::string &path)
 
 bool TerminalSystem::isPseudoTerminal(int descriptor)
 {
-    // Major numbers of the kernel's device list: the ends that programs open.
-    constexpr unsigned kFirst = 136;
-    constexpr unsigned kLast = 143;
     struct stat device
     {};
-    if (fstat(descriptor, &device) != 0)
-        return false;
-    const unsigned kind = gnu_dev_major(device.st_rdev);
-    return kind >= kFirst && kind <= kLast;
+    return fstat(descriptor, &device) == 0 && isPseudoTerminalOf(device);
+}
+
+std::vector<std::string> TerminalSystem::ports()
+{
+    std::vector<std::string> found;
+    for (const std::string &name : portNames(devices_))
+        found.push_back("/dev/" + name);
+    return found;
 }
 
 int TerminalSystem::openToWait(int descriptor)

@@ -76,10 +76,15 @@ struct NamedPolicy
 };
 
 constexpr NamedPolicy kAll[] = {
-    {"discard-input", &Policies::discardInput},         {"late-reply-guard", &Policies::lateReplyGuard},
-    {"reply-check", &Policies::checkReplies},           {"strict-writes", &Policies::strictWrites},
-    {"exception-end", &Policies::endOnException},       {"damage-end", &Policies::endOnDamage},
-    {"absolute-deadline", &Policies::absoluteDeadline}, {"offline", &Policies::offline},
+    {"discard-input", &Policies::discardInput},
+    {"late-reply-guard", &Policies::lateReplyGuard},
+    {"reply-check", &Policies::checkReplies},
+    {"strict-writes", &Policies::strictWrites},
+    {"exception-end", &Policies::endOnException},
+    {"damage-end", &Policies::endOnDamage},
+    {"absolute-deadline", &Policies::absoluteDeadline},
+    {"offline", &Policies::offline},
+    {"echo-check", &Policies::echoCheck},
 };
 
 TEST(Policy, AreTurnedOffOneByOne)
@@ -96,11 +101,11 @@ TEST(Policy, UnknownNameIsAnsweredWithTheKnownOnes)
 {
     Policies policies;
     try {
-        turnOff(&policies, "echo");
+        turnOff(&policies, "frobnicate");
         FAIL();
     } catch (const Failure &failure) {
         EXPECT_EQ(FailureKind::Usage, failure.kind());
-        EXPECT_THAT(failure.what(), HasSubstr("no policy 'echo'"));
+        EXPECT_THAT(failure.what(), HasSubstr("no policy 'frobnicate'"));
         for (const NamedPolicy &policy : kAll)
             EXPECT_THAT(failure.what(), HasSubstr(policy.name));
     }
