@@ -102,7 +102,7 @@ if(PLC_TOOLS)
   endforeach()
   # The pages that the help names, and what they lead to.
   install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/plcdriver-tools" COMPONENT tools
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.service" PATTERN "*.cpp")
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.service" PATTERN "*.cpp" PATTERN "*.svg")
 endif()
 
 set(plc_panel_system "${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR}")

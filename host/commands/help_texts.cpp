@@ -48,6 +48,7 @@ Chapter documents(const Rows &pages)
 
 const cli::Row kValuesPage{"values.md", "formats, byte orders, units and texts"};
 const cli::Row kOutputPage{"output.md", "what CSV and ndjson hold, for programs"};
+const cli::Row kScreenPage{"screen.md", "the screen of watch and run, and its keys"};
 const cli::Row kPoliciesPage{"host-policies.md", "late replies, noise, dead stations, lost ports, states"};
 const cli::Row kLinePage{"serial_line.md", "ports, rates, RS-485"};
 const cli::Row kRecipesPage{"recipes.md", "values to MQTT, SQLite, a spreadsheet; as a service"};
@@ -124,7 +125,8 @@ Manual programManual()
                   "plchost help COMMAND, or plchost COMMAND --help, shows an example and the everyday "
                   "options of a command; --help-all shows all of them."),
         exitCodes(),
-        documents({kValuesPage, kOutputPage, kProjectsPage, kPoliciesPage, kLinePage, kRecipesPage})};
+        documents(
+            {kValuesPage, kScreenPage, kOutputPage, kProjectsPage, kPoliciesPage, kLinePage, kRecipesPage})};
     return manual;
 }
 
@@ -171,16 +173,17 @@ Manual watchManual()
     manual.examples = {example("live values of two stations, ten seconds long, one scan each half second",
                                "plchost watch -p /dev/ttyUSB0 -l 500 --for 10 4x:100:10@1 0x:16:8@2")};
     manual.chapters = {
-        paragraph("What is shown",
-                  "On a terminal a table is drawn and kept up to date. Otherwise, and with -q, a "
-                  "line for each variable is printed every second, or as often as -l says where "
-                  "that is longer, and once more at the end; with -1 only at the end. The "
-                  "statistics at the end go to standard error. The exit code tells how the last "
-                  "reading of each variable ended."),
+        paragraph(
+            "What is shown",
+            "On a terminal a screen is kept up to date, whose keys ? shows. Otherwise, and with --plain or "
+            "-q, a line for each variable is printed every second, or as often as -l says where "
+            "that is longer, and once more at the end; with -1 only at the end. The "
+            "statistics at the end go to standard error. The exit code tells how the last "
+            "reading of each variable ended."),
         paragraph("A port that is lost",
                   "It is looked for until it is back, and everything goes on by itself; "
                   "--no-reopen makes it the end.")};
-    addCommonChapters(&manual, {kValuesPage, kOutputPage, kPoliciesPage, kRecipesPage});
+    addCommonChapters(&manual, {kValuesPage, kScreenPage, kOutputPage, kPoliciesPage, kRecipesPage});
     return manual;
 }
 
@@ -195,7 +198,8 @@ Manual runManual()
         {"Lines on standard input", {listed(projectInputRows())}},
         paragraph(
             "What is shown",
-            "On a terminal a table is drawn and kept up to date; otherwise the values are printed at the "
+            "On a terminal a screen is kept up to date, whose keys ? shows; otherwise, and with --plain or "
+            "-q, the values are printed at the "
             "end, and with --every meanwhile. Writes are reported on standard output in text and ndjson, on "
             "standard error in csv. The statistics at the end go to standard error, and in ndjson to the "
             "last line of standard output as well. Writes that are still waiting when --for, --scans or quit "
@@ -215,7 +219,7 @@ Manual runManual()
             "What the exit code counts",
             "The last reading of each variable, each write, and each line that was not understood. Variables "
             "of stations that are switched off do not count."),
-        documents({kProjectsPage, kOutputPage, kPoliciesPage, kRecipesPage})};
+        documents({kProjectsPage, kScreenPage, kOutputPage, kPoliciesPage, kRecipesPage})};
     return manual;
 }
 

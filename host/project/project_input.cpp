@@ -35,7 +35,7 @@ cli::Rows projectInputRows()
         {"NAME = VALUE[,VALUE...]",
          "writes a variable, as plchost write does; each write is reported once, as done or as failed"},
         {"station N off|on", "switches a station off or on; writes to a station that is off fail at once"},
-        {"page N, next, empty line", "other variables of a live table that does not fit on the terminal"},
+        {"page N, next, empty line", "other variables on the screen"},
         {"quit", "ends"},
         {"# ...", "is passed over"}};
 }
