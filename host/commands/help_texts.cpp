@@ -178,7 +178,8 @@ Manual watchManual()
             "On a terminal a screen is kept up to date, whose keys ? shows. Otherwise, and with --plain or "
             "-q, a line for each variable is printed every second, or as often as -l says where "
             "that is longer, and once more at the end; with -1 only at the end. The "
-            "statistics at the end go to standard error. The exit code tells how the last "
+            "statistics at the end go to standard error, and in ndjson to the last line of standard output "
+            "as well. The exit code tells how the last "
             "reading of each variable ended."),
         paragraph("A port that is lost",
                   "It is looked for until it is back, and everything goes on by itself; "

@@ -161,6 +161,8 @@ TEST_F(Watch, TracesTheFramesOnStandardError)
     const Finished run = plchost(watchWords({"4x:0", "-1", "-v"}));
     EXPECT_THAT(run.errors, HasSubstr(" -> 01 03 00 00 00 01 84 0A\n"));
     EXPECT_THAT(run.errors, HasSubstr(" <- 01 03 02 00 00 B8 44\n"));
+    EXPECT_THAT(run.errors, ContainsRegex("\n[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}"
+                                          "[-+][0-9]{2}:[0-9]{2} +[0-9]+\\.[0-9]{6} -> 01 03"));
 }
 
 TEST(Demo, ShowsThatEverythingCameBackAndExitsWithZero)

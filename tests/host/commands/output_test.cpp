@@ -281,6 +281,23 @@ TEST(StatisticsText, TellsHowLateRequestsWereWhereDetailsAreAskedFor)
     EXPECT_THAT(describeStatistics(statistics, false), Not(HasSubstr("later than")));
 }
 
+TEST(StatisticsText, NamesWhomASecondMasterAsks)
+{
+    Statistics statistics;
+    EXPECT_THAT(describeStatistics(statistics, true), Not(HasSubstr("second master")));
+    plcruntime::ForeignRequests foreign;
+    foreign.station = 4;
+    foreign.requests = 12;
+    statistics.foreignRequests.append(foreign);
+    foreign.station = 9;
+    foreign.requests = 1;
+    statistics.foreignRequests.append(foreign);
+    EXPECT_THAT(
+        describeStatistics(statistics, false),
+        HasSubstr(
+            "\na second master asks station 4: 12 requests\na second master asks station 9: 1 request\n"));
+}
+
 TEST(StatisticsText, ListsStationsWhenThereAreSeveral)
 {
     Statistics statistics;
