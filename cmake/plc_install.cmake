@@ -1,7 +1,7 @@
 # What an installation holds, in parts that become packages of their own:
 #   library      libplcdriver.so.1
 #   development  headers, the link to the library, files for CMake and pkg-config
-#   tools        plchost, plcstation
+#   tools        plchost, plcstation, their man pages, completion and documents
 #   runtime      libplcruntime.so.1
 #   runtime_development  its header, the link to it, the library for tests, files for CMake and pkg-config
 #   panel        library, headers and documents in plain folders, for a tarball; never part of an ordinary installation
@@ -94,6 +94,15 @@ endif()
 
 if(PLC_TOOLS)
   install(TARGETS plchost plcstation RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT tools)
+  include(plc_man_page)
+  foreach(program IN ITEMS plchost plcstation)
+    plc_man_page(${program})
+    install(FILES packaging/bash_completion RENAME ${program}
+      DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
+  endforeach()
+  # The pages that the help names, and what they lead to.
+  install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/plcdriver-tools" COMPONENT tools
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.service" PATTERN "*.cpp" PATTERN "*.svg")
 endif()
 
 set(plc_panel_system "${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR}")

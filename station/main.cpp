@@ -1,12 +1,16 @@
 // plcstation: simulated Modbus RTU stations on a pseudo-terminal, with faults on demand.
 
 #include "areas_file.h"
+#include "help_text.h"
 #include "modbus_codes.h"
 #include "number_list.h"
 #include "serve.h"
 #include "standard_output.h"
 
 #include <CLI/CLI.hpp>
+
+#include "cli/manual.h"
+#include "cli/parsing.h"
 
 #include <charconv>
 #include <chrono>
@@ -34,22 +38,8 @@ constexpr int kMaxBaud = 4000000;
 constexpr int kMaxMilliseconds = 3600000;
 constexpr int kLastReserved = 255;
 
-const char kExample[] =
-    "Example: stations 1 and 2, holding register 0 of both counting, one reply in ten lost:\n"
-    "  plcstation -a 1,2 --counters 4x:0 --drop 10 --seed 7 --link /tmp/plc-line\n"
-    "and in a second terminal:\n"
-    "  plchost read --port /tmp/plc-line -a 1 4x:0:10\n"
-    "\n"
-    "A file for --areas, initial values by area and address; --counters does what \"moving\" does:\n"
-    "  { \"4x\": { \"100\": [4660, -5], \"200-299\": 7 }, \"0x\": { \"16\": [1, 0, true] },\n"
-    "    \"moving\": [ { \"area\": \"3x\", \"address\": 0, \"count\": 4, \"step\": 1 } ],\n"
-    "    \"stations\": { \"2\": { \"4x\": { \"100\": 1 } } } }\n"
-    "What stands at the top is for every station, what stands under \"stations\" for that one alone.\n"
-    "\n"
-    "The first line on standard output is the path of the pseudo-terminal. SIGTERM or SIGINT ends the "
-    "program.\n"
-    "Exit codes: 0 fine, 1 wrong usage or file, 5 the pseudo-terminal cannot be opened or is lost,\n"
-    "7 output could not be written.";
+constexpr char kFaultGroup[] = "Faults";
+constexpr char kProgramGroup[] = "Output";
 
 struct Options
 {
@@ -101,7 +91,7 @@ std::string percentMistake(const std::string &text)
 
 void addFaultOptions(CLI::App *app, Options *options)
 {
-    const std::string group = "Faults (percent of the replies, 0 to 100)";
+    const std::string group = kFaultGroup;
     for (const FaultName &row : kFaultNames) {
         app->add_option(std::string("--") + row.option, options->faults.share(row.fault), row.help)
             ->check(percentMistake)
@@ -112,17 +102,17 @@ void addFaultOptions(CLI::App *app, Options *options)
         ->check(CLI::Range(0, kMaxMilliseconds))
         ->type_name("MS")
         ->capture_default_str()
-        ->group(group);
+        ->group(cli::rare(group));
     app->add_option("--late-by", options->lateByMs, "how late a late reply is (ms)")
         ->check(CLI::Range(0, kMaxMilliseconds))
         ->type_name("MS")
         ->capture_default_str()
-        ->group(group);
+        ->group(cli::rare(group));
     app->add_option("--exception-code", options->exceptionCode, "code of the exceptions of --exception")
         ->check(CLI::Range(1, 255))
         ->type_name("N")
         ->capture_default_str()
-        ->group(group);
+        ->group(cli::rare(group));
     app->add_option("--seed", options->faults.seed,
                     "start of the random numbers; the same seed is the same run")
         ->check(seedMistake)
@@ -139,7 +129,7 @@ void addStationOptions(CLI::App *app, Options *options)
         ->capture_default_str()
         ->group(group);
     app->add_flag("--allow-reserved", options->allowReserved, "allow the reserved numbers 248 to 255 too")
-        ->group(group);
+        ->group(cli::rare(group));
     app->add_option("--areas", options->areas, "JSON file with initial values")
         ->type_name("FILE")
         ->group(group);
@@ -176,15 +166,17 @@ void addLineOptions(CLI::App *app, Options *options)
                     "silence that ends an unfinished frame (default 20 or more)")
         ->check(CLI::Range(1, kMaxMilliseconds))
         ->type_name("MS")
-        ->group(group);
-    app->add_flag("--relay", options->relay, "requests are relay frames; replies stay in Modbus form")
-        ->group(group);
+        ->group(cli::rare(group));
+    app->add_flag("--relay", options->relay,
+                  "requests are relay frames, in the wrapping of a peer that carries them on to stations; "
+                  "replies stay in Modbus form")
+        ->group(cli::rare(group));
     app->add_flag("--crc-high-first", options->crcHighFirst, "CRC high byte first in requests and replies")
-        ->group(group);
+        ->group(cli::rare(group));
     app->add_flag("--request-crc-high-first", options->requestCrcHighFirst, "the same for requests only")
-        ->group(group);
+        ->group(cli::rare(group));
     app->add_flag("--reply-crc-high-first", options->replyCrcHighFirst, "the same for replies only")
-        ->group(group);
+        ->group(cli::rare(group));
     app->add_option("--link", options->link, "symbolic link to the pseudo-terminal, removed at the end")
         ->type_name("PATH")
         ->group(group);
@@ -199,9 +191,11 @@ void addOptions(CLI::App *app, Options *options)
                   "take commands from standard input: dead, alive, refuse, refuse-writes, set, get")
         ->excludes("--relay");
     app->add_flag("--die-with-parent", options->dieWithParent,
-                  "end when the program that started this one ends");
-    app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error");
-    app->add_flag("-q,--quiet", options->quiet, "no statistics at the end");
+                  "end when the program that started this one ends")
+        ->group(cli::rare(kProgramGroup));
+    app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error")
+        ->group(kProgramGroup);
+    app->add_flag("-q,--quiet", options->quiet, "no statistics at the end")->group(kProgramGroup);
 }
 
 CrcOrder orderOf(bool highFirst)
@@ -348,17 +342,21 @@ int runProgram(int argc, char **argv)
     // Whoever reads the trace or the path may go away; that is no reason to end.
     prepareStreams();
     Options options;
-    CLI::App app("plcstation: simulated Modbus RTU stations on a pseudo-terminal, with faults on demand",
-                 "plcstation");
-    app.footer(kExample);
+    CLI::App app("simulate Modbus RTU stations on a pseudo-terminal, with faults on demand", "plcstation");
+    cli::Book book(app);
+    cli::addHelpOptions(&app);
     addOptions(&app, &options);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp &) {
-        const std::string unwritten = print(app.help());
+    book.of(&app) = manual();
+    book.explain(kFaultGroup, "percent of the replies, 0 to 100");
+    const cli::Parsed parsed = cli::parse(&app, &book, argc, argv, [](const cli::Typing &typing) {
+        const bool isRange = typing.option->get_name() == "--counters";
+        return isRange ? std::vector<std::string>{"0x:", "1x:", "3x:", "4x:"} : std::vector<std::string>();
+    });
+    if (!parsed.mistake.empty())
+        return failed(kExitUsage, parsed.mistake);
+    if (parsed.isAnswered) {
+        const std::string unwritten = print(parsed.answer);
         return unwritten.empty() ? kExitFine : failed(kExitOutput, unwritten);
-    } catch (const CLI::ParseError &error) {
-        return failed(kExitUsage, std::string(error.what()) + " (plcstation --help shows all options)");
     }
     if (options.dieWithParent)
         prctl(PR_SET_PDEATHSIG, SIGTERM);

@@ -5,18 +5,20 @@
 #include <memory>
 #include <string>
 
+#include "cli/manual.h"
+#include "cli/parsing.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
+#include "host/commands/completed_values.h"
 #include "host/commands/help_texts.h"
 #include "host/commands/option_groups.h"
 #include "host/commands/standard_streams.h"
-#include "host/project/project_input.h"
 
 namespace plc::host {
 
 namespace {
 
-void addReadCommand(CLI::App *program, Command *chosen)
+void addReadCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<CommandOptions>();
     CLI::App *command = program->add_subcommand("read", "read each variable once and print its values");
@@ -24,7 +26,7 @@ void addReadCommand(CLI::App *program, Command *chosen)
     addVariableOptions(command, options.get());
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
-    command->footer(kReadExample + commonHelp());
+    book->of(command) = readManual();
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
         *chosen = [options] {
@@ -34,7 +36,7 @@ void addReadCommand(CLI::App *program, Command *chosen)
     });
 }
 
-void addWriteCommand(CLI::App *program, Command *chosen)
+void addWriteCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<WriteOptions>();
     CLI::App *command = program->add_subcommand("write", "write values and wait until each write has ended");
@@ -51,7 +53,7 @@ void addWriteCommand(CLI::App *program, Command *chosen)
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
     addAuditOption(command, options.get());
-    command->footer(kWriteExample + std::string(kWrittenValuesHelp) + commonHelp());
+    book->of(command) = writeManual();
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
         *chosen = [options] {
@@ -61,7 +63,7 @@ void addWriteCommand(CLI::App *program, Command *chosen)
     });
 }
 
-void addWatchCommand(CLI::App *program, Command *chosen)
+void addWatchCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<WatchOptions>();
     CLI::App *command = program->add_subcommand("watch", "read variables over and over and show them");
@@ -79,7 +81,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
     addLogOption(command, options.get());
-    command->footer(kWatchExample + commonHelp());
+    book->of(command) = watchManual();
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
         *chosen = [options] {
@@ -89,7 +91,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     });
 }
 
-void addRunCommand(CLI::App *program, Command *chosen)
+void addRunCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<RunOptions>();
     CLI::App *command =
@@ -111,11 +113,11 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addOutputOptions(command, options.get());
     addLogOption(command, options.get());
     addAuditOption(command, options.get());
-    command->footer(kRunExample + projectInputHelp() + "\n" + kScanHelp + kExitCodes + kRunCodes);
+    book->of(command) = runManual();
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }
 
-void addPlanCommand(CLI::App *program, Command *chosen)
+void addPlanCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<PlanOptions>();
     CLI::App *command =
@@ -132,16 +134,16 @@ void addPlanCommand(CLI::App *program, Command *chosen)
         ->capture_default_str();
     command->add_flag("--names", options->allNames, "name all variables of a request, however many");
     addDriverOption(command, &options->driver);
-    command->footer(kPlanHelp);
+    book->of(command) = planManual();
     command->callback([options, chosen] { *chosen = [options] { return planProject(*options); }; });
 }
 
-void addProjectCommand(CLI::App *program, Command *chosen)
+void addProjectCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     CLI::App *command =
         program->add_subcommand("project", "make a project of a register map, or a map of a project");
     command->require_subcommand(1);
-    command->footer(kProjectExample);
+    book->of(command) = projectManual();
 
     auto options = std::make_shared<MapOptions>();
     CLI::App *fromCsv = command->add_subcommand("from-csv", "write the project file of a register map");
@@ -150,17 +152,17 @@ void addProjectCommand(CLI::App *program, Command *chosen)
     fromCsv->add_option("-p,--port", options->port, "serial port or pseudo-terminal")->type_name("PATH");
     addSettingOptions(fromCsv, options.get());
     addOfflineOptions(fromCsv, options.get());
-    fromCsv->footer(kProjectExample + commonHelp());
+    book->of(fromCsv) = fromCsvManual();
     fromCsv->callback([options, chosen] { *chosen = [options] { return projectFromMap(*options); }; });
 
     auto file = std::make_shared<std::string>();
     CLI::App *toCsv = command->add_subcommand("to-csv", "write the variables of a project as a register map");
     toCsv->add_option("PROJECT", *file, "project file")->type_name("")->required();
-    toCsv->footer(kProjectExample);
+    book->of(toCsv) = toCsvManual();
     toCsv->callback([file, chosen] { *chosen = [file] { return mapFromProject(*file); }; });
 }
 
-void addDemoCommand(CLI::App *program, Command *chosen)
+void addDemoCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<DemoOptions>();
     CLI::App *command =
@@ -171,78 +173,48 @@ void addDemoCommand(CLI::App *program, Command *chosen)
         ->add_option("--station-program", options->stationProgram,
                      "plcstation, if it is not the one beside this program")
         ->type_name("PATH");
-    command->footer(kDemoExample + commonHelp());
+    book->of(command) = demoManual();
     command->callback([options, chosen] { *chosen = [options] { return runDemo(*options); }; });
 }
 
-/// What is wrong with the first word, where it should be a command and is none.
-std::string unknownCommand(const CLI::App &program, int argc, char **argv)
+void addPortsCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
-    if (argc < 2 || argv[1][0] == '-')
-        return std::string();
-    std::string names;
-    for (const CLI::App *command : program.get_subcommands(nullptr)) {
-        if (command->get_name() == argv[1])
-            return std::string();
-        names += (names.empty() ? "" : ", ") + command->get_name();
-    }
-    return "'" + std::string(argv[1]) + "' is no command; commands are " + names;
-}
-
-/// What was typed of commands, the innermost last.
-std::vector<CLI::App *> chosenCommands(const CLI::App &program)
-{
-    std::vector<CLI::App *> commands;
-    for (auto inner = program.get_subcommands(); !inner.empty(); inner = commands.back()->get_subcommands())
-        commands.push_back(inner.front());
-    return commands;
-}
-
-/// The words that show the help on what was typed.
-std::string helpFor(const CLI::App &program)
-{
-    std::string words = "plchost ";
-    for (const CLI::App *command : chosenCommands(program))
-        words += command->get_name() + " ";
-    return words + "--help";
+    auto options = std::make_shared<OutputOptions>();
+    CLI::App *command =
+        program->add_subcommand("ports", "list the serial ports with their adapters and who uses them");
+    addFormatOption(command, options.get());
+    book->of(command) = portsManual();
+    command->callback([options, chosen] { *chosen = [options] { return listPorts(*options); }; });
 }
 
 } // namespace
 
 Command parseCommandLine(int argc, char **argv)
 {
-    CLI::App program("plchost: reads and writes Modbus RTU stations through the panel driver", "plchost");
+    CLI::App program("read and write Modbus RTU stations on a serial line", "plchost");
+    cli::Book book(program);
+    cli::addHelpOptions(&program);
     program.require_subcommand(1);
-    program.footer(std::string("plchost COMMAND --help shows the options of a command and an example.\n") +
-                   kExitCodes);
+    book.of(&program) = programManual();
+    explainGroups(&book);
     Command chosen;
-    addReadCommand(&program, &chosen);
-    addWriteCommand(&program, &chosen);
-    addWatchCommand(&program, &chosen);
-    addRunCommand(&program, &chosen);
-    addPlanCommand(&program, &chosen);
-    addProjectCommand(&program, &chosen);
-    addDemoCommand(&program, &chosen);
-    const std::string unknown = unknownCommand(program, argc, argv);
-    if (!unknown.empty())
-        throw Failure(FailureKind::Usage, unknown);
-    try {
-        program.parse(argc, argv);
+    addReadCommand(&program, &book, &chosen);
+    addWriteCommand(&program, &book, &chosen);
+    addWatchCommand(&program, &book, &chosen);
+    addRunCommand(&program, &book, &chosen);
+    addPlanCommand(&program, &book, &chosen);
+    addProjectCommand(&program, &book, &chosen);
+    addPortsCommand(&program, &book, &chosen);
+    addDemoCommand(&program, &book, &chosen);
+    const cli::Parsed parsed = cli::parse(&program, &book, argc, argv, valuesOf);
+    if (!parsed.mistake.empty())
+        throw Failure(FailureKind::Usage, parsed.mistake);
+    if (!parsed.isAnswered)
         return chosen;
-    } catch (const CLI::CallForHelp &) {
-        std::vector<CLI::App *> commands = chosenCommands(program);
-        std::string outer = program.get_name();
-        for (std::size_t i = 0; i + 1 < commands.size(); ++i)
-            outer += " " + commands[i]->get_name();
-        const std::string help = commands.empty() ? program.help() : commands.back()->help(outer);
-        return [help] {
-            print(help);
-            return kExitGood;
-        };
-    } catch (const CLI::ParseError &error) {
-        throw Failure(FailureKind::Usage,
-                      std::string(error.what()) + " (" + helpFor(program) + " shows what is possible)");
-    }
+    return [parsed] {
+        print(parsed.answer);
+        return kExitGood;
+    };
 }
 
 } // namespace plc::host

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "cli/nearest.h"
 #include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
 
@@ -41,6 +42,20 @@ std::string variableText(const std::string &type, const std::string &start, int 
         return place;
     const std::string format = type.substr(mark + 1);
     return place + "/" + (type[mark] == ':' ? formatOfWord(format) : format);
+}
+
+/// The same as runtime::parseVariable(), with a guess at an area that was mistyped.
+Variable typedVariable(const std::string &text, bool oneBased)
+{
+    const std::size_t colon = text.find(':');
+    const std::string area = text.substr(0, colon);
+    std::vector<std::string> names;
+    for (const Area &known : areas())
+        names.emplace_back(known.name);
+    const std::string guess = cli::didYouMean(area, names);
+    if (colon != std::string::npos && !findArea(area) && !guess.empty())
+        throw Failure(FailureKind::Usage, "variable '" + text + "': '" + area + "' is no area" + guess);
+    return parseVariable(text, oneBased);
 }
 
 /// The same as optionMask, with complaints about what was typed.
@@ -140,7 +155,7 @@ Variable CommandOptions::variableOf(const std::string &text, bool oneBased) cons
     if (const Variable *known = inProject(text))
         return *known;
     try {
-        return parseVariable(text, oneBased);
+        return typedVariable(text, oneBased);
     } catch (const Failure &failure) {
         if (!project_ || text.find(':') != std::string::npos)
             throw;
@@ -155,7 +170,7 @@ std::vector<Variable> CommandOptions::variableList(bool oneBased) const
     for (const std::string &text : variables)
         list.push_back(variableOf(text, oneBased));
     if (!type.empty())
-        list.push_back(parseVariable(variableText(type, start, count), oneBased));
+        list.push_back(typedVariable(variableText(type, start, count), oneBased));
     if (list.empty())
         throw Failure(FailureKind::Usage, "no variable is given; name at least one, as 4x:100:10");
     return list;

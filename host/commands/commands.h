@@ -14,6 +14,7 @@ namespace plc::host {
 struct CommandOptions;
 struct DemoOptions;
 struct MapOptions;
+struct OutputOptions;
 struct PlanOptions;
 struct RunOptions;
 struct WatchOptions;
@@ -33,6 +34,8 @@ ExitCode planProject(const PlanOptions &options);
 ExitCode projectFromMap(const MapOptions &options);
 /// plchost project to-csv: the variables of a project as a register map.
 ExitCode mapFromProject(const std::string &file);
+/// plchost ports: the serial ports of this machine.
+ExitCode listPorts(const OutputOptions &options);
 /// plchost demo: everything at once against a simulated station of its own.
 ExitCode runDemo(const DemoOptions &options);
 

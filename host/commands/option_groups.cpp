@@ -1,5 +1,6 @@
 #include "host/commands/option_groups.h"
 
+#include "cli/manual.h"
 #include "host/project/setting_names.h"
 
 namespace plc::host {
@@ -10,10 +11,12 @@ constexpr const char *kLineGroup = "Line";
 constexpr const char *kDriverGroup = "Driver";
 constexpr const char *kOutputGroup = "Output";
 
+using cli::rare;
+
 /// An option in seconds, with decimals.
 /// @param limits  in milliseconds.
 CLI::Option *addSeconds(CLI::App *app, const char *name, double *number, Limits limits,
-                        const std::string &help, const char *group)
+                        const std::string &help, const std::string &group)
 {
     return addNumber(app, name, number, limits.least / 1000.0, limits.most / 1000.0, "S", help, group);
 }
@@ -36,7 +39,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
         ->check(CLI::IsMember({8}))
         ->type_name("8")
         ->capture_default_str()
-        ->group(kLineGroup);
+        ->group(rare(kLineGroup));
     app->add_option("-s,--stop-bits", options->stopBits,
                     "1 or 2; without it 2 where there is no parity, else 1")
         ->check(CLI::IsMember({kStopBitLimits.least, kStopBitLimits.most}))
@@ -45,20 +48,22 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
     app->add_flag(
            "--any-rate", options->anyRate,
            "take a port that runs more than 3 % off the rate, with a warning; stations may not understand it")
-        ->group(kLineGroup);
+        ->group(rare(kLineGroup));
     app->add_flag("--rs485{rts-on-send}", options->rs485,
                   "the port switches the direction of the line by RTS; with other settings as "
                   "--rs485=rts-after-send,1,2: delays before and after sending in ms")
-        ->group(kLineGroup);
+        ->group(rare(kLineGroup));
     addSeconds(app, "-o,--timeout", &options->timeoutSeconds, kTimeoutMsLimits,
                "wait for the first byte of a reply, in seconds", kLineGroup)
         ->capture_default_str();
-    addSeconds(app, "--late-guard", &options->lateGuardSeconds, kLateGuardMsLimits,
-               "listen that long after a time-out before another request goes out, in seconds; without it "
-               "as long as the time-out",
-               kLineGroup);
+    addSeconds(
+        app, "--late-guard", &options->lateGuardSeconds, kLateGuardMsLimits,
+        "late guard: a reply that comes late must not pass for the reply to the next request, so after a "
+        "time-out the line is listened to that long, in seconds, before another request goes out; without it "
+        "as long as the time-out",
+        rare(kLineGroup));
     addNumber(app, "--turnaround", &options->turnaroundMs, kTurnaroundMsLimits, "MS",
-              "pause after a write that nobody answers (ms)", kLineGroup)
+              "pause after a write that nobody answers, such as a broadcast (ms)", rare(kLineGroup))
         ->capture_default_str();
     app->add_flag("--echo", options->echo,
                   "the line hands back what is sent on it (two wires); take that off. Without it the echo of "
@@ -66,11 +71,14 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
                   "of one register or coil passes for the reply, which looks the same")
         ->group(kLineGroup);
     addEchoCheckOption(app, &options->noEchoCheck);
-    app->add_option("--without", options->without, "policy to do without, by name, see below; repeatable")
+    app->add_option(
+           "--without", options->without,
+           "turn a policy off, one of the rules by which plchost treats the line, by its name, see below; "
+           "repeatable")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->type_name("POLICY")
-        ->group(kLineGroup);
+        ->group(rare(kLineGroup));
 }
 
 void addDriverOptions(CLI::App *app, CommandOptions *options)
@@ -79,12 +87,16 @@ void addDriverOptions(CLI::App *app, CommandOptions *options)
               "repetitions of a request that got no usable reply", kDriverGroup)
         ->capture_default_str();
     addNumber(app, "--max-block", &options->maxBlock, kMaxBlockLimits, "N",
-              "most registers in one request; eight times as many bits", kDriverGroup)
+              "most registers in one request; eight times as many bits", rare(kDriverGroup))
         ->capture_default_str();
-    addNumber(app, "--link-mode", &options->linkMode, kLinkModeLimits, "N",
-              "0 = Modbus frames, 1 = relay frames", kDriverGroup)
+    addNumber(
+        app, "--link-mode", &options->linkMode, kLinkModeLimits, "N",
+        "0 = Modbus frames, 1 = relay frames: requests in the wrapping of a peer that carries them on to "
+        "the stations",
+        rare(kDriverGroup))
         ->capture_default_str();
-    app->add_option("--option", options->options, "option of the driver by name, see below; repeatable")
+    app->add_option("--option", options->options,
+                    "option of the driver by its name, as one-based; --help-all lists them; repeatable")
         ->delimiter(',')
         ->allow_extra_args(false)
         ->type_name("NAME")
@@ -92,6 +104,12 @@ void addDriverOptions(CLI::App *app, CommandOptions *options)
 }
 
 } // namespace
+
+void explainGroups(cli::Book *book)
+{
+    book->explain(kDriverGroup,
+                  "the library that packs variables into requests, judges replies and repeats requests");
+}
 
 void addPortOptions(CLI::App *app, CommandOptions *options)
 {
@@ -123,7 +141,7 @@ void addDriverOption(CLI::App *app, std::string *path)
 {
     app->add_option("--driver", *path, "the driver library, if it is not the one beside this program")
         ->type_name("PATH")
-        ->group(kDriverGroup);
+        ->group(rare(kDriverGroup));
 }
 
 void addSettingOptions(CLI::App *app, CommandOptions *options)
@@ -144,15 +162,15 @@ void addOfflineOptions(CLI::App *app, CommandOptions *options)
     options->asksForEver = true;
     addNumber(app, "--offline-after", &options->offlineAfter, kOfflineFailureLimits, "N",
               "failed requests in a row after which a station is left alone but for a trial now and then",
-              kLineGroup)
+              rare(kLineGroup))
         ->capture_default_str();
     addSeconds(app, "--first-trial", &options->firstProbeSeconds, kProbeMsLimits,
                "from then to the first trial, in seconds; each trial that fails doubles the distance",
-               kLineGroup)
+               rare(kLineGroup))
         ->capture_default_str();
     addSeconds(app, "--longest-trial", &options->longestProbeSeconds, kProbeMsLimits,
                "longest distance of the trials, in seconds; more where several stations are offline",
-               kLineGroup)
+               rare(kLineGroup))
         ->capture_default_str();
 }
 
@@ -177,7 +195,7 @@ void addRealtimeOption(CLI::App *app, bool *realtime)
            "--realtime", *realtime,
            "requests go out in time on a busy machine too: the thread of the line goes before all ordinary "
            "programs, and memory stays in place; a line on standard error tells where the system refuses")
-        ->group(kLineGroup);
+        ->group(rare(kLineGroup));
 }
 
 void addPlainOption(CLI::App *app, bool *plain)
@@ -245,13 +263,18 @@ void addAuditOption(CLI::App *app, OutputOptions *options)
         ->group(kOutputGroup);
 }
 
-void addOutputOptions(CLI::App *app, OutputOptions *options)
+void addFormatOption(CLI::App *app, OutputOptions *options)
 {
     app->add_option("--format", options->format, "text, csv or ndjson")
         ->check(CLI::IsMember({"text", "csv", "ndjson"}))
         ->type_name("NAME")
         ->capture_default_str()
         ->group(kOutputGroup);
+}
+
+void addOutputOptions(CLI::App *app, OutputOptions *options)
+{
+    addFormatOption(app, options);
     addNumberOptions(app, options);
 }
 

@@ -10,12 +10,18 @@
 #include "host/commands/command_options.h"
 #include "runtime/line/setting_limits.h"
 
+/// An option is declared once, with its text and its group. It is an everyday option, which --help shows,
+/// unless its group is cli::rare().
+namespace plc::cli {
+class Book;
+}
+
 namespace plc::host {
 
 /// An option with a number from @p least to @p most.
 template <typename Number>
 CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number least, Number most,
-                       const char *unit, const std::string &help, const char *group = "Options")
+                       const char *unit, const std::string &help, const std::string &group = "Options")
 {
     return app->add_option(name, *number, help)
         ->check(CLI::Range(least, most))
@@ -25,11 +31,13 @@ CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number l
 
 /// The same with limits that project files have too.
 inline CLI::Option *addNumber(CLI::App *app, const char *name, int *number, Limits limits, const char *unit,
-                              const std::string &help, const char *group = "Options")
+                              const std::string &help, const std::string &group = "Options")
 {
     return addNumber(app, name, number, limits.least, limits.most, unit, help, group);
 }
 
+/// Tells in the book what the groups are about.
+void explainGroups(cli::Book *book);
 /// -p and --project, one of which says where the line is.
 void addPortOptions(CLI::App *app, CommandOptions *options);
 /// Notes which options were typed. In the callback of the command.
@@ -56,6 +64,8 @@ void addRealtimeOption(CLI::App *app, bool *realtime);
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers without a format are shown.
 void addNumberOptions(CLI::App *app, OutputOptions *options);
+/// --format.
+void addFormatOption(CLI::App *app, OutputOptions *options);
 /// --log, for commands that go on.
 void addLogOption(CLI::App *app, OutputOptions *options);
 /// --audit, for commands that write.

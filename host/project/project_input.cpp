@@ -29,17 +29,15 @@ int positive(const std::string &word, int most)
 
 } // namespace
 
-std::string projectInputHelp()
+cli::Rows projectInputRows()
 {
-    return "Lines on standard input:\n"
-           "  NAME = VALUE[,VALUE...]   writes a variable, as plchost write does; each write is reported "
-           "once, as done or as "
-           "failed\n"
-           "  station N off|on          switches a station off or on; writes to a station that is off fail "
-           "at once\n"
-           "  page N, next, empty line  other variables on the screen\n"
-           "  quit                      ends\n"
-           "  # ...                     is passed over\n";
+    return {
+        {"NAME = VALUE[,VALUE...]",
+         "writes a variable, as plchost write does; each write is reported once, as done or as failed"},
+        {"station N off|on", "switches a station off or on; writes to a station that is off fail at once"},
+        {"page N, next, empty line", "other variables on the screen"},
+        {"quit", "ends"},
+        {"# ...", "is passed over"}};
 }
 
 ProjectInput::ProjectInput(const std::vector<Variable> &variables) : variables_(variables)

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/row.h"
 #include "host/runtime_names.h"
 #include "runtime/panel/values.h"
 #include "runtime/panel/variable.h"
@@ -33,8 +34,8 @@ struct ProjectOrder
     int page = 0; ///< Page, counted from 1
 };
 
-/// For the help.
-std::string projectInputHelp();
+/// The lines that it understands, for the help.
+cli::Rows projectInputRows();
 
 /// Understands the lines of one project.
 class ProjectInput

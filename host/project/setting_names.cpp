@@ -4,6 +4,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "cli/nearest.h"
 #include "core/options.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/setting_limits.h"
@@ -11,8 +12,6 @@
 namespace plc::host {
 
 namespace {
-
-constexpr std::size_t kHelpColumn = 20; ///< in which the meaning of a name begins
 
 constexpr char kRtsOnSend[] = "rts-on-send";
 constexpr char kRtsAfterSend[] = "rts-after-send";
@@ -76,26 +75,28 @@ const Row *find(const Row (&table)[size], const std::string &name)
     return found != std::end(table) ? found : nullptr;
 }
 
+/// The name that was probably meant, or else all of them behind @p words.
 template <typename Row, std::size_t size>
-std::string namesIn(const Row (&table)[size])
+std::string guessOr(const std::string &words, const std::string &typed, const Row (&table)[size])
 {
-    std::string names;
-    for (const Row &row : table)
-        names += (names.empty() ? "" : ", ") + std::string(row.name);
-    return names;
+    std::vector<std::string> names;
+    std::string list;
+    for (const Row &row : table) {
+        names.emplace_back(row.name);
+        list += (list.empty() ? "" : ", ") + names.back();
+    }
+    const std::string guess = cli::didYouMean(typed, names);
+    return guess.empty() ? "; " + words + list : guess;
 }
 
-/// A line for each row, the meanings below each other.
+/// The names with their meanings.
 template <typename Row, std::size_t size>
-std::string helpOn(const Row (&table)[size])
+cli::Rows rowsOf(const Row (&table)[size])
 {
-    std::string help;
-    for (const Row &row : table) {
-        std::string line = "  " + std::string(row.name);
-        line.resize(kHelpColumn, ' ');
-        help += line + row.meaning + "\n";
-    }
-    return help;
+    cli::Rows rows;
+    for (const Row &row : table)
+        rows.push_back({row.name, row.meaning});
+    return rows;
 }
 
 /// @return false, @p delay untouched, where @p text is no delay.
@@ -173,7 +174,7 @@ quint32 optionMask(const std::string &name)
     const OptionName *option = find(kOptions, name);
     if (!option)
         throw Failure(FailureKind::Usage,
-                      "option '" + name + "' is unknown; options are " + namesIn(kOptions));
+                      "option '" + name + "' is unknown" + guessOr("options are ", name, kOptions));
     return option->mask;
 }
 
@@ -187,9 +188,9 @@ std::vector<std::string> optionNames(quint32 mask)
     return names;
 }
 
-std::string optionHelp()
+cli::Rows optionRows()
 {
-    return helpOn(kOptions);
+    return rowsOf(kOptions);
 }
 
 void turnOff(Policies *policies, const std::string &name)
@@ -197,7 +198,7 @@ void turnOff(Policies *policies, const std::string &name)
     const PolicyName *policy = find(kPolicies, name);
     if (!policy)
         throw Failure(FailureKind::Usage,
-                      "there is no policy '" + name + "'; policies are " + namesIn(kPolicies));
+                      "there is no policy '" + name + "'" + guessOr("policies are ", name, kPolicies));
     policies->*policy->flag = false;
 }
 
@@ -211,9 +212,9 @@ std::vector<std::string> namesOfThoseOff(const Policies &policies)
     return names;
 }
 
-std::string policyHelp()
+cli::Rows policyRows()
 {
-    return helpOn(kPolicies);
+    return rowsOf(kPolicies);
 }
 
 } // namespace plc::host

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "cli/row.h"
 #include "host/runtime_names.h"
 #include "runtime/line/line_settings.h"
 #include "runtime/master/policies.h"
@@ -38,8 +39,8 @@ quint32 optionMask(const std::string &name);
 /// Names of the options that @p mask has.
 std::vector<std::string> optionNames(quint32 mask);
 
-/// A line for each option, for the help.
-std::string optionHelp();
+/// All options with their meanings, for the help.
+cli::Rows optionRows();
 
 /// Turns the policy off that is called @p name, as "late-reply-guard".
 /// @throw Failure  (wrong usage) that lists the names.
@@ -48,8 +49,8 @@ void turnOff(Policies *policies, const std::string &name);
 /// Names of the policies that are off.
 std::vector<std::string> namesOfThoseOff(const Policies &policies);
 
-/// A line for each policy, for the help.
-std::string policyHelp();
+/// All policies with their meanings, for the help.
+cli::Rows policyRows();
 
 } // namespace plc::host
 

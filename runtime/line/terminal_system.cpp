@@ -10,11 +10,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <system_error>
+
+#include "runtime/line/port_holder.h"
+#include "runtime/line/port_list.h"
 
 namespace plc::runtime {
 
@@ -100,39 +101,7 @@ int TerminalSystem::lock(int descriptor)
 
 std::string TerminalSystem::holder(const std::string &path)
 {
-    struct stat device
-    {};
-    if (stat(path.c_str(), &device) != 0)
-        return std::string();
-    // "1: FLOCK  ADVISORY  WRITE 4711 00:18:5 0 EOF": process, then file system in hexadecimal and inode.
-    std::ifstream locks("/proc/locks");
-    for (std::string line; std::getline(locks, line);) {
-        std::istringstream words(line);
-        std::string number;
-        std::string kind;
-        std::string mode;
-        std::string access;
-        std::string process;
-        std::string place;
-        words >> number >> kind >> mode >> access >> process >> place;
-        if (kind != "FLOCK")
-            continue;
-        const std::size_t first = place.find(':');
-        const std::size_t second = place.rfind(':');
-        if (first == std::string::npos || first == second)
-            continue;
-        const auto major = std::strtoul(place.c_str(), nullptr, 16);
-        const auto minor = std::strtoul(place.c_str() + first + 1, nullptr, 16);
-        const auto inode = std::strtoull(place.c_str() + second + 1, nullptr, 10);
-        if (major != gnu_dev_major(device.st_dev) || minor != gnu_dev_minor(device.st_dev) ||
-            inode != device.st_ino)
-            continue;
-        std::ifstream command("/proc/" + process + "/comm");
-        std::string name;
-        std::getline(command, name);
-        return "process " + process + (name.empty() ? "" : " (" + name + ")");
-    }
-    return std::string();
+    return lockHolder(path);
 }
 
 std::string TerminalSystem::lastingName(int descriptor)
@@ -175,23 +144,9 @@ bool TerminalSystem::isPseudoTerminal(int descriptor)
 
 std::vector<std::string> TerminalSystem::ports()
 {
-    namespace fs = std::filesystem;
     std::vector<std::string> found;
-    std::error_code error;
-    for (fs::directory_iterator entry(devices_, error), end; !error && entry != end; entry.increment(error)) {
-        std::error_code unknown;
-        // Consoles and pseudo-terminals have no device.
-        if (!fs::exists(entry->path() / "device", unknown))
-            continue;
-        int chip = -1;
-        std::ifstream(entry->path() / "type") >> chip;
-        if (chip != 0)
-            found.push_back("/dev/" + entry->path().filename().string());
-    }
-    // ttyUSB2 stands before ttyUSB10.
-    std::sort(found.begin(), found.end(), [](const std::string &a, const std::string &b) {
-        return std::make_pair(a.size(), a) < std::make_pair(b.size(), b);
-    });
+    for (const std::string &name : portNames(devices_))
+        found.push_back("/dev/" + name);
     return found;
 }
 

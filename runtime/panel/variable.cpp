@@ -1,6 +1,7 @@
 #include "runtime/panel/variable.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "core/register_types.h"
 #include "runtime/line/failure.h"
@@ -143,15 +144,9 @@ std::string tooLarge(const Variable &variable, int room)
 
 } // namespace
 
-std::string areaHelp()
+std::vector<Area> areas()
 {
-    std::string help;
-    for (const Area &area : kAreas) {
-        std::string name = area.name;
-        name.resize(11, ' ');
-        help += "  " + name + area.meaning + (area.writable ? "" : " (read only)") + "\n";
-    }
-    return help;
+    return std::vector<Area>(std::begin(kAreas), std::end(kAreas));
 }
 
 const Area *findArea(const std::string &name)

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "runtime/panel/meaning.h"
 #include "runtime/panel/value_format.h"
@@ -34,8 +35,8 @@ struct Area
     const char *meaning; ///< for the help
 };
 
-/// All areas with their names and meanings, a line each, for the help.
-std::string areaHelp();
+/// All areas.
+std::vector<Area> areas();
 
 /// Area named @p name (small or capital letters), null for none.
 const Area *findArea(const std::string &name);

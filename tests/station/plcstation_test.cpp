@@ -7,7 +7,9 @@
 #include <gtest/gtest.h>
 
 #include <ostream>
+#include <sstream>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -506,11 +508,40 @@ TEST(StationProgram, HelpsWithAnExample)
         EXPECT_TRUE(contains(result.output, part)) << part;
 }
 
+TEST(StationProgram, HelpsWithin80Columns)
+{
+    for (const char *option : {"--help", "--help-all"}) {
+        std::istringstream help(runStation({option}).output);
+        for (std::string line; std::getline(help, line);)
+            EXPECT_LE(line.size(), 80u) << line;
+    }
+}
+
+TEST(StationProgram, KeepsForFullHelpWhatFewPeopleNeed)
+{
+    const std::string everyday = runStation({"--help"}).output;
+    const std::string all = runStation({"--help-all"}).output;
+    for (const char *rare : {"--relay", "--die-with-parent", "\"moving\""}) {
+        EXPECT_FALSE(contains(everyday, rare)) << rare;
+        EXPECT_TRUE(contains(all, rare)) << rare;
+    }
+    EXPECT_EQ(everyday, runStation({"help"}).output);
+    EXPECT_EQ(all, runStation({"help", "--all"}).output);
+}
+
+TEST(StationProgram, TellsItsVersion)
+{
+    const ProgramResult result = runStation({"--version"});
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_EQ(0u, result.output.find("plcstation ")) << result.output;
+    EXPECT_EQ(2, std::count(result.output.begin(), result.output.end(), '.')) << result.output;
+}
+
 TEST(StationProgram, HelpsWithAnAreasFileThatWorks)
 {
-    const std::string help = runStation({"--help"}).output;
+    const std::string help = runStation({"--help-all"}).output;
     const std::size_t begin = help.find("{ \"4x\"");
-    const std::size_t end = help.find("\nWhat stands at the top");
+    const std::size_t end = help.find("\n  What stands at the top");
     ASSERT_LT(begin, end) << help;
     ASSERT_NE(std::string::npos, end);
     TemporaryFolder folder;
@@ -564,7 +595,9 @@ const BadCall kBadCalls[] = {
     {"SizeZero", {"--size", "0"}, "--size: "},
     {"PaceZero", {"--pace", "0"}, "--pace: "},
     {"NotANumber", {"--delay", "soon"}, "--delay: Value soon not in range"},
-    {"UnknownOption", {"--frobnicate"}, "The following argument was not expected: --frobnicate"},
+    {"UnknownOption", {"--frobnicate"}, "--frobnicate is no option of plcstation (plcstation --help shows"},
+    {"MistypedOption", {"--adress", "1"}, "--adress is no option of plcstation; did you mean '--address'?"},
+    {"WordTooMany", {"1,2"}, "'1,2' is one word too many for plcstation"},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, ProgramRefuses, ::testing::ValuesIn(kBadCalls),

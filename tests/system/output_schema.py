@@ -182,6 +182,8 @@ def main():
         port = station.terminal
         check_lines(check, port, project, [])
         check_csv(check, port)
+        for row in check.run(["ports", "--format", "ndjson"]).splitlines():  # none on many machines
+            check.lines(row, "ports")
         check_files(check, port, project)
         check_lost_port(check, os.path.join(check.folder, "line"), serve)
         plan = json.loads(check.run(["plan", project, "--format", "json"]))

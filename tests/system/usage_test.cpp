@@ -94,7 +94,20 @@ INSTANTIATE_TEST_SUITE_P(
     Words, Usage,
     ::testing::Values(
         Mistake{{}, "A subcommand is required (plchost --help shows"},
-        Mistake{{"reed"}, "'reed' is no command; commands are read, write, watch, "},
+        Mistake{{"frobnicate"}, "'frobnicate' is no command; commands are read, write, watch, "},
+        Mistake{{"reed"}, "'reed' is no command; did you mean 'read'?"},
+        Mistake{{"help", "projct"}, "'projct' is no command; did you mean 'project'?"},
+        Mistake{{"help", "project", "fromcsv"}, "'fromcsv' is no command; did you mean 'from-csv'?"},
+        Mistake{{"read", "-p", "x", "4x:1", "--bauds", "9600"},
+                "--bauds is no option of plchost read; did you mean '--baud'? (plchost read --help shows"},
+        Mistake{{"read", "-p", "x", "4x:1", "--option", "onebased"},
+                "--option 'onebased' is unknown; did you mean 'one-based'?"},
+        Mistake{{"watch", "-p", "x", "4x:1", "--without", "late-replyguard"},
+                "there is no policy 'late-replyguard'; did you mean 'late-reply-guard'?"},
+        Mistake{{"read", "-p", "x", "4xbit:1.1"}, "'4xbit' is no area; did you mean '4x_bit'?"},
+        Mistake{{"read", "-p", "x", "-t", "4x_singel", "-r", "1"},
+                "'4x_singel' is no area; did you mean '4x_single'?"},
+        Mistake{{"plan", "a.json", "b.json"}, "'b.json' is one word too many for plchost plan"},
         Mistake{{"read", "4x:1"}, "--port is required"}, Mistake{{"read", "-p", "x"}, "no variable is given"},
         Mistake{{"read", "-p", "x", "5x:1"}, "'5x' is no area"},
         Mistake{{"read", "-p", "x", "4x:1", "-b", "9601x"}, "--baud"},
@@ -107,7 +120,8 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "-p", "x", "4x:1", "--max-block", "101"}, "--max-block"},
         Mistake{{"read", "-p", "x", "4x:1", "--option", "turbo"}, "--option 'turbo' is unknown"},
         Mistake{{"read", "-p", "x", "4x:1", "--format", "xml"}, "--format"},
-        Mistake{{"read", "-p", "x", "4x:1", "--frobnicate"}, "--frobnicate (plchost read --help shows"},
+        Mistake{{"read", "-p", "x", "4x:1", "--frobnicate"},
+                "--frobnicate is no option of plchost read (plchost read --help shows"},
         Mistake{{"read", "-p", "", "4x:1"}, "--port: must name a port"},
         Mistake{{"project"}, "A subcommand is required (plchost project --help shows"},
         Mistake{{"project", "to-csv"}, "PROJECT is required (plchost project to-csv --help shows"},
@@ -119,8 +133,8 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "-p", "x", "4x:1@0"}, "nobody answers a read of station 0"},
         Mistake{{"write", "-p", "x", "4x_bit:35.3=1", "--option", "bit-from-mirror"},
                 "its register has not been read yet"},
-        Mistake{{"watch", "-p", "x", "4x:1", "--without", "echo"},
-                "there is no policy 'echo'; policies are "},
+        Mistake{{"watch", "-p", "x", "4x:1", "--without", "frobnicate"},
+                "there is no policy 'frobnicate'; policies are "},
         Mistake{{"read", "-p", "x", "--without", "reply-check", "5x:1"}, "'5x' is no area"},
         Mistake{{"read", "-p", "x", "--option", "one-based", "5x:1"}, "'5x' is no area"},
         Mistake{{"watch", "-p", "x", "4x:1", "--first-trial", "70"},
@@ -147,18 +161,96 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
 
-TEST(Help, OfEveryCommandHasAnExample)
+/// The program itself and all its commands, as words.
+const std::vector<Words> kCommands{{},
+                                   {"read"},
+                                   {"write"},
+                                   {"watch"},
+                                   {"run"},
+                                   {"plan"},
+                                   {"project"},
+                                   {"project", "from-csv"},
+                                   {"project", "to-csv"},
+                                   {"ports"},
+                                   {"demo"},
+                                   {"help"}};
+
+class Help : public ::testing::TestWithParam<Words>
 {
-    for (const char *command : {"read", "write", "watch", "demo"}) {
-        const Finished run = plchost({command, "--help"});
+protected:
+    static std::string shown(const Words &words)
+    {
+        const Finished run = plchost(words);
         EXPECT_EQ(0, run.exitCode);
-        EXPECT_THAT(run.output, HasSubstr("Example"));
-        EXPECT_THAT(run.output, HasSubstr(std::string("Usage: plchost ") + command + " [OPTIONS]"));
-        EXPECT_THAT(run.output, HasSubstr("Exit codes: 0 all good, 1 wrong usage"));
-        EXPECT_THAT(run.output, HasSubstr("7 output could not be written"));
         EXPECT_THAT(run.errors, IsEmpty());
+        return run.output;
     }
-    EXPECT_THAT(plchost({"--help"}).output, HasSubstr("watch"));
+};
+
+TEST_P(Help, TellsWhatTheCommandDoesHowItIsCalledAndHowItEnds)
+{
+    std::string words = "plchost";
+    for (const std::string &word : GetParam())
+        words += " " + word;
+    const std::string help = shown(GetParam() + Words{"--help"});
+    EXPECT_EQ(0u, help.find(words + ": ")) << help;
+    EXPECT_THAT(help, HasSubstr("\nUsage: " + words + " "));
+    EXPECT_THAT(help, HasSubstr("\nMore: " + words + " --help-all, man plchost\n"));
+    if (GetParam() == Words{"help"})
+        return;
+    EXPECT_THAT(help, HasSubstr("\nExample: "));
+    EXPECT_THAT(help, HasSubstr("\nExit code"));
+    const bool printsValues = help.find("\nExit codes:") != std::string::npos;
+    EXPECT_TRUE(!printsValues || help.find("\n  7  output could not be written\n") != std::string::npos)
+        << help;
+    EXPECT_THAT(help, HasSubstr("\nDocuments, in docs/"));
+}
+
+TEST_P(Help, IsTheSameByTheCommandHelp)
+{
+    EXPECT_EQ(shown(GetParam() + Words{"--help"}), shown(Words{"help"} + GetParam()));
+    EXPECT_EQ(shown(GetParam() + Words{"--help-all"}), shown(Words{"help", "--all"} + GetParam()));
+}
+
+TEST_P(Help, FitsInto80ColumnsInFullToo)
+{
+    for (const char *option : {"--help", "--help-all"}) {
+        for (const std::string &line : plchost(GetParam() + Words{option}).lines())
+            EXPECT_LE(line.size(), 80u) << line;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands),
+                         [](const auto &test) { return "Row" + std::to_string(test.index); });
+
+TEST(EverydayHelp, ExplainsEachTermWhereItFirstStands)
+{
+    const std::string help = plchost({"watch", "--help-all"}).output;
+    const auto explains = [&help](const std::string &term, const std::string &explanation) {
+        const std::size_t at = help.find(term);
+        ASSERT_NE(std::string::npos, at) << term;
+        EXPECT_EQ(0u, help.find(explanation) - at) << term;
+    };
+    explains("Driver", "Driver (the library that packs variables into requests, judges");
+    explains("late guard:", "late guard: a reply that comes late must not pass for");
+    explains("policy", "policy off, one of the rules by which plchost");
+    explains("relay frames", "relay frames: requests in the");
+}
+
+TEST(EverydayHelp, LeavesToTheOtherWhatFewPeopleNeed)
+{
+    const std::string everyday = plchost({"read", "--help"}).output;
+    const std::string all = plchost({"read", "--help-all"}).output;
+    for (const char *rare : {"--late-guard", "--link-mode", "--any-rate", "absolute-deadline", "4x_single"}) {
+        EXPECT_THAT(everyday, ::testing::Not(HasSubstr(rare)));
+        EXPECT_THAT(all, HasSubstr(rare));
+    }
+    EXPECT_THAT(everyday, HasSubstr("--port PATH"));
+}
+
+TEST(Version, IsTold)
+{
+    EXPECT_THAT(plchost({"--version"}).output, ::testing::MatchesRegex("plchost [0-9]+\\.[0-9]+\\.[0-9]+\n"));
 }
 
 TEST(Advice, IsGivenWhenTheBroadcastPauseOutlastsTheReplyWait)

@@ -72,8 +72,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CommandLine, NamesTheCommandsWhereNoneIsKnown)
 {
-    EXPECT_EQ("'reed' is no command; commands are read, write, watch, run, plan, project, demo",
-              mistake({"reed"}));
+    EXPECT_EQ(
+        "'frobnicate' is no command; commands are read, write, watch, run, plan, project, ports, demo, help",
+        mistake({"frobnicate"}));
 }
 
 } // namespace
