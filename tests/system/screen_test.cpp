@@ -88,6 +88,7 @@ TEST_F(Screen, FollowsTheWindow)
 {
     serve({});
     ScreenTerminal &shown = watch({"4x:100:30"}, {80, 24});
+    ASSERT_TRUE(shown.shows("4x:100 = 0, good"));
     ASSERT_TRUE(shown.shows("1-18 of 30"));
     shown.resize({40, 10});
     ASSERT_TRUE(shown.await([&] { return shown.row(9).find("1-5 of 30") != std::string::npos; }));
