@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "host/commands/station_list.h"
 #include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
 
@@ -15,7 +16,23 @@ std::string areaOfType(const std::string &type)
 {
     if (type == "0" || type == "1" || type == "3" || type == "4")
         return type + "x";
+    if (!findArea(type))
+        throw Failure(FailureKind::Usage,
+                      "--type: '" + type +
+                          "' is no area; it is 0, 1, 3 or 4 for 0x, 1x, 3x or 4x, or the name of an area, as "
+                          "4x_bit");
     return type;
+}
+
+/// An address alone: the other parts of a variable have options of their own.
+const std::string &checkedStart(const std::string &start)
+{
+    if (start.empty() || start.find_first_not_of("0123456789.") != std::string::npos)
+        throw Failure(FailureKind::Usage,
+                      "--start: '" + start +
+                          "' is no address; it is a number, as 100, or REGISTER.BIT, as "
+                          "35.3; the count goes to -c, the station to -a, a format to -t");
+    return start;
 }
 
 /// Formats by the words that those masters have for them.
@@ -36,7 +53,8 @@ std::string formatOfWord(const std::string &word)
 std::string variableText(const std::string &type, const std::string &start, int count)
 {
     const std::size_t mark = std::min(type.find_first_of(":/"), type.size());
-    std::string place = areaOfType(type.substr(0, mark)) + ":" + start + ":" + std::to_string(count);
+    std::string place =
+        areaOfType(type.substr(0, mark)) + ":" + checkedStart(start) + ":" + std::to_string(count);
     if (mark == type.size())
         return place;
     const std::string format = type.substr(mark + 1);
@@ -53,12 +71,53 @@ quint32 typedOption(const std::string &name)
     }
 }
 
+/// The variables once for each station, those that name one excepted.
+std::vector<Variable> atEach(const std::vector<int> &stations, const std::vector<Variable> &variables)
+{
+    std::vector<Variable> list;
+    bool isUsed = false;
+    for (const int station : stations) {
+        for (Variable variable : variables) {
+            if (variable.station && station != stations.front())
+                continue;
+            if (!variable.station) {
+                isUsed = true;
+                variable.station = station;
+                variable.text += "@" + std::to_string(station);
+            }
+            list.push_back(std::move(variable));
+        }
+    }
+    if (!isUsed)
+        throw Failure(
+            FailureKind::Usage,
+            "--station: each variable has a station of its own; several are for those that name none");
+    return list;
+}
+
 } // namespace
 
 void CommandOptions::takeProject()
 {
     if (!projectFile.empty())
         project_ = std::make_shared<const Project>(loadProject(projectFile));
+    if (project_) {
+        for (const Variable &variable : project_->variables)
+            byName_.emplace(variable.label, &variable);
+    }
+}
+
+std::vector<int> CommandOptions::stationList() const
+{
+    std::vector<int> list;
+    const std::string wrong = stationListMistake(stations, &list);
+    if (!wrong.empty())
+        throw Failure(FailureKind::Usage, "--station: " + wrong);
+    if (list.size() > 1 && !takesSeveralStations)
+        throw Failure(FailureKind::Usage, "--station: several stations, as '" + stations +
+                                              "', are for read and watch; here name a variable's station "
+                                              "behind @, as 4x:100@3");
+    return list;
 }
 
 LinkSettings CommandOptions::link() const
@@ -87,7 +146,7 @@ LinkSettings CommandOptions::link() const
     if (isGiven("--retries"))
         settings.retries = retries;
     if (isGiven("--station"))
-        settings.station = station;
+        settings.station = stationList().front();
     if (isGiven("--link-mode"))
         settings.linkMode = linkMode;
     if (isGiven("--max-block"))
@@ -123,17 +182,25 @@ LinkSettings CommandOptions::link() const
 
 const Variable *CommandOptions::inProject(const std::string &name) const
 {
-    if (!project_)
-        return nullptr;
-    const auto found = std::find_if(project_->variables.begin(), project_->variables.end(),
-                                    [&](const Variable &variable) { return variable.label == name; });
-    return found == project_->variables.end() ? nullptr : &*found;
+    const auto found = byName_.find(name);
+    return found == byName_.end() ? nullptr : found->second;
+}
+
+void CommandOptions::refuseOption(const std::string &text)
+{
+    if (text == "-0")
+        throw Failure(
+            FailureKind::Usage,
+            "'-0' is no option: addresses count from 0 without it; --option one-based counts from 1");
+    if (text.size() > 1 && text[0] == '-')
+        throw Failure(FailureKind::Usage, "'" + text + "' is no option; --help shows those of the command");
 }
 
 Variable CommandOptions::variableOf(const std::string &text, bool oneBased) const
 {
     if (const Variable *known = inProject(text))
         return *known;
+    refuseOption(text);
     try {
         return parseVariable(text, oneBased);
     } catch (const Failure &failure) {
@@ -153,7 +220,8 @@ std::vector<Variable> CommandOptions::variableList(bool oneBased) const
         list.push_back(parseVariable(variableText(type, start, count), oneBased));
     if (list.empty())
         throw Failure(FailureKind::Usage, "no variable is given; name at least one, as 4x:100:10");
-    return list;
+    const std::vector<int> asked = stationList();
+    return asked.size() > 1 ? atEach(asked, list) : list;
 }
 
 } // namespace plc::host

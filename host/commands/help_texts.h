@@ -25,7 +25,10 @@ constexpr char kWriteExample[] =
     "--verify\n"
     "A float, a text of up to 16 characters, and a variable of a project by its name:\n"
     "  plchost write -p /dev/ttyUSB0 4x:200/f32=12.5 4x:40/str16=PUMP\n"
-    "  plchost write --project machine.json \"Set.Feed rate\"=12.5\n\n";
+    "  plchost write --project machine.json \"Set.Feed rate\"=12.5\n"
+    "Values saved, and restored on another machine:\n"
+    "  plchost read -p /dev/ttyUSB0 --format csv 4x:100:40 >saved.csv\n"
+    "  plchost write -p /dev/ttyUSB0 --from saved.csv --verify\n\n";
 
 constexpr char kWrittenValuesHelp[] =
     "Values are decimal (-32768 to 65535 in a register, -2147483648 to 4294967295 in 32 bits),\nhexadecimal "
@@ -93,7 +96,8 @@ constexpr char kScanHelp[] =
 
 constexpr char kRunCodes[] =
     " The last reading of each variable counts, each write,\n"
-    "and each line that was not understood. Variables of stations that are switched off do not count.\n";
+    "and each line that was not understood. Variables of stations that are switched off do not count,\n"
+    "nor what was not read before quit.\n";
 
 constexpr char kProjectExample[] =
     "Example: a project of the table that a machine's maker hands out, and the table of a project:\n"

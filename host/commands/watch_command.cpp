@@ -75,6 +75,7 @@ private:
         LineManner manner;
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
+        manner.readOnly = options_.readOnly;
         manner.separateReads = true;
         if (onTerminal_)
             return manner;
