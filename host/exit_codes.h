@@ -20,7 +20,8 @@ enum ExitCode
     kExitException = 3,
     kExitUnusable = 4,
     kExitPort = 5,
-    kExitMixed = 6
+    kExitMixed = 6,
+    kExitOutput = 7
 };
 
 ExitCode exitCodeOf(FailureKind kind);

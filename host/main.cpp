@@ -7,16 +7,16 @@
 #include <cstdio>
 
 #include "host/commands/command_line.h"
+#include "host/commands/standard_streams.h"
 #include "host/exit_codes.h"
 #include "host/option_words.h"
 
 using namespace plc::host;
 
-int main(int argc, char **argv)
+namespace {
+
+int run(int argc, char **argv)
 {
-    const QCoreApplication application(argc, argv);
-    // Qt has taken the user's locale. Programs read our numbers and people type them with a decimal point.
-    std::setlocale(LC_NUMERIC, "C");
     try {
         const Command command = parseCommandLine(argc, argv);
         return command();
@@ -24,4 +24,15 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "plchost: %s\n", inOptions(failure.what()).c_str());
         return exitCodeOf(failure.kind());
     }
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    prepareStreams();
+    const QCoreApplication application(argc, argv);
+    // Qt has taken the user's locale. Programs read our numbers and people type them with a decimal point.
+    std::setlocale(LC_NUMERIC, "C");
+    return finishStreams(run(argc, argv));
 }

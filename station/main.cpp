@@ -4,18 +4,22 @@
 #include "modbus_codes.h"
 #include "number_list.h"
 #include "serve.h"
+#include "standard_output.h"
 
 #include <CLI/CLI.hpp>
 
 #include <charconv>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <iostream>
 #include <limits>
 
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace plc::station {
 
@@ -24,6 +28,7 @@ namespace {
 constexpr int kExitFine = 0;
 constexpr int kExitUsage = 1;
 constexpr int kExitNoTerminal = 5;
+constexpr int kExitOutput = 7;
 
 constexpr int kMaxBaud = 4000000;
 constexpr int kMaxMilliseconds = 3600000;
@@ -43,7 +48,8 @@ const char kExample[] =
     "\n"
     "The first line on standard output is the path of the pseudo-terminal. SIGTERM or SIGINT ends the "
     "program.\n"
-    "Exit codes: 0 fine, 1 wrong usage or file, 5 the pseudo-terminal cannot be opened or is lost.";
+    "Exit codes: 0 fine, 1 wrong usage or file, 5 the pseudo-terminal cannot be opened or is lost,\n"
+    "7 output could not be written.";
 
 struct Options
 {
@@ -65,6 +71,7 @@ struct Options
     int lateByMs = 1500;
     int exceptionCode = kServerBusy;
     std::string link;
+    bool commands = false;
     bool dieWithParent = false;
     bool verbose = false;
     bool quiet = false;
@@ -188,6 +195,9 @@ void addOptions(CLI::App *app, Options *options)
     addStationOptions(app, options);
     addLineOptions(app, options);
     addFaultOptions(app, options);
+    app->add_flag("--commands", options->commands,
+                  "take commands from standard input: dead, alive, refuse, refuse-writes, set, get")
+        ->excludes("--relay");
     app->add_flag("--die-with-parent", options->dieWithParent,
                   "end when the program that started this one ends");
     app->add_flag("-v,--verbose", options->verbose, "trace every frame on standard error");
@@ -242,7 +252,25 @@ FaultSettings faultSettings(const Options &options)
     return settings;
 }
 
-/// "    12.345678 -> 11 03 ...": seconds since the start; -> is a request, <- a reply.
+/// "2026-03-29T01:59:59.123456+01:00": ISO 8601, in the time zone of the user.
+std::string isoTime(std::chrono::system_clock::time_point time)
+{
+    const auto second = std::chrono::floor<std::chrono::seconds>(time);
+    const auto fraction = std::chrono::duration_cast<std::chrono::microseconds>(time - second);
+    const std::time_t since = std::chrono::system_clock::to_time_t(second);
+    std::tm local{};
+    localtime_r(&since, &local);
+    char date[32];
+    std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &local);
+    const long offset = std::labs(local.tm_gmtoff) / 60;
+    char rest[48];
+    std::snprintf(rest, sizeof rest, ".%06ld%c%02ld:%02ld", static_cast<long>(fraction.count()),
+                  local.tm_gmtoff < 0 ? '-' : '+', offset / 60, offset % 60);
+    return std::string(date) + rest;
+}
+
+/// "2026-03-29T01:59:59.123456+01:00     12.345678 -> 11 03 ...": the second time in seconds since the start;
+/// -> is a request, <- a reply.
 StationLine::Trace tracer(Time start)
 {
     return [start](Time time, StationLine::Event event, const Bytes &bytes, const std::string &text) {
@@ -252,8 +280,11 @@ StationLine::Trace tracer(Time start)
         const double seconds = std::chrono::duration<double>(time - start).count();
         const std::string shown = bytes.empty() ? text : hexText(bytes);
         char shownTime[32];
+        // A reply is told before it is sent: its moment may lie ahead.
+        const auto wall = std::chrono::system_clock::now() +
+                          std::chrono::duration_cast<std::chrono::system_clock::duration>(time - steadyNow());
         if (std::snprintf(shownTime, sizeof shownTime, "%13.6f", seconds) > 0)
-            std::cerr << shownTime << ' ' << mark << ' ' << shown << '\n';
+            std::cerr << isoTime(wall) << ' ' << shownTime << ' ' << mark << ' ' << shown << '\n';
     };
 }
 
@@ -299,8 +330,11 @@ int run(const Options &options)
 
     FaultPlan faults(faultSettings(options), replyOrder);
     StationLine line(settings, &bus, &faults, options.verbose ? tracer(steadyNow()) : StationLine::Trace());
-    std::cout << pty.path() << std::endl;
-    broken = serve(&pty, &line, stop);
+    const std::string unwritten = print(pty.path() + "\n");
+    if (!unwritten.empty())
+        return failed(kExitOutput, unwritten);
+    CommandInput commands(options.commands ? STDIN_FILENO : -1, &bus);
+    broken = serve(&pty, &line, &commands, stop);
     if (!options.quiet)
         printStatistics(line.statistics(), faults);
     return broken.empty() ? kExitFine : failed(kExitNoTerminal, broken);
@@ -309,6 +343,8 @@ int run(const Options &options)
 /// The whole program; the exit code is the result.
 int runProgram(int argc, char **argv)
 {
+    // Whoever reads the trace or the path may go away; that is no reason to end.
+    prepareStreams();
     Options options;
     CLI::App app("plcstation: simulated Modbus RTU stations on a pseudo-terminal, with faults on demand",
                  "plcstation");
@@ -317,14 +353,11 @@ int runProgram(int argc, char **argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::CallForHelp &) {
-        std::cout << app.help();
-        return kExitFine;
+        const std::string unwritten = print(app.help());
+        return unwritten.empty() ? kExitFine : failed(kExitOutput, unwritten);
     } catch (const CLI::ParseError &error) {
         return failed(kExitUsage, std::string(error.what()) + " (plcstation --help shows all options)");
     }
-    // Whoever reads the trace or the path may go away; that is no reason to end.
-    if (std::signal(SIGPIPE, SIG_IGN) == SIG_ERR)
-        return failed(kExitNoTerminal, "signals cannot be received");
     if (options.dieWithParent)
         prctl(PR_SET_PDEATHSIG, SIGTERM);
     return run(options);

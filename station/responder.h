@@ -14,7 +14,7 @@ enum class Outcome
     Refused,   ///< exception reply
     Broadcast, ///< for every station: done or not, nobody answers
     Foreign,   ///< for a station that is not simulated here
-    Silent,    ///< for one of ours that does not answer: it was told to listen only
+    Silent,    ///< for one of ours that does not answer: it was told to listen only, or is dead
     Damaged    ///< checksum wrong or too short: nothing done
 };
 

@@ -64,9 +64,10 @@ StopSignal::~StopSignal()
         close(descriptor_);
 }
 
-std::string serve(PtyLine *pty, StationLine *line, const StopSignal &stop)
+std::string serve(PtyLine *pty, StationLine *line, CommandInput *commands, const StopSignal &stop)
 {
-    pollfd polled[] = {{pty->descriptor(), POLLIN, 0}, {stop.descriptor(), POLLIN, 0}};
+    pollfd polled[] = {
+        {pty->descriptor(), POLLIN, 0}, {stop.descriptor(), POLLIN, 0}, {commands->descriptor(), POLLIN, 0}};
     while (polled[1].revents == 0) {
         // Input first: bytes that waited while this process did not run are not late.
         const Bytes received = pty->read();
@@ -76,6 +77,10 @@ std::string serve(PtyLine *pty, StationLine *line, const StopSignal &stop)
         const Bytes due = line->advance(now);
         if (!due.empty())
             pty->write(due);
+
+        if (polled[2].revents != 0)
+            commands->takeInput();
+        polled[2].fd = commands->descriptor();
 
         const Time idle = now + kIdleLimit;
         const std::optional<Time> next = line->nextEvent();

@@ -3,6 +3,7 @@
 #ifndef PLC_STATION_SERVE_H
 #define PLC_STATION_SERVE_H
 
+#include "commands.h"
 #include "pty_line.h"
 #include "station_line.h"
 
@@ -30,9 +31,10 @@ private:
     int descriptor_ = -1;
 };
 
-/// Moves bytes between the pseudo-terminal and the line, at their times, until @p stop has come.
+/// Moves bytes between the pseudo-terminal and the line, at their times, and carries commands out, until @p
+/// stop has come.
 /// @return empty, or what broke the line
-std::string serve(PtyLine *pty, StationLine *line, const StopSignal &stop);
+std::string serve(PtyLine *pty, StationLine *line, CommandInput *commands, const StopSignal &stop);
 
 } // namespace plc::station
 

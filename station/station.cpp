@@ -38,6 +38,8 @@ Station::Station(int size) : registers_(size) {}
 
 Bytes Station::execute(ByteView pdu)
 {
+    if (manner_ == Manner::Dead)
+        return {};
     ++diagnostics_.stationMessages;
     const bool onlyListens = diagnostics_.listenOnly && pdu[0] != kDiagnostics;
     Bytes reply = onlyListens ? Bytes() : executeKnown(pdu);
@@ -54,6 +56,8 @@ Bytes Station::execute(ByteView pdu)
 
 void Station::executeBroadcast(ByteView pdu)
 {
+    if (manner_ == Manner::Dead)
+        return;
     ++diagnostics_.stationMessages;
     ++diagnostics_.unanswered;
     if (diagnostics_.listenOnly)
@@ -71,8 +75,23 @@ Bytes Station::refuse(std::uint8_t function, std::uint8_t code)
     return exceptionPdu(function, code);
 }
 
+void Station::setManner(Manner manner, std::uint8_t code)
+{
+    manner_ = manner;
+    refusalCode_ = code;
+}
+
+bool Station::refuses(std::uint8_t function) const
+{
+    const Function *known = findFunction(function);
+    return manner_ == Manner::Refuses ||
+           (manner_ == Manner::RefusesWrites && known != nullptr && known->writes);
+}
+
 Bytes Station::executeKnown(ByteView pdu)
 {
+    if (refuses(pdu[0]))
+        return exceptionPdu(pdu[0], refusalCode_);
     if (pdu[0] == kDiagnostics)
         return diagnostics_.execute(pdu);
     // Qt's server knows more functions than this station, Read/Write Multiple Registers among them.

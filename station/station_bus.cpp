@@ -57,7 +57,7 @@ bool StationBus::expectsReply(const Bytes &frame) const
     if (frame.size() < kShortestFrame || !hasGoodCrc(frame, requestOrder_) || frame[1] >= kExceptionBit)
         return false;
     const Station *addressed = station(frame[0]);
-    return addressed != nullptr && !addressed->diagnostics().listenOnly;
+    return addressed != nullptr && !addressed->isSilent();
 }
 
 void StationBus::noteBadFrame()

@@ -166,7 +166,7 @@ void StationLine::handle(Time now, const Bytes &frame)
         return;
     case Outcome::Silent:
         ++statistics_.silent;
-        note(now, Event::Note, {}, "listening only");
+        note(now, Event::Note, {}, "the station is silent");
         return;
     case Outcome::Damaged:
         ++statistics_.bad;

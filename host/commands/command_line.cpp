@@ -2,7 +2,6 @@
 
 #include <CLI/CLI.hpp>
 
-#include <iostream>
 #include <memory>
 #include <string>
 
@@ -10,6 +9,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/help_texts.h"
 #include "host/commands/option_groups.h"
+#include "host/commands/standard_streams.h"
 #include "host/project/project_input.h"
 
 namespace plc::host {
@@ -236,7 +236,7 @@ Command parseCommandLine(int argc, char **argv)
             outer += " " + commands[i]->get_name();
         const std::string help = commands.empty() ? program.help() : commands.back()->help(outer);
         return [help] {
-            std::cout << help;
+            print(help);
             return kExitGood;
         };
     } catch (const CLI::ParseError &error) {

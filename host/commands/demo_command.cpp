@@ -8,6 +8,7 @@
 #include "host/commands/interrupt.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/standard_streams.h"
 #include "host/driver_search.h"
 #include "runtime/line/failure.h"
 
@@ -215,8 +216,7 @@ private:
                              kActs[i].meaning});
         }
         for (const std::string &line : layOut(cells))
-            std::printf("%s\n", line.c_str());
-        std::fflush(stdout);
+            print(line + "\n");
     }
 
     const DemoOptions &options_;

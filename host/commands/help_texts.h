@@ -9,7 +9,7 @@ namespace plc::host {
 
 constexpr char kExitCodes[] =
     "Exit codes: 0 all good, 1 wrong usage or file, 2 no reply, 3 exception reply, 4 unusable replies,\n"
-    "5 port cannot be opened or is lost, 6 some good, some not.";
+    "5 port cannot be opened or is lost, 6 some good, some not, 7 output could not be written.";
 
 constexpr char kReadExample[] = "Example: ten holding registers and a 32-bit value of station 5:\n"
                                 "  plchost read -p /dev/ttyUSB0 -b 9600 -a 5 4x:100:10 4x_d:200\n"

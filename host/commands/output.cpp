@@ -7,7 +7,10 @@
 #include <cmath>
 #include <cstdio>
 
+#include "host/commands/json_line.h"
 #include "host/commands/panel_line.h"
+#include "host/commands/standard_streams.h"
+#include "host/option_words.h"
 #include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
 #include "runtime/line/failure.h"
@@ -24,13 +27,6 @@ constexpr int kUsualHeight = 24;
 long milliseconds(Time time)
 {
     return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(time).count());
-}
-
-std::string escapedInJson(unsigned code)
-{
-    char text[8];
-    std::snprintf(text, sizeof text, "\\u%04x", code);
-    return text;
 }
 
 std::string valueInJson(const Variable &variable, const Values &values, int index, NumberStyle style)
@@ -137,7 +133,7 @@ std::string latenessText(const Statistics &counted)
 {
     return "requests later than their silence: p50 " +
            inMilliseconds(fromMicroseconds(counted.latenessMedianUs)) + " ms, p99 " +
-           inMilliseconds(fromMicroseconds(counted.latenessP99Us)) + " ms, longest " +
+           inMilliseconds(fromMicroseconds(counted.latenessP99Us)) + " ms, most " +
            inMilliseconds(fromMicroseconds(counted.latenessMostUs)) + " ms\n";
 }
 
@@ -171,8 +167,12 @@ Row rowOf(const Variable &variable, int station, const VariableState &state)
     row.station = station;
     row.state = stateName(state);
     row.isInPieces = state.inPieces;
-    if (state.quality == Quality::Refused)
+    if (state.quality == Quality::Refused) {
+        row.exceptionCode = state.exceptionCode;
         row.detail = exceptionLabel(state.exceptionCode);
+    }
+    if (state.quality != Quality::Good)
+        row.reason = inOptions(toUtf8(state.reason));
     if (state.ageMs >= 0) {
         row.values = valuesOf(variable, state.raw);
         row.age = std::chrono::milliseconds(state.ageMs);
@@ -257,23 +257,6 @@ std::string fullState(const Row &row)
     return row.detail.empty() ? state : state + ": " + row.detail;
 }
 
-std::string inJson(const std::string &text)
-{
-    std::string result = "\"";
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const std::size_t controlBytes = controlBytesAt(text, i);
-        if (controlBytes > 0) {
-            i += controlBytes - 1;
-            result += escapedInJson(static_cast<unsigned char>(text[i]));
-            continue;
-        }
-        if (text[i] == '"' || text[i] == '\\')
-            result += '\\';
-        result += text[i];
-    }
-    return result + "\"";
-}
-
 std::string valuesInJson(const Variable &variable, const Values &values, NumberStyle style)
 {
     std::string list = "[";
@@ -290,7 +273,7 @@ std::string RowPrinter::render(const Row &row)
     case Format::Csv:
         return isFirst ? csvHead(row) + csv(row) : csv(row);
     case Format::NdJson:
-        return json(row);
+        return recordOf(row, style_) + "\n";
     case Format::Text:
         break;
     }
@@ -299,8 +282,7 @@ std::string RowPrinter::render(const Row &row)
 
 void RowPrinter::print(const Row &row)
 {
-    std::fputs(render(row).c_str(), stdout);
-    std::fflush(stdout);
+    plc::host::print(render(row));
 }
 
 std::string RowPrinter::text(const Row &row) const
@@ -319,7 +301,7 @@ std::string RowPrinter::csvHead(const Row &row) const
 {
     const std::string columns =
         row.moment ? "time_s,name,station,value,state,age_ms" : "name,station,value,state";
-    return columns + (withMeanings_ ? ",unit,text\n" : "\n");
+    return columns + (withMeanings_ ? ",unit,text" : "") + ",time,exception_code,exception_name\n";
 }
 
 std::string RowPrinter::csv(const Row &row) const
@@ -333,7 +315,7 @@ std::string RowPrinter::csv(const Row &row) const
 std::string RowPrinter::csvLine(const Row &row, int index) const
 {
     std::string line = row.moment ? fixed(seconds(*row.moment), 3) + "," : "";
-    line += row.variable.nameOf(index) + "," + std::to_string(row.station) + ",";
+    line += csvCell(row.variable.nameOf(index)) + "," + std::to_string(row.station) + ",";
     std::string state = row.state;
     std::string text;
     if (row.values) {
@@ -348,34 +330,44 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
         line += "," + (row.age ? std::to_string(milliseconds(*row.age)) : std::string());
     if (withMeanings_)
         line += "," + csvCell(meaningOf(row.variable).unit) + "," + csvCell(text);
-    return line + "\n";
+    line += "," + (row.time ? isoTime(*row.time) : std::string());
+    if (row.exceptionCode == 0)
+        return line + ",,\n";
+    return line + "," + std::to_string(row.exceptionCode) + "," + exceptionMeaning(row.exceptionCode).name +
+           "\n";
 }
 
-std::string RowPrinter::json(const Row &row) const
+std::string recordOf(const Row &row, NumberStyle style)
 {
-    std::string line = "{";
+    JsonLine line(row.isWrite ? "write" : "value");
     if (row.moment)
-        line += "\"time_s\":" + fixed(seconds(*row.moment), 3) + ",";
-    line += "\"variable\":" + inJson(row.variable.text) + ",\"station\":" + std::to_string(row.station) +
-            ",\"state\":" + inJson(row.state);
-    if (!row.detail.empty())
-        line += ",\"detail\":" + inJson(row.detail);
+        line.decimal("time_s", seconds(*row.moment));
+    if (row.time)
+        line.text("time", isoTime(*row.time));
+    line.text("variable", row.variable.text).number("station", row.station).text("state", row.state);
+    if (row.isWrite)
+        line.text("result", row.isDone ? "done" : "failed");
+    if (row.exceptionCode != 0)
+        line.number("exception_code", row.exceptionCode)
+            .text("exception_name", exceptionMeaning(row.exceptionCode).name);
+    if (!row.reason.empty())
+        line.text("reason", row.reason);
     if (row.age)
-        line += ",\"age_ms\":" + std::to_string(milliseconds(*row.age));
+        line.number("age_ms", milliseconds(*row.age));
     if (!row.values)
-        return line + "}\n";
+        return line.object();
     const Meaning &meaning = meaningOf(row.variable);
     if (row.isInPieces)
-        line += ",\"in_pieces\":true";
-    line += ",\"values\":" + valuesInJson(row.variable, *row.values, style_);
+        line.flag("in_pieces", true);
+    line.raw("values", valuesInJson(row.variable, *row.values, style));
     const std::string bad = badValuesInJson(row.variable, *row.values);
     if (!bad.empty())
-        line += ",\"bad\":" + bad;
+        line.raw("bad", bad);
     if (!meaning.unit.empty())
-        line += ",\"unit\":" + inJson(meaning.unit);
+        line.text("unit", meaning.unit);
     if (!meaning.names.empty())
-        line += ",\"texts\":" + textsInJson(row.variable, *row.values);
-    return line + "}\n";
+        line.raw("texts", textsInJson(row.variable, *row.values));
+    return line.object();
 }
 
 std::string firstCharacters(const std::string &utf8, std::size_t count)
@@ -442,8 +434,7 @@ void LiveTable::draw(const std::vector<Row> &rows)
         screen += "\r" + clipped(line, width) + "\x1b[K\n";
     linesDrawn_ = static_cast<int>(lines.size());
     screen += "\x1b[J";
-    std::fputs(screen.c_str(), stdout);
-    std::fflush(stdout);
+    print(screen);
 }
 
 std::string inMilliseconds(Time time)
@@ -456,11 +447,15 @@ Time fromMicroseconds(qint64 microseconds)
     return std::chrono::microseconds(microseconds);
 }
 
+double requestsPerSecond(const Statistics &statistics)
+{
+    const double running = seconds(fromMicroseconds(statistics.runningUs));
+    return running > 0 ? static_cast<double>(statistics.total.requests) / running : 0.0;
+}
+
 std::string describeStatistics(const Statistics &statistics, bool detailed)
 {
     const Counters &total = statistics.total;
-    const double runSeconds = seconds(fromMicroseconds(statistics.runningUs));
-    const double rate = runSeconds > 0 ? static_cast<double>(total.requests) / runSeconds : 0.0;
     std::string text = counterLine(total) + "\n";
     if (statistics.stations.size() > 1) {
         for (const Counters &counters : statistics.stations)
@@ -472,7 +467,8 @@ std::string describeStatistics(const Statistics &statistics, bool detailed)
         text += lineErrorsText(statistics);
     if (detailed)
         text += latenessText(statistics);
-    return text + fixed(rate, 1) + " requests per second over " + fixed(runSeconds, 1) + " s\n";
+    return text + fixed(requestsPerSecond(statistics), 1) + " requests per second over " +
+           fixed(seconds(fromMicroseconds(statistics.runningUs)), 1) + " s\n";
 }
 
 } // namespace plc::host

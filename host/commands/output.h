@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "host/commands/wall_clock.h"
 #include "host/runtime_names.h"
 #include "runtime/line/link_time.h"
 #include "runtime/panel/values.h"
@@ -36,10 +37,15 @@ struct Row
     int station = 0;
     std::optional<Values> values; ///< nothing when none are known
     std::string state;            ///< "good", "refused", ...
-    std::string detail;           ///< more about the state, may be empty
+    std::string detail;           ///< more about the state for the lines of text, may be empty
+    int exceptionCode = 0;        ///< as the station gave it; 0 for none
+    std::string reason;           ///< one line for people why it is not good, may be empty
+    bool isWrite = false;         ///< the values were ordered; else they were read
+    bool isDone = false;          ///< of a write: the station holds the values, as far as is known
     bool isInPieces = false;      ///< a single value of it was read in two requests or more
     std::optional<Time> age;
-    std::optional<Time> moment; ///< since the start, for repeated rows
+    std::optional<Time> moment;   ///< since the start, for repeated rows
+    std::optional<WallTime> time; ///< of that moment; of what is done once: of its end
 };
 
 /// The row of a variable that is read over and over.
@@ -58,12 +64,12 @@ bool haveMeanings(const std::vector<Variable> &variables);
 /// The state with all that is known of it: "good, read in pieces", "refused: illegal data address".
 std::string fullState(const Row &row);
 
-/// The text in quotation marks, as JSON has it.
-std::string inJson(const std::string &text);
-
 /// The values of a variable as a list in JSON. What is no number there is a text, NaN and infinities are
 /// null.
 std::string valuesInJson(const Variable &variable, const Values &values, NumberStyle style);
+
+/// The row for programs, an object of JSON without the end of the line; docs/output.md has its members.
+std::string recordOf(const Row &row, NumberStyle style);
 
 /// Prints rows as they come.
 /// - text: "4x:100:3 = 1 2 3", with moment, state and age where they are given;
@@ -85,7 +91,6 @@ private:
     std::string csv(const Row &row) const;
     std::string csvHead(const Row &row) const;
     std::string csvLine(const Row &row, int index) const;
-    std::string json(const Row &row) const;
 
     Format format_;
     NumberStyle style_;
@@ -122,6 +127,8 @@ private:
 /// @param detailed  with the lateness of requests, and with the errors of the line also where there are none;
 ///                  otherwise these errors are told where there are some.
 std::string describeStatistics(const Statistics &statistics, bool detailed);
+
+double requestsPerSecond(const Statistics &statistics);
 
 /// A duration that the library counted.
 Time fromMicroseconds(qint64 microseconds);

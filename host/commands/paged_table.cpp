@@ -3,8 +3,8 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "host/commands/standard_streams.h"
 #include <algorithm>
-#include <cstdio>
 
 namespace plc::host {
 
@@ -68,8 +68,7 @@ void PagedTable::show(const std::vector<std::string> &lines)
     for (const std::string &line : lines)
         screen += "\r" + firstCharacters(line, static_cast<std::size_t>(columns_ - 1)) + "\x1b[K\n";
     screen += inPlace ? kRestoreCursor : "\r\x1b[J";
-    std::fputs(screen.c_str(), stdout);
-    std::fflush(stdout);
+    print(screen);
     linesDrawn_ = lines.size();
     moved_ = false;
 }

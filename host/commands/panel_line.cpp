@@ -8,6 +8,7 @@
 #include "host/driver_search.h"
 #include "host/option_words.h"
 #include "runtime/api/line_access.h"
+#include "runtime/api/public_values.h"
 #include "runtime/line/failure.h"
 #include "runtime/master/order_ledger.h"
 #include "runtime/master/trace_line.h"
@@ -128,7 +129,7 @@ plcruntime::LineSettings publicSettings(const LinkSettings &link)
     return settings;
 }
 
-std::string traceLine(const plcruntime::Frame &frame, qint64 startUs)
+std::string traceLine(const plcruntime::Frame &frame, qint64 startUs, WallTime time)
 {
     static_assert(static_cast<int>(plcruntime::FrameKind::Sent) == static_cast<int>(FrameNews::Kind::Sent) &&
                       static_cast<int>(plcruntime::FrameKind::Received) ==
@@ -145,20 +146,14 @@ std::string traceLine(const plcruntime::Frame &frame, qint64 startUs)
     news.attempt = frame.attempt;
     news.count = frame.count;
     news.text = toUtf8(frame.text);
-    return traceLine(news);
+    constexpr int kMicroseconds = 6;
+    return isoTime(time, kMicroseconds) + " " + traceLine(news);
 }
 
 Values valuesOf(const Variable &variable, const QByteArray &raw)
 {
-    Values values;
-    const int width = bytesOf(variable.area->unit);
-    for (int first = 0; first + width <= raw.size(); first += width) {
-        std::uint32_t value = 0;
-        for (int byte = 0; byte < width; ++byte)
-            value = value << 8 | static_cast<unsigned char>(raw.at(first + byte));
-        values.push_back(value);
-    }
-    return values;
+    const Unit unit = variable.area->unit;
+    return decodeValues(turnedRound(raw, unit), unit, raw.size() / bytesOf(unit));
 }
 
 PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
@@ -278,6 +273,16 @@ void PanelLine::setStationEnabled(int station, bool enabled)
         fail(error);
 }
 
+WallTime PanelLine::wallTime(qint64 momentUs) const
+{
+    return manner_.wallClock() - std::chrono::microseconds(line_->nowUs() - momentUs);
+}
+
+WallTime PanelLine::endOf(const OrderResult &result) const
+{
+    return result.end == OrderEnd::Open ? manner_.wallClock() : wallTime(result.endedUs);
+}
+
 std::string PanelLine::portLost() const
 {
     return toUtf8(line_->portReason());
@@ -288,25 +293,8 @@ QList<plcruntime::Value> PanelLine::publicValues(VariableId id, const Values &va
 {
     Variable variable = variables_.at(id);
     variable.meaning.reset();
-    QList<plcruntime::Value> given;
-    for (int i = 0; i < valueCount(variable, values); ++i) {
-        const Value value = valueOf(variable, values, i);
-        switch (value.type) {
-        case Value::Type::Unsigned:
-            given.append(plcruntime::Value(static_cast<unsigned long long>(value.whole)));
-            break;
-        case Value::Type::Signed:
-            given.append(plcruntime::Value(static_cast<long long>(value.asSigned())));
-            break;
-        case Value::Type::Real:
-            given.append(plcruntime::Value(value.real));
-            break;
-        case Value::Type::Text:
-            given.append(plcruntime::Value(fromUtf8(value.text)));
-            break;
-        }
-    }
-    return given;
+    variable.count = valueCount(variable, values);
+    return api::publicValues(variable, encodeValues(values, variable.area->unit));
 }
 
 void PanelLine::take(void *context, const plcruntime::Event &event)
@@ -332,7 +320,7 @@ void PanelLine::tell(const plcruntime::Frame &frame)
 {
     if (!openedAt_)
         openedAt_ = line_->nowUs() - line_->statistics().runningUs;
-    std::fprintf(stderr, "%s\n", traceLine(frame, *openedAt_).c_str());
+    std::fprintf(stderr, "%s\n", traceLine(frame, *openedAt_, wallTime(frame.atUs)).c_str());
 }
 
 } // namespace plc::host

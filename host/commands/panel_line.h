@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/commands/wall_clock.h"
 #include "host/runtime_names.h"
 #include "runtime/master/link.h"
 #include "runtime/master/link_settings.h"
@@ -31,14 +32,16 @@ struct LineManner
     std::function<void(const News &)> newsListener = nullptr; ///< see plcruntime::LineGround
     std::function<void(const StationChange &)> onStation = nullptr;
     std::function<void(const PortChange &)> onPort = nullptr;
+    WallClock wallClock = std::chrono::system_clock::now;
 };
 
 /// The settings in the terms of the library.
 plcruntime::LineSettings publicSettings(const LinkSettings &link);
 
-/// One line of the trace: "     0.001234 -> 01 03 ...".
+/// One line of the trace: "2026-03-29T01:59:59.123456+01:00      0.001234 -> 01 03 ...".
 /// @param startUs  when the line was opened.
-std::string traceLine(const plcruntime::Frame &frame, qint64 startUs);
+/// @param time     of the frame.
+std::string traceLine(const plcruntime::Frame &frame, qint64 startUs, WallTime time);
 
 /// The raw values of a variable in the bytes that the library gives.
 Values valuesOf(const Variable &variable, const QByteArray &raw);
@@ -81,6 +84,10 @@ public:
     void setStationEnabled(int station, bool enabled);
 
     VariableState state(VariableId id) const { return line_->value(id); }
+    /// What the clock on the wall showed at a moment of the line's own clock, which is not ahead.
+    WallTime wallTime(qint64 momentUs) const;
+    /// The same of the end of an order; of an order that is open: now.
+    WallTime endOf(const OrderResult &result) const;
     Statistics statistics() const { return line_->statistics(); }
     /// Why the port is gone; empty while it is there.
     std::string portLost() const;

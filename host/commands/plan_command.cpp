@@ -8,6 +8,7 @@
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/output.h"
+#include "host/commands/standard_streams.h"
 #include "host/driver_search.h"
 #include "host/project/request_plan.h"
 
@@ -47,8 +48,8 @@ std::string levelName(int level)
 void printTable(const std::vector<std::vector<std::string>> &cells)
 {
     for (const std::string &line : layOut(cells))
-        std::printf("%s\n", line.c_str());
-    std::printf("\n");
+        print(line + "\n");
+    print("\n");
 }
 
 void printRequests(const RequestPlan &plan, bool allNames)
@@ -92,7 +93,7 @@ void printCosts(const RequestPlan &plan)
 
 void printRefresh(const ScanStatistics &scans)
 {
-    std::vector<std::vector<std::string>> cells{{"refresh", "requests", "min ms", "median ms", "max ms"}};
+    std::vector<std::vector<std::string>> cells{{"refresh", "requests", "least ms", "p50 ms", "most ms"}};
     for (int level = 0; level < kScanLevels; ++level) {
         const Histogram &interval = scans.refresh(level);
         if (interval.count() > 0)
@@ -106,15 +107,15 @@ void printRefresh(const ScanStatistics &scans)
 
 void printText(const Project &project, const RequestPlan &plan, const PlanOptions &options)
 {
-    std::printf("%s: %zu variables in %d requests at %d baud, answer delay %s ms\n\n", project.name.c_str(),
-                project.variables.size(), plan.grouped().requests, project.link.baud,
-                fixed(options.answerDelayMs, 1).c_str());
+    print(project.name + ": " + std::to_string(project.variables.size()) + " variables in " +
+          std::to_string(plan.grouped().requests) + " requests at " + std::to_string(project.link.baud) +
+          " baud, answer delay " + fixed(options.answerDelayMs, 1) + " ms\n\n");
     printRequests(plan, options.allNames);
     printCosts(plan);
     printRefresh(plan.scans());
     const std::vector<int> neverRead = plan.neverRead();
     if (!neverRead.empty())
-        std::printf("never read: %s\n", namesOf(plan.requests(), neverRead, options.allNames).c_str());
+        print("never read: " + namesOf(plan.requests(), neverRead, options.allNames) + "\n");
 }
 
 QJsonArray namesIn(const RequestMap &map, const std::vector<int> &variables)
@@ -127,7 +128,7 @@ QJsonArray namesIn(const RequestMap &map, const std::vector<int> &variables)
 
 QJsonObject costIn(const Cost &cost)
 {
-    return {{"requests", cost.requests}, {"bytes", cost.bytes}, {"milliseconds", inMilliseconds(cost.time)}};
+    return {{"requests", cost.requests}, {"bytes", cost.bytes}, {"time_ms", inMilliseconds(cost.time)}};
 }
 
 QJsonArray requestsIn(const RequestPlan &plan)
@@ -143,7 +144,7 @@ QJsonArray requestsIn(const RequestPlan &plan)
                                     {"unused", map.unusedUnits(request)},
                                     {"level", map.level(request)},
                                     {"bytes", plan.costOf(request).bytes},
-                                    {"milliseconds", inMilliseconds(plan.costOf(request).time)},
+                                    {"time_ms", inMilliseconds(plan.costOf(request).time)},
                                     {"variables", namesIn(map, map.variablesOf(request))}});
     }
     return requests;
@@ -157,9 +158,9 @@ QJsonArray refreshIn(const ScanStatistics &scans)
         if (interval.count() > 0)
             levels.append(QJsonObject{{"level", level},
                                       {"requests", scans.requestsOf(level)},
-                                      {"leastMs", inMilliseconds(interval.least())},
-                                      {"medianMs", inMilliseconds(interval.percentile(50))},
-                                      {"mostMs", inMilliseconds(interval.most())}});
+                                      {"least_ms", inMilliseconds(interval.least())},
+                                      {"p50_ms", inMilliseconds(interval.percentile(50))},
+                                      {"most_ms", inMilliseconds(interval.most())}});
     }
     return levels;
 }
@@ -173,19 +174,19 @@ void printJson(const Project &project, const RequestPlan &plan, const PlanOption
         {"project", QString::fromStdString(project.name)},
         {"variables", static_cast<int>(project.variables.size())},
         {"baud", project.link.baud},
-        {"answerDelayMs", options.answerDelayMs},
+        {"answer_delay_ms", options.answerDelayMs},
         {"requests", requestsIn(plan)},
-        {"everythingOnce", costIn(grouped)},
-        {"onePerVariable", costIn(single)},
+        {"everything_once", costIn(grouped)},
+        {"one_per_variable", costIn(single)},
         {"ratio", QJsonObject{{"requests", ratio(single.requests, grouped.requests)},
                               {"bytes", ratio(single.bytes, grouped.bytes)},
-                              {"milliseconds", ratio(seconds(single.time), seconds(grouped.time))}}},
+                              {"time_ms", ratio(seconds(single.time), seconds(grouped.time))}}},
         {"scan", QJsonObject{{"requests", scans.requestsPerScan()},
                              {"bytes", scans.bytesPerScan()},
-                             {"milliseconds", inMilliseconds(scans.durations().mean())}}},
+                             {"time_ms", inMilliseconds(scans.durations().mean())}}},
         {"refresh", refreshIn(scans)},
-        {"neverRead", namesIn(plan.requests(), plan.neverRead())}};
-    std::fputs(QJsonDocument(root).toJson().constData(), stdout);
+        {"never_read", namesIn(plan.requests(), plan.neverRead())}};
+    print(QJsonDocument(root).toJson().toStdString());
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
+#include "host/commands/standard_streams.h"
 #include "host/project/project_writer.h"
 #include "host/project/register_map.h"
 #include "runtime/line/failure.h"
@@ -18,7 +19,7 @@ ExitCode projectFromMap(const MapOptions &options)
                           std::to_string(kStationLimits.most));
     Project project = loadRegisterMap(options.file, options.link());
     project.name = options.name;
-    std::fputs(projectText(project).c_str(), stdout);
+    print(projectText(project));
     return kExitGood;
 }
 
@@ -27,7 +28,7 @@ ExitCode mapFromProject(const std::string &file)
     const Project project = loadProject(file);
     if (project.writtenRows > 0)
         std::fprintf(stderr, "plchost: %s: nameRows have no place in a map and are left out\n", file.c_str());
-    std::fputs(registerMapText(project).c_str(), stdout);
+    print(registerMapText(project));
     return kExitGood;
 }
 

@@ -4,6 +4,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
 
@@ -30,7 +31,7 @@ ExitCode readVariables(const CommandOptions &options)
 
     RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables));
     std::vector<OrderEnd> ends;
-    for (std::size_t i = 0; i < variables.size(); ++i) {
+    for (std::size_t i = 0; i < variables.size() && !isOutputOver(); ++i) {
         const OrderResult result = line.await(orders[i]);
         ends.push_back(result.end);
         Row row;
@@ -38,11 +39,15 @@ ExitCode readVariables(const CommandOptions &options)
         row.station = variables[i].station.value_or(link.station);
         row.state = stateName(result.end);
         row.isInPieces = cutsValues(row.variable, link);
-        if (result.end == OrderEnd::Good)
+        row.exceptionCode = result.exceptionCode;
+        row.time = line.endOf(result);
+        if (result.end == OrderEnd::Good) {
             row.values = valuesOf(variables[i], result.raw);
-        else if (result.end != OrderEnd::PortLost)
-            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(),
-                         describe(result, row.station).c_str());
+        } else {
+            row.reason = describe(result, row.station);
+            if (result.end != OrderEnd::PortLost)
+                std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.reason.c_str());
+        }
         printer.print(row);
     }
     line.close();

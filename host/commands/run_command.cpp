@@ -1,6 +1,3 @@
-#include <QJsonDocument>
-#include <QJsonObject>
-
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +13,7 @@
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_report.h"
+#include "host/commands/standard_streams.h"
 #include "host/option_words.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
@@ -61,6 +59,7 @@ public:
     {
         line_.open();
         const Time start = steadyNow();
+        start_ = start;
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
         const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
         Time nextShow = start + interval;
@@ -83,7 +82,7 @@ public:
         const Time endedAt = steadyNow();
         reportUnfinished();
         show(endedAt - start);
-        return finish();
+        return finish(endedAt - start);
     }
 
 private:
@@ -110,7 +109,7 @@ private:
     bool isOver(Time end) const
     {
         const bool isPortGone = !project_.link.reopen && !line_.portLost().empty();
-        if (quit_ || isInterrupted() || steadyNow() >= end || isPortGone)
+        if (quit_ || isInterrupted() || isOutputOver() || steadyNow() >= end || isPortGone)
             return true;
         return options_.scans > 0 && monitor_.scans().scans() >= static_cast<std::uint64_t>(options_.scans);
     }
@@ -141,13 +140,12 @@ private:
     {
         std::size_t unsent = 0;
         for (OpenWrite &write : std::exchange(writes_, {})) {
-            const OrderEnd end = line_.result(write.order).end;
-            unsent += end == OrderEnd::Closed ? 1 : 0;
-            if (end == OrderEnd::Closed)
-                report(write, OrderEnd::Open, "not sent: the run was ended before its turn");
-            else if (end == OrderEnd::Unconfirmed)
-                report(write, OrderEnd::Open,
-                       "the run was ended before the write had; it may have been sent");
+            const OrderResult result = line_.result(write.order);
+            unsent += result.end == OrderEnd::Closed ? 1 : 0;
+            if (result.end == OrderEnd::Closed)
+                report(write, result, "not sent: the run was ended before its turn");
+            else if (result.end == OrderEnd::Unconfirmed)
+                report(write, result, "the run was ended before the write had; it may have been sent");
             else
                 writes_.push_back(std::move(write));
         }
@@ -235,25 +233,30 @@ private:
                 open.push_back(std::move(write));
                 continue;
             }
-            report(write, result.end,
+            report(write, result,
                    result.end == OrderEnd::Good ? "" : describe(result, stationAt(write.variable)));
         }
         writes_ = std::move(open);
     }
 
-    void report(const OpenWrite &write, OrderEnd end, const std::string &reason)
+    void report(const OpenWrite &write, const OrderResult &result, const std::string &reason)
     {
         const Variable &variable = variableAt(write.variable);
-        const bool done = end == OrderEnd::Good;
-        ends_.add(end);
+        const bool done = result.end == OrderEnd::Good;
+        ends_.add(result.end);
         if (options_.outputFormat() == Format::NdJson) {
-            // Qt's numbers have 53 bits, these up to 64.
-            const std::string line =
-                (done ? "{\"result\":\"done\"" : "{\"reason\":" + inJson(reason) + ",\"result\":\"failed\"") +
-                ",\"values\":" + valuesInJson(variable, write.values, NumberStyle::Unsigned) +
-                ",\"write\":" + inJson(variable.label) + "}\n";
-            std::fputs(line.c_str(), stdout);
-            std::fflush(stdout);
+            Row row;
+            row.variable = variable;
+            row.station = stationAt(write.variable);
+            row.values = write.values;
+            row.isWrite = true;
+            row.isDone = done;
+            row.state = done ? "written" : stateName(result.end);
+            row.exceptionCode = result.exceptionCode;
+            row.reason = reason;
+            row.moment = steadyNow() - start_;
+            row.time = line_.endOf(result);
+            print(recordOf(row, options_.numberStyle()) + "\n");
             return;
         }
         tell("write " + variable.label + " = " +
@@ -269,14 +272,10 @@ private:
             table_.report(text);
             return;
         }
-        std::fprintf(stream, "%s\n", text.c_str());
-        std::fflush(stream);
-    }
-
-    static void printJson(const QJsonObject &object)
-    {
-        std::printf("%s\n", QJsonDocument(object).toJson(QJsonDocument::Compact).constData());
-        std::fflush(stdout);
+        if (stream == stdout)
+            print(text + "\n");
+        else
+            std::fprintf(stream, "%s\n", text.c_str());
     }
 
     Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
@@ -290,30 +289,32 @@ private:
                 rows.push_back(rowAt(i));
             table_.draw(rows);
             if (isOver_)
-                std::fputs("\r\x1b[K", stdout); // a line that was begun
+                print("\r\x1b[K"); // a line that was begun
             return;
         }
+        const WallTime time = std::chrono::system_clock::now();
         for (int i = 0; i < count(); ++i) {
             Row row = rowAt(i);
             row.moment = moment;
+            row.time = time;
             printer_.print(row);
         }
     }
 
     RunReport runReport(const Statistics &counted) const
     {
-        return {monitor_.scans(), counted, project_.link.baud, options_.verbose};
+        return {monitor_.scans(), counted, project_.link.baud};
     }
 
-    ExitCode finish()
+    ExitCode finish(Time moment)
     {
         const Statistics counted = line_.statistics();
+        const RunReport report = runReport(counted);
         if (options_.outputFormat() == Format::NdJson)
-            printJson({{"statistics", jsonOf(runReport(counted))}});
-        if (!options_.quiet)
-            std::fputs(
-                (describeStatistics(counted, options_.verbose) + describeScans(runReport(counted))).c_str(),
-                stderr);
+            print(statisticsRecord(counted, &report, moment, std::chrono::system_clock::now()) + "\n");
+        if (!options_.quiet && !isOutputOver())
+            std::fputs((describeStatistics(counted, options_.verbose) + describeScans(report)).c_str(),
+                       stderr);
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
         int unread = 0;
@@ -339,8 +340,10 @@ private:
     {
         if (unread == 0)
             return;
-        std::fprintf(stderr, "plchost: the run was ended before %d of %d variables had been read\n", unread,
-                     count());
+        // Who has gone away wants to know nothing of what the end has cut short.
+        if (!isOutputOver())
+            std::fprintf(stderr, "plchost: the run was ended before %d of %d variables had been read\n",
+                         unread, count());
         if (!quit_)
             ends_.add(OrderEnd::Open);
     }
@@ -370,6 +373,7 @@ private:
     PagedTable table_;
     std::vector<OpenWrite> writes_;
     EndTally ends_; ///< of writes, and of the last readings
+    Time start_{};
     std::uint64_t linesTaken_ = 0;
     std::uint64_t linesRefused_ = 0; ///< that were not understood
     bool quit_ = false;

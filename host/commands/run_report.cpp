@@ -1,7 +1,6 @@
 #include "host/commands/run_report.h"
 
-#include <QJsonArray>
-
+#include "host/commands/json_line.h"
 #include "host/commands/output.h"
 #include "runtime/line/line_timing.h"
 
@@ -9,35 +8,92 @@ namespace plc::host {
 
 namespace {
 
-std::string inSeconds(Time time)
+JsonLine &addMs(JsonLine &line, const char *name, Time time)
 {
-    return fixed(seconds(time), 3);
+    return line.decimal(name, seconds(time) * 1000);
 }
 
 std::string describeRefresh(const ScanStatistics &scans, int level)
 {
     const Histogram &interval = scans.refresh(level);
     return std::string(level == 0 ? "ordinary" : "level " + std::to_string(level)) + ": " +
-           std::to_string(scans.requestsOf(level)) + " requests, refresh interval min " +
-           inSeconds(interval.least()) + " s, median " + inSeconds(interval.percentile(50)) + " s, max " +
-           inSeconds(interval.most()) + " s\n";
+           std::to_string(scans.requestsOf(level)) + " requests, refresh interval least " +
+           inMilliseconds(interval.least()) + " ms, p50 " + inMilliseconds(interval.percentile(50)) +
+           " ms, most " + inMilliseconds(interval.most()) + " ms\n";
 }
 
-QJsonValue errorsOf(const Statistics &counted)
+std::string errorsOf(const Statistics &counted)
 {
     if (!counted.hasLineErrors)
-        return "unknown";
-    return QJsonObject{{"parity", static_cast<double>(counted.parityErrors)},
-                       {"framing", static_cast<double>(counted.framingErrors)},
-                       {"overruns", static_cast<double>(counted.overruns)},
-                       {"breaks", static_cast<double>(counted.breaks)}};
+        return "null";
+    return JsonLine()
+        .number("parity", counted.parityErrors)
+        .number("framing", counted.framingErrors)
+        .number("overruns", counted.overruns)
+        .number("breaks", counted.breaks)
+        .object();
 }
 
-QJsonObject latenessOf(const Statistics &counted)
+std::string latenessOf(const Statistics &counted)
 {
-    return {{"p50S", seconds(fromMicroseconds(counted.latenessMedianUs))},
-            {"p99S", seconds(fromMicroseconds(counted.latenessP99Us))},
-            {"mostS", seconds(fromMicroseconds(counted.latenessMostUs))}};
+    JsonLine lateness;
+    addMs(lateness, "p50_ms", fromMicroseconds(counted.latenessMedianUs));
+    addMs(lateness, "p99_ms", fromMicroseconds(counted.latenessP99Us));
+    return addMs(lateness, "most_ms", fromMicroseconds(counted.latenessMostUs)).object();
+}
+
+JsonLine &addCounters(JsonLine &line, const Counters &counted)
+{
+    return line.number("requests", counted.requests)
+        .number("good", counted.good)
+        .number("timeouts", counted.timeouts)
+        .number("bad", counted.bad)
+        .number("exceptions", counted.exceptions)
+        .number("no_reply_due", counted.unanswered)
+        .number("retries", counted.retries)
+        .number("line_never_silent", counted.lineBusy)
+        .number("replies_ignored", counted.ignoredReplies)
+        .number("bytes_out", counted.bytesOut)
+        .number("bytes_in", counted.bytesIn)
+        .number("bytes_thrown_away", counted.foreignBytes);
+}
+
+std::string stationsOf(const Statistics &counted)
+{
+    std::string list;
+    for (const Counters &counters : counted.stations) {
+        JsonLine station;
+        station.number("station", counters.station);
+        list += (list.empty() ? "" : ",") + addCounters(station, counters).object();
+    }
+    return "[" + list + "]";
+}
+
+std::string scanOf(const ScanStatistics &scans)
+{
+    JsonLine scan;
+    scan.number("count", scans.scans())
+        .decimal("requests", scans.requestsPerScan())
+        .decimal("bytes", scans.bytesPerScan());
+    addMs(scan, "time_ms", scans.durations().mean());
+    addMs(scan, "least_ms", scans.durations().least());
+    return addMs(scan, "most_ms", scans.durations().most()).object();
+}
+
+std::string refreshOf(const ScanStatistics &scans)
+{
+    std::string list;
+    for (int level = 0; level < kScanLevels; ++level) {
+        const Histogram &interval = scans.refresh(level);
+        if (interval.count() == 0)
+            continue;
+        JsonLine line;
+        line.number("level", level).number("requests", scans.requestsOf(level));
+        addMs(line, "least_ms", interval.least());
+        addMs(line, "p50_ms", interval.percentile(50));
+        list += (list.empty() ? "" : ",") + addMs(line, "most_ms", interval.most()).object();
+    }
+    return "[" + list + "]";
 }
 
 } // namespace
@@ -60,10 +116,10 @@ std::string describeScans(const RunReport &report)
     const ScanStatistics &scans = report.scans;
     std::string text = "full scans " + std::to_string(scans.scans());
     if (scans.scans() > 0)
-        text += ", seconds per scan " + inSeconds(scans.durations().mean()) + " (" +
-                inSeconds(scans.durations().least()) + " to " + inSeconds(scans.durations().most()) +
-                "), requests per scan " + fixed(scans.requestsPerScan(), 1) + ", bytes per scan " +
-                fixed(scans.bytesPerScan(), 1);
+        text += ", ms per scan " + inMilliseconds(scans.durations().mean()) + " (" +
+                inMilliseconds(scans.durations().least()) + " to " +
+                inMilliseconds(scans.durations().most()) + "), requests per scan " +
+                fixed(scans.requestsPerScan(), 1) + ", bytes per scan " + fixed(scans.bytesPerScan(), 1);
     text += "\nline in use " + fixed(report.lineShare() * 100, 1) + " % of the time at " +
             std::to_string(report.baud) + " baud" +
             (report.lineShare() > 1 ? ", more than a real line carries\n" : "\n");
@@ -74,33 +130,22 @@ std::string describeScans(const RunReport &report)
     return text;
 }
 
-QJsonObject jsonOf(const RunReport &report)
+std::string statisticsRecord(const Statistics &counted, const RunReport *run, Time moment, WallTime time)
 {
-    const ScanStatistics &scans = report.scans;
-    QJsonArray levels;
-    for (int level = 0; level < kScanLevels; ++level) {
-        const Histogram &interval = scans.refresh(level);
-        if (interval.count() > 0)
-            levels.append(QJsonObject{{"level", level},
-                                      {"requests", scans.requestsOf(level)},
-                                      {"leastS", seconds(interval.least())},
-                                      {"medianS", seconds(interval.percentile(50))},
-                                      {"mostS", seconds(interval.most())}});
-    }
-    QJsonObject told{{"scans", static_cast<double>(scans.scans())},
-                     {"secondsPerScan", seconds(scans.durations().mean())},
-                     {"requestsPerScan", scans.requestsPerScan()},
-                     {"bytesPerScan", scans.bytesPerScan()},
-                     {"requests", static_cast<double>(report.counted.total.requests)},
-                     {"bytesOut", static_cast<double>(report.counted.total.bytesOut)},
-                     {"bytesIn", static_cast<double>(report.counted.total.bytesIn)},
-                     {"seconds", seconds(report.duration())},
-                     {"lineShare", report.lineShare()},
-                     {"refresh", levels},
-                     {"lineErrors", errorsOf(report.counted)}};
-    if (report.detailed)
-        told.insert("lateness", latenessOf(report.counted));
-    return told;
+    JsonLine line("statistics");
+    line.decimal("time_s", seconds(moment))
+        .text("time", isoTime(time))
+        .decimal("running_s", seconds(fromMicroseconds(counted.runningUs)));
+    line.decimal("requests_per_second", requestsPerSecond(counted));
+    JsonLine total;
+    line.raw("total", addCounters(total, counted.total).object()).raw("stations", stationsOf(counted));
+    line.raw("line_errors", errorsOf(counted)).raw("lateness", latenessOf(counted));
+    if (run)
+        line.number("baud", run->baud)
+            .decimal("line_share", run->lineShare())
+            .raw("scan", scanOf(run->scans))
+            .raw("refresh", refreshOf(run->scans));
+    return line.object();
 }
 
 } // namespace plc::host

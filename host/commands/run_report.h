@@ -3,10 +3,9 @@
 #ifndef PLC_COMMANDS_RUN_REPORT_H
 #define PLC_COMMANDS_RUN_REPORT_H
 
-#include <QJsonObject>
-
 #include <string>
 
+#include "host/commands/wall_clock.h"
 #include "host/project/scan_statistics.h"
 #include "host/runtime_names.h"
 
@@ -17,7 +16,6 @@ struct RunReport
     const ScanStatistics &scans;
     const Statistics &counted;
     int baud;
-    bool detailed; ///< with the lateness of requests
 
     Time duration() const;
     /// Share of the time in which characters were on the line; above 1 on a pseudo-terminal.
@@ -27,8 +25,10 @@ struct RunReport
 /// For people, several lines.
 std::string describeScans(const RunReport &report);
 
-/// For programs.
-QJsonObject jsonOf(const RunReport &report);
+/// For programs: an object of JSON without the end of the line; docs/output.md has its members.
+/// @param run     null where nobody counts scans.
+/// @param moment  since the start.
+std::string statisticsRecord(const Statistics &counted, const RunReport *run, Time moment, WallTime time);
 
 } // namespace plc::host
 

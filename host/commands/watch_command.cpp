@@ -9,6 +9,8 @@
 #include "host/commands/interrupt.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/run_report.h"
+#include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
 
 namespace plc::host {
@@ -66,7 +68,7 @@ public:
         for (int i = 0; i < count(); ++i)
             states.push_back(stateAt(i));
         line_.close();
-        return finish(states);
+        return finish(states, steadyNow() - start);
     }
 
 private:
@@ -92,7 +94,7 @@ private:
     bool isOver(Time end) const
     {
         const bool isPortGone = !link_.reopen && !line_.portLost().empty();
-        if (isInterrupted() || steadyNow() >= end || isPortGone)
+        if (isInterrupted() || isOutputOver() || steadyNow() >= end || isPortGone)
             return true;
         if (!options_.once)
             return false;
@@ -114,15 +116,20 @@ private:
             table_.draw(rows);
             return;
         }
+        const WallTime time = std::chrono::system_clock::now();
         for (Row &row : rows) {
             row.moment = moment;
+            row.time = time;
             printer_.print(row);
         }
     }
 
-    ExitCode finish(const std::vector<VariableState> &states) const
+    ExitCode finish(const std::vector<VariableState> &states, Time moment) const
     {
-        if (!options_.quiet)
+        if (options_.outputFormat() == Format::NdJson)
+            print(statisticsRecord(line_.statistics(), nullptr, moment, std::chrono::system_clock::now()) +
+                  "\n");
+        if (!options_.quiet && !isOutputOver())
             std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
@@ -130,7 +137,8 @@ private:
         for (int i = 0; i < count(); ++i) {
             const VariableState &state = states[static_cast<std::size_t>(i)];
             ends.push_back(state.lastRead);
-            if (state.lastRead != OrderEnd::Good)
+            // Of what the end has cut short, who has gone away wants to know nothing.
+            if (state.lastRead != OrderEnd::Good && !(state.lastRead == OrderEnd::Open && isOutputOver()))
                 std::fprintf(stderr, "plchost: %s: %s\n", variableAt(i).text.c_str(),
                              describe(state, stationAt(i)).c_str());
         }

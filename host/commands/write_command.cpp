@@ -217,7 +217,10 @@ private:
         Row row;
         row.variable = assignment.variable;
         row.station = stationOf(assignment);
+        row.isWrite = true;
         row.values = assignment.values;
+        row.exceptionCode = assignment.result.exceptionCode;
+        row.time = line_.endOf(assignment.result);
         return row;
     }
 
@@ -225,9 +228,10 @@ private:
     {
         Row row = rowOf(assignment);
         OrderEnd end = assignment.result.end;
-        row.state = end == OrderEnd::Good ? "written" : stateName(end);
-        if (end != OrderEnd::Good)
-            row.detail = describe(assignment.result, row.station);
+        row.isDone = end == OrderEnd::Good;
+        row.state = row.isDone ? "written" : stateName(end);
+        if (!row.isDone)
+            row.reason = describe(assignment.result, row.station);
         else if (options_.verify)
             end = verify(assignment, &row);
         print(&row, end);
@@ -236,9 +240,8 @@ private:
     void print(Row *row, OrderEnd end)
     {
         ends_.push_back(end);
-        if (!row->detail.empty() && end != OrderEnd::PortLost)
-            std::fprintf(stderr, "plchost: %s: %s\n", row->variable.text.c_str(), row->detail.c_str());
-        row->detail.clear();
+        if (!row->reason.empty() && end != OrderEnd::PortLost)
+            std::fprintf(stderr, "plchost: %s: %s\n", row->variable.text.c_str(), row->reason.c_str());
         printer_.print(*row);
     }
 
@@ -249,7 +252,9 @@ private:
         const OrderResult result = line_.await(line_.read(assignment.id));
         if (result.end != OrderEnd::Good) {
             row->state = "written, not read back";
-            row->detail = describe(result, row->station);
+            row->exceptionCode = result.exceptionCode;
+            row->isDone = false;
+            row->reason = describe(result, row->station);
             return result.end;
         }
         const Values due = held_.heldOf(assignment.variable, row->station);
@@ -258,7 +263,8 @@ private:
         row->isInPieces = cutsValues(assignment.variable, link_);
         if (found != due) {
             row->state = "differs";
-            row->detail = "the station holds other values than were written: " +
+            row->isDone = false;
+            row->reason = "the station holds other values than were written: " +
                           differences(assignment.variable, found, due, options_.numberStyle());
             ++differing_;
         } else if (due != assignment.values) {
@@ -271,19 +277,22 @@ private:
 
     void reportComparison(const Assignment &assignment)
     {
-        Row row = rowOf(assignment);
         const OrderResult result = line_.await(line_.read(assignment.id));
+        Row row;
+        row.variable = assignment.variable;
+        row.station = stationOf(assignment);
         row.state = stateName(result.end);
-        row.values.reset();
+        row.exceptionCode = result.exceptionCode;
+        row.time = line_.endOf(result);
         if (result.end != OrderEnd::Good) {
-            row.detail = describe(result, row.station);
+            row.reason = describe(result, row.station);
         } else {
             const Values found = valuesOf(assignment.variable, result.raw);
             row.values = found;
             row.isInPieces = cutsValues(assignment.variable, link_);
             row.state = found == assignment.values ? "would stay" : "would change";
             if (found != assignment.values) {
-                row.detail =
+                row.reason =
                     differences(assignment.variable, found, assignment.values, options_.numberStyle());
                 ++differing_;
             }

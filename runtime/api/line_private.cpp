@@ -529,7 +529,7 @@ void Line::Private::noteEnd(plc::runtime::Ticket ticket, plc::api::OpenOrder *or
     if (ended.end == OrderEnd::Good && !ended.isWrite) {
         const QByteArray bytes = session->bytes(order->variable);
         ended.values = plc::api::publicValues(order->variable, bytes);
-        ended.raw = plc::api::publicBytes(order->variable, bytes);
+        ended.raw = plc::runtime::turnedRound(bytes, order->variable.area->unit);
     }
     orders.keep(ended);
     ++turns;

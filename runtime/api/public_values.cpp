@@ -58,18 +58,6 @@ QList<plcruntime::Value> publicValues(const runtime::Variable &variable, const Q
     return values;
 }
 
-QByteArray publicBytes(const runtime::Variable &variable, const QByteArray &bytes)
-{
-    const int width = runtime::bytesOf(variable.area->unit);
-    QByteArray turned;
-    turned.reserve(bytes.size());
-    for (int first = 0; first + width <= bytes.size(); first += width) {
-        for (int byte = width - 1; byte >= 0; --byte)
-            turned.append(bytes.at(first + byte));
-    }
-    return turned;
-}
-
 runtime::Values writtenValues(const runtime::Variable &variable, const QList<plcruntime::Value> &values)
 {
     if (values.size() != variable.count)

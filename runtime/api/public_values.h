@@ -11,9 +11,6 @@ namespace plc::api {
 /// @param bytes  as Session::bytes().
 QList<plcruntime::Value> publicValues(const runtime::Variable &variable, const QByteArray &bytes);
 
-/// The same as VariableState::raw has them.
-QByteArray publicBytes(const runtime::Variable &variable, const QByteArray &bytes);
-
 /// What Session::write() takes.
 /// @throw runtime::Failure  (wrong usage) when a value does not fit the variable, or when they are not as
 /// many.

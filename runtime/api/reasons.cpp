@@ -10,6 +10,71 @@ namespace {
 using runtime::OrderEnd;
 using runtime::VariableState;
 
+using runtime::Miss;
+
+/// Of attempts that ended in different ways the one that tells most of the line.
+Miss mostTelling(const std::vector<runtime::MissedAttempts> &missed)
+{
+    Miss most;
+    for (const runtime::MissedAttempts &group : missed) {
+        if (group.miss.kind > most.kind)
+            most = group.miss;
+    }
+    return most;
+}
+
+/// What to try where something came and no usable reply.
+std::string adviceFor(const Miss &miss)
+{
+    switch (miss.kind) {
+    case Miss::Kind::Echo:
+        return "the line hands back what is sent: add setting 'echo'";
+    case Miss::Kind::MayBeEcho:
+        return "add setting 'echo' if the line hands back what is sent";
+    case Miss::Kind::EchoMissing:
+        return "is setting 'echo' right for this line?";
+    case Miss::Kind::NoFrame:
+        return "check baud rate, parity and stop bits, and wiring";
+    case Miss::Kind::OtherMaster:
+        return "a line has one master: find the other one";
+    case Miss::Kind::OtherStation:
+        return "check the station number, and whether the line has a second master";
+    case Miss::Kind::OtherFunction:
+    case Miss::Kind::OtherLength:
+    case Miss::Kind::OtherPlace:
+        return "answers come late, or two stations share the number, or the line has a second master; give "
+               "them "
+               "more time with setting 'timeoutMs'";
+    case Miss::Kind::WrongCrc:
+        return "check wiring and termination, and whether two stations share the number";
+    case Miss::Kind::SwappedCrc:
+        return std::string(miss.crcHighFirst ? "add" : "leave out") +
+               " setting 'driverOptions' crc-swap-replies";
+    case Miss::Kind::None:
+    case Miss::Kind::NothingHeard:
+    case Miss::Kind::NotAccepted:
+    case Miss::Kind::Refused:
+    case Miss::Kind::LineBusy:
+        break;
+    }
+    return "check baud rate, parity and stop bits, wiring, and whether two stations share the number";
+}
+
+std::string unusableText(const runtime::OrderResult &result, const std::string &who,
+                         const std::string &effort)
+{
+    const Miss most = mostTelling(result.missed);
+    const std::string why = result.missed.empty() ? "" : ": " + describe(result.missed);
+    const std::string echo = most.alsoEcho ? "; the line hands back what is sent: add setting 'echo'" : "";
+    return "no usable reply from " + who + effort + why + "; " + adviceFor(most) + echo;
+}
+
+/// The other ends of attempts where the text tells the last alone.
+std::string othersOf(const runtime::OrderResult &result)
+{
+    return result.missed.size() > 1 ? " (" + describe(result.missed) + ")" : "";
+}
+
 std::string textOf(const runtime::OrderResult &result, int station, runtime::Time timeout)
 {
     const std::string who = "station " + std::to_string(station);
@@ -22,23 +87,13 @@ std::string textOf(const runtime::OrderResult &result, int station, runtime::Tim
     case OrderEnd::Refused:
         return who + " refused with " +
                runtime::describeException(result.function, result.exceptionCode, result.address,
-                                          result.count);
+                                          result.count) +
+               othersOf(result);
     case OrderEnd::Unusable:
-        if (result.echoMissing)
-            return "the echo of the request was not heard, or came damaged," + effort +
-                   "; is setting 'echo' right for this line?";
-        if (result.mayBeEcho)
-            return "no usable reply from " + who + effort +
-                   ": what came is like the request, and so soon that it may be the request itself; add "
-                   "setting 'echo' if the line hands back what is sent";
-        if (result.echoHeard)
-            return "no usable reply from " + who + effort +
-                   ": the line hands back what is sent; add setting 'echo'";
-        return "no usable reply from " + who + effort +
-               "; check baud rate, parity and stop bits, wiring, and whether two stations share the number";
+        return unusableText(result, who, effort);
     case OrderEnd::LineBusy:
         return "the line never fell silent, so that the request to " + who + " could not go out" +
-               (result.attempts > 0 ? effort : "") + ": noise or a second master";
+               (result.attempts > 0 ? effort : "") + ": noise or a second master" + othersOf(result);
     case OrderEnd::PortLost:
         return "the port was lost";
     case OrderEnd::Unconfirmed:
@@ -59,8 +114,9 @@ std::string textOf(const runtime::OrderResult &result, int station, runtime::Tim
         break;
     }
     return "no answer from " + who + effort + " of " +
-           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(timeout).count()) +
-           " ms; check station number, wiring, baud rate and parity, or give it more time with setting "
+           std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(timeout).count()) + " ms" +
+           (result.missed.empty() ? "" : ": " + describe(result.missed)) +
+           "; check station number, wiring, baud rate and parity, or give it more time with setting "
            "'timeoutMs'";
 }
 

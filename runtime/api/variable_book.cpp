@@ -425,7 +425,7 @@ plcruntime::VariableState VariableBook::state(Id id, const runtime::Session *ses
     state.onScreen = entry.shown >= 0 || screen_.contains(id);
     if (entry.hasValue) {
         state.values = publicValues(entry.variable, entry.bytes);
-        state.raw = publicBytes(entry.variable, entry.bytes);
+        state.raw = runtime::turnedRound(entry.bytes, entry.variable.area->unit);
         state.inPieces = entry.isInPieces;
         state.ageMs = std::chrono::duration_cast<std::chrono::milliseconds>(now - entry.readAt).count();
     }

@@ -20,7 +20,7 @@ constexpr Time kErrorsInterval = std::chrono::seconds(1);
 
 Communication::Communication(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings,
                              Surroundings surroundings)
-    : settings_(settings), surroundings_(std::move(surroundings)), link_(driver, info, settings, news_)
+    : LinkOnDriver(driver, info, settings, news_), settings_(settings), surroundings_(std::move(surroundings))
 {}
 
 Communication::~Communication()

@@ -9,14 +9,14 @@
 
 #include "runtime/line/port_opening.h"
 #include "runtime/line/port_search.h"
-#include "runtime/master/driver_link.h"
+#include "runtime/master/link_on_driver.h"
 #include "runtime/master/news_box.h"
 #include "runtime/master/surroundings.h"
 
 namespace plc::runtime {
 
 /// A link over a port, with a thread of its own.
-class Communication : public Link
+class Communication : public LinkOnDriver
 {
 public:
     /// @param info  the record that the driver was given; `retryCount` and `retryLimit` are written by the
@@ -30,25 +30,10 @@ public:
     void start(const std::map<int, int> &cyclicReads, bool trace) override;
     /// Ends the thread and waits for it.
     void stop() override;
-    void setLevelStations(const std::set<int> &stations) override { link_.setLevelStations(stations); }
-    void setCyclicReads(const std::map<int, int> &reads) override { link_.setCyclicReads(reads); }
-    void setTrace(bool trace) override { link_.setTrace(trace); }
     Time now() const override { return steadyNow(); }
     void wait(Time until) override { news_.wait(until); }
     void wake() override { news_.wake(); }
     std::vector<News> take() override { return news_.take(); }
-    Statistics statisticsSoFar() override { return link_.statisticsSoFar(); }
-    void setOpenOrders(int count) override { link_.setOpenOrders(count); }
-    bool setStationEnabled(int station, bool enabled) override
-    {
-        return link_.setStationEnabled(station, enabled);
-    }
-    bool betweenRequests(const std::function<void()> &work) override { return link_.betweenRequests(work); }
-    int rebuild(const std::function<void()> &work) override { return link_.rebuild(work); }
-    void setDeadline(Ticket ticket, Time deadline) override { link_.setDeadline(ticket, deadline); }
-    void takeLoss(const std::vector<Ticket> &tickets) override { link_.takeLoss(tickets); }
-    std::set<Ticket> unconfirmed() override { return link_.unconfirmed(); }
-    void withdraw(const std::vector<Ticket> &tickets) override { link_.withdraw(tickets); }
 
 private:
     std::unique_ptr<Port> open() const;
@@ -63,7 +48,6 @@ private:
     const LinkSettings settings_;
     const Surroundings surroundings_;
     NewsBox news_;
-    DriverLink link_;
     PortSearch search_;
     std::thread thread_;
     std::atomic<bool> stopping_{false};

@@ -220,7 +220,7 @@ void Cycle::portLost(Time now)
                                       attempt_.sentUntil + rules_.responseTimeout);
         }
         useUpRepeats();
-        endAttempt(now, AttemptEnd::PortLost, 0);
+        endAttempt(now, AttemptEnd::PortLost);
         goOn(now, judgeNothing());
     }
     buffer_.clear();
@@ -434,6 +434,8 @@ void Cycle::discardBefore(Time now, int bytes, const char *why)
 {
     if (bytes <= 0)
         return;
+    if (isListening() && attempt_.passedOver.size() < kBufferKept)
+        attempt_.passedOver.append(buffer_.left(std::min(bytes, kBufferKept)));
     buffer_.remove(0, bytes);
     noteForeign(now, bytes, why);
 }
@@ -579,8 +581,16 @@ bool Cycle::offerReply(Time now, const Sighting &sighting)
     lastActivity_ = now;
     if (received > sighting.length)
         noteForeign(now, received - sighting.length, "around the reply");
+    if (isDone(status)) {
+        endAttempt(now, AttemptEnd::Good);
+    } else {
+        Miss miss;
+        miss.kind = Miss::Kind::NotAccepted;
+        miss.heard = received;
+        miss.shown = buffer_.left(sighting.length);
+        endAttempt(now, AttemptEnd::Unusable, miss);
+    }
     buffer_.clear();
-    endAttempt(now, isDone(status) ? AttemptEnd::Good : AttemptEnd::Unusable, 0);
     goOn(now, status);
     return true;
 }
@@ -652,14 +662,17 @@ void Cycle::endUnanswered(Time now)
 {
     // A sender that does not hear itself has perhaps not been heard by anybody.
     attempt_.echoMissing = echoes_.isMissing();
+    const Miss unheard = missAt(attempt_.echoMissing ? AttemptEnd::Unusable : AttemptEnd::NoReply, 0);
     discardBefore(now, buffer_.size(), "an answer that nobody waits for");
     const int status = judgeNothing();
     if (attempt_.isRefused)
-        endAttempt(now, AttemptEnd::Exception, report_.exceptionCode);
+        endAttempt(now, AttemptEnd::Exception, missAt(AttemptEnd::Exception, report_.exceptionCode));
     else if (attempt_.echoMissing)
-        endAttempt(now, AttemptEnd::Unusable, 0);
+        endAttempt(now, AttemptEnd::Unusable, unheard);
+    else if (isDone(status))
+        endAttempt(now, AttemptEnd::NoReplyDue);
     else
-        endAttempt(now, isDone(status) ? AttemptEnd::NoReplyDue : AttemptEnd::NoReply, 0);
+        endAttempt(now, AttemptEnd::NoReply, unheard);
     goOn(now, status);
 }
 
@@ -680,14 +693,14 @@ void Cycle::giveUpSending(Time now)
 void Cycle::withhold(Time now)
 {
     useUpRepeats();
-    endAttempt(now, AttemptEnd::Withheld, 0);
+    endAttempt(now, AttemptEnd::Withheld);
     goOn(now, judgeNothing());
 }
 
 /// The attempt has brought nothing that the driver could use.
 void Cycle::failAttempt(Time now, AttemptEnd end, int exceptionCode)
 {
-    endAttempt(now, end, exceptionCode);
+    endAttempt(now, end, missAt(end, exceptionCode));
     showNothing(now);
     const bool isRepeated = state_ == CycleState::WaitingSilence;
     if (isRepeated && end == AttemptEnd::Exception && exceptionCode == kExceptionBusy)
@@ -695,7 +708,7 @@ void Cycle::failAttempt(Time now, AttemptEnd end, int exceptionCode)
 }
 
 /// Counts and reports the end of an attempt.
-void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
+void Cycle::endAttempt(Time now, AttemptEnd end, const Miss &miss)
 {
     // What was withheld leaves no row in the statistics of its station.
     if (!tellsNothing(end))
@@ -708,8 +721,29 @@ void Cycle::endAttempt(Time now, AttemptEnd end, int exceptionCode)
         noteStationPause(now);
     }
     report_.cause = causeAfter(report_.cause, end);
+    add(miss, report_.attempts + (wasSent(end) ? 0 : 1), &report_.missed);
     if (observer_)
-        observer_->attemptEnded(now, end, exceptionCode);
+        observer_->attemptEnded(now, end, miss);
+}
+
+/// Why an attempt that has ended so brought no good reply.
+Miss Cycle::missAt(AttemptEnd end, int exceptionCode) const
+{
+    Miss miss;
+    miss.exceptionCode = exceptionCode;
+    if (end == AttemptEnd::Exception)
+        miss.kind = Miss::Kind::Refused;
+    else if (end == AttemptEnd::LineBusy)
+        miss.kind = Miss::Kind::LineBusy;
+    else if (end == AttemptEnd::Unusable || end == AttemptEnd::NoReply)
+        miss = missOf(attempt_.passedOver + buffer_, attempt_.shape, request().frame);
+    if (end != AttemptEnd::Unusable)
+        return miss;
+    if (attempt_.echoMissing)
+        miss.kind = Miss::Kind::EchoMissing;
+    else if (attempt_.mayBeEcho)
+        miss.kind = Miss::Kind::MayBeEcho;
+    return miss;
 }
 
 /// Throws the input away and tells the driver that the wait is over.

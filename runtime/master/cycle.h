@@ -12,6 +12,7 @@
 #include "core/records.h"
 #include "runtime/line/line_timing.h"
 #include "runtime/line/link_time.h"
+#include "runtime/line/miss.h"
 #include "runtime/line/reply_search.h"
 #include "runtime/master/echoes.h"
 #include "runtime/master/late_reply_guard.h"
@@ -103,7 +104,8 @@ struct TransactionReport
     bool echoHeard = false;
     /// The last attempt heard bytes that are both its request and a good reply, too soon to tell which.
     bool mayBeEcho = false;
-    Time startedAt{}; ///< first transmission
+    std::vector<MissedAttempts> missed; ///< why attempts brought no good reply
+    Time startedAt{};                   ///< first transmission
     Time endedAt{};
 };
 
@@ -117,7 +119,8 @@ public:
     virtual void received(Time, const QByteArray &bytes) = 0;
     /// Received bytes were thrown away; @p why is a few words for people.
     virtual void discarded(Time, int bytes, const char *why) = 0;
-    virtual void attemptEnded(Time, AttemptEnd, int exceptionCode) = 0;
+    /// @param miss  why there is no good reply.
+    virtual void attemptEnded(Time, AttemptEnd, const Miss &miss) = 0;
     virtual void transactionEnded(const TransactionReport &) = 0;
 };
 
@@ -212,6 +215,7 @@ private:
         bool echoMissing = false;  ///< these three as in TransactionReport
         bool echoHeard = false;
         bool mayBeEcho = false;
+        QByteArray passedOver; ///< received and thrown away; the first kBufferKept bytes
     };
 
     // Up to the line.
@@ -252,7 +256,8 @@ private:
     // The end of an attempt, and what follows.
     void withhold(Time now);
     void failAttempt(Time now, AttemptEnd end, int exceptionCode);
-    void endAttempt(Time now, AttemptEnd end, int exceptionCode);
+    void endAttempt(Time now, AttemptEnd end, const Miss &miss = Miss());
+    Miss missAt(AttemptEnd end, int exceptionCode) const;
     void showNothing(Time now);
     void goOn(Time now, int status);
     void endTransaction(Time now, int status);

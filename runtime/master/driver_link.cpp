@@ -55,7 +55,7 @@ std::map<int, Time> ownGuards(const LinkSettings &link)
     return guards;
 }
 
-std::string endText(AttemptEnd end, int exceptionCode)
+std::string endText(AttemptEnd end, const Miss &miss)
 {
     switch (end) {
     case AttemptEnd::Good:
@@ -63,9 +63,9 @@ std::string endText(AttemptEnd end, int exceptionCode)
     case AttemptEnd::NoReplyDue:
         return "sent, no reply due";
     case AttemptEnd::Exception:
-        return "refused: " + std::string(exceptionMeaning(exceptionCode).name);
+        return "refused: " + describe(miss);
     case AttemptEnd::Unusable:
-        return "no usable reply";
+        return "no usable reply: " + describe(miss);
     case AttemptEnd::LineBusy:
         return "not sent: the line never fell silent";
     case AttemptEnd::Withheld:
@@ -75,7 +75,7 @@ std::string endText(AttemptEnd end, int exceptionCode)
     case AttemptEnd::NoReply:
         break;
     }
-    return "time-out";
+    return "time-out: " + describe(miss);
 }
 
 } // namespace
@@ -544,10 +544,10 @@ void DriverLink::discarded(Time now, int bytes, const char *why)
         tell({FrameNews::Kind::Discarded, now, Time(), QByteArray(), 0, bytes, why});
 }
 
-void DriverLink::attemptEnded(Time now, AttemptEnd end, int exceptionCode)
+void DriverLink::attemptEnded(Time now, AttemptEnd end, const Miss &miss)
 {
     if (trace_ && !(onlyLevels_ && end == AttemptEnd::Withheld))
-        tell({FrameNews::Kind::AttemptEnd, now, Time(), QByteArray(), 0, 0, endText(end, exceptionCode)});
+        tell({FrameNews::Kind::AttemptEnd, now, Time(), QByteArray(), 0, 0, endText(end, miss)});
 }
 
 void DriverLink::tell(FrameNews frame)

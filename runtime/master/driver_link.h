@@ -73,7 +73,7 @@ private:
     void sent(Time now, const QByteArray &frame, int attempt) override;
     void received(Time now, const QByteArray &bytes) override;
     void discarded(Time now, int bytes, const char *why) override;
-    void attemptEnded(Time now, AttemptEnd end, int exceptionCode) override;
+    void attemptEnded(Time now, AttemptEnd end, const Miss &miss) override;
     void transactionEnded(const TransactionReport &report) override;
 
     void tellReleased();

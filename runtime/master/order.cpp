@@ -33,9 +33,7 @@ OrderResult resultOf(const TransactionReport &report)
     result.function = report.request.function;
     result.exceptionCode = report.exceptionCode;
     result.attempts = report.attempts;
-    result.echoMissing = report.echoMissing;
-    result.echoHeard = report.echoHeard;
-    result.mayBeEcho = report.mayBeEcho;
+    result.missed = report.missed;
     switch (report.cause) {
     case AttemptEnd::Good:
     case AttemptEnd::NoReplyDue:

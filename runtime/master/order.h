@@ -29,14 +29,12 @@ enum class OrderEnd
 struct OrderResult
 {
     OrderEnd end = OrderEnd::Open;
-    int function = 0;         ///< Modbus function of the last request; in relay mode only for Refused, else 0
-    int address = 0;          ///< first register or bit of that request, for Refused
-    int count = 0;            ///< registers or bits of it, for Refused; 0 = neither is known
-    int exceptionCode = 0;    ///< for Refused
-    int attempts = 0;         ///< frames sent for the last request
-    bool echoMissing = false; ///< see TransactionReport
-    bool echoHeard = false;   ///< see TransactionReport
-    bool mayBeEcho = false;   ///< see TransactionReport
+    int function = 0;      ///< Modbus function of the last request; in relay mode only for Refused, else 0
+    int address = 0;       ///< first register or bit of that request, for Refused
+    int count = 0;         ///< registers or bits of it, for Refused; 0 = neither is known
+    int exceptionCode = 0; ///< for Refused
+    int attempts = 0;      ///< frames sent for the last request
+    std::vector<MissedAttempts> missed; ///< why attempts of that request brought no good reply
 };
 
 /// What the end of the last transaction means for its order.

@@ -137,14 +137,21 @@ Ticket Session::write(const Variable &variable, const Values &values, Time deadl
     return submit({variable, values, true, deadline});
 }
 
-Footprint Session::footprintOf(const Variable &variable, bool isWrite) const
+/// Where the variable is, with no pieces.
+Footprint Session::placeOf(const Variable &variable) const
 {
     Footprint footprint;
-    footprint.isWrite = isWrite;
     footprint.station = stationOf(variable);
     footprint.baseType = variable.area->baseType;
     footprint.first = variable.baseFirst();
     footprint.count = variable.baseCount();
+    return footprint;
+}
+
+Footprint Session::footprintOf(const Variable &variable, bool isWrite) const
+{
+    Footprint footprint = placeOf(variable);
+    footprint.isWrite = isWrite;
     footprint.pieces = isWrite ? writePieces(variable, settings_) : readPieces(variable, settings_);
     return footprint;
 }
@@ -510,7 +517,7 @@ Values Session::values(const Variable &variable) const
 
 bool Session::isBeingWritten(const Variable &variable) const
 {
-    return ledger_.isBeingWritten(footprintOf(variable, false));
+    return ledger_.isBeingWritten(placeOf(variable));
 }
 
 QByteArray Session::bytes(const Variable &variable) const

@@ -201,6 +201,7 @@ private:
     void noteStation(const StationNews &news);
     void noteState(int station, StationState state);
     Ticket submit(Order &&order);
+    Footprint placeOf(const Variable &variable) const;
     Footprint footprintOf(const Variable &variable, bool isWrite) const;
     void startWaiting();
     void endCutShort();

@@ -221,6 +221,18 @@ QByteArray encodeValues(const Values &values, Unit unit)
     return bytes;
 }
 
+QByteArray turnedRound(const QByteArray &bytes, Unit unit)
+{
+    const int width = bytesOf(unit);
+    QByteArray turned;
+    turned.reserve(bytes.size());
+    for (int first = 0; first + width <= bytes.size(); first += width) {
+        for (int byte = width - 1; byte >= 0; --byte)
+            turned.append(bytes.at(first + byte));
+    }
+    return turned;
+}
+
 Values decodeValues(const QByteArray &bytes, Unit unit, int count)
 {
     const int width = bytesOf(unit);

@@ -33,7 +33,10 @@ int bytesOf(Unit unit);
 /// byte first, four a pair with the lowest byte first.
 QByteArray encodeValues(const Values &values, Unit unit);
 
-/// The reverse; missing bytes count as 0.
+/// Turns the bytes of each value round: from low byte first to the order on the line, and back.
+QByteArray turnedRound(const QByteArray &bytes, Unit unit);
+
+/// The reverse of encodeValues(); missing bytes count as 0.
 /// @param count  as Variable::rawCount().
 Values decodeValues(const QByteArray &bytes, Unit unit, int count);
 

@@ -195,6 +195,7 @@ void Bus::runUntil(Time until)
     while (now() < until && witness_.complaint().empty()) {
         front_->pump(until);
         digestEnds();
+        front_->checkChanges(now(), witness_);
     }
 }
 

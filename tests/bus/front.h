@@ -39,6 +39,8 @@ public:
     virtual bool isPortLost() const = 0;
     /// Shows the witness what is told of a watched variable.
     virtual void checkStatus(Time now, std::size_t number, Witness &witness) const = 0;
+    /// Shows the witness the values that are told to have changed since the last call.
+    virtual void checkChanges(Time now, Witness &witness) = 0;
     /// The driver of this line.
     virtual const runtime::DriverLibrary &driver() const = 0;
 };

@@ -195,6 +195,8 @@ void LineFront::digest(const plcruntime::Event &event)
 {
     if (event.order && ++told_[static_cast<runtime::Ticket>(event.order->order)] > 1)
         ground_.complain("(b) the end of order " + std::to_string(event.order->order) + " is told twice");
+    if (event.kind == plcruntime::EventValue)
+        changed_.insert(event.variable->id);
     if (event.station && event.station->state != plcruntime::StationState::SwitchedOff)
         listener_.station(event.station->station, event.station->state == plcruntime::StationState::Offline);
     if (event.port)
@@ -283,10 +285,26 @@ void LineFront::checkStatus(Time now, std::size_t number, Witness &witness) cons
                          milliseconds(1), true,
                          witness.isWrittenSince(station, variable.area->baseType, variable.baseFirst(),
                                                 variable.baseCount())});
+    checkValues(now, number, witness);
+}
+
+void LineFront::checkValues(Time now, std::size_t number, Witness &witness) const
+{
+    const runtime::Variable &variable = watched_[number];
     std::vector<std::uint64_t> values;
-    for (const plcruntime::Value &value : state.values)
+    for (const plcruntime::Value &value : line_->value(ids_[number]).values)
         values.push_back(static_cast<std::uint64_t>(value.toInteger()));
-    witness.checkValues(now, variable, station, values);
+    witness.checkValues(now, variable, variable.station.value_or(station_), values);
+}
+
+/// With a write that fails a wrong value stands there only until the next reading.
+void LineFront::checkChanges(Time now, Witness &witness)
+{
+    for (std::size_t i = 0; i < ids_.size(); ++i) {
+        if (changed_.count(ids_[i]) > 0)
+            checkValues(now, i, witness);
+    }
+    changed_.clear();
 }
 
 } // namespace plc::bus

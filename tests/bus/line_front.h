@@ -5,6 +5,7 @@
 
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,6 +45,7 @@ public:
     bool isOffline(int station) const override;
     bool isPortLost() const override;
     void checkStatus(Time now, std::size_t number, Witness &witness) const override;
+    void checkChanges(Time now, Witness &witness) override;
     const runtime::DriverLibrary &driver() const override { return *driver_; }
 
 private:
@@ -52,6 +54,7 @@ private:
     plcruntime::VariableId idOf(const runtime::Variable &variable);
     runtime::Ticket taken(plcruntime::OrderId order, const plcruntime::Error &error);
     void mustSucceed(const plcruntime::Error &error) const;
+    void checkValues(Time now, std::size_t number, Witness &witness) const;
 
     Ground ground_;
     Listener listener_;
@@ -62,6 +65,7 @@ private:
     std::vector<plcruntime::VariableId> ids_;              ///< of the watched variables
     std::map<std::string, plcruntime::VariableId> places_; ///< of those that are ordered
     std::map<runtime::Ticket, int> told_;                  ///< how often an end was told
+    std::set<plcruntime::VariableId> changed_;             ///< since checkChanges()
 };
 
 } // namespace plc::bus

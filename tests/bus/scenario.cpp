@@ -115,7 +115,9 @@ void setOutageTimes(Scenario *scenario)
     const auto stations = static_cast<int>(scenario->bus.field.stations.size());
     const Time failure = (link.retries + 2) * (link.timeout + seconds(1));
     scenario->outageSettles = 2 * stations * link.offline.failures * failure;
-    scenario->longestOrder = std::max(scenario->longestOrder, 2 * scenario->outageSettles);
+    // Orders for one place wait for each other, and none of them gets on while a time-out runs.
+    scenario->orderEvery *= std::max<int>(1, static_cast<int>(link.timeout / seconds(10)));
+    scenario->longestOrder = std::max(scenario->longestOrder, 4 * scenario->outageSettles);
 }
 
 /// Requests of one scan.

@@ -38,6 +38,7 @@ public:
     bool isOffline(int station) const override { return session_.isOffline(station); }
     bool isPortLost() const override { return !session_.portLost().empty(); }
     void checkStatus(Time now, std::size_t number, Witness &witness) const override;
+    void checkChanges(Time, Witness &) override {} // a session tells of no values
     const runtime::DriverLibrary &driver() const override { return driver_; }
 
 private:

@@ -511,15 +511,17 @@ void Witness::checkReading(Time now, const runtime::TransactionReport &report)
             continue;
         auto &written = shown->second.written;
         std::vector<Former> &passedOver = shown->second.passedOver;
-        shown->second.isWritten = !written.empty();
+        // A reading that is ordered brings nothing to a variable that is put off.
+        const bool isCyclic = report.request.hostId == runtime::kCyclicHostId;
+        shown->second.isWritten = !written.empty() || (!isCyclic && shown->second.isWritten);
         if (isAnyWritten) {
             noteFormer({shown->second.read, confirmed(written)}, &passedOver);
             noteFormer({shown->second.brought, {}}, &passedOver);
-        } else {
+        } else if (isCyclic) {
             passedOver.clear();
         }
         shown->second.read = value;
-        if (report.request.hostId == runtime::kCyclicHostId)
+        if (isCyclic)
             shown->second.brought = value;
         written.erase(std::remove_if(written.begin(), written.end(),
                                      [this, now](const Written &entry) { return isOver(entry.ticket, now); }),

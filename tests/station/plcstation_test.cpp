@@ -98,6 +98,25 @@ TEST(StationProgram, AnswersOnThePseudoTerminalItNames)
     EXPECT_EQ(bytes("11 03 04 12 34 AB CD 11 E1"), port.ask(bytes("11 03 00 64 00 02 87 44"), 9));
 }
 
+TEST(StationProgram, TakesCommandsFromItsStandardInputAndOutlivesItsEnd)
+{
+    // The shell gives the input, and becomes the station.
+    Program station("/bin/sh",
+                    {"-c",
+                     "exec \"$0\" --commands --die-with-parent <<'END'\nset 1 4x:0 7 8\nget 1 4x:0 2\n"
+                     "kill 1\nget 1 4x:1\nEND\n",
+                     PLC_STATION_PROGRAM});
+    const std::string path = station.readLine();
+    EXPECT_EQ("1 4x:0 7 8", station.readLine());
+    EXPECT_EQ("1 4x:1 8", station.readLine());
+    MasterPort port(path);
+    EXPECT_EQ(rtu("01 03 02 0007"), port.ask(rtu("01 03 0000 0001"), 7));
+    station.signal(SIGTERM);
+    const ProgramResult result = station.wait();
+    EXPECT_EQ(0, result.exitCode);
+    EXPECT_TRUE(contains(result.errors, "plcstation: 'kill 1': there is no command 'kill'")) << result.errors;
+}
+
 TEST(StationProgram, OpensARawTerminalWithoutEcho)
 {
     StationProcess station({});

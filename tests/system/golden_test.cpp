@@ -38,17 +38,17 @@ const char kLines[] = "nonsense\nLamp = 0\nSet.Speed = 5,6,7\nSet.Speed = 99999\
 std::string masked(const std::string &line)
 {
     static const std::regex timeAtStart("^[0-9]+\\.[0-9]+(  |,)");
-    static const std::regex age(", [0-9]+ ms old\\)|,[0-9]+$");
+    static const std::regex age(", [0-9]+ ms old\\)|,[0-9]+,TIME");
     static const std::regex fields("\"(time_s|age_ms)\":[0-9.e+-]+");
     static const std::regex measured("^(requests|station [0-9]+: requests|bytes out|[0-9.]+ requests per "
                                      "second|full scans|line in use|ordinary:)");
-    static const std::regex number("[0-9]+(\\.[0-9]+)?(e[-+]?[0-9]+)?");
-    if (std::regex_search(line, measured) || line.rfind("{\"statistics\"", 0) == 0)
-        return std::regex_replace(line, number, "#");
-    std::string result = line;
+    static const std::regex measuredNumber("\\b[0-9]+(\\.[0-9]+)?(e[-+]?[0-9]+)?");
+    if (std::regex_search(line, measured) || line.rfind("{\"kind\":\"statistics\"", 0) == 0)
+        return std::regex_replace(withoutWallTimes(line), measuredNumber, "#");
+    std::string result = withoutWallTimes(line);
     if (std::regex_search(line, timeAtStart)) {
         result = std::regex_replace(result, timeAtStart, "#$1");
-        result = std::regex_replace(result, age, line.back() == ')' ? ", # ms old)" : ",#");
+        result = std::regex_replace(result, age, line.back() == ')' ? ", # ms old)" : ",#,TIME");
     }
     return std::regex_replace(result, fields, "\"$1\":#");
 }

@@ -62,7 +62,7 @@ TEST_F(HangUp, EndsThePrograms)
     EXPECT_EQ("done", word(run.awaitWrite("A"), "result"));
     run.process().signal(SIGHUP);
     run.await([](const QJsonObject &line) { return line.contains("variable"); }); // only at the end
-    run.await([](const QJsonObject &line) { return line.contains("statistics"); });
+    run.await([](const QJsonObject &line) { return isA("statistics", line); });
     EXPECT_EQ(0, run.process().waitForEnd(steadyNow() + kPatience));
 
     ChildProcess other(PLC_STATION_PROGRAM, {"--link", port + "_other"}, true);

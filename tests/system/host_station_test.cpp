@@ -70,10 +70,12 @@ TEST_F(HostAndStation, ShowsValuesAsAsked)
     serve({});
     EXPECT_EQ("4x:100:2 = 0x1234 0xABCD\n", host("read", {"4x:100:2", "--hex"}).output);
     EXPECT_EQ("4x:101:3 = -21555 1 -1\n", host("read", {"4x:101:3", "--signed"}).output);
-    EXPECT_EQ("name,station,value,state\n4x:100,1,4660,good\n4x:101,1,43981,good\n",
-              host("read", {"4x:100:2", "--format", "csv"}).output);
-    EXPECT_EQ("{\"variable\":\"4x:100:2\",\"station\":1,\"state\":\"good\",\"values\":[4660,43981]}\n",
-              host("read", {"4x:100:2", "--format", "ndjson"}).output);
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n4x:100,1,4660,good,TIME,,\n"
+              "4x:101,1,43981,good,TIME,,\n",
+              withoutWallTimes(host("read", {"4x:100:2", "--format", "csv"}).output));
+    EXPECT_EQ("{\"kind\":\"value\",\"time\":\"TIME\",\"variable\":\"4x:100:2\",\"station\":1,"
+              "\"state\":\"good\",\"values\":[4660,43981]}\n",
+              withoutWallTimes(host("read", {"4x:100:2", "--format", "ndjson"}).output));
 }
 
 TEST_F(HostAndStation, TakesTypeStartAndCountAsOtherMastersDo)
@@ -200,9 +202,11 @@ TEST_F(HostAndStation, BroadcastsAWriteToAllStations)
 TEST_F(HostAndStation, BroadcastsWhereTheUsualStationIsZero)
 {
     serve({});
-    EXPECT_EQ("4x:600 = 77  (written)\n", host("write", {"-a", "0", "4x:600=77"}).output);
-    EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n", host("read", {"-a", "0", "4x:600@1", "4x:600@5"}).output);
-    EXPECT_THAT(host("read", {"-a", "0", "4x:600"}).errors, HasSubstr("nobody answers a read of station 0"));
+    EXPECT_EQ("4x:600 = 77  (written)\n", host("write", {"-a", "0", "-o", "60", "4x:600=77"}).output);
+    EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n",
+              host("read", {"-a", "0", "-o", "60", "4x:600@1", "4x:600@5"}).output);
+    EXPECT_THAT(host("read", {"-a", "0", "-o", "60", "4x:600"}).errors,
+                HasSubstr("nobody answers a read of station 0"));
 }
 
 TEST_F(HostAndStation, RefusesMoreOrdersThanCanBeOpenBeforeTheFirst)

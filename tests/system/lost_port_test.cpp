@@ -76,7 +76,7 @@ TEST_F(LostPort, HasAStateOfItsOwnInCsvAndNdjson)
 {
     for (const auto &[format, good, lost] :
          {std::array<std::string, 3>{"csv", ",good,", ",port lost,"},
-          std::array<std::string, 3>{"ndjson", R"("state":"good")", R"("state":"port lost","age_ms":)"}}) {
+          std::array<std::string, 3>{"ndjson", R"("state":"good")", R"("state":"port lost","reason":)"}}) {
         plugIn();
         ChildProcess watch(PLC_HOST_PROGRAM, watchWords({"--format", format}), true);
         await(watch, good);

@@ -106,6 +106,11 @@ std::string word(const QJsonObject &object, const char *key)
     return object.value(key).toString().toStdString();
 }
 
+bool isA(const char *kind, const QJsonObject &line)
+{
+    return line.value("kind").toString() == kind;
+}
+
 RunningProject::RunningProject(const Words &arguments)
     : pipe_(::testing::TempDir() + "plc_input_" + std::to_string(getpid()))
 {
@@ -152,13 +157,14 @@ QJsonObject RunningProject::await(const std::function<bool(const QJsonObject &)>
 QJsonObject RunningProject::awaitState(const std::string &variable, const std::string &state)
 {
     return await([&](const QJsonObject &line) {
-        return word(line, "variable") == variable && word(line, "state") == state;
+        return isA("value", line) && word(line, "variable") == variable && word(line, "state") == state;
     });
 }
 
 QJsonObject RunningProject::awaitWrite(const std::string &variable)
 {
-    return await([&](const QJsonObject &line) { return word(line, "write") == variable; });
+    return await(
+        [&](const QJsonObject &line) { return isA("write", line) && word(line, "variable") == variable; });
 }
 
 void RunningProject::awaitAllGood()
@@ -166,7 +172,7 @@ void RunningProject::awaitAllGood()
     constexpr int kVariables = 600;
     int inARow = 0;
     await([&inARow](const QJsonObject &line) {
-        if (line.contains("variable"))
+        if (isA("value", line))
             inARow = word(line, "state") == "good" ? inARow + 1 : 0;
         return inARow >= kVariables;
     });
@@ -175,14 +181,14 @@ void RunningProject::awaitAllGood()
 int RunningProject::end()
 {
     say("quit");
-    await([](const QJsonObject &line) { return line.contains("statistics"); });
+    await([](const QJsonObject &line) { return isA("statistics", line); });
     return process_->waitForEnd(steadyNow() + kPatience).value_or(-1);
 }
 
 int RunningProject::countOfWrites() const
 {
     return static_cast<int>(std::count_if(seen_.begin(), seen_.end(),
-                                          [](const QJsonObject &line) { return line.contains("write"); }));
+                                          [](const QJsonObject &line) { return isA("write", line); }));
 }
 
 } // namespace plc::test

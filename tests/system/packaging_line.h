@@ -30,6 +30,8 @@ std::vector<double> knownValues(const runtime::Variable &variable);
 QJsonObject json(const std::string &line);
 std::vector<double> numbers(const QJsonValue &list);
 std::string word(const QJsonObject &object, const char *key);
+/// True of a line of that kind, as "write".
+bool isA(const char *kind, const QJsonObject &line);
 
 /// plchost run with standard input in the test's hand.
 class RunningProject

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -37,6 +38,13 @@ void PrintTo(const Finished &finished, std::ostream *out)
     *out << "exit code " << finished.exitCode << "\n--- output\n"
          << finished.output << "--- errors\n"
          << finished.errors;
+}
+
+std::string withoutWallTimes(const std::string &text)
+{
+    static const std::regex time("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}"
+                                 "[-+][0-9]{2}:[0-9]{2}");
+    return std::regex_replace(text, time, "TIME");
 }
 
 Finished plchost(const Words &arguments)

@@ -37,6 +37,9 @@ struct Finished
 
 void PrintTo(const Finished &finished, std::ostream *out);
 
+/// The text with TIME where a time of the clock on the wall stands.
+std::string withoutWallTimes(const std::string &text);
+
 /// Runs plchost to its end.
 Finished plchost(const Words &arguments);
 

@@ -80,11 +80,12 @@ public:
 
     void take(const QJsonObject &line)
     {
-        if (line.contains("write"))
+        if (isA("write", line))
             takeReport(line);
-        else if (line.contains("values"))
+        else if (isA("value", line) && line.contains("values"))
             takeValue(line);
-        ++states_[word(line, "state")];
+        if (isA("value", line))
+            ++states_[word(line, "state")];
     }
 
     std::size_t openWrites() const { return open_.size(); }
@@ -110,7 +111,7 @@ public:
 private:
     void takeReport(const QJsonObject &line)
     {
-        const std::string name = word(line, "write");
+        const std::string name = word(line, "variable");
         const double value = numbers(line.value("values")).at(0);
         EXPECT_EQ(1u, open_.erase({name, value}))
             << name << " = " << value << " is reported twice, or was never written";

@@ -66,10 +66,15 @@ Port *openPort(void *context, const LineSettings &, Error *)
 class Ends
 {
 public:
-    void note(OrderId order)
+    static void take(void *context, const Event &event)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        ++ends_[order];
+        auto &self = *static_cast<Ends *>(context);
+        EXPECT_EQ(0, self.inside_.fetch_add(1, std::memory_order_relaxed)) << "events come one at a time";
+        if (event.order) {
+            const std::lock_guard<std::mutex> lock(self.mutex_);
+            ++self.ends_[event.order->order];
+        }
+        self.inside_.fetch_sub(1, std::memory_order_relaxed);
     }
     std::map<OrderId, int> all() const
     {
@@ -80,6 +85,7 @@ public:
 private:
     mutable std::mutex mutex_;
     std::map<OrderId, int> ends_;
+    std::atomic<int> inside_{0};
 };
 
 LineSettings settingsOf(Delivery delivery)
@@ -104,12 +110,7 @@ TEST_P(PublicLineThreads, CallEverythingAndEveryOrderEndsOnce)
         stations.add(station);
     Line line(settingsOf(GetParam()), openPort, &stations);
     Ends ends;
-    line.setEventHandler(
-        [](void *context, const Event &event) {
-            if (event.order)
-                static_cast<Ends *>(context)->note(event.order->order);
-        },
-        &ends, EventsAll);
+    line.setEventHandler(&Ends::take, &ends, EventsAll);
     QList<VariableId> variables;
     for (int i = 0; i < 12; ++i)
         variables.append(line.addVariable(QString::fromLatin1("4x:%1@%2").arg(100 + 3 * i).arg(1 + i % 3)));

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "support/time_zone.h"
+
 namespace {
 
 using namespace plc::host;
+using plc::test::TimeZone;
 using plcruntime::Counters; // not those of the rooms below
 using plcruntime::Statistics;
 using plcruntime::VariableState;
@@ -29,6 +32,8 @@ Row failedRow()
     result.values.reset();
     result.state = "refused";
     result.detail = "illegal \"data\" address";
+    result.exceptionCode = 2;
+    result.reason = "it \"refused\"";
     return result;
 }
 
@@ -51,9 +56,19 @@ TEST(TextRows, ShowStateAgeAndMomentWhereGiven)
 TEST(CsvRows, HaveAHeadLineOnceAndALineForEachValue)
 {
     RowPrinter printer(Format::Csv, NumberStyle::Signed);
-    EXPECT_EQ("name,station,value,state\n4x_d:200,5,-1,good\n4x_d:202,5,7,good\n",
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n4x_d:200,5,-1,good,,,\n"
+              "4x_d:202,5,7,good,,,\n",
               printer.render(row("4x_d:200:2", {0xFFFFFFFF, 7})));
-    EXPECT_EQ("4x:100,5,,refused\n4x:101,5,,refused\n", printer.render(failedRow()));
+    EXPECT_EQ("4x:100,5,,refused,,2,illegal data address\n4x:101,5,,refused,,2,illegal data address\n",
+              printer.render(failedRow()));
+}
+
+TEST(CsvRows, QuoteNamesWithACommaOrAQuotationMark)
+{
+    Row named = row("4x:100", {7});
+    named.variable.text = named.variable.label = "Feed, \"slow\"";
+    EXPECT_THAT(RowPrinter(Format::Csv, NumberStyle::Unsigned).render(named),
+                HasSubstr("\n\"Feed, \"\"slow\"\"\",5,7,good,"));
 }
 
 TEST(CsvRows, HaveMomentAndAgeWhenTheyRepeat)
@@ -62,22 +77,25 @@ TEST(CsvRows, HaveMomentAndAgeWhenTheyRepeat)
     Row watched = row("0x:3", {1});
     watched.age = milliseconds(12);
     watched.moment = milliseconds(1500);
-    EXPECT_EQ("time_s,name,station,value,state,age_ms\n1.500,0x:3,5,1,good,12\n", printer.render(watched));
+    EXPECT_EQ("time_s,name,station,value,state,age_ms,time,exception_code,exception_name\n"
+              "1.500,0x:3,5,1,good,12,,,\n",
+              printer.render(watched));
     watched.values.reset();
     watched.age.reset();
     watched.state = "never read";
-    EXPECT_EQ("1.500,0x:3,5,,never read,\n", printer.render(watched));
+    EXPECT_EQ("1.500,0x:3,5,,never read,,,,\n", printer.render(watched));
 }
 
 TEST(NdJsonRows, AreOneObjectALine)
 {
     RowPrinter printer(Format::NdJson, NumberStyle::Unsigned);
-    EXPECT_EQ("{\"variable\":\"4x:100:2\",\"station\":5,\"state\":\"good\",\"values\":[1,2]}\n",
-              printer.render(row("4x:100:2", {1, 2})));
     EXPECT_EQ(
-        "{\"variable\":\"4x:100:2\",\"station\":5,\"state\":\"refused\",\"detail\":\"illegal \\\"data\\\" "
-        "address\"}\n",
-        printer.render(failedRow()));
+        "{\"kind\":\"value\",\"variable\":\"4x:100:2\",\"station\":5,\"state\":\"good\",\"values\":[1,2]}\n",
+        printer.render(row("4x:100:2", {1, 2})));
+    EXPECT_EQ("{\"kind\":\"value\",\"variable\":\"4x:100:2\",\"station\":5,\"state\":\"refused\","
+              "\"exception_code\":2,\"exception_name\":\"illegal data address\",\"reason\":\"it "
+              "\\\"refused\\\"\"}\n",
+              printer.render(failedRow()));
 }
 
 TEST(NdJsonRows, QuoteHexadecimalValues)
@@ -86,17 +104,47 @@ TEST(NdJsonRows, QuoteHexadecimalValues)
     Row watched = row("4x:100", {255});
     watched.age = milliseconds(12);
     watched.moment = milliseconds(1500);
-    EXPECT_EQ("{\"time_s\":1.500,\"variable\":\"4x:100\",\"station\":5,\"state\":\"good\",\"age_ms\":12,"
+    EXPECT_EQ("{\"kind\":\"value\",\"time_s\":1.500,\"variable\":\"4x:100\",\"station\":5,\"state\":\"good\","
+              "\"age_ms\":12,"
               "\"values\":["
               "\"0x00FF\"]}\n",
               printer.render(watched));
+}
+
+TEST(NdJsonRows, SayOfAWriteWhetherItIsDone)
+{
+    Row written = row("4x:100", {7}, "written");
+    written.isWrite = true;
+    written.isDone = true;
+    EXPECT_EQ("{\"kind\":\"write\",\"variable\":\"4x:100\",\"station\":5,\"state\":\"written\","
+              "\"result\":\"done\",\"values\":[7]}",
+              recordOf(written, NumberStyle::Unsigned));
+    written.isDone = false;
+    written.state = "no answer";
+    EXPECT_THAT(recordOf(written, NumberStyle::Unsigned), HasSubstr("\"result\":\"failed\""));
+}
+
+TEST(RowsWithATime, TellItAsTheClockOnTheWallShowsIt)
+{
+    const TimeZone zone("CET-1CEST,M3.5.0,M10.5.0/3");
+    Row watched = row("4x:100", {7});
+    watched.moment = milliseconds(1500);
+    // 2026-03-29, a moment before the clock is put forward, and half an hour later.
+    watched.time = WallTime(std::chrono::milliseconds(1774745999123));
+    EXPECT_THAT(RowPrinter(Format::Csv, NumberStyle::Unsigned).render(watched),
+                HasSubstr("\n1.500,4x:100,5,7,good,,2026-03-29T01:59:59.123+01:00,,\n"));
+    watched.time = *watched.time + std::chrono::minutes(30);
+    EXPECT_THAT(recordOf(watched, NumberStyle::Unsigned),
+                HasSubstr("\"time_s\":1.500,\"time\":\"2026-03-29T03:29:59.123+02:00\","));
+    EXPECT_EQ("4x:100 = 7", RowPrinter(Format::Text, NumberStyle::Unsigned).render(watched).substr(7, 10));
 }
 
 TEST(FormattedRows, ShowTheirValuesInEachForm)
 {
     const Row floats = row("4x:200:2/f32", {0x4148, 0, 0x7FC0, 0});
     EXPECT_EQ("4x:200:2/f32 = 12.5 nan\n", RowPrinter(Format::Text, NumberStyle::Hex).render(floats));
-    EXPECT_EQ("name,station,value,state\n4x:200/f32,5,12.5,good\n4x:202/f32,5,nan,good\n",
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n4x:200/f32,5,12.5,good,,,\n"
+              "4x:202/f32,5,nan,good,,,\n",
               RowPrinter(Format::Csv, NumberStyle::Hex).render(floats));
     EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Hex).render(floats),
                 HasSubstr("\"values\":[12.5,null]}"));
@@ -113,7 +161,8 @@ TEST(FormattedRows, GiveTextsOfStationsNoPowerOverTerminalAndTable)
     const Row text = row("4x:1/str6", {0x611B, 0x2C22, 0x9B00});
     EXPECT_EQ("4x:1/str6 = \"a\\x1B,\\\"\\x9B\"\n",
               RowPrinter(Format::Text, NumberStyle::Unsigned).render(text));
-    EXPECT_EQ("name,station,value,state\n4x:1/str6,5,\"a\\x1B,\"\"\\x9B\",good\n",
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n"
+              "4x:1/str6,5,\"a\\x1B,\"\"\\x9B\",good,,,\n",
               RowPrinter(Format::Csv, NumberStyle::Unsigned).render(text));
     EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(text),
                 HasSubstr("[\"a\\u001b,\\\"\\u009b\"]"));
@@ -124,7 +173,8 @@ TEST(FormattedRows, MarkBadBcdDigits)
     const Row bcd = row("4x:1:2/bcd", {0x1234, 0x12AB});
     EXPECT_EQ("4x:1:2/bcd = 1234 0x12AB (bad BCD)\n",
               RowPrinter(Format::Text, NumberStyle::Unsigned).render(bcd));
-    EXPECT_EQ("name,station,value,state\n4x:1/bcd,5,1234,good\n4x:2/bcd,5,0x12AB,good (bad BCD)\n",
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n4x:1/bcd,5,1234,good,,,\n"
+              "4x:2/bcd,5,0x12AB,good (bad BCD),,,\n",
               RowPrinter(Format::Csv, NumberStyle::Unsigned).render(bcd));
     EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(bcd),
                 HasSubstr("\"values\":[1234,\"0x12AB\"],\"bad\":[1]}"));
@@ -136,7 +186,7 @@ TEST(RowsInPieces, SaySo)
     pieces.isInPieces = true;
     EXPECT_EQ("4x:1/u32 = 7  (good, read in pieces)\n",
               RowPrinter(Format::Text, NumberStyle::Unsigned).render(pieces));
-    EXPECT_EQ("name,station,value,state\n4x:1/u32,5,7,good in pieces\n",
+    EXPECT_EQ("name,station,value,state,time,exception_code,exception_name\n4x:1/u32,5,7,good in pieces,,,\n",
               RowPrinter(Format::Csv, NumberStyle::Unsigned).render(pieces));
     EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(pieces),
                 HasSubstr("\"state\":\"good\",\"in_pieces\":true,\"values\":[7]"));
@@ -152,8 +202,8 @@ TEST(RowsWithMeaning, ShowUnitAndTexts)
     EXPECT_TRUE(haveMeanings({valve.variable}));
     EXPECT_EQ("4x:1:2 = 0 open (1) l/min, \"net\"\n",
               RowPrinter(Format::Text, NumberStyle::Unsigned).render(valve));
-    EXPECT_EQ("name,station,value,state,unit,text\n4x:1,5,0,good,\"l/min, \"\"net\"\"\",\n"
-              "4x:2,5,1,good,\"l/min, \"\"net\"\"\",open\n",
+    EXPECT_EQ("name,station,value,state,unit,text,time,exception_code,exception_name\n"
+              "4x:1,5,0,good,\"l/min, \"\"net\"\"\",,,,\n4x:2,5,1,good,\"l/min, \"\"net\"\"\",open,,,\n",
               RowPrinter(Format::Csv, NumberStyle::Unsigned, true).render(valve));
     EXPECT_THAT(RowPrinter(Format::NdJson, NumberStyle::Unsigned).render(valve),
                 HasSubstr("\"values\":[0,1],\"unit\":\"l/min, \\\"net\\\"\",\"texts\":[null,\"open\"]}"));
@@ -233,9 +283,8 @@ TEST(StatisticsText, TellsHowLateRequestsWereWhereDetailsAreAskedFor)
     statistics.latenessMedianUs = 50;
     statistics.latenessP99Us = 4194;
     statistics.latenessMostUs = 20000;
-    EXPECT_THAT(
-        describeStatistics(statistics, true),
-        HasSubstr("\nrequests later than their silence: p50 0.05 ms, p99 4.19 ms, longest 20.00 ms\n"));
+    EXPECT_THAT(describeStatistics(statistics, true),
+                HasSubstr("\nrequests later than their silence: p50 0.05 ms, p99 4.19 ms, most 20.00 ms\n"));
     EXPECT_THAT(describeStatistics(statistics, false), Not(HasSubstr("later than")));
 }
 

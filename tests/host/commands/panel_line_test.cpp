@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/time_zone.h"
+
 namespace {
 
 using namespace plc::host;
@@ -85,25 +87,30 @@ TEST(PublicSettings, OfAPlainLineAreTheDefaults)
     EXPECT_FALSE(line.relay);
 }
 
-TEST(TraceLine, HasTheTimeADirectionAndTheBytes)
+TEST(TraceLine, HasTheTimesADirectionAndTheBytes)
 {
+    const plc::test::TimeZone zone("UTC0");
+    const WallTime time(std::chrono::microseconds(1774745999123456));
+    const std::string wall = "2026-03-29T00:59:59.123456+00:00 ";
     plcruntime::Frame frame;
     frame.atUs = 1001234567;
     frame.kind = plcruntime::FrameKind::Sent;
     frame.bytes = QByteArray::fromHex("0103000a0001a408");
     frame.attempt = 1;
-    EXPECT_EQ("     1.234567 -> 01 03 00 0A 00 01 A4 08", traceLine(frame, 1000000000));
+    EXPECT_EQ(wall + "     1.234567 -> 01 03 00 0A 00 01 A4 08", traceLine(frame, 1000000000, time));
     frame.attempt = 2;
-    EXPECT_EQ("     1.234567 -> 01 03 00 0A 00 01 A4 08  (attempt 2)", traceLine(frame, 1000000000));
+    EXPECT_EQ(wall + "     1.234567 -> 01 03 00 0A 00 01 A4 08  (attempt 2)",
+              traceLine(frame, 1000000000, time));
     frame.kind = plcruntime::FrameKind::Received;
-    EXPECT_EQ("     1.234567 <- 01 03 00 0A 00 01 A4 08", traceLine(frame, 1000000000));
+    EXPECT_EQ(wall + "     1.234567 <- 01 03 00 0A 00 01 A4 08", traceLine(frame, 1000000000, time));
     frame.kind = plcruntime::FrameKind::Discarded;
     frame.count = 3;
     frame.text = QString::fromLatin1("they came unasked");
-    EXPECT_EQ("     1.234567 -- 3 bytes thrown away: they came unasked", traceLine(frame, 1000000000));
+    EXPECT_EQ(wall + "     1.234567 -- 3 bytes thrown away: they came unasked",
+              traceLine(frame, 1000000000, time));
     frame.kind = plcruntime::FrameKind::AttemptEnd;
     frame.text = QString::fromLatin1("no reply");
-    EXPECT_EQ("     1.234567 -- no reply", traceLine(frame, 1000000000));
+    EXPECT_EQ(wall + "     1.234567 -- no reply", traceLine(frame, 1000000000, time));
 }
 
 TEST(RawValues, AreReadHighByteFirst)

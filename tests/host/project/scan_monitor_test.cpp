@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/read_news.h"
+
 namespace {
 
 using namespace plc::host;
@@ -26,22 +28,9 @@ protected:
 
     void serve(const RequestPlace &place, AttemptEnd end, bool ordinary)
     {
-        News news;
-        news.transaction.emplace();
-        TransactionReport &report = *news.transaction;
-        report.request.hostId = 0;
-        report.request.hostSubId = -1;
-        report.request.station = place.station;
-        report.request.regType = place.baseType;
-        report.request.address = place.first;
-        report.request.count = place.count;
-        report.done = end == AttemptEnd::Good;
-        report.cause = end;
-        report.startedAt = now;
+        const Time startedAt = now;
         now += milliseconds(100);
-        report.endedAt = now;
-        news.ordinaryRead = ordinary;
-        monitor.note(news);
+        monitor.note(plc::test::readNews(place, end, ordinary, startedAt, now));
     }
     void serveFirst(AttemptEnd end = AttemptEnd::Good) { serve({1, 5, 0, 1}, end, true); }
     void serveSecond(AttemptEnd end = AttemptEnd::Good) { serve({1, 4, 0, 1}, end, false); }

@@ -84,11 +84,16 @@ public:
         discardedBytes += bytes;
         reasons.emplace_back(why);
     }
-    void attemptEnded(Time, AttemptEnd end, int) override { ends.push_back(end); }
+    void attemptEnded(Time, AttemptEnd end, const runtime::Miss &miss) override
+    {
+        ends.push_back(end);
+        misses.push_back(describe(miss));
+    }
     void transactionEnded(const runtime::TransactionReport &report) override { reports.push_back(report); }
 
     std::vector<std::pair<QByteArray, int>> sentFrames;
     std::vector<AttemptEnd> ends;
+    std::vector<std::string> misses; ///< why attempts brought no good reply, in words
     std::vector<runtime::TransactionReport> reports;
     int discardedBytes = 0;
     std::vector<std::string> reasons; ///< why they were discarded

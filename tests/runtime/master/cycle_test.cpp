@@ -946,6 +946,38 @@ TEST_F(CycleEcho, ThatIsMissingIsNamedInTheReport)
     EXPECT_EQ(AttemptEnd::Unusable, witness.reports[0].cause);
 }
 
+TEST_F(CycleReply, ThatIsMissedIsToldOfEachAttempt)
+{
+    queue(kRead);
+    verdicts({0, 0, 41});
+    runUntilSent();
+    run(milliseconds(350));
+    ASSERT_EQ(2u, witness.sentFrames.size());
+    arrive(hex("55 55"));
+    run(milliseconds(400));
+    ASSERT_EQ(3u, witness.sentFrames.size());
+    arrive(kRead);
+    run(seconds(1));
+    ASSERT_EQ(1u, witness.reports.size());
+    EXPECT_THAT(witness.misses, ElementsAre("nothing heard", "2 bytes, but no frame (55 55)",
+                                            "nothing but the request itself"));
+    EXPECT_EQ(
+        "attempt 1: nothing heard; attempt 2: 2 bytes, but no frame (55 55); attempt 3: nothing but the "
+        "request itself",
+        describe(witness.reports[0].missed));
+}
+
+TEST_F(CycleReply, ThatIsMissedIsToldWithWhatWasThrownAwayMeanwhile)
+{
+    queue(kRead);
+    verdicts({41});
+    runUntilSent();
+    arrive(withCrc("11 03 08 0001 0002 0003 0004"));
+    run(seconds(1));
+    ASSERT_EQ(1u, witness.misses.size());
+    EXPECT_EQ("a good reply of 13 bytes, where 9 were due: the answer to another request", witness.misses[0]);
+}
+
 TEST_F(CycleEcho, OfABroadcastIsNotNoise)
 {
     settings.removeEcho = true;

@@ -29,7 +29,7 @@ public:
     void sent(Time, const QByteArray &, int) override {}
     void received(Time, const QByteArray &) override {}
     void discarded(Time, int, const char *) override {}
-    void attemptEnded(Time, AttemptEnd, int) override {}
+    void attemptEnded(Time, AttemptEnd, const plc::runtime::Miss &) override {}
     void transactionEnded(const TransactionReport &report) override { reports.push_back(report); }
     std::vector<TransactionReport> reports;
 };

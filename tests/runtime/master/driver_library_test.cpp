@@ -31,6 +31,19 @@ TEST(DriverLibrary, FindsEveryEntryPointOfTheBuiltLibrary)
     EXPECT_EQ(nullptr, driver.comCommunication(0)) << "nothing is set up";
 }
 
+TEST(DriverLibrary, ServesOneLineInItsLife)
+{
+    DriverLibrary driver(PLC_DRIVER_PATH);
+    driver.claim();
+    try {
+        driver.claim();
+        ADD_FAILURE() << "two lines have it";
+    } catch (const Failure &failure) {
+        EXPECT_EQ(FailureKind::Driver, failure.kind());
+        EXPECT_THAT(failure.what(), HasSubstr("another line needs a copy of its own"));
+    }
+}
+
 TEST(DriverLibrary, ThatDoesNotExistIsNamedInTheError)
 {
     EXPECT_THAT(refusal("/nowhere/libplcdriver.so"), HasSubstr("/nowhere/libplcdriver.so"));

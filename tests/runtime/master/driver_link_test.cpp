@@ -948,6 +948,20 @@ TEST_F(DriverLinkTest, GivesAStationItsOwnTimeOutAndRepeats)
     EXPECT_GT(sentTo(1).at(1).at - sentTo(1).at(0).at, milliseconds(200));
 }
 
+TEST_F(DriverLinkTest, ReckonsAProbeWithTheTimeOutOfItsStation)
+{
+    settings.timeout = seconds(5);
+    settings.stations[2].timeout = milliseconds(50);
+    settings.offline.firstProbe = seconds(1);
+    settings.offline.longestProbe = seconds(1);
+    setUpDriver();
+    watch(1);
+    watch(2);
+    dead = {2};
+    runFor(seconds(100));
+    EXPECT_GT(sentTo(2).size(), 60u) << "a tenth of the time is enough for a probe in each second";
+}
+
 TEST_F(DriverLinkTest, TellsWhatHasBeenCountedToAnotherThread)
 {
     setUpDriver();

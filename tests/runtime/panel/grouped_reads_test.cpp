@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/read_news.h"
+
 namespace {
 
 using namespace plc::runtime;
@@ -28,22 +30,9 @@ protected:
 
     void serve(const RequestPlace &place, AttemptEnd end = AttemptEnd::Good, bool ordinary = true)
     {
-        News news;
-        news.transaction.emplace();
-        TransactionReport &report = *news.transaction;
-        report.request.hostId = 0;
-        report.request.hostSubId = -1;
-        report.request.station = place.station;
-        report.request.regType = place.baseType;
-        report.request.address = place.first;
-        report.request.count = place.count;
-        report.done = end == AttemptEnd::Good;
-        report.cause = end;
-        report.startedAt = now;
+        const Time startedAt = now;
         now += milliseconds(100);
-        report.endedAt = now;
-        news.ordinaryRead = ordinary;
-        reads.note(news, StationState::On);
+        reads.note(plc::test::readNews(place, end, ordinary, startedAt, now), StationState::On);
     }
 
     WatchStatus status(int variable) const { return reads.status(variable, now, seconds(1)); }

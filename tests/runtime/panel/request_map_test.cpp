@@ -94,6 +94,7 @@ TEST(RequestMap, GivesAPriorityReadTheHighestLevelThatClaimsIt)
     EXPECT_EQ(2, map.level(map.note({1, 5, 0, 9}, false))) << "register 9 lies behind it";
     EXPECT_EQ(4, map.level(map.note({2, 5, 9, 1}, false))) << "priorities know no station";
     EXPECT_EQ(3, map.level(map.note({1, 4, 20, 1}, false)));
+    EXPECT_EQ(0, map.level(map.note({1, 5, 40, 1}, false))) << "nobody claims it";
     EXPECT_EQ(0, map.level(map.note({1, 5, 9, 2}, true))) << "it came from the read list all the same";
 }
 
