@@ -17,7 +17,7 @@ namespace plc::host {
 
 namespace {
 
-/// Orders that are given at a time: as many as can be open, and whose results are kept.
+/// Orders of a file that are given at a time: as many as can be open, and whose results are kept.
 constexpr std::size_t kBatch = 4096;
 constexpr int kMostDifferences = 8; ///< that are told of one variable
 
@@ -138,6 +138,7 @@ private:
 
     std::vector<Assignment> gather()
     {
+        PanelLine::checkNumber(options_.assignments.size());
         std::vector<Assignment> all;
         for (const std::string &text : options_.assignments)
             all.push_back(parseAssignment(text, options_, link_.oneBased()));
