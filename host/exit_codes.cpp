@@ -13,6 +13,7 @@ ExitCode exitCodeOf(OrderEnd end)
         return kExitException;
     case OrderEnd::BadReply:
     case OrderEnd::LineBusy:
+    case OrderEnd::OnlyEcho:
         return kExitUnusable;
     case OrderEnd::PortLost:
         return kExitPort;

@@ -2,6 +2,7 @@
 
 #include "modbus_codes.h"
 #include "number_list.h"
+#include "standard_output.h"
 
 #include <cerrno>
 #include <iostream>
@@ -138,10 +139,11 @@ void CommandInput::takeInput()
         return;
     }
     pending_.append(chunk, static_cast<std::size_t>(got));
-    for (std::size_t end = pending_.find('\n'); end != std::string::npos; end = pending_.find('\n')) {
+    for (std::size_t end = pending_.find('\n'); end != std::string::npos && unwritten_.empty();
+         end = pending_.find('\n')) {
         const CommandReply reply = runCommand(pending_.substr(0, end), bus_);
         if (!reply.output.empty())
-            std::cout << reply.output << std::endl;
+            unwritten_ = print(reply.output + "\n");
         if (!reply.error.empty())
             std::cerr << "plcstation: '" << pending_.substr(0, end) << "': " << reply.error << std::endl;
         pending_.erase(0, end + 1);

@@ -40,11 +40,14 @@ public:
     /// Carries out the lines that are complete after one read. Values go to standard output, mistakes to
     /// standard error. Waits where nothing is there to read.
     void takeInput();
+    /// Why a value could not be written; empty where all were.
+    const std::string &unwritten() const { return unwritten_; }
 
 private:
     int descriptor_;
     StationBus *bus_;
     std::string pending_;
+    std::string unwritten_;
 };
 
 } // namespace plc::station

@@ -337,6 +337,8 @@ int run(const Options &options)
     broken = serve(&pty, &line, &commands, stop);
     if (!options.quiet)
         printStatistics(line.statistics(), faults);
+    if (!commands.unwritten().empty())
+        return failed(kExitOutput, commands.unwritten());
     return broken.empty() ? kExitFine : failed(kExitNoTerminal, broken);
 }
 

@@ -80,6 +80,8 @@ std::string serve(PtyLine *pty, StationLine *line, CommandInput *commands, const
 
         if (polled[2].revents != 0)
             commands->takeInput();
+        if (!commands->unwritten().empty())
+            return commands->unwritten();
         polled[2].fd = commands->descriptor();
 
         const Time idle = now + kIdleLimit;

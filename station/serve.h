@@ -33,7 +33,7 @@ private:
 
 /// Moves bytes between the pseudo-terminal and the line, at their times, and carries commands out, until @p
 /// stop has come.
-/// @return empty, or what broke the line
+/// @return empty, or what broke the line, or why a value of a command could not be written
 std::string serve(PtyLine *pty, StationLine *line, CommandInput *commands, const StopSignal &stop);
 
 } // namespace plc::station

@@ -56,6 +56,7 @@ void addWriteCommand(CLI::App *program, Command *chosen)
         "makes sure that a single write was answered, and --verify that it was done");
     addLinkOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addAuditOption(command, options.get());
     command->footer(kWriteExample + std::string(kWrittenValuesHelp) + commonHelp());
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -82,6 +83,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
     command->footer(kWatchExample + commonHelp());
     command->callback([command, options, chosen] {
         noteTyped(*command, options.get());
@@ -107,10 +109,13 @@ void addRunCommand(CLI::App *program, Command *chosen)
               "print all values every S seconds where there is no table");
     addReopenOption(command, &options->noReopen);
     addReadOnlyOption(command, &options->readOnly);
+    addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());
+    addLogOption(command, options.get());
+    addAuditOption(command, options.get());
     command->footer(kRunExample + projectInputHelp() + "\n" + kScanHelp + kExitCodes + kRunCodes);
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }

@@ -159,6 +159,7 @@ LinkSettings CommandOptions::link() const
     settings.echo = settings.echo || echo;
     for (const std::string &name : without)
         turnOff(&settings.policies, name);
+    settings.policies.echoCheck = settings.policies.echoCheck && !noEchoCheck;
     settings.policies.offline = settings.policies.offline && asksForEver;
     settings.reopen = asksForEver && !noReopen;
     if (isGiven("--offline-after"))
@@ -173,11 +174,15 @@ LinkSettings CommandOptions::link() const
                       "trials (--longest-trial) allows; make it shorter");
     settings.pollInterval = std::chrono::milliseconds(intervalMs);
     settings.driverPath = driver;
-    if (settings.turnaround >= settings.timeout && !quiet)
+    return settings;
+}
+
+void CommandOptions::adviseOnBroadcasts(const LinkSettings &link) const
+{
+    if (link.turnaround >= link.timeout && !quiet)
         std::fprintf(
             stderr, "plchost: the pause after a broadcast (--turnaround) should be shorter than the wait for "
                     "a reply (--timeout)\n");
-    return settings;
 }
 
 const Variable *CommandOptions::inProject(const std::string &name) const

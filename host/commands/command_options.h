@@ -27,6 +27,8 @@ struct OutputOptions
     bool verbose = false;
     bool quiet = false;
     bool readOnly = false; ///< nothing is written, whatever is asked for
+    std::string logFile;   ///< of --log; empty = none
+    std::string auditFile; ///< of --audit; empty = none
 
     NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
     Format outputFormat() const { return formatOf(format); }
@@ -58,6 +60,7 @@ struct CommandOptions : OutputOptions
     double firstProbeSeconds = seconds(OfflineSettings().firstProbe);
     double longestProbeSeconds = seconds(OfflineSettings().longestProbe);
     bool noReopen = false; ///< a lost port is the end, also where requests are asked for ever
+    bool noEchoCheck = false;
     std::string driver;
     std::string projectFile;     ///< of --project; empty = none
     std::set<std::string> typed; ///< long names of the options that were typed, as "--baud"
@@ -81,6 +84,8 @@ struct CommandOptions : OutputOptions
     /// Refuses a word that looks like an option, and is none of the command.
     /// @throw Failure  (wrong usage)
     static void refuseOption(const std::string &text);
+    /// Warns on standard error about settings that are allowed and unwise where something is broadcast.
+    void adviseOnBroadcasts(const LinkSettings &link) const;
     /// The variable of that name in the project, or the one that @p text describes.
     /// @throw Failure  (wrong usage)
     Variable variableOf(const std::string &text, bool oneBased) const;
@@ -131,6 +136,7 @@ struct RunOptions : OutputOptions
     double everySeconds = 0; ///< 0 = only at the end
     int scans = 0;           ///< 0 = without end
     bool noReopen = false;   ///< a lost port is the end
+    bool noEchoCheck = false;
     bool realtime = false;
 };
 

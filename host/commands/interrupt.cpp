@@ -9,6 +9,7 @@ namespace {
 
 // The signal may come to any thread, and the main thread asks.
 std::atomic<bool> caught{false};
+std::atomic<bool> reopening{false};
 static_assert(ATOMIC_BOOL_LOCK_FREE == 2, "a signal handler must not wait for a lock");
 
 void note(int number)
@@ -28,6 +29,16 @@ void catchInterrupts()
     std::signal(SIGTERM, note);
     if (std::signal(SIGHUP, note) == SIG_IGN)
         std::signal(SIGHUP, SIG_IGN);
+}
+
+void catchReopening()
+{
+    std::signal(SIGUSR1, [](int) { reopening = true; });
+}
+
+bool takeReopening()
+{
+    return reopening.exchange(false);
 }
 
 bool isInterrupted()

@@ -15,6 +15,13 @@ void catchInterrupts();
 /// True once one of them has arrived.
 bool isInterrupted();
 
+/// From now on SIGUSR1 only sets a flag. Without this call it ends the program.
+void catchReopening();
+
+/// True once for each SIGUSR1, or for several that came together: files that are written to should be opened
+/// again.
+bool takeReopening();
+
 } // namespace plc::host
 
 #endif

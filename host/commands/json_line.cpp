@@ -34,10 +34,10 @@ std::string inJson(const std::string &text)
     return result + "\"";
 }
 
-JsonLine &JsonLine::decimal(const char *name, double value)
+JsonLine &JsonLine::decimal(const char *name, double value, int digits)
 {
     char text[48];
-    std::snprintf(text, sizeof text, "%.3f", value);
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
     return raw(name, text);
 }
 

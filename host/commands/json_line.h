@@ -28,8 +28,8 @@ public:
     {
         return raw(name, std::to_string(value));
     }
-    /// A number with three digits behind the point.
-    JsonLine &decimal(const char *name, double value);
+    /// @param digits  behind the point.
+    JsonLine &decimal(const char *name, double value, int digits = 3);
     /// @param json  a value, as JSON has it.
     JsonLine &raw(const char *name, const std::string &json);
 

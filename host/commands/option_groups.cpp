@@ -71,6 +71,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
                   "a write "
                   "of one register or coil passes for the reply, which looks the same")
         ->group(kLineGroup);
+    addEchoCheckOption(app, &options->noEchoCheck);
     app->add_option("--without", options->without, "policy to do without, by name, see below; repeatable")
         ->delimiter(',')
         ->allow_extra_args(false)
@@ -176,6 +177,14 @@ void addReopenOption(CLI::App *app, bool *noReopen)
         ->group(kLineGroup);
 }
 
+void addEchoCheckOption(CLI::App *app, bool *noEchoCheck)
+{
+    app->add_flag("--no-echo-check", *noEchoCheck,
+                  "no read before the first write to a station that has not answered yet; as --without "
+                  "echo-check")
+        ->group(kLineGroup);
+}
+
 void addRealtimeOption(CLI::App *app, bool *realtime)
 {
     app->add_flag(
@@ -230,6 +239,25 @@ void addNumberOptions(CLI::App *app, OutputOptions *options)
         app->add_flag("--hex", options->hex, "values without a format in hexadecimal")->group(kOutputGroup);
     app->add_flag("--signed", options->isSigned, "values without a format with a sign")
         ->excludes(hex)
+        ->group(kOutputGroup);
+}
+
+void addLogOption(CLI::App *app, OutputOptions *options)
+{
+    app->add_option("--log", options->logFile,
+                    "append values and events to a file too, as ndjson; SIGUSR1 has it opened again")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
+        ->group(kOutputGroup);
+}
+
+void addAuditOption(CLI::App *app, OutputOptions *options)
+{
+    app->add_option("--audit", options->auditFile,
+                    "append every write that is ordered, and how it ended, to a file, as ndjson; what "
+                    "cannot be noted there is not written")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
         ->group(kOutputGroup);
 }
 

@@ -49,6 +49,7 @@ void addLinkOptions(CLI::App *app, CommandOptions *options);
 void addOfflineOptions(CLI::App *app, CommandOptions *options);
 /// --no-reopen, for commands that otherwise wait for a lost port.
 void addReopenOption(CLI::App *app, bool *noReopen);
+void addEchoCheckOption(CLI::App *app, bool *noEchoCheck);
 /// Variables by name, and one by -t, -r and -c.
 void addVariableOptions(CLI::App *app, CommandOptions *options);
 /// --realtime, for commands that go on for long.
@@ -59,6 +60,10 @@ void addReadOnlyOption(CLI::App *app, bool *readOnly);
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers without a format are shown.
 void addNumberOptions(CLI::App *app, OutputOptions *options);
+/// --log, for commands that go on.
+void addLogOption(CLI::App *app, OutputOptions *options);
+/// --audit, for commands that write.
+void addAuditOption(CLI::App *app, OutputOptions *options);
 /// How values are shown.
 void addOutputOptions(CLI::App *app, OutputOptions *options);
 

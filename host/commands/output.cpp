@@ -10,10 +10,12 @@
 #include "host/commands/json_line.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/standard_streams.h"
+#include "host/commands/typed_values.h"
 #include "host/option_words.h"
 #include "host/project/csv_cell.h"
 #include "runtime/line/exception_codes.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/miss.h"
 #include "runtime/panel/utf8.h"
 #include "runtime/panel/value_text.h"
 
@@ -64,17 +66,6 @@ std::string badValuesInJson(const Variable &variable, const Values &values)
             list += (list.empty() ? "[" : ",") + std::to_string(index);
     }
     return list.empty() ? list : list + "]";
-}
-
-/// "[\"on\",null]": the texts that stand for the values.
-std::string textsInJson(const Variable &variable, const Values &values)
-{
-    std::string list = "[";
-    for (int index = 0; index < variable.count; ++index) {
-        const std::string *name = nameOfValue(variable, values, index);
-        list += (index > 0 ? "," : "") + (name ? inJson(*name) : "null");
-    }
-    return list + "]";
 }
 
 winsize terminalSize()
@@ -228,6 +219,7 @@ const char *stateName(OrderEnd end)
         return "no answer";
     case OrderEnd::Expired:
     case OrderEnd::Closed:
+    case OrderEnd::OnlyEcho:
         return "not sent";
     case OrderEnd::NotTaken:
         return "not taken";
@@ -265,6 +257,70 @@ std::string valuesInJson(const Variable &variable, const Values &values, NumberS
     return list + "]";
 }
 
+namespace {
+
+/// What was typed, for people.
+std::string joined(const std::vector<std::string> &words)
+{
+    std::string text;
+    for (const std::string &word : words)
+        text += (text.empty() ? "" : " ") + word;
+    return text;
+}
+
+/// The word that was typed for a value, where programs read it as a number; else empty.
+std::string typedNumber(const Row &row, int index, NumberStyle style)
+{
+    if (style != NumberStyle::Unsigned)
+        return std::string();
+    const auto at = static_cast<std::size_t>(index);
+    return at < row.typed.size() && isPlainNumber(row.typed[at]) ? row.typed[at] : std::string();
+}
+
+bool isMissing(const Row &row, int index)
+{
+    const auto at = static_cast<std::size_t>(index);
+    return at < row.missing.size() && row.missing[at];
+}
+
+/// The values of which some are missing, for people.
+std::string knownValues(const Row &row, NumberStyle style)
+{
+    std::string text;
+    for (int index = 0; index < row.variable.count; ++index)
+        text += (index > 0 ? " " : "") +
+                (isMissing(row, index) ? "?" : formatValue(row.variable, *row.values, index, style));
+    return text;
+}
+
+/// "[\"on\",null]": the texts that stand for the values.
+std::string textsInJson(const Row &row)
+{
+    std::string list = "[";
+    for (int index = 0; index < row.variable.count; ++index) {
+        const std::string *name =
+            isMissing(row, index) ? nullptr : nameOfValue(row.variable, *row.values, index);
+        list += (index > 0 ? "," : "") + (name ? inJson(*name) : "null");
+    }
+    return list + "]";
+}
+
+std::string valuesInJson(const Row &row, NumberStyle style)
+{
+    std::string list = "[";
+    for (int index = 0; index < valueCount(row.variable, *row.values); ++index) {
+        const std::string typed = typedNumber(row, index, style);
+        list += index > 0 ? "," : "";
+        if (isMissing(row, index))
+            list += "null";
+        else
+            list += typed.empty() ? valueInJson(row.variable, *row.values, index, style) : typed;
+    }
+    return list + "]";
+}
+
+} // namespace
+
 std::string RowPrinter::render(const Row &row)
 {
     const bool isFirst = !headDone_;
@@ -291,7 +347,13 @@ std::string RowPrinter::text(const Row &row) const
     if (row.moment)
         line += fixed(seconds(*row.moment), 3) + "  ";
     line += row.variable.text + " = ";
-    line += row.values ? formatValues(row.variable, *row.values, style_, " ") : "?";
+    const bool isAsTyped = !row.typed.empty() && style_ == NumberStyle::Unsigned;
+    if (isAsTyped)
+        line += joined(row.typed);
+    else if (!row.missing.empty())
+        line += knownValues(row, style_);
+    else
+        line += row.values ? formatValues(row.variable, *row.values, style_, " ") : "?";
     if (row.state != stateName(OrderEnd::Good) || row.age || row.isInPieces)
         line += "  (" + fullState(row) + (row.age ? ", " + formatAge(*row.age) + " old" : "") + ")";
     return line + "\n";
@@ -316,10 +378,14 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
 {
     std::string line = row.moment ? fixed(seconds(*row.moment), 3) + "," : "";
     line += csvCell(row.variable.nameOf(index)) + "," + std::to_string(row.station) + ",";
-    std::string state = row.state;
+    // Of a row that was read in part each value has its own state.
+    const bool isKnown = row.values && !isMissing(row, index);
+    const bool isGood = isKnown && !row.missing.empty();
+    std::string state = isGood ? stateName(OrderEnd::Good) : row.state;
     std::string text;
-    if (row.values) {
-        line += valueInCsv(row.variable, *row.values, index, style_);
+    if (isKnown) {
+        const std::string typed = typedNumber(row, index, style_);
+        line += typed.empty() ? valueInCsv(row.variable, *row.values, index, style_) : typed;
         const std::string *name = nameOfValue(row.variable, *row.values, index);
         text = name ? *name : "";
         state += row.isInPieces ? " in pieces" : "";
@@ -331,7 +397,7 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
     if (withMeanings_)
         line += "," + csvCell(meaningOf(row.variable).unit) + "," + csvCell(text);
     line += "," + (row.time ? isoTime(*row.time) : std::string());
-    if (row.exceptionCode == 0)
+    if (row.exceptionCode == 0 || isGood)
         return line + ",,\n";
     return line + "," + std::to_string(row.exceptionCode) + "," + exceptionMeaning(row.exceptionCode).name +
            "\n";
@@ -344,6 +410,8 @@ std::string recordOf(const Row &row, NumberStyle style)
         line.decimal("time_s", seconds(*row.moment));
     if (row.time)
         line.text("time", isoTime(*row.time));
+    if (row.order != 0)
+        line.number("order", row.order).number("process", getpid());
     line.text("variable", row.variable.text).number("station", row.station).text("state", row.state);
     if (row.isWrite)
         line.text("result", row.isDone ? "done" : "failed");
@@ -359,14 +427,14 @@ std::string recordOf(const Row &row, NumberStyle style)
     const Meaning &meaning = meaningOf(row.variable);
     if (row.isInPieces)
         line.flag("in_pieces", true);
-    line.raw("values", valuesInJson(row.variable, *row.values, style));
+    line.raw("values", valuesInJson(row, style));
     const std::string bad = badValuesInJson(row.variable, *row.values);
     if (!bad.empty())
         line.raw("bad", bad);
     if (!meaning.unit.empty())
         line.text("unit", meaning.unit);
     if (!meaning.names.empty())
-        line.raw("texts", textsInJson(row.variable, *row.values));
+        line.raw("texts", textsInJson(row));
     return line.object();
 }
 
@@ -463,6 +531,9 @@ std::string describeStatistics(const Statistics &statistics, bool detailed)
     }
     text += "bytes out " + std::to_string(total.bytesOut) + ", in " + std::to_string(total.bytesIn) +
             ", thrown away " + std::to_string(total.foreignBytes) + "\n";
+    for (const plcruntime::ForeignRequests &foreign : statistics.foreignRequests)
+        text += runtime::describeOtherMaster(foreign.station) + ": " + std::to_string(foreign.requests) +
+                (foreign.requests == 1 ? " request\n" : " requests\n");
     if (detailed || hasLineErrors(statistics))
         text += lineErrorsText(statistics);
     if (detailed)

@@ -3,6 +3,7 @@
 #ifndef PLC_COMMANDS_OUTPUT_H
 #define PLC_COMMANDS_OUTPUT_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -35,14 +36,17 @@ struct Row
 {
     Variable variable;
     int station = 0;
-    std::optional<Values> values; ///< nothing when none are known
-    std::string state;            ///< "good", "refused", ...
-    std::string detail;           ///< more about the state for the lines of text, may be empty
-    int exceptionCode = 0;        ///< as the station gave it; 0 for none
-    std::string reason;           ///< one line for people why it is not good, may be empty
-    bool isWrite = false;         ///< the values were ordered; else they were read
-    bool isDone = false;          ///< of a write: the station holds the values, as far as is known
-    bool isInPieces = false;      ///< a single value of it was read in two requests or more
+    std::optional<Values> values;   ///< nothing when none are known
+    std::vector<bool> missing;      ///< which of the values could not be read; empty = none
+    std::vector<std::string> typed; ///< the values as they were typed, see typedValues(); empty = were not
+    std::string state;              ///< "good", "refused", ...
+    std::string detail;             ///< more about the state for the lines of text, may be empty
+    int exceptionCode = 0;          ///< as the station gave it; 0 for none
+    std::string reason;             ///< one line for people why it is not good, may be empty
+    bool isWrite = false;           ///< the values were ordered; else they were read
+    std::uint64_t order = 0;        ///< of a write: its number in the audit; 0 for none
+    bool isDone = false;            ///< of a write: the station holds the values, as far as is known
+    bool isInPieces = false;        ///< a single value of it was read in two requests or more
     std::optional<Time> age;
     std::optional<Time> moment;   ///< since the start, for repeated rows
     std::optional<WallTime> time; ///< of that moment; of what is done once: of its end

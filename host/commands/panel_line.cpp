@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "host/commands/event_records.h"
 #include "host/commands/interrupt.h"
 #include "host/driver_search.h"
 #include "host/option_words.h"
@@ -50,7 +51,8 @@ unsigned policiesOff(const Policies &policies)
         {policies.endOnException, plcruntime::PolicyEndOnException},
         {policies.endOnDamage, plcruntime::PolicyEndOnDamage},
         {policies.absoluteDeadline, plcruntime::PolicyAbsoluteDeadline},
-        {policies.offline, plcruntime::PolicyOffline}};
+        {policies.offline, plcruntime::PolicyOffline},
+        {policies.echoCheck, plcruntime::PolicyEchoCheck}};
     unsigned off = 0;
     for (const auto &[isOn, policy] : all)
         off |= isOn ? 0u : static_cast<unsigned>(policy);
@@ -157,7 +159,7 @@ Values valuesOf(const Variable &variable, const QByteArray &raw)
 }
 
 PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
-    : manner_(std::move(manner)), usualStation_(link.station)
+    : manner_(std::move(manner)), usualStation_(link.station), port_(link.port)
 {
     plcruntime::LineSettings settings = publicSettings(link);
     settings.realTime = manner_.realtime;
@@ -300,6 +302,8 @@ QList<plcruntime::Value> PanelLine::publicValues(VariableId id, const Values &va
 void PanelLine::take(void *context, const plcruntime::Event &event)
 {
     PanelLine &self = *static_cast<PanelLine *>(context);
+    if (self.manner_.onRecord)
+        self.manner_.onRecord(recordOf(event, self.wallTime(event.atUs), self.openedAt(), self.port_));
     if (event.frame)
         self.tell(*event.frame);
     if (event.log)
@@ -318,9 +322,15 @@ void PanelLine::tell(const plcruntime::LogLine &line)
 
 void PanelLine::tell(const plcruntime::Frame &frame)
 {
+    std::fprintf(stderr, "%s\n", traceLine(frame, openedAt(), wallTime(frame.atUs)).c_str());
+}
+
+/// When the line was opened, as its own clock has it.
+qint64 PanelLine::openedAt()
+{
     if (!openedAt_)
         openedAt_ = line_->nowUs() - line_->statistics().runningUs;
-    std::fprintf(stderr, "%s\n", traceLine(frame, *openedAt_, wallTime(frame.atUs)).c_str());
+    return *openedAt_;
 }
 
 } // namespace plc::host

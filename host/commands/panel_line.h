@@ -32,6 +32,8 @@ struct LineManner
     std::function<void(const News &)> newsListener = nullptr; ///< see plcruntime::LineGround
     std::function<void(const StationChange &)> onStation = nullptr;
     std::function<void(const PortChange &)> onPort = nullptr;
+    /// Gets what the line tells as lines of ndjson: stations, port, messages, and frames where it is verbose.
+    std::function<void(const std::string &)> onRecord = nullptr;
     WallClock wallClock = std::chrono::system_clock::now;
 };
 
@@ -96,10 +98,12 @@ private:
     static void take(void *context, const plcruntime::Event &event);
     void tell(const plcruntime::LogLine &line);
     void tell(const plcruntime::Frame &frame);
+    qint64 openedAt();
     QList<plcruntime::Value> publicValues(VariableId id, const Values &values) const;
 
     LineManner manner_;
     int usualStation_; ///< of variables that name none
+    std::string port_;
     std::unique_ptr<plcruntime::Line> line_;
     std::map<VariableId, Variable> variables_;
     std::optional<qint64> openedAt_; ///< in microseconds

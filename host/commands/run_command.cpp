@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "host/commands/audit.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/input_lines.h"
@@ -12,13 +13,16 @@
 #include "host/commands/paged_table.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/run_log.h"
 #include "host/commands/run_report.h"
 #include "host/commands/standard_streams.h"
+#include "host/commands/typed_values.h"
 #include "host/option_words.h"
 #include "host/project/project_file.h"
 #include "host/project/project_input.h"
 #include "host/project/scan_monitor.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/terminal_system.h"
 
 namespace plc::host {
 
@@ -37,6 +41,8 @@ struct OpenWrite
     OrderId order;
     int variable;
     Values values;
+    std::string typed;
+    std::uint64_t audited; ///< its number there
 };
 
 /// One run of the command.
@@ -44,7 +50,10 @@ class Run
 {
 public:
     Run(const RunOptions &options, Project project)
-        : options_(options), project_(std::move(project)), monitor_(project_), line_(project_.link, manner()),
+        : options_(options), project_(std::move(project)), monitor_(project_),
+          log_(options.logFile, options.everySeconds > 0 ? fromSeconds(options.everySeconds) : kLineInterval,
+               options.numberStyle()),
+          audit_(options.auditFile, project_.link.port), line_(project_.link, manner()),
           input_(project_.variables), lines_(STDIN_FILENO),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
           printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables)),
@@ -58,6 +67,7 @@ public:
     ExitCode run()
     {
         line_.open();
+        hasRate_ = !runtime::isPseudoTerminal(project_.link.port);
         const Time start = steadyNow();
         start_ = start;
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
@@ -68,6 +78,7 @@ public:
             for (const InputLine &line : lines_.take(std::clamp(next - steadyNow(), Time::zero(), slice())))
                 takeLine(line);
             pump();
+            attendLog(steadyNow() - start);
             if (interval == Time::zero() || steadyNow() < nextShow)
                 continue;
             show(steadyNow() - start);
@@ -81,6 +92,7 @@ public:
         isOver_ = true;
         const Time endedAt = steadyNow();
         reportUnfinished();
+        log_.addRows(endedAt - start, [this] { return rows(); });
         show(endedAt - start);
         return finish(endedAt - start);
     }
@@ -93,6 +105,8 @@ private:
         manner.realtime = options_.realtime;
         manner.readOnly = options_.readOnly;
         manner.rows = project_.rows;
+        if (!options_.logFile.empty())
+            manner.onRecord = [this](const std::string &record) { log_.add(record); };
         manner.newsListener = [this](const News &news) { monitor_.note(news); };
         manner.onStation = [this](const StationChange &change) {
             // What the user has switched needs no telling, and has not lasted.
@@ -205,7 +219,18 @@ private:
 
     void write(const ProjectOrder &order)
     {
-        writes_.push_back({line_.write(idOf(order.variable), order.values), order.variable, order.values});
+        Row row = rowOfWrite(order.variable, order.values, order.typed);
+        const std::uint64_t number = audit_.order(row);
+        try {
+            const OrderId id = line_.write(idOf(order.variable), order.values);
+            writes_.push_back({id, order.variable, order.values, order.typed, number});
+        } catch (const Failure &failure) {
+            row.state = stateName(OrderEnd::NotTaken);
+            row.reason = inOptions(failure.what());
+            row.time = std::chrono::system_clock::now();
+            audit_.end(number, row);
+            throw;
+        }
     }
 
     void switchStation(int station, bool enabled)
@@ -239,29 +264,45 @@ private:
         writes_ = std::move(open);
     }
 
+    Row rowOfWrite(int variable, const Values &values, const std::string &typed) const
+    {
+        Row row;
+        row.variable = variableAt(variable);
+        row.station = stationAt(variable);
+        row.values = values;
+        row.typed = typedValues(typed, row.variable, values);
+        row.isWrite = true;
+        return row;
+    }
+
     void report(const OpenWrite &write, const OrderResult &result, const std::string &reason)
     {
         const Variable &variable = variableAt(write.variable);
         const bool done = result.end == OrderEnd::Good;
+        // Nobody confirms a broadcast.
+        const bool isBroadcast = stationAt(write.variable) == 0;
         ends_.add(result.end);
+        Row row = rowOfWrite(write.variable, write.values, write.typed);
+        row.isDone = done;
+        row.state = !done ? stateName(result.end) : isBroadcast ? "sent" : "written";
+        row.exceptionCode = result.exceptionCode;
+        row.reason = reason;
+        row.moment = steadyNow() - start_;
+        row.time = line_.endOf(result);
+        audit_.end(write.audited, row);
+        const std::string record = recordOf(row, options_.numberStyle());
+        log_.add(record);
         if (options_.outputFormat() == Format::NdJson) {
-            Row row;
-            row.variable = variable;
-            row.station = stationAt(write.variable);
-            row.values = write.values;
-            row.isWrite = true;
-            row.isDone = done;
-            row.state = done ? "written" : stateName(result.end);
-            row.exceptionCode = result.exceptionCode;
-            row.reason = reason;
-            row.moment = steadyNow() - start_;
-            row.time = line_.endOf(result);
-            print(recordOf(row, options_.numberStyle()) + "\n");
+            print(record + "\n");
             return;
         }
+        const NumberStyle style = options_.numberStyle();
+        const bool isAsTyped = style == NumberStyle::Unsigned && !row.typed.empty();
         tell("write " + variable.label + " = " +
-                 formatValues(variable, write.values, options_.numberStyle(), ",") +
-                 (done ? ": done" : ": failed: " + reason),
+                 (isAsTyped ? write.typed : formatValues(variable, write.values, style, ",")) +
+                 (!done         ? ": failed: " + reason
+                  : isBroadcast ? ": sent"
+                                : ": done"),
              options_.outputFormat() == Format::Csv ? stderr : stdout);
     }
 
@@ -276,6 +317,21 @@ private:
             print(text + "\n");
         else
             std::fprintf(stream, "%s\n", text.c_str());
+    }
+
+    void attendLog(Time moment)
+    {
+        const std::string complaint = log_.attend(moment, [this] { return rows(); });
+        if (!complaint.empty())
+            tell("plchost: " + complaint, stderr);
+    }
+
+    std::vector<Row> rows() const
+    {
+        std::vector<Row> rows;
+        for (int i = 0; i < count(); ++i)
+            rows.push_back(rowAt(i));
+        return rows;
     }
 
     Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
@@ -303,15 +359,18 @@ private:
 
     RunReport runReport(const Statistics &counted) const
     {
-        return {monitor_.scans(), counted, project_.link.baud};
+        return {monitor_.scans(), counted, project_.link.baud, hasRate_};
     }
 
     ExitCode finish(Time moment)
     {
         const Statistics counted = line_.statistics();
         const RunReport report = runReport(counted);
+        const std::string record =
+            statisticsRecord(counted, &report, moment, std::chrono::system_clock::now());
+        log_.add(record);
         if (options_.outputFormat() == Format::NdJson)
-            print(statisticsRecord(counted, &report, moment, std::chrono::system_clock::now()) + "\n");
+            print(record + "\n");
         if (!options_.quiet && !isOutputOver())
             std::fputs((describeStatistics(counted, options_.verbose) + describeScans(report)).c_str(),
                        stderr);
@@ -363,6 +422,8 @@ private:
     const RunOptions &options_;
     Project project_;
     ScanMonitor monitor_;
+    RunLog log_;
+    Audit audit_;
     PanelLine line_;
     std::vector<VariableId> ids_;
     std::vector<VariableState> lastStates_;
@@ -376,6 +437,7 @@ private:
     Time start_{};
     std::uint64_t linesTaken_ = 0;
     std::uint64_t linesRefused_ = 0; ///< that were not understood
+    bool hasRate_ = true;            ///< of the port
     bool quit_ = false;
     bool isOver_ = false; ///< the line is closed
 };
@@ -392,6 +454,8 @@ ExitCode runProject(const RunOptions &options)
                       options.file + " names no port; give one with -p PATH, or as 'port' of its 'link'");
     project.link.driverPath = options.driver;
     project.link.reopen = !options.noReopen;
+    if (options.noEchoCheck)
+        project.link.policies.echoCheck = false;
     for (const std::string &warning : projectWarnings(project))
         std::fprintf(stderr, "plchost: %s: %s\n", options.file.c_str(), warning.c_str());
     return Run(options, std::move(project)).run();

@@ -69,6 +69,17 @@ std::string stationsOf(const Statistics &counted)
     return "[" + list + "]";
 }
 
+std::string secondMasterOf(const Statistics &counted)
+{
+    std::string list;
+    for (const plcruntime::ForeignRequests &foreign : counted.foreignRequests) {
+        JsonLine station;
+        station.number("station", foreign.station).number("requests", foreign.requests);
+        list += (list.empty() ? "" : ",") + station.object();
+    }
+    return "[" + list + "]";
+}
+
 std::string scanOf(const ScanStatistics &scans)
 {
     JsonLine scan;
@@ -103,8 +114,10 @@ Time RunReport::duration() const
     return fromMicroseconds(counted.runningUs);
 }
 
-double RunReport::lineShare() const
+std::optional<double> RunReport::lineShare() const
 {
+    if (!hasRate)
+        return std::nullopt;
     const LineTiming timing(baud);
     const double busy = static_cast<double>(counted.total.bytesOut + counted.total.bytesIn) *
                         seconds(timing.wire(1000)) / 1000.0;
@@ -120,9 +133,10 @@ std::string describeScans(const RunReport &report)
                 inMilliseconds(scans.durations().least()) + " to " +
                 inMilliseconds(scans.durations().most()) + "), requests per scan " +
                 fixed(scans.requestsPerScan(), 1) + ", bytes per scan " + fixed(scans.bytesPerScan(), 1);
-    text += "\nline in use " + fixed(report.lineShare() * 100, 1) + " % of the time at " +
-            std::to_string(report.baud) + " baud" +
-            (report.lineShare() > 1 ? ", more than a real line carries\n" : "\n");
+    text += "\n";
+    if (const std::optional<double> share = report.lineShare())
+        text += "line in use " + fixed(*share * 100, 1) + " % of the time at " + std::to_string(report.baud) +
+                " baud" + (*share > 1 ? ", more than a real line carries\n" : "\n");
     for (int level = 0; level < kScanLevels; ++level) {
         if (scans.refresh(level).count() > 0)
             text += describeRefresh(scans, level);
@@ -140,12 +154,16 @@ std::string statisticsRecord(const Statistics &counted, const RunReport *run, Ti
     JsonLine total;
     line.raw("total", addCounters(total, counted.total).object()).raw("stations", stationsOf(counted));
     line.raw("line_errors", errorsOf(counted)).raw("lateness", latenessOf(counted));
-    if (run)
-        line.number("baud", run->baud)
-            .decimal("line_share", run->lineShare())
-            .raw("scan", scanOf(run->scans))
-            .raw("refresh", refreshOf(run->scans));
-    return line.object();
+    if (!counted.foreignRequests.isEmpty())
+        line.raw("second_master", secondMasterOf(counted));
+    if (!run)
+        return line.object();
+    line.number("baud", run->baud);
+    if (const std::optional<double> share = run->lineShare())
+        line.decimal("line_share", *share);
+    else
+        line.raw("line_share", "null");
+    return line.raw("scan", scanOf(run->scans)).raw("refresh", refreshOf(run->scans)).object();
 }
 
 } // namespace plc::host

@@ -3,6 +3,7 @@
 #ifndef PLC_COMMANDS_RUN_REPORT_H
 #define PLC_COMMANDS_RUN_REPORT_H
 
+#include <optional>
 #include <string>
 
 #include "host/commands/wall_clock.h"
@@ -16,10 +17,11 @@ struct RunReport
     const ScanStatistics &scans;
     const Statistics &counted;
     int baud;
+    bool hasRate; ///< of the port: a pseudo-terminal has none
 
     Time duration() const;
-    /// Share of the time in which characters were on the line; above 1 on a pseudo-terminal.
-    double lineShare() const;
+    /// Share of the time in which characters were on the line; nothing where the port has no rate.
+    std::optional<double> lineShare() const;
 };
 
 /// For people, several lines.

@@ -23,6 +23,7 @@ struct OutputState
     bool isUsed = false;
     bool isGone = false; ///< the reader, who has enough
     int error = 0;       ///< errno of the first write that failed
+    bool hasFileFailed = false;
 };
 
 OutputState output;
@@ -96,13 +97,18 @@ bool isOutputOver()
            hasLostReader(STDERR_FILENO);
 }
 
+void failOutput()
+{
+    output.hasFileFailed = true;
+}
+
 int finishStreams(int code)
 {
     // Some file systems tell only here that there was no room.
     if (output.isUsed && output.error == 0 && !output.isGone && close(STDOUT_FILENO) != 0)
         noteFailure(errno);
     if (output.error == 0)
-        return code;
+        return output.hasFileFailed ? static_cast<int>(kExitOutput) : code;
     std::fprintf(stderr,
                  "plchost: standard output cannot be written: %s; what was printed is not complete, send it "
                  "elsewhere\n",

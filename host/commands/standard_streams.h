@@ -22,9 +22,12 @@ void print(const std::string &text);
 /// standard output or standard error has gone away.
 bool isOutputOver();
 
+/// Takes note of a file that could not be written, which somebody has told or will.
+void failOutput();
+
 /// Sees to it that all output has arrived. Behind it nothing is printed.
-/// @return @p code, or 7 with a line on standard error where standard output could not be written. A reader
-///         that has gone away is no failure.
+/// @return @p code, or 7 where a file could not be written, or, with a line on standard error, standard
+///         output. A reader that has gone away is no failure.
 int finishStreams(int code);
 
 } // namespace plc::host

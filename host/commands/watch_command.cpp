@@ -9,6 +9,7 @@
 #include "host/commands/interrupt.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/run_log.h"
 #include "host/commands/run_report.h"
 #include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
@@ -34,6 +35,7 @@ public:
         : options_(options), link_(options.link()), variables_(options.variableList(link_.oneBased())),
           onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text &&
                       !options.quiet && !options.once),
+          log_(options.logFile, std::max(link_.pollInterval, kLineInterval), options.numberStyle()),
           line_(link_, manner()),
           printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_)),
           table_(options.numberStyle())
@@ -55,6 +57,7 @@ public:
         while (!isOver(end)) {
             const Time until = std::min(steadyNow() + slice, end);
             line_.poll(options_.once ? until : std::min(until, nextShow));
+            attendLog(steadyNow() - start);
             if (steadyNow() < nextShow || options_.once)
                 continue;
             shownAt = steadyNow();
@@ -64,6 +67,7 @@ public:
         // Behind close() nobody asks any more, and no station is offline.
         if (onTerminal_ || steadyNow() - shownAt >= kFresh)
             show(steadyNow() - start);
+        log_.addRows(steadyNow() - start, [this] { return rows(); });
         std::vector<VariableState> states;
         for (int i = 0; i < count(); ++i)
             states.push_back(stateAt(i));
@@ -72,13 +76,15 @@ public:
     }
 
 private:
-    LineManner manner() const
+    LineManner manner()
     {
         LineManner manner;
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
         manner.readOnly = options_.readOnly;
         manner.separateReads = true;
+        if (!options_.logFile.empty())
+            manner.onRecord = [this](const std::string &record) { log_.add(record); };
         if (onTerminal_)
             return manner;
         manner.onStation = [](const StationChange &change) {
@@ -106,12 +112,24 @@ private:
         return true;
     }
 
-    void show(Time moment)
+    void attendLog(Time moment)
+    {
+        const std::string complaint = log_.attend(moment, [this] { return rows(); });
+        if (!complaint.empty() && !onTerminal_)
+            std::fprintf(stderr, "plchost: %s\n", complaint.c_str());
+    }
+
+    std::vector<Row> rows() const
     {
         std::vector<Row> rows;
-        for (int i = 0; i < count(); ++i) {
+        for (int i = 0; i < count(); ++i)
             rows.push_back(rowOf(variableAt(i), stationAt(i), stateAt(i)));
-        }
+        return rows;
+    }
+
+    void show(Time moment)
+    {
+        std::vector<Row> rows = this->rows();
         if (onTerminal_) {
             table_.draw(rows);
             return;
@@ -124,11 +142,13 @@ private:
         }
     }
 
-    ExitCode finish(const std::vector<VariableState> &states, Time moment) const
+    ExitCode finish(const std::vector<VariableState> &states, Time moment)
     {
+        const std::string record =
+            statisticsRecord(line_.statistics(), nullptr, moment, std::chrono::system_clock::now());
+        log_.add(record);
         if (options_.outputFormat() == Format::NdJson)
-            print(statisticsRecord(line_.statistics(), nullptr, moment, std::chrono::system_clock::now()) +
-                  "\n");
+            print(record + "\n");
         if (!options_.quiet && !isOutputOver())
             std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
         if (!line_.portLost().empty())
@@ -155,6 +175,7 @@ private:
     std::vector<Variable> variables_;
     std::vector<VariableId> ids_;
     bool onTerminal_;
+    RunLog log_;
     PanelLine line_;
     RowPrinter printer_;
     LiveTable table_;

@@ -1,12 +1,15 @@
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <utility>
 
+#include "host/commands/audit.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
+#include "host/commands/typed_values.h"
 #include "host/project/input_file.h"
 #include "host/project/saved_values.h"
 #include "host/project/written_values.h"
@@ -27,7 +30,10 @@ struct Assignment
     Variable variable;
     Values values;
     bool isFromFile = false;
+    std::vector<std::string> typed{}; ///< see typedValues()
     VariableId id = 0;
+    OrderId order = 0;         ///< 0 where none was given
+    std::uint64_t audited = 0; ///< its number in the audit
     OrderResult result{};
 };
 
@@ -63,6 +69,7 @@ Assignment parseAssignment(const std::string &text, const WriteOptions &options,
             parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
         variable.text = name;
     }
+    assignment.typed = typedValues(typed, variable, assignment.values);
     return assignment;
 }
 
@@ -101,11 +108,18 @@ public:
     {
         for (Assignment &assignment : assignments_)
             admit(&assignment);
+        const auto isBroadcast = [this](const Assignment &given) { return stationOf(given) == 0; };
+        if (std::any_of(assignments_.begin(), assignments_.end(), isBroadcast))
+            options.adviseOnBroadcasts(link_);
     }
 
     ExitCode run()
     {
+        audit_.emplace(options_.auditFile, link_.port);
         line_.open();
+        // All of them before the first write: where one cannot be noted, nothing is sent.
+        for (Assignment &assignment : assignments_)
+            assignment.audited = audit_->order(rowOf(assignment, OrderResult()));
         for (std::size_t first = 0; first < assignments_.size(); first += kBatch)
             writeBatch(first, std::min(first + kBatch, assignments_.size()));
         splitRefused();
@@ -185,11 +199,24 @@ private:
 
     void writeBatch(std::size_t from, std::size_t to)
     {
-        std::vector<OrderId> orders;
-        for (std::size_t i = from; i < to && !isInterrupted(); ++i)
-            orders.push_back(line_.write(assignments_[i].id, assignments_[i].values));
-        for (std::size_t i = 0; i < orders.size(); ++i)
-            assignments_[from + i].result = line_.await(orders[i]);
+        for (std::size_t i = from; i < to; ++i)
+            give(&assignments_[i]);
+        for (std::size_t i = from; i < to; ++i)
+            await(&assignments_[i]);
+    }
+
+    void give(Assignment *assignment)
+    {
+        if (!isInterrupted())
+            assignment->order = line_.write(assignment->id, assignment->values);
+    }
+
+    void await(Assignment *assignment)
+    {
+        if (assignment->order != 0)
+            assignment->result = line_.await(assignment->order);
+        else
+            assignment->result.end = OrderEnd::Closed;
     }
 
     /// A station that has lost or locked one register refuses all that were to be written with it. Values of
@@ -203,39 +230,44 @@ private:
                 all.push_back(std::move(assignment));
                 continue;
             }
+            audit_->end(assignment.audited, rowOf(assignment, assignment.result));
             for (const SavedValues &single : singlesOf({assignment.variable, assignment.values})) {
                 all.push_back({single.variable, single.values, true});
                 Assignment &last = all.back();
                 last.id = line_.add(last.variable);
-                last.result = line_.await(line_.write(last.id, last.values));
+                last.audited = audit_->order(rowOf(last, OrderResult()));
+                give(&last);
+                await(&last);
             }
         }
         assignments_ = std::move(all);
     }
 
-    Row rowOf(const Assignment &assignment) const
+    Row rowOf(const Assignment &assignment, const OrderResult &result) const
     {
         Row row;
         row.variable = assignment.variable;
         row.station = stationOf(assignment);
         row.isWrite = true;
         row.values = assignment.values;
-        row.exceptionCode = assignment.result.exceptionCode;
-        row.time = line_.endOf(assignment.result);
+        row.typed = assignment.typed;
+        row.exceptionCode = result.exceptionCode;
+        row.time = line_.endOf(result);
+        row.isDone = result.end == OrderEnd::Good;
+        // Nobody confirms a broadcast.
+        row.state = !row.isDone ? stateName(result.end) : row.station == 0 ? "sent" : "written";
+        if (!row.isDone)
+            row.reason = describe(result, row.station);
         return row;
     }
 
     void report(const Assignment &assignment)
     {
-        Row row = rowOf(assignment);
-        OrderEnd end = assignment.result.end;
-        row.isDone = end == OrderEnd::Good;
-        row.state = row.isDone ? "written" : stateName(end);
-        if (!row.isDone)
-            row.reason = describe(assignment.result, row.station);
-        else if (options_.verify)
-            end = verify(assignment, &row);
+        Row row = rowOf(assignment, assignment.result);
+        const OrderEnd end = row.isDone && options_.verify ? verify(assignment, &row) : assignment.result.end;
         print(&row, end);
+        if (end != OrderEnd::Open)
+            audit_->end(assignment.audited, row);
     }
 
     void print(Row *row, OrderEnd end)
@@ -261,6 +293,8 @@ private:
         const Values due = held_.heldOf(assignment.variable, row->station);
         const Values found = valuesOf(assignment.variable, result.raw);
         row->values = found;
+        if (found != assignment.values)
+            row->typed.clear();
         row->isInPieces = cutsValues(assignment.variable, link_);
         if (found != due) {
             row->state = "differs";
@@ -304,6 +338,13 @@ private:
     ExitCode finish()
     {
         line_.close();
+        // Only now it is known whether those that an interruption has left open were sent.
+        for (const Assignment &assignment : assignments_) {
+            const bool isOpen = assignment.result.end == OrderEnd::Open;
+            if (audit_)
+                audit_->end(assignment.audited,
+                            rowOf(assignment, isOpen ? line_.result(assignment.order) : assignment.result));
+        }
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
         if (!options_.quiet && !options_.from.empty())
@@ -333,7 +374,8 @@ private:
     std::vector<Assignment> assignments_;
     PanelLine line_;
     RowPrinter printer_;
-    WrittenValues held_; ///< by the stations, when all writes have ended
+    std::optional<Audit> audit_; ///< while something is written
+    WrittenValues held_;         ///< by the stations, when all writes have ended
     std::vector<OrderEnd> ends_;
     int differing_ = 0;
 };

@@ -440,7 +440,11 @@ std::vector<std::string> projectWarnings(const Project &project)
     if (anyLevel && project.link.linkMode != 0)
         warnings.emplace_back(
             "over a relay the driver serves no priority level: variables that have one may never be read");
-    if (project.link.turnaround >= project.link.timeout)
+    const bool isBroadcast =
+        std::any_of(project.variables.begin(), project.variables.end(), [&](const Variable &variable) {
+            return variable.station.value_or(project.link.station) == 0;
+        });
+    if (isBroadcast && project.link.turnaround >= project.link.timeout)
         warnings.emplace_back("turnaroundMs should be shorter than replyTimeoutMs");
     for (const auto &[station, settings] : project.link.stations) {
         const bool isUsed = std::any_of(

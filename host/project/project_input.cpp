@@ -101,6 +101,7 @@ ProjectOrder ProjectInput::parseWrite(const std::string &name, const std::string
         throw Failure(FailureKind::Usage,
                       "'" + name + "' cannot be written: it is one of the " + variable.area->meaning);
     const std::string plain = trimmed(values);
+    order.typed = plain;
     order.values = parseValues(plain, variable, name + " = " + plain);
     const int given = valueCount(variable, order.values);
     if (given != variable.count)

@@ -27,7 +27,8 @@ struct ProjectOrder
     Kind kind = Kind::Nothing;
     int variable = 0; ///< Write: its number in the project
     Values values;
-    int station = 0; ///< Station
+    std::string typed; ///< Write: the values as they stand in the line
+    int station = 0;   ///< Station
     bool enabled = false;
     int page = 0; ///< Page, counted from 1
 };

@@ -63,6 +63,8 @@ constexpr PolicyName kPolicies[] = {
     {"damage-end", &Policies::endOnDamage, "a damaged reply ends the wait at once"},
     {"absolute-deadline", &Policies::absoluteDeadline, "noise does not lengthen the wait for a reply"},
     {"offline", &Policies::offline, "a station that fails over and over is left alone but for trials"},
+    {"echo-check", &Policies::echoCheck,
+     "one register is read before the first write to a station that has not answered yet"},
 };
 
 /// The row of @p table with this name, null for none.

@@ -81,6 +81,12 @@ Statistics publicStatistics(const Session &session)
     statistics.latenessMedianUs = microseconds(counted.lateness.percentile(50));
     statistics.latenessP99Us = microseconds(counted.lateness.percentile(99));
     statistics.latenessMostUs = microseconds(counted.lateness.most());
+    for (const auto &[station, requests] : counted.otherMaster) {
+        ForeignRequests foreign;
+        foreign.station = station;
+        foreign.requests = requests;
+        statistics.foreignRequests.append(foreign);
+    }
     return statistics;
 }
 

@@ -110,6 +110,11 @@ std::string textOf(const runtime::OrderResult &result, int station, runtime::Tim
         return "not sent: the line was closed";
     case OrderEnd::NotTaken:
         return "not sent: the driver has refused it";
+    case OrderEnd::OnlyEcho:
+        return "not sent: of a read from " + who +
+               ", which has not answered yet, nothing but the echo came back, and the echo of a write would "
+               "pass "
+               "for its reply; the line hands back what is sent: add setting 'echo'";
     case OrderEnd::NoReply:
         break;
     }
@@ -190,6 +195,8 @@ plcruntime::OrderEnd publicEnd(runtime::OrderEnd end)
         return plcruntime::OrderEnd::Expired;
     case OrderEnd::Closed:
         return plcruntime::OrderEnd::Closed;
+    case OrderEnd::OnlyEcho:
+        return plcruntime::OrderEnd::OnlyEcho;
     case OrderEnd::NotTaken:
         break;
     }

@@ -56,6 +56,7 @@ runtime::Policies policiesWithout(unsigned off)
     policies.endOnDamage = (off & plcruntime::PolicyEndOnDamage) == 0;
     policies.absoluteDeadline = (off & plcruntime::PolicyAbsoluteDeadline) == 0;
     policies.offline = (off & plcruntime::PolicyOffline) == 0;
+    policies.echoCheck = (off & plcruntime::PolicyEchoCheck) == 0;
     return policies;
 }
 

@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "runtime/line/rtu_layout.h"
+
 namespace plc::runtime {
 
 namespace {
@@ -37,9 +39,48 @@ constexpr Row kRows[] = {
 constexpr const char *kWriteHasBegun = "the station has begun the write and needs long for it; do not send "
                                        "it again, but see later what it has done";
 
-bool isWriteFunction(int function)
+/// @name What to try where the request leaves only some of it
+/// @{
+constexpr const char *kNoSuchPlace =
+    "the station has no such address; look it up in its manual, or try setting 'driverOptions' one-based";
+constexpr const char *kNotWritable =
+    "the station has no such address, or it cannot be written; look it up in "
+    "its manual, or try setting 'driverOptions' one-based";
+constexpr const char *kNotWritableAtOnce =
+    "not all of these addresses can be written; write them one by one to see which, or try setting "
+    "'driverOptions' one-based";
+constexpr const char *kRefusedValue = "the station does not take this value; look up its range in its manual";
+constexpr const char *kRefusedValues =
+    "the station does not take one of these values, or not that many at once; try a smaller setting "
+    "'maxBlock'";
+constexpr const char *kRefusedRead = "the station does not take this request; see its manual";
+/// @}
+
+/// @param count  0 = not known.
+const char *hintFor(int function, int code, int count)
 {
-    return function == 5 || function == 6 || function == 15 || function == 16;
+    const bool isWrite = isWriteFunction(function);
+    switch (code) {
+    case kExceptionAcknowledge:
+        if (isWrite)
+            return kWriteHasBegun;
+        break;
+    case kExceptionAddress:
+        if (isWrite)
+            return count > 1 ? kNotWritableAtOnce : kNotWritable;
+        if (count == 1)
+            return kNoSuchPlace;
+        break;
+    case kExceptionValue:
+        if (isWrite)
+            return count > 1 ? kRefusedValues : kRefusedValue;
+        if (count == 1)
+            return kRefusedRead;
+        break;
+    default:
+        break;
+    }
+    return exceptionMeaning(code).hint;
 }
 
 constexpr ExceptionMeaning kUnknown = {"unknown exception", "see the station's manual"};
@@ -70,7 +111,7 @@ std::string describeException(int function, int code, int address, int count)
     const std::string place =
         count > 0 ? ", address " + std::to_string(address) + ", count " + std::to_string(count) : "";
     return number + std::string(meaning.name) + ") to function " + std::to_string(function) + place + ": " +
-           (code == kExceptionAcknowledge && isWriteFunction(function) ? kWriteHasBegun : meaning.hint);
+           hintFor(function, code, count);
 }
 
 } // namespace plc::runtime

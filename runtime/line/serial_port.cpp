@@ -53,16 +53,30 @@ bool isAbsence(int error)
 std::string reasonOf(int error)
 {
     const std::string said = std::string(" (") + std::strerror(error) + ")";
-    if (isAbsence(error))
-        return "there is no such port; look at /dev/ttyS*, /dev/ttyUSB*, /dev/ttyACM*" + said;
     switch (error) {
     case EACCES:
     case EPERM:
+        return "this user may not use it; join the group that it belongs to, mostly dialout, and log in "
+               "again" +
+               said;
     case EBUSY:
-        return "it is in use by another program, or this user may not use it (group dialout)" + said;
+        return "it is in use by another program" + said;
     default:
         return "it is no usable serial port" + said;
     }
+}
+
+/// "there is no such port; there are /dev/ttyS0 and /dev/ttyUSB0".
+std::string absenceText(const std::vector<std::string> &ports)
+{
+    constexpr std::size_t kMostNamed = 8;
+    if (ports.empty())
+        return "there is no such port, nor any other on this machine; is the adapter plugged in?";
+    const std::size_t named = std::min(ports.size(), kMostNamed);
+    std::string text = std::string("there is no such port; there ") + (ports.size() == 1 ? "is " : "are ");
+    for (std::size_t i = 0; i < named; ++i)
+        text += (i == 0 ? "" : i + 1 == ports.size() ? " and " : ", ") + ports[i];
+    return text + (named < ports.size() ? " and " + std::to_string(ports.size() - named) + " more" : "");
 }
 
 /// Raw bytes of 8 bits; wrong parity drops a character, so that its frame fails its checksum (MODBUS over
@@ -151,7 +165,7 @@ void SerialPort::open(const LineSettings &settings)
     if (error == EBUSY)
         refuseInUse(settings, reasonOf(error));
     if (isAbsence(error))
-        throw PortAbsent(refusalText(settings, reasonOf(error)));
+        throw PortAbsent(refusalText(settings, absenceText(system_.ports())));
     refuse(settings, reasonOf(error));
 }
 

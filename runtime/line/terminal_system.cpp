@@ -55,7 +55,23 @@ std::string triggerPath(int descriptor)
            std::to_string(gnu_dev_minor(device.st_rdev)) + "/rx_trig_bytes";
 }
 
+/// Major numbers of the kernel's device list: the ends that programs open.
+bool isPseudoTerminalOf(const struct stat &device)
+{
+    constexpr unsigned kFirst = 136;
+    constexpr unsigned kLast = 143;
+    const unsigned kind = gnu_dev_major(device.st_rdev);
+    return S_ISCHR(device.st_mode) && kind >= kFirst && kind <= kLast;
+}
+
 } // namespace
+
+bool isPseudoTerminal(const std::string &path)
+{
+    struct stat device
+    {};
+    return stat(path.c_str(), &device) == 0 && isPseudoTerminalOf(device);
+}
 
 int TerminalSystem::open(const std::string &path)
 {
@@ -152,15 +168,31 @@ std::string TerminalSystem::linkAt(const std::string &path)
 
 bool TerminalSystem::isPseudoTerminal(int descriptor)
 {
-    // Major numbers of the kernel's device list: the ends that programs open.
-    constexpr unsigned kFirst = 136;
-    constexpr unsigned kLast = 143;
     struct stat device
     {};
-    if (fstat(descriptor, &device) != 0)
-        return false;
-    const unsigned kind = gnu_dev_major(device.st_rdev);
-    return kind >= kFirst && kind <= kLast;
+    return fstat(descriptor, &device) == 0 && isPseudoTerminalOf(device);
+}
+
+std::vector<std::string> TerminalSystem::ports()
+{
+    namespace fs = std::filesystem;
+    std::vector<std::string> found;
+    std::error_code error;
+    for (fs::directory_iterator entry(devices_, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code unknown;
+        // Consoles and pseudo-terminals have no device.
+        if (!fs::exists(entry->path() / "device", unknown))
+            continue;
+        int chip = -1;
+        std::ifstream(entry->path() / "type") >> chip;
+        if (chip != 0)
+            found.push_back("/dev/" + entry->path().filename().string());
+    }
+    // ttyUSB2 stands before ttyUSB10.
+    std::sort(found.begin(), found.end(), [](const std::string &a, const std::string &b) {
+        return std::make_pair(a.size(), a) < std::make_pair(b.size(), b);
+    });
+    return found;
 }
 
 int TerminalSystem::openToWait(int descriptor)

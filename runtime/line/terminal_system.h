@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "runtime/line/link_time.h"
 
@@ -19,13 +20,18 @@ enum class Readiness
     HungUp ///< the device has gone, and nothing is left to be read
 };
 
+/// Whether the device at @p path is the end of a pseudo-terminal that programs open: it has no rate.
+bool isPseudoTerminal(const std::string &path);
+
 /// The calls as the system has them: -1 means that `errno` tells what is wrong.
 class TerminalSystem
 {
 public:
     /// @param lastingNames  folder of links to the devices, each of them named after its device.
-    explicit TerminalSystem(std::string lastingNames = "/dev/serial/by-id")
-        : lastingNames_(std::move(lastingNames))
+    /// @param devices       folder with an entry for each terminal, as the kernel has it.
+    explicit TerminalSystem(std::string lastingNames = "/dev/serial/by-id",
+                            std::string devices = "/sys/class/tty")
+        : lastingNames_(std::move(lastingNames)), devices_(std::move(devices))
     {}
     virtual ~TerminalSystem() = default;
 
@@ -46,6 +52,9 @@ public:
     /// another link.
     virtual std::string linkAt(const std::string &path);
     virtual bool isPseudoTerminal(int descriptor);
+    /// The serial ports of the machine, as "/dev/ttyUSB0", by name. Names behind which there is no chip, as
+    /// most of ttyS0 to ttyS31, are left out.
+    virtual std::vector<std::string> ports();
     /// Opens the device of @p descriptor once more, for reads that wait as long as the device's VTIME says.
     /// To be called before anybody claims the device.
     virtual int openToWait(int descriptor);
@@ -64,6 +73,7 @@ public:
 
 private:
     std::string lastingNames_;
+    std::string devices_;
 };
 
 } // namespace plc::runtime

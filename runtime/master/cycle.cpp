@@ -44,24 +44,6 @@ bool isRelay(const COM_INFO &info)
     return info.linkMode != 0;
 }
 
-Request describe(const Protocol &head, bool relay)
-{
-    constexpr int kRelayStationAt = 4;
-    Request request;
-    request.frame = head.frame.left(head.sendLen);
-    request.station = byteAt(request.frame, relay ? kRelayStationAt : 0);
-    request.function = relay ? 0 : byteAt(request.frame, 1);
-    request.regType = head.var.regType;
-    request.address = head.var.address;
-    request.count = head.var.count;
-    request.direction = head.var.direction;
-    request.hostId = head.var.hostId;
-    request.hostSubId = head.var.hostSubId;
-    // In a relay frame the member is a value.
-    request.isReadHalf = !relay && request.direction == 0 && head.var.relayArg1 == kReadHalf;
-    return request;
-}
-
 /// The driver was told that stations do not answer writes of this type.
 bool isSilencedByOption(const COM_INFO &info, int regType)
 {
@@ -150,6 +132,24 @@ Answer answerOf(AttemptEnd end, bool isDamaged)
 
 } // namespace
 
+Request requestOf(const Protocol &head, bool relay)
+{
+    constexpr int kRelayStationAt = 4;
+    Request request;
+    request.frame = head.frame.left(head.sendLen);
+    request.station = byteAt(request.frame, relay ? kRelayStationAt : 0);
+    request.function = relay ? 0 : byteAt(request.frame, 1);
+    request.regType = head.var.regType;
+    request.address = head.var.address;
+    request.count = head.var.count;
+    request.direction = head.var.direction;
+    request.hostId = head.var.hostId;
+    request.hostSubId = head.var.hostSubId;
+    // In a relay frame the member is a value.
+    request.isReadHalf = !relay && request.direction == 0 && head.var.relayArg1 == kReadHalf;
+    return request;
+}
+
 Cycle::Cycle(CycleDriver &driver, COM_INFO &info, const CycleSettings &settings, CycleObserver *observer)
     : driver_(driver), info_(info), settings_(settings), observer_(observer),
       lateReplies_(settings.lateReplyGuard), echoes_(settings.removeEcho)
@@ -235,7 +235,7 @@ bool Cycle::fetch(Time now)
     if (!head_)
         return false;
     report_ = TransactionReport();
-    report_.request = describe(*head_, isRelay(info_));
+    report_.request = requestOf(*head_, isRelay(info_));
     report_.startedAt = now;
     attempt_ = Attempt();
     chooseRules();
@@ -324,6 +324,7 @@ Instruction Cycle::transmit(Time now)
     const Time lateness = now - std::max(silenceDue(), waitingSince_);
     if (settings_.policies.discardInput)
         discardBefore(now, buffer_.size(), "outside an exchange");
+    noteOtherMaster(now, otherMaster_.sent(frame));
     echoes_.sent(frame);
     state_ = stateWhenSent();
     attempt_ = Attempt();
@@ -436,8 +437,18 @@ void Cycle::discardBefore(Time now, int bytes, const char *why)
         return;
     if (isListening() && attempt_.passedOver.size() < kBufferKept)
         attempt_.passedOver.append(buffer_.left(std::min(bytes, kBufferKept)));
+    noteOtherMaster(now, otherMaster_.heard(buffer_.left(bytes)));
     buffer_.remove(0, bytes);
     noteForeign(now, bytes, why);
+}
+
+void Cycle::noteOtherMaster(Time now, const std::vector<int> &asked)
+{
+    for (const int station : asked) {
+        ++statistics_.otherMaster[station];
+        if (observer_)
+            observer_->otherMasterAsked(now, station);
+    }
 }
 
 void Cycle::noteForeign(Time now, int bytes, const char *why)
@@ -569,6 +580,7 @@ void Cycle::takeUnwanted(Time now, const Sighting &sighting)
 bool Cycle::offerReply(Time now, const Sighting &sighting)
 {
     const int received = buffer_.size();
+    const QByteArray around = received > sighting.length ? buffer_ : QByteArray();
     // Once the driver knows the length, each call spends an attempt, so it must see exactly the reply. A read
     // half is cut as well: the driver would write back whatever it finds.
     if (head_->replyLen != kReplyOpen || request().isReadHalf)
@@ -579,8 +591,11 @@ bool Cycle::offerReply(Time now, const Sighting &sighting)
     const int status = driver_.judge(&buffer_, buffer_.size());
     // The answer proves that the request had left, whatever baud rate is configured.
     lastActivity_ = now;
-    if (received > sighting.length)
+    if (received > sighting.length) {
+        noteOtherMaster(now, otherMaster_.heard(around.left(sighting.at)));
+        noteOtherMaster(now, otherMaster_.heard(around.mid(sighting.at + sighting.length)));
         noteForeign(now, received - sighting.length, "around the reply");
+    }
     if (isDone(status)) {
         endAttempt(now, AttemptEnd::Good);
     } else {

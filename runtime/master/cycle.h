@@ -16,6 +16,7 @@
 #include "runtime/line/reply_search.h"
 #include "runtime/master/echoes.h"
 #include "runtime/master/late_reply_guard.h"
+#include "runtime/master/other_master.h"
 #include "runtime/master/policies.h"
 #include "runtime/master/station_settings.h"
 #include "runtime/master/statistics.h"
@@ -86,6 +87,10 @@ struct Request
     bool isReadHalf = false;
 };
 
+/// The request of a transaction that the driver has chosen.
+/// @param relay  it is a relay frame.
+Request requestOf(const Protocol &head, bool relay);
+
 /// What became of a transaction.
 struct TransactionReport
 {
@@ -119,6 +124,8 @@ public:
     virtual void received(Time, const QByteArray &bytes) = 0;
     /// Received bytes were thrown away; @p why is a few words for people.
     virtual void discarded(Time, int bytes, const char *why) = 0;
+    /// Among bytes that were thrown away a request to @p station was found, which is not ours.
+    virtual void otherMasterAsked(Time, int station) { (void)station; }
     /// @param miss  why there is no good reply.
     virtual void attemptEnded(Time, AttemptEnd, const Miss &miss) = 0;
     virtual void transactionEnded(const TransactionReport &) = 0;
@@ -144,7 +151,7 @@ struct CycleSettings : StationRules
     Time writeBackWithin = std::chrono::milliseconds(500);
     /// The line hands back what is sent on it. Each transmission owes one echo.
     bool removeEcho = false;
-    /// `lateReplyGuard` and `offline` mean nothing here.
+    /// `lateReplyGuard`, `offline` and `echoCheck` mean nothing here.
     Policies policies;
 };
 
@@ -241,6 +248,7 @@ private:
     int judgeNothing();
     void discardBefore(Time now, int bytes, const char *why);
     void noteForeign(Time now, int bytes, const char *why);
+    void noteOtherMaster(Time now, const std::vector<int> &asked);
     Time completionOf(Time now, const Sighting &begun) const;
     bool isListening() const;
 
@@ -276,6 +284,7 @@ private:
     Statistics statistics_;
     LateReplyGuard lateReplies_;
     Echoes echoes_;
+    OtherMaster otherMaster_;
 
     CycleState state_ = CycleState::Idle;
     bool started_ = false;

@@ -78,6 +78,23 @@ std::string endText(AttemptEnd end, const Miss &miss)
     return "time-out: " + describe(miss);
 }
 
+/// What the end of the read that goes before a write means for the write.
+std::string checkText(const TransactionReport &report)
+{
+    switch (report.cause) {
+    case AttemptEnd::Good:
+    case AttemptEnd::Exception:
+        return "echo check: the station answers, the write goes out";
+    case AttemptEnd::NoReply:
+        return "echo check: no echo, the write goes out";
+    case AttemptEnd::Unusable:
+        return report.echoHeard ? "echo check: nothing but the echo came, the write does not go out"
+                                : "echo check: no echo, the write goes out";
+    default:
+        return "echo check: it could not be made, the write does not go out";
+    }
+}
+
 } // namespace
 
 bool isGroupedRead(const Request &request)
@@ -88,7 +105,9 @@ bool isGroupedRead(const Request &request)
 DriverLink::DriverLink(DriverLibrary &driver, COM_INFO &info, const LinkSettings &settings, NewsSink &sink)
     : driver_(driver), settings_(settings), sink_(sink), cycle_(*this, info, cycleSettings(settings), this),
       pacer_(settings.pollInterval),
-      stations_(settings.offline, cycleSettings(settings).lateReplyGuard, ownGuards(settings))
+      stations_(settings.offline, cycleSettings(settings).lateReplyGuard, ownGuards(settings)),
+      // Where echoes are taken off, none passes for a reply.
+      echoCheck_(settings.policies.echoCheck && !settings.echo && settings.linkMode == 0, info)
 {
     driver_.registerCallbacks(onResult, nullptr);
 }
@@ -155,6 +174,7 @@ void DriverLink::portLost(Time now, const std::string &reason)
         isPortLost_ = true;
         portLostAt_ = now;
         handedOver_.doubt();
+        echoCheck_.forget();
     }
     const Calling here(this);
     {
@@ -269,7 +289,8 @@ void DriverLink::setPace()
 Protocol *DriverLink::next()
 {
     if (transactionOpen_)
-        return driver_.comCommunication(0);
+        return echoCheck_.isUnderWay() ? echoCheck_.head() : driver_.comCommunication(0);
+    fate_ = EchoCheck::Fate::Free;
     const std::lock_guard<std::mutex> lock(mutex_);
     chosenScreen_ = screen_;
     if (isPortLost_)
@@ -285,7 +306,17 @@ Protocol *DriverLink::next()
     onlyLevels_ = isIdle && !HandedOver::isServedFirst(head);
     handedOver_.served(head);
     transactionOpen_ = head != nullptr;
-    return head;
+    return head ? checkedFirst(head) : nullptr;
+}
+
+/// The transaction that the driver has chosen, or the read that goes before it. Then the driver offers the
+/// same again when the read has ended.
+Protocol *DriverLink::checkedFirst(Protocol *head)
+{
+    const Request request = requestOf(*head, settings_.linkMode != 0);
+    fate_ = echoCheck_.fateOf(request, now_);
+    const bool isToCheck = fate_ == EchoCheck::Fate::ToCheck && permitLocked(request) != Permit::Withhold;
+    return isToCheck ? echoCheck_.begin(request) : head;
 }
 
 /// Lets the driver choose as long as it holds orders or probes: each of them is withheld, and has left the
@@ -373,7 +404,9 @@ void DriverLink::tellReleased()
 Permit DriverLink::permit(const Request &request, bool goesOut)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const Permit permit = permitLocked(request);
+    // What was not checked when it was chosen is not sent, whatever has changed since.
+    const bool isUnchecked = fate_ != EchoCheck::Fate::Free && !echoCheck_.isUnderWay();
+    const Permit permit = isUnchecked ? Permit::Withhold : permitLocked(request);
     // Under the same lock as the permission: after a station is switched off, none of its writes goes out
     // unknown.
     if (goesOut && permit != Permit::Withhold && request.hostId == kOrderHostId && request.direction != 0)
@@ -383,7 +416,8 @@ Permit DriverLink::permit(const Request &request, bool goesOut)
 
 Permit DriverLink::permitLocked(const Request &request) const
 {
-    const bool isOrder = request.hostId == kOrderHostId;
+    const bool isCheck = request.hostId == kEchoCheckHostId;
+    const bool isOrder = request.hostId == kOrderHostId || isCheck;
     if (isForbidden(request))
         return Permit::Withhold;
     if (isPortLost_ || (isOrder && !isStillWanted(request.hostSubId)))
@@ -394,7 +428,7 @@ Permit DriverLink::permitLocked(const Request &request) const
         return Permit::Withhold;
     const bool isCyclic = request.hostId == kCyclicHostId;
     if (state == StationState::Offline) {
-        const bool isProbe = request.station == probedStation_ && request.hostId != kOrderHostId;
+        const bool isProbe = request.station == probedStation_ && !isOrder;
         return isProbe ? Permit::SendOnce : Permit::Withhold;
     }
     // The turn of a busy station comes again with the next scan; meanwhile the others have theirs.
@@ -421,6 +455,8 @@ bool DriverLink::isStillWanted(Ticket ticket) const
 
 int DriverLink::judge(QByteArray *reply, int length)
 {
+    if (echoCheck_.isUnderWay())
+        return echoCheck_.judge(*reply);
     result_ = driver_.dataCom(reply, length);
     return result_->status;
 }
@@ -435,6 +471,10 @@ void DriverLink::onResult(int, int hostId, int hostSubId, int outcome)
 void DriverLink::transactionEnded(const TransactionReport &report)
 {
     transactionOpen_ = false;
+    if (echoCheck_.isUnderWay()) {
+        checkEnded(report);
+        return;
+    }
     // Turns that only bring the driver to serve its levels may come thousands of times a second.
     if (onlyLevels_ && report.cause == AttemptEnd::Withheld)
         return;
@@ -447,11 +487,31 @@ void DriverLink::transactionEnded(const TransactionReport &report)
     news.requestsSoFar = total.requests;
     news.bytesSoFar = total.bytesOut + total.bytesIn;
     const std::lock_guard<std::mutex> lock(mutex_);
+    echoCheck_.ended(report);
     news.screen = chosenScreen_;
     news.orders = endedWith(report);
     news.station = changeOf(report);
     for (const OrderNews &order : news.orders)
         handedOver_.ended(order.ticket);
+    sink_.put(std::move(news));
+}
+
+/// The read has ended that goes before a write. An answer is a sign of life. That there was none is no
+/// failure of the station: the write follows, and counts.
+void DriverLink::checkEnded(const TransactionReport &report)
+{
+    if (trace_)
+        tell({FrameNews::Kind::AttemptEnd, now_, Time(), QByteArray(), 0, 0, checkText(report)});
+    News news;
+    news.transaction = report;
+    const Counters &total = cycle_.statistics().total;
+    news.requestsSoFar = total.requests;
+    news.bytesSoFar = total.bytesOut + total.bytesIn;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    echoCheck_.ended(report);
+    news.screen = chosenScreen_;
+    if (report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception)
+        news.station = changeOf(report);
     sink_.put(std::move(news));
 }
 
@@ -499,6 +559,10 @@ OrderEnd DriverLink::endOfWithheld(Ticket ticket, int station) const
         return OrderEnd::PortLost;
     if (handedOver_.isExpired(ticket, now_))
         return OrderEnd::Expired;
+    if (fate_ == EchoCheck::Fate::OnlyEcho)
+        return OrderEnd::OnlyEcho;
+    if (fate_ == EchoCheck::Fate::LineBusy)
+        return OrderEnd::LineBusy;
     return stations_.state(station) == StationState::SwitchedOff ? OrderEnd::Dropped : OrderEnd::Offline;
 }
 
@@ -544,8 +608,16 @@ void DriverLink::discarded(Time now, int bytes, const char *why)
         tell({FrameNews::Kind::Discarded, now, Time(), QByteArray(), 0, bytes, why});
 }
 
+void DriverLink::otherMasterAsked(Time now, int station)
+{
+    if (trace_)
+        tell({FrameNews::Kind::AttemptEnd, now, Time(), QByteArray(), 0, 0, describeOtherMaster(station)});
+}
+
 void DriverLink::attemptEnded(Time now, AttemptEnd end, const Miss &miss)
 {
+    if (echoCheck_.isUnderWay())
+        echoCheck_.attemptEnded(end);
     if (trace_ && !(onlyLevels_ && end == AttemptEnd::Withheld))
         tell({FrameNews::Kind::AttemptEnd, now, Time(), QByteArray(), 0, 0, endText(end, miss)});
 }

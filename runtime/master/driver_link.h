@@ -7,6 +7,7 @@
 #include <mutex>
 #include <set>
 
+#include "runtime/master/echo_check.h"
 #include "runtime/master/handed_over.h"
 #include "runtime/master/link.h"
 #include "runtime/master/scan_pacer.h"
@@ -73,15 +74,18 @@ private:
     void sent(Time now, const QByteArray &frame, int attempt) override;
     void received(Time now, const QByteArray &bytes) override;
     void discarded(Time now, int bytes, const char *why) override;
+    void otherMasterAsked(Time now, int station) override;
     void attemptEnded(Time now, AttemptEnd end, const Miss &miss) override;
     void transactionEnded(const TransactionReport &report) override;
 
     void tellReleased();
+    void checkEnded(const TransactionReport &report);
     /// Only where somebody wants frames.
     void tell(FrameNews frame);
 
     // With the lock held.
     Protocol *nextWithoutPort();
+    Protocol *checkedFirst(Protocol *head);
     bool isOrderLost() const { return isPortLost_ || lossesToTake_ > 0; }
     Protocol *sendProbe(const Probe &probe);
     Protocol *chooseThrough(int station);
@@ -128,6 +132,8 @@ private:
     std::mutex mutex_;
     ScanPacer pacer_;
     StationGuard stations_;
+    EchoCheck echoCheck_;
+    EchoCheck::Fate fate_ = EchoCheck::Fate::Free; ///< of the transaction in progress
     HandedOver handedOver_;
     std::map<int, int> cyclicReads_; ///< how many there are, by station
     std::set<int> levelStations_;

@@ -20,10 +20,11 @@ enum class OrderEnd
     /// A frame of a write had gone out when its station was switched off or went offline, when the port went,
     /// its deadline came or the session was stopped: it may have been done.
     Unconfirmed,
-    Offline, ///< the station is left alone because it does not answer
-    Expired, ///< its deadline came before a frame of it was out; or it was a read
-    Closed,  ///< the session was stopped before a frame of it was out; or it was a read
-    NotTaken ///< the driver has refused it
+    Offline,  ///< the station is left alone because it does not answer
+    Expired,  ///< its deadline came before a frame of it was out; or it was a read
+    Closed,   ///< the session was stopped before a frame of it was out; or it was a read
+    NotTaken, ///< the driver has refused it
+    OnlyEcho  ///< a write that was not sent: of a read nothing but its echo had come, see EchoCheck
 };
 
 struct OrderResult

@@ -27,6 +27,9 @@ struct Policies
     bool absoluteDeadline = true;
     /// A station that fails over and over is sent probes only, now and then.
     bool offline = true;
+    /// Before the first write to a station that has not answered yet one register is read from it. Where
+    /// nothing but the echo of that comes, the line hands back what is sent, and the write is refused.
+    bool echoCheck = true;
 };
 
 /// When a station is taken for offline, and how often it is probed.

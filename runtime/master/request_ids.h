@@ -21,6 +21,10 @@ constexpr int kOrderHostId = 100;
 /// `hostId` of the requests that try an offline station; their `hostSubId` is the station.
 constexpr int kProbeHostId = 101;
 
+/// `hostId` of the reads that go before a write, and that the driver does not know of; their `hostSubId` is
+/// the number of the order to write.
+constexpr int kEchoCheckHostId = 102;
+
 /// What a read request asks for. Grouped requests carry no identifier of the variables that they cover, so
 /// they are told apart by their place.
 struct RequestPlace

@@ -34,7 +34,8 @@ struct Counters
 struct Statistics
 {
     Counters total;
-    std::map<int, Counters> stations; ///< by the station number that went out
+    std::map<int, Counters> stations;         ///< by the station number that went out
+    std::map<int, std::uint64_t> otherMaster; ///< requests of somebody else that were heard, by station
     /// By how much requests went out later than their silence allowed.
     Histogram lateness;
     std::optional<LineErrors> lineErrors; ///< nothing where the port does not count them

@@ -32,6 +32,7 @@ VariableState stateOf(OrderEnd end)
     case OrderEnd::Expired:
     case OrderEnd::Closed:
     case OrderEnd::NotTaken:
+    case OrderEnd::OnlyEcho:
         break;
     }
     return VariableState::NoAnswer;

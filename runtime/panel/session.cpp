@@ -446,7 +446,9 @@ void Session::notePort(const PortNews &news)
 void Session::noteRegisters(const TransactionReport &report)
 {
     const Request &request = report.request;
-    const bool isRead = request.direction == 0 && request.regType == kHoldingRegister;
+    // What is read before a write does not reach the mirror.
+    const bool isRead =
+        request.direction == 0 && request.regType == kHoldingRegister && request.hostId != kEchoCheckHostId;
     if (!hasOption(settings_.options, kOptionBitFromMirror) || !isRead || report.cause != AttemptEnd::Good)
         return;
     for (int i = 0; i < request.count; ++i)

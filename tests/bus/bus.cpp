@@ -78,6 +78,8 @@ const char *endName(runtime::OrderEnd end)
         return "its deadline has come";
     case runtime::OrderEnd::Closed:
         return "the line was closed";
+    case runtime::OrderEnd::OnlyEcho:
+        return "not sent, since nothing but an echo came";
     case runtime::OrderEnd::NotTaken:
         return "the driver refused it";
     case runtime::OrderEnd::Open:
@@ -93,6 +95,7 @@ Witness::Plan witnessPlan(const BusPlan &plan, const Wire &wire)
     watched.latest = plan.field.latest;
     watched.longestReply = wire.duration(kLongestFrame) + plan.burst;
     watched.echo = plan.echo;
+    watched.mustCheckEcho = !plan.link.echo;
     watched.turnaround = plan.link.turnaround;
     watched.timeout = plan.link.timeout;
     if (plan.link.policies.lateReplyGuard)

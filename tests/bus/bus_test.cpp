@@ -193,6 +193,7 @@ void add(Total *total, std::uint64_t seed, const RunResult &run)
     checks.portOrders += run.checks.portOrders;
     checks.pauses += run.checks.pauses;
     checks.toldValues += run.checks.toldValues;
+    checks.firstWrites += run.checks.firstWrites;
 }
 
 /// Prints figures and remembers which were 0.
@@ -258,6 +259,7 @@ std::vector<std::string> print(const Total &total, Way way, double wallSeconds)
     printFigure("(p) writes that were on the line when they were taken back", sum.checks.unconfirmed);
     printFigure("(q) probes and relapses that the others pay for", sum.checks.bookedProbes);
     printFigure("(s) orders that ended since the port was gone", sum.checks.portOrders);
+    printFigure("(v) reads before a first write", sum.checks.firstWrites);
     printFigure("(t) requests to stations that need a pause", sum.checks.pauses);
     // A session tells no values of what the driver packs.
     if (way == Way::PublicInterface)

@@ -32,6 +32,7 @@ unsigned policiesOff(const runtime::Policies &policies)
     add(policies.endOnDamage, plcruntime::PolicyEndOnDamage);
     add(policies.absoluteDeadline, plcruntime::PolicyAbsoluteDeadline);
     add(policies.offline, plcruntime::PolicyOffline);
+    add(policies.echoCheck, plcruntime::PolicyEchoCheck);
     return off;
 }
 
@@ -91,6 +92,8 @@ runtime::OrderEnd endOf(plcruntime::OrderEnd end)
         return runtime::OrderEnd::Unconfirmed;
     case plcruntime::OrderEnd::Closed:
         return runtime::OrderEnd::Closed;
+    case plcruntime::OrderEnd::OnlyEcho:
+        return runtime::OrderEnd::OnlyEcho;
     case plcruntime::OrderEnd::NotTaken:
         break;
     }

@@ -176,9 +176,11 @@ TEST_F(BusPolicy, TheEchoOfAWriteIsNotItsReply)
     BusPlan plan = planOf(1, {});
     plan.echo = true;
     plan = agreed(plan);
+    plan.link.policies.echoCheck = false;
     for (const bool told : {true, false}) {
         plan.link.echo = told;
         Bus &bus = build(plan);
+        bus.witness().overlook("(v)");
         bus.start();
         bus.field().muteStation(1, hours(1));
         const runtime::Ticket ticket = bus.write("4x:130@1", {17});
@@ -191,6 +193,51 @@ TEST_F(BusPolicy, TheEchoOfAWriteIsNotItsReply)
                         HasSubstr("is reported as done, but the station has not taken"));
         }
     }
+}
+
+TEST_F(BusPolicy, NoWriteIsReportedAsDoneOnALineThatEchoesUntold)
+{
+    BusPlan plan = planOf(2, {});
+    plan.echo = true;
+    plan = agreed(plan);
+    plan.link.echo = false;
+    for (const char *place : {"4x:130@1", "0x:20@1"}) {
+        Bus &bus = build(plan);
+        bus.start();
+        bus.field().muteStation(1, hours(1));
+        std::vector<runtime::Ticket> tickets;
+        for (int i = 0; i < 5; ++i) {
+            tickets.push_back(bus.write(place, {1}));
+            bus.runFor(seconds(4));
+        }
+        EXPECT_EQ("", bus.witness().complaint());
+        for (const runtime::Ticket ticket : tickets)
+            EXPECT_EQ(OrderEnd::OnlyEcho, bus.endOf(ticket)) << place;
+        EXPECT_EQ(2u, bus.witness().checks().firstWrites) << "asked again after a while";
+    }
+    plan.link.policies.echoCheck = false;
+    build(plan).start();
+    bus_->field().muteStation(1, hours(1));
+    bus_->write("4x:130@1", {1});
+    bus_->runFor(seconds(4));
+    EXPECT_THAT(bus_->witness().complaint(), HasSubstr("(v) a write goes to station 1"));
+}
+
+TEST_F(BusPolicy, AFirstWriteWaitsForAReadOfItsStationAndNoLonger)
+{
+    // One answers, one is silent, one refuses all.
+    BusPlan plan = planOf(3, {});
+    Bus &bus = build(plan);
+    bus.start();
+    bus.field().muteStation(2, hours(1));
+    bus.keepTransactions(true);
+    for (int round = 0; round < 3; ++round) {
+        for (const char *place : {"4x:130@1", "4x:130@2", "4x:130@3", "4x:130@0"})
+            bus.write(place, {static_cast<std::uint32_t>(round)});
+        bus.runFor(seconds(5));
+    }
+    EXPECT_EQ("", bus.witness().complaint());
+    EXPECT_EQ(3u, bus.witness().checks().firstWrites) << "of each station once";
 }
 
 TEST_F(BusPolicy, EchoesThatComeLateAreNoReplies)
@@ -350,6 +397,7 @@ TEST_F(BusPolicy, AWriteThatNoReplyIsDueToCostsThePauseAndNoTimeOut)
     BusPlan plan = planOf(2, {"4x:0:4@2"});
     plan.link.timeout = seconds(10);
     plan.link.options |= kOptionNoReplyToSingle | kOptionNoReplyToBlock;
+    plan.link.policies.echoCheck = false; // which costs a time-out, once
     plan = agreed(plan);
     // Stations that do as the option says, answer all the same, refuse.
     for (const int kind : {0, 1, 2}) {
@@ -358,6 +406,7 @@ TEST_F(BusPolicy, AWriteThatNoReplyIsDueToCostsThePauseAndNoTimeOut)
             bus.field().setAnswering([](Time, const Bytes &request) {
                 return request[0] == 1 ? std::optional<Message>(refusal(request, 2)) : std::nullopt;
             });
+        bus.witness().overlook("(v)");
         bus.start();
         bus.keepTransactions(true);
         for (int i = 0; i < 20; ++i) {
@@ -730,7 +779,9 @@ TEST_F(BusPolicy, OrdersToOtherPlacesDoNotWaitForOneThatNobodyTakes)
     BusPlan plan = planOf(3, {});
     plan.link.timeout = seconds(10);
     plan.link.offline.failures = 1000;
+    plan.link.policies.echoCheck = false; // which costs another time-out, once
     Bus &bus = build(agreed(plan));
+    bus.witness().overlook("(v)");
     bus.field().muteStation(2, hours(100));
     bus.start();
     std::vector<runtime::Ticket> dead;
@@ -1027,6 +1078,8 @@ TEST_F(BusPolicy, AnOrderThatIsOnTheLineWhenItsStationIsSwitchedOffIsNotConfirme
 {
     Bus &bus = build(planOf(2, {}));
     bus.start();
+    bus.read("4x:130@2");
+    bus.runFor(milliseconds(100));
     bus.field().makeNext(Fault::LostReply, 2);
     const runtime::Ticket ticket = bus.write("4x:130@2", {4711});
     const runtime::Ticket behind = bus.write("4x:140@2", {4712});

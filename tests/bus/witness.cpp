@@ -96,9 +96,11 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame)
     sent.start = now;
     sent.chainStart = frame == sent_.frame ? sent_.chainStart : now;
     sent.frame = frame;
-    sent.hostId = choice.hostId;
-    sent.ticket = choice.hostId == runtime::kOrderHostId ? choice.hostSubId : 0;
-    sent.isWrite = choice.isWrite;
+    // The driver has chosen a write, and a read that it does not know of goes out before.
+    const bool isCheck = choice.isWrite && isReadFunction(frame[1]);
+    sent.hostId = isCheck ? runtime::kEchoCheckHostId : choice.hostId;
+    sent.ticket = sent.hostId == runtime::kOrderHostId ? choice.hostSubId : 0;
+    sent.isWrite = choice.isWrite && !isCheck;
     if (sent_.tag >= 0)
         earlier_.push_back(std::move(sent_));
     sent_ = std::move(sent);
@@ -116,6 +118,26 @@ void Witness::masterSends(Time now, Time lastHeard, const Bytes &frame)
     noteHalf(now);
     checkLeftAlone(now);
     checkPauses(now);
+    checkFirstWrite(now);
+}
+
+void Witness::checkFirstWrite(Time now)
+{
+    const int station = sent_.frame[0];
+    if (plan_.mustCheckEcho && sent_.isWrite && station != 0 && mayBeWritten_.count(station) == 0)
+        complain(now, "(v) a write goes to station " + std::to_string(station) +
+                          ", which has not answered yet, and whose echo would pass for its reply");
+}
+
+/// Whether what has become of a transaction lets writes go to its station.
+void Witness::noteEchoCheck(const runtime::TransactionReport &report)
+{
+    const bool isCheck = report.request.hostId == runtime::kEchoCheckHostId;
+    const bool isAnswered = report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception;
+    const bool hasPassed = report.cause == AttemptEnd::NoReply || report.cause == AttemptEnd::Unusable;
+    checks_.firstWrites += isCheck ? 1 : 0;
+    if (isAnswered || (isCheck && hasPassed && !sent_.isHeard))
+        mayBeWritten_.insert(report.request.station);
 }
 
 void Witness::checkPauses(Time now)
@@ -301,6 +323,7 @@ void Witness::news(Time now, const runtime::News &news)
     if (news.port) {
         isPortLost_ = news.port->change != runtime::PortNews::Change::Back;
         portLostAt_ = isPortLost_ ? now : portLostAt_;
+        mayBeWritten_.clear();
     }
     if (news.transaction)
         transactionEnded(now, *news.transaction);
@@ -330,7 +353,9 @@ void Witness::checkBudget(Time now, const runtime::TransactionReport &report)
     if (report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception)
         lastAnswer_ = answeredAt_[station] = now;
     const auto absence = absences_.find(station);
-    const bool failed = report.cause == AttemptEnd::NoReply || report.cause == AttemptEnd::Unusable;
+    const bool isCheck = report.request.hostId == runtime::kEchoCheckHostId;
+    const bool failed =
+        !isCheck && (report.cause == AttemptEnd::NoReply || report.cause == AttemptEnd::Unusable);
     if (absence == absences_.end() || !failed)
         return;
     const bool isProbe = absence->second == Absence::Offline;
@@ -366,7 +391,10 @@ void Witness::checkProbation(Time now, const runtime::TransactionReport &report,
                             report.exceptionCode == runtime::kExceptionBusy;
     const bool answered =
         report.cause == AttemptEnd::Good || (report.cause == AttemptEnd::Exception && !isNoAnswer);
-    const bool failed = report.cause == AttemptEnd::NoReply || report.cause == AttemptEnd::Unusable ||
+    // The write that follows a read in vain decides.
+    const bool isCheck = report.request.hostId == runtime::kEchoCheckHostId;
+    const bool failed = (report.cause == AttemptEnd::NoReply && !isCheck) ||
+                        (report.cause == AttemptEnd::Unusable && !isCheck) ||
                         (report.cause == AttemptEnd::Exception && isNoAnswer);
     if (answered)
         absences_.erase(absence);
@@ -431,6 +459,7 @@ void Witness::transactionEnded(Time now, const runtime::TransactionReport &repor
 {
     sentInTransaction_ = 0;
     noteRest(now, report);
+    noteEchoCheck(report);
     if (report.request.hostId == runtime::kCyclicHostId && !runtime::tellsNothing(report.cause)) {
         noteCyclic(now, report, &cyclicReads_[report.request.hostSubId]);
         const int baseType = report.request.regType;
@@ -463,8 +492,10 @@ void Witness::transactionEnded(Time now, const runtime::TransactionReport &repor
     const auto order = orders_.find(report.request.hostSubId);
     if (report.request.isReadHalf && order != orders_.end())
         order->second.readEnded = now;
+    // What is read before a write reaches no mirror either.
     const bool isHalfOfWrite =
-        report.request.hostId == runtime::kOrderHostId && orders_.count(report.request.hostSubId) > 0;
+        report.request.hostId == runtime::kEchoCheckHostId ||
+        (report.request.hostId == runtime::kOrderHostId && orders_.count(report.request.hostSubId) > 0);
     if (report.cause == AttemptEnd::Good && report.done && report.request.direction == 0 && !isHalfOfWrite)
         checkReading(now, report);
 }

@@ -41,6 +41,9 @@
 /// - (u) The public interface tells of a variable what the last reading that brought it whole has brought, or
 ///   what was written there since and confirmed; with a write to any part of it under way, what was read
 ///   before that.
+/// - (v) On a line of which nobody has said that it echoes, no write goes to a station that has not answered
+///   since the port was opened, unless a read has gone to it before and something else than the echo of that
+///   read has come, or nothing at all.
 ///
 /// Where these are less strict than they read:
 /// - A late reply to a request that was repeated unchanged cannot be told from the reply to the repeat, since
@@ -115,6 +118,7 @@ struct Checks
     std::uint64_t portOrders = 0;  ///< (s), orders that ended since the port was gone
     std::uint64_t pauses = 0;      ///< (t), requests to stations that have a pause
     std::uint64_t toldValues = 0;  ///< (u), values of variables
+    std::uint64_t firstWrites = 0; ///< (v), reads before a write
 };
 
 /// Looks on and compares. Notes the first thing that is wrong.
@@ -126,7 +130,8 @@ public:
         Time silence{}; ///< before each request
         Time latest{};  ///< as in FieldPlan
         Time longestReply{};
-        bool echo = false; ///< the master hears itself
+        bool echo = false;          ///< the master hears itself
+        bool mustCheckEcho = false; ///< nobody has told it so
         Time turnaround{};
         Time timeout{};
         Time guard{};               ///< listening for late answers after a time-out
@@ -302,6 +307,8 @@ private:
     bool isAway(int station) const;
     bool wasThere(const CyclicRead &read) const;
     bool mayBeGood(Time now, const CyclicRead &read, bool isOfTwo) const;
+    void checkFirstWrite(Time now);
+    void noteEchoCheck(const runtime::TransactionReport &report);
     void checkBudget(Time now, const runtime::TransactionReport &report);
     void checkLeftAlone(Time now);
     void noteHalf(Time now);
@@ -349,6 +356,7 @@ private:
     Time portLostAt_{}; ///< when it was lost last
     std::set<int> switchedOff_;
     std::map<int, Absence> absences_;       ///< of stations that are away or only just back
+    std::set<int> mayBeWritten_;            ///< (v): stations to which writes may go
     std::map<int, Time> restedFrom_;        ///< end of the last transaction with stations that have a pause
     std::map<int, Time> busyUntil_;         ///< of stations that have said so
     std::map<int, CyclicRead> cyclicReads_; ///< by number

@@ -183,7 +183,8 @@ TEST(EchoingLine, WithoutAStationGivesNoValues)
         run = read();
     EXPECT_EQ(4, run.exitCode) << run.errors;
     EXPECT_EQ("0x:768:24 = ?  (bad reply)\n4x:100 = ?  (bad reply)\n", run.output);
-    EXPECT_THAT(run.errors, HasSubstr("the line hands back what is sent; add --echo"));
+    EXPECT_THAT(run.errors,
+                HasSubstr("nothing but the request itself; the line hands back what is sent: add --echo"));
 }
 
 TEST(EchoingLine, WithoutAStationTakesNoWriteOnceTheEchoIsTakenOff)
@@ -194,13 +195,27 @@ TEST(EchoingLine, WithoutAStationTakesNoWriteOnceTheEchoIsTakenOff)
     EXPECT_EQ(4, plchost({"write", "-p", line.path(), "4x:100=1,2", "-o", "0.3", "--retries", "0"}).exitCode);
 }
 
-TEST(EchoingLine, WithoutAStationFailsVerificationEvenWithoutTheOption)
+TEST(EchoingLine, WithoutAStationTakesNoWriteForDone)
 {
     const EchoingLine line;
-    const Finished run =
-        plchost({"write", "-p", line.path(), "4x:100=1", "-o", "0.3", "--retries", "0", "--verify"});
+    const Words words{"write", "-p", line.path(), "4x:100=1", "0x:7=1", "-o", "0.3", "--retries", "0"};
+    const Finished run = plchost(words);
+    EXPECT_EQ(4, run.exitCode) << run.output;
+    EXPECT_EQ("4x:100 = 1  (not sent)\n0x:7 = 1  (not sent)\n", run.output);
+    EXPECT_THAT(run.errors,
+                HasSubstr("nothing but the echo came back, and the echo of a write would pass for its "
+                          "reply; the line hands back what is sent: add --echo"));
+}
+
+TEST(EchoingLine, WithoutAStationFailsVerificationEvenWithoutTheCheck)
+{
+    const EchoingLine line;
+    const Words words{"write", "-p",        line.path(), "4x:100=1",       "-o",
+                      "0.3",   "--retries", "0",         "--no-echo-check"};
+    const Finished run = plchost(words + Words{"--verify"});
     EXPECT_EQ(4, run.exitCode) << run.output;
     EXPECT_THAT(run.output, HasSubstr("written, not read back"));
+    EXPECT_EQ("4x:100 = 1  (written)\n", plchost(words).output) << "why there is a check";
 }
 
 TEST(EchoingLine, WithAStationWorksWithTheOption)

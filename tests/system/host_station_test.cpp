@@ -166,15 +166,14 @@ TEST_F(HostAndStation, WritesEveryAreaAndReadsItBack)
                        "4x_bit:621.14:4=1,0,0,1", "4x_d:630:2=305419896,-70000", "4x_single:640=7,8",
                        "4x_block:650=0x09,10", "0x:660=1,0,1,1,0,0,1,0,1,1", "0x:680=on", "--verify"});
     EXPECT_EQ(0, run.exitCode) << run.errors;
-    EXPECT_THAT(run.lines(), ElementsAre("4x:600:5 = 1 22 333 4444 55555  (written and read back)",
-                                         "4x:610 = 65534  (written and read back)",
-                                         "4x_bit:620.3 = 1  (written and read back)",
-                                         "4x_bit:621.14:4 = 1 0 0 1  (written and read back)",
-                                         "4x_d:630:2 = 305419896 4294897296  (written and read back)",
-                                         "4x_single:640 = 7 8  (written and read back)",
-                                         "4x_block:650 = 9 10  (written and read back)",
-                                         "0x:660 = 1 0 1 1 0 0 1 0 1 1  (written and read back)",
-                                         "0x:680 = 1  (written and read back)"));
+    EXPECT_THAT(
+        run.lines(),
+        ElementsAre(
+            "4x:600:5 = 1 22 333 4444 55555  (written and read back)", "4x:610 = -2  (written and read back)",
+            "4x_bit:620.3 = 1  (written and read back)", "4x_bit:621.14:4 = 1 0 0 1  (written and read back)",
+            "4x_d:630:2 = 305419896 -70000  (written and read back)",
+            "4x_single:640 = 7 8  (written and read back)", "4x_block:650 = 0x09 10  (written and read back)",
+            "0x:660 = 1 0 1 1 0 0 1 0 1 1  (written and read back)", "0x:680 = on  (written and read back)"));
     // Another run has a mirror of its own, so what it shows comes from the station.
     EXPECT_EQ("4x:630:4 = 4660 22136 65534 61072\n", host("read", {"4x:630:4"}).output);
     EXPECT_EQ("4x:620:3 = 8 16384 2\n", host("read", {"4x:620:3"}).output);
@@ -202,7 +201,7 @@ TEST_F(HostAndStation, BroadcastsAWriteToAllStations)
 TEST_F(HostAndStation, BroadcastsWhereTheUsualStationIsZero)
 {
     serve({});
-    EXPECT_EQ("4x:600 = 77  (written)\n", host("write", {"-a", "0", "-o", "60", "4x:600=77"}).output);
+    EXPECT_EQ("4x:600 = 77  (sent)\n", host("write", {"-a", "0", "-o", "60", "4x:600=77"}).output);
     EXPECT_EQ("4x:600@1 = 77\n4x:600@5 = 77\n",
               host("read", {"-a", "0", "-o", "60", "4x:600@1", "4x:600@5"}).output);
     EXPECT_THAT(host("read", {"-a", "0", "-o", "60", "4x:600"}).errors,
@@ -263,8 +262,10 @@ TEST_F(HostAndStation, EndsWithTwoWhenTheStationIsDead)
     const Finished run = host("read", kShortWait + Words{"4x:100"});
     EXPECT_EQ(2, run.exitCode);
     EXPECT_EQ("4x:100 = ?  (no answer)\n", run.output);
-    EXPECT_THAT(run.errors,
-                StartsWith("plchost: 4x:100: no answer from station 1 after 3 attempts of 300 ms; check "));
+    EXPECT_THAT(
+        run.errors,
+        StartsWith(
+            "plchost: 4x:100: no answer from station 1 after 3 attempts of 300 ms: nothing heard; check "));
 }
 
 TEST_F(HostAndStation, EndsWithTwoWhenNobodyHasTheNumber)
@@ -358,6 +359,55 @@ TEST_F(HostAndStation, CountsWhatAnInterruptionLeftUndoneAsNoReply)
     EXPECT_THAT(read.errors(), HasSubstr("4x:100@9: interrupted before station 9 had answered"));
 }
 
+TEST_F(HostAndStation, ShowsWhatItHasReadWhereTheStationRefusesPartOfABlock)
+{
+    serve({"--size", "1000"});
+    EXPECT_EQ(0, host("write", {"4x:996=4660,43981,1,65535", "-o", "60"}).exitCode);
+    const Words partly{"-o", "60", "--max-block", "3", "4x:994:9"};
+    const Finished text = host("read", partly);
+    EXPECT_EQ(6, text.exitCode);
+    EXPECT_EQ("4x:994:9 = 0 0 4660 43981 1 65535 ? ? ?  (refused)\n", text.output);
+    EXPECT_THAT(text.errors,
+                StartsWith("plchost: 4x:994:9: 4x:1000:3: station 1 refused with exception 02 (illegal "
+                           "data address) to function 3, address 1000, count 3: "));
+    EXPECT_THAT(host("read", partly + Words{"--format", "ndjson"}).output,
+                HasSubstr("\"values\":[0,0,4660,43981,1,65535,null,null,null]"));
+    const std::string csv = host("read", partly + Words{"--format", "csv"}).output;
+    EXPECT_THAT(csv, HasSubstr("\n4x:999,1,65535,good,"));
+    EXPECT_THAT(csv, HasSubstr("\n4x:1000,1,,refused,"));
+    EXPECT_EQ("4x:996:3/u32 = 305441741 131071 ?  (refused)\n4x:998:2/i16 = 1 -1\n",
+              host("read", {"-o", "60", "--max-block", "2", "4x:996:3/u32", "4x:998:2/i16"}).output);
+}
+
+TEST_F(HostAndStation, DoesNotWaitForEachPartOfABlockWhereNobodyAnswers)
+{
+    serve({});
+    const Finished run = host("read", {"-a", "9", "--max-block", "1", "4x:100:5", "-o", "0.2", "-v"});
+    EXPECT_EQ(2, run.exitCode);
+    EXPECT_EQ("4x:100:5 = ?  (no answer)\n", run.output);
+    EXPECT_THAT(run.errors, Not(HasSubstr("-> 09 03 00 65")));
+}
+
+TEST_F(HostAndStation, ShowsWhatItHasReadOfABlockWhenItIsInterrupted)
+{
+    // The first reply comes, and no other that is asked for.
+    serve({"--drop", "50", "--seed", "6"});
+    const Words shell{"-c", "exec \"$0\" \"$@\" 2>&1", PLC_HOST_PROGRAM};
+    plc::host::ChildProcess read(
+        "/bin/sh",
+        shell + Words{"read", "-p", station->terminal(), "-v", "-o", "60", "--max-block", "2", "4x:100:4"},
+        true);
+    for (std::string line; line.find("-> 01 03 00 66") == std::string::npos;) {
+        const auto next = read.readLine(plc::runtime::steadyNow() + kPatience);
+        ASSERT_TRUE(next.has_value());
+        line = *next;
+    }
+    read.signal(SIGINT);
+    EXPECT_EQ(6, read.waitForEnd(plc::runtime::steadyNow() + kPatience));
+    EXPECT_THAT(read.output(), HasSubstr("4x:100:4: 4x:102:2: interrupted before station 1 had answered\n"
+                                         "4x:100:4 = 4660 43981 ? ?  (interrupted)\n"));
+}
+
 TEST_F(HostAndStation, AsksOnceWhereTheStationRefusesTheRequestItself)
 {
     serve({"--size", "1000"});
@@ -424,7 +474,7 @@ TEST_P(HostUnderFaults, ReadsTheStationsValuesAndEndsEveryWriteOnce)
     wanted.insert(wanted.end(),
                   {"4x_bit:620.3 = 1  (written and read back)",
                    "4x_d:630 = 305419896  (written and read back)", "0x:660 = 1 0 1  (written and read back)",
-                   "0x:680 = 1  (written and read back)"});
+                   "0x:680 = on  (written and read back)"});
     const Finished written = plchost(Words{"write"} + common + writes + Words{"--verify"});
     EXPECT_EQ(0, written.exitCode) << written.errors;
     EXPECT_EQ(wanted, written.lines());

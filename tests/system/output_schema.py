@@ -13,6 +13,7 @@ import json
 import os
 import subprocess
 import sys
+import time
 
 import jsonschema
 
@@ -53,8 +54,14 @@ class Checker:
         done = subprocess.run([self.host] + words, input=lines_in, capture_output=True, text=True, timeout=TIMEOUT, check=False)
         return done.stdout
 
+    def await_line(self, path, text):
+        limit = time.monotonic() + TIMEOUT
+        while not (os.path.exists(path) and text in read(path)) and time.monotonic() < limit:
+            time.sleep(0.02)
+        self.claim(os.path.exists(path) and text in read(path), f"{path}: no {text}")
+
     def lines(self, text, where):
-        """The lines of ndjson, each held against the schema, and against schemas that are stricter by a mutation."""
+        """The lines of ndjson, each held against the schema, which must refuse it with a member more or less."""
         result = []
         for row in text.splitlines():
             try:
@@ -66,7 +73,7 @@ class Checker:
             self.claim(not errors, f"{where}: {row}\n  {'; '.join(errors)}")
             self.claim(not list(self.validator.iter_errors(line)), f"{where}: not one kind of the schema: {row}")
             self.claim(self.errors_of(dict(line, unheard_of=1)), f"{where}: any member may stand in {row}")
-            for required in ("kind", "time"):
+            for required in ("kind", "time"):  # of each kind
                 less = {name: value for name, value in line.items() if name != required}
                 self.claim(list(self.validator.iter_errors(less)), f"{where}: {required} need not be there: {row}")
             self.kinds.add(line.get("kind"))
@@ -113,6 +120,51 @@ def check_csv(check, port):
         check.claim(not errors, f"time: {errors}")
 
 
+def check_files(check, port, project):
+    """What --log and --audit keep: each line, and each kind that there can be."""
+    log, audit = os.path.join(check.folder, "log.ndjson"), os.path.join(check.folder, "audit.ndjson")
+    for path in (log, audit):
+        if os.path.exists(path):
+            os.remove(path)
+    check.run(["write", "-p", port, "-o", "60", "--audit", audit, "4x:1=1", "4x:9999=1", "4x:2@0=7", "4x:3/f32=1.5"])
+    check.run(["run", project, "-p", port, "--scans", "2", "--log", log, "--audit", audit, "-v"], "Mode = stopped\nDigits = 12\n")
+    check.run(["watch", "-p", port, "-o", "0.1", "--retries", "0", "--offline-after", "1", "--log", log, "-1", "4x:0", "4x:0@9"])
+    orders = check.lines(read(audit), "audit")
+    check.claim([line["kind"] for line in orders].count("order") == 6, f"audit: {orders}")
+    check.claim([line["kind"] for line in orders].count("write") == 6, f"audit: {orders}")
+    lines = check.lines(read(log), "log")
+    missing = {"value", "write", "statistics", "message", "frame", "station"} - {line["kind"] for line in lines}
+    check.claim(not missing, f"log: {missing} are missing")
+
+
+def check_lost_port(check, link, serve):
+    """A port that goes and comes back, in the log."""
+    log = os.path.join(check.folder, "port.ndjson")
+    if os.path.exists(log):
+        os.remove(log)
+    station = serve(["--link", link])
+    watch = subprocess.Popen([check.host, "watch", "-p", link, "-o", "60", "-q", "--log", log, "4x:0"], stdout=subprocess.DEVNULL,
+                             stderr=subprocess.DEVNULL)
+    try:
+        check.await_line(log, '"kind":"value"')
+        station.terminate()
+        station.wait()
+        check.await_line(log, '"state":"lost"')
+        station = serve(["--link", link])
+        check.await_line(log, '"state":"open"')
+    finally:
+        watch.terminate()
+        watch.wait()
+        station.terminate()
+        station.wait()
+    check.lines(read(log), "log of a lost port")
+
+
+def read(path):
+    with open(path, encoding="utf-8") as file:
+        return file.read()
+
+
 def main():
     check = Checker(*sys.argv[1:5])
     areas = check.file("areas.json", '{"4x": {"0": [1, 65535, 4660], "5": 43981}}')
@@ -120,12 +172,20 @@ def main():
         {"name": "Mode", "area": "4x", "address": "1", "texts": {"0": "stopped", "2": "running fast"}},
         {"name": "Level", "area": "4x", "address": "2", "unit": "mm"},
         {"name": "Digits", "area": "4x", "address": "5", "format": "bcd"}]}""")
-    station = subprocess.Popen([check.station, "-a", "1", "-q", "--size", "500", "--areas", areas, "--die-with-parent"],
-                               stdout=subprocess.PIPE, text=True)
+
+    def serve(words):
+        started = subprocess.Popen([check.station, "-a", "1", "-q", "--size", "500", "--areas", areas, "--die-with-parent"] + words,
+                                   stdout=subprocess.PIPE, text=True)
+        started.terminal = started.stdout.readline().strip()
+        return started
+
+    station = serve([])
     try:
-        port = station.stdout.readline().strip()
+        port = station.terminal
         check_lines(check, port, project, [])
         check_csv(check, port)
+        check_files(check, port, project)
+        check_lost_port(check, os.path.join(check.folder, "line"), serve)
         plan = json.loads(check.run(["plan", project, "--format", "json"]))
         errors = check.errors_of(plan, "plan")
         check.claim(not errors, f"plan: {errors}")

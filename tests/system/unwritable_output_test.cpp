@@ -161,6 +161,18 @@ TEST(StandardDescriptorsThatAreClosed, AreNotTakenByThePort)
     EXPECT_THAT(station->stop().errors, HasSubstr("bad frames 0, bytes in 8,"));
 }
 
+TEST(ValuesThatTheStationCannotPrint, EndItWithSeven)
+{
+    const TemporaryFile file("");
+    // Room for the path of the pseudo-terminal and some values.
+    const Finished run = inShell("ulimit -f 1; file=$1; shift; "
+                                 "yes 'get 1 4x:0' | head -n 1000 | \"$@\" >\"$file\"",
+                                 {file.path(), PLC_STATION_PROGRAM, "--commands", "-q"});
+    EXPECT_EQ(7, run.exitCode);
+    EXPECT_EQ("plcstation: standard output cannot be written: File too large; send it elsewhere\n",
+              run.errors);
+}
+
 TEST(AWriteWhoseOutputIsLost, IsCarriedOutAndVerifiedAllTheSame)
 {
     const std::unique_ptr<Server> station = startStation({});

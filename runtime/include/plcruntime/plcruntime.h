@@ -127,7 +127,8 @@ enum Policy
     PolicyEndOnException = 16,   ///< an exception ends an attempt at once
     PolicyEndOnDamage = 32,      ///< a damaged reply ends an attempt at once
     PolicyAbsoluteDeadline = 64, ///< noise does not lengthen the wait for a reply
-    PolicyOffline = 128          ///< a station that fails over and over is sent probes only
+    PolicyOffline = 128,         ///< a station that fails over and over is sent probes only
+    PolicyEchoCheck = 256 ///< a line that hands back what is sent confirms no write to a silent station
 };
 // NOLINTEND(readability-identifier-naming)
 
@@ -391,7 +392,8 @@ enum class OrderEnd
     Expired,     ///< its deadline came: nothing of it was sent, or it was a read
     Unconfirmed, ///< unknown: sent, not confirmed; the write may have been done, read it back
     Closed,      ///< not sent: the line was closed
-    NotTaken     ///< not sent: the driver refused it
+    NotTaken,    ///< not sent: the driver refused it
+    OnlyEcho     ///< not sent: nothing but its echo had come of a read before; see LineSettings::echo
 };
 
 enum class Quality
@@ -505,6 +507,15 @@ struct Counters
     quint64 bytesIn;
 };
 
+/// Requests of a second master on the line, which must have one master only.
+struct ForeignRequests
+{
+    ForeignRequests() : station(0), requests(0) {}
+
+    int station; ///< that it asks
+    quint64 requests;
+};
+
 struct Statistics
 {
     Statistics()
@@ -523,6 +534,7 @@ struct Statistics
     qint64 latenessMedianUs;  ///< by how much requests went out later than their silence allowed
     qint64 latenessP99Us;     ///< the same of the hundredth that was latest
     qint64 latenessMostUs;
+    QList<ForeignRequests> foreignRequests; ///< as far as they were heard, by station
 };
 
 /// @}

@@ -57,10 +57,15 @@ struct NamedPolicy
 };
 
 constexpr NamedPolicy kAll[] = {
-    {"discard-input", &Policies::discardInput},         {"late-reply-guard", &Policies::lateReplyGuard},
-    {"reply-check", &Policies::checkReplies},           {"strict-writes", &Policies::strictWrites},
-    {"exception-end", &Policies::endOnException},       {"damage-end", &Policies::endOnDamage},
-    {"absolute-deadline", &Policies::absoluteDeadline}, {"offline", &Policies::offline},
+    {"discard-input", &Policies::discardInput},
+    {"late-reply-guard", &Policies::lateReplyGuard},
+    {"reply-check", &Policies::checkReplies},
+    {"strict-writes", &Policies::strictWrites},
+    {"exception-end", &Policies::endOnException},
+    {"damage-end", &Policies::endOnDamage},
+    {"absolute-deadline", &Policies::absoluteDeadline},
+    {"offline", &Policies::offline},
+    {"echo-check", &Policies::echoCheck},
 };
 
 TEST(Policy, AreTurnedOffOneByOne)

@@ -166,6 +166,7 @@ TEST(HeaderNumbers, OfBitsThatAreAddedNeverChange)
     EXPECT_EQ(32, PolicyEndOnDamage);
     EXPECT_EQ(64, PolicyAbsoluteDeadline);
     EXPECT_EQ(128, PolicyOffline);
+    EXPECT_EQ(256, PolicyEchoCheck);
     EXPECT_EQ(1, EventValue);
     EXPECT_EQ(2, EventQuality);
     EXPECT_EQ(4, EventOrder);

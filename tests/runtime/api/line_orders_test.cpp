@@ -147,6 +147,8 @@ TEST_F(LineOrders, SendsNothingBehindADeadlineAlsoWhereNobodyPolls)
 TEST_F(LineOrders, CallsAWriteUnconfirmedThatIsOutWhenItsDeadlineComes)
 {
     settings.timeoutMs = 1000;
+    settings.policiesOff = PolicyEchoCheck; // the write goes out at once
+    settings.policiesOff = PolicyEchoCheck; // the write goes out at once
     const VariableId id = add("4x:10@9");
     world.dead = {9};
     open();
@@ -165,6 +167,7 @@ TEST_F(LineOrders, CallsAWriteUnconfirmedThatIsOutWhenItsDeadlineComes)
 TEST_F(LineOrders, EndsEveryOpenOrderWhenItIsClosed)
 {
     settings.timeoutMs = 1000;
+    settings.policiesOff = PolicyEchoCheck; // the write goes out at once
     const VariableId dead = add("4x:10@9");
     const VariableId behind = add("4x:10@9");
     world.dead = {9};

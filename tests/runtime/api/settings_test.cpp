@@ -120,7 +120,8 @@ TEST(Settings, SwitchEachPolicyOffByABitOfItsOwn)
         {PolicyEndOnException, &Policies::endOnException},
         {PolicyEndOnDamage, &Policies::endOnDamage},
         {PolicyAbsoluteDeadline, &Policies::absoluteDeadline},
-        {PolicyOffline, &Policies::offline}};
+        {PolicyOffline, &Policies::offline},
+        {PolicyEchoCheck, &Policies::echoCheck}};
     for (const auto &[off, unused] : all) {
         LineSettings given;
         given.policiesOff = off;

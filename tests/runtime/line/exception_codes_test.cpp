@@ -48,6 +48,35 @@ TEST(Exceptions, AreDescribedWithCodeNameFunctionAndAdvice)
               describeException(16, 99, 0, 0));
 }
 
+TEST(Exceptions, AdviseNoSmallerReadsWhereNothingWasReadOrNoMoreThanOne)
+{
+    EXPECT_EQ(
+        "exception 02 (illegal data address) to function 3, address 1000, count 1: the station has no such "
+        "address; look it up in its manual, or try setting 'driverOptions' one-based",
+        describeException(3, 2, 1000, 1));
+    EXPECT_EQ(
+        "exception 02 (illegal data address) to function 6, address 1000, count 1: the station has no such "
+        "address, or it cannot be written; look it up in its manual, or try setting 'driverOptions' "
+        "one-based",
+        describeException(6, 2, 1000, 1));
+    EXPECT_EQ("exception 02 (illegal data address) to function 16, address 1000, count 2: not all of these "
+              "addresses can be written; write them one by one to see which, or try setting 'driverOptions' "
+              "one-based",
+              describeException(16, 2, 1000, 2));
+    EXPECT_EQ(
+        "exception 03 (illegal data value) to function 6, address 1000, count 1: the station does not take "
+        "this value; look up its range in its manual",
+        describeException(6, 3, 1000, 1));
+    EXPECT_EQ(
+        "exception 03 (illegal data value) to function 15, address 8, count 9: the station does not take "
+        "one of these values, or not that many at once; try a smaller setting 'maxBlock'",
+        describeException(15, 3, 8, 9));
+    EXPECT_EQ(
+        "exception 03 (illegal data value) to function 4, address 8, count 1: the station does not take "
+        "this request; see its manual",
+        describeException(4, 3, 8, 1));
+}
+
 TEST(Exceptions, TellOfAWriteThatHasBegun)
 {
     EXPECT_EQ(

@@ -6,11 +6,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <linux/serial.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <deque>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <vector>
 
@@ -22,6 +25,7 @@ namespace {
 using namespace plc::runtime;
 using ::testing::Contains;
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
@@ -100,6 +104,7 @@ public:
         errno = isLocked ? EWOULDBLOCK : lockError;
         return errno != 0 ? -1 : 0;
     }
+    std::vector<std::string> ports() override { return others; }
     std::string holder(const std::string &path) override { return path == opened ? lockedBy : ""; }
     bool isPseudoTerminal(int) override { return false; }
     long read(int descriptor, void *bytes, std::size_t) override
@@ -180,6 +185,7 @@ public:
     bool isLocked = false;
     int lockError = 0;
     std::string lockedBy;
+    std::vector<std::string> others; ///< ports of the machine
     std::vector<unsigned long> requests;
     std::deque<QByteArray> received;
     long readResult = 0;
@@ -299,14 +305,52 @@ TEST_F(SerialPortSystem, TellsAPortThatIsNotThereFromOneThatCannotBeUsed)
 TEST_F(SerialPortSystem, SaysWhyAPortCannotBeOpened)
 {
     system.openError = ENOENT;
-    EXPECT_EQ("port '/dev/ttyX' cannot be opened at 19200 baud: there is no such port; look at /dev/ttyS*, "
-              "/dev/ttyUSB*, /dev/ttyACM* (No such file or directory)",
+    EXPECT_EQ("port '/dev/ttyX' cannot be opened at 19200 baud: there is no such port, nor any other on this "
+              "machine; is the adapter plugged in?",
               refusal());
     system.openError = EACCES;
-    EXPECT_THAT(refusal(), HasSubstr("this user may not use it (group dialout)"));
+    EXPECT_EQ(
+        "port '/dev/ttyX' cannot be opened at 19200 baud: this user may not use it; join the group that it "
+        "belongs to, mostly dialout, and log in again (Permission denied)",
+        refusal());
+    system.openError = EBUSY;
+    EXPECT_EQ("port '/dev/ttyX' cannot be opened at 19200 baud: it is in use by another program (Device or "
+              "resource busy)",
+              refusal());
     system.openError = EIO;
     EXPECT_THAT(refusal(), HasSubstr("it is no usable serial port"));
     EXPECT_EQ(0, system.closed);
+}
+
+TEST_F(SerialPortSystem, NamesThePortsThatThereAreInPlaceOfTheMissingOne)
+{
+    system.openError = ENOENT;
+    system.others = {"/dev/ttyS0"};
+    EXPECT_THAT(refusal(), HasSubstr("there is no such port; there is /dev/ttyS0"));
+    system.others = {"/dev/ttyS0", "/dev/ttyACM0", "/dev/ttyUSB0"};
+    EXPECT_THAT(refusal(), EndsWith("there are /dev/ttyS0, /dev/ttyACM0 and /dev/ttyUSB0"));
+    system.others.assign(20, "/dev/ttyUSB1");
+    EXPECT_THAT(refusal(), EndsWith("/dev/ttyUSB1 and 12 more"));
+}
+
+TEST(TerminalSystemPorts, AreThoseThatHaveADeviceAndAChip)
+{
+    namespace fs = std::filesystem;
+    const fs::path folder = fs::path(testing::TempDir()) / ("ports." + std::to_string(getpid()));
+    const auto add = [&folder](const char *name, const char *type, bool hasDevice) {
+        fs::create_directories(folder / name / (hasDevice ? "device" : "power"));
+        if (type)
+            std::ofstream(folder / name / "type") << type << "\n";
+    };
+    add("ttyUSB10", nullptr, true);
+    add("ttyUSB2", nullptr, true);
+    add("ttyS0", "4", true);
+    add("ttyS1", "0", true);
+    add("tty0", nullptr, false);
+    plc::runtime::TerminalSystem system("/nowhere", folder.string());
+    EXPECT_THAT(system.ports(), ElementsAre("/dev/ttyS0", "/dev/ttyUSB2", "/dev/ttyUSB10"));
+    fs::remove_all(folder);
+    EXPECT_THAT(system.ports(), IsEmpty());
 }
 
 TEST_F(SerialPortSystem, NamesTheProcessThatHoldsThePort)

@@ -978,6 +978,21 @@ TEST_F(CycleReply, ThatIsMissedIsToldWithWhatWasThrownAwayMeanwhile)
     EXPECT_EQ("a good reply of 13 bytes, where 9 were due: the answer to another request", witness.misses[0]);
 }
 
+TEST_F(CycleStatistics, CountRequestsOfASecondMasterWhereverTheyCome)
+{
+    arrive(withCrc("04 03 0000 000A"));
+    run(milliseconds(10));
+    queue(kRead);
+    runUntilSent();
+    verdicts({1, 1});
+    driver.trimTo = 9;
+    arrive(withCrc("05 03 0000 000A") + kReply);
+    run(milliseconds(20));
+    queue(kRead);
+    runUntilSent();
+    EXPECT_THAT(cycle().statistics().otherMaster, ElementsAre(std::make_pair(4, 1u), std::make_pair(5, 1u)));
+}
+
 TEST_F(CycleEcho, OfABroadcastIsNotNoise)
 {
     settings.removeEcho = true;

@@ -50,6 +50,7 @@ protected:
         info.writeMode = 2;
         settings.timeout = milliseconds(200);
         settings.retries = 1;
+        settings.policies.echoCheck = false; // most tests of writes begin with the write; see EchoCheckTest
     }
 
     void setUpDriver()
@@ -161,7 +162,7 @@ protected:
             const Instruction todo = link().advance(now, arrived);
             if (!todo.send.isEmpty()) {
                 sent.push_back({now, todo.send});
-                reply_ = answerTo(sent.back());
+                reply_ = (echoes ? sent.back().frame : noise) + answerTo(sent.back());
                 if (!reply_.isEmpty())
                     replyAt_ = now + milliseconds(20);
             }
@@ -184,6 +185,8 @@ protected:
     COM_INFO info{};
     LinkSettings settings;
     Time now = seconds(1);
+    bool echoes = false;       ///< the line hands back what is sent
+    QByteArray noise;          ///< comes before each answer
     std::vector<int> dead;     ///< stations that do not answer
     std::vector<int> refusing; ///< stations that answer with an exception
     std::string refusal = "02";
@@ -991,6 +994,269 @@ TEST_F(DriverLinkTest, TellsWithEachTransactionWhatTheLineHasCarried)
     // 8 bytes out and 7 in; each is answered at once.
     for (std::size_t i = 0; i < carried.size(); ++i)
         EXPECT_EQ(std::make_pair(std::uint64_t{i + 1}, std::uint64_t{15 * (i + 1)}), carried[i]);
+}
+
+class EchoCheckTest : public DriverLinkTest
+{
+protected:
+    EchoCheckTest() { settings.policies.echoCheck = true; }
+
+    /// What went out, as "2:06" for function 6 to station 2.
+    std::vector<std::string> functions(Time since = Time::zero()) const
+    {
+        std::vector<std::string> all;
+        for (const Sent &frame : sent) {
+            if (frame.at >= since)
+                all.push_back(std::to_string(frame.station()) + ":" + byteText(frame.function()));
+        }
+        return all;
+    }
+
+    void writeCoil(int ticket, int station, int address)
+    {
+        QByteArray bytes(1, '\1');
+        ASSERT_GT(library.setRegisterData(QString(), 0, QString::number(address), station, &bytes, 1,
+                                          kOrderHostId, ticket),
+                  0);
+    }
+};
+
+TEST_F(EchoCheckTest, ReadsTheRegisterBeforeTheFirstWriteToAStationThatHasNotAnswered)
+{
+    setUpDriver();
+    write(1, 2, 100, 7);
+    write(2, 2, 101, 7);
+    link().setOpenOrders(2);
+    runFor(seconds(1));
+    ASSERT_EQ(3u, sent.size());
+    EXPECT_EQ(withCrc("02 03 0064 0001"), sent[0].frame);
+    EXPECT_EQ(withCrc("02 06 0064 0007"), sent[1].frame);
+    EXPECT_EQ(withCrc("02 06 0065 0007"), sent[2].frame) << "it has answered";
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Good));
+    EXPECT_THAT(endsOf(2), ElementsAre(OrderEnd::Good));
+    ASSERT_EQ(3u, transactions.size());
+    EXPECT_EQ(kEchoCheckHostId, transactions[0].request.hostId);
+    EXPECT_EQ(3u, link().statistics().total.good);
+}
+
+TEST_F(EchoCheckTest, ReadsACoilBeforeTheWriteOfACoil)
+{
+    setUpDriver();
+    dead = {2};
+    writeCoil(1, 2, 19);
+    link().setOpenOrders(1);
+    runFor(milliseconds(100));
+    ASSERT_EQ(1u, sent.size());
+    EXPECT_EQ(withCrc("02 01 0013 0001"), sent[0].frame);
+}
+
+TEST_F(EchoCheckTest, SendsItsReadInTheOrderOfTheCrcThatRequestsHave)
+{
+    settings.options = info.options = plc::kOptionSwapRequestCrc;
+    setUpDriver();
+    dead = {2};
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(milliseconds(100));
+    ASSERT_EQ(1u, sent.size());
+    EXPECT_EQ(withSwappedCrc("02 03 0064 0001"), sent[0].frame);
+}
+
+TEST_F(EchoCheckTest, RefusesTheWriteWhereNothingButTheEchoComes)
+{
+    setUpDriver();
+    dead = {2};
+    echoes = true;
+    link().setTrace(true);
+    write(1, 2, 100, 7);
+    write(2, 2, 101, 7);
+    link().setOpenOrders(2);
+    runFor(seconds(5));
+    EXPECT_THAT(functions(), ElementsAre("2:03", "2:03")) << "the read is repeated, and asked for once";
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::OnlyEcho));
+    EXPECT_THAT(endsOf(2), ElementsAre(OrderEnd::OnlyEcho));
+    EXPECT_THAT(traces, ::testing::Contains(::testing::HasSubstr(
+                            "-- echo check: nothing but the echo came, the write does not go out")));
+    runFor(seconds(10));
+    write(3, 2, 102, 7);
+    runFor(seconds(5));
+    EXPECT_EQ(4u, sent.size()) << "asked again later on";
+    EXPECT_THAT(endsOf(3), ElementsAre(OrderEnd::OnlyEcho));
+    EXPECT_TRUE(link().unconfirmed().empty());
+}
+
+TEST_F(EchoCheckTest, WithoutThePolicyTheEchoOfAWritePassesForItsReply)
+{
+    settings.policies.echoCheck = false;
+    setUpDriver();
+    dead = {2};
+    echoes = true;
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(5));
+    EXPECT_THAT(functions(), ElementsAre("2:06"));
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Good)) << "the station is dead";
+}
+
+TEST_F(EchoCheckTest, LetsTheWriteGoOutBehindAnyAnswer)
+{
+    setUpDriver();
+    echoes = true;
+    refusing = {3};
+    write(1, 2, 100, 7);
+    write(2, 3, 100, 7);
+    link().setOpenOrders(2);
+    runFor(seconds(1));
+    EXPECT_THAT(functions(), ElementsAre("2:03", "2:06", "3:03", "3:06")) << "an exception is an answer";
+}
+
+TEST_F(EchoCheckTest, LetsTheWriteGoOutBehindPlainSilenceAndDoesNotAskAgain)
+{
+    setUpDriver();
+    dead = {2};
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(3));
+    EXPECT_THAT(functions(), ElementsAre("2:03", "2:06", "2:06")) << "the read is not repeated";
+    EXPECT_GE(sent[1].at - sent[0].at, milliseconds(400)) << "a late answer is listened for";
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::NoReply));
+    write(2, 2, 100, 8);
+    runFor(seconds(3));
+    EXPECT_THAT(functions(), ElementsAre("2:03", "2:06", "2:06", "2:06", "2:06"));
+    EXPECT_TRUE(stations.empty()) << "a read in vain before a write is no failure of its own";
+}
+
+TEST_F(EchoCheckTest, LetsTheWriteGoOutBehindNoiseThatIsNoEcho)
+{
+    setUpDriver();
+    dead = {2};
+    noise = hex("55 55");
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(3));
+    EXPECT_THAT(functions(), ElementsAre("2:03", "2:03", "2:06", "2:06"));
+}
+
+TEST_F(EchoCheckTest, IsNotMadeOfAStationThatHasAnsweredAnything)
+{
+    setUpDriver();
+    watch(1);
+    runFor(milliseconds(100));
+    const Time since = now;
+    write(1, 1, 100, 7);
+    runFor(milliseconds(60));
+    EXPECT_THAT(functions(since), ::testing::Contains("1:06"));
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Good));
+    for (const TransactionReport &report : transactions)
+        EXPECT_NE(kEchoCheckHostId, report.request.hostId);
+}
+
+TEST_F(EchoCheckTest, IsNotMadeForBroadcasts)
+{
+    setUpDriver();
+    dead = {0};
+    write(1, 0, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(1));
+    EXPECT_THAT(functions(), ElementsAre("0:06"));
+}
+
+TEST_F(EchoCheckTest, IsNotMadeWhereEchoesAreTakenOff)
+{
+    settings.echo = true;
+    setUpDriver();
+    echoes = true;
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(1));
+    EXPECT_THAT(functions(), ElementsAre("2:06"));
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::Good));
+}
+
+TEST_F(EchoCheckTest, IsMadeAnewWhenThePortIsBack)
+{
+    setUpDriver();
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(1));
+    losePort();
+    runFor(seconds(1));
+    findPort();
+    link().takeLoss({});
+    const Time since = now;
+    write(2, 2, 100, 8);
+    runFor(seconds(1));
+    EXPECT_THAT(functions(since), ElementsAre("2:03", "2:06")) << "there may be another line behind it";
+}
+
+TEST_F(EchoCheckTest, UnderWayWhenThePortIsLostLeavesNothingOfTheWrite)
+{
+    setUpDriver();
+    dead = {2};
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(milliseconds(100));
+    ASSERT_EQ(1u, sent.size());
+    losePort();
+    EXPECT_TRUE(ports[0].sent.empty()) << "the read is no part of the write";
+    link().takeLoss({1});
+    runFor(seconds(1));
+    findPort();
+    runFor(seconds(5));
+    EXPECT_THAT(functions(), ElementsAre("2:03"));
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::PortLost));
+}
+
+TEST_F(EchoCheckTest, OfAWriteThatIsWithdrawnMeanwhileEndsWithoutTheWrite)
+{
+    setUpDriver();
+    dead = {2};
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(milliseconds(100));
+    link().withdraw({1});
+    EXPECT_TRUE(link().unconfirmed().empty());
+    runFor(seconds(5));
+    EXPECT_THAT(functions(), ElementsAre("2:03"));
+    write(2, 2, 101, 7);
+    runFor(seconds(5));
+    EXPECT_EQ("2:06", functions().at(1)) << "the silence counts";
+}
+
+TEST_F(EchoCheckTest, OfAWriteToAStationThatIsSwitchedOffIsNotMade)
+{
+    setUpDriver();
+    link().setStationEnabled(2, false);
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(1));
+    EXPECT_TRUE(sent.empty());
+}
+
+TEST_F(EchoCheckTest, ForWhichTheLineNeverFallsSilentEndsTheWriteAsThat)
+{
+    setUpDriver();
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    for (int i = 0; i < 4000 && endsOf(1).empty(); ++i, now += milliseconds(1))
+        EXPECT_TRUE(link().advance(now, hex("55")).send.isEmpty());
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::LineBusy));
+    runFor(seconds(1));
+    write(2, 2, 100, 8);
+    runFor(seconds(1));
+    EXPECT_THAT(functions(), ElementsAre("2:03", "2:06")) << "the next write has its own";
+}
+
+TEST_F(EchoCheckTest, AlsoHoldsWhereRepliesAreNotChecked)
+{
+    settings.policies.checkReplies = false;
+    setUpDriver();
+    dead = {2};
+    echoes = true;
+    write(1, 2, 100, 7);
+    link().setOpenOrders(1);
+    runFor(seconds(5));
+    EXPECT_THAT(endsOf(1), ElementsAre(OrderEnd::OnlyEcho));
 }
 
 } // namespace

@@ -17,6 +17,7 @@ TEST(PoliciesTest, AreAllOnFromTheStart)
     EXPECT_TRUE(policies.endOnDamage);
     EXPECT_TRUE(policies.absoluteDeadline);
     EXPECT_TRUE(policies.offline);
+    EXPECT_TRUE(policies.echoCheck);
 }
 
 } // namespace

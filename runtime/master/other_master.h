@@ -1,0 +1,36 @@
+/// @file
+/// Requests on the line that are not ours.
+#ifndef PLC_MASTER_OTHER_MASTER_H
+#define PLC_MASTER_OTHER_MASTER_H
+
+#include <QByteArray>
+
+#include <vector>
+
+#include "runtime/line/frame_splitter.h"
+
+namespace plc::runtime {
+
+/// Finds the requests of a second master among the bytes that belong to no answer of ours. A write of one
+/// register or coil has the form of its reply, so that it counts when it has come twice. Told the bytes; no
+/// clock inside. Not locked.
+class OtherMaster
+{
+public:
+    /// A frame of ours goes out behind a silence.
+    /// @return as heard(), of what had been undecided.
+    std::vector<int> sent(const QByteArray &frame);
+    /// Received bytes are thrown away.
+    /// @return the stations that requests among these bytes, and those before, are to.
+    std::vector<int> heard(const QByteArray &bytes) { return askedIn(splitter_.push(bytes)); }
+
+private:
+    std::vector<int> askedIn(const std::vector<Piece> &pieces) const;
+
+    FrameSplitter splitter_;
+    QByteArray own_; ///< the last frame that we sent, which may come back as echo or reply
+};
+
+} // namespace plc::runtime
+
+#endif
