@@ -79,7 +79,8 @@ if(CMAKE_CROSSCOMPILING)
   set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "libc6 (>= 2.4), libqt5core5a (>= 5.15.1)")
   string(APPEND CPACK_DEBIAN_RUNTIME_PACKAGE_DEPENDS ", libc6 (>= 2.34), libqt5core5a (>= 5.15.1)")
   string(APPEND CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS ", libc6 (>= 2.36), libgcc-s1 (>= 12), libstdc++6 (>= 12), "
-    "libqt5core5a (>= 5.15.1), libqt5serialbus5 (>= 5.15.1), libjsoncpp25 (>= 1.9.5), libcsv3 (>= 3.0.3)")
+    "libqt5core5a (>= 5.15.1), libqt5serialbus5 (>= 5.15.1), libjsoncpp25 (>= 1.9.5), libcsv3 (>= 3.0.3), "
+    "libncursesw6 (>= 6), libtinfo6 (>= 6)")
 else()
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
   # The tools load the library while they run, so nothing of it is found in them.

@@ -80,6 +80,7 @@ void addWatchCommand(CLI::App *program, Command *chosen)
     command->add_flag("-1,--once", options->once, "end when each variable has been read once");
     addLinkOptions(command, options.get());
     addRealtimeOption(command, &options->realtime);
+    addPlainOption(command, &options->plain);
     addOfflineOptions(command, options.get());
     addReopenOption(command, &options->noReopen);
     addOutputOptions(command, options.get());
@@ -106,11 +107,12 @@ void addRunCommand(CLI::App *program, Command *chosen)
     addNumber(command, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
     addNumber(command, "--scans", &options->scans, 1, 1000000000, "N", "end after that many full scans");
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
-              "print all values every S seconds where there is no table");
+              "print all values every S seconds where there is no screen");
     addReopenOption(command, &options->noReopen);
     addReadOnlyOption(command, &options->readOnly);
     addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);
+    addPlainOption(command, &options->plain);
     addDriverOption(command, &options->driver);
     addVerbosityOptions(command, options.get());
     addOutputOptions(command, options.get());

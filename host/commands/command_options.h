@@ -114,6 +114,7 @@ struct WatchOptions : CommandOptions
     double forSeconds = 0; ///< 0 = without end
     bool once = false;
     bool realtime = false;
+    bool plain = false; ///< no screen
 };
 
 struct DemoOptions : CommandOptions
@@ -138,6 +139,7 @@ struct RunOptions : OutputOptions
     bool noReopen = false;   ///< a lost port is the end
     bool noEchoCheck = false;
     bool realtime = false;
+    bool plain = false; ///< no screen
 };
 
 struct PlanOptions

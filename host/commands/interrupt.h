@@ -12,6 +12,10 @@ namespace plc::host {
 /// whoever started the program wanted it so, as nohup does.
 void catchInterrupts();
 
+/// What is to be done before the second one ends the program; null for nothing. It may call only what signal
+/// handlers may.
+void beforeSecondInterrupt(void (*act)());
+
 /// True once one of them has arrived.
 bool isInterrupted();
 

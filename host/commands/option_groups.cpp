@@ -194,6 +194,12 @@ void addRealtimeOption(CLI::App *app, bool *realtime)
         ->group(kLineGroup);
 }
 
+void addPlainOption(CLI::App *app, bool *plain)
+{
+    app->add_flag("--plain", *plain, "print lines on a terminal, too, instead of the screen")
+        ->group(kOutputGroup);
+}
+
 void addVariableOptions(CLI::App *app, CommandOptions *options)
 {
     options->takesSeveralStations = true;
@@ -229,7 +235,7 @@ void addVerbosityOptions(CLI::App *app, OutputOptions *options)
            "which errors it has noticed and how late requests were")
         ->group(kOutputGroup);
     app->add_flag("-q,--quiet", options->quiet,
-                  "no statistics, advice or live table; values and failures are still told")
+                  "no statistics, advice or screen; values and failures are still told")
         ->group(kOutputGroup);
 }
 

@@ -50,6 +50,8 @@ void addOfflineOptions(CLI::App *app, CommandOptions *options);
 /// --no-reopen, for commands that otherwise wait for a lost port.
 void addReopenOption(CLI::App *app, bool *noReopen);
 void addEchoCheckOption(CLI::App *app, bool *noEchoCheck);
+/// --plain, for commands that have a screen.
+void addPlainOption(CLI::App *app, bool *plain);
 /// Variables by name, and one by -t, -r and -c.
 void addVariableOptions(CLI::App *app, CommandOptions *options);
 /// --realtime, for commands that go on for long.

@@ -1,6 +1,5 @@
 #include "host/commands/output.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,9 +21,6 @@
 namespace plc::host {
 
 namespace {
-
-constexpr int kUsualWidth = 80;
-constexpr int kUsualHeight = 24;
 
 long milliseconds(Time time)
 {
@@ -68,29 +64,10 @@ std::string badValuesInJson(const Variable &variable, const Values &values)
     return list.empty() ? list : list + "]";
 }
 
-winsize terminalSize()
-{
-    winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0)
-        size = winsize{};
-    if (size.ws_col == 0)
-        size.ws_col = kUsualWidth;
-    if (size.ws_row == 0)
-        size.ws_row = kUsualHeight;
-    return size;
-}
-
 /// Columns of a text in UTF-8 on a terminal, where each character has one.
 std::size_t widthOf(const std::string &utf8)
 {
     return static_cast<std::size_t>(std::count_if(utf8.begin(), utf8.end(), beginsCharacter));
-}
-
-std::string clipped(const std::string &text, std::size_t width)
-{
-    if (widthOf(text) <= width)
-        return text;
-    return width < 4 ? firstCharacters(text, width) : firstCharacters(text, width - 3) + "...";
 }
 
 std::string counterLine(const Counters &c)
@@ -438,16 +415,6 @@ std::string recordOf(const Row &row, NumberStyle style)
     return line.object();
 }
 
-std::string firstCharacters(const std::string &utf8, std::size_t count)
-{
-    std::size_t end = 0;
-    for (; end < utf8.size(); ++end) {
-        if (beginsCharacter(utf8[end]) && count-- == 0)
-            break;
-    }
-    return utf8.substr(0, end);
-}
-
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells)
 {
     std::vector<std::size_t> widths;
@@ -468,41 +435,6 @@ std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cel
         lines.push_back(line);
     }
     return lines;
-}
-
-std::vector<std::string> fitInto(std::vector<std::string> lines, std::size_t height)
-{
-    if (lines.size() <= height || height < 2)
-        return lines;
-    const std::size_t hidden = lines.size() - (height - 1);
-    lines.resize(height - 1);
-    lines.push_back("... " + std::to_string(hidden) + " more");
-    return lines;
-}
-
-void LiveTable::draw(const std::vector<Row> &rows)
-{
-    constexpr std::size_t kValueWidth = 40;
-    std::vector<std::vector<std::string>> cells{{"variable", "station", "value", "age", "state"}};
-    for (const Row &row : rows) {
-        const std::string value = row.values ? formatValues(row.variable, *row.values, style_, " ") : "-";
-        cells.push_back({row.variable.text, std::to_string(row.station), clipped(value, kValueWidth),
-                         row.age ? formatAge(*row.age) : "-", fullState(row)});
-    }
-    std::string screen;
-    if (linesDrawn_ > 0)
-        screen = "\x1b[" + std::to_string(linesDrawn_) + "A";
-    // A line that wraps would spoil the way back up.
-    const winsize size = terminalSize();
-    const auto width = static_cast<std::size_t>(size.ws_col - 1);
-    // The head of the table must stay on the screen, since the cursor cannot go back beyond the top. The
-    // cursor has the last line.
-    const std::vector<std::string> lines = fitInto(layOut(cells), static_cast<std::size_t>(size.ws_row - 1));
-    for (const std::string &line : lines)
-        screen += "\r" + clipped(line, width) + "\x1b[K\n";
-    linesDrawn_ = static_cast<int>(lines.size());
-    screen += "\x1b[J";
-    print(screen);
 }
 
 std::string inMilliseconds(Time time)

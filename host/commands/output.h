@@ -102,30 +102,11 @@ private:
     bool headDone_ = false;
 };
 
-/// The first @p count characters of a text in UTF-8.
-std::string firstCharacters(const std::string &utf8, std::size_t count);
-
 /// Lines of a table: one of headings and one a row, columns under each other.
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells);
 
-/// The lines of a table that fit into @p height lines; the last line then tells how many are left out. All
-/// lines where they fit or where @p height is below 2.
-std::vector<std::string> fitInto(std::vector<std::string> lines, std::size_t height);
-
 /// "0.3 s", "12 ms".
 std::string formatAge(Time age);
-
-/// The table of watch on a terminal: redrawn in place, no longer than the terminal is high.
-class LiveTable
-{
-public:
-    explicit LiveTable(NumberStyle style) : style_(style) {}
-    void draw(const std::vector<Row> &rows);
-
-private:
-    NumberStyle style_;
-    int linesDrawn_ = 0;
-};
 
 /// The statistics at the end, several lines.
 /// @param detailed  with the lateness of requests, and with the errors of the line also where there are none;

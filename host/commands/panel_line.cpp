@@ -170,15 +170,25 @@ PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
     ground.readOnly = manner_.readOnly;
     ground.listener = manner_.newsListener;
     line_.reset(plcruntime::LineAccess::make(settings, ground));
-    const int frames = manner_.verbose ? plcruntime::EventFrame : 0;
-    line_->setEventHandler(&PanelLine::take, this,
-                           plcruntime::EventStation | plcruntime::EventPort | plcruntime::EventLog | frames);
+    wantEvents(manner_.verbose);
 }
 
 /// What the end of the line would still tell, nobody is there to hear.
 PanelLine::~PanelLine()
 {
     line_->setEventHandler(nullptr, nullptr);
+}
+
+void PanelLine::wantEvents(bool withFrames)
+{
+    line_->setEventHandler(&PanelLine::take, this,
+                           plcruntime::EventStation | plcruntime::EventPort | plcruntime::EventLog |
+                               (withFrames ? plcruntime::EventFrame : 0));
+}
+
+void PanelLine::traceFrames()
+{
+    wantEvents(true);
 }
 
 VariableId PanelLine::add(const Variable &variable)
@@ -302,7 +312,8 @@ QList<plcruntime::Value> PanelLine::publicValues(VariableId id, const Values &va
 void PanelLine::take(void *context, const plcruntime::Event &event)
 {
     PanelLine &self = *static_cast<PanelLine *>(context);
-    if (self.manner_.onRecord)
+    // Frames that only the screen has asked for are none of the log's.
+    if (self.manner_.onRecord && (!event.frame || self.manner_.verbose))
         self.manner_.onRecord(recordOf(event, self.wallTime(event.atUs), self.openedAt(), self.port_));
     if (event.frame)
         self.tell(*event.frame);
@@ -316,13 +327,22 @@ void PanelLine::take(void *context, const plcruntime::Event &event)
 
 void PanelLine::tell(const plcruntime::LogLine &line)
 {
-    if (line.isWarning || manner_.verbose)
-        std::fprintf(stderr, "plchost: %s\n", inOptions(toUtf8(line.text)).c_str());
+    if (!line.isWarning && !manner_.verbose)
+        return;
+    const std::string text = "plchost: " + inOptions(toUtf8(line.text));
+    if (manner_.onLine)
+        manner_.onLine(text);
+    else
+        std::fprintf(stderr, "%s\n", text.c_str());
 }
 
 void PanelLine::tell(const plcruntime::Frame &frame)
 {
-    std::fprintf(stderr, "%s\n", traceLine(frame, openedAt(), wallTime(frame.atUs)).c_str());
+    const std::string text = traceLine(frame, openedAt(), wallTime(frame.atUs));
+    if (manner_.onTrace)
+        manner_.onTrace(text);
+    else
+        std::fprintf(stderr, "%s\n", text.c_str());
 }
 
 /// When the line was opened, as its own clock has it.

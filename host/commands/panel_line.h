@@ -32,6 +32,9 @@ struct LineManner
     std::function<void(const News &)> newsListener = nullptr; ///< see plcruntime::LineGround
     std::function<void(const StationChange &)> onStation = nullptr;
     std::function<void(const PortChange &)> onPort = nullptr;
+    /// Take the lines for standard error in its place: what people are told, and the trace.
+    std::function<void(const std::string &)> onLine = nullptr;
+    std::function<void(const std::string &)> onTrace = nullptr;
     /// Gets what the line tells as lines of ndjson: stations, port, messages, and frames where it is verbose.
     std::function<void(const std::string &)> onRecord = nullptr;
     WallClock wallClock = std::chrono::system_clock::now;
@@ -85,7 +88,11 @@ public:
     /// @throw Failure  (wrong usage)
     void setStationEnabled(int station, bool enabled);
 
+    /// From now on there is a trace, also where LineManner::verbose has asked for none.
+    void traceFrames();
+
     VariableState state(VariableId id) const { return line_->value(id); }
+    plcruntime::StationState stationState(int station) const { return line_->stationState(station); }
     /// What the clock on the wall showed at a moment of the line's own clock, which is not ahead.
     WallTime wallTime(qint64 momentUs) const;
     /// The same of the end of an order; of an order that is open: now.
@@ -96,6 +103,7 @@ public:
 
 private:
     static void take(void *context, const plcruntime::Event &event);
+    void wantEvents(bool withFrames);
     void tell(const plcruntime::LogLine &line);
     void tell(const plcruntime::Frame &frame);
     qint64 openedAt();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 #include <utility>
 
 #include "host/commands/audit.h"
@@ -9,8 +10,8 @@
 #include "host/commands/commands.h"
 #include "host/commands/input_lines.h"
 #include "host/commands/interrupt.h"
+#include "host/commands/live_screen.h"
 #include "host/commands/output.h"
-#include "host/commands/paged_table.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_log.h"
@@ -32,7 +33,6 @@ namespace {
 constexpr Time kSlice = std::chrono::milliseconds(200);
 /// The same while something is waited for.
 constexpr Time kPromptSlice = std::chrono::milliseconds(20);
-constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr Time kLineInterval = std::chrono::seconds(1); ///< until it is told what is waited for
 
 /// A write on its way.
@@ -50,18 +50,22 @@ class Run
 {
 public:
     Run(const RunOptions &options, Project project)
-        : options_(options), project_(std::move(project)), monitor_(project_),
+        : options_(options), project_(std::move(project)),
+          hasScreen_(LiveScreen::isWanted(options, options.plain)), monitor_(project_),
           log_(options.logFile, options.everySeconds > 0 ? fromSeconds(options.everySeconds) : kLineInterval,
                options.numberStyle()),
           audit_(options.auditFile, project_.link.port), line_(project_.link, manner()),
           input_(project_.variables), lines_(STDIN_FILENO),
-          onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text && !options.quiet),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables)),
-          table_(options.numberStyle())
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables))
     {
         for (const Variable &variable : project_.variables)
             ids_.push_back(line_.add(variable));
         line_.show(ids_);
+        if (hasScreen_)
+            screen_ = std::make_unique<LiveScreen>(
+                LiveScreen::Content{"plchost run", project_.link, project_.variables, ids_,
+                                    options_.numberStyle(), true, options_.verbose},
+                line_, monitor_);
     }
 
     ExitCode run()
@@ -71,7 +75,41 @@ public:
         const Time start = steadyNow();
         start_ = start;
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
-        const Time interval = onTerminal_ ? kTableInterval : fromSeconds(options_.everySeconds);
+        if (hasScreen_)
+            runScreen(start, end);
+        else
+            runLines(start, end);
+        finishWrites();
+        if (hasScreen_)
+            screen_->end();
+        // Behind close() nobody asks any more, and no station is offline or switched off.
+        for (int i = 0; i < count(); ++i)
+            lastStates_.push_back(stateOf(i));
+        line_.close();
+        isOver_ = true;
+        const Time endedAt = steadyNow();
+        reportUnfinished();
+        log_.addRows(endedAt - start, [this] { return rows(); });
+        if (!hasScreen_)
+            show(endedAt - start);
+        return finish(endedAt - start);
+    }
+
+private:
+    void runScreen(Time start, Time end)
+    {
+        screen_->begin();
+        while (!isOver(end) && !screen_->isOver()) {
+            for (const std::string &order : screen_->turn(std::min(steadyNow() + slice(), end)))
+                takeLine({order, false});
+            pump();
+            attendLog(steadyNow() - start);
+        }
+    }
+
+    void runLines(Time start, Time end)
+    {
+        const Time interval = fromSeconds(options_.everySeconds);
         Time nextShow = start + interval;
         while (!isOver(end)) {
             const Time next = interval > Time::zero() ? std::min(end, nextShow) : end;
@@ -84,20 +122,8 @@ public:
             show(steadyNow() - start);
             nextShow = std::max(nextShow + interval, steadyNow());
         }
-        finishWrites();
-        // Behind close() nobody asks any more, and no station is offline or switched off.
-        for (int i = 0; i < count(); ++i)
-            lastStates_.push_back(stateOf(i));
-        line_.close();
-        isOver_ = true;
-        const Time endedAt = steadyNow();
-        reportUnfinished();
-        log_.addRows(endedAt - start, [this] { return rows(); });
-        show(endedAt - start);
-        return finish(endedAt - start);
     }
 
-private:
     LineManner manner()
     {
         LineManner manner;
@@ -107,7 +133,11 @@ private:
         manner.rows = project_.rows;
         if (!options_.logFile.empty())
             manner.onRecord = [this](const std::string &record) { log_.add(record); };
-        manner.newsListener = [this](const News &news) { monitor_.note(news); };
+        manner.newsListener = [this](const News &news) {
+            monitor_.note(news);
+            if (screen_)
+                screen_->note(news);
+        };
         manner.onStation = [this](const StationChange &change) {
             // What the user has switched needs no telling, and has not lasted.
             if (change.state == plcruntime::StationState::Offline || change.lastedMs > 0)
@@ -117,6 +147,10 @@ private:
             manner.onPort = [this](const PortChange &change) {
                 tell("plchost: " + describe(change, project_.link.port), stderr);
             };
+        if (!hasScreen_)
+            return manner;
+        manner.onLine = [this](const std::string &line) { tell(line, stderr); };
+        manner.onTrace = [this](const std::string &line) { screen_->trace(line); };
         return manner;
     }
 
@@ -140,6 +174,8 @@ private:
         for (bool tell = true; !writes_.empty() && !isInterrupted() && line_.portLost().empty();) {
             line_.poll(steadyNow() + kPromptSlice);
             reportEnded();
+            if (hasScreen_)
+                screen_->turn(steadyNow());
             if (!tell || writes_.empty() || steadyNow() < told)
                 continue;
             tell = false;
@@ -178,8 +214,6 @@ private:
 
     void takeLine(const InputLine &line)
     {
-        if (isatty(STDIN_FILENO) != 0)
-            table_.lineTyped();
         ++linesTaken_;
         try {
             if (line.isTooLong)
@@ -204,10 +238,10 @@ private:
             switchStation(order.station, order.enabled);
             break;
         case ProjectOrder::Kind::NextPage:
-            table_.turn();
+            showPage(0);
             break;
         case ProjectOrder::Kind::Page:
-            table_.turnTo(order.page);
+            showPage(order.page);
             break;
         case ProjectOrder::Kind::Quit:
             quit_ = true;
@@ -215,6 +249,12 @@ private:
         case ProjectOrder::Kind::Nothing:
             break;
         }
+    }
+
+    void showPage(int page)
+    {
+        if (screen_)
+            screen_->showPage(page);
     }
 
     void write(const ProjectOrder &order)
@@ -306,14 +346,14 @@ private:
              options_.outputFormat() == Format::Csv ? stderr : stdout);
     }
 
-    /// One line for people; under the table where there is one.
+    /// One line for people; on the screen where there is one.
     void tell(const std::string &text, std::FILE *stream)
     {
-        if (onTerminal_) {
-            table_.report(text);
-            return;
-        }
-        if (stream == stdout)
+        if (screen_ && stream == stdout)
+            screen_->report(text);
+        else if (screen_)
+            screen_->tell(text);
+        else if (stream == stdout)
             print(text + "\n");
         else
             std::fprintf(stream, "%s\n", text.c_str());
@@ -338,16 +378,6 @@ private:
 
     void show(Time moment)
     {
-        if (onTerminal_) {
-            const auto [from, end] = table_.visible(count());
-            std::vector<Row> rows;
-            for (int i = from; i < end; ++i)
-                rows.push_back(rowAt(i));
-            table_.draw(rows);
-            if (isOver_)
-                print("\r\x1b[K"); // a line that was begun
-            return;
-        }
         const WallTime time = std::chrono::system_clock::now();
         for (int i = 0; i < count(); ++i) {
             Row row = rowAt(i);
@@ -421,6 +451,7 @@ private:
 
     const RunOptions &options_;
     Project project_;
+    bool hasScreen_;
     ScanMonitor monitor_;
     RunLog log_;
     Audit audit_;
@@ -429,9 +460,8 @@ private:
     std::vector<VariableState> lastStates_;
     ProjectInput input_;
     InputLines lines_;
-    bool onTerminal_;
     RowPrinter printer_;
-    PagedTable table_;
+    std::unique_ptr<LiveScreen> screen_;
     std::vector<OpenWrite> writes_;
     EndTally ends_; ///< of writes, and of the last readings
     Time start_{};

@@ -1,12 +1,12 @@
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <limits>
+#include <memory>
 
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/interrupt.h"
+#include "host/commands/live_screen.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_log.h"
@@ -22,7 +22,6 @@ namespace {
 constexpr Time kSlice = std::chrono::milliseconds(200);
 /// The same where something is to be shown as soon as it is there.
 constexpr Time kPromptSlice = std::chrono::milliseconds(20);
-constexpr Time kTableInterval = std::chrono::milliseconds(250);
 constexpr Time kLineInterval = std::chrono::seconds(1);
 /// Lines that are no older than this need not be repeated at the end.
 constexpr Time kFresh = std::chrono::milliseconds(50);
@@ -33,16 +32,19 @@ class Watch
 public:
     explicit Watch(const WatchOptions &options)
         : options_(options), link_(options.link()), variables_(options.variableList(link_.oneBased())),
-          onTerminal_(isatty(STDOUT_FILENO) != 0 && options.outputFormat() == Format::Text &&
-                      !options.quiet && !options.once),
+          hasScreen_(!options.once && LiveScreen::isWanted(options, options.plain)), monitor_(scanned()),
           log_(options.logFile, std::max(link_.pollInterval, kLineInterval), options.numberStyle()),
           line_(link_, manner()),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_)),
-          table_(options.numberStyle())
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_))
     {
         for (const Variable &variable : variables_)
             ids_.push_back(line_.add(variable));
         line_.show(ids_);
+        if (hasScreen_)
+            screen_ = std::make_unique<LiveScreen>(LiveScreen::Content{"plchost watch", link_, variables_,
+                                                                       ids_, options_.numberStyle(), false,
+                                                                       options_.verbose},
+                                                   line_, monitor_);
     }
 
     ExitCode run()
@@ -50,9 +52,36 @@ public:
         line_.open();
         const Time start = steadyNow();
         const Time end = options_.forSeconds > 0 ? start + fromSeconds(options_.forSeconds) : Time::max();
-        const Time interval = onTerminal_ ? kTableInterval : std::max(link_.pollInterval, kLineInterval);
+        if (hasScreen_)
+            runScreen(start, end);
+        else
+            runLines(start, end);
+        log_.addRows(steadyNow() - start, [this] { return rows(); });
+        // Behind close() nobody asks any more, and no station is offline.
+        std::vector<VariableState> states;
+        for (int i = 0; i < count(); ++i)
+            states.push_back(stateAt(i));
+        line_.close();
+        return finish(states, steadyNow() - start);
+    }
+
+private:
+    void runScreen(Time start, Time end)
+    {
+        screen_->begin();
+        while (!isOver(end) && !screen_->isOver()) {
+            screen_->turn(std::min(steadyNow() + kSlice, end));
+            line_.poll(steadyNow());
+            attendLog(steadyNow() - start);
+        }
+        screen_->end();
+    }
+
+    void runLines(Time start, Time end)
+    {
+        const Time interval = std::max(link_.pollInterval, kLineInterval);
         Time shownAt{};
-        Time nextShow = start + (onTerminal_ ? Time::zero() : interval);
+        Time nextShow = start + interval;
         const Time slice = options_.once || options_.verbose ? kPromptSlice : kSlice;
         while (!isOver(end)) {
             const Time until = std::min(steadyNow() + slice, end);
@@ -64,18 +93,22 @@ public:
             show(shownAt - start);
             nextShow = std::max(nextShow + interval, steadyNow());
         }
-        // Behind close() nobody asks any more, and no station is offline.
-        if (onTerminal_ || steadyNow() - shownAt >= kFresh)
+        if (steadyNow() - shownAt >= kFresh)
             show(steadyNow() - start);
-        log_.addRows(steadyNow() - start, [this] { return rows(); });
-        std::vector<VariableState> states;
-        for (int i = 0; i < count(); ++i)
-            states.push_back(stateAt(i));
-        line_.close();
-        return finish(states, steadyNow() - start);
     }
 
-private:
+    /// What scans are counted over: all variables, with their stations.
+    Project scanned() const
+    {
+        Project project;
+        project.link = link_;
+        for (Variable variable : variables_) {
+            variable.station = variable.station.value_or(link_.station);
+            project.variables.push_back(variable);
+        }
+        return project;
+    }
+
     LineManner manner()
     {
         LineManner manner;
@@ -85,16 +118,28 @@ private:
         manner.separateReads = true;
         if (!options_.logFile.empty())
             manner.onRecord = [this](const std::string &record) { log_.add(record); };
-        if (onTerminal_)
-            return manner;
-        manner.onStation = [](const StationChange &change) {
-            std::fprintf(stderr, "plchost: %s\n", describe(change).c_str());
-        };
+        manner.onStation = [this](const StationChange &change) { tell("plchost: " + describe(change)); };
         if (link_.reopen)
             manner.onPort = [this](const PortChange &change) {
-                std::fprintf(stderr, "plchost: %s\n", describe(change, link_.port).c_str());
+                tell("plchost: " + describe(change, link_.port));
             };
+        if (!hasScreen_)
+            return manner;
+        manner.newsListener = [this](const News &news) {
+            monitor_.note(news);
+            screen_->note(news);
+        };
+        manner.onLine = [this](const std::string &line) { tell(line); };
+        manner.onTrace = [this](const std::string &line) { screen_->trace(line); };
         return manner;
+    }
+
+    void tell(const std::string &line)
+    {
+        if (screen_)
+            screen_->tell(line);
+        else
+            std::fprintf(stderr, "%s\n", line.c_str());
     }
 
     bool isOver(Time end) const
@@ -115,8 +160,8 @@ private:
     void attendLog(Time moment)
     {
         const std::string complaint = log_.attend(moment, [this] { return rows(); });
-        if (!complaint.empty() && !onTerminal_)
-            std::fprintf(stderr, "plchost: %s\n", complaint.c_str());
+        if (!complaint.empty())
+            tell("plchost: " + complaint);
     }
 
     std::vector<Row> rows() const
@@ -129,13 +174,9 @@ private:
 
     void show(Time moment)
     {
-        std::vector<Row> rows = this->rows();
-        if (onTerminal_) {
-            table_.draw(rows);
-            return;
-        }
         const WallTime time = std::chrono::system_clock::now();
-        for (Row &row : rows) {
+        std::vector<Row> shown = rows();
+        for (Row &row : shown) {
             row.moment = moment;
             row.time = time;
             printer_.print(row);
@@ -174,11 +215,12 @@ private:
     LinkSettings link_;
     std::vector<Variable> variables_;
     std::vector<VariableId> ids_;
-    bool onTerminal_;
+    bool hasScreen_;
+    ScanMonitor monitor_; ///< of a watch with a screen
     RunLog log_;
     PanelLine line_;
     RowPrinter printer_;
-    LiveTable table_;
+    std::unique_ptr<LiveScreen> screen_;
 };
 
 } // namespace

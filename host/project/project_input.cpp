@@ -37,7 +37,7 @@ std::string projectInputHelp()
            "failed\n"
            "  station N off|on          switches a station off or on; writes to a station that is off fail "
            "at once\n"
-           "  page N, next, empty line  other variables of a live table that does not fit on the terminal\n"
+           "  page N, next, empty line  other variables on the screen\n"
            "  quit                      ends\n"
            "  # ...                     is passed over\n";
 }

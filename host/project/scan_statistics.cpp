@@ -26,7 +26,8 @@ void ScanStatistics::served(const ServedRead &read)
     isServed_[static_cast<std::size_t>(read.request)] = true;
     if (!isScanOver())
         return;
-    durations_.add(read.endedAt - scanStart_);
+    last_ = read.endedAt - scanStart_;
+    durations_.add(last_);
     scanStart_ = read.endedAt;
     requestsAtEnd_ = read.requestsSoFar;
     bytesAtEnd_ = read.bytesSoFar;

@@ -44,6 +44,8 @@ public:
     std::uint64_t scans() const { return durations_.count(); }
     /// How long the scans took.
     const Histogram &durations() const { return durations_; }
+    /// The same of the last one; 0 before the first.
+    Time last() const { return last_; }
     double requestsPerScan() const;
     double bytesPerScan() const;
     /// From one good reply to the next of the same request, over all requests of a level.
@@ -65,6 +67,7 @@ private:
     std::uint64_t requestsAtEnd_ = 0; ///< of the last scan that is over
     std::uint64_t bytesAtEnd_ = 0;
     Histogram durations_;
+    Time last_{};
     std::array<Histogram, kScanLevels> refresh_;
 };
 

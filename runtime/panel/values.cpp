@@ -297,18 +297,20 @@ std::string formatValue(const Variable &variable, const Values &values, int inde
     return textOf(valueOf(variable, values, index), variable.registerFormat());
 }
 
+std::string describeValue(const Variable &variable, const Values &values, int index, NumberStyle style)
+{
+    const std::string number = formatValue(variable, values, index, style);
+    const std::string *name = nameOfValue(variable, values, index);
+    const std::string text = name ? *name + " (" + number + ")" : number;
+    return valueOf(variable, values, index).isBad ? text + " (bad BCD)" : text;
+}
+
 std::string formatValues(const Variable &variable, const Values &values, NumberStyle style,
                          const char *separator)
 {
     std::string text;
-    for (int index = 0; index < valueCount(variable, values); ++index) {
-        if (index > 0)
-            text += separator;
-        const std::string number = formatValue(variable, values, index, style);
-        const std::string *name = nameOfValue(variable, values, index);
-        text += name ? *name + " (" + number + ")" : number;
-        text += valueOf(variable, values, index).isBad ? " (bad BCD)" : "";
-    }
+    for (int index = 0; index < valueCount(variable, values); ++index)
+        text += (index > 0 ? separator : "") + describeValue(variable, values, index, style);
     const bool hasUnit = variable.meaning && !variable.meaning->unit.empty();
     return hasUnit ? text + " " + variable.meaning->unit : text;
 }

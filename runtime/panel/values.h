@@ -65,9 +65,10 @@ int valueCount(const Variable &variable, const Values &values);
 /// Value @p index, as textOf() has it, or in @p style where the variable has neither format nor scale.
 std::string formatValue(const Variable &variable, const Values &values, int index, NumberStyle style);
 
-/// All values with @p separator between them, each with the text that stands for it, as "running (2)", or
-/// with
-/// "(bad BCD)", and the unit behind the last.
+/// The same with the text that stands for it, as "running (2)", or with "(bad BCD)".
+std::string describeValue(const Variable &variable, const Values &values, int index, NumberStyle style);
+
+/// All values as describeValue() has them, with @p separator between them, and the unit behind the last.
 std::string formatValues(const Variable &variable, const Values &values, NumberStyle style,
                          const char *separator);
 

@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
+#include <regex>
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -354,6 +355,10 @@ TEST(StationProgram, TracesFramesOnStandardError)
     port.ask(bytes("11 06 00 64 12 34 C7 F2"), 8);
     const ProgramResult result = station.stop();
     EXPECT_TRUE(contains(result.errors, " -> 11 06 00 64 12 34 C7 F2\n")) << result.errors;
+    const std::regex times(
+        "[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}[-+][0-9]{2}:[0-9]{2} "
+        " *[0-9]+\\.[0-9]{6} -> 11 06");
+    EXPECT_TRUE(std::regex_search(result.errors, times)) << result.errors;
     EXPECT_TRUE(contains(result.errors, " <- 11 06 00 64 12 34 C7 F2\n")) << result.errors;
     EXPECT_FALSE(contains(result.errors, "answered")) << result.errors;
 }

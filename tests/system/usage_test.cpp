@@ -260,6 +260,7 @@ TEST(Help, OfEveryCommandHasAnExample)
         EXPECT_THAT(run.output, HasSubstr("Example"));
         EXPECT_THAT(run.output, HasSubstr(std::string("Usage: plchost ") + command + " [OPTIONS]"));
         EXPECT_THAT(run.output, HasSubstr("Exit codes: 0 all good, 1 wrong usage"));
+        EXPECT_THAT(run.output, HasSubstr("7 output could not be written"));
         EXPECT_THAT(run.errors, IsEmpty());
     }
     EXPECT_THAT(plchost({"--help"}).output, HasSubstr("watch"));

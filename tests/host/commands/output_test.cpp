@@ -225,13 +225,6 @@ TEST(Tables, CountCharactersAndNotBytes)
                                        "Druck  bar"));
 }
 
-TEST(Characters, AreNotCutInTwo)
-{
-    EXPECT_EQ("l\xC3\xA4", firstCharacters("l\xC3\xA4uft", 2));
-    EXPECT_EQ("l\xC3\xA4uft", firstCharacters("l\xC3\xA4uft", 5));
-    EXPECT_EQ("", firstCharacters("\xC3\xA4", 0));
-}
-
 TEST(Ages, AreShownInMillisecondsThenInSeconds)
 {
     EXPECT_EQ("999 ms", formatAge(milliseconds(999)));
@@ -288,6 +281,23 @@ TEST(StatisticsText, TellsHowLateRequestsWereWhereDetailsAreAskedFor)
     EXPECT_THAT(describeStatistics(statistics, false), Not(HasSubstr("later than")));
 }
 
+TEST(StatisticsText, NamesWhomASecondMasterAsks)
+{
+    Statistics statistics;
+    EXPECT_THAT(describeStatistics(statistics, true), Not(HasSubstr("second master")));
+    plcruntime::ForeignRequests foreign;
+    foreign.station = 4;
+    foreign.requests = 12;
+    statistics.foreignRequests.append(foreign);
+    foreign.station = 9;
+    foreign.requests = 1;
+    statistics.foreignRequests.append(foreign);
+    EXPECT_THAT(
+        describeStatistics(statistics, false),
+        HasSubstr(
+            "\na second master asks station 4: 12 requests\na second master asks station 9: 1 request\n"));
+}
+
 TEST(StatisticsText, ListsStationsWhenThereAreSeveral)
 {
     Statistics statistics;
@@ -333,15 +343,6 @@ TEST(StateNames, AreThoseThatTheTableShows)
     EXPECT_STREQ("offline", nameOf(Quality::Offline));
     EXPECT_STREQ("switched off", nameOf(Quality::SwitchedOff));
     EXPECT_STREQ("port lost", nameOf(Quality::PortLost));
-}
-
-TEST(Table, IsCutToTheHeightOfTheTerminal)
-{
-    const std::vector<std::string> lines{"head", "a", "b", "c", "d"};
-    EXPECT_EQ(lines, fitInto(lines, 5));
-    EXPECT_EQ((std::vector<std::string>{"head", "a", "b", "... 2 more"}), fitInto(lines, 4));
-    EXPECT_EQ((std::vector<std::string>{"head", "... 4 more"}), fitInto(lines, 2));
-    EXPECT_EQ(lines, fitInto(lines, 0)) << "a terminal of no height is none";
 }
 
 } // namespace

@@ -67,6 +67,7 @@ TEST_F(ScanStatisticsTest, EndsAScanWhenEveryRequestWasServed)
     EXPECT_EQ(milliseconds(40), scans.durations().least());
     EXPECT_EQ(milliseconds(50), scans.durations().most());
     EXPECT_EQ(milliseconds(45), scans.durations().mean());
+    EXPECT_EQ(milliseconds(50), scans.last());
     EXPECT_DOUBLE_EQ(4.5, scans.requestsPerScan());
     EXPECT_DOUBLE_EQ(90.0, scans.bytesPerScan());
 }
