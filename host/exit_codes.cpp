@@ -72,4 +72,12 @@ ExitCode EndTally::exitCode() const
     return good_ > 0 ? kExitMixed : exitCodeOf(first_);
 }
 
+ExitCode EndTally::exitCodeWith(std::uint64_t mistakes) const
+{
+    const ExitCode code = exitCode();
+    if (mistakes == 0 || code != kExitGood)
+        return code;
+    return all_ > 0 ? kExitMixed : kExitUsage;
+}
+
 } // namespace plc::host

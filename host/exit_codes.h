@@ -37,6 +37,9 @@ public:
     void add(OrderEnd end);
     /// As exitCodeOf() of all ends so far.
     ExitCode exitCode() const;
+    /// The same with @p mistakes of the user beside them: alone they are wrong usage, beside good ends some
+    /// are good. Other failures count before them.
+    ExitCode exitCodeWith(std::uint64_t mistakes) const;
 
 private:
     std::uint64_t all_ = 0;

@@ -7,7 +7,6 @@
 #include <cstdio>
 
 #include "host/commands/command_line.h"
-#include "host/commands/interrupt.h"
 #include "host/commands/standard_streams.h"
 #include "host/exit_codes.h"
 #include "host/option_words.h"
@@ -20,7 +19,6 @@ int run(int argc, char **argv)
 {
     try {
         const Command command = parseCommandLine(argc, argv);
-        catchInterrupts();
         return command();
     } catch (const Failure &failure) {
         std::fprintf(stderr, "plchost: %s\n", inOptions(failure.what()).c_str());

@@ -21,6 +21,7 @@ constexpr Word kWords[] = {
     {"setting 'realTime'", "--realtime"},
     {"setting 'timeoutMs'", "--timeout"},
     {"setting 'echo'", "--echo"},
+    {"setting 'readOnly'", "--read-only"},
 };
 
 } // namespace

@@ -22,13 +22,21 @@ constexpr char kByteOrderMark[] = "\xEF\xBB\xBF";
 /// Thrown from deep inside the walk through the document; it never leaves this file.
 struct LoadError
 {
+    std::ptrdiff_t offset; ///< of the value in the text
+    bool isKey;            ///< the key in front of the value is what is wrong
     std::string where;
     std::string what;
 };
 
-[[noreturn]] void fail(const std::string &where, const std::string &what)
+[[noreturn]] void fail(const Json::Value &value, const std::string &where, const std::string &what)
 {
-    throw LoadError{where, what};
+    throw LoadError{value.getOffsetStart(), false, where, what};
+}
+
+/// @param value  the value that stands behind the key.
+[[noreturn]] void failKey(const Json::Value &value, const std::string &where, const std::string &what)
+{
+    throw LoadError{value.getOffsetStart(), true, where, what};
 }
 
 std::string joined(const std::string &path, const std::string &key)
@@ -58,23 +66,24 @@ std::uint16_t itemValue(Area area, const Json::Value &value, const std::string &
             return value.asBool() ? 1 : 0;
         if (const std::optional<int> bit = wholeNumber(value, 0, 1))
             return static_cast<std::uint16_t>(*bit);
-        fail(path, "a bit is 0, 1, false or true");
+        fail(value, path, "a bit is 0, 1, false or true");
     }
     if (const std::optional<int> number = wholeNumber(value, -32768, 65535))
         return static_cast<std::uint16_t>(*number & 0xFFFF);
-    fail(path, "a register is a whole number from -32768 to 65535");
+    fail(value, path, "a register is a whole number from -32768 to 65535");
 }
 
 /// First address and number of items that a key such as "100" or "200-299" names; count 0 for a single
 /// address.
-std::pair<int, int> addressRange(const std::string &key, const std::string &path)
+/// @param value  what stands behind the key.
+std::pair<int, int> addressRange(const std::string &key, const Json::Value &value, const std::string &path)
 {
     const std::vector<std::string> ends = splitText(key, '-');
     int from = 0;
     int to = 0;
     if (ends.size() > 2 || !parseNumber(ends.front(), 0, kWholeArea - 1, &from) ||
         !parseNumber(ends.back(), from, kWholeArea - 1, &to))
-        fail(path, "a key here is an address or a range, as \"100\" or \"200-299\"");
+        failKey(value, path, "a key here is an address or a range, as \"100\" or \"200-299\"");
     return {from, ends.size() == 2 ? to - from + 1 : 0};
 }
 
@@ -85,20 +94,21 @@ std::vector<std::uint16_t> itemValues(Area area, int count, const Json::Value &v
         return std::vector<std::uint16_t>(items, itemValue(area, value, path));
     }
     if (count > 0)
-        fail(path, "a range takes one number for all its items, a list stands under its first address");
+        fail(value, path,
+             "a range takes one number for all its items, a list stands under its first address");
     std::vector<std::uint16_t> values;
     values.reserve(value.size());
     for (Json::ArrayIndex i = 0; i < value.size(); ++i)
         values.push_back(itemValue(area, value[i], itemPath(path, i)));
     if (values.empty())
-        fail(path, "the list is empty");
+        fail(value, path, "the list is empty");
     return values;
 }
 
 const Json::Value &objectOf(const Json::Value &value, const std::string &path)
 {
     if (!value.isObject())
-        fail(path, "an object { } belongs here");
+        fail(value, path, "an object { } belongs here");
     return value;
 }
 
@@ -110,16 +120,16 @@ void loadArea(Area area, const Json::Value &value, const std::string &path,
     for (auto entry = object.begin(); entry != object.end(); ++entry) {
         const std::string key = entry.name();
         const std::string entryPath = joined(path, key);
-        const auto [address, count] = addressRange(key, entryPath);
+        const auto [address, count] = addressRange(key, *entry, entryPath);
         const std::vector<std::uint16_t> values = itemValues(area, count, *entry, entryPath);
         // The keys of an object have no order, so no value may depend on which of two keys comes later.
         for (int i = 0; i < static_cast<int>(values.size()); ++i) {
             if (!filled.insert(address + i).second)
-                fail(entryPath, "address " + std::to_string(address + i) + " is filled twice");
+                fail(*entry, entryPath, "address " + std::to_string(address + i) + " is filled twice");
         }
         for (Station *station : stations) {
             if (!station->registers().write(area, address, values))
-                fail(entryPath, "the values go beyond the end of the area");
+                fail(*entry, entryPath, "the values go beyond the end of the area");
         }
     }
 }
@@ -131,7 +141,7 @@ int intMember(const Json::Value &object, const char *key, int fallback, int min,
         return fallback;
     if (const std::optional<int> number = wholeNumber(object[key], min, max))
         return *number;
-    fail(joined(path, key),
+    fail(object[key], joined(path, key),
          "a whole number from " + std::to_string(min) + " to " + std::to_string(max) + " belongs here");
 }
 
@@ -139,14 +149,15 @@ MovingRange movingRange(const Json::Value &object, const std::string &path)
 {
     for (const std::string &key : object.getMemberNames()) {
         if (key != "area" && key != "address" && key != "count" && key != "step")
-            fail(joined(path, key), "a moving range has area, address, count and step only");
+            failKey(object[key], joined(path, key), "a moving range has area, address, count and step only");
     }
     const Json::Value &areaName = object["area"];
     const std::optional<Area> area = areaFromText(areaName.isString() ? areaName.asString() : std::string());
     if (!area)
-        fail(joined(path, "area"), "the area is \"0x\", \"1x\", \"3x\" or \"4x\"");
+        fail(object.isMember("area") ? areaName : object, joined(path, "area"),
+             "the area is \"0x\", \"1x\", \"3x\" or \"4x\"");
     if (!object.isMember("address"))
-        fail(joined(path, "address"), "the address is missing");
+        fail(object, joined(path, "address"), "the address is missing");
     MovingRange range;
     range.area = *area;
     range.address = intMember(object, "address", 0, 0, kWholeArea - 1, path);
@@ -158,13 +169,13 @@ MovingRange movingRange(const Json::Value &object, const std::string &path)
 void loadMoving(const Json::Value &value, const std::string &path, const std::vector<Station *> &stations)
 {
     if (!value.isArray())
-        fail(path, "a list [ ] of moving ranges belongs here");
+        fail(value, path, "a list [ ] of moving ranges belongs here");
     for (Json::ArrayIndex i = 0; i < value.size(); ++i) {
         const std::string entryPath = itemPath(path, i);
         const MovingRange range = movingRange(objectOf(value[i], entryPath), entryPath);
         for (Station *station : stations) {
             if (!station->addMoving(range))
-                fail(entryPath, "the range goes beyond the end of the area");
+                fail(value[i], entryPath, "the range goes beyond the end of the area");
         }
     }
 }
@@ -180,7 +191,8 @@ void loadValues(const Json::Value &object, const std::string &path, const std::v
         else if (key == kMovingKey)
             loadMoving(*entry, entryPath, stations);
         else if (key != kStationsKey || !path.empty())
-            fail(entryPath, "unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known");
+            failKey(*entry, entryPath,
+                    "unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known");
     }
 }
 
@@ -192,7 +204,7 @@ void loadStations(const Json::Value &value, StationBus *bus)
         const std::string path = joined(kStationsKey, key);
         int number = 0;
         if (!parseNumber(key, 1, 255, &number) || bus->station(number) == nullptr)
-            fail(path, "no such station is simulated here (see --address)");
+            failKey(*entry, path, "no such station is simulated here (see --address)");
         loadValues(objectOf(*entry, path), path, {bus->station(number)});
     }
 }
@@ -214,6 +226,17 @@ std::string lineAndColumn(const std::string &text, std::size_t offset)
     return std::to_string(line) + ":" + std::to_string(column);
 }
 
+/// Between a key and its value stand only blanks and a colon. A key with a quotation mark in it is never
+/// right; of such a key the line alone is told for sure.
+std::string placeOf(const std::string &text, const LoadError &wrong)
+{
+    const auto offset = static_cast<std::size_t>(wrong.offset);
+    const std::size_t keyEnd = wrong.isKey && offset > 0 ? text.rfind('"', offset - 1) : std::string::npos;
+    if (keyEnd == std::string::npos || keyEnd == 0)
+        return lineAndColumn(text, offset);
+    return lineAndColumn(text, text.rfind('"', keyEnd - 1));
+}
+
 } // namespace
 
 std::string loadAreas(const std::string &name, const std::string &text, StationBus *bus)
@@ -223,7 +246,7 @@ std::string loadAreas(const std::string &name, const std::string &text, StationB
     try {
         const Json::Value top = parseStrictJson(json);
         if (!top.isObject())
-            fail("the document", "an object { } belongs at the top");
+            fail(top, "the document", "an object { } belongs at the top");
         std::vector<Station *> all;
         for (auto &[number, station] : bus->stations())
             all.push_back(&station);
@@ -233,7 +256,7 @@ std::string loadAreas(const std::string &name, const std::string &text, StationB
     } catch (const JsonFault &fault) {
         return name + ":" + lineAndColumn(json, fault.offset) + ": not JSON: " + fault.what;
     } catch (const LoadError &wrong) {
-        return name + ": " + wrong.where + ": " + wrong.what;
+        return name + ":" + placeOf(json, wrong) + ": " + wrong.where + ": " + wrong.what;
     }
     return {};
 }

@@ -44,8 +44,14 @@ void addWriteCommand(CLI::App *program, cli::Book *book, Command *chosen)
     command
         ->add_option("WRITE", options->assignments,
                      "what to write: VARIABLE=VALUE[,VALUE...], the variable as it is read")
-        ->type_name("")
-        ->required();
+        ->type_name("");
+    command
+        ->add_option("--from", options->from,
+                     "write what read --format csv has printed into this file, - for standard input; values "
+                     "of areas that cannot be written are skipped and counted")
+        ->type_name("FILE");
+    command->add_flag("--dry-run", options->dryRun,
+                      "write nothing; read what the stations hold and tell what would change");
     command->add_flag(
         "--verify", options->verify,
         "read back what was written and compare; on a line that hands back what is sent only --echo "
@@ -105,6 +111,7 @@ void addRunCommand(CLI::App *program, cli::Book *book, Command *chosen)
     addNumber(command, "--every", &options->everySeconds, 0.1, 1e6, "S",
               "print all values every S seconds where there is no screen");
     addReopenOption(command, &options->noReopen);
+    addReadOnlyOption(command, &options->readOnly);
     addEchoCheckOption(command, &options->noEchoCheck);
     addRealtimeOption(command, &options->realtime);
     addPlainOption(command, &options->plain);

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/nearest.h"
+#include "host/commands/station_list.h"
 #include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
 
@@ -12,11 +13,39 @@ namespace plc::host {
 namespace {
 
 /// Areas by the digits that Modbus command-line masters have for them.
+/// The area that was probably meant; empty where none is near.
+std::string guessAtArea(const std::string &typed)
+{
+    std::vector<std::string> names;
+    for (const Area &known : areas())
+        names.emplace_back(known.name);
+    return cli::didYouMean(typed, names);
+}
+
 std::string areaOfType(const std::string &type)
 {
     if (type == "0" || type == "1" || type == "3" || type == "4")
         return type + "x";
+    if (!findArea(type)) {
+        const std::string guess = guessAtArea(type);
+        throw Failure(FailureKind::Usage,
+                      "--type: '" + type + "' is no area; " +
+                          (guess.empty() ? "it is 0, 1, 3 or 4 for 0x, 1x, 3x or 4x, or the name of an area, "
+                                           "as 4x_bit"
+                                         : guess));
+    }
     return type;
+}
+
+/// An address alone: the other parts of a variable have options of their own.
+const std::string &checkedStart(const std::string &start)
+{
+    if (start.empty() || start.find_first_not_of("0123456789.") != std::string::npos)
+        throw Failure(FailureKind::Usage,
+                      "--start: '" + start +
+                          "' is no address; it is a number, as 100, or REGISTER.BIT, as "
+                          "35.3; the count goes to -c, the station to -a, a format to -t");
+    return start;
 }
 
 /// Formats by the words that those masters have for them.
@@ -37,7 +66,8 @@ std::string formatOfWord(const std::string &word)
 std::string variableText(const std::string &type, const std::string &start, int count)
 {
     const std::size_t mark = std::min(type.find_first_of(":/"), type.size());
-    std::string place = areaOfType(type.substr(0, mark)) + ":" + start + ":" + std::to_string(count);
+    std::string place =
+        areaOfType(type.substr(0, mark)) + ":" + checkedStart(start) + ":" + std::to_string(count);
     if (mark == type.size())
         return place;
     const std::string format = type.substr(mark + 1);
@@ -49,10 +79,7 @@ Variable typedVariable(const std::string &text, bool oneBased)
 {
     const std::size_t colon = text.find(':');
     const std::string area = text.substr(0, colon);
-    std::vector<std::string> names;
-    for (const Area &known : areas())
-        names.emplace_back(known.name);
-    const std::string guess = cli::didYouMean(area, names);
+    const std::string guess = guessAtArea(area);
     if (colon != std::string::npos && !findArea(area) && !guess.empty())
         throw Failure(FailureKind::Usage, "variable '" + text + "': '" + area + "' is no area" + guess);
     return parseVariable(text, oneBased);
@@ -68,12 +95,53 @@ quint32 typedOption(const std::string &name)
     }
 }
 
+/// The variables once for each station, those that name one excepted.
+std::vector<Variable> atEach(const std::vector<int> &stations, const std::vector<Variable> &variables)
+{
+    std::vector<Variable> list;
+    bool isUsed = false;
+    for (const int station : stations) {
+        for (Variable variable : variables) {
+            if (variable.station && station != stations.front())
+                continue;
+            if (!variable.station) {
+                isUsed = true;
+                variable.station = station;
+                variable.text += "@" + std::to_string(station);
+            }
+            list.push_back(std::move(variable));
+        }
+    }
+    if (!isUsed)
+        throw Failure(
+            FailureKind::Usage,
+            "--station: each variable has a station of its own; several are for those that name none");
+    return list;
+}
+
 } // namespace
 
 void CommandOptions::takeProject()
 {
     if (!projectFile.empty())
         project_ = std::make_shared<const Project>(loadProject(projectFile));
+    if (project_) {
+        for (const Variable &variable : project_->variables)
+            byName_.emplace(variable.label, &variable);
+    }
+}
+
+std::vector<int> CommandOptions::stationList() const
+{
+    std::vector<int> list;
+    const std::string wrong = stationListMistake(stations, &list);
+    if (!wrong.empty())
+        throw Failure(FailureKind::Usage, "--station: " + wrong);
+    if (list.size() > 1 && !takesSeveralStations)
+        throw Failure(FailureKind::Usage, "--station: several stations, as '" + stations +
+                                              "', are for read and watch; here name a variable's station "
+                                              "behind @, as 4x:100@3");
+    return list;
 }
 
 LinkSettings CommandOptions::link() const
@@ -102,7 +170,7 @@ LinkSettings CommandOptions::link() const
     if (isGiven("--retries"))
         settings.retries = retries;
     if (isGiven("--station"))
-        settings.station = station;
+        settings.station = stationList().front();
     if (isGiven("--link-mode"))
         settings.linkMode = linkMode;
     if (isGiven("--max-block"))
@@ -143,17 +211,25 @@ void CommandOptions::adviseOnBroadcasts(const LinkSettings &link) const
 
 const Variable *CommandOptions::inProject(const std::string &name) const
 {
-    if (!project_)
-        return nullptr;
-    const auto found = std::find_if(project_->variables.begin(), project_->variables.end(),
-                                    [&](const Variable &variable) { return variable.label == name; });
-    return found == project_->variables.end() ? nullptr : &*found;
+    const auto found = byName_.find(name);
+    return found == byName_.end() ? nullptr : found->second;
+}
+
+void CommandOptions::refuseOption(const std::string &text)
+{
+    if (text == "-0")
+        throw Failure(
+            FailureKind::Usage,
+            "'-0' is no option: addresses count from 0 without it; --option one-based counts from 1");
+    if (text.size() > 1 && text[0] == '-')
+        throw Failure(FailureKind::Usage, "'" + text + "' is no option; --help shows those of the command");
 }
 
 Variable CommandOptions::variableOf(const std::string &text, bool oneBased) const
 {
     if (const Variable *known = inProject(text))
         return *known;
+    refuseOption(text);
     try {
         return typedVariable(text, oneBased);
     } catch (const Failure &failure) {
@@ -173,7 +249,8 @@ std::vector<Variable> CommandOptions::variableList(bool oneBased) const
         list.push_back(typedVariable(variableText(type, start, count), oneBased));
     if (list.empty())
         throw Failure(FailureKind::Usage, "no variable is given; name at least one, as 4x:100:10");
-    return list;
+    const std::vector<int> asked = stationList();
+    return asked.size() > 1 ? atEach(asked, list) : list;
 }
 
 } // namespace plc::host

@@ -3,6 +3,7 @@
 #ifndef PLC_COMMANDS_COMMAND_OPTIONS_H
 #define PLC_COMMANDS_COMMAND_OPTIONS_H
 
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -25,6 +26,7 @@ struct OutputOptions
     bool isSigned = false;
     bool verbose = false;
     bool quiet = false;
+    bool readOnly = false; ///< nothing is written, whatever is asked for
     std::string logFile;   ///< of --log; empty = none
     std::string auditFile; ///< of --audit; empty = none
 
@@ -36,7 +38,8 @@ struct OutputOptions
 struct CommandOptions : OutputOptions
 {
     std::string port;
-    int station = 1;
+    std::string stations = "1"; ///< see stationList()
+    bool takesSeveralStations = false;
     int baud = 19200;
     std::string parity = "even";
     std::string rs485; ///< empty: not asked for
@@ -75,12 +78,19 @@ struct CommandOptions : OutputOptions
     /// settings that are allowed and unwise.
     /// @throw Failure  (wrong usage)
     LinkSettings link() const;
+    /// The stations of -a, in the order typed.
+    /// @throw Failure  (wrong usage) for several, where the command takes one.
+    std::vector<int> stationList() const;
+    /// Refuses a word that looks like an option, and is none of the command.
+    /// @throw Failure  (wrong usage)
+    static void refuseOption(const std::string &text);
     /// Warns on standard error about settings that are allowed and unwise where something is broadcast.
     void adviseOnBroadcasts(const LinkSettings &link) const;
     /// The variable of that name in the project, or the one that @p text describes.
     /// @throw Failure  (wrong usage)
     Variable variableOf(const std::string &text, bool oneBased) const;
-    /// The variables given by name and the one given by -t, -r and -c.
+    /// The variables given by name and the one given by -t, -r and -c. Those that name no station are there
+    /// once for each station of -a where it has several.
     /// @throw Failure  (wrong usage)
     std::vector<Variable> variableList(bool oneBased) const;
 
@@ -88,12 +98,15 @@ private:
     const Variable *inProject(const std::string &name) const;
 
     std::shared_ptr<const Project> project_;
+    std::map<std::string, const Variable *> byName_; ///< of the project
 };
 
 struct WriteOptions : CommandOptions
 {
     std::vector<std::string> assignments;
+    std::string from; ///< file of values that were saved; "-" = standard input, empty = none
     bool verify = false;
+    bool dryRun = false;
 };
 
 struct WatchOptions : CommandOptions

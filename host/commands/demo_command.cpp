@@ -82,6 +82,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.readOnly = options_.readOnly;
         manner.separateReads = true;
         return manner;
     }
@@ -233,6 +234,10 @@ private:
 
 ExitCode runDemo(const DemoOptions &options)
 {
+    if (options.readOnly)
+        throw Failure(FailureKind::Usage,
+                      "--read-only: a demo writes to the station that it starts, and to no "
+                      "other; leave the option out");
     LinkSettings link = options.link();
     if (link.station == 0)
         throw Failure(FailureKind::Usage, "--station 0: nobody answers reads of station 0; take 1 to 247");

@@ -152,7 +152,10 @@ Manual writeManual()
                 "    4x_d:200=-70000"),
         example("a float, a text of up to 16 characters, and a variable of a project by its name",
                 "plchost write -p /dev/ttyUSB0 4x:200/f32=12.5 4x:40/str16=PUMP\n"
-                "plchost write --project machine.json \"Set.Feed rate\"=12.5")};
+                "plchost write --project machine.json \"Set.Feed rate\"=12.5"),
+        example("values saved, and restored on another machine",
+                "plchost read -p /dev/ttyUSB0 --format csv 4x:100:40 >saved.csv\n"
+                "plchost write -p /dev/ttyUSB0 --from saved.csv --verify")};
     manual.chapters = {
         {"Values",
          {flowing(
@@ -219,7 +222,7 @@ Manual runManual()
         paragraph(
             "What the exit code counts",
             "The last reading of each variable, each write, and each line that was not understood. Variables "
-            "of stations that are switched off do not count."),
+            "of stations that are switched off do not count, nor what was not read before quit."),
         documents({kProjectsPage, kScreenPage, kOutputPage, kPoliciesPage, kRecipesPage})};
     return manual;
 }

@@ -7,8 +7,9 @@
 
 namespace plc::host {
 
-/// From now on SIGINT, SIGTERM and SIGHUP only set the flag. A second SIGINT or SIGTERM ends the program at
-/// once. SIGHUP stays ignored where whoever started the program wanted it so, as nohup does.
+/// Before this call these signals end the program as they end any other. From now on SIGINT, SIGTERM and
+/// SIGHUP only set the flag. A second SIGINT or SIGTERM ends the program at once. SIGHUP stays ignored where
+/// whoever started the program wanted it so, as nohup does.
 void catchInterrupts();
 
 /// What is to be done before the second one ends the program; null for nothing. It may call only what signal

@@ -1,6 +1,7 @@
 #include "host/commands/option_groups.h"
 
 #include "cli/manual.h"
+#include "host/commands/station_list.h"
 #include "host/project/setting_names.h"
 
 namespace plc::host {
@@ -23,11 +24,16 @@ CLI::Option *addSeconds(CLI::App *app, const char *name, double *number, Limits 
 
 void addLineOptions(CLI::App *app, CommandOptions *options)
 {
-    addNumber(app, "-a,--station", &options->station, 0, kStationLimits.most, "N",
-              "station of variables that name none, 1 to " + std::to_string(kStationLimits.most) +
-                  "; 0 broadcasts writes",
-              kLineGroup)
-        ->capture_default_str();
+    app->add_option("-a,--station", options->stations,
+                    "station of variables that name none, 1 to " + std::to_string(kStationLimits.most) +
+                        "; 0 broadcasts writes; for read and watch also several, as 1,3,5-8")
+        ->check([](const std::string &text) {
+            std::vector<int> list;
+            return stationListMistake(text, &list);
+        })
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(kLineGroup);
     addNumber(app, "-b,--baud", &options->baud, kBaudLimits, "RATE", "bits per second", kLineGroup)
         ->capture_default_str();
     app->add_option("-P,--parity", options->parity, "even, odd or none")
@@ -111,6 +117,13 @@ void explainGroups(cli::Book *book)
                   "the library that packs variables into requests, judges replies and repeats requests");
 }
 
+std::string numberMistake(const std::string &text)
+{
+    const bool isNumber = text.find_first_of("0123456789") != std::string::npos &&
+                          text.find_first_not_of("0123456789.eE+-") == std::string::npos;
+    return isNumber ? "" : "'" + text + "' is no number";
+}
+
 void addPortOptions(CLI::App *app, CommandOptions *options)
 {
     app->add_option("-p,--port", options->port,
@@ -153,6 +166,7 @@ void addSettingOptions(CLI::App *app, CommandOptions *options)
 void addLinkOptions(CLI::App *app, CommandOptions *options)
 {
     addSettingOptions(app, options);
+    addReadOnlyOption(app, &options->readOnly);
     addDriverOption(app, &options->driver);
     addVerbosityOptions(app, options);
 }
@@ -206,6 +220,7 @@ void addPlainOption(CLI::App *app, bool *plain)
 
 void addVariableOptions(CLI::App *app, CommandOptions *options)
 {
+    options->takesSeveralStations = true;
     app->add_option("VARIABLE", options->variables,
                     "what to read: AREA:ADDRESS[:COUNT][/FORMAT][@STATION], or a name of the project")
         ->type_name("");
@@ -221,6 +236,13 @@ void addVariableOptions(CLI::App *app, CommandOptions *options)
     addNumber(app, "-c,--count", &options->count, kValueCountLimits, "N", "number of values from -r on")
         ->capture_default_str()
         ->needs(start);
+}
+
+void addReadOnlyOption(CLI::App *app, bool *readOnly)
+{
+    app->add_flag("--read-only", *readOnly,
+                  "nothing is written, whatever is asked for: no frame goes out but such that read")
+        ->group(kLineGroup);
 }
 
 void addVerbosityOptions(CLI::App *app, OutputOptions *options)

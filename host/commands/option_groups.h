@@ -18,12 +18,16 @@ class Book;
 
 namespace plc::host {
 
+/// Check of a number: no comparison finds NaN out of range.
+std::string numberMistake(const std::string &text);
+
 /// An option with a number from @p least to @p most.
 template <typename Number>
 CLI::Option *addNumber(CLI::App *app, const char *name, Number *number, Number least, Number most,
                        const char *unit, const std::string &help, const std::string &group = "Options")
 {
     return app->add_option(name, *number, help)
+        ->check(numberMistake)
         ->check(CLI::Range(least, most))
         ->type_name(unit)
         ->group(group);
@@ -60,6 +64,8 @@ void addPlainOption(CLI::App *app, bool *plain);
 void addVariableOptions(CLI::App *app, CommandOptions *options);
 /// --realtime, for commands that go on for long.
 void addRealtimeOption(CLI::App *app, bool *realtime);
+/// --read-only.
+void addReadOnlyOption(CLI::App *app, bool *readOnly);
 /// What is told besides values.
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers without a format are shown.

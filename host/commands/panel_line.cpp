@@ -167,6 +167,7 @@ PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
     plcruntime::LineGround ground;
     ground.isCancelled = isInterrupted;
     ground.rows = manner_.rows;
+    ground.readOnly = manner_.readOnly;
     ground.listener = manner_.newsListener;
     line_.reset(plcruntime::LineAccess::make(settings, ground));
     wantEvents(manner_.verbose);
@@ -233,6 +234,8 @@ void PanelLine::checkWrite(VariableId id, const Values &values) const
 
 void PanelLine::open()
 {
+    // Before, a signal ends the program by itself, however long a file takes: there is nothing to put back.
+    catchInterrupts();
     const plcruntime::Error error = line_->open();
     if (!error)
         return;

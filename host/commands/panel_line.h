@@ -24,6 +24,7 @@ namespace plc::host {
 struct LineManner
 {
     bool verbose = false;  ///< the trace, and all that the port tells, go to standard error; else warnings
+    bool readOnly = false; ///< nothing is written, see plcruntime::LineGround
     bool realtime = false; ///< the thread of the line goes before all others
     /// Each variable is asked for by itself, so that a station refuses no other one with it.
     bool separateReads = false;

@@ -12,7 +12,7 @@ namespace plc::host {
 
 ExitCode projectFromMap(const MapOptions &options)
 {
-    if (options.station < kStationLimits.least)
+    if (options.stationList().front() < kStationLimits.least)
         throw Failure(FailureKind::Usage,
                       "the variables of a project are read, which no broadcast is; the station (-a) is " +
                           std::to_string(kStationLimits.least) + " to " +

@@ -129,6 +129,7 @@ private:
         LineManner manner;
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
+        manner.readOnly = options_.readOnly;
         manner.rows = project_.rows;
         if (!options_.logFile.empty())
             manner.onRecord = [this](const std::string &record) { log_.add(record); };
@@ -221,7 +222,7 @@ private:
                                                       " bytes and is passed over up to its end");
             obey(input_.parse(line.text));
         } catch (const Failure &failure) {
-            ends_.add(OrderEnd::BadReply);
+            ++linesRefused_;
             tell("plchost: input line " + std::to_string(linesTaken_) + ": " + inOptions(failure.what()),
                  stderr);
         }
@@ -279,6 +280,12 @@ private:
         line_.setStationEnabled(station, enabled);
         monitor_.setStationEnabled(station, enabled);
         reportEnded();
+        bool isUsed = false;
+        for (int i = 0; i < count(); ++i)
+            isUsed = isUsed || stationAt(i) == station;
+        tell("plchost: station " + std::to_string(station) + " is switched " + (enabled ? "on" : "off") +
+                 (isUsed ? "" : "; no variable of the project is at that station"),
+             stderr);
     }
 
     /// Reports the writes that have ended and forgets them, so that each is reported once.
@@ -399,17 +406,35 @@ private:
                        stderr);
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
+        int unread = 0;
         for (int i = 0; i < count(); ++i) {
             const VariableState state = stateOf(i);
             if (state.quality == Quality::SwitchedOff)
                 continue;
+            if (state.lastRead == OrderEnd::Open) {
+                ++unread;
+                continue;
+            }
             ends_.add(state.lastRead);
-            // Of what the end has cut short, who has gone away wants to know nothing.
-            if (state.lastRead != OrderEnd::Good && !(state.lastRead == OrderEnd::Open && isOutputOver()))
+            if (state.lastRead != OrderEnd::Good)
                 std::fprintf(stderr, "plchost: %s: %s\n", variableAt(i).label.c_str(),
                              describe(state, stationAt(i)).c_str());
         }
-        return ends_.exitCode();
+        noteUnread(unread);
+        return ends_.exitCodeWith(linesRefused_);
+    }
+
+    /// Nobody has answered for these yet. Who typed quit wanted no more of them.
+    void noteUnread(int unread)
+    {
+        if (unread == 0)
+            return;
+        // Who has gone away wants to know nothing of what the end has cut short.
+        if (!isOutputOver())
+            std::fprintf(stderr, "plchost: the run was ended before %d of %d variables had been read\n",
+                         unread, count());
+        if (!quit_)
+            ends_.add(OrderEnd::Open);
     }
 
     VariableState stateOf(int number) const
@@ -438,10 +463,11 @@ private:
     RowPrinter printer_;
     std::unique_ptr<LiveScreen> screen_;
     std::vector<OpenWrite> writes_;
-    EndTally ends_; ///< of writes and of lines that were not understood
+    EndTally ends_; ///< of writes, and of the last readings
     Time start_{};
     std::uint64_t linesTaken_ = 0;
-    bool hasRate_ = true; ///< of the port
+    std::uint64_t linesRefused_ = 0; ///< that were not understood
+    bool hasRate_ = true;            ///< of the port
     bool quit_ = false;
     bool isOver_ = false; ///< the line is closed
 };

@@ -114,6 +114,7 @@ private:
         LineManner manner;
         manner.verbose = options_.verbose;
         manner.realtime = options_.realtime;
+        manner.readOnly = options_.readOnly;
         manner.separateReads = true;
         if (!options_.logFile.empty())
             manner.onRecord = [this](const std::string &record) { log_.add(record); };

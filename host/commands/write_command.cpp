@@ -1,12 +1,18 @@
 #include <algorithm>
 #include <cstdio>
+#include <optional>
+#include <utility>
 
 #include "host/commands/audit.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
+#include "host/commands/interrupt.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/typed_values.h"
+#include "host/project/input_file.h"
+#include "host/project/saved_values.h"
+#include "host/project/written_values.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/pieces.h"
 
@@ -14,26 +20,42 @@ namespace plc::host {
 
 namespace {
 
-/// One write as it was typed.
+/// Orders of a file that are given at a time: as many as can be open, and whose results are kept.
+constexpr std::size_t kBatch = 4096;
+constexpr int kMostDifferences = 8; ///< that are told of one variable
+
+/// One write as it was typed, or as it stands in a file.
 struct Assignment
 {
     Variable variable;
     Values values;
-    std::vector<std::string> typed; ///< see typedValues()
+    bool isFromFile = false;
+    std::vector<std::string> typed{}; ///< see typedValues()
     VariableId id = 0;
+    OrderId order = 0;         ///< 0 where none was given
+    std::uint64_t audited = 0; ///< its number in the audit
+    OrderResult result{};
 };
 
 Assignment parseAssignment(const std::string &text, const WriteOptions &options, bool oneBased)
 {
     const std::size_t equals = text.find('=');
-    if (equals == std::string::npos)
+    if (equals == std::string::npos) {
+        options.refuseOption(text);
         throw Failure(FailureKind::Usage,
                       "'" + text + "' is no write; it must be VARIABLE=VALUE[,VALUE...], as 4x:100=1,2");
+    }
     Assignment assignment;
     const std::string name = text.substr(0, equals);
+    const std::string typed = text.substr(equals + 1);
     assignment.variable = options.variableOf(name, oneBased);
     Variable &variable = assignment.variable;
-    assignment.values = parseValues(text.substr(equals + 1), variable, text);
+    const bool isText = variable.format && variable.format->isText();
+    const std::size_t station = typed.rfind('@');
+    if (!isText && station != std::string::npos)
+        throw Failure(FailureKind::Usage, "'" + text + "': the station stands in front of =, as " + name +
+                                              typed.substr(station) + "=" + typed.substr(0, station));
+    assignment.values = parseValues(typed, variable, text);
     const int given = valueCount(variable, assignment.values);
     // A variable of a project has the count that it has there.
     const bool isFixed = variable.countGiven || !variable.label.empty();
@@ -47,16 +69,8 @@ Assignment parseAssignment(const std::string &text, const WriteOptions &options,
             parseVariable(name.substr(0, at) + ":" + std::to_string(given) + name.substr(at), oneBased);
         variable.text = name;
     }
-    assignment.typed = typedValues(text.substr(equals + 1), variable, assignment.values);
+    assignment.typed = typedValues(typed, variable, assignment.values);
     return assignment;
-}
-
-std::vector<Assignment> parseAssignments(const WriteOptions &options, bool oneBased)
-{
-    std::vector<Assignment> assignments;
-    for (const std::string &text : options.assignments)
-        assignments.push_back(parseAssignment(text, options, oneBased));
-    return assignments;
 }
 
 bool haveMeanings(const std::vector<Assignment> &assignments)
@@ -67,115 +81,317 @@ bool haveMeanings(const std::vector<Assignment> &assignments)
     return plc::host::haveMeanings(variables);
 }
 
-Row rowOf(const Assignment &assignment, const OrderResult &result, const LinkSettings &link,
-          const PanelLine &line)
+/// "4x:101 holds 4 instead of 5": which values differ.
+std::string differences(const Variable &variable, const Values &found, const Values &wanted,
+                        NumberStyle style)
 {
-    Row row;
-    row.variable = assignment.variable;
-    row.station = row.variable.station.value_or(link.station);
-    row.isWrite = true;
-    row.values = assignment.values;
-    row.typed = assignment.typed;
-    row.exceptionCode = result.exceptionCode;
-    row.time = line.endOf(result);
-    row.isDone = result.end == OrderEnd::Good;
-    // Nobody confirms a broadcast.
-    row.state = !row.isDone ? stateName(result.end) : row.station == 0 ? "sent" : "written";
-    if (!row.isDone)
-        row.reason = describe(result, row.station);
-    return row;
+    std::string text;
+    int count = 0;
+    for (int i = 0; i < variable.count; ++i) {
+        const std::string held = formatValue(variable, found, i, style);
+        const std::string due = formatValue(variable, wanted, i, style);
+        if (held == due || ++count > kMostDifferences)
+            continue;
+        text += (text.empty() ? "" : ", ") + variable.nameOf(i) + " holds " + held + " instead of " + due;
+    }
+    const int more = count - kMostDifferences;
+    return more > 0 ? text + ", and " + std::to_string(more) + " more" : text;
 }
 
-/// Reads back what was written. Fills in the row of the write.
-/// @param differs  is set when the station has other values.
-/// @return how reading ended.
-OrderEnd verify(PanelLine &line, const Assignment &assignment, const LinkSettings &link, Row *row,
-                bool *differs)
+/// One run of the command.
+class Write
 {
-    const OrderResult result = line.await(line.read(assignment.id));
-    if (result.end != OrderEnd::Good) {
-        row->state = "written, not read back";
-        row->exceptionCode = result.exceptionCode;
-        row->isDone = false;
-        row->reason = describe(result, row->station);
-        return result.end;
+public:
+    explicit Write(const WriteOptions &options)
+        : options_(options), link_(options.link()), assignments_(gather()), line_(link_, manner()),
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(assignments_))
+    {
+        for (Assignment &assignment : assignments_)
+            admit(&assignment);
+        const auto isBroadcast = [this](const Assignment &given) { return stationOf(given) == 0; };
+        if (std::any_of(assignments_.begin(), assignments_.end(), isBroadcast))
+            options.adviseOnBroadcasts(link_);
     }
-    const Values found = valuesOf(assignment.variable, result.raw);
-    row->values = found;
-    if (found != assignment.values)
-        row->typed.clear();
-    row->isInPieces = cutsValues(assignment.variable, link);
-    if (found == assignment.values) {
-        row->state = "written and read back";
+
+    ExitCode run()
+    {
+        audit_.emplace(options_.auditFile, link_.port);
+        line_.open();
+        // All of them before the first write: where one cannot be noted, nothing is sent.
+        for (Assignment &assignment : assignments_)
+            assignment.audited = audit_->order(rowOf(assignment, OrderResult()));
+        for (std::size_t first = 0; first < assignments_.size(); first += kBatch)
+            writeBatch(first, std::min(first + kBatch, assignments_.size()));
+        splitRefused();
+        for (const Assignment &assignment : assignments_) {
+            if (assignment.result.end == OrderEnd::Good)
+                held_.note(assignment.variable, stationOf(assignment), assignment.values);
+        }
+        for (const Assignment &assignment : assignments_)
+            report(assignment);
+        return finish();
+    }
+
+    /// Reads in place of writing.
+    ExitCode compare()
+    {
+        line_.open();
+        for (const Assignment &assignment : assignments_)
+            reportComparison(assignment);
+        return finish();
+    }
+
+private:
+    LineManner manner() const
+    {
+        LineManner manner;
+        manner.verbose = options_.verbose;
+        manner.readOnly = options_.readOnly || options_.dryRun;
+        return manner;
+    }
+
+    std::vector<Assignment> gather()
+    {
+        PanelLine::checkNumber(options_.assignments.size());
+        std::vector<Assignment> all;
+        for (const std::string &text : options_.assignments)
+            all.push_back(parseAssignment(text, options_, link_.oneBased()));
+        if (!options_.from.empty())
+            gatherSaved(&all);
+        return all;
+    }
+
+    void gatherSaved(std::vector<Assignment> *all)
+    {
+        const std::string file = options_.from == "-" ? "standard input" : options_.from;
+        const SavedTable table = parseSavedValues(
+            file, textOfInput(options_.from), link_.station, link_.maxBlock,
+            [this](const std::string &name) { return options_.variableOf(name, link_.oneBased()); });
+        for (const SavedValues &saved : table.values)
+            all->push_back({saved.variable, saved.values, true});
+        if (table.values.empty())
+            throw Failure(FailureKind::Usage, file + " has no value that can be written");
+        if (!options_.quiet && table.readOnly + table.unread > 0)
+            std::fprintf(stderr,
+                         "plchost: %s: skipped are %d values of areas that cannot be written, and %d lines "
+                         "without a value\n",
+                         file.c_str(), table.readOnly, table.unread);
+    }
+
+    void admit(Assignment *assignment)
+    {
+        const bool isRead = options_.verify || options_.dryRun;
+        if (isRead && stationOf(*assignment) == 0)
+            throw Failure(FailureKind::Usage, "'" + assignment->variable.text +
+                                                  "': a broadcast cannot be read back; leave " +
+                                                  (options_.dryRun ? "--dry-run" : "--verify") + " out");
+        assignment->id = line_.add(assignment->variable);
+        if (options_.dryRun)
+            line_.checkRead(assignment->id);
+        else
+            line_.checkWrite(assignment->id, assignment->values);
+    }
+
+    int stationOf(const Assignment &assignment) const
+    {
+        return assignment.variable.station.value_or(link_.station);
+    }
+
+    void writeBatch(std::size_t from, std::size_t to)
+    {
+        for (std::size_t i = from; i < to; ++i)
+            give(&assignments_[i]);
+        for (std::size_t i = from; i < to; ++i)
+            await(&assignments_[i]);
+    }
+
+    void give(Assignment *assignment)
+    {
+        if (!isInterrupted())
+            assignment->order = line_.write(assignment->id, assignment->values);
+    }
+
+    void await(Assignment *assignment)
+    {
+        if (assignment->order != 0)
+            assignment->result = line_.await(assignment->order);
+        else
+            assignment->result.end = OrderEnd::Closed;
+    }
+
+    /// A station that has lost or locked one register refuses all that were to be written with it. Values of
+    /// a file are then written one by one.
+    void splitRefused()
+    {
+        std::vector<Assignment> all;
+        for (Assignment &assignment : std::exchange(assignments_, {})) {
+            const bool isBlock = assignment.isFromFile && assignment.variable.count > 1;
+            if (!isBlock || assignment.result.end != OrderEnd::Refused || isInterrupted()) {
+                all.push_back(std::move(assignment));
+                continue;
+            }
+            audit_->end(assignment.audited, rowOf(assignment, assignment.result));
+            for (const SavedValues &single : singlesOf({assignment.variable, assignment.values})) {
+                all.push_back({single.variable, single.values, true});
+                Assignment &last = all.back();
+                last.id = line_.add(last.variable);
+                last.audited = audit_->order(rowOf(last, OrderResult()));
+                give(&last);
+                await(&last);
+            }
+        }
+        assignments_ = std::move(all);
+    }
+
+    Row rowOf(const Assignment &assignment, const OrderResult &result) const
+    {
+        Row row;
+        row.variable = assignment.variable;
+        row.station = stationOf(assignment);
+        row.isWrite = true;
+        row.values = assignment.values;
+        row.typed = assignment.typed;
+        row.exceptionCode = result.exceptionCode;
+        row.time = line_.endOf(result);
+        row.isDone = result.end == OrderEnd::Good;
+        // Nobody confirms a broadcast.
+        row.state = !row.isDone ? stateName(result.end) : row.station == 0 ? "sent" : "written";
+        if (!row.isDone)
+            row.reason = describe(result, row.station);
+        return row;
+    }
+
+    void report(const Assignment &assignment)
+    {
+        Row row = rowOf(assignment, assignment.result);
+        const OrderEnd end = row.isDone && options_.verify ? verify(assignment, &row) : assignment.result.end;
+        print(&row, end);
+        if (end != OrderEnd::Open)
+            audit_->end(assignment.audited, row);
+    }
+
+    void print(Row *row, OrderEnd end)
+    {
+        ends_.push_back(end);
+        if (!row->reason.empty() && end != OrderEnd::PortLost)
+            std::fprintf(stderr, "plchost: %s: %s\n", row->variable.text.c_str(), row->reason.c_str());
+        printer_.print(*row);
+    }
+
+    /// Reads back what was written. Fills in the row of the write.
+    /// @return how reading ended.
+    OrderEnd verify(const Assignment &assignment, Row *row)
+    {
+        const OrderResult result = line_.await(line_.read(assignment.id));
+        if (result.end != OrderEnd::Good) {
+            row->state = "written, not read back";
+            row->exceptionCode = result.exceptionCode;
+            row->isDone = false;
+            row->reason = describe(result, row->station);
+            return result.end;
+        }
+        const Values due = held_.heldOf(assignment.variable, row->station);
+        const Values found = valuesOf(assignment.variable, result.raw);
+        row->values = found;
+        if (found != assignment.values)
+            row->typed.clear();
+        row->isInPieces = cutsValues(assignment.variable, link_);
+        if (found != due) {
+            row->state = "differs";
+            row->isDone = false;
+            row->reason = "the station holds other values than were written: " +
+                          differences(assignment.variable, found, due, options_.numberStyle());
+            ++differing_;
+        } else if (due != assignment.values) {
+            row->state = "written, then changed by a later write";
+        } else {
+            row->state = "written and read back";
+        }
         return OrderEnd::Good;
     }
-    row->state = "differs";
-    row->isDone = false;
-    row->reason = "the station holds other values than were written";
-    *differs = true;
-    return OrderEnd::Good;
-}
+
+    void reportComparison(const Assignment &assignment)
+    {
+        const OrderResult result = line_.await(line_.read(assignment.id));
+        Row row;
+        row.variable = assignment.variable;
+        row.station = stationOf(assignment);
+        row.state = stateName(result.end);
+        row.exceptionCode = result.exceptionCode;
+        row.time = line_.endOf(result);
+        if (result.end != OrderEnd::Good) {
+            row.reason = describe(result, row.station);
+        } else {
+            const Values found = valuesOf(assignment.variable, result.raw);
+            row.values = found;
+            row.isInPieces = cutsValues(assignment.variable, link_);
+            row.state = found == assignment.values ? "would stay" : "would change";
+            if (found != assignment.values) {
+                row.reason =
+                    differences(assignment.variable, found, assignment.values, options_.numberStyle());
+                ++differing_;
+            }
+        }
+        print(&row, result.end);
+    }
+
+    ExitCode finish()
+    {
+        line_.close();
+        // Only now it is known whether those that an interruption has left open were sent.
+        for (const Assignment &assignment : assignments_) {
+            const bool isOpen = assignment.result.end == OrderEnd::Open;
+            if (audit_)
+                audit_->end(assignment.audited,
+                            rowOf(assignment, isOpen ? line_.result(assignment.order) : assignment.result));
+        }
+        if (!line_.portLost().empty())
+            throw Failure(FailureKind::Port, line_.portLost());
+        if (!options_.quiet && !options_.from.empty())
+            summarise();
+        // A station that acknowledges a write and does not keep the value has done half of the order.
+        return differing_ > 0 && !options_.dryRun ? kExitMixed : exitCodeOf(ends_);
+    }
+
+    void summarise() const
+    {
+        const auto good = std::count(ends_.begin(), ends_.end(), OrderEnd::Good);
+        const int failed = static_cast<int>(ends_.size()) - static_cast<int>(good);
+        const int fine = static_cast<int>(good) - differing_;
+        if (options_.dryRun)
+            std::fprintf(stderr,
+                         "plchost: nothing was written; %d would change, %d would stay, %d not read\n",
+                         differing_, fine, failed);
+        else if (options_.verify)
+            std::fprintf(stderr, "plchost: %d written and read back, %d differ, %d failed\n", fine,
+                         differing_, failed);
+        else
+            std::fprintf(stderr, "plchost: %d written, %d failed; --verify reads them back\n", fine, failed);
+    }
+
+    const WriteOptions &options_;
+    LinkSettings link_;
+    std::vector<Assignment> assignments_;
+    PanelLine line_;
+    RowPrinter printer_;
+    std::optional<Audit> audit_; ///< while something is written
+    WrittenValues held_;         ///< by the stations, when all writes have ended
+    std::vector<OrderEnd> ends_;
+    int differing_ = 0;
+};
 
 } // namespace
 
 ExitCode writeVariables(const WriteOptions &options)
 {
-    const LinkSettings link = options.link();
-    std::vector<Assignment> assignments = parseAssignments(options, link.oneBased());
-    LineManner manner;
-    manner.verbose = options.verbose;
-    PanelLine line(link, manner);
-    PanelLine::checkNumber(assignments.size());
-    for (Assignment &assignment : assignments) {
-        if (options.verify && assignment.variable.station.value_or(link.station) == 0)
-            throw Failure(FailureKind::Usage, "'" + assignment.variable.text +
-                                                  "': a broadcast cannot be read back; leave --verify out");
-        assignment.id = line.add(assignment.variable);
-        line.checkWrite(assignment.id, assignment.values);
-    }
-    const bool isBroadcast =
-        std::any_of(assignments.begin(), assignments.end(), [&](const Assignment &given) {
-            return given.variable.station.value_or(link.station) == 0;
-        });
-    if (isBroadcast)
-        options.adviseOnBroadcasts(link);
-    Audit audit(options.auditFile, link.port);
-    line.open();
-    // All of them before the first write: where one cannot be noted, nothing is sent.
-    std::vector<std::uint64_t> audited;
-    for (const Assignment &assignment : assignments)
-        audited.push_back(audit.order(rowOf(assignment, OrderResult(), link, line)));
-    std::vector<OrderId> orders;
-    for (const Assignment &assignment : assignments)
-        orders.push_back(line.write(assignment.id, assignment.values));
-
-    std::vector<OrderResult> written;
-    for (const OrderId order : orders)
-        written.push_back(line.await(order));
-
-    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(assignments));
-    std::vector<OrderEnd> ends;
-    bool differs = false;
-    for (std::size_t i = 0; i < assignments.size(); ++i) {
-        Row row = rowOf(assignments[i], written[i], link, line);
-        OrderEnd end = written[i].end;
-        if (row.isDone && options.verify)
-            end = verify(line, assignments[i], link, &row, &differs);
-        ends.push_back(end);
-        if (!row.reason.empty() && end != OrderEnd::PortLost)
-            std::fprintf(stderr, "plchost: %s: %s\n", row.variable.text.c_str(), row.reason.c_str());
-        printer.print(row);
-        if (end != OrderEnd::Open)
-            audit.end(audited[i], row);
-    }
-    line.close();
-    // Only now it is known whether those that an interruption has left open were sent.
-    for (std::size_t i = 0; i < assignments.size(); ++i)
-        audit.end(audited[i], rowOf(assignments[i], line.result(orders[i]), link, line));
-    if (!line.portLost().empty())
-        throw Failure(FailureKind::Port, line.portLost());
-    // A station that acknowledges a write and does not keep the value has done half of the order.
-    return differs ? kExitMixed : exitCodeOf(ends);
+    if (options.readOnly && !options.dryRun)
+        throw Failure(FailureKind::Usage, "--read-only: nothing is written; leave the option out, or take "
+                                          "--dry-run to see what would change");
+    if (options.assignments.empty() && options.from.empty())
+        throw Failure(FailureKind::Usage,
+                      "nothing is to be written; name a variable and its value, as 4x:100=5, or --from FILE");
+    Write write(options);
+    return options.dryRun ? write.compare() : write.run();
 }
 
 } // namespace plc::host

@@ -4,7 +4,8 @@ namespace plc::host {
 
 std::string csvCell(const std::string &text)
 {
-    if (text.find_first_of(",\"") == std::string::npos)
+    const bool hasBlankEnd = !text.empty() && (text.front() == ' ' || text.back() == ' ');
+    if (!hasBlankEnd && text.find_first_of(",\"") == std::string::npos)
         return text;
     std::string result = "\"";
     for (const char letter : text)

@@ -7,7 +7,8 @@
 
 namespace plc::host {
 
-/// The text as a cell between commas: in quotation marks where it has a comma or a quotation mark in it.
+/// The text as a cell between commas: in quotation marks where it has a comma, a quotation mark, or a blank
+/// at one of its ends, which many programs would leave out.
 std::string csvCell(const std::string &text);
 
 } // namespace plc::host

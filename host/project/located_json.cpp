@@ -72,11 +72,22 @@ void LocatedJson::noteLines()
     }
 }
 
-TextPlace LocatedJson::placeAt(std::size_t offset) const
+int LocatedJson::lineAt(std::size_t offset) const
 {
     const auto next = std::upper_bound(lineStarts_.begin(), lineStarts_.end(), offset);
-    const auto line = static_cast<int>(next - lineStarts_.begin());
-    const auto from = text_.begin() + static_cast<std::ptrdiff_t>(*(next - 1));
+    return static_cast<int>(next - lineStarts_.begin());
+}
+
+int LocatedJson::lineOf(const Json::Value &value) const
+{
+    return lineAt(static_cast<std::size_t>(value.getOffsetStart()));
+}
+
+TextPlace LocatedJson::placeAt(std::size_t offset) const
+{
+    const int line = lineAt(offset);
+    const auto start = lineStarts_[static_cast<std::size_t>(line) - 1];
+    const auto from = text_.begin() + static_cast<std::ptrdiff_t>(start);
     const auto to = text_.begin() + static_cast<std::ptrdiff_t>(std::min(offset, text_.size()));
     return {line, static_cast<int>(std::count_if(from, to, beginsCharacter)) + 1};
 }

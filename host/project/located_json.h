@@ -46,17 +46,22 @@ public:
 
     const Json::Value &root() const { return root_; }
     TextPlace placeOf(const Json::Value &value) const;
+    /// Its line alone, which is known at once; the column takes as long as the line is.
+    int lineOf(const Json::Value &value) const;
+    /// Line of the byte at @p offset of the text.
+    int lineAt(std::size_t offset) const;
 
     /// Throws a Failure (wrong usage) "FILE, line L, column C: WHAT" with the place of @p value.
     [[noreturn]] void refuse(const Json::Value &value, const std::string &what) const;
     /// The same with the place of the key that stands in front of @p value, a member of an object.
     [[noreturn]] void refuseKey(const Json::Value &value, const std::string &what) const;
+    /// The same with the place of the byte at @p offset of the text.
+    [[noreturn]] void refuseAt(std::size_t offset, const std::string &what) const;
 
 private:
     void noteLines();
     TextPlace placeAt(std::size_t offset) const;
     std::size_t keyOffset(const Json::Value &value) const;
-    [[noreturn]] void refuseAt(std::size_t offset, const std::string &what) const;
 
     std::string file_;
     std::string text_;

@@ -1,13 +1,12 @@
 #include "host/project/project_file.h"
 
-#include <QFile>
-
 #include <algorithm>
 #include <cmath>
 #include <functional>
 #include <map>
 
 #include "core/register_types.h"
+#include "host/project/input_file.h"
 #include "host/project/located_json.h"
 #include "host/project/priority_rows.h"
 #include "host/project/setting_names.h"
@@ -191,7 +190,7 @@ private:
         if (!numberAt)
             json_.refuse(value, "the settings of a station have no 'station', its number");
         const int station = number(*numberAt, kStationLimits);
-        const auto [other, isNew] = lineOfStation_.emplace(station, json_.placeOf(*numberAt).line);
+        const auto [other, isNew] = lineOfStation_.emplace(station, json_.lineOf(*numberAt));
         if (!isNew)
             json_.refuse(*numberAt, "station " + std::to_string(station) + " has settings already, in line " +
                                         std::to_string(other->second));
@@ -241,6 +240,9 @@ private:
         const Json::Value &items = list(value, "the variables");
         if (items.empty())
             json_.refuse(value, "the project has no variable; at least one is needed");
+        if (items.size() > kMostVariables)
+            json_.refuse(value, "the project has " + std::to_string(items.size()) + " variables; at most " +
+                                    std::to_string(kMostVariables) + " are possible");
         for (const Json::Value &item : items)
             readVariable(item);
     }
@@ -330,7 +332,7 @@ private:
                          "a name has 1 to " + std::to_string(kLongestName) +
                              " bytes, no = , \" \\, no control character, no blank at its ends and no # "
                              "in front");
-        const auto [other, isNew] = lineOfName_.emplace(name, json_.placeOf(value).line);
+        const auto [other, isNew] = lineOfName_.emplace(name, json_.lineOf(value));
         if (!isNew)
             json_.refuse(value, quoted(name) + " is the name of another variable already, in line " +
                                     std::to_string(other->second) + "; each needs its own");
@@ -421,18 +423,9 @@ Project projectFrom(const LocatedJson &json, const LinkSettings &link)
     return ProjectReader(json, link).read();
 }
 
-QByteArray bytesOfFile(const std::string &path)
-{
-    QFile file(QString::fromStdString(path));
-    if (!file.open(QIODevice::ReadOnly))
-        throw Failure(FailureKind::Usage,
-                      "'" + path + "' cannot be read: " + file.errorString().toStdString());
-    return file.readAll();
-}
-
 Project loadProject(const std::string &path)
 {
-    Project project = parseProject(path, bytesOfFile(path));
+    Project project = projectFrom(LocatedJson(path, textOfFile(path)), LinkSettings());
     if (project.name.empty())
         project.name = path.substr(path.rfind('/') + 1);
     return project;

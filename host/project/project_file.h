@@ -18,6 +18,9 @@
 
 namespace plc::host {
 
+/// More would take the library minutes to pack, and an hour to read on most lines.
+constexpr unsigned kMostVariables = 100000;
+
 struct Project
 {
     std::string name;
@@ -39,12 +42,8 @@ Project parseProject(const std::string &file, const QByteArray &text);
 /// @param link  settings where the text has none of its own.
 Project projectFrom(const LocatedJson &json, const LinkSettings &link);
 
-/// The same from the file at @p path.
+/// The same from the file at @p path, see textOfFile().
 Project loadProject(const std::string &path);
-
-/// The bytes of the file at @p path.
-/// @throw Failure  (wrong usage) where it cannot be read.
-QByteArray bytesOfFile(const std::string &path);
 
 /// Settings that are allowed but hardly meant, a line each.
 std::vector<std::string> projectWarnings(const Project &project);

@@ -1,7 +1,5 @@
 #include "host/project/register_map.h"
 
-#include <csv.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -10,8 +8,9 @@
 #include <set>
 
 #include "host/project/csv_cell.h"
+#include "host/project/csv_table.h"
+#include "host/project/input_file.h"
 #include "host/project/located_json.h"
-#include "host/project/strict_json.h"
 #include "host/project/variable_meaning.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/utf8.h"
@@ -35,93 +34,17 @@ std::string columnNames()
     return names;
 }
 
-/// An empty value that stands at @p offset.
-Json::Value valueAt(std::size_t offset)
-{
-    Json::Value value;
-    value.setOffsetStart(static_cast<std::ptrdiff_t>(offset));
-    return value;
-}
-
-struct Cell
-{
-    std::size_t offset = 0;
-    std::string text;
-};
-
-using Line = std::vector<Cell>;
-
-char separatorOf(const std::string &text)
-{
-    const std::string names = text.substr(0, text.find_first_of("\r\n"));
-    const auto count = [&](char letter) { return std::count(names.begin(), names.end(), letter); };
-    constexpr char kSeparators[] = {',', ';', '\t'};
-    return *std::max_element(std::begin(kSeparators), std::end(kSeparators),
-                             [&](char one, char other) { return count(one) < count(other); });
-}
-
-/// Takes a text apart by means of libcsv, which tells no places: it is fed byte by byte, so that they are
-/// known.
-class CellScan
-{
-public:
-    CellScan() { csv_init(&parser_, CSV_STRICT | CSV_STRICT_FINI); }
-    ~CellScan() { csv_free(&parser_); }
-    CellScan(const CellScan &) = delete;
-    CellScan &operator=(const CellScan &) = delete;
-
-    std::vector<Line> linesOf(const LocatedJson &place, const std::string &text)
-    {
-        csv_set_delim(&parser_, static_cast<unsigned char>(separatorOf(text)));
-        for (std::size_t i = 0; i < text.size(); ++i) {
-            if (betweenCells_ && text[i] != '\r' && text[i] != '\n') {
-                cell_.offset = i;
-                betweenCells_ = false;
-            }
-            if (csv_parse(&parser_, &text[i], 1, endCell, endLine, this) != 1)
-                place.refuse(valueAt(i),
-                             "a quotation mark stands inside a cell; write it twice and the cell in "
-                             "quotation marks");
-        }
-        if (csv_fini(&parser_, endCell, endLine, this) != 0)
-            place.refuse(valueAt(cell_.offset), "the quotation mark that begins this cell has no other");
-        return std::move(lines_);
-    }
-
-private:
-    static void endCell(void *bytes, std::size_t size, void *self)
-    {
-        auto *scan = static_cast<CellScan *>(self);
-        scan->cell_.text.assign(static_cast<const char *>(bytes), size);
-        scan->line_.push_back(scan->cell_);
-        scan->betweenCells_ = true;
-    }
-
-    static void endLine(int, void *self)
-    {
-        auto *scan = static_cast<CellScan *>(self);
-        scan->lines_.push_back(std::move(scan->line_));
-        scan->line_.clear();
-    }
-
-    csv_parser parser_{};
-    bool betweenCells_ = true;
-    Cell cell_;
-    Line line_;
-    std::vector<Line> lines_;
-};
-
 /// Columns of the table, in its order.
-std::vector<std::string> columnsOf(const LocatedJson &place, const Line &header)
+std::vector<std::string> columnsOf(const LocatedJson &place, const CsvLine &header)
 {
     std::vector<std::string> columns;
-    for (const Cell &cell : header) {
+    for (const CsvCell &cell : header) {
         const std::string name = inSmallLetters(cell.text);
         if (std::find(std::begin(kColumns), std::end(kColumns), name) == std::end(kColumns))
-            place.refuse(valueAt(cell.offset),
-                         "'" + cell.text + "' is no column of a map; columns are " + columnNames());
+            place.refuseAt(cell.offset,
+                           "'" + cell.text + "' is no column of a map; columns are " + columnNames());
         if (std::find(columns.begin(), columns.end(), name) != columns.end())
-            place.refuse(valueAt(cell.offset), "the column '" + name + "' is there already");
+            place.refuseAt(cell.offset, "the column '" + name + "' is there already");
         columns.push_back(name);
     }
     return columns;
@@ -152,7 +75,7 @@ Json::Value numberOrText(const std::string &text)
 }
 
 /// The texts of "0=off|1=on".
-Json::Value textsOf(const LocatedJson &place, const Cell &cell)
+Json::Value textsOf(const LocatedJson &place, const CsvCell &cell)
 {
     Json::Value texts(Json::objectValue);
     for (std::size_t from = 0; from <= cell.text.size();) {
@@ -160,10 +83,10 @@ Json::Value textsOf(const LocatedJson &place, const Cell &cell)
         const std::string one = cell.text.substr(from, end - from);
         const std::size_t equals = one.find('=');
         if (equals == std::string::npos)
-            place.refuse(valueAt(cell.offset), "texts are VALUE=TEXT with | between them, as 0=off|1=on");
+            place.refuseAt(cell.offset, "texts are VALUE=TEXT with | between them, as 0=off|1=on");
         const std::string value = one.substr(0, equals);
         if (texts.isMember(value))
-            place.refuse(valueAt(cell.offset), "the value '" + value + "' has two texts");
+            place.refuseAt(cell.offset, "the value '" + value + "' has two texts");
         // Each a place of its own, so that they keep their order.
         texts[value] = at(cell.offset + from, one.substr(equals + 1));
         from = end + 1;
@@ -172,7 +95,7 @@ Json::Value textsOf(const LocatedJson &place, const Cell &cell)
 }
 
 /// What the cell says, in the type that is due where it can be read so.
-Json::Value valueOf(const LocatedJson &place, const Cell &cell, const std::string &column)
+Json::Value valueOf(const LocatedJson &place, const CsvCell &cell, const std::string &column)
 {
     if (column == "texts")
         return at(cell.offset, textsOf(place, cell));
@@ -183,7 +106,7 @@ Json::Value valueOf(const LocatedJson &place, const Cell &cell, const std::strin
 }
 
 /// The variable that a line is, as a project file has it; empty cells are as good as none.
-Json::Value variableOf(const LocatedJson &place, const Line &line, const std::vector<std::string> &columns)
+Json::Value variableOf(const LocatedJson &place, const CsvLine &line, const std::vector<std::string> &columns)
 {
     Json::Value variable(Json::objectValue);
     variable.setOffsetStart(static_cast<std::ptrdiff_t>(line.front().offset));
@@ -191,24 +114,13 @@ Json::Value variableOf(const LocatedJson &place, const Line &line, const std::ve
         if (line[i].text.empty())
             continue;
         if (i >= columns.size())
-            place.refuse(valueAt(line[i].offset), "this line has more cells than there are columns");
+            place.refuseAt(line[i].offset, "this line has more cells than there are columns");
         variable[columns[i]] = valueOf(place, line[i], columns[i]);
     }
     return variable;
 }
 
 /// Complaints have one line, and so have names and addresses.
-void refuseControlCharacters(const LocatedJson &place, const std::vector<Line> &lines)
-{
-    for (const Line &line : lines) {
-        for (const Cell &cell : line) {
-            if (hasControlCharacters(cell.text))
-                place.refuse(valueAt(cell.offset),
-                             "this cell has a line end or another control character in it");
-        }
-    }
-}
-
 std::string textsCell(const Variable &variable)
 {
     std::string cell;
@@ -249,26 +161,15 @@ std::vector<std::string> cellsOf(const Variable &variable, int rate)
     return cells;
 }
 
-bool isEmpty(const Line &line)
-{
-    return std::all_of(line.begin(), line.end(), [](const Cell &cell) { return cell.text.empty(); });
-}
-
 } // namespace
 
 Project parseRegisterMap(const std::string &file, const std::string &text, const LinkSettings &link)
 {
     const std::string table = withoutByteOrderMark(text);
     const LocatedJson place(file, table, Json::Value());
-    try {
-        refuseBadUtf8(table);
-    } catch (const JsonFault &fault) {
-        place.refuse(valueAt(fault.offset), fault.what + "; let the spreadsheet store the table as UTF-8");
-    }
-    const std::vector<Line> lines = CellScan().linesOf(place, table);
-    refuseControlCharacters(place, lines);
+    const std::vector<CsvLine> lines = csvLines(place, table);
     if (lines.empty())
-        place.refuse(valueAt(0), "a map begins with the names of its columns: " + columnNames());
+        place.refuseAt(0, "a map begins with the names of its columns: " + columnNames());
     const std::vector<std::string> columns = columnsOf(place, lines.front());
     Json::Value variables(Json::arrayValue);
     for (auto line = lines.begin() + 1; line != lines.end(); ++line) {
@@ -282,7 +183,7 @@ Project parseRegisterMap(const std::string &file, const std::string &text, const
 
 Project loadRegisterMap(const std::string &path, const LinkSettings &link)
 {
-    return parseRegisterMap(path, bytesOfFile(path).toStdString(), link);
+    return parseRegisterMap(path, textOfFile(path), link);
 }
 
 std::string registerMapText(const Project &project)

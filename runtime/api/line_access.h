@@ -24,6 +24,8 @@ struct LineGround
     /// Asked several times a second while open() waits for the port; true ends the wait. For programs that
     /// learn of an interruption in a signal handler, where nobody may call wake().
     std::function<bool()> isCancelled = [] { return false; };
+    /// No frame goes out that may change anything at a station; writes are refused when they are ordered.
+    bool readOnly = false;
     /// Name rows that the driver is given before those of the variables with a priority.
     std::vector<plc::runtime::PriorityRow> rows = {};
     /// Gets all news of the session, with the lock of the line held: it calls nothing of the line.

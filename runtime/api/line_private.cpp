@@ -230,7 +230,7 @@ void Line::Private::open()
     if (life != Life::Closed)
         throw Error(ErrorKind::Usage, QString::fromLatin1("the line is open already"));
     lastPortLost.clear();
-    const plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
+    const plc::runtime::LinkSettings link = linkSettings();
     std::vector<plc::runtime::PriorityRow> rows = ground.rows;
     const std::vector<plc::runtime::PriorityRow> asked = variables.priorityRows();
     rows.insert(rows.end(), asked.begin(), asked.end());
@@ -721,12 +721,19 @@ OrderId Line::Private::order(VariableId id, const QList<Value> *values, int dead
     return given;
 }
 
+plc::runtime::LinkSettings Line::Private::linkSettings() const
+{
+    plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
+    link.readOnly = ground.readOnly;
+    return link;
+}
+
 void Line::Private::checkOrder(VariableId id, const QList<Value> *values) const
 {
     const plc::runtime::Variable *const variable = variables.variable(id);
     if (!variable)
         throw Failure(FailureKind::Usage, "there is no variable " + std::to_string(id));
-    const plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
+    const plc::runtime::LinkSettings link = linkSettings();
     if (values)
         plc::runtime::checkWrite(*variable, plc::api::writtenValues(*variable, *values), link,
                                  session ? session->knownRegisters() : plc::runtime::KnownRegisters());

@@ -61,6 +61,7 @@ public:
     /// As Line::checkWrite(), or Line::checkRead() without values.
     /// @throw plc::runtime::Failure
     void checkOrder(VariableId id, const QList<Value> *values) const;
+    plc::runtime::LinkSettings linkSettings() const;
     void setStationEnabled(int station, bool enabled);
     Statistics statistics() const;
 

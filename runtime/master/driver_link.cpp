@@ -5,6 +5,7 @@
 
 #include "core/result_codes.h"
 #include "runtime/line/exception_codes.h"
+#include "runtime/line/rtu_layout.h"
 #include "runtime/master/request_ids.h"
 
 namespace plc::runtime {
@@ -417,6 +418,8 @@ Permit DriverLink::permitLocked(const Request &request) const
 {
     const bool isCheck = request.hostId == kEchoCheckHostId;
     const bool isOrder = request.hostId == kOrderHostId || isCheck;
+    if (isForbidden(request))
+        return Permit::Withhold;
     if (isPortLost_ || (isOrder && !isStillWanted(request.hostSubId)))
         return Permit::Withhold;
     // The driver serves the priority levels of a station that is off all the same, and what it chose before.
@@ -434,6 +437,14 @@ Permit DriverLink::permitLocked(const Request &request) const
     if (isCyclic && state == StationState::OnProbation)
         return Permit::SendOnce;
     return Permit::Send;
+}
+
+/// Every frame passes here, whoever has asked for it. What goes out is judged by its function code; a relay
+/// frame has none that is known here.
+bool DriverLink::isForbidden(const Request &request) const
+{
+    const bool isRead = settings_.linkMode == 0 ? isReadFunction(request.function) : request.direction == 0;
+    return settings_.readOnly && !isRead;
 }
 
 /// False for an order of which nothing more may be sent.
@@ -532,7 +543,9 @@ OrderResult DriverLink::resultOfFailed(const TransactionReport &report) const
 {
     OrderResult result = resultOf(report);
     if (tellsNothing(report.cause))
-        result.end = endOfWithheld(report.request.hostSubId, report.request.station);
+        result.end = isForbidden(report.request)
+                         ? OrderEnd::NotTaken
+                         : endOfWithheld(report.request.hostSubId, report.request.station);
     return result;
 }
 

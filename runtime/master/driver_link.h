@@ -91,6 +91,7 @@ private:
     Protocol *chooseThrough(int station);
     Protocol *nextOfLevels();
     Permit permitLocked(const Request &request) const;
+    bool isForbidden(const Request &request) const;
     bool isStillWanted(Ticket ticket) const;
     std::vector<OrderNews> endedWith(const TransactionReport &report);
     OrderResult resultOfFailed(const TransactionReport &report) const;

@@ -27,6 +27,7 @@ struct LinkSettings : LineSettings
     bool separateReads = false; ///< each cyclic variable in requests of its own
     quint32 options = 0;
     bool echo = false;
+    bool readOnly = false; ///< no frame goes out that may change anything at a station
     Policies policies;
     OfflineSettings offline;
     bool reopen = true;  ///< a port that is lost is looked for until it is back; otherwise it is the end

@@ -56,6 +56,8 @@ void checkRead(const Variable &variable, const LinkSettings &settings)
 void checkWrite(const Variable &variable, const Values &values, const LinkSettings &settings,
                 const KnownRegisters &known)
 {
+    if (settings.readOnly)
+        refuse(variable, " is not written: with setting 'readOnly' nothing is");
     if (values.size() != static_cast<std::size_t>(variable.rawCount()))
         refuse(variable, " has " + std::to_string(variable.count) + " values, and " +
                              std::to_string(valueCount(variable, values)) + " are given");

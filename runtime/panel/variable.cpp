@@ -82,17 +82,29 @@ Piece takeUntil(Piece *rest, char mark, bool *found)
     return front;
 }
 
-int zeroBased(int typed, bool oneBased)
+/// Nobody who counts from 1 means address 0, which the driver would take for the first.
+struct TypedLimits
 {
-    return oneBased && typed >= 1 ? typed - 1 : typed;
-}
+    explicit TypedLimits(bool oneBased)
+        : least(oneBased ? 1 : 0), last(least + kAreaSize - 1),
+          what(oneBased ? " counts from 1 here (option one-based) and" : "")
+    {}
+    int least;
+    int last;
+    const char *what; ///< behind the subject of the complaint
+};
 
 void readAddress(Variable *variable, const Piece &piece, bool oneBased)
 {
-    const int last = oneBased ? kAreaSize : kAreaSize - 1;
+    const TypedLimits limits(oneBased);
+    const auto typedNumber = [&](const Piece &typed, const char *what) {
+        return number(variable->text, typed, (what + std::string(limits.what)).c_str(), limits.least,
+                      limits.last) -
+               limits.least;
+    };
     variable->address = fromUtf8(piece.text);
     if (!variable->area->insideRegister) {
-        variable->first = zeroBased(number(variable->text, piece, "the address", 0, last), oneBased);
+        variable->first = typedNumber(piece, "the address");
         return;
     }
     Piece bitPart = piece;
@@ -101,9 +113,9 @@ void readAddress(Variable *variable, const Piece &piece, bool oneBased)
     if (!hasBit)
         refuse(variable->text, piece.at,
                "an address in " + std::string(variable->area->name) + " is REGISTER.BIT, as 35.3");
-    const int typed = number(variable->text, registerPart, "the register", 0, last);
+    const int inRegister = typedNumber(registerPart, "the register");
     const int bit = number(variable->text, bitPart, "the bit", 0, kBitsPerRegister - 1);
-    variable->first = zeroBased(typed, oneBased) * kBitsPerRegister + bit;
+    variable->first = inRegister * kBitsPerRegister + bit;
 }
 
 int areaEnd(const Area &area)

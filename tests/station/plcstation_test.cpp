@@ -609,7 +609,7 @@ TEST(StationProgram, TellsThePlaceOfAMistakeInItsAreasFile)
     const std::string file = folder.file("areas.json", "{ \"4x\": { \"0\": 70000 } }");
     const ProgramResult result = runStation({"--areas", file});
     EXPECT_EQ(1, result.exitCode);
-    EXPECT_EQ("plcstation: " + file + ": 4x.0: a register is a whole number from -32768 to 65535\n",
+    EXPECT_EQ("plcstation: " + file + ":1:16: 4x.0: a register is a whole number from -32768 to 65535\n",
               result.errors);
 }
 

@@ -87,49 +87,50 @@ TEST_P(AreasMistakes, AreToldWithTheirPlace)
 }
 
 const Mistake kMistakes[] = {
-    {"NotAnObject", "[1]", ": the document: an object { } belongs at the top"},
+    {"NotAnObject", "[1]", ":1:1: the document: an object { } belongs at the top"},
     {"UnknownArea", R"({ "5x": {} })",
-     ": 5x: unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known"},
-    {"AreaIsAList", R"({ "4x": [1] })", ": 4x: an object { } belongs here"},
+     ":1:3: 5x: unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known"},
+    {"AreaIsAList", R"({ "4x": [1] })", ":1:9: 4x: an object { } belongs here"},
     {"AddressIsText", R"({ "4x": { "ten": 1 } })",
-     ": 4x.ten: a key here is an address or a range, as \"100\" or \"200-299\""},
+     ":1:11: 4x.ten: a key here is an address or a range, as \"100\" or \"200-299\""},
     {"AddressTooLarge", R"({ "4x": { "65536": 1 } })",
-     ": 4x.65536: a key here is an address or a range, as \"100\" or \"200-299\""},
+     ":1:11: 4x.65536: a key here is an address or a range, as \"100\" or \"200-299\""},
     {"RangeBackwards", R"({ "4x": { "9-8": 1 } })",
-     ": 4x.9-8: a key here is an address or a range, as \"100\" or \"200-299\""},
+     ":1:11: 4x.9-8: a key here is an address or a range, as \"100\" or \"200-299\""},
     {"RangeWithAList", R"({ "4x": { "8-9": [1, 2] } })",
-     ": 4x.8-9: a range takes one number for all its items, a list stands under its first address"},
-    {"ListEmpty", R"({ "4x": { "8": [] } })", ": 4x.8: the list is empty"},
-    {"BeyondTheEnd", R"({ "4x": { "99": [1, 2] } })", ": 4x.99: the values go beyond the end of the area"},
-    {"FilledTwice", R"({ "4x": { "10": [1, 2], "11": 3 } })", ": 4x.11: address 11 is filled twice"},
+     ":1:18: 4x.8-9: a range takes one number for all its items, a list stands under its first address"},
+    {"ListEmpty", R"({ "4x": { "8": [] } })", ":1:16: 4x.8: the list is empty"},
+    {"BeyondTheEnd", R"({ "4x": { "99": [1, 2] } })",
+     ":1:17: 4x.99: the values go beyond the end of the area"},
+    {"FilledTwice", R"({ "4x": { "10": [1, 2], "11": 3 } })", ":1:31: 4x.11: address 11 is filled twice"},
     {"RegisterTooLarge", R"({ "4x": { "8": [1, 65536] } })",
-     ": 4x.8[1]: a register is a whole number from -32768 to 65535"},
+     ":1:20: 4x.8[1]: a register is a whole number from -32768 to 65535"},
     {"RegisterTooSmall", R"({ "3x": { "8": -32769 } })",
-     ": 3x.8: a register is a whole number from -32768 to 65535"},
+     ":1:16: 3x.8: a register is a whole number from -32768 to 65535"},
     {"RegisterIsAFraction", R"({ "3x": { "8": 1.5 } })",
-     ": 3x.8: a register is a whole number from -32768 to 65535"},
+     ":1:16: 3x.8: a register is a whole number from -32768 to 65535"},
     {"RegisterIsText", R"({ "3x": { "8": "7" } })",
-     ": 3x.8: a register is a whole number from -32768 to 65535"},
-    {"BitIsTwo", R"({ "0x": { "8": [1, 2] } })", ": 0x.8[1]: a bit is 0, 1, false or true"},
+     ":1:16: 3x.8: a register is a whole number from -32768 to 65535"},
+    {"BitIsTwo", R"({ "0x": { "8": [1, 2] } })", ":1:20: 0x.8[1]: a bit is 0, 1, false or true"},
     {"StationNotSimulated", R"({ "stations": { "3": {} } })",
-     ": stations.3: no such station is simulated here (see --address)"},
+     ":1:17: stations.3: no such station is simulated here (see --address)"},
     {"StationIsText", R"({ "stations": { "all": {} } })",
-     ": stations.all: no such station is simulated here (see --address)"},
+     ":1:17: stations.all: no such station is simulated here (see --address)"},
     {"StationsInAStation", R"({ "stations": { "1": { "stations": {} } } })",
-     ": stations.1.stations: unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known"},
+     ":1:24: stations.1.stations: unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known"},
     {"ValueInAStation", R"({ "stations": { "2": { "4x": { "7": null } } } })",
-     ": stations.2.4x.7: a register is a whole number from -32768 to 65535"},
-    {"MovingIsAnObject", R"({ "moving": {} })", ": moving: a list [ ] of moving ranges belongs here"},
+     ":1:37: stations.2.4x.7: a register is a whole number from -32768 to 65535"},
+    {"MovingIsAnObject", R"({ "moving": {} })", ":1:13: moving: a list [ ] of moving ranges belongs here"},
     {"MovingWithoutArea", R"({ "moving": [ { "address": 1 } ] })",
-     ": moving[0].area: the area is \"0x\", \"1x\", \"3x\" or \"4x\""},
+     ":1:15: moving[0].area: the area is \"0x\", \"1x\", \"3x\" or \"4x\""},
     {"MovingWithoutAddress", R"({ "moving": [ { "area": "4x" } ] })",
-     ": moving[0].address: the address is missing"},
+     ":1:15: moving[0].address: the address is missing"},
     {"MovingCountZero", R"({ "moving": [ { "area": "4x", "address": 1, "count": 0 } ] })",
-     ": moving[0].count: a whole number from 1 to 65536 belongs here"},
+     ":1:54: moving[0].count: a whole number from 1 to 65536 belongs here"},
     {"MovingMisspelt", R"({ "moving": [ { "area": "4x", "address": 1, "steps": 1 } ] })",
-     ": moving[0].steps: a moving range has area, address, count and step only"},
+     ":1:45: moving[0].steps: a moving range has area, address, count and step only"},
     {"MovingBeyondTheEnd", R"({ "moving": [ { "area": "4x", "address": 99, "count": 2 } ] })",
-     ": moving[0]: the range goes beyond the end of the area"},
+     ":1:15: moving[0]: the range goes beyond the end of the area"},
 };
 
 INSTANTIATE_TEST_SUITE_P(All, AreasMistakes, ::testing::ValuesIn(kMistakes),
@@ -199,6 +200,13 @@ TEST_F(AreasTest, AreNotTakenFromTextThatIsNoJson)
 TEST_F(AreasTest, MayBeginWithAByteOrderMark)
 {
     EXPECT_EQ("", load("\xEF\xBB\xBF{}"));
+}
+
+TEST_F(AreasTest, TellTheLineOfAnUnknownKey)
+{
+    EXPECT_EQ("line.json:3:3: 5x: unknown key; 0x, 1x, 3x, 4x, moving and (at the top) stations are known",
+              load("{\n  \"4x\": {\"100\": 1},\n  \"5x\"\n  : {}\n}\n"))
+        << "not that of the value";
 }
 
 TEST_F(AreasTest, TellOfAFileThatCannotBeRead)

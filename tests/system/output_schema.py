@@ -92,6 +92,8 @@ def check_lines(check, port, project, more):
         (["read", "--project", project] + line + ["Mode", "Level", "Digits"], ["value"]),
         (["write"] + line + ["4x:1=1", "4x:9999=1", "4x:2@0=7"], ["write"]),
         (["write"] + line + ["4x:1=1,2", "0x:3=on", "--verify"], ["write"]),
+        (["write"] + line + ["4x:20=1", "4x:20=2", "--verify"], ["write"]),
+        (["write"] + line + ["4x:20=2", "4x:21=7", "4x:9999=1", "--dry-run"], ["value"]),
         (["write"] + absent + ["4x:1@9=1"], ["write"]),
         (["watch"] + line + ["-1", "4x:0:3", "4x:9999", "4x:0/u64"], ["value", "statistics"]),
         (["watch"] + absent + ["-1", "-q", "4x:0@9"], ["value", "statistics"]),

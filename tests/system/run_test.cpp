@@ -398,6 +398,53 @@ TEST(Run, GivesASlowStationSettingsOfItsOwn)
     EXPECT_THAT(finished.errors, ::testing::Not(HasSubstr("(attempt 2)")));
 }
 
+/// What becomes of a run with these lines on its standard input.
+Finished runWith(const std::string &lines, const std::string &port)
+{
+    const TemporaryFile input(lines);
+    const TemporaryFile project(R"({"link": {"replyTimeoutMs": 60000}, "variables": [
+        {"name": "A", "area": "4x", "address": "1"}, {"name": "B", "area": "4x", "address": "9", "count": 2}]})");
+    ChildProcess process("/bin/sh",
+                         {"-c", "exec \"$0\" run \"$1\" -p \"$2\" -q <\"$3\"", PLC_HOST_PROGRAM,
+                          project.path(), port, input.path()},
+                         true);
+    const auto code = process.waitForEnd(steadyNow() + kPatience);
+    return {code.value_or(-1), process.output(), process.errors()};
+}
+
+// Nobody serves this line, so that nothing can have been read.
+class RunThatQuitsAtOnce : public ::testing::Test
+{
+protected:
+    const std::string unread = "plchost: the run was ended before 2 of 2 variables had been read\n";
+    std::unique_ptr<Server> nobody = startStation({"-a", "9", "-q"});
+};
+
+TEST_F(RunThatQuitsAtOnce, TellsInOneLineThatNothingWasRead)
+{
+    const Finished run = runWith("quit\n", nobody->terminal());
+    EXPECT_EQ(0, run.exitCode);
+    EXPECT_EQ(unread, run.errors);
+}
+
+TEST_F(RunThatQuitsAtOnce, TellsOfALineThatItDoesNotUnderstandAsWrongUsage)
+{
+    const Finished run = runWith("nonsense\nquit\n", nobody->terminal());
+    EXPECT_EQ(1, run.exitCode);
+    EXPECT_THAT(run.errors, HasSubstr("plchost: input line 1: 'nonsense' is not understood"));
+    EXPECT_THAT(run.errors, ::testing::EndsWith("next, quit\n" + unread));
+}
+
+TEST_F(RunThatQuitsAtOnce, ConfirmsThatAStationIsSwitched)
+{
+    const Finished run = runWith("station 1 off\nstation 1 on\nstation 8 off\nquit\n", nobody->terminal());
+    EXPECT_EQ(0, run.exitCode);
+    EXPECT_EQ("plchost: station 1 is switched off\nplchost: station 1 is switched on\n"
+              "plchost: station 8 is switched off; no variable of the project is at that station\n" +
+                  unread,
+              run.errors);
+}
+
 TEST(Run, NeedsAPort)
 {
     const TemporaryFile file(R"({"variables": [{"name": "A", "area": "4x", "address": "1"}]})");

@@ -2,6 +2,7 @@
 
 #include "programs.h"
 
+#include <algorithm>
 #include <optional>
 
 namespace {
@@ -11,10 +12,14 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
 
+constexpr char kLine[] = "LINE"; ///< stands for the terminal of station 1, which has 100 of everything
+
 struct Mistake
 {
     Words words;
     const char *said;
+    int exitCode = 1;
+    const char *program = PLC_HOST_PROGRAM;
 };
 
 void PrintTo(const Mistake &mistake, std::ostream *out)
@@ -26,14 +31,23 @@ void PrintTo(const Mistake &mistake, std::ostream *out)
 class Usage : public ::testing::TestWithParam<Mistake>
 {};
 
-TEST_P(Usage, MistakesGetOneLineAndExitCodeOne)
+TEST_P(Usage, MistakesGetOneLineAndTheirExitCode)
 {
-    const Finished run = plchost(GetParam().words);
-    EXPECT_EQ(1, run.exitCode);
-    EXPECT_THAT(run.output, IsEmpty());
-    EXPECT_THAT(run.errors, HasSubstr(GetParam().said));
-    EXPECT_EQ(0u, run.errors.find("plchost: "));
-    EXPECT_EQ(run.errors.size() - 1, run.errors.find('\n')) << "not one line";
+    const Mistake &mistake = GetParam();
+    Words words = mistake.words;
+    const auto line = std::find(words.begin(), words.end(), kLine);
+    const auto station = line == words.end() ? nullptr : startStation({"-a", "1", "--size", "100", "-q"});
+    if (station)
+        *line = station->terminal();
+    plc::host::ChildProcess process(mistake.program, words, true);
+    EXPECT_EQ(mistake.exitCode, process.waitForEnd(plc::runtime::steadyNow() + kPatience));
+    const std::string errors = process.errors();
+    // What a station refuses, or does not answer, is among the values as well.
+    EXPECT_TRUE(station || process.output().empty()) << process.output();
+    EXPECT_THAT(errors, HasSubstr(mistake.said));
+    const std::string name = std::string(mistake.program) == PLC_HOST_PROGRAM ? "plchost: " : "plcstation: ";
+    EXPECT_EQ(0u, errors.find(name)) << errors;
+    EXPECT_EQ(errors.size() - 1, errors.find('\n')) << "not one line";
 }
 
 /// Runs plchost where the system is set to another language and character set, which it makes first.
@@ -159,6 +173,97 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "--project", "", "A"}, "--project: must name a file"},
         Mistake{{"read", "-p", "x", "A"}, "'A' is no area"},
         Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
+    [](const auto &test) { return "Row" + std::to_string(test.index); });
+
+INSTANTIATE_TEST_SUITE_P(
+    Numbers, Usage,
+    ::testing::Values(
+        Mistake{{"watch", "-p", "x", "4x:1", "--for", "nan"}, "--for: 'nan' is no number"},
+        Mistake{{"watch", "-p", "x", "4x:1", "--for", "inf"}, "--for: 'inf' is no number"},
+        Mistake{{"watch", "-p", "x", "4x:1", "-l", "nan"}, "--interval: 'nan' is no number"},
+        Mistake{{"watch", "-p", "x", "4x:1", "--first-trial", "nan"}, "--first-trial: 'nan' is no number"},
+        Mistake{{"watch", "-p", "x", "4x:1", "--longest-trial", "-inf"},
+                "--longest-trial: '-inf' is no number"},
+        Mistake{{"read", "-p", "x", "4x:1", "-o", "nan"}, "--timeout: 'nan' is no number"},
+        Mistake{{"read", "-p", "x", "4x:1", "-o", "infinity"}, "--timeout: 'infinity' is no number"},
+        Mistake{{"read", "-p", "x", "4x:1", "--late-guard", "nan(1)"}, "--late-guard: 'nan(1)' is no number"},
+        Mistake{{"read", "-p", "x", "4x:1", "-b", "inf"}, "--baud: 'inf' is no number"},
+        Mistake{{"read", "-p", "x", "4x:1", "--retries", "nan"}, "--retries: 'nan' is no number"},
+        Mistake{{"read", "-p", "x", "4x:1", "-a", "nan"}, "--station: 'nan' is no station from 0 to 247"},
+        Mistake{{"run", "x.json", "--every", "NaN"}, "--every: 'NaN' is no number"},
+        Mistake{{"run", "x.json", "--for", "1e400"}, "--for"},
+        Mistake{{"plan", "x.json", "--answer-delay", "nan"}, "--answer-delay: 'nan' is no number"},
+        Mistake{{"plan", "x.json", "--answer-delay", "inf"}, "--answer-delay: 'inf' is no number"},
+        Mistake{{"write", "-p", "x", "4x:1=inf"}, "value 'inf' is not allowed"},
+        Mistake{{"write", "-p", "x", "4x:1/f32=-nan"}, "value '-nan' is not allowed"},
+        Mistake{{"--drop", "nan"}, "--drop: 'nan' is no percentage from 0 to 100", 1, PLC_STATION_PROGRAM},
+        Mistake{{"--late", "inf"}, "--late: 'inf' is no percentage from 0 to 100", 1, PLC_STATION_PROGRAM},
+        Mistake{{"--delay", "nan"}, "--delay", 1, PLC_STATION_PROGRAM},
+        Mistake{{"--pace", "inf"}, "--pace", 1, PLC_STATION_PROGRAM},
+        Mistake{{"--seed", "nan"}, "--seed: 'nan' is no whole number", 1, PLC_STATION_PROGRAM},
+        Mistake{{"--size", "0"}, "--size", 1, PLC_STATION_PROGRAM}),
+    [](const auto &test) { return "Row" + std::to_string(test.index); });
+
+INSTANTIATE_TEST_SUITE_P(
+    Places, Usage,
+    ::testing::Values(
+        Mistake{{"read", "-p", "x", "--option", "one-based", "4x:0"},
+                "the address counts from 1 here (option one-based) and must be a number from 1 to 65536"},
+        Mistake{{"write", "-p", "x", "--option", "one-based", "4x_bit:0.3=1"},
+                "the register counts from 1 here (option one-based)"},
+        Mistake{{"read", "-p", "x", "4x:1", "-0"}, "'-0' is no option: addresses count from 0 without it"},
+        Mistake{{"write", "-p", "x", "-0"}, "'-0' is no option: addresses count from 0 without it"},
+        Mistake{{"watch", "-p", "x", "-7"}, "'-7' is no option"},
+        Mistake{{"write", "-p", "x", "4x:1=5@7"}, "the station stands in front of =, as 4x:1@7=5"},
+        Mistake{{"read", "-p", "x", "-t", "9", "-r", "1"}, "--type: '9' is no area; it is 0, 1, 3 or 4 for"},
+        Mistake{{"read", "-p", "x", "-t", "2", "-r", "1"}, "--type: '2' is no area"},
+        Mistake{{"read", "-p", "x", "-t", "4:float32", "-r", "1"}, "--type: behind : stands one of float"},
+        Mistake{{"read", "-p", "x", "-t", "4", "-r", "1@7"}, "--start: '1@7' is no address"},
+        Mistake{{"read", "-p", "x", "-t", "4", "-r", "4x:1"}, "--start: '4x:1' is no address"},
+        Mistake{{"read", "-p", "x", "-a", "1,3-2", "4x:1"}, "--station: '3-2' is no station from 0 to 247"},
+        Mistake{{"read", "-p", "x", "-a", "1,2,1", "4x:1"}, "--station: station 1 is given twice"},
+        Mistake{{"read", "-p", "x", "-a", "0-2", "4x:1"}, "nobody answers a read of station 0"},
+        Mistake{{"watch", "-p", "x", "-a", "1,2", "4x:1@3"}, "each variable has a station of its own"},
+        Mistake{{"write", "-p", "x", "-a", "1,2", "4x:1=1"},
+                "several stations, as '1,2', are for read and watch"},
+        Mistake{{"write", "-p", "x"}, "nothing is to be written; name a variable and its value"},
+        Mistake{{"write", "-p", "x", "--from", "/nowhere.csv"},
+                "'/nowhere.csv' cannot be read: No such file"},
+        Mistake{{"write", "-p", "x", "--from", "/dev/null"},
+                "/dev/null, line 1, column 1: a table of values"},
+        Mistake{{"write", "-p", "x", "--dry-run", "4x:1@0=1"}, "cannot be read back; leave --dry-run out"},
+        Mistake{{"write", "-p", "x", "--read-only", "4x:1=1"}, "--read-only: nothing is written"},
+        Mistake{{"demo", "--read-only"}, "--read-only: a demo writes to the station that it starts"},
+        Mistake{{"read", "-p", "x", "4x:1:2x"}, "the count must be a number from 1 to 65535, not '2x'"},
+        Mistake{{"read", "-p", "x", "4x:1@"}, "the station must be a number from 0 to 247, but is missing"},
+        Mistake{{"write", "-p", "x", "4x:1="}, "value '' is not allowed"},
+        Mistake{{"write", "-p", "x", "0x:1=2"}, "value '2' is not allowed"},
+        Mistake{{"run", "/nowhere.json"}, "'/nowhere.json' cannot be read: No such file"},
+        Mistake{{"plan", "/dev/null"}, "/dev/null, line 1, column 1: this is no JSON"},
+        Mistake{{"plan", "/tmp"}, "'/tmp' cannot be read"},
+        Mistake{{"-a", "1,1"}, "--address: station 1 is given twice", 1, PLC_STATION_PROGRAM},
+        Mistake{{"-a", "248"}, "--address: '248' is no station number", 1, PLC_STATION_PROGRAM},
+        Mistake{{"--counters", "5x:1"}, "--counters: '5x:1' is no moving range", 1, PLC_STATION_PROGRAM},
+        Mistake{{"--areas", "/nowhere.json"},
+                "/nowhere.json: cannot be read: No such file",
+                1,
+                PLC_STATION_PROGRAM},
+        Mistake{{"--link", "/dev/null"}, "--link: ", 1, PLC_STATION_PROGRAM}),
+    [](const auto &test) { return "Row" + std::to_string(test.index); });
+
+// What is wrong shows on the line alone.
+INSTANTIATE_TEST_SUITE_P(
+    Lines, Usage,
+    ::testing::Values(Mistake{{"read", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
+                      Mistake{{"write", "-p", "/dev/no_such_port", "4x:1=1"}, "no_such_port", 5},
+                      Mistake{{"watch", "-q", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
+                      Mistake{{"read", "-p", "/dev/null", "4x:1"}, "/dev/null", 5},
+                      Mistake{{"read", "-p", kLine, "-o", "60", "4x:99:2"}, "plchost: 4x:99:2: ", 3},
+                      Mistake{{"write", "-p", kLine, "-o", "60", "4x:100=1"}, "plchost: 4x:100: ", 3},
+                      Mistake{{"read", "-p", kLine, "-o", "0.05", "--turnaround", "10", "--retries", "0",
+                               "4x:1@2"},
+                              "plchost: 4x:1@2: no answer from station 2",
+                              2}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
 
 /// The program itself and all its commands, as words.

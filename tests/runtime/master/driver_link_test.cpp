@@ -498,6 +498,23 @@ TEST_F(DriverLinkTest, ChoosesNoRequestWhileAnOrderIsHandedOver)
     EXPECT_GT(sent.size(), before);
 }
 
+TEST_F(DriverLinkTest, LetsNoWriteOutOnAReadOnlyLineWhoeverOrdersIt)
+{
+    settings.readOnly = true;
+    link();
+    watch(1);
+    write(4, 1, 10, 5);
+    QByteArray one(1, '\1');
+    ASSERT_GT(library.setRegisterData(QString(), 3, QString::fromLatin1("12.3"), 1, &one, 1, kOrderHostId, 5),
+              0);
+    runFor(seconds(3));
+    EXPECT_THAT(endsOf(4), ElementsAre(OrderEnd::NotTaken));
+    EXPECT_THAT(endsOf(5), ElementsAre(OrderEnd::NotTaken)) << "its register was read, and not written back";
+    EXPECT_GT(sent.size(), 10u) << "the reads go on";
+    for (const Sent &frame : sent)
+        EXPECT_EQ(3, frame.function());
+}
+
 TEST_F(DriverLinkTest, TellsWhetherAStationThatIsSwitchedWasOffline)
 {
     setUpDriver();

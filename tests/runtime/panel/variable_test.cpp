@@ -63,7 +63,7 @@ INSTANTIATE_TEST_SUITE_P(Areas, GoodVariables,
                                            Good{"4x_single:5", false, 8, "5", 5, 1, 1, 5, 1},
                                            Good{"4x_block:5:2", false, 9, "5", 5, 2, 2, 5, 2},
                                            Good{"4x:100", true, 5, "100", 99, 1, 1, 99, 1},
-                                           Good{"4x:0", true, 5, "0", 0, 1, 1, 0, 1},
+                                           Good{"4x:1", true, 5, "1", 0, 1, 1, 0, 1},
                                            Good{"4x:65536", true, 5, "65536", 65535, 1, 1, 65535, 1},
                                            Good{"4x_bit:10.3", true, 3, "10.3", 147, 1, 1, 9, 1},
                                            Good{"4x:200/f32", false, 5, "200", 200, 1, 2, 200, 2},
@@ -125,7 +125,15 @@ INSTANTIATE_TEST_SUITE_P(
         Bad{"4x:12a", false, "character 4: the address must be a number from 0 to 65535, not '12a'"},
         Bad{"4x:-3", false, "character 4: the address must be a number from 0 to 65535, not '-3'"},
         Bad{"4x:65536", false, "character 4: the address must be a number from 0 to 65535, not '65536'"},
-        Bad{"4x:65537", true, "character 4: the address must be a number from 0 to 65536, not '65537'"},
+        Bad{"4x:65537", true,
+            "character 4: the address counts from 1 here (option one-based) and must be a number from 1 to "
+            "65536, not '65537'"},
+        Bad{"4x:0", true,
+            "character 4: the address counts from 1 here (option one-based) and must be a number from 1 to "
+            "65536, not '0'"},
+        Bad{"4x_bit:0.3", true,
+            "character 8: the register counts from 1 here (option one-based) and must be a number from 1 to "
+            "65536, not '0'"},
         Bad{"4x:99999999999999999999", false,
             "character 4: the address must be a number from 0 to 65535, not '99999999999999999999'"},
         // 4 in 32 bits, once it has overflowed.
