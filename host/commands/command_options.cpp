@@ -29,9 +29,9 @@ std::string areaOfType(const std::string &type)
     if (!findArea(type)) {
         const std::string guess = guessAtArea(type);
         throw Failure(FailureKind::Usage,
-                      "--type: '" + type + "' is no area; " +
-                          (guess.empty() ? "it is 0, 1, 3 or 4 for 0x, 1x, 3x or 4x, or the name of an area, "
-                                           "as 4x_bit"
+                      "--type: '" + type + "' is no area" +
+                          (guess.empty() ? "; it is 0, 1, 3 or 4 for 0x, 1x, 3x or 4x, or the name of an "
+                                           "area, as 4x_bit"
                                          : guess));
     }
     return type;

@@ -27,6 +27,14 @@ Chapter paragraph(const std::string &title, const std::string &text, Extent exte
     return {title, {flowing(text)}, extent};
 }
 
+Chapter registerMap()
+{
+    return paragraph("The map",
+                     "Its first line names its columns, in any order: name, area, address, and station, "
+                     "count, rate, format, scale, offset, unit, min, max, texts, description where they are "
+                     "wanted. Cells are separated by comma, semicolon or tabulator.");
+}
+
 Chapter exitCodes()
 {
     return {"Exit codes",
@@ -279,12 +287,7 @@ Manual projectManual()
         example("a project of the table that a machine's maker hands out, and the table of a project",
                 "plchost project from-csv registers.csv -b 9600 -a 5 >machine.json\n"
                 "plchost project to-csv machine.json >registers.csv")};
-    manual.chapters = {
-        paragraph("The map",
-                  "Its first line names its columns, in any order: name, area, address, and station, "
-                  "count, rate, format, scale, offset, unit, min, max, texts, description where they are "
-                  "wanted. Cells are separated by comma, semicolon or tabulator."),
-        exitCodes(), documents({kProjectsPage})};
+    manual.chapters = {registerMap(), exitCodes(), documents({kProjectsPage})};
     return manual;
 }
 
@@ -293,7 +296,7 @@ Manual fromCsvManual()
     Manual manual;
     manual.examples = {example("the project of a machine at station 5",
                                "plchost project from-csv registers.csv -b 9600 -a 5 >machine.json")};
-    manual.chapters = {driverOptions(), policies(), exitCodes(), documents({kProjectsPage})};
+    manual.chapters = {registerMap(), driverOptions(), policies(), exitCodes(), documents({kProjectsPage})};
     return manual;
 }
 
@@ -302,7 +305,7 @@ Manual toCsvManual()
     Manual manual;
     manual.examples = {example("the variables of a project, for a spreadsheet",
                                "plchost project to-csv machine.json >registers.csv")};
-    manual.chapters = {exitCodes(), documents({kProjectsPage})};
+    manual.chapters = {registerMap(), exitCodes(), documents({kProjectsPage})};
     return manual;
 }
 
