@@ -69,7 +69,8 @@ TEST_F(LineOrders, SaysWhyAnOrderHasFailed)
     open();
     const OrderResult failed = line().wait(line().readOnce(id));
     EXPECT_THAT(failed.reason.toStdString(), ::testing::HasSubstr("no answer from station 3 after "));
-    EXPECT_THAT(failed.reason.toStdString(), ::testing::HasSubstr(std::to_string(settings.timeoutMs) + " ms"));
+    EXPECT_THAT(failed.reason.toStdString(),
+                ::testing::HasSubstr(std::to_string(settings.timeoutMs) + " ms"));
     world.dead.clear();
     EXPECT_EQ("", line().wait(line().readOnce(id)).reason.toStdString());
 }
