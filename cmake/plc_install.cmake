@@ -102,7 +102,8 @@ if(PLC_TOOLS)
   endforeach()
   # The pages that the help names, and what they lead to.
   install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/plcdriver-tools" COMPONENT tools
-    FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.service" PATTERN "*.cpp" PATTERN "*.svg")
+    FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.service" PATTERN "*.svg" PATTERN "*.png"
+    PATTERN "*.cpp" PATTERN "*.h" PATTERN "*.css" PATTERN "*.qrc" PATTERN "CMakeLists.txt")
 endif()
 
 set(plc_panel_system "${CMAKE_SYSTEM_NAME} ${CMAKE_SYSTEM_PROCESSOR}")
