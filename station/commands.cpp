@@ -130,6 +130,7 @@ CommandReply runCommand(const std::string &line, StationBus *bus)
 
 void CommandInput::takeInput()
 {
+    constexpr std::size_t kLongestLine = 4096;
     char chunk[4096];
     const ssize_t got = read(descriptor_, chunk, sizeof chunk);
     if (got < 0 && (errno == EINTR || errno == EAGAIN))
@@ -147,6 +148,11 @@ void CommandInput::takeInput()
         if (!reply.error.empty())
             std::cerr << "plcstation: '" << pending_.substr(0, end) << "': " << reply.error << std::endl;
         pending_.erase(0, end + 1);
+    }
+    if (pending_.size() > kLongestLine) {
+        std::cerr << "plcstation: a command of more than " << kLongestLine << " bytes is passed over"
+                  << std::endl;
+        pending_.clear();
     }
 }
 

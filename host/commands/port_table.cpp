@@ -2,14 +2,16 @@
 
 #include "host/commands/json_line.h"
 #include "host/project/csv_cell.h"
+#include "runtime/panel/value_text.h"
 
 namespace plc::host {
 
 namespace {
 
+/// Devices choose their names themselves.
 std::string orDash(const std::string &text)
 {
-    return text.empty() ? "-" : text;
+    return text.empty() ? "-" : runtime::withoutControlCharacters(text);
 }
 
 /// The first of the names, or the port itself.

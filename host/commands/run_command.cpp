@@ -68,6 +68,11 @@ public:
                 line_, monitor_);
     }
 
+    /// What the end of the line tells, the screen still hears.
+    ~Run() { line_.close(); }
+    Run(const Run &) = delete;
+    Run &operator=(const Run &) = delete;
+
     ExitCode run()
     {
         line_.open();

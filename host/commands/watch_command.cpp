@@ -47,6 +47,11 @@ public:
                                                    line_, monitor_);
     }
 
+    /// What the end of the line tells, the screen still hears.
+    ~Watch() { line_.close(); }
+    Watch(const Watch &) = delete;
+    Watch &operator=(const Watch &) = delete;
+
     ExitCode run()
     {
         line_.open();

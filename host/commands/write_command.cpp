@@ -37,31 +37,32 @@ struct Assignment
     OrderResult result{};
 };
 
-Assignment parseAssignment(const std::string &text, const WriteOptions &options, bool oneBased)
+Assignment parseAssignment(const std::string &argument, const WriteOptions &options, bool oneBased)
 {
-    const std::size_t equals = text.find('=');
+    const std::size_t equals = argument.find('=');
     if (equals == std::string::npos) {
-        options.refuseOption(text);
+        options.refuseOption(argument);
         throw Failure(FailureKind::Usage,
-                      "'" + text + "' is no write; it must be VARIABLE=VALUE[,VALUE...], as 4x:100=1,2");
+                      "'" + argument + "' is no write; it must be VARIABLE=VALUE[,VALUE...], as 4x:100=1,2");
     }
     Assignment assignment;
-    const std::string name = text.substr(0, equals);
-    const std::string typed = text.substr(equals + 1);
+    const std::string name = argument.substr(0, equals);
+    const std::string typed = argument.substr(equals + 1);
     assignment.variable = options.variableOf(name, oneBased);
     Variable &variable = assignment.variable;
     const bool isText = variable.format && variable.format->isText();
     const std::size_t station = typed.rfind('@');
     if (!isText && station != std::string::npos)
-        throw Failure(FailureKind::Usage, "'" + text + "': the station stands in front of =, as " + name +
+        throw Failure(FailureKind::Usage, "'" + argument + "': the station stands in front of =, as " + name +
                                               typed.substr(station) + "=" + typed.substr(0, station));
-    assignment.values = parseValues(typed, variable, text);
+    assignment.values = parseValues(typed, variable, argument);
     const int given = valueCount(variable, assignment.values);
     // A variable of a project has the count that it has there.
     const bool isFixed = variable.countGiven || !variable.label.empty();
     if (isFixed && variable.count != given)
-        throw Failure(FailureKind::Usage, "'" + text + "': the count is " + std::to_string(variable.count) +
-                                              ", but " + std::to_string(given) + " values are given");
+        throw Failure(FailureKind::Usage, "'" + argument + "': the count is " +
+                                              std::to_string(variable.count) + ", but " +
+                                              std::to_string(given) + " values are given");
     if (!isFixed && given > 1) {
         // The variable is checked again with its count: it must not reach beyond the area.
         const std::size_t at = std::min(name.find_first_of("/@"), name.size());

@@ -11,7 +11,7 @@ namespace plc::host {
 namespace {
 
 constexpr qint64 kPiece = 65536;
-constexpr std::size_t kMebibyte = 1024 * 1024;
+constexpr std::size_t kMebibyte = std::size_t{1024} * 1024;
 
 std::string textOf(QFile *file, const std::string &name)
 {

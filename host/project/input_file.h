@@ -11,7 +11,7 @@ namespace plc::host {
 
 /// Bytes of the largest file that is read: some 300 for each of the most variables that a project may have.
 /// Whatever never ends, as /dev/zero, is given up there.
-constexpr std::size_t kLargestFile = 32 * 1024 * 1024;
+constexpr std::size_t kLargestFile = std::size_t{32} * 1024 * 1024;
 
 /// The text of the file at @p path.
 /// @throw Failure  (wrong usage) where it cannot be read, or is larger than kLargestFile.

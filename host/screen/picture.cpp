@@ -13,13 +13,13 @@ Picture::Picture(int width, int height)
 
 const Cell &Picture::at(int row, int column) const
 {
-    return cells_[static_cast<std::size_t>(row * width_ + column)];
+    return cells_[indexOf(row, column)];
 }
 
 Cell *Picture::find(int row, int column)
 {
     const bool isInside = row >= 0 && row < height_ && column >= 0 && column < width_;
-    return isInside ? &cells_[static_cast<std::size_t>(row * width_ + column)] : nullptr;
+    return isInside ? &cells_[indexOf(row, column)] : nullptr;
 }
 
 int Picture::put(int row, int column, const std::string &utf8, Style style)

@@ -61,6 +61,12 @@ public:
     std::optional<std::pair<int, int>> cursor; ///< row and column; none: it is not to be seen
 
 private:
+    std::size_t indexOf(int row, int column) const
+    {
+        return static_cast<std::size_t>(row) * static_cast<std::size_t>(width_) +
+               static_cast<std::size_t>(column);
+    }
+
     Cell *find(int row, int column);
 
     int width_;

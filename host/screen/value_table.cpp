@@ -171,6 +171,13 @@ void ValueTable::toggleBlocks()
     if (!onlyBad_)
         list_.refill(rowCount(),
                      isBlocks_ ? chosen.variable : firstRow_[static_cast<std::size_t>(chosen.variable)]);
+    fit(height_); // the next key may come before the next drawing
+}
+
+void ValueTable::toggleOnlyBad()
+{
+    onlyBad_ = !onlyBad_;
+    fit(height_);
 }
 
 ValueTable::Place ValueTable::placeOf(int row) const
@@ -183,6 +190,7 @@ ValueTable::Place ValueTable::placeOf(int row) const
 
 void ValueTable::fit(int rows)
 {
+    height_ = rows;
     if (!onlyBad_) {
         list_.fit(rowCount(), rows);
         return;

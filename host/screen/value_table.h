@@ -32,7 +32,7 @@ public:
     /// A row a value, or a row a variable.
     void toggleBlocks();
     /// Only what is bad or doubtful, or everything.
-    void toggleOnlyBad() { onlyBad_ = !onlyBad_; }
+    void toggleOnlyBad();
     bool isOnlyBad() const { return onlyBad_; }
 
     /// Chooses the next row whose name, address, unit or description contains @p text, capital or small,
@@ -84,6 +84,7 @@ private:
     bool isBlocks_ = false;
     bool onlyBad_ = false;
     std::vector<int> rows_; ///< that are bad, of onlyBad_
+    int height_ = 1;        ///< rows that there is room for
     CursorList list_;
 };
 

@@ -43,8 +43,7 @@ std::string adviceFor(const Miss &miss)
     case Miss::Kind::OtherLength:
     case Miss::Kind::OtherPlace:
         return "answers come late, or two stations share the number, or the line has a second master; give "
-               "them "
-               "more time with setting 'timeoutMs'";
+               "them more time with setting 'timeoutMs'";
     case Miss::Kind::WrongCrc:
         return "check wiring and termination, and whether two stations share the number";
     case Miss::Kind::SwappedCrc:
@@ -113,8 +112,7 @@ std::string textOf(const runtime::OrderResult &result, int station, runtime::Tim
     case OrderEnd::OnlyEcho:
         return "not sent: of a read from " + who +
                ", which has not answered yet, nothing but the echo came back, and the echo of a write would "
-               "pass "
-               "for its reply; the line hands back what is sent: add setting 'echo'";
+               "pass for its reply; the line hands back what is sent: add setting 'echo'";
     case OrderEnd::NoReply:
         break;
     }

@@ -11,7 +11,6 @@ namespace plc::runtime {
 
 namespace {
 
-constexpr int kMostShown = 16;
 constexpr std::size_t kMostGroups = 4;
 
 std::string bytesText(int count)

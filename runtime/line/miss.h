@@ -12,6 +12,8 @@
 
 namespace plc::runtime {
 
+constexpr int kMostShown = 16; ///< bytes of Miss::shown
+
 struct Miss
 {
     /// Of what is heard together, the kind that stands further down tells more.

@@ -46,11 +46,16 @@ std::vector<unsigned long> processNumbers(const std::string &processes)
     return numbers;
 }
 
-bool hasOpen(const std::string &process, const struct stat &device, const std::string &processes)
+/// @param folder  of the device. Other files are not looked at: on a network that is gone that may take for
+/// ever.
+bool hasOpen(const std::string &process, const struct stat &device, const files::path &folder,
+             const std::string &processes)
 {
     std::error_code unreadable;
     for (files::directory_iterator entry(processes + "/" + process + "/fd", unreadable), end; entry != end;
          entry.increment(unreadable)) {
+        if (files::read_symlink(entry->path(), unreadable).parent_path() != folder)
+            continue;
         struct stat file
         {};
         if (stat(entry->path().c_str(), &file) == 0 && file.st_dev == device.st_dev &&
@@ -102,7 +107,7 @@ std::string openHolder(const std::string &path, const std::string &processes)
     if (stat(path.c_str(), &device) != 0)
         return std::string();
     for (const unsigned long number : processNumbers(processes)) {
-        if (hasOpen(std::to_string(number), device, processes))
+        if (hasOpen(std::to_string(number), device, files::path(path).parent_path(), processes))
             return describe(std::to_string(number), processes);
     }
     return std::string();

@@ -47,7 +47,7 @@ std::string driverOf(const std::vector<files::path> &folders)
 {
     for (const files::path &folder : folders) {
         // The kernel's own bus between port and chip, which has drivers of its own, says nothing of the chip.
-        const std::string driver = targetName(folder / "driver");
+        std::string driver = targetName(folder / "driver");
         if (!driver.empty() && targetName(folder / "subsystem") != "serial-base")
             return driver;
     }

@@ -435,8 +435,9 @@ void Cycle::discardBefore(Time now, int bytes, const char *why)
 {
     if (bytes <= 0)
         return;
-    if (isListening() && attempt_.passedOver.size() < kBufferKept)
-        attempt_.passedOver.append(buffer_.left(std::min(bytes, kBufferKept)));
+    if (isListening())
+        attempt_.passedOver.append(
+            buffer_.left(std::min<int>(bytes, kBufferKept - attempt_.passedOver.size())));
     noteOtherMaster(now, otherMaster_.heard(buffer_.left(bytes)));
     buffer_.remove(0, bytes);
     noteForeign(now, bytes, why);
@@ -602,7 +603,7 @@ bool Cycle::offerReply(Time now, const Sighting &sighting)
         Miss miss;
         miss.kind = Miss::Kind::NotAccepted;
         miss.heard = received;
-        miss.shown = buffer_.left(sighting.length);
+        miss.shown = buffer_.left(std::min(sighting.length, kMostShown));
         endAttempt(now, AttemptEnd::Unusable, miss);
     }
     buffer_.clear();

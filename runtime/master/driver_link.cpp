@@ -500,6 +500,11 @@ void DriverLink::transactionEnded(const TransactionReport &report)
 /// failure of the station: the write follows, and counts.
 void DriverLink::checkEnded(const TransactionReport &report)
 {
+    {
+        // Before anything that memory may run out for: the write must not go out in the place of its read.
+        const std::lock_guard<std::mutex> lock(mutex_);
+        echoCheck_.ended(report);
+    }
     if (trace_)
         tell({FrameNews::Kind::AttemptEnd, now_, Time(), QByteArray(), 0, 0, checkText(report)});
     News news;
@@ -508,7 +513,6 @@ void DriverLink::checkEnded(const TransactionReport &report)
     news.requestsSoFar = total.requests;
     news.bytesSoFar = total.bytesOut + total.bytesIn;
     const std::lock_guard<std::mutex> lock(mutex_);
-    echoCheck_.ended(report);
     news.screen = chosenScreen_;
     if (report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception)
         news.station = changeOf(report);

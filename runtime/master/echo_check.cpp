@@ -26,6 +26,15 @@ QByteArray readBefore(const QByteArray &frame, bool isCoil, bool crcHighFirst)
     return read.append(crcHighFirst ? high : low).append(crcHighFirst ? low : high);
 }
 
+/// In any attempt of the read, not in the last alone.
+bool hasEchoed(const TransactionReport &report)
+{
+    return report.echoHeard ||
+           std::any_of(report.missed.begin(), report.missed.end(), [](const MissedAttempts &group) {
+               return group.miss.kind == Miss::Kind::Echo || group.miss.alsoEcho;
+           });
+}
+
 } // namespace
 
 EchoCheck::Fate EchoCheck::fateOf(const Request &request, Time now) const
@@ -36,6 +45,9 @@ EchoCheck::Fate EchoCheck::fateOf(const Request &request, Time now) const
         return Fate::Free;
     if (busyTicket_ != 0 && busyTicket_ == request.hostSubId)
         return Fate::LineBusy;
+    const auto silent = silent_.find(request.station);
+    if (silent != silent_.end() && now < silent->second)
+        return Fate::Free;
     const auto refused = echoOnly_.find(request.station);
     return refused != echoOnly_.end() && now < refused->second ? Fate::OnlyEcho : Fate::ToCheck;
 }
@@ -83,6 +95,7 @@ void EchoCheck::ended(const TransactionReport &report)
         endedCheck(report);
     if (report.cause == AttemptEnd::Good || report.cause == AttemptEnd::Exception) {
         free_.insert(report.request.station);
+        silent_.erase(report.request.station);
         echoOnly_.erase(report.request.station);
     }
 }
@@ -91,14 +104,9 @@ void EchoCheck::endedCheck(const TransactionReport &report)
 {
     isUnderWay_ = false;
     switch (report.cause) {
-    case AttemptEnd::Unusable:
-        if (report.echoHeard)
-            echoOnly_[report.request.station] = report.endedAt + kVerdictLasts;
-        else
-            free_.insert(report.request.station); // noise, which is no echo
-        break;
+    case AttemptEnd::Unusable: // or noise, which is no echo
     case AttemptEnd::NoReply:
-        free_.insert(report.request.station);
+        (hasEchoed(report) ? echoOnly_ : silent_)[report.request.station] = report.endedAt + kVerdictLasts;
         break;
     case AttemptEnd::LineBusy:
         busyTicket_ = report.request.hostSubId;
@@ -115,6 +123,7 @@ void EchoCheck::endedCheck(const TransactionReport &report)
 void EchoCheck::forget()
 {
     free_.clear();
+    silent_.clear();
     echoOnly_.clear();
     busyTicket_ = 0;
 }

@@ -17,14 +17,15 @@ namespace plc::runtime {
 /// Says of each write whether it may go out. The echo of a single write is byte for byte its good reply, so
 /// that on a line that echoes a write to a station that is not there would be reported as done. The echo of
 /// a read is never its reply: so one is sent first, unless the station has answered anything before. Plain
-/// silence lets the write go out as well as any answer does; where nothing but the echo comes, it is refused.
+/// silence lets the write go out as well as any answer does, but for a while only; where nothing but the echo
+/// comes, it is refused.
 ///
 /// The read is a transaction of its own, which the driver does not know of. Told what happens; no clock
 /// inside. Not locked.
 class EchoCheck
 {
 public:
-    /// For so long further writes to the station are refused without another read.
+    /// For so long further writes to a station that has not answered have the same fate without another read.
     static constexpr Time kVerdictLasts = std::chrono::seconds(10);
 
     enum class Fate
@@ -66,7 +67,8 @@ private:
     bool isUnderWay_ = false;
     AttemptEnd lastEnd_ = AttemptEnd::NoReply;
     int busyTicket_ = 0;           ///< of the write for whose read the line never fell silent; 0 = none
-    std::set<int> free_;           ///< stations that have answered, or have let a read pass in silence
+    std::set<int> free_;           ///< stations that have answered
+    std::map<int, Time> silent_;   ///< stations whose writes may go out, and until when
     std::map<int, Time> echoOnly_; ///< stations whose writes are refused, and until when
 };
 

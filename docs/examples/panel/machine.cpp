@@ -77,9 +77,10 @@ QString textOf(const OrderResult &result)
     static const QStringList kEnds =
         QString("on its way|done|refused (code %1)|unknown, look again|unknown, look again|not sent|"
                 "not sent: offline|not sent: switched off|not sent: no line|not sent: too late|"
-                "unknown, look again|not sent|not sent")
+                "unknown, look again|not sent|not sent|not sent: only an echo")
             .split('|');
-    return QString(kEnds[static_cast<int>(result.end)]).replace("%1", QString::number(result.exceptionCode));
+    return QString(kEnds.value(static_cast<int>(result.end), "not done"))
+        .replace("%1", QString::number(result.exceptionCode));
 }
 
 Machine::Machine(const LineSettings &settings) : line_(settings), samples_(kTrends.size())
