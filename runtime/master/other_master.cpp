@@ -29,8 +29,9 @@ std::vector<int> OtherMaster::askedIn(const std::vector<Piece> &pieces) const
     std::vector<int> asked;
     for (const Piece &piece : pieces) {
         const bool isFrame = piece.kind == PieceKind::Frame && piece.bytes != own_;
+        const bool isSingle = piece.function == kWriteSingleCoil || piece.function == kWriteSingleRegister;
         const bool isRequest =
-            mayBeReply(piece.bytes) ? piece.requestAt >= 0 : piece.role == FrameRole::Request;
+            isSingle ? piece.requestAt >= 0 : piece.role == FrameRole::Request && !mayBeReply(piece.bytes);
         if (isFrame && isRequest)
             asked.push_back(piece.station);
     }

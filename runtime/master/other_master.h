@@ -11,9 +11,9 @@
 
 namespace plc::runtime {
 
-/// Finds the requests of a second master among the bytes that belong to no answer of ours. What may
-/// be a reply as well, as a write of one register, counts when its own reply has come behind it. Told the
-/// bytes; no clock inside. Not locked.
+/// Finds the requests of a second master among the bytes that belong to no answer of ours. A write of one
+/// register or coil has the form of its reply, so that it counts when it has come twice; any other request
+/// that may be a late reply does not count. Told the bytes; no clock inside. Not locked.
 class OtherMaster
 {
 public:

@@ -35,9 +35,14 @@ Words environmentWith(const Words &given)
         if (name != "TERM" && name != "NO_COLOR" && name != "LINES" && name != "COLUMNS" && name != "LC_ALL")
             kept.push_back(*entry);
     }
-    // Of two with one name the first counts.
-    kept.push_back("LC_ALL=C.UTF-8");
-    kept.push_back("TERM=xterm-256color");
+    for (const std::string usual : {"LC_ALL=C.UTF-8", "TERM=xterm-256color"}) {
+        const std::string name = usual.substr(0, usual.find('=') + 1);
+        const bool isGiven = std::any_of(given.begin(), given.end(), [&name](const std::string &entry) {
+            return entry.compare(0, name.size(), name) == 0;
+        });
+        if (!isGiven)
+            kept.push_back(usual);
+    }
     return kept;
 }
 
