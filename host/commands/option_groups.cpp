@@ -72,9 +72,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
               "pause after a write that nobody answers, such as a broadcast (ms)", rare(kLineGroup))
         ->capture_default_str();
     app->add_flag("--echo", options->echo,
-                  "the line hands back what is sent on it (two wires); take that off. Without it the echo of "
-                  "a write "
-                  "of one register or coil passes for the reply, which looks the same")
+                  "the line hands back what is sent on it (two wires); take that off")
         ->group(kLineGroup);
     addEchoCheckOption(app, &options->noEchoCheck);
     app->add_option(
