@@ -11,6 +11,7 @@
 #include "host/commands/input_lines.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/live_screen.h"
+#include "host/commands/next_tick.h"
 #include "host/commands/output.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
@@ -125,7 +126,7 @@ private:
             if (interval == Time::zero() || steadyNow() < nextShow)
                 continue;
             show(steadyNow() - start);
-            nextShow = std::max(nextShow + interval, steadyNow());
+            nextShow = nextTick(nextShow, interval, steadyNow());
         }
     }
 
@@ -381,10 +382,13 @@ private:
 
     Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
 
+    /// At the end of what was never read one line tells, in place of a row each.
     void show(Time moment)
     {
         const WallTime time = std::chrono::system_clock::now();
         for (int i = 0; i < count(); ++i) {
+            if (isOver_ && stateOf(i).quality == Quality::NeverRead)
+                continue;
             Row row = rowAt(i);
             row.moment = moment;
             row.time = time;
@@ -429,7 +433,8 @@ private:
         return ends_.exitCodeWith(linesRefused_);
     }
 
-    /// Nobody has answered for these yet. Who typed quit wanted no more of them.
+    /// Nobody has answered for these yet. Who typed quit, or takes no more output, wanted
+    /// no more of them.
     void noteUnread(int unread)
     {
         if (unread == 0)
@@ -438,7 +443,7 @@ private:
         if (!isOutputOver())
             std::fprintf(stderr, "plchost: the run was ended before %d of %d variables had been read\n",
                          unread, count());
-        if (!quit_)
+        if (!quit_ && !isOutputOver())
             ends_.add(OrderEnd::Open);
     }
 

@@ -7,6 +7,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/live_screen.h"
+#include "host/commands/next_tick.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_log.h"
@@ -96,7 +97,7 @@ private:
                 continue;
             shownAt = steadyNow();
             show(shownAt - start);
-            nextShow = std::max(nextShow + interval, steadyNow());
+            nextShow = nextTick(nextShow, interval, steadyNow());
         }
         if (steadyNow() - shownAt >= kFresh)
             show(steadyNow() - start);
@@ -202,9 +203,11 @@ private:
         std::vector<OrderEnd> ends;
         for (int i = 0; i < count(); ++i) {
             const VariableState &state = states[static_cast<std::size_t>(i)];
-            ends.push_back(state.lastRead);
             // Of what the end has cut short, who has gone away wants to know nothing.
-            if (state.lastRead != OrderEnd::Good && !(state.lastRead == OrderEnd::Open && isOutputOver()))
+            if (state.lastRead == OrderEnd::Open && isOutputOver())
+                continue;
+            ends.push_back(state.lastRead);
+            if (state.lastRead != OrderEnd::Good)
                 std::fprintf(stderr, "plchost: %s: %s\n", variableAt(i).text.c_str(),
                              describe(state, stationAt(i)).c_str());
         }
