@@ -340,7 +340,8 @@ std::string RowPrinter::csvHead(const Row &row) const
 {
     const std::string columns =
         row.moment ? "time_s,name,station,value,state,age_ms" : "name,station,value,state";
-    return columns + (withMeanings_ ? ",unit,text" : "") + ",time,exception_code,exception_name\n";
+    return columns + (withMeanings_ ? ",unit,text" : "") + ",time,exception_code,exception_name" +
+           (oneBased_ ? ",addresses_from" : "") + "\n";
 }
 
 std::string RowPrinter::csv(const Row &row) const
@@ -374,10 +375,11 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
     if (withMeanings_)
         line += "," + csvCell(meaningOf(row.variable).unit) + "," + csvCell(text);
     line += "," + (row.time ? isoTime(*row.time) : std::string());
+    const std::string end = oneBased_ ? ",1\n" : "\n";
     if (row.exceptionCode == 0 || isGood)
-        return line + ",,\n";
+        return line + ",," + end;
     return line + "," + std::to_string(row.exceptionCode) + "," + exceptionMeaning(row.exceptionCode).name +
-           "\n";
+           end;
 }
 
 std::string recordOf(const Row &row, NumberStyle style)

@@ -57,7 +57,8 @@ public:
                options.numberStyle()),
           audit_(options.auditFile, project_.link.port), line_(project_.link, manner()),
           input_(project_.variables), lines_(STDIN_FILENO),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables))
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables),
+                   project_.link.oneBased())
     {
         for (const Variable &variable : project_.variables)
             ids_.push_back(line_.add(variable));

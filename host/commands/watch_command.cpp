@@ -36,7 +36,7 @@ public:
           hasScreen_(!options.once && LiveScreen::isWanted(options, options.plain)), monitor_(scanned()),
           log_(options.logFile, std::max(link_.pollInterval, kLineInterval), options.numberStyle()),
           line_(link_, manner()),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_))
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_), link_.oneBased())
     {
         for (const Variable &variable : variables_)
             ids_.push_back(line_.add(variable));

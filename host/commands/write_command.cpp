@@ -106,7 +106,8 @@ class Write
 public:
     explicit Write(const WriteOptions &options)
         : options_(options), link_(options.link()), assignments_(gather()), line_(link_, manner()),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(assignments_))
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(assignments_),
+                   link_.oneBased())
     {
         for (Assignment &assignment : assignments_)
             admit(&assignment);
@@ -170,7 +171,7 @@ private:
     {
         const std::string file = options_.from == "-" ? "standard input" : options_.from;
         const SavedTable table = parseSavedValues(
-            file, textOfInput(options_.from), link_.station, link_.maxBlock,
+            file, textOfInput(options_.from), link_.station, link_.maxBlock, link_.oneBased(),
             [this](const std::string &name) { return options_.variableOf(name, link_.oneBased()); });
         for (const SavedValues &saved : table.values)
             all->push_back({saved.variable, saved.values, true});

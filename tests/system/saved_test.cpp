@@ -74,6 +74,20 @@ TEST_F(Saved, ValuesMayComeFromStandardInput)
     EXPECT_THAT(process.errors(), IsEmpty());
 }
 
+TEST_F(Saved, ValuesWhoseAddressesCountFromOneAreNotWrittenOnePlaceTooFar)
+{
+    const Words oneBased{"--option", "one-based"};
+    const Finished saved = on(machine->terminal(), "read", oneBased + Words{"--format", "csv", "4x:101:2"});
+    EXPECT_THAT(saved.lines()[0], ::testing::EndsWith(",exception_name,addresses_from"));
+    const TemporaryFile file(saved.output);
+    const Finished refused = on(other->terminal(), "write", {"--from", file.path()});
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_THAT(refused.errors,
+                HasSubstr("the addresses of this table count from 1; add --option one-based"));
+    EXPECT_EQ(0, on(other->terminal(), "write", oneBased + Words{"--from", file.path()}).exitCode);
+    EXPECT_EQ("4x:100:2 = 11 22\n", on(other->terminal(), "read", {"4x:100:2"}).output);
+}
+
 TEST_F(Saved, ValuesThatWouldChangeAreToldAndNothingIsWritten)
 {
     const TemporaryFile file("name,station,value,state\n4x:100,1,11,good\n4x:101,1,5,good\n0x:16,1,0,good\n");
