@@ -197,9 +197,10 @@ void addReopenOption(CLI::App *app, bool *noReopen)
 
 void addEchoCheckOption(CLI::App *app, bool *noEchoCheck)
 {
-    app->add_flag("--no-echo-check", *noEchoCheck,
-                  "no read before the first write to a station that has not answered yet; as --without "
-                  "echo-check")
+    app->add_flag(
+           "--no-echo-check", *noEchoCheck,
+           "no read before the first write to a station that has not answered yet, which shows whether "
+           "the line hands back what is sent")
         ->group(kLineGroup);
 }
 

@@ -115,6 +115,9 @@ std::string formatAge(Time age);
 ///                  otherwise these errors are told where there are some.
 std::string describeStatistics(const Statistics &statistics, bool detailed);
 
+/// The lines broken between words, so that a terminal of @p columns breaks none within one; 0: as they are.
+std::string fitted(const std::string &lines, int columns);
+
 double requestsPerSecond(const Statistics &statistics);
 
 /// A duration that the library counted.

@@ -230,7 +230,8 @@ private:
             obey(input_.parse(line.text));
         } catch (const Failure &failure) {
             ++linesRefused_;
-            tell("plchost: input line " + std::to_string(linesTaken_) + ": " + inOptions(failure.what()),
+            tell(std::string("plchost: ") + (hasScreen_ ? "order " : "input line ") +
+                     std::to_string(linesTaken_) + ": " + inOptions(failure.what()),
                  stderr);
         }
     }
@@ -271,6 +272,7 @@ private:
         try {
             const OrderId id = line_.write(idOf(order.variable), order.values);
             writes_.push_back({id, order.variable, order.values, order.typed, number});
+            showOpen(order.variable);
         } catch (const Failure &failure) {
             row.state = stateName(OrderEnd::NotTaken);
             row.reason = inOptions(failure.what());
@@ -298,6 +300,7 @@ private:
     /// Reports the writes that have ended and forgets them, so that each is reported once.
     void reportEnded()
     {
+        std::vector<int> ended;
         std::vector<OpenWrite> open;
         for (OpenWrite &write : writes_) {
             const OrderResult result = line_.result(write.order);
@@ -305,10 +308,24 @@ private:
                 open.push_back(std::move(write));
                 continue;
             }
+            ended.push_back(write.variable);
             report(write, result,
                    result.end == OrderEnd::Good ? "" : describe(result, stationAt(write.variable)));
         }
         writes_ = std::move(open);
+        for (const int variable : ended)
+            showOpen(variable);
+    }
+
+    /// On the screen, what the newest open order writes to the variable.
+    void showOpen(int variable)
+    {
+        if (!screen_)
+            return;
+        const auto newest =
+            std::find_if(writes_.rbegin(), writes_.rend(),
+                         [variable](const OpenWrite &write) { return write.variable == variable; });
+        screen_->showWriting(variable, newest == writes_.rend() ? "" : newest->typed);
     }
 
     Row rowOfWrite(int variable, const Values &values, const std::string &typed) const
@@ -412,7 +429,9 @@ private:
         if (options_.outputFormat() == Format::NdJson)
             print(record + "\n");
         if (!options_.quiet && !isOutputOver())
-            std::fputs((describeStatistics(counted, options_.verbose) + describeScans(report)).c_str(),
+            std::fputs(fitted(describeStatistics(counted, options_.verbose) + describeScans(report),
+                              columnsOfErrors())
+                           .c_str(),
                        stderr);
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -119,6 +120,12 @@ bool isOutputOver()
     // Of a terminal that has hung up, SIGHUP says whether that is the end.
     return output.error != 0 || (output.isGone && !output.isTerminal) || hasLostReader(STDOUT_FILENO) ||
            hasLostReader(STDERR_FILENO);
+}
+
+int columnsOfErrors()
+{
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
 }
 
 void failOutput()

@@ -197,7 +197,9 @@ private:
         if (options_.outputFormat() == Format::NdJson)
             print(record + "\n");
         if (!options_.quiet && !isOutputOver())
-            std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
+            std::fputs(
+                fitted(describeStatistics(line_.statistics(), options_.verbose), columnsOfErrors()).c_str(),
+                stderr);
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
         std::vector<OrderEnd> ends;

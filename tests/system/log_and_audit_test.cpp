@@ -155,7 +155,7 @@ TEST_F(LogAndAudit, TellHowEachWriteHasEnded)
     ASSERT_THAT(lines, SizeIs(6));
     EXPECT_THAT(endsIn(file.path()),
                 ElementsAre("order 1 4x:1", "order 2 4x:2@0", "order 3 4x:400", "write 1 4x:1 done: written",
-                            HasSubstr("write 2 4x:2@0 done: "), "write 3 4x:400 failed: refused"));
+                            "write 2 4x:2@0 sent: sent", "write 3 4x:400 failed: refused"));
     EXPECT_THAT(lines[0], AllOf(HasSubstr("\"port\":\"" + station->terminal() + "\""),
                                 HasSubstr("\"user\":\""), HasSubstr("\"values\":[1]")));
     EXPECT_THAT(lines[5],
