@@ -185,6 +185,32 @@ TEST(AWriteWhoseOutputIsLost, IsCarriedOutAndVerifiedAllTheSame)
     EXPECT_EQ("4x:1:2 = 7 8\n", plchost({"read", "-p", station->terminal(), "-o", "60", "4x:1:2"}).output);
 }
 
+TEST(AReadWhoseOutputNobodyTakes, EndsWithTheFirstInterruption)
+{
+    const std::unique_ptr<Server> station = startStation({});
+    const FullPipe pipe;
+    plc::host::ChildProcess read("/bin/sh",
+                                 {"-c", "exec \"$0\" read -v -p \"$1\" -o 60 4x:1 >\"$2\"", PLC_HOST_PROGRAM,
+                                  station->terminal(), pipe.path()},
+                                 true);
+    awaitError(read, " <- ");
+    read.signal(SIGINT);
+    EXPECT_EQ(7, read.waitForEnd(plc::runtime::steadyNow() + kPatience));
+    EXPECT_THAT(read.errors(), HasSubstr("plchost: standard output cannot be written: nobody has read it "
+                                         "before the interruption"));
+}
+
+TEST(AWatchThatHasReadNothing, EndsQuietlyWhereItsReaderHasGone)
+{
+    const std::unique_ptr<Server> nobody = startStation({"-a", "9"});
+    const TemporaryFile project(kProject);
+    for (const Words &words : {Words{"watch", "4x:1", "-o", "60"}, Words{"run", project.path()}}) {
+        const Finished run = inShell("{ \"$@\"; echo \"code $?\" >&2; } | true",
+                                     Words{PLC_HOST_PROGRAM} + words + Words{"-p", nobody->terminal()});
+        EXPECT_EQ("code 0\n", run.errors);
+    }
+}
+
 TEST(AWatchWhoseTraceNobodyReads, Ends)
 {
     const std::unique_ptr<Server> station = startStation({});

@@ -323,6 +323,21 @@ TEST_F(SerialPortSystem, SaysWhyAPortCannotBeOpened)
     EXPECT_EQ(0, system.closed);
 }
 
+TEST_F(SerialPortSystem, SaysOfANameAloneWhichPathItStandsFor)
+{
+    system.openError = ENOENT;
+    settings.port = "line";
+    EXPECT_EQ(
+        "port 'line' cannot be opened at 19200 baud: there is no /dev/line, nor any other on this machine; "
+        "is the adapter plugged in? A port in the current folder is named ./line",
+        refusal());
+    system.others = {"/dev/ttyS0"};
+    EXPECT_EQ(
+        "port 'line' cannot be opened at 19200 baud: there is no /dev/line; there is /dev/ttyS0; a port "
+        "in the current folder is named ./line",
+        refusal());
+}
+
 TEST_F(SerialPortSystem, NamesThePortsThatThereAreInPlaceOfTheMissingOne)
 {
     system.openError = ENOENT;
