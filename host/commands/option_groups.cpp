@@ -252,6 +252,16 @@ void addVerbosityOptions(CLI::App *app, OutputOptions *options)
     app->add_flag("-q,--quiet", options->quiet,
                   "no statistics, advice or screen; values and failures are still told")
         ->group(kOutputGroup);
+    addCaptureOption(app, &options->captureFile);
+}
+
+void addCaptureOption(CLI::App *app, std::string *path)
+{
+    app->add_option("--capture", *path,
+                    "keep all that goes over the line in a file that Wireshark opens, as line.pcapng")
+        ->type_name("FILE")
+        ->check([](const std::string &name) { return name.empty() ? "must name a file" : ""; })
+        ->group(kOutputGroup);
 }
 
 void addNumberOptions(CLI::App *app, OutputOptions *options)

@@ -74,6 +74,8 @@ void addNumberOptions(CLI::App *app, OutputOptions *options);
 void addFormatOption(CLI::App *app, OutputOptions *options);
 /// --log, for commands that go on.
 void addLogOption(CLI::App *app, OutputOptions *options);
+/// --capture, for commands that open a line.
+void addCaptureOption(CLI::App *app, std::string *path);
 /// --audit, for commands that write.
 void addAuditOption(CLI::App *app, OutputOptions *options);
 /// How values are shown.

@@ -12,6 +12,7 @@ ExitCode readVariables(const CommandOptions &options)
     const std::vector<Variable> variables = options.variableList(link.oneBased());
     LineManner manner;
     manner.verbose = options.verbose;
+    manner.captureFile = options.captureFile;
     manner.readOnly = options.readOnly;
     PanelLine line(link, manner);
     PanelLine::checkNumber(variables.size());

@@ -135,6 +135,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.captureFile = options_.captureFile;
         manner.realtime = options_.realtime;
         manner.readOnly = options_.readOnly;
         manner.rows = project_.rows;

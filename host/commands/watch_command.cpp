@@ -119,6 +119,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.captureFile = options_.captureFile;
         manner.realtime = options_.realtime;
         manner.readOnly = options_.readOnly;
         manner.separateReads = true;

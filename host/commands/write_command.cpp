@@ -152,6 +152,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.captureFile = options_.captureFile;
         manner.readOnly = options_.readOnly || options_.dryRun;
         return manner;
     }

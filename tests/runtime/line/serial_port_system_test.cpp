@@ -130,7 +130,8 @@ public:
         writes.pop_front();
         if (taken > 0)
             sent.append(static_cast<const char *>(bytes), static_cast<int>(taken));
-        errno = taken < 0 ? static_cast<int>(-taken) : 0;
+        if (taken < 0)
+            errno = static_cast<int>(-taken);
         return taken < 0 ? -1 : taken;
     }
     Readiness waitToRead(int, Time until) override
@@ -663,6 +664,15 @@ TEST_F(SerialPortSystem, IsLostWhenTheSystemSaysReadyAndTakesNothing)
     SerialPort port = open();
     system.onFull = Readiness::Ready;
     system.writes = {-EAGAIN, -EAGAIN, -EAGAIN};
+    EXPECT_THROW(port.send("a"), Failure);
+}
+
+TEST_F(SerialPortSystem, IsLostWhenAWriteTakesNothingWhateverWentWrongBefore)
+{
+    SerialPort port = open();
+    system.onFull = Readiness::Ready;
+    system.writes = {0};
+    errno = EAGAIN; // of an earlier call
     EXPECT_THROW(port.send("a"), Failure);
 }
 
