@@ -120,6 +120,23 @@ void addCommonChapters(Manual *manual, const Rows &pages)
         manual->chapters.push_back(chapter);
 }
 
+/// What watch and run show: the screen, or else @p lines, and the statistics.
+std::string onScreenOr(const std::string &lines)
+{
+    return "On a terminal a screen is kept up to date, whose keys ? shows. Otherwise, and with --plain or "
+           "-q, " +
+           lines +
+           " The statistics at the end go to standard error, and in ndjson to the last line of standard "
+           "output "
+           "as well. ";
+}
+
+Chapter lostPort(const std::string &meanwhile)
+{
+    return paragraph("A port that is lost", "It is looked for until it is back, and " + meanwhile +
+                                                "; --no-reopen makes it the end.");
+}
+
 } // namespace
 
 Manual programManual()
@@ -186,15 +203,11 @@ Manual watchManual()
     manual.chapters = {
         paragraph(
             "What is shown",
-            "On a terminal a screen is kept up to date, whose keys ? shows. Otherwise, and with --plain or "
-            "-q, a line for each variable is printed every second, or as often as -l says where "
-            "that is longer, and once more at the end; with -1 only at the end. The "
-            "statistics at the end go to standard error, and in ndjson to the last line of standard output "
-            "as well. The exit code tells how the last "
-            "reading of each variable ended."),
-        paragraph("A port that is lost",
-                  "It is looked for until it is back, and everything goes on by itself; "
-                  "--no-reopen makes it the end.")};
+            onScreenOr(
+                "a line for each variable is printed every second, or as often as -l says where that is "
+                "longer, and once more at the end; with -1 only at the end.") +
+                "The exit code tells how the last reading of each variable ended."),
+        lostPort("everything goes on by itself")};
     addCommonChapters(&manual, {kValuesPage, kScreenPage, kOutputPage, kPoliciesPage, kRecipesPage});
     return manual;
 }
@@ -208,14 +221,12 @@ Manual runManual()
                                "    --format ndjson")};
     manual.chapters = {
         {"Lines on standard input", {listed(projectInputRows())}},
-        paragraph(
-            "What is shown",
-            "On a terminal a screen is kept up to date, whose keys ? shows; otherwise, and with --plain or "
-            "-q, the values are printed at the "
-            "end, and with --every meanwhile. Writes are reported on standard output in text and ndjson, on "
-            "standard error in csv. The statistics at the end go to standard error, and in ndjson to the "
-            "last line of standard output as well. Writes that are still waiting when --for, --scans or quit "
-            "end the run are carried out first."),
+        paragraph("What is shown",
+                  onScreenOr(
+                      "the values are printed at the end, and with --every meanwhile. Writes are reported on "
+                      "standard output in text and ndjson, on standard error in csv.") +
+                      "Writes that are still waiting when --for, --scans or quit end the run are carried out "
+                      "first."),
         paragraph("A scan",
                   "It is over when, since the scan before it, every variable has been asked for, whether "
                   "its station answered or not, those of stations that are switched off or offline left "
@@ -224,8 +235,7 @@ Manual runManual()
                   "three turns of the ordinary requests. Levels 2, 3 and 4 are served after every sixth, "
                   "third and single ordinary request.",
                   Extent::All),
-        paragraph("A port that is lost", "It is looked for until it is back, and writes fail meanwhile; "
-                                         "--no-reopen makes it the end."),
+        lostPort("writes fail meanwhile"),
         exitCodes(),
         paragraph(
             "What the exit code counts",

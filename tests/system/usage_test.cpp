@@ -31,6 +31,8 @@ void PrintTo(const Mistake &mistake, std::ostream *out)
 class Usage : public ::testing::TestWithParam<Mistake>
 {};
 
+const auto nameOfRow = [](const auto &test) { return "Row" + std::to_string(test.index); };
+
 TEST_P(Usage, MistakesGetOneLineAndTheirExitCode)
 {
     const Mistake &mistake = GetParam();
@@ -183,7 +185,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "--project", "", "A"}, "--project: must name a file"},
         Mistake{{"read", "-p", "x", "A"}, "'A' is no area"},
         Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Numbers, Usage,
@@ -212,7 +214,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--pace", "inf"}, "--pace", 1, PLC_STATION_PROGRAM},
         Mistake{{"--seed", "nan"}, "--seed: 'nan' is no whole number", 1, PLC_STATION_PROGRAM},
         Mistake{{"--size", "0"}, "--size", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Options, Usage,
@@ -246,7 +248,7 @@ INSTANTIATE_TEST_SUITE_P(
                 PLC_STATION_PROGRAM},
         Mistake{
             {"-a", "1", "-a", "2"}, "--address is given 2 times; once is possible", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Places, Usage,
@@ -297,7 +299,7 @@ INSTANTIATE_TEST_SUITE_P(
                 1,
                 PLC_STATION_PROGRAM},
         Mistake{{"--link", "/dev/null"}, "--link: ", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 // What is wrong shows on the line alone.
 INSTANTIATE_TEST_SUITE_P(
@@ -312,7 +314,7 @@ INSTANTIATE_TEST_SUITE_P(
                                "4x:1@2"},
                               "plchost: 4x:1@2: no answer from station 2",
                               2}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 /// The program itself and all its commands, as words.
 const std::vector<Words> kCommands{{},
@@ -373,8 +375,7 @@ TEST_P(Help, FitsInto80ColumnsInFullToo)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands),
-                         [](const auto &test) { return "Row" + std::to_string(test.index); });
+INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands), nameOfRow);
 
 TEST(EverydayHelp, ExplainsEachTermWhereItFirstStands)
 {
