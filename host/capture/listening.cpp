@@ -21,14 +21,12 @@ void listenOn(Port &port, Listener &listener, const ListeningManner &manner,
 }
 
 std::optional<LineSetup> findSetup(SettingSearch &search, const ListeningManner &manner,
-                                   const std::function<std::unique_ptr<Port>(const LineSetup &)> &open,
-                                   const std::function<void(const LineSetup &)> &onTry)
+                                   const std::function<std::unique_ptr<Port>(const LineSetup &)> &open)
 {
     SettingSearch::Step step = SettingSearch::Step::Next;
     std::unique_ptr<Port> port;
     while (!manner.isOver()) {
         if (step == SettingSearch::Step::Next) {
-            onTry(search.current());
             port.reset(); // its settings are put back before others are asked for
             port = open(search.current());
             search.begin(manner.now());

@@ -30,12 +30,10 @@ void listenOn(Port &port, Listener &listener, const ListeningManner &manner,
               const std::function<void(const std::vector<HeardFrame> &)> &take);
 
 /// Opens the port with one setting after the other until one is that of the line.
-/// @param onTry  told each setting before it is tried.
 /// @return nothing where manner.isOver() before.
 /// @throw Failure  (port) where the port cannot be opened, or is lost.
 std::optional<LineSetup> findSetup(SettingSearch &search, const ListeningManner &manner,
-                                   const std::function<std::unique_ptr<Port>(const LineSetup &)> &open,
-                                   const std::function<void(const LineSetup &)> &onTry);
+                                   const std::function<std::unique_ptr<Port>(const LineSetup &)> &open);
 
 } // namespace plc::host
 

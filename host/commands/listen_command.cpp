@@ -165,19 +165,15 @@ private:
     bool search()
     {
         SettingSearch search(setups_);
-        const std::optional<LineSetup> found = findSetup(
-            search, manner_,
-            [this](const LineSetup &setup) {
-                use(setup);
-                std::unique_ptr<Port> port = open();
-                if (!port)
-                    throw Failure(FailureKind::Port, "interrupted while the port was being opened");
-                return port;
-            },
-            [this](const LineSetup &setup) {
-                if (!options_.quiet)
-                    std::fprintf(stderr, "plchost: listening at %s\n", describe(setup).c_str());
-            });
+        const std::optional<LineSetup> found = findSetup(search, manner_, [this](const LineSetup &setup) {
+            use(setup);
+            std::unique_ptr<Port> port = open();
+            if (!port)
+                throw Failure(FailureKind::Port, "interrupted while the port was being opened");
+            if (!options_.quiet)
+                std::fprintf(stderr, "plchost: listening at %s\n", describe(setup).c_str());
+            return port;
+        });
         if (!found) {
             std::fprintf(stderr, "plchost: no setting gave good frames; is a master at work on this line?\n");
             return false;

@@ -135,10 +135,10 @@ void expectFound(unsigned seed)
         const Traffic traffic = badTraffic(seed ^ static_cast<unsigned>(right.baud), right.baud, 2500);
         VirtualLine line(right, traffic, seed);
         SettingSearch search(likelySetups());
-        const std::optional<LineSetup> found = findSetup(
-            search, mannerOn(line),
-            [&line](const LineSetup &setup) { return std::make_unique<VirtualLine::Listened>(&line, setup); },
-            [](const LineSetup &) {});
+        const std::optional<LineSetup> found =
+            findSetup(search, mannerOn(line), [&line](const LineSetup &setup) {
+                return std::make_unique<VirtualLine::Listened>(&line, setup);
+            });
         ASSERT_TRUE(found) << right.baud << " seed " << seed;
         EXPECT_EQ(right.baud, found->baud) << "seed " << seed;
         EXPECT_EQ(right.parity, found->parity) << right.baud << " seed " << seed;
