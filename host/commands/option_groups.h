@@ -45,7 +45,7 @@ void explainGroups(cli::Book *book);
 /// -p and --project, one of which says where the line is.
 void addPortOptions(CLI::App *app, CommandOptions *options);
 /// Notes which options were typed. In the callback of the command.
-/// @throw CLI::RequiredError  where nothing says where the line is.
+/// @throw Failure  (wrong usage) where nothing says where the line is.
 void noteTyped(const CLI::App &app, CommandOptions *options);
 /// --driver.
 void addDriverOption(CLI::App *app, std::string *path);

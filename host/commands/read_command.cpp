@@ -23,7 +23,8 @@ ExitCode readVariables(const CommandOptions &options)
     for (PartedRead &read : reads)
         read.begin();
 
-    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables));
+    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables),
+                       link.oneBased());
     std::vector<OrderEnd> ends;
     for (std::size_t i = 0; i < reads.size() && !isOutputOver(); ++i)
         printer.print(reads[i].await(&ends));
