@@ -123,7 +123,7 @@ INSTANTIATE_TEST_SUITE_P(
                 "'4x_singel' is no area; did you mean '4x_single'?"},
         Mistake{{"plan", "a.json", "b.json"}, "'b.json' is one word too many for plchost plan"},
         Mistake{{"listen"}, "nothing is to be listened to: name a port with -p PATH, or a capture"},
-        Mistake{{"listen", "-p", "/dev/null"}, "is no serial port", 5},
+        Mistake{{"listen", "-p", "/dev/null"}, "it is no usable serial port", 5},
         Mistake{{"listen", "-p", "/nowhere"}, "'/nowhere'", 5},
         Mistake{{"listen", "x", "-p", "y"}, "leave -p and --capture out, or the file"},
         Mistake{{"listen", "/nowhere"}, "/nowhere: No such file or directory"},
