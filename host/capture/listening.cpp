@@ -25,10 +25,20 @@ std::optional<LineSetup> findSetup(SettingSearch &search, const ListeningManner 
 {
     SettingSearch::Step step = SettingSearch::Step::Next;
     std::unique_ptr<Port> port;
+    bool hasOpened = false;
     while (!manner.isOver()) {
         if (step == SettingSearch::Step::Next) {
             port.reset(); // its settings are put back before others are asked for
-            port = open(search.current());
+            try {
+                port = open(search.current());
+            } catch (const Failure &) {
+                // Not every port has every rate; but a port that cannot be opened at all is the end.
+                if (!hasOpened)
+                    throw;
+                search.skip();
+                continue;
+            }
+            hasOpened = true;
             search.begin(manner.now());
         }
         const Time until = std::min(manner.now() + ListeningManner::kLongestWait, search.wakeAt());

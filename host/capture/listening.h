@@ -31,7 +31,9 @@ void listenOn(Port &port, Listener &listener, const ListeningManner &manner,
 
 /// Opens the port with one setting after the other until one is that of the line.
 /// @return nothing where manner.isOver() before.
-/// @throw Failure  (port) where the port cannot be opened, or is lost.
+/// @throw Failure  (port) where the port cannot be opened with the first setting, or is lost. A later setting
+/// that
+///                 the port cannot have is passed over.
 std::optional<LineSetup> findSetup(SettingSearch &search, const ListeningManner &manner,
                                    const std::function<std::unique_ptr<Port>(const LineSetup &)> &open);
 

@@ -50,12 +50,17 @@ SettingSearch::Step SettingSearch::take(const QByteArray &bytes, Time now)
     }
     if (bytes_ < kEnoughBytes && now < endsAt_)
         return Step::Listen;
-    if (++at_ == setups_.size()) {
-        at_ = 0;
-        ++rounds_;
-        window_ = std::min(2 * window_, kLongestWindow);
-    }
+    skip();
     return Step::Next;
+}
+
+void SettingSearch::skip()
+{
+    if (++at_ < setups_.size())
+        return;
+    at_ = 0;
+    ++rounds_;
+    window_ = std::min(2 * window_, kLongestWindow);
 }
 
 } // namespace plc::host

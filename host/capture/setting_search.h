@@ -57,6 +57,8 @@ public:
     void begin(Time now);
     /// Bytes that came at @p now, or none that came until then.
     Step take(const QByteArray &bytes, Time now);
+    /// The port cannot have current(): goes on to the next setting.
+    void skip();
     /// When take() is to be called at the latest.
     Time wakeAt() const { return std::min(endsAt_, listener_.wakeAt()); }
     int rounds() const { return rounds_; }

@@ -55,7 +55,7 @@ public:
     /// @param moment  of the end of the frame, since the start.
     Heard add(const HeardFrame &frame, Time moment, WallTime time)
     {
-        const Heard heard = line_.add(frame);
+        Heard heard = line_.add(frame);
         if (!options_.quiet && options_.captureFile != "-")
             print(printer_.render({frame, heard, moment, time}));
         return heard;

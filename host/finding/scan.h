@@ -70,10 +70,10 @@ public:
 /// What the owner of the port is to do.
 struct ScanStep
 {
-    bool isOver = false;              ///< nothing more
-    std::optional<ScanSetting> open;  ///< the port needs these settings; then call advance() again
-    QByteArray send;                  ///< to be transmitted now in one go; empty for nothing
-    Time wakeAt{};                    ///< call advance() then, and earlier whenever bytes arrive
+    bool isOver = false;             ///< nothing more
+    std::optional<ScanSetting> open; ///< the port needs these settings; then call advance() again
+    QByteArray send;                 ///< to be transmitted now in one go; empty for nothing
+    Time wakeAt{};                   ///< call advance() then, and earlier whenever bytes arrive
 };
 
 class Scan
@@ -161,12 +161,12 @@ private:
     Time sentAt_{};
     Time sentUntil_{};
     bool isAnswered_ = false;
-    bool isDisturbed_ = false; ///< another station answered meanwhile
+    bool isDisturbed_ = false;                ///< another station answered meanwhile
     std::deque<std::pair<int, Time>> recent_; ///< stations asked, and when that was over
     SettingReport report_;
     int firstAsks_ = 0;
     int firstDisturbed_ = 0; ///< of these
-    Time againSpent_{}; ///< with stations that were asked alone
+    Time againSpent_{};      ///< with stations that were asked alone
 };
 
 } // namespace plc::host

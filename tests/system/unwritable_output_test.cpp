@@ -169,11 +169,12 @@ TEST(ACaptureThatCannotBeWritten, EndsWithSevenAndTheValuesAreReadAllTheSame)
 {
     const std::unique_ptr<Server> station = startStation({"-q"});
     const Finished run = inShell("\"$@\"", {PLC_HOST_PROGRAM, "read", "-p", station->terminal(), "-o", "60",
-                                           "4x:100", "--capture", "/dev/full"});
+                                            "4x:100", "--capture", "/dev/full"});
     EXPECT_EQ(7, run.exitCode);
     EXPECT_EQ("4x:100 = 0\n", run.output);
-    EXPECT_THAT(run.errors, MatchesRegex("plchost: --capture: [0-9]+ packets are missing in '/dev/full': No space "
-                                         "left on device\n"));
+    EXPECT_THAT(run.errors,
+                MatchesRegex("plchost: --capture: [0-9]+ packets are missing in '/dev/full': No space "
+                             "left on device\n"));
 }
 
 TEST(ValuesThatTheStationCannotPrint, EndItWithSeven)

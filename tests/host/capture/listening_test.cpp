@@ -164,6 +164,26 @@ TEST(SettingSearchFreshSeed, FindsEverySettingByListeningAlone)
     expectFound(freshSeed());
 }
 
+TEST(Listening, PassesOverASettingThatThePortCannotHave)
+{
+    const LineSetup right{9600, Parity::None};
+    VirtualLine line(right, badTraffic(1, 9600, 500), 1);
+    SettingSearch search({{19200, Parity::Even}, {115200, Parity::Even}, right});
+    const auto found = findSetup(search, mannerOn(line), [&line](const LineSetup &setup) {
+        if (setup.baud == 115200)
+            throw Failure(FailureKind::Port, "no such rate");
+        return std::make_unique<VirtualLine::Listened>(&line, setup);
+    });
+    ASSERT_TRUE(found);
+    EXPECT_EQ(9600, found->baud);
+    SettingSearch hopeless({right});
+    EXPECT_THROW(findSetup(hopeless, ListeningManner(),
+                           [](const LineSetup &) -> std::unique_ptr<Port> {
+                               throw Failure(FailureKind::Port, "no such port");
+                           }),
+                 Failure);
+}
+
 TEST(SettingSearch, TriesTheLikelySettingsFirst)
 {
     const std::vector<LineSetup> setups = likelySetups();
