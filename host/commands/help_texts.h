@@ -14,6 +14,7 @@ cli::Manual watchManual();
 cli::Manual runManual();
 cli::Manual planManual();
 cli::Manual portsManual();
+cli::Manual scanManual();
 cli::Manual projectManual();
 cli::Manual fromCsvManual();
 cli::Manual toCsvManual();

@@ -93,6 +93,13 @@ ScanStep Scan::advance(Time now, const QByteArray &arrived)
     }
 }
 
+void Scan::skipSetting()
+{
+    replies_.reset();
+    ++setting_;
+    state_ = setting_ < plan_.settings.size() ? State::Opening : State::Over;
+}
+
 void Scan::stop()
 {
     if (state_ == State::Pausing || state_ == State::Waiting || state_ == State::Lingering)
@@ -233,7 +240,8 @@ bool Scan::fetch()
 Time Scan::readyAt() const
 {
     // What has begun may go on behind a pause.
-    const Time silent = lastHeard_ + (replies_->isHolding() ? std::max(silence(), kBetweenPieces) : silence());
+    const Time silent =
+        lastHeard_ + (replies_->isHolding() ? std::max(silence(), kBetweenPieces) : silence());
     return ask_->isAlone ? std::max({silent, lastHeard_ + kBetweenPieces, sentUntil_ + quiet()}) : silent;
 }
 
@@ -282,8 +290,8 @@ void Scan::credit(const ScanReply &reply)
     if (!evidence.isFound())
         observer_.stationAnswers(setting(), reply.station);
     evidence.answered(reply);
-    const Time took = asked == recent_.end() ? kLongestWait
-                                             : std::max(reply.from - asked->second, Time::zero());
+    const Time took =
+        asked == recent_.end() ? kLongestWait : std::max(reply.from - asked->second, Time::zero());
     if (state_ == State::Waiting && ask_->station == reply.station) {
         isAnswered_ = true;
         evidence.timed(took);
@@ -300,7 +308,8 @@ void Scan::credit(const ScanReply &reply)
 Time Scan::endOfWait() const
 {
     // A reply that has begun in time shows only when its first character is over.
-    Time end = sentUntil_ + (ask_->isAlone ? longWait(evidence_.at(ask_->station)) : wait_) + setting().wire(1) + kMargin;
+    Time end = sentUntil_ + (ask_->isAlone ? longWait(evidence_.at(ask_->station)) : wait_) +
+               setting().wire(1) + kMargin;
     // A second station with the same address may answer behind the first: once all the wait is used.
     if (isAnswered_ && !ask_->isFirst && !ask_->isAlone)
         end = lastHeard_ + silence();

@@ -70,10 +70,10 @@ public:
 /// What the owner of the port is to do.
 struct ScanStep
 {
-    bool isOver = false;              ///< nothing more
-    std::optional<ScanSetting> open;  ///< the port needs these settings; then call advance() again
-    QByteArray send;                  ///< to be transmitted now in one go; empty for nothing
-    Time wakeAt{};                    ///< call advance() then, and earlier whenever bytes arrive
+    bool isOver = false;             ///< nothing more
+    std::optional<ScanSetting> open; ///< the port needs these settings; then call advance() again
+    QByteArray send;                 ///< to be transmitted now in one go; empty for nothing
+    Time wakeAt{};                   ///< call advance() then, and earlier whenever bytes arrive
 };
 
 class Scan
@@ -88,6 +88,8 @@ public:
     ScanStep advance(Time now, const QByteArray &arrived);
     /// The port has noticed so many damaged characters, which no program gets to see, since the call before.
     void noticed(std::uint64_t damagedCharacters) { damagedCharacters_ += damagedCharacters; }
+    /// The port cannot have the settings that it was to be opened with: the next ones follow.
+    void skipSetting();
     /// Nothing more is asked: what is known of the setting in progress is told.
     void stop();
 
@@ -161,12 +163,12 @@ private:
     Time sentAt_{};
     Time sentUntil_{};
     bool isAnswered_ = false;
-    bool isDisturbed_ = false; ///< another station answered meanwhile
+    bool isDisturbed_ = false;                ///< another station answered meanwhile
     std::deque<std::pair<int, Time>> recent_; ///< stations asked, and when that was over
     SettingReport report_;
     int firstAsks_ = 0;
     int firstDisturbed_ = 0; ///< of these
-    Time againSpent_{}; ///< with stations that were asked alone
+    Time againSpent_{};      ///< with stations that were asked alone
 };
 
 } // namespace plc::host

@@ -77,7 +77,8 @@ bool ScanEvidence::conclude(bool rubbishIsRare, bool hasOthers, Find *find) cons
         find->reason = "more replies than requests (" + ofAll(find_.answered, find_.asked, "") + ")";
     } else if (kinds_.size() > 1) {
         find->state = FindState::TwoStations;
-        find->reason = "the same request is answered now by a value, now by an exception, or by different ones";
+        find->reason =
+            "the same request is answered now by a value, now by an exception, or by different ones";
     } else if (tooLong_ >= kCollisionsMeant && rubbishIsRare) {
         find->state = FindState::TwoStations;
         find->reason = "replies run into each other";

@@ -29,9 +29,9 @@ struct Find
     std::string reason;    ///< for people; empty where there is nothing to say
     int exceptionCode = 0; ///< of its replies; 0 = values
     int asked = 0;
-    int answered = 0; ///< replies with a good CRC
-    int damaged = 0;  ///< requests to which nothing but other bytes came
-    bool isLate = false; ///< a reply came only when others had been asked
+    int answered = 0;     ///< replies with a good CRC
+    int damaged = 0;      ///< requests to which nothing but other bytes came
+    bool isLate = false;  ///< a reply came only when others had been asked
     Histogram replyTimes; ///< from the end of a request to the reply
 };
 

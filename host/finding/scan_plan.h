@@ -36,10 +36,10 @@ struct ScanSetting
 
 struct ScanPlan
 {
-    std::vector<int> stations;         ///< in the order in which they are asked
-    std::vector<ScanSetting> settings; ///< the same; at least one
-    int function = kReadHoldingRegisters; ///< one of the four that read
-    int address = 0;                      ///< of the register or bit, as on the line
+    std::vector<int> stations;                 ///< in the order in which they are asked
+    std::vector<ScanSetting> settings;         ///< the same; at least one
+    int function = kReadHoldingRegisters;      ///< one of the four that read
+    int address = 0;                           ///< of the register or bit, as on the line
     Time wait = std::chrono::milliseconds(50); ///< from the end of a request to the reply; the least
     Time listen = std::chrono::seconds(1);     ///< before anything is sent; 0 = not at all
     bool anyway = false;                       ///< stations are asked on a line in use, too

@@ -185,7 +185,8 @@ void ScanLine::answer(const Message &request)
                 : withCrc({station.address, function, 2, station.value >> 8 & 0xFF, station.value & 0xFF});
         if (random_.permille(station.damagedPermille)) {
             const int at = random_.below(reply.size());
-            reply[at] = static_cast<char>(static_cast<unsigned char>(reply.at(at)) ^ (1 + random_.below(255)));
+            reply[at] =
+                static_cast<char>(static_cast<unsigned char>(reply.at(at)) ^ (1 + random_.below(255)));
         }
         const Time start = now_ + std::max(station.delay, silenceAt(station.setting)) +
                            random_.between(Time::zero(), station.jitter);
@@ -214,8 +215,7 @@ void ScanLine::hear(const Char &one)
 bool ScanLine::isMasterSending(const Char &one) const
 {
     return std::any_of(messages_.begin(), messages_.end(), [&](const auto &message) {
-        return message.second.sender == kMaster && message.second.left > 0 &&
-               message.first != one.message;
+        return message.second.sender == kMaster && message.second.left > 0 && message.first != one.message;
     });
 }
 

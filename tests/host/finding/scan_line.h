@@ -23,16 +23,16 @@ struct ScannedStation
     Time jitter{};                              ///< at most so much more
     int exceptionCode = 0;                      ///< 0 = answers with a value
     int value = 0;
-    bool isLive = false;    ///< the value changes with each reply
+    bool isLive = false;     ///< the value changes with each reply
     int damagedPermille = 0; ///< replies of which a byte arrives wrong
 };
 
 struct LineManners
 {
     bool hasEcho = false;
-    Time echoDelay{};     ///< what the master hears of itself comes that late
-    Time batch{};         ///< a converter hands bytes over at multiples of this time
-    Time noiseEvery{};    ///< mean time between two bursts of 1 to 12 made-up bytes; 0 = none
+    Time echoDelay{};        ///< what the master hears of itself comes that late
+    Time batch{};            ///< a converter hands bytes over at multiples of this time
+    Time noiseEvery{};       ///< mean time between two bursts of 1 to 12 made-up bytes; 0 = none
     bool isBabbling = false; ///< made-up bytes without end
     /// A second master asks this station at its setting, over and over; 0 = there is none.
     int secondMasterAsks = 0;
@@ -55,7 +55,8 @@ public:
     std::function<bool(Time)> stopWhen = nullptr;
     int requests() const { return requests_; }
     /// How many replies and requests of a station were lost, by its address, without a byte that the master
-    /// could have heard of it: a reply that came only while the master sent, and the request that it destroyed.
+    /// could have heard of it: a reply that came only while the master sent, and the request that it
+    /// destroyed.
     const std::map<int, int> &hiddenLosses() const { return hidden_; }
 
 private:
@@ -96,7 +97,7 @@ private:
     std::vector<ScannedStation> stations_;
     LineManners manners_;
     Random random_;
-    ScanSetting setting_; ///< the master's
+    ScanSetting setting_;             ///< the master's
     std::multimap<Time, Char> chars_; ///< by their ends
     std::map<int, Message> messages_;
     std::multimap<Time, std::function<void()>> agenda_;

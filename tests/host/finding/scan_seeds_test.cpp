@@ -130,8 +130,8 @@ std::string textOf(const Scene &scene)
     std::ostringstream text;
     for (const ScannedStation &station : scene.stations)
         text << "station " << station.address << " at " << station.setting.text() << " delay "
-             << seconds(station.delay) * 1000 << " ms jitter " << seconds(station.jitter) * 1000 << " exception "
-             << station.exceptionCode << " damaged " << station.damagedPermille << "\n";
+             << seconds(station.delay) * 1000 << " ms jitter " << seconds(station.jitter) * 1000
+             << " exception " << station.exceptionCode << " damaged " << station.damagedPermille << "\n";
     text << "echo " << scene.manners.hasEcho << " by " << seconds(scene.manners.echoDelay) * 1000 << " batch "
          << seconds(scene.manners.batch) * 1000 << " noise " << seconds(scene.manners.noiseEvery) << " asked "
          << scene.plan.stations.size() << "\n";
@@ -173,7 +173,8 @@ std::string complaintOf(std::uint64_t seed, int *excused)
                                                     : FindState::Good) ||
                              (hasNoise && find.state == FindState::BadLink);
         if (!isRight)
-            complaint += name + " is told as " + std::to_string(static_cast<int>(find.state)) + ": " + find.reason + "\n";
+            complaint += name + " is told as " + std::to_string(static_cast<int>(find.state)) + ": " +
+                         find.reason + "\n";
         there.erase(at);
     }
     for (const auto &[name, stations] : there) {
@@ -188,10 +189,11 @@ std::string complaintOf(std::uint64_t seed, int *excused)
 TEST(ScanSeeds, FindExactlyWhatIsThereOn200Lines)
 {
     int excused = 0;
-    for (std::uint64_t seed = 1; seed <= (std::getenv("N")?std::strtoull(std::getenv("N"),nullptr,10):200u); ++seed)
+    for (std::uint64_t seed = 1;
+         seed <= (std::getenv("N") ? std::strtoull(std::getenv("N"), nullptr, 10) : 200u); ++seed)
         EXPECT_EQ("", complaintOf(seed, &excused));
     EXPECT_LE(excused, 4);
-    std::fprintf(stderr,"EXC %d\n",excused);
+    std::fprintf(stderr, "EXC %d\n", excused);
 }
 
 TEST(ScanSeeds, FindExactlyWhatIsThereOnFreshLines)

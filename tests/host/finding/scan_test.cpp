@@ -48,8 +48,8 @@ public:
         const char *const states[] = {"good", "bad link", "two stations", "heard"};
         std::vector<std::string> words;
         for (const Find &find : finds())
-            words.push_back(std::to_string(find.station) + " " + states[static_cast<int>(find.state)] + " at " +
-                            find.setting.text());
+            words.push_back(std::to_string(find.station) + " " + states[static_cast<int>(find.state)] +
+                            " at " + find.setting.text());
         return words;
     }
 
@@ -79,7 +79,8 @@ protected:
         plan.settings = {k9600Even};
         plan.listen = Time::zero();
     }
-    Time run(std::vector<ScannedStation> stations, LineManners manners = LineManners(), std::uint64_t seed = 1)
+    Time run(std::vector<ScannedStation> stations, LineManners manners = LineManners(),
+             std::uint64_t seed = 1)
     {
         ScanLine line(std::move(stations), manners, seed);
         Scan scan(plan, told);
@@ -129,12 +130,14 @@ TEST_F(ScanTest, FindsSixteenStationsIn16Seconds)
 
 TEST_F(ScanTest, GoesThrough15SettingsWithin4Minutes)
 {
-    plan.settings = likelyFirst({9600, 19200, 38400, 57600, 115200}, {Parity::Even, Parity::Odd, Parity::None}, {});
+    plan.settings =
+        likelyFirst({9600, 19200, 38400, 57600, 115200}, {Parity::Even, Parity::Odd, Parity::None}, {});
     ASSERT_EQ(15u, plan.settings.size());
     EXPECT_LE(run({stationAt(3, 12ms, {19200, Parity::None, 1}), stationAt(9, 30ms, {115200, Parity::Odd, 1}),
                    stationAt(247, 8ms)}),
               4min);
-    EXPECT_THAT(told.words(), ElementsAre("247 good at 9600 8E1", "3 good at 19200 8N2", "9 good at 115200 8O1"));
+    EXPECT_THAT(told.words(),
+                ElementsAre("247 good at 9600 8E1", "3 good at 19200 8N2", "9 good at 115200 8O1"));
 }
 
 TEST_F(ScanTest, TakesTheLikelySettingsFirst)
@@ -143,8 +146,8 @@ TEST_F(ScanTest, TakesTheLikelySettingsFirst)
     for (const ScanSetting &setting :
          likelyFirst({115200, 9600, 19200}, {Parity::Odd, Parity::None, Parity::Even}, {}))
         order.push_back(setting.text());
-    EXPECT_THAT(order, ElementsAre("9600 8E1", "9600 8N2", "19200 8E1", "19200 8N2", "115200 8E1", "115200 8N2",
-                                   "9600 8O1", "19200 8O1", "115200 8O1"));
+    EXPECT_THAT(order, ElementsAre("9600 8E1", "9600 8N2", "19200 8E1", "19200 8N2", "115200 8E1",
+                                   "115200 8N2", "9600 8O1", "19200 8O1", "115200 8O1"));
 }
 
 TEST_F(ScanTest, AReplyWithinTheWaitIsNotMissedHoweverCloseToItsEnd)
