@@ -10,6 +10,7 @@ namespace {
 
 constexpr std::size_t kFixedRequest = 8;
 constexpr std::size_t kMaskRequest = 10;
+constexpr std::size_t kIdentificationRequest = 7;
 constexpr std::size_t kByteCountAt = 6;
 constexpr std::size_t kBlockOverhead = 9; ///< station, function, address, quantity, byte count, CRC
 
@@ -26,6 +27,10 @@ FrameLength requestLength(ByteView bytes)
     case kWriteSingleRegister:
     case kDiagnostics:
         return {FrameLength::Kind::Known, kFixedRequest};
+    case kReportServerId:
+        return {FrameLength::Kind::Known, kShortestFrame};
+    case kEncapsulated:
+        return {FrameLength::Kind::Known, kIdentificationRequest};
     case kMaskWriteRegister:
         return {FrameLength::Kind::Known, kMaskRequest};
     case kWriteMultipleCoils:

@@ -1,5 +1,6 @@
 // plcstation: simulated Modbus RTU stations on a pseudo-terminal, with faults on demand.
 
+#include "abilities.h"
 #include "areas_file.h"
 #include "help_text.h"
 #include "modbus_codes.h"
@@ -38,6 +39,8 @@ constexpr int kMaxBaud = 4000000;
 constexpr int kMaxMilliseconds = 3600000;
 constexpr int kLastReserved = 255;
 
+constexpr std::size_t kLongestServerId = 240;
+
 constexpr char kFaultGroup[] = "Faults";
 constexpr char kProgramGroup[] = "Output";
 
@@ -50,6 +53,13 @@ struct Options
     std::vector<std::string> counters;
     int tickMs = 0;
     int delayMs = 0;
+    int delaySpreadMs = 0;
+    int leastPauseMs = 0;
+    Abilities abilities;
+    std::string functions;
+    std::vector<std::string> present;
+    std::vector<std::string> objects;
+    std::string lacking = "refuse";
     int silenceMs = 0;
     int baud = 0;
     bool relay = false;
@@ -150,6 +160,54 @@ void addStationOptions(CLI::App *app, Options *options)
         ->group(group);
 }
 
+void addAbilityOptions(CLI::App *app, Options *options)
+{
+    const std::string group = "Abilities";
+    app->add_option("--only", options->present,
+                    "items that there are in an area, AREA:FIRST-LAST; others of that area are lacking; "
+                    "repeatable")
+        ->type_name("RANGE")
+        ->group(group);
+    app->add_option("--lacking", options->lacking,
+                    "what becomes of a request for items that are lacking: refuse (exception 02), silent, or "
+                    "zeros (reads are answered where some of the items are there)")
+        ->check(CLI::IsMember({"refuse", "silent", "zeros"}))
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option("--max-registers", options->abilities.mostRegisters,
+                    "most registers in one read; more get exception 03")
+        ->check(CLI::Range(1, kMaxReadRegisters))
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option("--max-bits", options->abilities.mostBits, "the same for bits")
+        ->check(CLI::Range(1, kMaxReadBits))
+        ->type_name("N")
+        ->capture_default_str()
+        ->group(group);
+    app->add_option("--functions", options->functions,
+                    "functions that are known, as 1-4,8; others get "
+                    "exception 01")
+        ->type_name("LIST")
+        ->group(group);
+    app->add_option("--server-id", options->abilities.serverId,
+                    "what function 17 tells; without it function 17 is not known")
+        ->type_name("TEXT")
+        ->check([](const std::string &text) {
+            return text.size() > kLongestServerId ? "is longer than 240 bytes" : "";
+        })
+        ->group(group);
+    app->add_option("--identity", options->objects,
+                    "an object of the device identification (43/14), NUMBER=TEXT; repeatable; without one "
+                    "function 43 is not known")
+        ->type_name("OBJECT")
+        ->group(group);
+    app->add_flag("--endless-identity", options->abilities.endlessObjects,
+                  "every reply of the device identification says that more follow")
+        ->group(cli::rare(group));
+}
+
 void addLineOptions(CLI::App *app, Options *options)
 {
     const std::string group = "Line";
@@ -158,6 +216,18 @@ void addLineOptions(CLI::App *app, Options *options)
         ->type_name("MS")
         ->capture_default_str()
         ->group(group);
+    app->add_option("--delay-spread", options->delaySpreadMs,
+                    "a reply starts up to that much later, by chance (ms)")
+        ->check(CLI::Range(0, kMaxMilliseconds))
+        ->type_name("MS")
+        ->capture_default_str()
+        ->group(cli::rare(group));
+    app->add_option("--least-pause", options->leastPauseMs,
+                    "a request that begins sooner behind a reply is not heard (ms)")
+        ->check(CLI::Range(0, kMaxMilliseconds))
+        ->type_name("MS")
+        ->capture_default_str()
+        ->group(cli::rare(group));
     app->add_option("--pace", options->baud, "bytes take as long as at this rate, 11 bits a character")
         ->check(CLI::Range(1, kMaxBaud))
         ->type_name("BAUD")
@@ -185,6 +255,7 @@ void addLineOptions(CLI::App *app, Options *options)
 void addOptions(CLI::App *app, Options *options)
 {
     addStationOptions(app, options);
+    addAbilityOptions(app, options);
     addLineOptions(app, options);
     addFaultOptions(app, options);
     app->add_flag("--commands", options->commands,
@@ -225,11 +296,44 @@ std::string addCounters(const std::vector<std::string> &texts, StationBus *bus)
     return {};
 }
 
+/// Completes the abilities by what was typed as text, and gives them to all stations.
+std::string setAbilities(const Options &options, StationBus *bus)
+{
+    Abilities abilities = options.abilities;
+    std::string wrong;
+    for (const std::string &text : options.present) {
+        if (wrong.empty() && !(wrong = addPresent(text, &abilities)).empty())
+            wrong = "--only: " + wrong;
+    }
+    for (const std::string &text : options.objects) {
+        if (wrong.empty() && !(wrong = addObject(text, &abilities)).empty())
+            wrong = "--identity: " + wrong;
+    }
+    if (wrong.empty() && !options.functions.empty()) {
+        constexpr int kLastFunction = 127;
+        std::vector<int> functions;
+        wrong = parseStationList(options.functions, kLastFunction, &functions);
+        if (!wrong.empty())
+            wrong =
+                "--functions: '" + options.functions + "' is no list of functions from 1 to 127, as 1-4,8";
+        abilities.functions.insert(functions.begin(), functions.end());
+    }
+    abilities.lacking = options.lacking == "silent"  ? Lacking::IsSilent
+                        : options.lacking == "zeros" ? Lacking::ReadsZeros
+                                                     : Lacking::Refuses;
+    for (auto &[number, station] : bus->stations())
+        station.setAbilities(abilities);
+    return wrong;
+}
+
 LineSettings lineSettings(const Options &options)
 {
     LineSettings settings;
     settings.baud = options.baud;
     settings.answerDelay = std::chrono::milliseconds(options.delayMs);
+    settings.delaySpread = std::chrono::milliseconds(options.delaySpreadMs);
+    settings.seed = options.faults.seed;
+    settings.leastPause = std::chrono::milliseconds(options.leastPauseMs);
     settings.silence = std::chrono::milliseconds(options.silenceMs);
     settings.tick = std::chrono::milliseconds(options.tickMs);
     settings.relay = options.relay;
@@ -308,6 +412,8 @@ int run(const Options &options)
     std::string wrong = options.areas.empty() ? std::string() : loadAreasFile(options.areas, &bus);
     if (wrong.empty())
         wrong = addCounters(options.counters, &bus);
+    if (wrong.empty())
+        wrong = setAbilities(options, &bus);
     if (!wrong.empty())
         return failed(kExitUsage, wrong);
 

@@ -18,7 +18,9 @@ constexpr std::uint8_t kWriteSingleRegister = 6;
 constexpr std::uint8_t kDiagnostics = 8;
 constexpr std::uint8_t kWriteMultipleCoils = 15;
 constexpr std::uint8_t kWriteMultipleRegisters = 16;
+constexpr std::uint8_t kReportServerId = 17;
 constexpr std::uint8_t kMaskWriteRegister = 22;
+constexpr std::uint8_t kEncapsulated = 43;
 
 constexpr std::uint8_t kExceptionBit = 0x80;
 

@@ -2,6 +2,8 @@
 
 #include "modbus_codes.h"
 
+#include <utility>
+
 namespace plc::station {
 
 namespace {
@@ -25,6 +27,12 @@ const Function *findFunction(std::uint8_t code)
             return &function;
     }
     return nullptr;
+}
+
+/// A reply that is not there is that of a station that is silent about what it lacks.
+bool isRefused(const Bytes &reply)
+{
+    return reply.empty() || (reply[0] & kExceptionBit) != 0;
 }
 
 Bytes exceptionPdu(std::uint8_t function, std::uint8_t code)
@@ -63,7 +71,7 @@ void Station::executeBroadcast(ByteView pdu)
     if (diagnostics_.listenOnly)
         return;
     const Function *function = findFunction(pdu[0]);
-    if (function == nullptr || !function->writes || (executeKnown(pdu)[0] & kExceptionBit) != 0)
+    if (function == nullptr || !function->writes || isRefused(executeKnown(pdu)))
         ++diagnostics_.exceptions;
 }
 
@@ -92,6 +100,8 @@ Bytes Station::executeKnown(ByteView pdu)
 {
     if (refuses(pdu[0]))
         return exceptionPdu(pdu[0], refusalCode_);
+    if (std::optional<Bytes> answer = answerByAbilities(abilities_, pdu))
+        return std::move(*answer);
     if (pdu[0] == kDiagnostics)
         return diagnostics_.execute(pdu);
     // Qt's server knows more functions than this station, Read/Write Multiple Registers among them.

@@ -3,6 +3,7 @@
 #ifndef PLC_STATION_STATION_H
 #define PLC_STATION_STATION_H
 
+#include "abilities.h"
 #include "diagnostics.h"
 #include "register_model.h"
 
@@ -48,6 +49,7 @@ public:
     /// Counts an exception reply with @p code and builds it.
     Bytes refuse(std::uint8_t function, std::uint8_t code);
 
+    void setAbilities(const Abilities &abilities) { abilities_ = abilities; }
     /// @param code  of the exceptions with which it refuses
     void setManner(Manner manner, std::uint8_t code = 1);
     /// True when it answers no request, or but those for diagnostics.
@@ -68,6 +70,7 @@ private:
     Bytes executeKnown(ByteView pdu);
 
     RegisterModel registers_;
+    Abilities abilities_;
     Diagnostics diagnostics_;
     std::vector<MovingRange> moving_;
     Manner manner_ = Manner::Answers;

@@ -41,7 +41,7 @@ std::chrono::nanoseconds defaultSilence(int baud)
 StationLine::StationLine(const LineSettings &settings, StationBus *bus, FaultPlan *faults, Trace trace)
     : settings_(settings), bus_(bus), relay_(bus), faults_(faults), trace_(std::move(trace)),
       framer_(settings.relay ? relayRequestRule() : modbusRequestRule(settings.requestOrder)),
-      character_(characterTime(settings.baud))
+      character_(characterTime(settings.baud)), random_(settings.seed)
 {
     responder_ = bus_;
     if (settings_.relay)
@@ -128,6 +128,8 @@ void StationLine::processInput(Time now)
 void StationLine::take(Time now, ByteView bytes)
 {
     silenceFrom_ = now;
+    if (!framer_.isHoldingBytes())
+        frameFrom_ = now - character_;
     const std::vector<Bytes> frames = framer_.push(bytes);
     countBadFrames(now);
     for (const Bytes &frame : frames)
@@ -145,6 +147,12 @@ void StationLine::endOfFrame(Time now)
 void StationLine::handle(Time now, const Bytes &frame)
 {
     note(now, Event::Request, frame, "");
+    if (settings_.leastPause > 0ns && replyEnd_ != Time::min() &&
+        frameFrom_ < replyEnd_ + settings_.leastPause) {
+        ++statistics_.silent;
+        note(now, Event::Note, {}, "too soon behind the last reply");
+        return;
+    }
     std::optional<std::uint8_t> refusal;
     if (faults_ != nullptr && responder_->expectsReply(frame))
         refusal = faults_->refusal();
@@ -194,6 +202,9 @@ void StationLine::schedule(Time requestEnd, const Bytes &reply)
         note(requestEnd, Event::Note, {}, "reply dropped");
 
     Time start = requestEnd + settings_.answerDelay;
+    if (settings_.delaySpread > 0ns)
+        start += Time(static_cast<std::int64_t>(
+            random_() % static_cast<std::uint64_t>(settings_.delaySpread.count() + 1)));
     for (const Piece &piece : pieces) {
         start += piece.quiet;
         scheduled_.emplace(start, piece.bytes);
@@ -212,6 +223,7 @@ void StationLine::startDue(Time now)
             lineFree_ += character_;
             outgoing_.push_back({lineFree_, value});
         }
+        replyEnd_ = lineFree_;
         scheduled_.erase(first);
     }
 }

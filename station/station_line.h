@@ -11,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <random>
 #include <string>
 
 namespace plc::station {
@@ -25,6 +26,11 @@ struct LineSettings
     int baud = 0;
     /// From the end of a request to the start of its reply; on a paced line never below 3.5 characters.
     std::chrono::nanoseconds answerDelay{0};
+    /// A reply starts up to this much later, by chance.
+    std::chrono::nanoseconds delaySpread{0};
+    std::uint64_t seed = 1; ///< of that chance
+    /// A request that begins sooner behind a reply is not heard.
+    std::chrono::nanoseconds leastPause{0};
     /// Silence that ends a frame; 0 chooses defaultSilence(baud).
     std::chrono::nanoseconds silence{0};
     /// Moving items move on once in this time; 0: with every answered request.
@@ -111,6 +117,8 @@ private:
     std::deque<TimedByte> incoming_; ///< still on their way to the stations
     Time lastInput_{0};              ///< when the last byte arrived, or will
     Time silenceFrom_{0};
+    Time frameFrom_{0}; ///< when the bytes that are held back began
+    Time replyEnd_ = Time::min();
     std::multimap<Time, Bytes> scheduled_; ///< replies, by the time at which they start
     std::deque<TimedByte> outgoing_;       ///< on the line, with the time at which they arrive at the master
     Time lineFree_{0};
@@ -118,6 +126,7 @@ private:
     std::optional<Time> nextTick_;
     std::size_t badSeen_ = 0;
     LineStatistics statistics_;
+    std::mt19937_64 random_;
 };
 
 } // namespace plc::station

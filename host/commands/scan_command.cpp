@@ -8,6 +8,7 @@
 #include <cstring>
 #include <map>
 
+#include "host/commands/capture_option.h"
 #include "host/commands/command_options.h"
 #include "host/commands/commands.h"
 #include "host/commands/find_table.h"
@@ -20,6 +21,7 @@
 #include "runtime/line/failure.h"
 #include "runtime/line/number_text.h"
 #include "runtime/line/serial_port.h"
+#include "runtime/line/terminal_system.h"
 #include "runtime/panel/utf8.h"
 
 namespace plc::host {
@@ -52,18 +54,7 @@ ScanPlan planOf(const ScanOptions &options)
     return plan;
 }
 
-/// True for a pseudo-terminal, which has neither rate nor parity: all settings are one.
-bool isPseudoTerminal(const std::string &port)
-{
-    const std::string path = port.find('/') == std::string::npos ? "/dev/" + port : port;
-    char *const real = ::realpath(path.c_str(), nullptr);
-    const std::string device = real != nullptr ? real : "";
-    std::free(real); // NOLINT(cppcoreguidelines-no-malloc): made by realpath()
-    return device.compare(0, 9, "/dev/pts/") == 0;
-}
-
-/// The port of one setting. Whatever stands between the scan and the line goes around it here.
-std::unique_ptr<Port> openPort(const ScanOptions &options, const ScanSetting &setting)
+LineSettings settingsOf(const ScanOptions &options, const ScanSetting &setting)
 {
     LineSettings line;
     line.port = options.port;
@@ -73,11 +64,31 @@ std::unique_ptr<Port> openPort(const ScanOptions &options, const ScanSetting &se
     line.anyRate = options.anyRate;
     if (!options.rs485.empty())
         line.rs485 = rs485Named(options.rs485);
+    return line;
+}
+
+/// The port of one setting. Whatever stands between the scan and the line goes around it here.
+std::unique_ptr<Port> openPort(const ScanOptions &options, const ScanSetting &setting,
+                               const std::shared_ptr<Capture> &capture)
+{
     const PortListener listener = [&options](const PortNote &note) {
         if (note.isWarning || options.verbose)
             std::fprintf(stderr, "plchost: %s\n", note.text.c_str());
     };
-    return std::make_unique<SerialPort>(line, listener);
+    return captured(std::make_unique<SerialPort>(settingsOf(options, setting), listener), capture);
+}
+
+/// The capture of a scan, null where none is asked for.
+/// @throw Failure  (wrong usage) for several settings: a capture has one.
+std::shared_ptr<Capture> captureOf(const ScanOptions &options, const ScanPlan &plan)
+{
+    if (!options.captureFile.empty() && plan.settings.size() > 1)
+        throw Failure(FailureKind::Usage,
+                      "--capture: a capture has one rate and one parity; name one of each, with -b and -P");
+    if (options.captureFile == "-")
+        throw Failure(FailureKind::Usage,
+                      "--capture: - is for listen; here finds go to standard output, so name a file");
+    return openCapture(options.captureFile, settingsOf(options, plan.settings.front()));
 }
 
 /// "3 min 20 s".
@@ -187,7 +198,7 @@ std::uint64_t damagedCharacters(Port *port)
 
 /// Carries the scan out on a port.
 /// @throw Failure  (port)
-void carryOut(const ScanOptions &options, Scan *scan, Teller *teller)
+void carryOut(const ScanOptions &options, const std::shared_ptr<Capture> &capture, Scan *scan, Teller *teller)
 {
     std::unique_ptr<Port> port;
     bool wasOpened = false;
@@ -209,7 +220,7 @@ void carryOut(const ScanOptions &options, Scan *scan, Teller *teller)
             const bool isFirst = !wasOpened;
             port.reset(); // it gives back the settings that it has found
             try {
-                port = openPort(options, *step.open);
+                port = openPort(options, *step.open, capture);
                 wasOpened = true;
             } catch (const PortAbsent &) {
                 throw;
@@ -308,17 +319,19 @@ ExitCode scanLine(const ScanOptions &options)
                          "setting is tried for all\n",
                          options.port.c_str());
     }
+    const std::shared_ptr<Capture> capture = captureOf(options, plan);
     catchInterrupts();
     Teller teller(options);
     Scan scan(plan, teller);
     teller.watch(&scan);
     std::string lost;
     try {
-        carryOut(options, &scan, &teller);
+        carryOut(options, capture, &scan, &teller);
     } catch (const Failure &failure) {
         lost = failure.what();
         scan.stop();
     }
+    finishCapture(capture.get());
     const std::vector<Find> &finds = teller.finds;
     if (options.outputFormat() == Format::Text)
         print(findLines(finds, Format::Text, std::chrono::system_clock::now(), true));

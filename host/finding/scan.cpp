@@ -111,7 +111,7 @@ void Scan::stop()
 
 Time Scan::timeLeft() const
 {
-    const auto turn = [this](const ScanSetting &setting, std::size_t stations, Time wait) {
+    const auto turn = [](const ScanSetting &setting, std::size_t stations, Time wait) {
         return static_cast<std::int64_t>(stations) * (setting.wire(kRequestHead + kCrcLen) + wait);
     };
     if (state_ == State::Over)

@@ -262,6 +262,34 @@ bool isWriteFunction(int function)
            function == kWriteMultipleRegisters;
 }
 
+bool changesNothing(const QByteArray &request)
+{
+    constexpr int kDiagnosticRegister = 2;
+    constexpr int kFirstCounter = 0x0B;
+    constexpr int kLastCounter = 0x12;
+    if (request.size() < 2 || byteOf(request, 0) == 0)
+        return false;
+    const int function = byteOf(request, 1);
+    switch (function) {
+    case kDiagnostics: {
+        const int sub = wordOf(request, 2);
+        return sub == kEchoData || sub == kDiagnosticRegister ||
+               (sub >= kFirstCounter && sub <= kLastCounter);
+    }
+    case kReadExceptionStatus:
+    case kEventCounter:
+    case kEventLog:
+    case kReportServerId:
+    case kReadFile:
+    case kReadFifo:
+        return true;
+    case kEncapsulated:
+        return byteOf(request, 2) == kReadIdentification;
+    default:
+        return isReadFunction(function);
+    }
+}
+
 ContentLength requestLengthAt(const unsigned char *bytes, int available)
 {
     if (available < 2)

@@ -67,6 +67,11 @@ constexpr int countedReplyLength(int byteCount)
     return byteCount + 5; // station, function, byte count, CRC
 }
 
+/// True for a request, with its CRC or without, of which it is known that it only reads: functions 1 to 4, 7,
+/// 11, 12, 17, 20, 24, of 8 the echo, the register and the counters, of 43 the device identification. False
+/// for everything else, broadcasts and unknown functions among it.
+bool changesNothing(const QByteArray &request);
+
 /// How long a frame must be, by the bytes that are there.
 struct ContentLength
 {

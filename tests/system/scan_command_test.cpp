@@ -2,6 +2,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "programs.h"
@@ -113,6 +115,23 @@ TEST(Scan, WritesAProjectThatRuns)
     const Finished again = scan(*station, kPatient + Words{"-a", "5", "--write-project", file});
     EXPECT_EQ(1, again.exitCode);
     EXPECT_THAT(again.errors, HasSubstr("is there already"));
+    std::remove(file.c_str());
+}
+
+TEST(Scan, KeepsACapture)
+{
+    const auto station = startStation({"-q", "-a", "5"});
+    const std::string file = ::testing::TempDir() + "scan.pcapng";
+    const Finished run = scan(*station, kPatient + Words{"-a", "5", "--capture", file});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
+    std::ifstream stream(file, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
+    // The station is asked twice.
+    const std::string request("\x05\x03\x00\x00\x00\x01\x85\x8E", 8);
+    const std::size_t first = bytes.find(request);
+    ASSERT_NE(std::string::npos, first);
+    EXPECT_NE(std::string::npos, bytes.find(request, first + 1));
+    EXPECT_NE(std::string::npos, bytes.find(std::string("\x05\x03\x02", 3)));
     std::remove(file.c_str());
 }
 
