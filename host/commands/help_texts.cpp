@@ -323,6 +323,36 @@ Manual listenManual()
     return manual;
 }
 
+Manual scanManual()
+{
+    Manual manual;
+    manual.examples = {example("every station at the usual settings, which takes under four minutes",
+                               "plchost scan -p /dev/ttyUSB0"),
+                       example("ten stations at one setting, and a project file of those that are there",
+                               "plchost scan -p /dev/ttyUSB0 -b 9600 -P even -a 1-10 \\\n"
+                               "    --write-project found.json")};
+    manual.chapters = {
+        paragraph("A line in use",
+                  "First the line is listened to. Where others talk on it nothing is sent, since two masters "
+                  "spoil each other's replies; the stations that are heard answering are shown."),
+        {"What is shown",
+         {flowing("A line for each station and setting. A reply counts for the station that it names, "
+                  "whenever it comes, and an exception is a reply. An echo is none."),
+          listed({{"good", "replies as it should"},
+                  {"bad link", "it is there, but replies come damaged"},
+                  {"two stations", "two have this number, as far as their replies differ in time or kind"},
+                  {"heard", "not asked: it answered somebody else"}})}},
+        {"Exit code",
+         {listed({{"0", "something was found"},
+                  {"1", "wrong usage"},
+                  {"2", "nothing was found"},
+                  {"5", "the port cannot be opened or is lost"},
+                  {"7", "output could not be written"},
+                  {"8", "the line is in use, and nothing was sent"}})}},
+        documents({{"scanning.md", "what a scan does on the line, and what it may miss"}, kOutputPage})};
+    return manual;
+}
+
 Manual projectManual()
 {
     Manual manual;
