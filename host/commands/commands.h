@@ -11,11 +11,15 @@
 
 namespace plc::host {
 
+struct AreaMapOptions;
+struct AskOptions;
 struct CommandOptions;
 struct DemoOptions;
+struct LimitsOptions;
 struct MapOptions;
 struct OutputOptions;
 struct PlanOptions;
+struct RawOptions;
 struct RunOptions;
 struct WatchOptions;
 struct WriteOptions;
@@ -34,6 +38,14 @@ ExitCode planProject(const PlanOptions &options);
 ExitCode projectFromMap(const MapOptions &options);
 /// plchost project to-csv: the variables of a project as a register map.
 ExitCode mapFromProject(const std::string &file);
+/// plchost identify: what stations tell of themselves.
+ExitCode identifyStations(const AskOptions &options);
+/// plchost limits: what a station can do.
+ExitCode findLimits(const LimitsOptions &options);
+/// plchost map: which registers or bits there are.
+ExitCode mapArea(const AreaMapOptions &options);
+/// plchost raw: any bytes, and the answer.
+ExitCode sendRaw(const RawOptions &options);
 /// plchost ports: the serial ports of this machine.
 ExitCode listPorts(const OutputOptions &options);
 /// plchost demo: everything at once against a simulated station of its own.

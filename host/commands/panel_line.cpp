@@ -168,6 +168,7 @@ PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
     ground.isCancelled = isInterrupted;
     ground.rows = manner_.rows;
     ground.readOnly = manner_.readOnly;
+    ground.holes = link.holes;
     ground.listener = manner_.newsListener;
     line_.reset(plcruntime::LineAccess::make(settings, ground));
     wantEvents(manner_.verbose);

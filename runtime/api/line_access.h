@@ -28,6 +28,8 @@ struct LineGround
     bool readOnly = false;
     /// Name rows that the driver is given before those of the variables with a priority.
     std::vector<plc::runtime::PriorityRow> rows = {};
+    /// What no cyclic read may reach over.
+    std::vector<plc::runtime::Hole> holes = {};
     /// Gets all news of the session, with the lock of the line held: it calls nothing of the line.
     std::function<void(const plc::runtime::News &)> listener = nullptr;
 };
