@@ -238,7 +238,7 @@ TEST(FindingByLibmodbus, AStationOfAnotherMakerIsIdentifiedAndMapped)
 {
     Server station(PLC_LIBMODBUS_STATION, {});
     // It is silent about functions that it does not know.
-    const Words line{"-p", station.terminal(), "-a", "17", "-o", "3", "--retries", "0"};
+    const Words line{"-p", station.terminal(), "-a", "17", "-o", "2", "--retries", "1"};
     const Finished identified = plchost(Words{"identify"} + line);
     EXPECT_EQ(0, identified.exitCode) << identified.errors;
     EXPECT_THAT(identified.output, AllOf(HasSubstr("server id (17)"), HasSubstr("4C 4D 42")))
