@@ -13,6 +13,7 @@
 #include "host/commands/help_texts.h"
 #include "host/commands/option_groups.h"
 #include "host/commands/standard_streams.h"
+#include "runtime/line/rtu_layout.h"
 
 namespace plc::host {
 
@@ -209,6 +210,93 @@ void addScanCommand(CLI::App *program, cli::Book *book, Command *chosen)
     command->callback([options, chosen] { *chosen = [options] { return scanLine(*options); }; });
 }
 
+/// Reads the project, then runs the command.
+template <typename Options>
+void chooseAsking(CLI::App *command, const std::shared_ptr<Options> &options, Command *chosen,
+                  ExitCode (*run)(const Options &))
+{
+    command->callback([command, options, chosen, run] {
+        noteTyped(*command, options.get());
+        *chosen = [options, run] {
+            options->takeProject();
+            return run(*options);
+        };
+    });
+}
+
+void addIdentifyCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<AskOptions>();
+    options->takesSeveralStations = true;
+    CLI::App *command = program->add_subcommand("identify", "ask stations who they are");
+    addAskOptions(command, options.get());
+    addTextFormatOption(command, options.get());
+    book->of(command) = identifyManual();
+    chooseAsking(command, options, chosen, identifyStations);
+}
+
+void addLimitsCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<LimitsOptions>();
+    CLI::App *command =
+        program->add_subcommand("limits", "find out by reads what a station can do, and how fast");
+    addNumber(command, "-r,--start", &options->address, 0, kAddresses - 1, "ADDRESS",
+              "an address that exists, with others behind it")
+        ->capture_default_str();
+    addNumber(command, "--samples", &options->samples, 1, 100000, "N", "reads whose reply times are taken")
+        ->capture_default_str();
+    addAskOptions(command, options.get());
+    addTextFormatOption(command, options.get());
+    book->of(command) = limitsManual();
+    chooseAsking(command, options, chosen, findLimits);
+}
+
+void addMapCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<AreaMapOptions>();
+    CLI::App *command =
+        program->add_subcommand("map", "find out which registers or bits a station has, by few reads");
+    command->add_option("AREA", options->area, "0x, 1x, 3x or 4x, or a part of it, as 4x:0-999")
+        ->type_name("")
+        ->capture_default_str();
+    auto *least = addNumber(command, "--least", &options->least, 1, 2000, "N",
+                            "islands of at least so many registers or bits are found")
+                      ->capture_default_str();
+    command->add_flag("--exact", options->exact, "ask every address")->excludes(least);
+    addNumber(command, "--known", &options->known, 0, kAddresses - 1, "ADDRESS",
+              "an address that exists, for a station that is silent about what it lacks");
+    command
+        ->add_option("--resume", options->resume,
+                     "keep what is known in this file meanwhile, and go on from there if it exists")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; });
+    command
+        ->add_option("--write-project", options->writeProject,
+                     "write a project file that reads all that was found")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; });
+    addAskOptions(command, options.get());
+    addFormatOption(command, options.get());
+    book->of(command) = mapManual();
+    chooseAsking(command, options, chosen, mapArea);
+}
+
+void addRawCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<RawOptions>();
+    CLI::App *command = program->add_subcommand("raw", "send any bytes and show the answer field by field");
+    command
+        ->add_option("BYTES", options->bytes,
+                     "station, function and data in hexadecimal, as 05 03 00 64 00 02 or 050300640002")
+        ->type_name("")
+        ->required();
+    command->add_flag("--no-crc", options->noCrc, "send the bytes as they are, without a CRC behind them");
+    addAskOptions(command, options.get());
+    addTextFormatOption(command, options.get());
+    book->of(command) = rawManual();
+    chooseAsking(command, options, chosen, sendRaw);
+}
+
 void addPortsCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<OutputOptions>();
@@ -238,6 +326,10 @@ Command parseCommandLine(int argc, char **argv)
     addPlanCommand(&program, &book, &chosen);
     addProjectCommand(&program, &book, &chosen);
     addScanCommand(&program, &book, &chosen);
+    addIdentifyCommand(&program, &book, &chosen);
+    addLimitsCommand(&program, &book, &chosen);
+    addMapCommand(&program, &book, &chosen);
+    addRawCommand(&program, &book, &chosen);
     addPortsCommand(&program, &book, &chosen);
     addDemoCommand(&program, &book, &chosen);
     const cli::Parsed parsed = cli::parse(&program, &book, argc, argv, valuesOf);

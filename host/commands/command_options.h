@@ -157,6 +157,39 @@ struct MapOptions : CommandOptions
     std::string name; ///< of the project; empty = none
 };
 
+/// Of commands that ask stations themselves, without the driver.
+struct AskOptions : CommandOptions
+{
+    bool crcHighFirst = false;
+
+    bool wantsCrcHighFirst(const LinkSettings &link) const
+    {
+        return crcHighFirst || hasOption(link.options, kOptionSwapRequestCrc);
+    }
+};
+
+struct RawOptions : AskOptions
+{
+    std::vector<std::string> bytes;
+    bool noCrc = false;
+};
+
+struct LimitsOptions : AskOptions
+{
+    int address = 0;
+    int samples = 200;
+};
+
+struct AreaMapOptions : AskOptions
+{
+    std::string area = "4x";
+    int least = 32;
+    bool exact = false;
+    int known = -1;           ///< -1 = none
+    std::string resume;       ///< empty = nothing is kept
+    std::string writeProject; ///< empty = none
+};
+
 struct RunOptions : OutputOptions
 {
     std::string file;

@@ -11,12 +11,16 @@
 
 namespace plc::host {
 
+struct AreaMapOptions;
+struct AskOptions;
 struct CommandOptions;
 struct DemoOptions;
+struct LimitsOptions;
 struct ListenOptions;
 struct MapOptions;
 struct OutputOptions;
 struct PlanOptions;
+struct RawOptions;
 struct RunOptions;
 struct ScanOptions;
 struct WatchOptions;
@@ -38,6 +42,14 @@ ExitCode planProject(const PlanOptions &options);
 ExitCode projectFromMap(const MapOptions &options);
 /// plchost project to-csv: the variables of a project as a register map.
 ExitCode mapFromProject(const std::string &file);
+/// plchost identify: what stations tell of themselves.
+ExitCode identifyStations(const AskOptions &options);
+/// plchost limits: what a station can do.
+ExitCode findLimits(const LimitsOptions &options);
+/// plchost map: which registers or bits there are.
+ExitCode mapArea(const AreaMapOptions &options);
+/// plchost raw: any bytes, and the answer.
+ExitCode sendRaw(const RawOptions &options);
 /// plchost ports: the serial ports of this machine.
 ExitCode listPorts(const OutputOptions &options);
 /// plchost scan: which stations are on a line, and at which settings.

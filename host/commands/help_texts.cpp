@@ -54,6 +54,7 @@ Chapter documents(const Rows &pages)
     return {"Documents, in docs/ or in /usr/share/doc/plcdriver-tools", {listed(pages)}};
 }
 
+const cli::Row kCommissioningPage{"commissioning.md", "a day on site, from the first command to a project"};
 const cli::Row kValuesPage{"values.md", "formats, byte orders, units and texts"};
 const cli::Row kOutputPage{"output.md", "what CSV and ndjson hold, for programs"};
 const cli::Row kScreenPage{"screen.md", "the screen of watch and run, and its keys"};
@@ -267,6 +268,90 @@ Manual planManual()
                   "times.")}},
         exitCodes(),
         documents({kProjectsPage})};
+    return manual;
+}
+
+Manual identifyManual()
+{
+    Manual manual;
+    manual.examples = {example("who stations 1 to 8 are, for people and for programs",
+                               "plchost identify -p /dev/ttyUSB0 -b 9600 -a 1-8\n"
+                               "plchost identify -p /dev/ttyUSB0 -a 5 --format ndjson")};
+    manual.chapters = {
+        paragraph("What is asked",
+                  "The device identification (function 43/14), all levels that the station has, in at most "
+                  "eight requests; the server id (function 17); the echo test (function 8/0). Nothing is "
+                  "written."),
+        {"Exit code",
+         {listed({{"0", "each station has told something"},
+                  {"2", "no station has answered"},
+                  {"3", "the stations refuse these functions"},
+                  {"6", "some have told something"}})}},
+        documents({kCommissioningPage, kOutputPage})};
+    return manual;
+}
+
+Manual limitsManual()
+{
+    Manual manual;
+    manual.examples = {example("what station 5 can do; its register 100 exists",
+                               "plchost limits -p /dev/ttyUSB0 -b 9600 -a 5 -r 100")};
+    manual.chapters = {
+        paragraph(
+            "What is found",
+            "The byte order of the CRC, the functions among those that read, the largest block of registers "
+            "and bits, whether reads over lacking registers are answered, the least pause between an answer "
+            "and the next request, and the reply time. Nothing is written. The block goes to --max-block, "
+            "the pause to pauseMs of a project, the order of the CRC to --option."),
+        paragraph("A block that ends early",
+                  "Where the items behind -r end before the limit does, the block is told as 'at least'; -r "
+                  "names an address with more behind it. plchost map finds one."),
+        exitCodes(), documents({kCommissioningPage, kOutputPage, kLinePage})};
+    return manual;
+}
+
+Manual mapManual()
+{
+    Manual manual;
+    manual.examples = {
+        example("the holding registers of station 5, and a project file that reads them",
+                "plchost map -p /dev/ttyUSB0 -b 9600 -a 5 --write-project machine.json\n"
+                "plchost run machine.json"),
+        example("a part of the coils, each address asked for, in a file that keeps what is known",
+                "plchost map -p /dev/ttyUSB0 -a 5 0x:0-4095 --exact --resume coils.map")};
+    manual.chapters = {
+        paragraph("How it is found",
+                  "Single reads at the distance of --least, borders by halving, and each island whole in "
+                  "blocks. So each island of that length is found with its exact borders and holes. A "
+                  "shorter one between two reads may be missed; --exact asks every address. Nothing is "
+                  "written to the station."),
+        paragraph("Ctrl-C", "What was found is printed, and kept in the file of --resume."),
+        paragraph("What comes of it",
+                  "--write-project has a variable for each island, and what lies between them as holes, "
+                  "which no request of plchost run reads over. --format csv is a register map."),
+        {"Exit code",
+         {listed({{"0", "something was found"},
+                  {"2", "the station has not answered, or Ctrl-C came before anything was found"},
+                  {"3", "everything was refused"},
+                  {"6", "a part was found: Ctrl-C, or the station has gone"}})}},
+        documents({kCommissioningPage, kProjectsPage, kOutputPage})};
+    return manual;
+}
+
+Manual rawManual()
+{
+    Manual manual;
+    manual.examples = {example("two holding registers of station 5 from 100 on, and its server id",
+                               "plchost raw -p /dev/ttyUSB0 -b 9600 05 03 00 64 00 02\n"
+                               "plchost raw -p /dev/ttyUSB0 -b 9600 0511")};
+    manual.chapters = {
+        paragraph("What is sent",
+                  "The bytes with the CRC behind them, once. --no-crc sends them as they are. With "
+                  "--read-only nothing is sent but functions of which it is known that they only read."),
+        paragraph("What is shown",
+                  "The request, the answer, and its fields with what they mean. Where the bytes "
+                  "are no request, whatever comes within --timeout is shown."),
+        exitCodes(), documents({kCommissioningPage, kOutputPage})};
     return manual;
 }
 

@@ -23,7 +23,8 @@ CLI::Option *addSeconds(CLI::App *app, const char *name, double *number, Limits 
     return addNumber(app, name, number, limits.least / 1000.0, limits.most / 1000.0, "S", help, group);
 }
 
-void addLineOptions(CLI::App *app, CommandOptions *options)
+/// What the port and the line are like.
+void addWireOptions(CLI::App *app, CommandOptions *options)
 {
     app->add_option("-a,--station", options->stations,
                     "station of variables that name none, 1 to " + std::to_string(kStationLimits.most) +
@@ -63,6 +64,25 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
     addSeconds(app, "-o,--timeout", &options->timeoutSeconds, kTimeoutMsLimits,
                "wait for the first byte of a reply, in seconds", kLineGroup)
         ->capture_default_str();
+}
+
+void addRetriesOption(CLI::App *app, CommandOptions *options, const char *group)
+{
+    addNumber(app, "--retries", &options->retries, kRetryLimits, "N",
+              "repetitions of a request that got no usable reply", group)
+        ->capture_default_str();
+}
+
+void addEchoOption(CLI::App *app, CommandOptions *options)
+{
+    app->add_flag("--echo", options->echo,
+                  "the line hands back what is sent on it (two wires); take that off")
+        ->group(kLineGroup);
+}
+
+void addLineOptions(CLI::App *app, CommandOptions *options)
+{
+    addWireOptions(app, options);
     addSeconds(
         app, "--late-guard", &options->lateGuardSeconds, kLateGuardMsLimits,
         "late guard: a reply that comes late must not pass for the reply to the next request, so after a "
@@ -72,9 +92,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
     addNumber(app, "--turnaround", &options->turnaroundMs, kTurnaroundMsLimits, "MS",
               "pause after a write that nobody answers, such as a broadcast (ms)", rare(kLineGroup))
         ->capture_default_str();
-    app->add_flag("--echo", options->echo,
-                  "the line hands back what is sent on it (two wires); take that off")
-        ->group(kLineGroup);
+    addEchoOption(app, options);
     addEchoCheckOption(app, &options->noEchoCheck);
     app->add_option(
            "--without", options->without,
@@ -88,9 +106,7 @@ void addLineOptions(CLI::App *app, CommandOptions *options)
 
 void addDriverOptions(CLI::App *app, CommandOptions *options)
 {
-    addNumber(app, "--retries", &options->retries, kRetryLimits, "N",
-              "repetitions of a request that got no usable reply", kDriverGroup)
-        ->capture_default_str();
+    addRetriesOption(app, options, kDriverGroup);
     addNumber(app, "--max-block", &options->maxBlock, kMaxBlockLimits, "N",
               "most registers in one request; eight times as many bits", rare(kDriverGroup))
         ->capture_default_str();
@@ -169,6 +185,30 @@ void addLinkOptions(CLI::App *app, CommandOptions *options)
     addReadOnlyOption(app, &options->readOnly);
     addDriverOption(app, &options->driver);
     addVerbosityOptions(app, options);
+}
+
+void addAskOptions(CLI::App *app, AskOptions *options)
+{
+    // What comes of it may be a project, which runs for ever.
+    options->asksForEver = true;
+    addPortOptions(app, options);
+    addWireOptions(app, options);
+    addEchoOption(app, options);
+    addRetriesOption(app, options, rare(kLineGroup).c_str());
+    app->add_flag("--crc-high-first", options->crcHighFirst,
+                  "requests have the high byte of their CRC first; replies may have it either way")
+        ->group(rare(kLineGroup));
+    addReadOnlyOption(app, &options->readOnly);
+    addVerbosityOptions(app, options);
+}
+
+void addTextFormatOption(CLI::App *app, OutputOptions *options)
+{
+    app->add_option("--format", options->format, "text or ndjson")
+        ->check(CLI::IsMember({"text", "ndjson"}))
+        ->type_name("NAME")
+        ->capture_default_str()
+        ->group(kOutputGroup);
 }
 
 void addOfflineOptions(CLI::App *app, CommandOptions *options)

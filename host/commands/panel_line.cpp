@@ -170,6 +170,7 @@ PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
     ground.isCancelled = isInterrupted;
     ground.rows = manner_.rows;
     ground.readOnly = manner_.readOnly;
+    ground.holes = link.holes;
     ground.listener = manner_.newsListener;
     if (!manner_.captureFile.empty())
         ground.wrapPort = [slot = capture_](std::unique_ptr<Port> port) {

@@ -61,7 +61,7 @@ std::optional<Question> AreaMapper::ask(Purpose purpose, int at, int count)
     askedAt_ = at;
     asked_ = count;
     Question question;
-    question.frame = readFrame(wish_.station, wish_.function, wish_.first + at, count);
+    question.frame = readFrame(wish_.station, wish_.function, wish_.first + at, count, wish_.crcHighFirst);
     question.retries = wish_.retries;
     if (repeats_ > 0)
         question.pause = kBusyPause;
@@ -81,6 +81,8 @@ std::optional<Question> AreaMapper::next()
         return ask(purpose_, askedAt_, asked_);
     if (purpose_ == Purpose::Behind || purpose_ == Purpose::Far)
         return ask(purpose_, askedAt_, 1);
+    if (phase_ == Phase::Whole)
+        return nextWhole();
     return phase_ == Phase::Probe ? nextProbe() : nextExtension();
 }
 
@@ -113,7 +115,7 @@ void AreaMapper::beginExtension()
     const int step = phase_ == Phase::Left ? -1 : 1;
     room_ = 0;
     for (int at = edge() + step;
-         room_ < block_ && at >= 0 && at < size() && places_[static_cast<std::size_t>(at)] == Place::Unknown;
+         room_ < reach() && at >= 0 && at < size() && places_[static_cast<std::size_t>(at)] == Place::Unknown;
          at += step)
         ++room_;
     low_ = 0;
@@ -124,9 +126,8 @@ std::optional<Question> AreaMapper::nextExtension()
 {
     while (room_ == 0) {
         if (phase_ == Phase::Right) {
-            phase_ = Phase::Probe;
-            cursor_ = (right_ / wish_.least + 1) * wish_.least;
-            return nextProbe();
+            beginWhole();
+            return nextWhole();
         }
         phase_ = Phase::Right;
         beginExtension();
@@ -136,6 +137,39 @@ std::optional<Question> AreaMapper::nextExtension()
     const bool isFirst = low_ == 0 && high_ > room_;
     const int count = isFirst && phase_ == Phase::Right ? room_ : low_ + std::max(1, (high_ - low_) / 2);
     return ask(Purpose::Extend, beside(count), count);
+}
+
+void AreaMapper::beginWhole()
+{
+    phase_ = Phase::Whole;
+    low_ = proven_;
+    high_ = std::min(right_ - left_ + 1, block_) + 1;
+    room_ = high_ - 1;
+}
+
+std::optional<Question> AreaMapper::nextWhole()
+{
+    if (high_ - low_ < 2) {
+        leaveIsland();
+        return nextProbe();
+    }
+    return ask(Purpose::Whole, left_, high_ > room_ ? room_ : low_ + (high_ - low_) / 2);
+}
+
+/// All items of the block are there: it is refused for its size.
+void AreaMapper::takeWhole(bool isAnswered)
+{
+    (isAnswered ? low_ : high_) = asked_;
+    if (isAnswered)
+        proven_ = std::max(proven_, asked_);
+    if (high_ - low_ == 1 && high_ <= room_)
+        block_ = std::max(1, low_);
+}
+
+void AreaMapper::leaveIsland()
+{
+    phase_ = Phase::Probe;
+    cursor_ = (right_ / wish_.least + 1) * wish_.least;
 }
 
 void AreaMapper::noteAnswerTime(const Answer &answer)
@@ -191,7 +225,9 @@ void AreaMapper::take(const Answer &answer)
         end_ = MapEnd::NoAnswer;
     const Purpose purpose = purpose_;
     purpose_ = Purpose::Probe;
-    if (purpose == Purpose::Extend) {
+    if (purpose == Purpose::Whole) {
+        takeWhole(verdict == Verdict::There);
+    } else if (purpose == Purpose::Extend) {
         takeBlock(verdict);
     } else {
         purpose_ = purpose;
@@ -296,7 +332,7 @@ void AreaMapper::takeSingle(Verdict verdict)
     if (purpose == Purpose::Behind) {
         // A block is refused for its size where each of its items is there.
         if (isThere)
-            block_ = std::max(1, high_ - 1);
+            block_ = std::max(1, std::min(block_, high_ - 1));
         else
             isStrict_ = true;
         beginExtension();
@@ -307,7 +343,6 @@ void AreaMapper::takeSingle(Verdict verdict)
 void AreaMapper::becomeLenient()
 {
     isLenient_ = true;
-    block_ = 1;
     std::replace(places_.begin(), places_.end(), Place::ThereInBlock, Place::Unknown);
     phase_ = Phase::Probe;
     cursor_ = 0;

@@ -12,6 +12,12 @@
 
 namespace plc::host {
 
+/// Functions 1 and 2.
+constexpr bool isReadOfBits(int function)
+{
+    return function <= kReadDiscreteInputs;
+}
+
 struct MapWish
 {
     int station = 1;
@@ -22,8 +28,9 @@ struct MapWish
     int least = 32;
     int block = kMostReadRegisters; ///< most items in one request
     int retries = 3;
-    std::optional<int> known; ///< an address that is there, by which a station that is silent about what it
-                              ///< lacks is told from a dead one
+    bool crcHighFirst = false; ///< of requests
+    std::optional<int> known;  ///< an address that is there, by which a station that is silent about what it
+                               ///< lacks is told from a dead one
     Time timeout = std::chrono::seconds(1);
 };
 
@@ -57,7 +64,9 @@ enum class MapEnd
 /// Asks for single items at a stride of MapWish::least. Each one that is there is the begin of an island,
 /// which is read in blocks to both sides. Where a block is refused, halving finds the longest one that is
 /// not: its neighbour is lacking. A block is answered only if all its items are there, so that every item of
-/// an island has been read. Where a station answers such blocks all the same, each item is asked for alone.
+/// an island has been read. An island that is longer than every block so far is read whole, so that the
+/// largest block that the station takes is known as far as it matters. Where a station answers such blocks
+/// all the same, each item is asked for alone.
 class AreaMapper : public Finder
 {
 public:
@@ -75,6 +84,7 @@ public:
     int countOf(Place place) const;
     /// Share of the area that has been passed, 0 to 1.
     double progress() const;
+    /// Most items in one request; each island has been read in blocks as long as that or as itself.
     int block() const { return block_; }
     /// Codes of the exceptions with which items were refused.
     const std::set<int> &codes() const { return codes_; }
@@ -91,7 +101,8 @@ private:
     {
         Probe,
         Left,
-        Right
+        Right,
+        Whole ///< reads the island in blocks as large as it allows
     };
     enum class Purpose
     {
@@ -99,6 +110,7 @@ private:
         Extend, ///< a block beside the island
         Behind, ///< the item that a block may have been refused for
         Far,    ///< the last item of a block that was answered
+        Whole,  ///< a block inside the island
         Control ///< one that is there
     };
     /// Of what was asked for.
@@ -112,6 +124,10 @@ private:
     std::optional<Question> ask(Purpose purpose, int at, int count);
     std::optional<Question> nextProbe();
     std::optional<Question> nextExtension();
+    void beginWhole();
+    std::optional<Question> nextWhole();
+    void takeWhole(bool isAnswered);
+    void leaveIsland();
     Verdict verdictOf(const Answer &answer);
     void noteAnswerTime(const Answer &answer);
     void noteSilence();
@@ -129,6 +145,8 @@ private:
     int beside(int count) const { return phase_ == Phase::Left ? left_ - count : right_ + 1; }
     /// The farthest item of such a block.
     int far(int count) const { return phase_ == Phase::Left ? left_ - count : right_ + count; }
+    /// Most items beside the island that one read may prove.
+    int reach() const { return isLenient_ ? 1 : block_; }
     int size() const { return static_cast<int>(places_.size()); }
     std::vector<Stretch> stretches(bool there) const;
 

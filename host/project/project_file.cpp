@@ -12,6 +12,7 @@
 #include "host/project/setting_names.h"
 #include "host/project/variable_meaning.h"
 #include "runtime/line/failure.h"
+#include "runtime/line/rtu_layout.h"
 #include "runtime/line/setting_limits.h"
 
 namespace plc::host {
@@ -50,17 +51,21 @@ public:
         const Json::Value *stations = nullptr;
         const Json::Value *variables = nullptr;
         const Json::Value *rows = nullptr;
+        const Json::Value *holes = nullptr;
         visit(root, "a project",
               {{"name", [&](const Json::Value &value) { project_.name = onOneLine(text(value, "a text")); }},
                {"link", [&](const Json::Value &value) { link = &value; }},
                {"stations", [&](const Json::Value &value) { stations = &value; }},
                {"variables", [&](const Json::Value &value) { variables = &value; }},
+               {"holes", [&](const Json::Value &value) { holes = &value; }},
                {"nameRows", [&](const Json::Value &value) { rows = &value; }}});
         // The link comes first, wherever it stands in the file: its options say what addresses mean.
         if (link)
             readLink(*link);
         if (stations)
             readStations(*stations);
+        if (holes)
+            readHoles(*holes);
         if (!variables)
             json_.refuse(root, "the project has no 'variables', a list of at least one variable");
         readVariables(*variables);
@@ -233,6 +238,49 @@ private:
         for (const Json::Value &item : list(value, "the options"))
             takeName(item, "the name of an option",
                      [&](const std::string &name) { project_.link.options |= optionMask(name); });
+    }
+
+    void readHoles(const Json::Value &value)
+    {
+        for (const Json::Value &item : list(value, "the holes"))
+            project_.link.holes.push_back(readHole(item));
+    }
+
+    Hole readHole(const Json::Value &value) const
+    {
+        Hole hole;
+        hole.station = project_.link.station;
+        hole.count = 1;
+        std::string area;
+        const Json::Value *address = nullptr;
+        visit(value, "a hole",
+              {{"station", numberInto(&hole.station, kStationLimits)},
+               {"area", [&](const Json::Value &given) { area = text(given, "0x, 1x, 3x or 4x"); }},
+               {"address", [&](const Json::Value &given) { address = &given; }},
+               {"count", numberInto(&hole.count, kValueCountLimits)}});
+        const Area *const known = findArea(area);
+        if (!known || area != areaName(known->baseType))
+            json_.refuse(value, "a hole has an 'area': \"0x\", \"1x\", \"3x\" or \"4x\"");
+        if (!address)
+            json_.refuse(value, "a hole has an 'address', its first one");
+        hole.baseType = known->baseType;
+        hole.first = wholeNumber(*address) - (project_.link.oneBased() ? 1 : 0);
+        if (hole.first < 0 || hole.first + hole.count > kAddresses)
+            json_.refuse(value, "the hole goes beyond the area, whose last address is " +
+                                    std::to_string(kAddresses - (project_.link.oneBased() ? 0 : 1)));
+        return hole;
+    }
+
+    /// An address, as a number or as a text.
+    int wholeNumber(const Json::Value &value) const
+    {
+        if (!value.isString())
+            return number(value, kTypedAddressLimits);
+        bool isNumber = false;
+        const int given = QString::fromStdString(value.asString()).toInt(&isNumber);
+        if (!isNumber || given < kTypedAddressLimits.least || given > kTypedAddressLimits.most)
+            json_.refuse(value, "an address is a number, as 100, not " + quoted(value.asString()));
+        return given;
     }
 
     void readVariables(const Json::Value &value)
@@ -446,6 +494,17 @@ std::vector<std::string> projectWarnings(const Project &project)
         });
     if (isBroadcast && project.link.turnaround >= project.link.timeout)
         warnings.emplace_back("turnaroundMs should be shorter than replyTimeoutMs");
+    for (const Hole &hole : project.link.holes) {
+        for (const Variable &variable : project.variables) {
+            const bool isHit = variable.station.value_or(project.link.station) == hole.station &&
+                               variable.area->baseType == hole.baseType &&
+                               variable.baseFirst() < hole.first + hole.count &&
+                               hole.first < variable.baseFirst() + variable.baseCount();
+            if (isHit)
+                warnings.push_back("variable '" + variable.label +
+                                   "' lies in one of the 'holes', which its station refuses");
+        }
+    }
     for (const auto &[station, settings] : project.link.stations) {
         const bool isUsed = std::any_of(
             project.variables.begin(), project.variables.end(),

@@ -102,6 +102,16 @@ std::string lineOf(const LinkSettings &link)
     return line.text();
 }
 
+std::string lineOf(const Hole &hole, bool oneBased)
+{
+    ObjectLine line;
+    line.add("station", hole.station);
+    line.add("area", std::string(runtime::areaName(hole.baseType)));
+    line.add("address", hole.first + (oneBased ? 1 : 0));
+    line.addUnless(1, "count", hole.count);
+    return line.text();
+}
+
 std::string lineOf(int station, const StationSettings &settings)
 {
     ObjectLine line;
@@ -190,6 +200,11 @@ std::string projectText(const Project &project)
     text += "  \"link\": " + lineOf(project.link) + ",\n";
     if (!stations.empty())
         text += "  \"stations\": " + listText(stations) + ",\n";
+    std::vector<std::string> holes;
+    for (const Hole &hole : project.link.holes)
+        holes.push_back(lineOf(hole, project.link.oneBased()));
+    if (!holes.empty())
+        text += "  \"holes\": " + listText(holes) + ",\n";
     text += "  \"variables\": " + listText(variables);
     if (!rows.empty())
         text += ",\n  \"nameRows\": " + listText(rows);

@@ -20,9 +20,13 @@ namespace plc::host {
 
 namespace {
 
-constexpr const char *kColumns[] = {"name",  "area",   "address", "station", "count", "rate",  "format",
-                                    "scale", "offset", "unit",    "min",     "max",   "texts", "description"};
+constexpr const char *kColumns[] = {"name", "area",   "address", "station",     "count",
+                                    "rate", "format", "scale",   "offset",      "unit",
+                                    "min",  "max",    "texts",   "description", "kind"};
 constexpr std::size_t kUsualColumns = 6; ///< that every map has; the others only where they are used
+constexpr char kKindColumn[] = "kind";   ///< what a line is: empty for a variable
+constexpr char kHoleKind[] = "hole";
+constexpr const char *kHoleColumns[] = {"station", "area", "address", "count"};
 constexpr char kTextSeparator = '|';
 constexpr std::size_t kMostDigits = 9; ///< more would not fit an int
 
@@ -120,6 +124,33 @@ Json::Value variableOf(const LocatedJson &place, const CsvLine &line, const std:
     return variable;
 }
 
+/// Takes the kind out of what a line says.
+/// @return whether it is a hole, of which the columns of holes alone are left.
+bool takeKind(const LocatedJson &place, Json::Value *line)
+{
+    Json::Value kind;
+    if (!line->removeMember(kKindColumn, &kind))
+        return false;
+    if (kind.asString() != kHoleKind)
+        place.refuse(kind, "the kind of a line is empty, or 'hole' for what the station refuses");
+    for (const std::string &column : line->getMemberNames()) {
+        if (std::find(std::begin(kHoleColumns), std::end(kHoleColumns), column) == std::end(kHoleColumns))
+            line->removeMember(column);
+    }
+    return true;
+}
+
+/// The cells of a hole in the order of kColumns.
+std::vector<std::string> cellsOf(const Hole &hole, bool oneBased)
+{
+    std::vector<std::string> cells = {"", areaName(hole.baseType),
+                                      std::to_string(hole.first + (oneBased ? 1 : 0)),
+                                      std::to_string(hole.station), std::to_string(hole.count)};
+    cells.resize(std::size(kColumns));
+    cells.back() = kHoleKind;
+    return cells;
+}
+
 /// Complaints have one line, and so have names and addresses.
 std::string textsCell(const Variable &variable)
 {
@@ -172,12 +203,16 @@ Project parseRegisterMap(const std::string &file, const std::string &text, const
         place.refuseAt(0, "a map begins with the names of its columns: " + columnNames());
     const std::vector<std::string> columns = columnsOf(place, lines.front());
     Json::Value variables(Json::arrayValue);
+    Json::Value holes(Json::arrayValue);
     for (auto line = lines.begin() + 1; line != lines.end(); ++line) {
-        if (!isEmpty(*line))
-            variables.append(variableOf(place, *line, columns));
+        if (isEmpty(*line))
+            continue;
+        Json::Value entry = variableOf(place, *line, columns);
+        (takeKind(place, &entry) ? holes : variables).append(entry);
     }
     Json::Value root(Json::objectValue);
     root["variables"] = std::move(variables);
+    root["holes"] = std::move(holes);
     return projectFrom(LocatedJson(file, table, std::move(root)), link);
 }
 
@@ -190,13 +225,17 @@ std::string registerMapText(const Project &project)
 {
     std::vector<std::vector<std::string>> lines;
     std::set<std::size_t> used;
-    for (std::size_t i = 0; i < project.variables.size(); ++i) {
-        lines.push_back(cellsOf(project.variables[i], project.rates[i]));
-        for (std::size_t column = 0; column < lines.back().size(); ++column) {
-            if (column < kUsualColumns || !lines.back()[column].empty())
+    const auto add = [&](const std::vector<std::string> &cells) {
+        lines.push_back(cells);
+        for (std::size_t column = 0; column < cells.size(); ++column) {
+            if (column < kUsualColumns || !cells[column].empty())
                 used.insert(column);
         }
-    }
+    };
+    for (std::size_t i = 0; i < project.variables.size(); ++i)
+        add(cellsOf(project.variables[i], project.rates[i]));
+    for (const Hole &hole : project.link.holes)
+        add(cellsOf(hole, project.link.oneBased()));
     lines.insert(lines.begin(), std::vector<std::string>(std::begin(kColumns), std::end(kColumns)));
     std::string text;
     for (const std::vector<std::string> &line : lines) {

@@ -36,6 +36,8 @@ struct LineGround
     /// as it is.
     std::function<std::unique_ptr<plc::runtime::Port>(std::unique_ptr<plc::runtime::Port>)> wrapPort =
         nullptr;
+    /// What no cyclic read may reach over.
+    std::vector<plc::runtime::Hole> holes = {};
     /// Gets all news of the session, with the lock of the line held: it calls nothing of the line.
     std::function<void(const plc::runtime::News &)> listener = nullptr;
 };

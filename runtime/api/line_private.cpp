@@ -735,6 +735,7 @@ plc::runtime::LinkSettings Line::Private::linkSettings() const
 {
     plc::runtime::LinkSettings link = plc::api::linkSettings(settings);
     link.readOnly = ground.readOnly;
+    link.holes = ground.holes;
     return link;
 }
 

@@ -6,6 +6,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "core/options.h"
 #include "runtime/line/line_settings.h"
@@ -14,6 +15,15 @@
 #include "runtime/master/station_settings.h"
 
 namespace plc::runtime {
+
+/// Bits or registers that a station refuses, so that no cyclic read may reach over them.
+struct Hole
+{
+    int station = 0;
+    int baseType = 0; ///< of the area: 0, 1, 4 or 5
+    int first = 0;    ///< counted from 0
+    int count = 0;
+};
 
 struct LinkSettings : LineSettings
 {
@@ -33,6 +43,7 @@ struct LinkSettings : LineSettings
     bool reopen = true;  ///< a port that is lost is looked for until it is back; otherwise it is the end
     Time pollInterval{}; ///< from the start of one scan of the cyclic reads to the next; 0 = without pause
     std::map<int, StationSettings> stations; ///< by number; those that are not here are as the link has it
+    std::vector<Hole> holes;                 ///< in any order
     std::string driverPath;                  ///< for whoever loads the driver
 
     /// What counts for the requests to a station.

@@ -66,8 +66,10 @@ std::vector<Span> joined(std::vector<Span> spans, bool touching)
 class Packer
 {
 public:
-    Packer(const Bucket &bucket, int limit)
-        : wanted_(joined(bucket.wanted, true)), blocks_(joined(bucket.values, false)), limit_(limit)
+    /// @param holes  of the bucket's area; nothing between two of its parts is read over them.
+    Packer(const Bucket &bucket, int limit, std::vector<Span> holes)
+        : wanted_(joined(bucket.wanted, true)), blocks_(joined(bucket.values, false)),
+          holes_(std::move(holes)), limit_(limit)
     {}
 
     std::vector<Span> pack()
@@ -77,9 +79,10 @@ public:
         for (int start = wanted_[0].first; next < wanted_.size();) {
             const int cut = cutAfter(start);
             int end = start;
-            while (next < wanted_.size() && wanted_[next].end <= cut)
+            while (next < wanted_.size() && wanted_[next].end <= cut && !isBeforeHole(start, end, next))
                 end = wanted_[next++].end;
-            const bool goesOn = next < wanted_.size() && wanted_[next].first < cut;
+            const bool goesOn =
+                next < wanted_.size() && wanted_[next].first < cut && !isBeforeHole(start, end, next);
             requests.push_back({start, goesOn ? cut : end});
             if (next < wanted_.size())
                 start = goesOn ? cut : wanted_[next].first;
@@ -91,6 +94,18 @@ public:
     bool hasMovedCuts() const { return hasMovedCuts_; }
 
 private:
+    /// Whether a hole lies between what the request has and the next part, so that the request ends here.
+    bool isBeforeHole(int start, int end, std::size_t next)
+    {
+        const int from = end;
+        const int to = wanted_[next].first;
+        const bool isBefore = end > start && std::any_of(holes_.begin(), holes_.end(), [=](const Span &hole) {
+                                  return hole.first < to && from < hole.end;
+                              });
+        hasMovedCuts_ = hasMovedCuts_ || (isBefore && to < start + limit_);
+        return isBefore;
+    }
+
     /// Where a request that begins at @p start has to end.
     int cutAfter(int start)
     {
@@ -109,9 +124,20 @@ private:
 
     std::vector<Span> wanted_;
     std::vector<Span> blocks_; ///< values that a cut inside would tear
+    std::vector<Span> holes_;
     int limit_;
     bool hasMovedCuts_ = false;
 };
+
+std::vector<Span> holesIn(const Place &place, const LinkSettings &settings)
+{
+    std::vector<Span> holes;
+    for (const Hole &hole : settings.holes) {
+        if (hole.station == place.first && hole.baseType == place.second)
+            holes.push_back({hole.first, hole.first + hole.count});
+    }
+    return holes;
+}
 
 } // namespace
 
@@ -121,14 +147,14 @@ std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, co
     const bool hasLongValues = std::any_of(variables.begin(), variables.end(), [](const Variable &variable) {
         return variable.valueElements() > 1;
     });
-    // Without packing a variable is one request, and no value is cut.
-    if (!hasLongValues || settings.maxBlock == 1)
+    // Without packing a variable is one request, no value is cut, and nothing between variables is read.
+    if ((!hasLongValues && settings.holes.empty()) || settings.maxBlock == 1)
         return requests;
     bool isOwn = false;
     for (const auto &[place, bucket] : bucketsOf(variables, settings.station)) {
         const bool isBits = isBitArea(place.second);
         const int limit = isBits ? settings.bitLimit() : settings.wordLimit();
-        Packer packer(bucket, limit);
+        Packer packer(bucket, limit, holesIn(place, settings));
         const std::vector<Span> spans = limit == 1 ? bucket.wanted : packer.pack();
         for (const Span &span : spans)
             requests.push_back({place.first, place.second, span.first, span.end - span.first});

@@ -19,10 +19,12 @@ struct ReadSpan
     int count = 0;
 };
 
-/// The requests that read @p variables, by station, area and address. As the driver packs them, but that a
-/// request ends before a value of several registers that would reach beyond it. A value that is longer than a
+/// The requests that read @p variables, by station, area and address. As the driver packs them, but that none
+/// reaches over a hole between two variables (LinkSettings::holes), and that a request ends before a value of
+/// several registers that would reach beyond it. A value that is longer than a
 /// request, or tied to its neighbours by others that overlap it, is cut all the same.
-/// @return nothing where the driver itself cuts no value, so that the packing can be left to it.
+/// @return nothing where the driver itself cuts no value and reads over no hole, so that the packing can be
+/// left to it.
 std::vector<ReadSpan> packWholeValues(const std::vector<Variable> &variables, const LinkSettings &settings);
 
 /// The requests that read @p variable by itself, none longer than the settings allow.

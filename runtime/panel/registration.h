@@ -36,7 +36,7 @@ std::vector<PriorityRow> rateRows(const std::vector<Variable> &variables, const 
 
 /// Hands the name rows and the variables over; they replace the cyclic reads. After the driver got its
 /// settings, once in a process, since the driver never forgets a name row. Where the driver would cut a value
-/// of several registers, it gets finished requests instead of the variables.
+/// of several registers, or read over a hole, it gets finished requests instead of the variables.
 /// @param info       the driver's settings; its maxBlock is another while the call lasts.
 /// @param settings   the same for us.
 /// @param variables  with their stations.

@@ -97,6 +97,15 @@ def check_lines(check, port, project, more):
         (["write"] + absent + ["4x:1@9=1"], ["write"]),
         (["watch"] + line + ["-1", "4x:0:3", "4x:9999", "4x:0/u64"], ["value", "statistics"]),
         (["watch"] + absent + ["-1", "-q", "4x:0@9"], ["value", "statistics"]),
+        (["identify"] + line, ["identity"]),
+        (["identify", "-a", "9"] + absent, ["identity"]),
+        (["limits", "--samples", "3"] + line, ["limits"]),
+        (["limits", "-a", "9"] + absent, ["limits"]),
+        (["map", "4x:0-4095"] + line, ["island", "map"]),
+        (["map", "-a", "9", "4x:0-31"] + absent, ["map"]),
+        (["raw"] + line + ["01 03 00 00 00 01"], ["answer"]),
+        (["raw"] + line + ["01 03 FF FF 00 01"], ["answer"]),
+        (["raw"] + absent + ["09 03 00 00 00 01"], ["answer"]),
     ):
         lines = check.lines(check.run(words), " ".join(words))
         check.claim(sorted({one["kind"] for one in lines}) == sorted(kinds), f"{words}: kinds are {lines}")

@@ -179,7 +179,7 @@ TEST(AreaMapper, AStationThatTakesShortBlocksOnlyIsMappedInThese)
     mapping.run();
     EXPECT_THAT(mapping.mapper->islands(), ElementsAre(Stretch{50, 349}));
     EXPECT_EQ(10, mapping.mapper->block());
-    EXPECT_THAT(mapping.requests, Le(120u));
+    EXPECT_THAT(mapping.requests, Le(130u));
 }
 
 TEST(AreaMapper, AStationThatReadsOverWhatItLacksIsAskedForEachRegister)
@@ -190,6 +190,20 @@ TEST(AreaMapper, AStationThatReadsOverWhatItLacksIsAskedForEachRegister)
     mapping.run();
     EXPECT_THAT(mapping.mapper->islands(), ElementsAre(Stretch{64, 100}, Stretch{103, 140}));
     EXPECT_TRUE(mapping.mapper->readsOverLacking());
+}
+
+TEST(AreaMapper, KnowsHowMuchOfAnIslandOneReadMayTake)
+{
+    Mapping mapping({{100, 163}, {200, 235}});
+    mapping.abilities.mostRegisters = 60;
+    mapping.wish.count = 1000;
+    mapping.run();
+    EXPECT_EQ(60, mapping.mapper->block());
+    EXPECT_THAT(mapping.mapper->islands(), ElementsAre(Stretch{100, 163}, Stretch{200, 235}));
+    mapping.abilities.lacking = station::Lacking::ReadsZeros;
+    mapping.run();
+    EXPECT_EQ(60, mapping.mapper->block());
+    EXPECT_THAT(mapping.mapper->islands(), ElementsAre(Stretch{100, 163}, Stretch{200, 235}));
 }
 
 TEST(AreaMapper, BitsAreMappedAlike)

@@ -89,6 +89,33 @@ TEST(ProjectFile, TakesTheSettingsOfTheLink)
     EXPECT_EQ(std::chrono::seconds(30), link.offline.longestProbe);
 }
 
+TEST(ProjectFile, TakesHoles)
+{
+    const Project holed = project(R"({"link": {"station": 3}, "holes": [
+        {"station": 5, "area": "4x", "address": 100, "count": 4}, {"area": "0x", "address": "7"}],
+        "variables": [{"name": "Speed", "area": "4x", "address": "99", "count": 2, "station": 5}]})");
+    ASSERT_EQ(2u, holed.link.holes.size());
+    EXPECT_EQ(5, holed.link.holes[0].station);
+    EXPECT_EQ(5, holed.link.holes[0].baseType);
+    EXPECT_EQ(100, holed.link.holes[0].first);
+    EXPECT_EQ(4, holed.link.holes[0].count);
+    EXPECT_EQ(3, holed.link.holes[1].station);
+    EXPECT_EQ(0, holed.link.holes[1].baseType);
+    EXPECT_THAT(projectWarnings(holed),
+                ::testing::ElementsAre(HasSubstr("'Speed' lies in one of the 'holes'")));
+}
+
+TEST(ProjectFile, RefusesHolesThatCannotBe)
+{
+    const auto holed = [](const std::string &hole) {
+        return mistake("{\"holes\": [" + hole + "], \"variables\": [" + kVariable + "]}");
+    };
+    EXPECT_THAT(holed(R"({"area": "4x_d", "address": 1})"), HasSubstr("\"0x\", \"1x\", \"3x\" or \"4x\""));
+    EXPECT_THAT(holed(R"({"area": "4x"})"), HasSubstr("a hole has an 'address'"));
+    EXPECT_THAT(holed(R"({"area": "4x", "address": 65535, "count": 2})"), HasSubstr("beyond the area"));
+    EXPECT_THAT(holed(R"({"area": "4x", "address": 1, "count": 0})"), HasSubstr("from 1 to 65536"));
+}
+
 TEST(ProjectFile, KeepsTheDefaultsOfALinkThatSaysNothing)
 {
     const LinkSettings link = projectOf(kVariable).link;
@@ -252,7 +279,7 @@ TEST(ProjectFile, CountsColumnsInCharacters)
 TEST(ProjectFile, RefusesKeysThatItDoesNotKnow)
 {
     EXPECT_EQ("p.json, line 1, column 2: 'colour' is no key of a project; keys are name, link, stations, "
-              "variables, nameRows",
+              "variables, holes, nameRows",
               mistake(R"({"colour": 1})"));
     EXPECT_THAT(mistake("{\"link\": {\n \"bauds\": 1}}"),
                 StartsWith("p.json, line 2, column 2: 'bauds' is no key of the link; keys are port, baud,"));

@@ -40,6 +40,10 @@ TEST(ProjectWriter, WritesEverySettingThatIsNotTheUsualOne)
     {"station": 2, "replyTimeoutMs": 5000, "retryLimit": 0, "pauseMs": 20},
     {"station": 247}
   ],
+  "holes": [
+    {"station": 2, "area": "4x", "address": 11, "count": 5},
+    {"station": 9, "area": "0x", "address": 1}
+  ],
   "variables": [
     {"name": "Speed", "area": "4x", "address": "100", "station": 9, "count": 8, "rate": 2},
     {"name": "Door", "area": "4x_bit", "address": "35.10", "station": 2},

@@ -118,11 +118,27 @@ TEST(RegisterMap, TellsTheLineAndTheColumnOfAMistake)
               mistake("name,area,address\nA,4x\n"));
 }
 
+TEST(RegisterMap, HasALineForEachHole)
+{
+    const std::string map =
+        "name,area,address,station,count,rate,kind\nLevel,4x,100,5,4,0,\n,4x,104,5,6,,hole\n";
+    const Project project = parseRegisterMap("m.csv", map, LinkSettings());
+    ASSERT_EQ(1u, project.variables.size());
+    ASSERT_EQ(1u, project.link.holes.size());
+    EXPECT_EQ(5, project.link.holes[0].station);
+    EXPECT_EQ(5, project.link.holes[0].baseType);
+    EXPECT_EQ(104, project.link.holes[0].first);
+    EXPECT_EQ(6, project.link.holes[0].count);
+    EXPECT_EQ(map, registerMapText(project));
+    EXPECT_EQ("m.csv, line 2, column 14: the kind of a line is empty, or 'hole' for what the station refuses",
+              mistake("name,area,address,kind\nLevel,4x,100,pit\n"));
+}
+
 TEST(RegisterMap, RefusesColumnsThatItDoesNotKnow)
 {
     EXPECT_EQ(
         "m.csv, line 1, column 6: 'units' is no column of a map; columns are name, area, address, station, "
-        "count, rate, format, scale, offset, unit, min, max, texts, description",
+        "count, rate, format, scale, offset, unit, min, max, texts, description, kind",
         mistake("name,units\n"));
     EXPECT_EQ("m.csv, line 1, column 6: the column 'name' is there already", mistake("name,Name\n"));
     EXPECT_EQ("m.csv, line 3, column 8: this line has more cells than there are columns",
@@ -133,7 +149,7 @@ TEST(RegisterMap, RefusesWhatIsNoTable)
 {
     EXPECT_EQ(
         "m.csv, line 1, column 1: a map begins with the names of its columns: name, area, address, station, "
-        "count, rate, format, scale, offset, unit, min, max, texts, description",
+        "count, rate, format, scale, offset, unit, min, max, texts, description, kind",
         mistake(""));
     EXPECT_EQ("m.csv, line 1, column 1: the project has no variable; at least one is needed",
               mistake("name,area,address\n"));

@@ -71,6 +71,34 @@ TEST(Packing, HasTheBitsOfTheLineInRequestsToo)
                 ElementsAre("1/0x 0+5", "1/0x 7+1", "1/4x 0+1", "1/4x 99+2"));
 }
 
+LinkSettings withHoles(const std::vector<Hole> &holes)
+{
+    LinkSettings settings;
+    settings.holes = holes;
+    return settings;
+}
+
+TEST(PackingAroundHoles, ReadsNothingOverThem)
+{
+    const LinkSettings settings = withHoles({{1, 5, 10, 1}, {1, 5, 50, 20}});
+    EXPECT_THAT(packed({"4x:0:10", "4x:11:5", "4x:20", "4x:70:5"}, settings),
+                ElementsAre("1/4x 0+10", "1/4x 11+10", "1/4x 70+5"))
+        << "what is no hole is read along";
+    EXPECT_THAT(packed({"4x:0", "4x:49", "4x:70:80"}, settings),
+                ElementsAre("1/4x 0+1", "1/4x 49+1", "1/4x 70+80"));
+    EXPECT_THAT(packed({"4x:9", "4x:11:99", "4x:110:3"}, settings),
+                ElementsAre("1/4x 9+1", "1/4x 11+100", "1/4x 111+2"))
+        << "a hole ends a request that would go on into the next one, too";
+}
+
+TEST(PackingAroundHoles, AreThoseOfOneStationAndArea)
+{
+    const LinkSettings settings = withHoles({{2, 5, 10, 1}, {1, 4, 10, 1}, {1, 0, 10, 1}});
+    EXPECT_THAT(packed({"4x:0:10", "4x:11:5"}, settings), IsEmpty()) << "the driver's own packing will do";
+    EXPECT_THAT(packed({"3x:9", "3x:11", "4x:9", "4x:11", "0x:9", "0x:11"}, settings),
+                ElementsAre("1/0x 9+1", "1/0x 11+1", "1/3x 9+1", "1/3x 11+1", "1/4x 9+3"));
+}
+
 TEST(Packing, KeepsValuesTogetherThatOverlap)
 {
     EXPECT_THAT(packed({"4x:0", "4x:97/u64", "4x:99/f32"}), ElementsAre("1/4x 0+1", "1/4x 97+4"));
