@@ -93,7 +93,7 @@ std::string contradiction(const std::string &text)
 
 std::string mistakeText(const CLI::ParseError &error, const CLI::App &command)
 {
-    const std::string text = error.what();
+    std::string text = error.what();
     const CLI::Option *option = optionOf(text, command);
     if (dynamic_cast<const CLI::RequiredError *>(&error))
         return missing(text, command);

@@ -594,7 +594,7 @@ const BadCall kBadCalls[] = {
     {"SeedFraction", {"--seed", "1.5"}, "--seed: '1.5' is no whole number"},
     {"SizeZero", {"--size", "0"}, "--size: "},
     {"PaceZero", {"--pace", "0"}, "--pace: "},
-    {"NotANumber", {"--delay", "soon"}, "--delay: Value soon not in range"},
+    {"NotANumber", {"--delay", "soon"}, "--delay: 'soon' is not possible; it takes a whole number"},
     {"UnknownOption", {"--frobnicate"}, "--frobnicate is no option of plcstation (plcstation --help shows"},
     {"MistypedOption", {"--adress", "1"}, "--adress is no option of plcstation; did you mean '--address'?"},
     {"WordTooMany", {"1,2"}, "'1,2' is one word too many for plcstation"},
