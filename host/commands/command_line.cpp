@@ -197,6 +197,18 @@ void addDemoCommand(CLI::App *program, cli::Book *book, Command *chosen)
     command->callback([options, chosen] { *chosen = [options] { return runDemo(*options); }; });
 }
 
+void addScanCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<ScanOptions>();
+    CLI::App *command =
+        program->add_subcommand("scan", "find the stations on a line, and the settings that they have");
+    addScanOptions(command, options.get());
+    addVerbosityOptions(command, options.get());
+    addFormatOption(command, options.get());
+    book->of(command) = scanManual();
+    command->callback([options, chosen] { *chosen = [options] { return scanLine(*options); }; });
+}
+
 void addPortsCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<OutputOptions>();
@@ -225,6 +237,7 @@ Command parseCommandLine(int argc, char **argv)
     addListenCommand(&program, &book, &chosen);
     addPlanCommand(&program, &book, &chosen);
     addProjectCommand(&program, &book, &chosen);
+    addScanCommand(&program, &book, &chosen);
     addPortsCommand(&program, &book, &chosen);
     addDemoCommand(&program, &book, &chosen);
     const cli::Parsed parsed = cli::parse(&program, &book, argc, argv, valuesOf);

@@ -110,6 +110,23 @@ struct WriteOptions : CommandOptions
     bool dryRun = false;
 };
 
+/// Of a scan: lists, see scan_lists.h.
+struct ScanOptions : OutputOptions
+{
+    std::string port;
+    std::string stations = "1-247";
+    std::string bauds = "9600,19200,38400,57600,115200";
+    std::string parities = "even,none,odd";
+    std::string stopBits; ///< empty: as the parity asks
+    std::string rs485;    ///< empty: not asked for
+    bool anyRate = false;
+    std::string ask = "4x:0";
+    std::string wait = "50ms";
+    std::string listen = "1s";
+    bool anyway = false;     ///< a line in use is scanned, too
+    std::string projectFile; ///< of --write-project; empty = none
+};
+
 struct WatchOptions : CommandOptions
 {
     double forSeconds = 0; ///< 0 = without end

@@ -18,6 +18,7 @@ struct MapOptions;
 struct OutputOptions;
 struct PlanOptions;
 struct RunOptions;
+struct ScanOptions;
 struct WatchOptions;
 struct WriteOptions;
 
@@ -39,6 +40,8 @@ ExitCode projectFromMap(const MapOptions &options);
 ExitCode mapFromProject(const std::string &file);
 /// plchost ports: the serial ports of this machine.
 ExitCode listPorts(const OutputOptions &options);
+/// plchost scan: which stations are on a line, and at which settings.
+ExitCode scanLine(const ScanOptions &options);
 /// plchost demo: everything at once against a simulated station of its own.
 ExitCode runDemo(const DemoOptions &options);
 

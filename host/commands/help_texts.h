@@ -15,6 +15,7 @@ cli::Manual runManual();
 cli::Manual listenManual();
 cli::Manual planManual();
 cli::Manual portsManual();
+cli::Manual scanManual();
 cli::Manual projectManual();
 cli::Manual fromCsvManual();
 cli::Manual toCsvManual();

@@ -332,6 +332,58 @@ void addAuditOption(CLI::App *app, OutputOptions *options)
         ->group(kOutputGroup);
 }
 
+void addScanOptions(CLI::App *app, ScanOptions *options)
+{
+    app->add_option("-p,--port", options->port, "serial port or pseudo-terminal, as /dev/ttyUSB0")
+        ->type_name("PATH")
+        ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
+        ->required()
+        ->group(kLineGroup);
+    app->add_option("-a,--station", options->stations, "stations to ask, as 1,3,5-8")
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-b,--baud", options->bauds,
+                    "rates to try; a range has the usual rates in it, as 9600-115200")
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-P,--parity", options->parities, "parities to try, of even, odd and none")
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-s,--stop-bits", options->stopBits,
+                    "1, 2 or 1,2; without it 2 where there is no parity, else 1")
+        ->type_name("LIST")
+        ->group(kLineGroup);
+    app->add_option("--ask", options->ask, "the register or bit that is read, as 4x:100")
+        ->type_name("PLACE")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("--wait", options->wait,
+                    "least wait for a reply, as 50ms or 0.05; grows with the replies seen")
+        ->type_name("TIME")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("--listen", options->listen, "listen before anything is sent; 0 = not at all")
+        ->type_name("TIME")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_flag("--anyway", options->anyway, "ask on a line in use, too, which may disturb it")
+        ->group(kLineGroup);
+    app->add_flag("--any-rate", options->anyRate, "take a port that runs more than 3 % off a rate")
+        ->group(rare(kLineGroup));
+    app->add_flag("--rs485{rts-on-send}", options->rs485,
+                  "the port switches the direction of the line by RTS; with other settings as "
+                  "--rs485=rts-after-send,1,2")
+        ->group(rare(kLineGroup));
+    app->add_option("--write-project", options->projectFile,
+                    "make a project file of the stations found, which run takes")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
+        ->group(kOutputGroup);
+}
+
 void addFormatOption(CLI::App *app, OutputOptions *options)
 {
     app->add_option("--format", options->format, "text, csv or ndjson")

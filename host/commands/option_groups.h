@@ -72,6 +72,8 @@ void addListenOptions(CLI::App *app, ListenOptions *options);
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers without a format are shown.
 void addNumberOptions(CLI::App *app, OutputOptions *options);
+/// Where and what plchost scan asks.
+void addScanOptions(CLI::App *app, ScanOptions *options);
 /// --format.
 void addFormatOption(CLI::App *app, OutputOptions *options);
 /// --log, for commands that go on.

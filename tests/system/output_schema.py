@@ -198,6 +198,9 @@ def main():
         check_csv(check, port)
         for row in check.run(["ports", "--format", "ndjson"]).splitlines():  # none on many machines
             check.lines(row, "ports")
+        found = check.run(["scan", "-p", port, "-a", "1", "-b", "9600", "-P", "even", "--wait", "1s", "--listen", "0", "--ask", "4x:499",
+                           "--format", "ndjson"])
+        check.claim([line["station"] for line in check.lines(found, "scan")] == [1], f"scan: {found}")
         check_files(check, port, project)
         check_lost_port(check, os.path.join(check.folder, "line"), serve)
         plan = json.loads(check.run(["plan", project, "--format", "json"]))

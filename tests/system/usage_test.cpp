@@ -31,6 +31,8 @@ void PrintTo(const Mistake &mistake, std::ostream *out)
 class Usage : public ::testing::TestWithParam<Mistake>
 {};
 
+const auto nameOfRow = [](const auto &test) { return "Row" + std::to_string(test.index); };
+
 TEST_P(Usage, MistakesGetOneLineAndTheirExitCode)
 {
     const Mistake &mistake = GetParam();
@@ -201,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "--project", "", "A"}, "--project: must name a file"},
         Mistake{{"read", "-p", "x", "A"}, "'A' is no area"},
         Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Numbers, Usage,
@@ -230,7 +232,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--pace", "inf"}, "--pace", 1, PLC_STATION_PROGRAM},
         Mistake{{"--seed", "nan"}, "--seed: 'nan' is no whole number", 1, PLC_STATION_PROGRAM},
         Mistake{{"--size", "0"}, "--size", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Options, Usage,
@@ -264,7 +266,7 @@ INSTANTIATE_TEST_SUITE_P(
                 PLC_STATION_PROGRAM},
         Mistake{
             {"-a", "1", "-a", "2"}, "--address is given 2 times; once is possible", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Places, Usage,
@@ -315,22 +317,43 @@ INSTANTIATE_TEST_SUITE_P(
                 1,
                 PLC_STATION_PROGRAM},
         Mistake{{"--link", "/dev/null"}, "--link: ", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 // What is wrong shows on the line alone.
 INSTANTIATE_TEST_SUITE_P(
     Lines, Usage,
-    ::testing::Values(Mistake{{"read", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
-                      Mistake{{"write", "-p", "/dev/no_such_port", "4x:1=1"}, "no_such_port", 5},
-                      Mistake{{"watch", "-q", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
-                      Mistake{{"read", "-p", "/dev/null", "4x:1"}, "/dev/null", 5},
-                      Mistake{{"read", "-p", kLine, "-o", "60", "4x:99:2"}, "plchost: 4x:99:2: ", 3},
-                      Mistake{{"write", "-p", kLine, "-o", "60", "4x:100=1"}, "plchost: 4x:100: ", 3},
-                      Mistake{{"read", "-p", kLine, "-o", "0.05", "--turnaround", "10", "--retries", "0",
-                               "4x:1@2"},
-                              "plchost: 4x:1@2: no answer from station 2",
-                              2}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    ::testing::Values(
+        Mistake{{"read", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
+        Mistake{{"write", "-p", "/dev/no_such_port", "4x:1=1"}, "no_such_port", 5},
+        Mistake{{"watch", "-q", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
+        Mistake{{"scan", "-p", "/dev/no_such_port"}, "no_such_port", 5}, Mistake{{"scan"}, "--port", 1},
+        Mistake{{"scan", "-p", ""}, "must name a port", 1},
+        Mistake{{"scan", "-p", "x", "-a", "0-5"}, "nobody answers at 0", 1},
+        Mistake{{"scan", "-p", "x", "-a", "5-3"}, "--station: '5-3'", 1},
+        Mistake{{"scan", "-p", "x", "-b", "fast"}, "--baud: 'fast'", 1},
+        Mistake{{"scan", "-p", "x", "-b", "19200-9600"}, "--baud: '19200-9600'", 1},
+        Mistake{{"scan", "-p", "x", "-P", "mark"}, "even, odd or none", 1},
+        Mistake{{"scan", "-p", "x", "-s", "3"}, "--stop-bits: '3'", 1},
+        Mistake{{"scan", "-p", "x", "--wait", "0"}, "--wait: '0'", 1},
+        Mistake{{"scan", "-p", "x", "--wait", "nan"}, "--wait: 'nan'", 1},
+        Mistake{{"scan", "-p", "x", "--listen", "1h"}, "--listen: '1h'", 1},
+        Mistake{{"scan", "-p", "x", "--ask", "4x:0:2"}, "--ask: '4x:0:2'", 1},
+        Mistake{{"scan", "-p", "x", "--ask", "9x:0"}, "9x", 1},
+        Mistake{{"scan", "-p", "x", "--rs485=rts"}, "rts", 1},
+        Mistake{{"scan", "-p", "x", "--format", "xml"}, "--format", 1},
+        Mistake{{"scan", "-p", "x", "--capture", "y"}, "a capture has one rate", 1},
+        Mistake{{"scan", "-p", "x", "-b", "9600", "-P", "even", "--capture", "-"}, "- is for listen", 1},
+        Mistake{{"scan", "-p", "x", "--write-project", "/"}, "is there already", 1},
+        Mistake{{"scan", "-q", "-p", kLine, "-a", "2", "-b", "9600", "-P", "even", "--listen", "0"},
+                "no station has answered",
+                2},
+        Mistake{{"read", "-p", "/dev/null", "4x:1"}, "/dev/null", 5},
+        Mistake{{"read", "-p", kLine, "-o", "60", "4x:99:2"}, "plchost: 4x:99:2: ", 3},
+        Mistake{{"write", "-p", kLine, "-o", "60", "4x:100=1"}, "plchost: 4x:100: ", 3},
+        Mistake{{"read", "-p", kLine, "-o", "0.05", "--turnaround", "10", "--retries", "0", "4x:1@2"},
+                "plchost: 4x:1@2: no answer from station 2",
+                2}),
+    nameOfRow);
 
 /// The program itself and all its commands, as words.
 const std::vector<Words> kCommands{{},
@@ -342,6 +365,7 @@ const std::vector<Words> kCommands{{},
                                    {"project"},
                                    {"project", "from-csv"},
                                    {"project", "to-csv"},
+                                   {"scan"},
                                    {"ports"},
                                    {"demo"},
                                    {"help"}};
@@ -391,8 +415,7 @@ TEST_P(Help, FitsInto80ColumnsInFullToo)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands),
-                         [](const auto &test) { return "Row" + std::to_string(test.index); });
+INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands), nameOfRow);
 
 TEST(EverydayHelp, ExplainsEachTermWhereItFirstStands)
 {
