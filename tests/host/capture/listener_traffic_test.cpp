@@ -103,6 +103,35 @@ TEST(ListenerFreshTraffic, IsHeardBehindConvertersAtAllRates)
     expectHeard(freshSeed());
 }
 
+TEST(ListenerTimes, OfBytesThatCameTogetherGoBackByACharacterEach)
+{
+    Listener listener(9600, true);
+    const QByteArray request = QByteArray::fromHex("1103006400028744");
+    const QByteArray reply = QByteArray::fromHex("1103041234ABCD11E1");
+    const Time at = std::chrono::seconds(1);
+    std::vector<HeardFrame> heard = listener.take(request + reply, at);
+    for (const HeardFrame &frame : listener.finish())
+        heard.push_back(frame);
+    ASSERT_EQ(2u, heard.size());
+    EXPECT_EQ(at - 9 * listener.character(), heard[0].end);
+    EXPECT_EQ(at, heard[1].end);
+    EXPECT_EQ(16 * listener.character(), heard[0].uncertain)
+        << "the first byte may be as old as the batch is long";
+    EXPECT_EQ(1145834, listener.character().count());
+}
+
+TEST(ListenerTimes, OfALineWithoutARateAreThoseOfTheDelivery)
+{
+    Listener listener(9600, false);
+    std::vector<HeardFrame> heard =
+        listener.take(QByteArray::fromHex("11030064000287441103041234ABCD11E1"), std::chrono::seconds(1));
+    for (const HeardFrame &frame : listener.finish())
+        heard.push_back(frame);
+    ASSERT_EQ(2u, heard.size());
+    EXPECT_EQ(std::chrono::seconds(1), heard[0].end);
+    EXPECT_EQ(Time::zero(), heard[0].uncertain);
+}
+
 /// How long replies took is told by bytes that came together, long after they were on the line.
 TEST(ListenerTimes, AreThoseOfTheWireWhateverTheBatches)
 {
