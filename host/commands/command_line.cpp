@@ -125,6 +125,18 @@ void addRunCommand(CLI::App *program, cli::Book *book, Command *chosen)
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }
 
+void addListenCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<ListenOptions>();
+    CLI::App *command = program->add_subcommand(
+        "listen", "show what goes over a line and who answers how fast, without sending anything");
+    addListenOptions(command, options.get());
+    addFormatOption(command, options.get());
+    addNumberOptions(command, options.get());
+    book->of(command) = listenManual();
+    command->callback([options, chosen] { *chosen = [options] { return listenToLine(*options); }; });
+}
+
 void addPlanCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<PlanOptions>();
@@ -222,6 +234,7 @@ Command parseCommandLine(int argc, char **argv)
     addWriteCommand(&program, &book, &chosen);
     addWatchCommand(&program, &book, &chosen);
     addRunCommand(&program, &book, &chosen);
+    addListenCommand(&program, &book, &chosen);
     addPlanCommand(&program, &book, &chosen);
     addProjectCommand(&program, &book, &chosen);
     addScanCommand(&program, &book, &chosen);

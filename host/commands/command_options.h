@@ -135,6 +135,17 @@ struct WatchOptions : CommandOptions
     bool plain = false; ///< no screen
 };
 
+struct ListenOptions : OutputOptions
+{
+    std::string file; ///< a capture; empty = the port
+    std::string port;
+    std::string projectFile; ///< empty = none
+    int baud = 0;            ///< 0 = to be found
+    std::string parity;      ///< empty = to be found
+    bool anyRate = false;
+    double forSeconds = 0; ///< 0 = without end
+};
+
 struct DemoOptions : CommandOptions
 {
     std::string stationProgram; ///< empty = the one beside this program

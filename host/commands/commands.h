@@ -13,6 +13,7 @@ namespace plc::host {
 
 struct CommandOptions;
 struct DemoOptions;
+struct ListenOptions;
 struct MapOptions;
 struct OutputOptions;
 struct PlanOptions;
@@ -29,6 +30,8 @@ ExitCode writeVariables(const WriteOptions &options);
 ExitCode watchVariables(const WatchOptions &options);
 /// plchost run: plays the runtime of a project.
 ExitCode runProject(const RunOptions &options);
+/// plchost listen: what goes over a line, without sending anything.
+ExitCode listenToLine(const ListenOptions &options);
 /// plchost plan: what a project costs on the line.
 ExitCode planProject(const PlanOptions &options);
 /// plchost project from-csv: a project file of a register map.

@@ -12,6 +12,7 @@ cli::Manual readManual();
 cli::Manual writeManual();
 cli::Manual watchManual();
 cli::Manual runManual();
+cli::Manual listenManual();
 cli::Manual planManual();
 cli::Manual portsManual();
 cli::Manual scanManual();

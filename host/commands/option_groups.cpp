@@ -255,6 +255,46 @@ void addVerbosityOptions(CLI::App *app, OutputOptions *options)
     addCaptureOption(app, &options->captureFile);
 }
 
+void addListenOptions(CLI::App *app, ListenOptions *options)
+{
+    const auto named = [](const std::string &path) { return path.empty() ? "must name a file" : ""; };
+    app->add_option("CAPTURE", options->file, "a capture that was made before, in place of a port")
+        ->type_name("")
+        ->check(named);
+    app->add_option("-p,--port", options->port,
+                    "serial port or pseudo-terminal, as /dev/ttyUSB0; without it the project's")
+        ->type_name("PATH")
+        ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
+        ->group(kLineGroup);
+    app->add_option("--project", options->projectFile,
+                    "project file: values go by the names of its variables, its settings count where none is "
+                    "typed")
+        ->type_name("FILE")
+        ->check(named)
+        ->group(kLineGroup);
+    addNumber(app, "-b,--baud", &options->baud, kBaudLimits, "RATE",
+              "bits per second; without it the rate is found by listening", kLineGroup);
+    app->add_option("-P,--parity", options->parity,
+                    "even, odd or none; without it the parity is found by listening")
+        ->check(CLI::IsMember(parityNames()))
+        ->type_name("NAME")
+        ->group(kLineGroup);
+    app->add_flag("--any-rate", options->anyRate,
+                  "take a port that runs more than 3 % off the rate, with a warning")
+        ->group(rare(kLineGroup));
+    addNumber(app, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
+    app->add_flag("-v,--verbose", options->verbose, "show the bytes of each frame, and what the port can do")
+        ->group(kOutputGroup);
+    app->add_flag("-q,--quiet", options->quiet, "no frames: only the statistics at the end")
+        ->group(kOutputGroup);
+    app->add_option("--capture", options->captureFile,
+                    "keep all that goes over the line in a file that Wireshark opens, as line.pcapng; - for "
+                    "standard output, where nothing else is printed then")
+        ->type_name("FILE")
+        ->check(named)
+        ->group(kOutputGroup);
+}
+
 void addCaptureOption(CLI::App *app, std::string *path)
 {
     app->add_option("--capture", *path,

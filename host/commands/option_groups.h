@@ -66,6 +66,8 @@ void addVariableOptions(CLI::App *app, CommandOptions *options);
 void addRealtimeOption(CLI::App *app, bool *realtime);
 /// --read-only.
 void addReadOnlyOption(CLI::App *app, bool *readOnly);
+/// All options of listen but the format.
+void addListenOptions(CLI::App *app, ListenOptions *options);
 /// What is told besides values.
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers without a format are shown.

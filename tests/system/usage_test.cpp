@@ -31,6 +31,8 @@ void PrintTo(const Mistake &mistake, std::ostream *out)
 class Usage : public ::testing::TestWithParam<Mistake>
 {};
 
+const auto nameOfRow = [](const auto &test) { return "Row" + std::to_string(test.index); };
+
 TEST_P(Usage, MistakesGetOneLineAndTheirExitCode)
 {
     const Mistake &mistake = GetParam();
@@ -122,6 +124,24 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "-p", "x", "-t", "4x_singel", "-r", "1"},
                 "'4x_singel' is no area; did you mean '4x_single'?"},
         Mistake{{"plan", "a.json", "b.json"}, "'b.json' is one word too many for plchost plan"},
+        Mistake{{"listen"}, "nothing is to be listened to: name a port with -p PATH, or a capture"},
+        Mistake{{"listen", "-p", "/dev/null"}, "it is no usable serial port", 5},
+        Mistake{{"listen", "-p", "/nowhere"}, "'/nowhere'", 5},
+        Mistake{{"listen", "x", "-p", "y"}, "leave -p and --capture out, or the file"},
+        Mistake{{"listen", "/nowhere"}, "/nowhere: No such file or directory"},
+        Mistake{{"listen", "/"}, "/: Is a directory"},
+        Mistake{{"listen", "/dev/null"}, "/dev/null: byte 0: this is no pcapng"},
+        Mistake{{"listen", "/dev/zero"}, "/dev/zero: byte 0: this is no pcapng"},
+        Mistake{{"listen", "-p", "x", "-P", "mark"}, "--parity"},
+        Mistake{{"listen", "-p", "x", "-b", "7"}, "--baud: '7' is not possible"},
+        Mistake{{"listen", "-p", ""}, "--port"}, Mistake{{"listen", "-p", "x", "--capture", ""}, "--capture"},
+        Mistake{{"read", "-p", kLine, "4x:1", "--capture", "-"}, "- is for listen"},
+        Mistake{{"read", "-p", kLine, "4x:1", "--capture", "/nowhere/x"},
+                "--capture: '/nowhere/x' cannot be opened",
+                7},
+        Mistake{{"listen", "-p", kLine, "--capture", "/nowhere/x"},
+                "--capture: '/nowhere/x' cannot be opened",
+                7},
         Mistake{{"read", "4x:1"},
                 "no port is named; give one with -p PATH, as -p /dev/ttyUSB0, or a project that"},
         Mistake{{"read", "-p", "x"}, "no variable is given"},
@@ -183,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "--project", "", "A"}, "--project: must name a file"},
         Mistake{{"read", "-p", "x", "A"}, "'A' is no area"},
         Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Numbers, Usage,
@@ -212,7 +232,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--pace", "inf"}, "--pace", 1, PLC_STATION_PROGRAM},
         Mistake{{"--seed", "nan"}, "--seed: 'nan' is no whole number", 1, PLC_STATION_PROGRAM},
         Mistake{{"--size", "0"}, "--size", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Options, Usage,
@@ -246,7 +266,7 @@ INSTANTIATE_TEST_SUITE_P(
                 PLC_STATION_PROGRAM},
         Mistake{
             {"-a", "1", "-a", "2"}, "--address is given 2 times; once is possible", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Places, Usage,
@@ -297,7 +317,7 @@ INSTANTIATE_TEST_SUITE_P(
                 1,
                 PLC_STATION_PROGRAM},
         Mistake{{"--link", "/dev/null"}, "--link: ", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 // What is wrong shows on the line alone.
 INSTANTIATE_TEST_SUITE_P(
@@ -333,7 +353,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "-p", kLine, "-o", "0.05", "--turnaround", "10", "--retries", "0", "4x:1@2"},
                 "plchost: 4x:1@2: no answer from station 2",
                 2}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 /// The program itself and all its commands, as words.
 const std::vector<Words> kCommands{{},
@@ -395,8 +415,7 @@ TEST_P(Help, FitsInto80ColumnsInFullToo)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands),
-                         [](const auto &test) { return "Row" + std::to_string(test.index); });
+INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands), nameOfRow);
 
 TEST(EverydayHelp, ExplainsEachTermWhereItFirstStands)
 {

@@ -72,9 +72,9 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CommandLine, NamesTheCommandsWhereNoneIsKnown)
 {
-    EXPECT_EQ(
-        "'frobnicate' is no command; commands are read, write, watch, run, plan, project, ports, demo, help",
-        mistake({"frobnicate"}));
+    EXPECT_EQ("'frobnicate' is no command; commands are read, write, watch, run, listen, plan, project, "
+              "ports, demo, help",
+              mistake({"frobnicate"}));
 }
 
 } // namespace
