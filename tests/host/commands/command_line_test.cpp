@@ -73,7 +73,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(CommandLine, NamesTheCommandsWhereNoneIsKnown)
 {
     EXPECT_EQ("'frobnicate' is no command; commands are read, write, watch, run, listen, plan, project, "
-              "ports, demo, help",
+              "scan, ports, demo, help",
               mistake({"frobnicate"}));
 }
 
