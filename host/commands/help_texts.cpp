@@ -45,7 +45,8 @@ Chapter exitCodes()
                      {"4", "unusable replies: wrong CRC, noise, wrong length"},
                      {"5", "the port cannot be opened or is lost"},
                      {"6", "some good, some not"},
-                     {"7", "output could not be written"}})}};
+                     {"7", "output could not be written"},
+                     {"8", "of scan: the line is in use, and nothing was sent"}})}};
 }
 
 /// Pages that tell more, in the folder docs of the sources and beside the packages.

@@ -63,7 +63,7 @@ void ScanEvidence::damagedBy(const ScanRubbish &rubbish, bool resembles, Time de
 bool ScanEvidence::isSteady() const
 {
     constexpr Time kScatter = std::chrono::milliseconds(25);
-    return latest_ - soonest_ <= kScatter;
+    return find_.damaged > 0 && latest_ - soonest_ <= kScatter;
 }
 
 bool ScanEvidence::isOdd() const

@@ -1,5 +1,11 @@
 // plchost scan as people run it, on stations that are ours and on others.
 
+#include <fcntl.h>
+#include <pty.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fstream>
@@ -116,6 +122,84 @@ TEST(Scan, WritesAProjectThatRuns)
     EXPECT_EQ(1, again.exitCode);
     EXPECT_THAT(again.errors, HasSubstr("is there already"));
     std::remove(file.c_str());
+}
+
+/// A pseudo-terminal on which somebody else talks.
+class TalkedLine
+{
+public:
+    TalkedLine()
+    {
+        char name[128];
+        EXPECT_EQ(0, openpty(&master_, &slave_, name, nullptr, nullptr));
+        termios mode{};
+        tcgetattr(slave_, &mode);
+        cfmakeraw(&mode);
+        tcsetattr(slave_, TCSANOW, &mode);
+        fcntl(master_, F_SETFL, O_NONBLOCK);
+        terminal = name;
+    }
+    ~TalkedLine()
+    {
+        close(master_);
+        close(slave_);
+    }
+    TalkedLine(const TalkedLine &) = delete;
+    TalkedLine &operator=(const TalkedLine &) = delete;
+
+    /// Says it again and again until the program has ended.
+    int talk(plc::host::ChildProcess *process, const std::string &bytes) const
+    {
+        const auto patience = plc::runtime::steadyNow() + kPatience;
+        while (plc::runtime::steadyNow() < patience) {
+            if (write(master_, bytes.data(), bytes.size()) < 0 && errno != EAGAIN)
+                return -1;
+            const auto code = process->waitForEnd(plc::runtime::steadyNow() + std::chrono::milliseconds(20));
+            if (code)
+                return *code;
+        }
+        return -1;
+    }
+    /// Whether the program has sent anything.
+    bool hasHeard() const
+    {
+        char byte = 0;
+        return read(master_, &byte, 1) == 1;
+    }
+
+    std::string terminal;
+
+private:
+    int master_ = -1;
+    int slave_ = -1;
+};
+
+TEST(Scan, ALineInUseIsExitCode8AndNothingIsSent)
+{
+    const TalkedLine line;
+    plc::host::ChildProcess process(
+        PLC_HOST_PROGRAM,
+        {"scan", "-p", line.terminal, "-b", "19200", "-P", "even", "--listen", "3s", "--format", "csv"},
+        true);
+    const std::string exchange("\x05\x03\x00\x00\x00\x01\x85\x8E\x05\x03\x02\x12\x34\x44\xF3", 15);
+    EXPECT_EQ(8, line.talk(&process, exchange));
+    EXPECT_FALSE(line.hasHeard());
+    EXPECT_THAT(process.output(), HasSubstr("\n5,19200,even,1,heard,"));
+    EXPECT_THAT(process.errors(), HasSubstr("the line is in use: "));
+    EXPECT_THAT(process.errors(), HasSubstr("nothing was sent, --anyway asks all the same"));
+}
+
+TEST(Scan, ABabblingDeviceIsToldAndNothingIsFound)
+{
+    const TalkedLine line;
+    plc::host::ChildProcess process(
+        PLC_HOST_PROGRAM,
+        {"scan", "-p", line.terminal, "-a", "1-5", "-b", "1200", "-P", "even", "--listen", "3s", "--anyway"},
+        true);
+    EXPECT_EQ(2, line.talk(&process, "babblebabblebabble"));
+    EXPECT_EQ("", process.output());
+    EXPECT_THAT(process.errors(), HasSubstr("the line is in use: "));
+    EXPECT_THAT(process.errors(), HasSubstr("bytes that are no frame"));
 }
 
 TEST(Scan, KeepsACapture)
