@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <vector>
 
+#include "cli/mistake_text.h"
 #include "cli/nearest.h"
 #include "cli/version.h"
 
@@ -90,7 +91,9 @@ std::string unexpected(const CLI::App &program, const CLI::App &command)
     });
     if (option == words.end())
         return "'" + words.front() + "' is one word too many for " + wordsOf(command);
-    const std::string name = option->substr(0, option->find('='));
+    // Letters of flags that were typed together have been taken off.
+    const std::size_t end = option->find('=');
+    const std::string name = end == 1 ? *option : option->substr(0, end);
     std::vector<std::string> names;
     for (const CLI::Option *known : command.get_options()) {
         for (const std::string &longName : known->get_lnames())
@@ -167,7 +170,7 @@ Parsed parse(CLI::App *program, Book *book, int argc, const char *const *argv, c
     } catch (const CLI::ParseError &error) {
         const CLI::App &command = chosenCommand(*program);
         const bool isUnexpected = dynamic_cast<const CLI::ExtrasError *>(&error) != nullptr;
-        return mistaken((isUnexpected ? unexpected(*program, command) : error.what()) + " (" +
+        return mistaken((isUnexpected ? unexpected(*program, command) : mistakeText(error, command)) + " (" +
                         wordsOf(command) + " --help shows what is possible)");
     }
 }

@@ -1,8 +1,8 @@
 #include "areas_file.h"
 
+#include "cli/strict_json.h"
 #include "modbus_codes.h"
 #include "number_list.h"
-#include "strict_json.h"
 
 #include <QtCore/QFile>
 
@@ -244,7 +244,7 @@ std::string loadAreas(const std::string &name, const std::string &text, StationB
     const bool isMarked = text.compare(0, sizeof kByteOrderMark - 1, kByteOrderMark) == 0;
     const std::string json = isMarked ? text.substr(sizeof kByteOrderMark - 1) : text;
     try {
-        const Json::Value top = parseStrictJson(json);
+        const Json::Value top = cli::parseStrictJson(json);
         if (!top.isObject())
             fail(top, "the document", "an object { } belongs at the top");
         std::vector<Station *> all;
@@ -253,7 +253,7 @@ std::string loadAreas(const std::string &name, const std::string &text, StationB
         loadValues(top, "", all);
         if (top.isMember(kStationsKey))
             loadStations(top[kStationsKey], bus);
-    } catch (const JsonFault &fault) {
+    } catch (const cli::JsonFault &fault) {
         return name + ":" + lineAndColumn(json, fault.offset) + ": not JSON: " + fault.what;
     } catch (const LoadError &wrong) {
         return name + ":" + placeOf(json, wrong) + ": " + wrong.where + ": " + wrong.what;

@@ -14,7 +14,8 @@ cli::Manual manual()
         {"How it begins and ends",
          {cli::flowing(
              "The first line on standard output is the path of the pseudo-terminal, which stands for the "
-             "serial port. SIGTERM or SIGINT ends the program.")}},
+             "serial port. SIGTERM, SIGINT or SIGHUP ends the program, SIGHUP unless it was started to "
+             "ignore that, as nohup does.")}},
         {"A file for --areas: initial values by area and address",
          {cli::asTyped("{ \"4x\": { \"100\": [4660, -5], \"200-299\": 7 },\n"
                        "  \"0x\": { \"16\": [1, 0, true] },\n"

@@ -42,7 +42,7 @@ AppendedFile::~AppendedFile()
     close(descriptor_);
 }
 
-int AppendedFile::append(const std::string &line, const std::atomic<bool> *giveUp)
+int AppendedFile::append(const std::string &line, const std::function<bool()> &giveUp)
 {
     const std::string text = (isCut_ ? "\n" : "") + line + "\n";
     for (std::size_t done = 0; done < text.size();) {
@@ -54,7 +54,7 @@ int AppendedFile::append(const std::string &line, const std::atomic<bool> *giveU
         }
         if (errno == EINTR)
             continue;
-        if (errno != EAGAIN || (giveUp && *giveUp))
+        if (errno != EAGAIN || (giveUp && giveUp()))
             return errno;
         pollfd waiting{descriptor_, POLLOUT, 0};
         poll(&waiting, 1, kSliceMs);

@@ -3,14 +3,14 @@
 #ifndef PLC_COMMANDS_APPENDED_FILE_H
 #define PLC_COMMANDS_APPENDED_FILE_H
 
-#include <atomic>
+#include <functional>
 #include <string>
 
 #include "host/runtime_names.h"
 
 namespace plc::host {
 
-/// Several programs may append to the same file. Not locked: one thread, but for the flag of append().
+/// Several programs may append to the same file. Not locked: one thread.
 class AppendedFile
 {
 public:
@@ -25,9 +25,11 @@ public:
 
     /// Appends a line.
     /// @param line    without its end.
-    /// @param giveUp  ends the wait for a pipe that is full; null: the wait has no end.
-    /// @return 0, or the errno of the failure; then a part of the line may stand there.
-    int append(const std::string &line, const std::atomic<bool> *giveUp = nullptr);
+    /// @param giveUp  asked over and over while a pipe is full: true ends the wait; null: the wait has no
+    /// end.
+    /// @return 0, or the errno of the failure, EAGAIN where the wait was given up; then a part of the line
+    /// may stand there.
+    int append(const std::string &line, const std::function<bool()> &giveUp = nullptr);
 
     /// Opens the path again, where another file may stand by now.
     /// @return 0, or the errno of the failure; then lines go on to the file that was open.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/commands/capture_option.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/wall_clock.h"
 #include "host/option_words.h"
@@ -25,6 +26,19 @@ AskingSettings settingsOf(const LinkSettings &link)
     settings.lateGuard = link.lateGuard;
     settings.echo = link.echo;
     return settings;
+}
+
+/// What must be clear before the port is opened.
+std::shared_ptr<Capture> captureFor(const LinkSettings &link, const std::string &file)
+{
+    if (link.linkMode != 0)
+        throw Failure(FailureKind::Usage,
+                      "over a relay no station can be asked like this; do without the project's linkMode");
+    if (file == "-")
+        throw Failure(
+            FailureKind::Usage,
+            "--capture: - is for listen; here what was found goes to standard output, so name a file");
+    return openCapture(file, link, link.echo);
 }
 
 /// Nothing goes out of a finder that may change anything.
@@ -66,15 +80,12 @@ std::unique_ptr<Port> openPort(const LinkSettings &link, bool verbose)
     return opening.take();
 }
 
-AskedLine::AskedLine(const LinkSettings &link, bool verbose)
-    : port_(link.linkMode == 0 ? openPort(link, verbose)
-                               : throw Failure(FailureKind::Usage,
-                                               "over a relay no station can be asked like this; do without "
-                                               "the project's linkMode")),
-      ground_{*port_}, asking_(settingsOf(link))
+AskedLine::AskedLine(const LinkSettings &link, const OutputOptions &options)
+    : capture_(captureFor(link, options.captureFile)),
+      port_(captured(openPort(link, options.verbose), capture_)), ground_{*port_}, asking_(settingsOf(link))
 {
     ground_.isCancelled = isInterrupted;
-    if (!verbose)
+    if (!options.verbose)
         return;
     ground_.trace = [start = steadyNow()](const FrameNews &frame) {
         constexpr int kMicroseconds = 6;
@@ -83,6 +94,12 @@ AskedLine::AskedLine(const LinkSettings &link, bool verbose)
         std::fprintf(stderr, "%s %s\n", isoTime(std::chrono::system_clock::now(), kMicroseconds).c_str(),
                      runtime::traceLine(news).c_str());
     };
+}
+
+AskedLine::~AskedLine()
+{
+    port_.reset();
+    finishCapture(capture_.get());
 }
 
 std::optional<Answer> AskedLine::ask(const Question &question)

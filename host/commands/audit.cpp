@@ -3,10 +3,12 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <utility>
 
+#include "host/commands/interrupt.h"
 #include "host/commands/json_line.h"
 #include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
@@ -20,6 +22,11 @@ std::string userName()
 {
     const passwd *const entry = getpwuid(getuid());
     return entry && entry->pw_name[0] != '\0' ? entry->pw_name : std::to_string(getuid());
+}
+
+std::string reasonOf(int error)
+{
+    return error == EAGAIN ? "nobody has read the pipe before the interruption" : std::strerror(error);
 }
 
 } // namespace
@@ -56,10 +63,10 @@ std::uint64_t Audit::order(const Row &row)
         .text("variable", row.variable.text)
         .number("station", row.station)
         .raw("values", valuesInJson(row.variable, *row.values, NumberStyle::Unsigned));
-    if (const int error = file_->append(line.object()); error != 0) {
+    if (const int error = file_->append(line.object(), isInterrupted); error != 0) {
         failOutput();
-        throw Failure(FailureKind::Usage, row.variable.text + ": not sent: --audit: '" + file_->path() +
-                                              "' cannot be written: " + std::strerror(error));
+        throw Failure(FailureKind::Usage,
+                      "not sent: --audit: '" + file_->path() + "' cannot be written: " + reasonOf(error));
     }
     open_.emplace(number, row);
     return number;
@@ -71,14 +78,14 @@ void Audit::end(std::uint64_t number, Row row)
         return;
     row.isWrite = true;
     row.order = number;
-    const int error = file_->append(recordOf(row, NumberStyle::Unsigned));
+    const int error = file_->append(recordOf(row, NumberStyle::Unsigned), isInterrupted);
     if (error == 0)
         return;
     failOutput();
     if (!std::exchange(failureTold_, true))
         std::fprintf(stderr,
                      "plchost: --audit: '%s' cannot be written: %s; ends of writes are missing in it\n",
-                     file_->path().c_str(), std::strerror(error));
+                     file_->path().c_str(), reasonOf(error).c_str());
 }
 
 } // namespace plc::host

@@ -49,7 +49,8 @@ void addWriteCommand(CLI::App *program, cli::Book *book, Command *chosen)
     command
         ->add_option("--from", options->from,
                      "write what read --format csv has printed into this file, - for standard input; values "
-                     "of areas that cannot be written are skipped and counted")
+                     "of areas that cannot be written are skipped and counted; addresses count as at the "
+                     "reading, with --option one-based from 1")
         ->type_name("FILE");
     command->add_flag("--dry-run", options->dryRun,
                       "write nothing; read what the stations hold and tell what would change");

@@ -12,7 +12,6 @@ namespace plc::host {
 
 namespace {
 
-/// Areas by the digits that Modbus command-line masters have for them.
 /// The area that was probably meant; empty where none is near.
 std::string guessAtArea(const std::string &typed)
 {
@@ -22,6 +21,7 @@ std::string guessAtArea(const std::string &typed)
     return cli::didYouMean(typed, names);
 }
 
+/// Areas by the digits that Modbus command-line masters have for them.
 std::string areaOfType(const std::string &type)
 {
     if (type == "0" || type == "1" || type == "3" || type == "4")
@@ -242,6 +242,12 @@ Variable CommandOptions::variableOf(const std::string &text, bool oneBased) cons
 
 std::vector<Variable> CommandOptions::variableList(bool oneBased) const
 {
+    for (const char *option : {"--type", "--start", "--count"}) {
+        if (typed.count(option) > 0 && (type.empty() || start.empty()))
+            throw Failure(FailureKind::Usage, std::string(option) +
+                                                  " belongs to -t AREA -r ADDRESS, as -t 4 -r 100 -c 10; the "
+                                                  "same as a VARIABLE, without these options, is 4x:100:10");
+    }
     std::vector<Variable> list;
     for (const std::string &text : variables)
         list.push_back(variableOf(text, oneBased));

@@ -26,9 +26,10 @@ struct OutputOptions
     bool isSigned = false;
     bool verbose = false;
     bool quiet = false;
-    bool readOnly = false; ///< nothing is written, whatever is asked for
-    std::string logFile;   ///< of --log; empty = none
-    std::string auditFile; ///< of --audit; empty = none
+    bool readOnly = false;   ///< nothing is written, whatever is asked for
+    std::string logFile;     ///< of --log; empty = none
+    std::string auditFile;   ///< of --audit; empty = none
+    std::string captureFile; ///< of --capture; empty = none
 
     NumberStyle numberStyle() const { return numberStyleOf(hex, isSigned); }
     Format outputFormat() const { return formatOf(format); }

@@ -82,6 +82,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.captureFile = options_.captureFile;
         manner.readOnly = options_.readOnly;
         manner.separateReads = true;
         return manner;

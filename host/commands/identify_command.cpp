@@ -11,7 +11,7 @@ ExitCode identifyStations(const AskOptions &options)
 {
     const LinkSettings link = options.link();
     const std::vector<int> stations = options.stationList();
-    AskedLine line(link, options.verbose);
+    AskedLine line(link, options);
     int known = 0;
     int silent = 0;
     for (const int station : stations) {
@@ -38,7 +38,7 @@ ExitCode findLimits(const LimitsOptions &options)
     wish.address = options.address;
     wish.samples = options.samples;
     wish.retries = link.retries;
-    AskedLine line(link, options.verbose);
+    AskedLine line(link, options);
     LimitsFinder finder(wish);
     if (!line.carryOut(finder))
         return kExitNoReply;

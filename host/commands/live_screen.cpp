@@ -45,6 +45,18 @@ Health healthOf(Quality quality)
     return Health::Bad;
 }
 
+/// "01:59:59.123  0.001234 -> 01 03": the day and the zone would take half of a narrow screen.
+std::string shortTraceLine(const std::string &line)
+{
+    const std::size_t date = line.find('T');
+    const std::size_t timeEnd = line.find(' ');
+    const std::size_t rest = line.find_first_not_of(' ', timeEnd);
+    constexpr std::size_t kWithMilliseconds = 12;
+    if (date > timeEnd || rest == std::string::npos)
+        return line;
+    return line.substr(date + 1, kWithMilliseconds) + "  " + line.substr(rest);
+}
+
 void nameState(plcruntime::StationState state, StationFigures *figures)
 {
     switch (state) {
@@ -179,10 +191,18 @@ void LiveScreen::report(const std::string &line)
         print(line + "\n");
 }
 
+void LiveScreen::showWriting(int number, const std::string &values)
+{
+    if (values.empty())
+        writing_.erase(number);
+    else
+        writing_[number] = values;
+    isSpoilt_ = true;
+}
+
 void LiveScreen::trace(const std::string &line)
 {
-    // The time on the wall would take half of a narrow screen.
-    model_.trace(line.substr(line.find(' ') + 1));
+    model_.trace(shortTraceLine(line));
     const bool isTerminal = isatty(STDERR_FILENO) != 0;
     // Who has asked for the trace and sends it to a file gets it there; on the screen alone it is for the
     // eye.
@@ -209,6 +229,11 @@ Reading LiveScreen::reading(int number) const
     reading.age = row.age;
     reading.state = fullState(row);
     reading.health = healthOf(state.quality);
+    reading.isUnread = state.quality == Quality::NeverRead;
+    const auto order = writing_.find(number);
+    if (order != writing_.end())
+        reading.state =
+            "writing " + order->second + (state.quality == Quality::Good ? "" : ", " + reading.state);
     if (reading.health == Health::Bad)
         reading.reason = describe(state, station(number));
     return reading;

@@ -4,6 +4,7 @@
 #define PLC_COMMANDS_LIVE_SCREEN_H
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -72,6 +73,8 @@ public:
     /// The same of a line that otherwise goes to standard output.
     void report(const std::string &line);
     void trace(const std::string &line);
+    /// What an order that is open writes to a variable stands in its state; empty for no order.
+    void showWriting(int number, const std::string &values);
     void note(const News &news) { replyTimes_.note(news); }
     /// As ScreenModel::showPage().
     void showPage(int page) { model_.showPage(page); }
@@ -92,8 +95,9 @@ private:
     ReplyTimes replyTimes_;
     ScreenModel model_;
     std::unique_ptr<Painter> painter_;
-    KeptLines told_;     ///< for standard error
-    KeptLines reported_; ///< for standard output
+    std::map<int, std::string> writing_; ///< by variable
+    KeptLines told_;                     ///< for standard error
+    KeptLines reported_;                 ///< for standard output
     Time nextDraw_{};
     bool isSpoilt_ = true; ///< something has changed that is to be seen at once
     bool isOver_ = false;

@@ -132,7 +132,7 @@ ExitCode mapArea(const AreaMapOptions &options)
         const MapState state = parseMapState(options.resume, textOfFile(options.resume), wish);
         mapper.remember(state.places, state.block);
     }
-    AskedLine line(link, options.verbose);
+    AskedLine line(link, options);
     const auto keep = [&] {
         if (!options.resume.empty())
             save(options.resume, mapStateText(mapper), "--resume");

@@ -3,6 +3,7 @@
 #include "cli/manual.h"
 #include "host/commands/station_list.h"
 #include "host/project/setting_names.h"
+#include "runtime/line/failure.h"
 
 namespace plc::host {
 
@@ -161,7 +162,8 @@ void noteTyped(const CLI::App &app, CommandOptions *options)
         }
     }
     if (options->port.empty() && options->projectFile.empty())
-        throw CLI::RequiredError("--port");
+        throw Failure(FailureKind::Usage, "no port is named; give one with -p PATH, as -p /dev/ttyUSB0, or a "
+                                          "project that names one with --project FILE");
 }
 
 void addDriverOption(CLI::App *app, std::string *path)
@@ -235,9 +237,10 @@ void addReopenOption(CLI::App *app, bool *noReopen)
 
 void addEchoCheckOption(CLI::App *app, bool *noEchoCheck)
 {
-    app->add_flag("--no-echo-check", *noEchoCheck,
-                  "no read before the first write to a station that has not answered yet; as --without "
-                  "echo-check")
+    app->add_flag(
+           "--no-echo-check", *noEchoCheck,
+           "no read before the first write to a station that has not answered yet, which shows whether "
+           "the line hands back what is sent")
         ->group(kLineGroup);
 }
 
@@ -262,18 +265,14 @@ void addVariableOptions(CLI::App *app, CommandOptions *options)
     app->add_option("VARIABLE", options->variables,
                     "what to read: AREA:ADDRESS[:COUNT][/FORMAT][@STATION], or a name of the project")
         ->type_name("");
-    auto *start = app->add_option("-r,--start", options->start, "address, with -t in place of VARIABLE")
-                      ->type_name("ADDRESS");
-    auto *type =
-        app->add_option("-t,--type", options->type,
-                        "area of -r: its name, or 0, 1, 3, 4 for 0x, 1x, 3x, 4x; a format behind /, as "
-                        "4/f32, or as a word: 4:float, 4:int, 4:int16, 4:hex")
-            ->type_name("AREA")
-            ->needs(start);
-    start->needs(type);
+    app->add_option("-r,--start", options->start, "address, with -t in place of VARIABLE")
+        ->type_name("ADDRESS");
+    app->add_option("-t,--type", options->type,
+                    "area of -r: its name, or 0, 1, 3, 4 for 0x, 1x, 3x, 4x; a format behind /, as "
+                    "4/f32, or as a word: 4:float, 4:int, 4:int16, 4:hex")
+        ->type_name("AREA");
     addNumber(app, "-c,--count", &options->count, kValueCountLimits, "N", "number of values from -r on")
-        ->capture_default_str()
-        ->needs(start);
+        ->capture_default_str();
 }
 
 void addReadOnlyOption(CLI::App *app, bool *readOnly)
@@ -292,6 +291,16 @@ void addVerbosityOptions(CLI::App *app, OutputOptions *options)
         ->group(kOutputGroup);
     app->add_flag("-q,--quiet", options->quiet,
                   "no statistics, advice or screen; values and failures are still told")
+        ->group(kOutputGroup);
+    addCaptureOption(app, &options->captureFile);
+}
+
+void addCaptureOption(CLI::App *app, std::string *path)
+{
+    app->add_option("--capture", *path,
+                    "keep all that goes over the line in a file that Wireshark opens, as line.pcapng")
+        ->type_name("FILE")
+        ->check([](const std::string &name) { return name.empty() ? "must name a file" : ""; })
         ->group(kOutputGroup);
 }
 

@@ -45,7 +45,7 @@ void explainGroups(cli::Book *book);
 /// -p and --project, one of which says where the line is.
 void addPortOptions(CLI::App *app, CommandOptions *options);
 /// Notes which options were typed. In the callback of the command.
-/// @throw CLI::RequiredError  where nothing says where the line is.
+/// @throw Failure  (wrong usage) where nothing says where the line is.
 void noteTyped(const CLI::App &app, CommandOptions *options);
 /// --driver.
 void addDriverOption(CLI::App *app, std::string *path);
@@ -78,6 +78,8 @@ void addNumberOptions(CLI::App *app, OutputOptions *options);
 void addFormatOption(CLI::App *app, OutputOptions *options);
 /// --log, for commands that go on.
 void addLogOption(CLI::App *app, OutputOptions *options);
+/// --capture, for commands that open a line.
+void addCaptureOption(CLI::App *app, std::string *path);
 /// --audit, for commands that write.
 void addAuditOption(CLI::App *app, OutputOptions *options);
 /// How values are shown.

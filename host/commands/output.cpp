@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <sstream>
 
 #include "host/commands/json_line.h"
 #include "host/commands/panel_line.h"
@@ -340,7 +341,8 @@ std::string RowPrinter::csvHead(const Row &row) const
 {
     const std::string columns =
         row.moment ? "time_s,name,station,value,state,age_ms" : "name,station,value,state";
-    return columns + (withMeanings_ ? ",unit,text" : "") + ",time,exception_code,exception_name\n";
+    return columns + (withMeanings_ ? ",unit,text" : "") + ",time,exception_code,exception_name" +
+           (oneBased_ ? ",addresses_from" : "") + "\n";
 }
 
 std::string RowPrinter::csv(const Row &row) const
@@ -374,10 +376,11 @@ std::string RowPrinter::csvLine(const Row &row, int index) const
     if (withMeanings_)
         line += "," + csvCell(meaningOf(row.variable).unit) + "," + csvCell(text);
     line += "," + (row.time ? isoTime(*row.time) : std::string());
+    const std::string end = oneBased_ ? ",1\n" : "\n";
     if (row.exceptionCode == 0 || isGood)
-        return line + ",,\n";
+        return line + ",," + end;
     return line + "," + std::to_string(row.exceptionCode) + "," + exceptionMeaning(row.exceptionCode).name +
-           "\n";
+           end;
 }
 
 std::string recordOf(const Row &row, NumberStyle style)
@@ -391,7 +394,7 @@ std::string recordOf(const Row &row, NumberStyle style)
         line.number("order", row.order).number("process", getpid());
     line.text("variable", row.variable.text).number("station", row.station).text("state", row.state);
     if (row.isWrite)
-        line.text("result", row.isDone ? "done" : "failed");
+        line.text("result", !row.isDone ? "failed" : row.station == 0 ? "sent" : "done");
     if (row.exceptionCode != 0)
         line.number("exception_code", row.exceptionCode)
             .text("exception_name", exceptionMeaning(row.exceptionCode).name);
@@ -445,6 +448,27 @@ std::string inMilliseconds(Time time)
 Time fromMicroseconds(qint64 microseconds)
 {
     return std::chrono::microseconds(microseconds);
+}
+
+std::string fitted(const std::string &lines, int columns)
+{
+    if (columns <= 0)
+        return lines;
+    std::string text;
+    std::istringstream stream(lines);
+    for (std::string line; std::getline(stream, line);) {
+        std::string row;
+        std::istringstream words(line);
+        for (std::string word; words >> word;) {
+            if (!row.empty() && widthOf(row + " " + word) > static_cast<std::size_t>(columns)) {
+                text += row + "\n";
+                row = " ";
+            }
+            row += (row.empty() ? "" : " ") + word;
+        }
+        text += row + "\n";
+    }
+    return text;
 }
 
 double requestsPerSecond(const Statistics &statistics)

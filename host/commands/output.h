@@ -83,8 +83,9 @@ class RowPrinter
 {
 public:
     /// @param withMeanings  csv has columns for unit and text.
-    RowPrinter(Format format, NumberStyle style, bool withMeanings = false)
-        : format_(format), style_(style), withMeanings_(withMeanings)
+    /// @param oneBased      csv says that addresses count from 1.
+    RowPrinter(Format format, NumberStyle style, bool withMeanings = false, bool oneBased = false)
+        : format_(format), style_(style), withMeanings_(withMeanings), oneBased_(oneBased)
     {}
     /// What print() prints, line ends included.
     std::string render(const Row &row);
@@ -99,6 +100,7 @@ private:
     Format format_;
     NumberStyle style_;
     bool withMeanings_;
+    bool oneBased_;
     bool headDone_ = false;
 };
 
@@ -112,6 +114,9 @@ std::string formatAge(Time age);
 /// @param detailed  with the lateness of requests, and with the errors of the line also where there are none;
 ///                  otherwise these errors are told where there are some.
 std::string describeStatistics(const Statistics &statistics, bool detailed);
+
+/// The lines broken between words, so that a terminal of @p columns breaks none within one; 0: as they are.
+std::string fitted(const std::string &lines, int columns);
 
 double requestsPerSecond(const Statistics &statistics);
 

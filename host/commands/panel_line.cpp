@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <utility>
 
+#include "host/commands/capture_option.h"
 #include "host/commands/event_records.h"
 #include "host/commands/interrupt.h"
 #include "host/driver_search.h"
@@ -159,7 +160,8 @@ Values valuesOf(const Variable &variable, const QByteArray &raw)
 }
 
 PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
-    : manner_(std::move(manner)), usualStation_(link.station), port_(link.port)
+    : manner_(std::move(manner)), usualStation_(link.station), port_(link.port), lineSettings_(link),
+      hasEcho_(link.echo)
 {
     plcruntime::LineSettings settings = publicSettings(link);
     settings.realTime = manner_.realtime;
@@ -170,6 +172,10 @@ PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
     ground.readOnly = manner_.readOnly;
     ground.holes = link.holes;
     ground.listener = manner_.newsListener;
+    if (!manner_.captureFile.empty())
+        ground.wrapPort = [slot = capture_](std::unique_ptr<Port> port) {
+            return captured(std::move(port), *slot);
+        };
     line_.reset(plcruntime::LineAccess::make(settings, ground));
     wantEvents(manner_.verbose);
 }
@@ -178,6 +184,8 @@ PanelLine::PanelLine(const LinkSettings &link, LineManner manner)
 PanelLine::~PanelLine()
 {
     line_->setEventHandler(nullptr, nullptr);
+    line_.reset();
+    finishCapture(capture_->get());
 }
 
 void PanelLine::wantEvents(bool withFrames)
@@ -236,6 +244,10 @@ void PanelLine::checkWrite(VariableId id, const Values &values) const
 void PanelLine::open()
 {
     // Before, a signal ends the program by itself, however long a file takes: there is nothing to put back.
+    if (manner_.captureFile == "-")
+        throw Failure(FailureKind::Usage,
+                      "--capture: - is for listen; here values go to standard output, so name a file");
+    *capture_ = openCapture(manner_.captureFile, lineSettings_, hasEcho_);
     catchInterrupts();
     const plcruntime::Error error = line_->open();
     if (!error)

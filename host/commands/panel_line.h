@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/capture/captured_port.h"
 #include "host/commands/wall_clock.h"
 #include "host/runtime_names.h"
 #include "runtime/master/link.h"
@@ -25,7 +26,8 @@ struct LineManner
 {
     bool verbose = false;  ///< the trace, and all that the port tells, go to standard error; else warnings
     bool readOnly = false; ///< nothing is written, see plcruntime::LineGround
-    bool realtime = false; ///< the thread of the line goes before all others
+    std::string captureFile = {}; ///< of --capture; empty = none
+    bool realtime = false;        ///< the thread of the line goes before all others
     /// Each variable is asked for by itself, so that a station refuses no other one with it.
     bool separateReads = false;
     std::vector<PriorityRow> rows = {};                       ///< name rows for the driver
@@ -112,6 +114,11 @@ private:
     LineManner manner_;
     int usualStation_; ///< of variables that name none
     std::string port_;
+    LineSettings lineSettings_;
+    bool hasEcho_;
+    /// Null until open(), and where there is none; shared with threads that open the port, which may outlive
+    /// this object.
+    std::shared_ptr<std::shared_ptr<Capture>> capture_ = std::make_shared<std::shared_ptr<Capture>>();
     std::unique_ptr<plcruntime::Line> line_;
     std::map<VariableId, Variable> variables_;
     std::optional<qint64> openedAt_; ///< in microseconds

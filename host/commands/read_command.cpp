@@ -12,6 +12,7 @@ ExitCode readVariables(const CommandOptions &options)
     const std::vector<Variable> variables = options.variableList(link.oneBased());
     LineManner manner;
     manner.verbose = options.verbose;
+    manner.captureFile = options.captureFile;
     manner.readOnly = options.readOnly;
     PanelLine line(link, manner);
     PanelLine::checkNumber(variables.size());
@@ -22,7 +23,8 @@ ExitCode readVariables(const CommandOptions &options)
     for (PartedRead &read : reads)
         read.begin();
 
-    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables));
+    RowPrinter printer(options.outputFormat(), options.numberStyle(), haveMeanings(variables),
+                       link.oneBased());
     std::vector<OrderEnd> ends;
     for (std::size_t i = 0; i < reads.size() && !isOutputOver(); ++i)
         printer.print(reads[i].await(&ends));

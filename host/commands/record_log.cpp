@@ -1,5 +1,6 @@
 #include "host/commands/record_log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,6 +14,7 @@ namespace plc::host {
 namespace {
 
 constexpr Time kPatience = std::chrono::seconds(2);
+constexpr Time kLongest = std::chrono::seconds(10);
 
 struct Entry
 {
@@ -42,9 +44,18 @@ struct RecordLog::Shared
     std::uint64_t linesWritten = 0;
     int error = 0; ///< of the last line that could not be written
     int reopenError = 0;
+    bool isWritingLine = false;
     bool isEnding = false;
     bool isDone = false; ///< the thread has ended
     std::atomic<bool> giveUp{false};
+
+    /// Under the lock.
+    std::uint64_t linesLeft() const
+    {
+        const auto isLine = [](const Entry &entry) { return !entry.isReopening; };
+        return static_cast<std::uint64_t>(std::count_if(entries.begin(), entries.end(), isLine)) +
+               (isWritingLine ? 1 : 0);
+    }
 };
 
 RecordLog::RecordLog(const std::string &path, std::size_t mostWaiting, WallClock clock)
@@ -54,7 +65,7 @@ RecordLog::RecordLog(const std::string &path, std::size_t mostWaiting, WallClock
 
 RecordLog::~RecordLog()
 {
-    finish(kPatience);
+    finish(kPatience, kLongest);
     const std::uint64_t missing = lost();
     if (missing == 0)
         return;
@@ -82,6 +93,9 @@ void RecordLog::add(std::string line)
 void RecordLog::reopen()
 {
     const std::lock_guard<std::mutex> lock(shared_->mutex);
+    // One is as good as several. Between two of them is a line, and lines have their limit.
+    if (!shared_->entries.empty() && shared_->entries.back().isReopening)
+        return;
     shared_->entries.push_back({std::string(), 0, true});
     shared_->changed.notify_all();
 }
@@ -100,7 +114,7 @@ std::string RecordLog::complaint()
                                 : "it cannot be written as fast as they come");
 }
 
-void RecordLog::finish(Time patience)
+void RecordLog::finish(Time patience, Time most)
 {
     if (!thread_.joinable())
         return;
@@ -108,18 +122,19 @@ void RecordLog::finish(Time patience)
     shared_->isEnding = true;
     shared_->changed.notify_all();
     const auto isDone = [this] { return shared_->isDone; };
+    const Time limit = runtime::steadyNow() + most;
     std::uint64_t before = 0;
     do {
         before = shared_->linesWritten;
-        shared_->changed.wait_for(lock, patience, isDone);
-    } while (!shared_->isDone && shared_->linesWritten != before);
+        shared_->changed.wait_for(lock, std::min(patience, limit - runtime::steadyNow()), isDone);
+    } while (!shared_->isDone && shared_->linesWritten != before && runtime::steadyNow() < limit);
     if (!shared_->isDone) {
         // A pipe that is full lets go of the thread. A file system that hangs does not.
         shared_->giveUp = true;
         shared_->changed.wait_for(lock, kPatience, isDone);
     }
     const bool isDoneNow = shared_->isDone;
-    lost_ = shared_->lost + (isDoneNow ? 0 : shared_->entries.size() + 1);
+    lost_ = shared_->lost + (isDoneNow ? 0 : shared_->linesLeft());
     lock.unlock();
     if (isDoneNow)
         thread_.join();
@@ -137,12 +152,13 @@ std::uint64_t RecordLog::lost() const
 void RecordLog::write(const std::shared_ptr<Shared> &shared)
 {
     std::uint64_t gap = 0; ///< lines lost since the last one that was written
+    const auto mustGiveUp = [&shared] { return shared->giveUp.load(); };
     const auto tellGap = [&] {
         if (gap == 0)
             return 0;
         const int error = shared->file.append(
             JsonLine("loss").text("time", isoTime(shared->clock())).number("lines", gap).object(),
-            &shared->giveUp);
+            mustGiveUp);
         if (error == 0)
             gap = 0;
         return error;
@@ -154,18 +170,24 @@ void RecordLog::write(const std::shared_ptr<Shared> &shared)
             break;
         const Entry entry = std::move(shared->entries.front());
         shared->entries.pop_front();
+        shared->isWritingLine = !entry.isReopening;
         lock.unlock();
         gap += entry.lostBefore;
         int error = 0;
-        if (entry.isReopening) {
+        if (shared->giveUp) {
+            // Nobody waits for a file that is slow any more.
+            error = entry.isReopening ? 0 : EAGAIN;
+            gap += entry.isReopening ? 0 : 1;
+        } else if (entry.isReopening) {
             error = shared->file.reopen();
         } else {
             error = tellGap();
             if (error == 0)
-                error = shared->file.append(entry.line, &shared->giveUp);
+                error = shared->file.append(entry.line, mustGiveUp);
             gap += error != 0 ? 1 : 0;
         }
         lock.lock();
+        shared->isWritingLine = false;
         if (entry.isReopening) {
             shared->reopenError = error;
         } else {

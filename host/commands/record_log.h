@@ -47,9 +47,9 @@ public:
     /// again. Told once for each; else empty.
     std::string complaint();
 
-    /// Ends the log: waits for the lines that are left, as long as the file takes some, and @p patience from
-    /// the last one on.
-    void finish(Time patience);
+    /// Ends the log: waits for the lines that are left, as long as the file takes some and @p patience from
+    /// the last one on, but no longer than @p most. Lines that are still left then are lost.
+    void finish(Time patience, Time most);
     /// Lines that are not in the file. Final behind finish().
     std::uint64_t lost() const;
 

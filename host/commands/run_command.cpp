@@ -11,6 +11,7 @@
 #include "host/commands/input_lines.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/live_screen.h"
+#include "host/commands/next_tick.h"
 #include "host/commands/output.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
@@ -56,7 +57,8 @@ public:
                options.numberStyle()),
           audit_(options.auditFile, project_.link.port), line_(project_.link, manner()),
           input_(project_.variables), lines_(STDIN_FILENO),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables))
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(project_.variables),
+                   project_.link.oneBased())
     {
         for (const Variable &variable : project_.variables)
             ids_.push_back(line_.add(variable));
@@ -125,7 +127,7 @@ private:
             if (interval == Time::zero() || steadyNow() < nextShow)
                 continue;
             show(steadyNow() - start);
-            nextShow = std::max(nextShow + interval, steadyNow());
+            nextShow = nextTick(nextShow, interval, steadyNow());
         }
     }
 
@@ -133,6 +135,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.captureFile = options_.captureFile;
         manner.realtime = options_.realtime;
         manner.readOnly = options_.readOnly;
         manner.rows = project_.rows;
@@ -228,7 +231,8 @@ private:
             obey(input_.parse(line.text));
         } catch (const Failure &failure) {
             ++linesRefused_;
-            tell("plchost: input line " + std::to_string(linesTaken_) + ": " + inOptions(failure.what()),
+            tell(std::string("plchost: ") + (hasScreen_ ? "order " : "input line ") +
+                     std::to_string(linesTaken_) + ": " + inOptions(failure.what()),
                  stderr);
         }
     }
@@ -269,6 +273,7 @@ private:
         try {
             const OrderId id = line_.write(idOf(order.variable), order.values);
             writes_.push_back({id, order.variable, order.values, order.typed, number});
+            showOpen(order.variable);
         } catch (const Failure &failure) {
             row.state = stateName(OrderEnd::NotTaken);
             row.reason = inOptions(failure.what());
@@ -296,6 +301,7 @@ private:
     /// Reports the writes that have ended and forgets them, so that each is reported once.
     void reportEnded()
     {
+        std::vector<int> ended;
         std::vector<OpenWrite> open;
         for (OpenWrite &write : writes_) {
             const OrderResult result = line_.result(write.order);
@@ -303,10 +309,24 @@ private:
                 open.push_back(std::move(write));
                 continue;
             }
+            ended.push_back(write.variable);
             report(write, result,
                    result.end == OrderEnd::Good ? "" : describe(result, stationAt(write.variable)));
         }
         writes_ = std::move(open);
+        for (const int variable : ended)
+            showOpen(variable);
+    }
+
+    /// On the screen, what the newest open order writes to the variable.
+    void showOpen(int variable)
+    {
+        if (!screen_)
+            return;
+        const auto newest =
+            std::find_if(writes_.rbegin(), writes_.rend(),
+                         [variable](const OpenWrite &write) { return write.variable == variable; });
+        screen_->showWriting(variable, newest == writes_.rend() ? "" : newest->typed);
     }
 
     Row rowOfWrite(int variable, const Values &values, const std::string &typed) const
@@ -381,10 +401,13 @@ private:
 
     Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
 
+    /// At the end of what was never read one line tells, in place of a row each.
     void show(Time moment)
     {
         const WallTime time = std::chrono::system_clock::now();
         for (int i = 0; i < count(); ++i) {
+            if (isOver_ && stateOf(i).quality == Quality::NeverRead)
+                continue;
             Row row = rowAt(i);
             row.moment = moment;
             row.time = time;
@@ -407,7 +430,9 @@ private:
         if (options_.outputFormat() == Format::NdJson)
             print(record + "\n");
         if (!options_.quiet && !isOutputOver())
-            std::fputs((describeStatistics(counted, options_.verbose) + describeScans(report)).c_str(),
+            std::fputs(fitted(describeStatistics(counted, options_.verbose) + describeScans(report),
+                              columnsOfErrors())
+                           .c_str(),
                        stderr);
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
@@ -429,7 +454,8 @@ private:
         return ends_.exitCodeWith(linesRefused_);
     }
 
-    /// Nobody has answered for these yet. Who typed quit wanted no more of them.
+    /// Nobody has answered for these yet. Who typed quit, or takes no more output, wanted
+    /// no more of them.
     void noteUnread(int unread)
     {
         if (unread == 0)
@@ -438,7 +464,7 @@ private:
         if (!isOutputOver())
             std::fprintf(stderr, "plchost: the run was ended before %d of %d variables had been read\n",
                          unread, count());
-        if (!quit_)
+        if (!quit_ && !isOutputOver())
             ends_.add(OrderEnd::Open);
     }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/commands/interrupt.h"
+#include "host/commands/next_tick.h"
 
 namespace plc::host {
 
@@ -29,7 +30,7 @@ std::string RunLog::attend(Time moment, const Rows &rows)
         log_->reopen();
     if (moment >= next_) {
         addRows(moment, rows);
-        next_ = std::max(next_ + interval_, moment);
+        next_ = nextTick(next_, interval_, moment);
     }
     return log_->complaint();
 }

@@ -2,19 +2,26 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 
+#include "host/commands/interrupt.h"
 #include "host/exit_codes.h"
 
 namespace plc::host {
 
 namespace {
+
+constexpr int kSliceMs = 100;     ///< how long Ctrl-C may go unnoticed
+constexpr int kPatienceMs = 1000; ///< with a reader, behind Ctrl-C
 
 /// What has become of standard output.
 struct OutputState
@@ -37,23 +44,41 @@ void noteFailure(int error)
         output.error = error;
 }
 
-/// @return 0, or the errno of the failure.
+/// Waits until the descriptor takes some bytes.
+/// @return false where it takes none and the program is interrupted.
+bool awaitRoom(int descriptor)
+{
+    pollfd waiting{descriptor, POLLOUT, 0};
+    while (poll(&waiting, 1, kSliceMs) <= 0) {
+        // A reader that is only slow gets the end of what is printed.
+        if (isInterrupted() && poll(&waiting, 1, kPatienceMs) <= 0)
+            return false;
+    }
+    return true;
+}
+
+/// @return 0, or the errno of the failure; EAGAIN where nobody takes the bytes and the program is
+/// interrupted.
 int writeAll(int descriptor, const char *bytes, std::size_t length)
 {
     while (length > 0) {
-        const ssize_t written = write(descriptor, bytes, length);
+        if (!awaitRoom(descriptor))
+            return EAGAIN;
+        // So much has room then: a longer piece would wait for a pipe that nobody reads, and so would Ctrl-C.
+        const ssize_t written = write(descriptor, bytes, std::min<std::size_t>(length, PIPE_BUF));
         if (written >= 0) {
             bytes += written;
             length -= static_cast<std::size_t>(written);
-        } else if (errno == EAGAIN) {
-            // Whoever shares the descriptor has made it return at once.
-            pollfd waiting{descriptor, POLLOUT, 0};
-            poll(&waiting, 1, -1);
-        } else if (errno != EINTR) {
+        } else if (errno != EINTR && errno != EAGAIN) {
             return errno;
         }
     }
     return 0;
+}
+
+std::string reasonOf(int error)
+{
+    return error == EAGAIN ? "nobody has read it before the interruption" : std::strerror(error);
 }
 
 /// True where the other end of a pipe has been closed.
@@ -97,6 +122,12 @@ bool isOutputOver()
            hasLostReader(STDERR_FILENO);
 }
 
+int columnsOfErrors()
+{
+    winsize size{};
+    return ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
+
 void failOutput()
 {
     output.hasFileFailed = true;
@@ -112,7 +143,7 @@ int finishStreams(int code)
     std::fprintf(stderr,
                  "plchost: standard output cannot be written: %s; what was printed is not complete, send it "
                  "elsewhere\n",
-                 std::strerror(output.error));
+                 reasonOf(output.error).c_str());
     return kExitOutput;
 }
 

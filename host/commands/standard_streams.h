@@ -30,6 +30,9 @@ void failOutput();
 ///         output. A reader that has gone away is no failure.
 int finishStreams(int code);
 
+/// Columns of the terminal at standard error; 0 where there is none.
+int columnsOfErrors();
+
 } // namespace plc::host
 
 #endif

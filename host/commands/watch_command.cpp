@@ -7,6 +7,7 @@
 #include "host/commands/commands.h"
 #include "host/commands/interrupt.h"
 #include "host/commands/live_screen.h"
+#include "host/commands/next_tick.h"
 #include "host/commands/panel_line.h"
 #include "host/commands/result_text.h"
 #include "host/commands/run_log.h"
@@ -35,7 +36,7 @@ public:
           hasScreen_(!options.once && LiveScreen::isWanted(options, options.plain)), monitor_(scanned()),
           log_(options.logFile, std::max(link_.pollInterval, kLineInterval), options.numberStyle()),
           line_(link_, manner()),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_))
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(variables_), link_.oneBased())
     {
         for (const Variable &variable : variables_)
             ids_.push_back(line_.add(variable));
@@ -96,7 +97,7 @@ private:
                 continue;
             shownAt = steadyNow();
             show(shownAt - start);
-            nextShow = std::max(nextShow + interval, steadyNow());
+            nextShow = nextTick(nextShow, interval, steadyNow());
         }
         if (steadyNow() - shownAt >= kFresh)
             show(steadyNow() - start);
@@ -118,6 +119,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.captureFile = options_.captureFile;
         manner.realtime = options_.realtime;
         manner.readOnly = options_.readOnly;
         manner.separateReads = true;
@@ -196,15 +198,19 @@ private:
         if (options_.outputFormat() == Format::NdJson)
             print(record + "\n");
         if (!options_.quiet && !isOutputOver())
-            std::fputs(describeStatistics(line_.statistics(), options_.verbose).c_str(), stderr);
+            std::fputs(
+                fitted(describeStatistics(line_.statistics(), options_.verbose), columnsOfErrors()).c_str(),
+                stderr);
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
         std::vector<OrderEnd> ends;
         for (int i = 0; i < count(); ++i) {
             const VariableState &state = states[static_cast<std::size_t>(i)];
-            ends.push_back(state.lastRead);
             // Of what the end has cut short, who has gone away wants to know nothing.
-            if (state.lastRead != OrderEnd::Good && !(state.lastRead == OrderEnd::Open && isOutputOver()))
+            if (state.lastRead == OrderEnd::Open && isOutputOver())
+                continue;
+            ends.push_back(state.lastRead);
+            if (state.lastRead != OrderEnd::Good)
                 std::fprintf(stderr, "plchost: %s: %s\n", variableAt(i).text.c_str(),
                              describe(state, stationAt(i)).c_str());
         }

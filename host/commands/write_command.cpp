@@ -35,6 +35,7 @@ struct Assignment
     OrderId order = 0;         ///< 0 where none was given
     std::uint64_t audited = 0; ///< its number in the audit
     OrderResult result{};
+    std::string refusal{}; ///< why no order was given; empty where the result says it
 };
 
 Assignment parseAssignment(const std::string &argument, const WriteOptions &options, bool oneBased)
@@ -105,7 +106,8 @@ class Write
 public:
     explicit Write(const WriteOptions &options)
         : options_(options), link_(options.link()), assignments_(gather()), line_(link_, manner()),
-          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(assignments_))
+          printer_(options.outputFormat(), options.numberStyle(), haveMeanings(assignments_),
+                   link_.oneBased())
     {
         for (Assignment &assignment : assignments_)
             admit(&assignment);
@@ -119,11 +121,14 @@ public:
         audit_.emplace(options_.auditFile, link_.port);
         line_.open();
         // All of them before the first write: where one cannot be noted, nothing is sent.
-        for (Assignment &assignment : assignments_)
-            assignment.audited = audit_->order(rowOf(assignment, OrderResult()));
+        for (Assignment &assignment : assignments_) {
+            if (!note(&assignment))
+                throw Failure(FailureKind::Usage, assignment.variable.text + ": " + assignment.refusal);
+        }
         for (std::size_t first = 0; first < assignments_.size(); first += kBatch)
             writeBatch(first, std::min(first + kBatch, assignments_.size()));
         splitRefused();
+        settle();
         for (const Assignment &assignment : assignments_) {
             if (assignment.result.end == OrderEnd::Good)
                 held_.note(assignment.variable, stationOf(assignment), assignment.values);
@@ -147,6 +152,7 @@ private:
     {
         LineManner manner;
         manner.verbose = options_.verbose;
+        manner.captureFile = options_.captureFile;
         manner.readOnly = options_.readOnly || options_.dryRun;
         return manner;
     }
@@ -166,7 +172,7 @@ private:
     {
         const std::string file = options_.from == "-" ? "standard input" : options_.from;
         const SavedTable table = parseSavedValues(
-            file, textOfInput(options_.from), link_.station, link_.maxBlock,
+            file, textOfInput(options_.from), link_.station, link_.maxBlock, link_.oneBased(),
             [this](const std::string &name) { return options_.variableOf(name, link_.oneBased()); });
         for (const SavedValues &saved : table.values)
             all->push_back({saved.variable, saved.values, true});
@@ -198,6 +204,18 @@ private:
         return assignment.variable.station.value_or(link_.station);
     }
 
+    /// Takes the order down in the audit.
+    /// @return false where that cannot be: it must not be given then.
+    bool note(Assignment *assignment)
+    {
+        try {
+            assignment->audited = audit_->order(rowOf(*assignment, OrderResult()));
+        } catch (const Failure &failure) {
+            assignment->refusal = failure.what();
+        }
+        return assignment->refusal.empty();
+    }
+
     void writeBatch(std::size_t from, std::size_t to)
     {
         for (std::size_t i = from; i < to; ++i)
@@ -225,9 +243,10 @@ private:
     void splitRefused()
     {
         std::vector<Assignment> all;
+        bool isAudited = true;
         for (Assignment &assignment : std::exchange(assignments_, {})) {
             const bool isBlock = assignment.isFromFile && assignment.variable.count > 1;
-            if (!isBlock || assignment.result.end != OrderEnd::Refused || isInterrupted()) {
+            if (!isBlock || assignment.result.end != OrderEnd::Refused || isInterrupted() || !isAudited) {
                 all.push_back(std::move(assignment));
                 continue;
             }
@@ -236,12 +255,28 @@ private:
                 all.push_back({single.variable, single.values, true});
                 Assignment &last = all.back();
                 last.id = line_.add(last.variable);
-                last.audited = audit_->order(rowOf(last, OrderResult()));
-                give(&last);
+                // Those that are done already are told all the same.
+                isAudited = isAudited && note(&last);
+                if (isAudited)
+                    give(&last);
                 await(&last);
             }
         }
         assignments_ = std::move(all);
+    }
+
+    /// Only behind the end of the line it is known whether what an interruption has left open was sent.
+    void settle()
+    {
+        const auto isOpen = [](const Assignment &given) { return given.result.end == OrderEnd::Open; };
+        if (std::none_of(assignments_.begin(), assignments_.end(), isOpen))
+            return;
+        line_.close();
+        isOver_ = true;
+        for (Assignment &assignment : assignments_) {
+            if (isOpen(assignment))
+                assignment.result = line_.result(assignment.order);
+        }
     }
 
     Row rowOf(const Assignment &assignment, const OrderResult &result) const
@@ -258,7 +293,7 @@ private:
         // Nobody confirms a broadcast.
         row.state = !row.isDone ? stateName(result.end) : row.station == 0 ? "sent" : "written";
         if (!row.isDone)
-            row.reason = describe(result, row.station);
+            row.reason = assignment.refusal.empty() ? describe(result, row.station) : assignment.refusal;
         return row;
     }
 
@@ -267,8 +302,7 @@ private:
         Row row = rowOf(assignment, assignment.result);
         const OrderEnd end = row.isDone && options_.verify ? verify(assignment, &row) : assignment.result.end;
         print(&row, end);
-        if (end != OrderEnd::Open)
-            audit_->end(assignment.audited, row);
+        audit_->end(assignment.audited, row);
     }
 
     void print(Row *row, OrderEnd end)
@@ -283,12 +317,17 @@ private:
     /// @return how reading ended.
     OrderEnd verify(const Assignment &assignment, Row *row)
     {
-        const OrderResult result = line_.await(line_.read(assignment.id));
+        OrderResult result;
+        result.end = line_.portLost().empty() ? OrderEnd::Open : OrderEnd::PortLost;
+        if (!isOver_ && !isInterrupted())
+            result = line_.await(line_.read(assignment.id));
         if (result.end != OrderEnd::Good) {
             row->state = "written, not read back";
             row->exceptionCode = result.exceptionCode;
             row->isDone = false;
-            row->reason = describe(result, row->station);
+            row->reason = result.end == OrderEnd::Open ? "written; interrupted before it was read back"
+                                                       : describe(result, row->station);
+            ++unread_;
             return result.end;
         }
         const Values due = held_.heldOf(assignment.variable, row->station);
@@ -339,13 +378,6 @@ private:
     ExitCode finish()
     {
         line_.close();
-        // Only now it is known whether those that an interruption has left open were sent.
-        for (const Assignment &assignment : assignments_) {
-            const bool isOpen = assignment.result.end == OrderEnd::Open;
-            if (audit_)
-                audit_->end(assignment.audited,
-                            rowOf(assignment, isOpen ? line_.result(assignment.order) : assignment.result));
-        }
         if (!line_.portLost().empty())
             throw Failure(FailureKind::Port, line_.portLost());
         if (!options_.quiet && !options_.from.empty())
@@ -364,8 +396,10 @@ private:
                          "plchost: nothing was written; %d would change, %d would stay, %d not read\n",
                          differing_, fine, failed);
         else if (options_.verify)
-            std::fprintf(stderr, "plchost: %d written and read back, %d differ, %d failed\n", fine,
-                         differing_, failed);
+            std::fprintf(
+                stderr, "plchost: %d written and read back, %d differ%s, %d failed\n", fine, differing_,
+                unread_ > 0 ? (", " + std::to_string(unread_) + " written, but not read back").c_str() : "",
+                failed - unread_);
         else
             std::fprintf(stderr, "plchost: %d written, %d failed; --verify reads them back\n", fine, failed);
     }
@@ -379,6 +413,8 @@ private:
     WrittenValues held_;         ///< by the stations, when all writes have ended
     std::vector<OrderEnd> ends_;
     int differing_ = 0;
+    bool isOver_ = false; ///< the line is closed before its time
+    int unread_ = 0;      ///< written, and not read back where that was wanted
 };
 
 } // namespace

@@ -6,7 +6,7 @@
 #include <iterator>
 #include <utility>
 
-#include "host/project/strict_json.h"
+#include "cli/strict_json.h"
 #include "runtime/line/failure.h"
 
 namespace plc::host {
@@ -87,8 +87,8 @@ void refuseControlCharacters(const LocatedJson &place, const std::vector<CsvLine
 std::vector<CsvLine> csvLines(const LocatedJson &place, const std::string &table)
 {
     try {
-        refuseBadUtf8(table);
-    } catch (const JsonFault &fault) {
+        cli::refuseBadUtf8(table);
+    } catch (const cli::JsonFault &fault) {
         place.refuseAt(fault.offset, fault.what + "; let the spreadsheet store the table as UTF-8");
     }
     std::vector<CsvLine> lines = CellScan().linesOf(place, table);

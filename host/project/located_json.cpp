@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "host/project/strict_json.h"
+#include "cli/strict_json.h"
 #include "runtime/line/failure.h"
 #include "runtime/panel/utf8.h"
 
@@ -36,8 +36,8 @@ LocatedJson::LocatedJson(std::string file, std::string text)
     : LocatedJson(std::move(file), withoutByteOrderMark(std::move(text)), Json::Value())
 {
     try {
-        root_ = parseStrictJson(text_);
-    } catch (const JsonFault &fault) {
+        root_ = cli::parseStrictJson(text_);
+    } catch (const cli::JsonFault &fault) {
         refuseAt(fault.offset, "this is no JSON: " + fault.what);
     }
 }

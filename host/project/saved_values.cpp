@@ -19,6 +19,7 @@ constexpr char kNamed[] = "name";
 constexpr char kStation[] = "station";
 constexpr char kValue[] = "value";
 constexpr char kState[] = "state";
+constexpr char kAddressesFrom[] = "addresses_from";
 constexpr char kGood[] = "good";
 
 /// The value as people type it. Of a text the table has all characters but quotation marks as they are typed.
@@ -54,8 +55,9 @@ Variable partOf(const Variable &variable, int index, int station)
 class TableReader
 {
 public:
-    TableReader(const LocatedJson &place, int station, int mostElements, const FindVariable &find)
-        : place_(place), station_(station), mostElements_(mostElements), find_(find)
+    TableReader(const LocatedJson &place, int station, int mostElements, bool oneBased,
+                const FindVariable &find)
+        : place_(place), station_(station), mostElements_(mostElements), oneBased_(oneBased), find_(find)
     {}
 
     SavedTable read(const std::vector<CsvLine> &lines)
@@ -99,6 +101,7 @@ private:
         const CsvCell *const name = cellOf(line, kNamed);
         if (!name || name->text.empty())
             place_.refuseAt(line.front().offset, "this line names no variable");
+        checkCounting(line);
         const Variable variable = variableOf(*name, stationOf(line));
         const auto [first, isNew] =
             places_.emplace(std::make_tuple(*variable.station, variable.area->regType, variable.first),
@@ -116,6 +119,17 @@ private:
             ++table_.unread;
         else
             append(variable, valuesOf(*value, variable));
+    }
+
+    /// Values that were read with addresses from 1 would go one place too far, and the other way round.
+    void checkCounting(const CsvLine &line) const
+    {
+        const CsvCell *const cell = cellOf(line, kAddressesFrom);
+        if (cell && cell->text == "1" && !oneBased_)
+            place_.refuseAt(cell->offset, "the addresses of this table count from 1; add --option one-based");
+        if (cell && cell->text == "0" && oneBased_)
+            place_.refuseAt(cell->offset,
+                            "the addresses of this table count from 0; leave --option one-based out");
     }
 
     int stationOf(const CsvLine &line) const
@@ -206,6 +220,7 @@ private:
     const LocatedJson &place_;
     int station_;
     int mostElements_;
+    bool oneBased_;
     const FindVariable &find_;
     std::map<std::string, std::size_t> columns_;
     std::map<std::tuple<int, int, int>, int> places_; ///< and the line of each
@@ -215,11 +230,11 @@ private:
 } // namespace
 
 SavedTable parseSavedValues(const std::string &file, const std::string &text, int station, int mostElements,
-                            const FindVariable &find)
+                            bool oneBased, const FindVariable &find)
 {
     const std::string table = withoutByteOrderMark(text);
     const LocatedJson place(file, table, Json::Value());
-    return TableReader(place, station, mostElements, find).read(csvLines(place, table));
+    return TableReader(place, station, mostElements, oneBased, find).read(csvLines(place, table));
 }
 
 std::vector<SavedValues> singlesOf(const SavedValues &saved)

@@ -37,9 +37,12 @@ using FindVariable = std::function<Variable(const std::string &name)>;
 /// of at most @p mostElements bits or registers.
 /// @param file     how errors call the text.
 /// @param station  where the table names none.
+/// @param oneBased  whether @p find counts addresses from 1. Where the table has a column `addresses_from`,
+/// it
+///                  says the same of the table, and both have to agree.
 /// @throw Failure  (wrong usage) with line and column of the first mistake.
 SavedTable parseSavedValues(const std::string &file, const std::string &text, int station, int mostElements,
-                            const FindVariable &find);
+                            bool oneBased, const FindVariable &find);
 
 /// Values of a variable as variables of one value each.
 std::vector<SavedValues> singlesOf(const SavedValues &saved);

@@ -44,33 +44,69 @@ Rows rowsOf(int height)
     return rows;
 }
 
-const char *const kHelp[] = {
-    "Up, Down, PgUp, PgDn, Home, End   move, as k, j, Space, g, G do",
-    "/ TEXT Enter     finds a name, address, unit, description; n next, N previous",
-    "b                only what is bad or old, and everything again",
-    "v                a row for each variable, and for each value again",
-    "s                stations: replies, errors by kind, reply times",
-    "t                trace of the frames from now on; Right shows more of long ones",
-    "m                messages so far",
-    "Esc              back to the values",
-    "Ctrl-L           draws the screen anew",
-    "q, Ctrl-C        end",
+struct HelpRow
+{
+    const char *word; ///< what is typed; empty for a sentence
+    const char *meaning;
+    int level = 0; ///< 1: an order, below the key that opens their line
 };
-const char *const kOrderHelp[] = {
-    "",
-    ": or Enter       opens a line to type an order in:",
-    "                   NAME = VALUE[,VALUE...]   writes",
-    "                   station N off, station N on   leaves it alone, asks it again",
-    "                   page N, next   other values",
-    "                   quit   ends",
-    "                 Up and Down bring earlier orders back, Esc closes the line",
-    "=                the same, with the name of the chosen variable in it",
+
+const HelpRow kHelp[] = {
+    {"Up, Down, PgUp, PgDn, Home, End", "move, as k, j, Space, g, G do"},
+    {"/ TEXT Enter", "finds a name, address, unit, description; n next, N previous"},
+    {"b", "only what is not good, and everything again"},
+    {"v", "a row for each variable, and for each value again"},
+    {"s", "stations: replies, errors by kind, reply times"},
+    {"t", "trace of the frames from now on; Right shows more of long ones"},
+    {"m", "messages so far"},
+    {"Esc", "back to the values"},
+    {"Ctrl-L", "draws the screen anew"},
+    {"q, Ctrl-C", "end"},
 };
-const char *const kReadingHelp[] = {
-    "",
-    "Under the values stands all of the chosen row: why it is bad, and what to try.",
-    "Reply times: from the first character of a request to the end of its reply.",
+const HelpRow kOrderHelp[] = {
+    {"", ""},
+    {": or Enter", "opens a line to type an order in:"},
+    {"NAME = VALUE[,VALUE...]", "writes", 1},
+    {"station N off, station N on", "leaves it alone, asks it again", 1},
+    {"page N, next", "other values", 1},
+    {"quit", "ends", 1},
+    {"", "Up and Down bring earlier orders back, Esc closes the line", 1},
+    {"=", "the same, with the name of the chosen variable in it"},
 };
+const HelpRow kReadingHelp[] = {
+    {"", ""},
+    {"", "Under the values stands all of the chosen row: why it is bad, and what to try."},
+    {"", "Reply times: from the first character of a request to the end of its reply."},
+};
+
+/// The row in lines of at most @p width columns: the meaning beside the word, or below it where the width is
+/// small.
+std::vector<std::string> linesOf(const HelpRow &row, int width)
+{
+    constexpr int kNarrow = 60;
+    constexpr int kMeaningColumn = 17;
+    constexpr int kMost = 100; // lines
+    const bool isNarrow = width < kNarrow;
+    const int indent = row.level == 0 ? 0 : isNarrow ? 2 : kMeaningColumn;
+    const std::string word = std::string(static_cast<std::size_t>(indent), ' ') + row.word;
+    int column = indent;
+    if (*row.word != '\0')
+        column = isNarrow        ? indent + 4
+                 : row.level > 0 ? columnsOf(word) + 3
+                                 : std::max(kMeaningColumn, columnsOf(word) + 3);
+    std::vector<std::string> lines = wrapped(row.meaning, std::max(width - column, 1), kMost);
+    for (std::string &line : lines)
+        line.insert(0, static_cast<std::size_t>(column), ' ');
+    if (lines.empty())
+        lines.emplace_back();
+    if (*row.word == '\0')
+        return lines;
+    if (isNarrow)
+        lines.insert(lines.begin(), word);
+    else
+        lines.front().replace(0, std::min(word.size(), lines.front().size()), word);
+    return lines;
+}
 
 } // namespace
 
@@ -78,15 +114,25 @@ ScreenModel::ScreenModel(const ScreenSource &source, const ScreenTitle &title, N
                          bool takesOrders)
     : source_(source), takesOrders_(takesOrders), head_(title), values_(source, style), trace_(kTraceKept),
       messages_(kMessagesKept), help_(kMessagesKept)
+{}
+
+/// The help for a screen of that width.
+void ScreenModel::fitHelp(int width)
 {
-    for (const char *line : kHelp)
-        help_.add(line);
-    if (takesOrders_) {
-        for (const char *line : kOrderHelp)
-            help_.add(line);
-    }
-    for (const char *line : kReadingHelp)
-        help_.add(line);
+    if (width == helpWidth_)
+        return;
+    helpWidth_ = width;
+    help_ = TextView(kMessagesKept);
+    const auto add = [&](const auto &rows) {
+        for (const HelpRow &row : rows) {
+            for (const std::string &line : linesOf(row, width))
+                help_.add(line);
+        }
+    };
+    add(kHelp);
+    if (takesOrders_)
+        add(kOrderHelp);
+    add(kReadingHelp);
     help_.showFirst();
 }
 
@@ -314,6 +360,7 @@ void ScreenModel::drawBottom(Picture *picture, int row) const
 Picture ScreenModel::picture(int width, int height)
 {
     Picture picture(width, height);
+    fitHelp(picture.width());
     const Rows rows = rowsOf(picture.height());
     const LineFigures figures = source_.figures();
     // What belongs to the chosen value is no use elsewhere.

@@ -78,6 +78,7 @@ private:
     void openOrder(const std::string &text);
     void find(bool backwards);
     bool move(const Key &key);
+    void fitHelp(int width);
     void drawView(Picture *picture, const LineFigures &figures, int titleRow, int firstRow, int rows);
     void drawDetail(Picture *picture, int row, int rows) const;
     void drawBottom(Picture *picture, int row) const;
@@ -93,6 +94,7 @@ private:
     TextView trace_;
     TextView messages_;
     TextView help_;
+    int helpWidth_ = 0; ///< that it is laid out for
     View view_ = View::Values;
     Prompt prompt_ = Prompt::None;
     LineEditor order_;

@@ -24,6 +24,7 @@ struct Reading
     std::string state;  ///< "good", "refused: 02 illegal data address"
     std::string reason; ///< a line for people where it is not good: why, and what to try
     Health health = Health::Absent;
+    bool isUnread = false; ///< nobody has answered for it yet
 };
 
 struct StationFigures

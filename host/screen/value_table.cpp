@@ -93,9 +93,10 @@ Style styleOf(Health health)
     return style;
 }
 
-bool isWanted(Health health)
+/// What is not good. A station that was switched off is as somebody wants it.
+bool isWanted(const Reading &reading)
 {
-    return health == Health::Bad || health == Health::Doubtful;
+    return reading.health == Health::Bad || reading.health == Health::Doubtful || reading.isUnread;
 }
 
 bool holds(const std::string &text, const std::string &part)
@@ -197,7 +198,7 @@ void ValueTable::fit(int rows)
     }
     rows_.clear();
     for (int number = 0; number < source_.count(); ++number) {
-        if (!isWanted(source_.reading(number).health))
+        if (!isWanted(source_.reading(number)))
             continue;
         const int first = isBlocks_ ? number : firstRow_[static_cast<std::size_t>(number)];
         const int end = isBlocks_ ? number + 1 : firstRow_[static_cast<std::size_t>(number) + 1];
@@ -356,7 +357,7 @@ std::string ValueTable::position() const
     if (list_.count() == 0)
         return onlyBad_ ? "nothing is bad" : "no values";
     return std::to_string(list_.top() + 1) + "-" + std::to_string(list_.end()) + " of " +
-           std::to_string(list_.count()) + (onlyBad_ ? " bad" : "");
+           std::to_string(list_.count()) + (onlyBad_ ? " not good" : "");
 }
 
 bool ValueTable::contains(int row, const std::string &text) const

@@ -31,7 +31,7 @@ public:
 
     /// A row a value, or a row a variable.
     void toggleBlocks();
-    /// Only what is bad or doubtful, or everything.
+    /// Only what is not good: bad, doubtful or never read; or everything.
     void toggleOnlyBad();
     bool isOnlyBad() const { return onlyBad_; }
 

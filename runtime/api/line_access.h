@@ -4,8 +4,10 @@
 #define PLC_API_LINE_ACCESS_H
 
 #include <functional>
+#include <memory>
 
 #include "plcruntime/plcruntime.h"
+#include "runtime/line/port.h"
 #include "runtime/master/link.h"
 #include "runtime/panel/registration.h"
 
@@ -30,6 +32,11 @@ struct LineGround
     std::vector<plc::runtime::PriorityRow> rows = {};
     /// What no cyclic read may reach over.
     std::vector<plc::runtime::Hole> holes = {};
+    /// Gets each real port as it is opened, and gives the one that the line uses: the same, or another that
+    /// stands before it. Called on the thread that opens the port, which may outlive the line. Null: the port
+    /// as it is.
+    std::function<std::unique_ptr<plc::runtime::Port>(std::unique_ptr<plc::runtime::Port>)> wrapPort =
+        nullptr;
     /// Gets all news of the session, with the lock of the line held: it calls nothing of the line.
     std::function<void(const plc::runtime::News &)> listener = nullptr;
 };

@@ -197,6 +197,19 @@ Line::Private::~Private()
     session.reset(); // while the driver is there
 }
 
+/// Of a real port.
+plc::runtime::Surroundings Line::Private::surroundings()
+{
+    plc::runtime::Surroundings real = plc::api::portSurroundings(settings, opener, context, notes, [this] {
+        return isOpeningCancelled.load() || ground.isCancelled();
+    });
+    if (ground.wrapPort) {
+        real.openPort = [open = real.openPort, wrap = ground.wrapPort](
+                            const plc::runtime::LineSettings &line) { return wrap(open(line)); };
+    }
+    return real;
+}
+
 /// Waits without the lock, which nobody needs to hold: what it makes is not the line's yet.
 /// @throw Failure  where it cannot be; then it has made nothing.
 void Line::Private::start(const plc::runtime::LinkSettings &link,
@@ -209,10 +222,7 @@ void Line::Private::start(const plc::runtime::LinkSettings &link,
         if (ground.makeLink)
             *made = std::make_unique<Session>(library, link, ground.makeLink);
         else
-            *made = std::make_unique<Session>(
-                library, link, plc::api::portSurroundings(settings, opener, context, notes, [this] {
-                    return isOpeningCancelled.load() || ground.isCancelled();
-                }));
+            *made = std::make_unique<Session>(library, link, surroundings());
         (*made)->registerVariables({}, rows);
         (*made)->start();
     } catch (...) {

@@ -89,6 +89,7 @@ private:
     /// Says that a call waits, so that wake() ends it.
     class Waiting;
 
+    plc::runtime::Surroundings surroundings();
     void start(const plc::runtime::LinkSettings &link, const std::vector<plc::runtime::PriorityRow> &rows,
                std::unique_ptr<plc::runtime::OwnDriver> *ownDriver,
                std::unique_ptr<plc::runtime::Session> *made);

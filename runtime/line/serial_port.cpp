@@ -66,17 +66,23 @@ std::string reasonOf(int error)
     }
 }
 
-/// "there is no such port; there are /dev/ttyS0 and /dev/ttyUSB0".
-std::string absenceText(const std::vector<std::string> &ports)
+/// "there is no such port; there are /dev/ttyS0 and /dev/ttyUSB0"; of a name alone the path, and what the
+/// name may have meant.
+std::string absenceText(const std::string &port, const std::vector<std::string> &ports)
 {
     constexpr std::size_t kMostNamed = 8;
+    const bool isName = pathOf(port) != port;
+    const std::string what = isName ? "there is no " + pathOf(port) : "there is no such port";
+    const std::string here = isName ? "; a port in the current folder is named ./" + port : "";
     if (ports.empty())
-        return "there is no such port, nor any other on this machine; is the adapter plugged in?";
+        return what + ", nor any other on this machine; is the adapter plugged in?" +
+               (isName ? " A port in the current folder is named ./" + port : "");
     const std::size_t named = std::min(ports.size(), kMostNamed);
-    std::string text = std::string("there is no such port; there ") + (ports.size() == 1 ? "is " : "are ");
+    std::string text = what + "; there " + (ports.size() == 1 ? "is " : "are ");
     for (std::size_t i = 0; i < named; ++i)
         text += (i == 0 ? "" : i + 1 == ports.size() ? " and " : ", ") + ports[i];
-    return text + (named < ports.size() ? " and " + std::to_string(ports.size() - named) + " more" : "");
+    return text + (named < ports.size() ? " and " + std::to_string(ports.size() - named) + " more" : "") +
+           here;
 }
 
 /// Raw bytes of 8 bits; wrong parity drops a character, so that its frame fails its checksum (MODBUS over
@@ -165,7 +171,7 @@ void SerialPort::open(const LineSettings &settings)
     if (error == EBUSY)
         refuseInUse(settings, reasonOf(error));
     if (isAbsence(error))
-        throw PortAbsent(refusalText(settings, absenceText(system_.ports())));
+        throw PortAbsent(refusalText(settings, absenceText(settings.port, system_.ports())));
     refuse(settings, reasonOf(error));
 }
 

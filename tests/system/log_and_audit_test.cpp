@@ -155,7 +155,7 @@ TEST_F(LogAndAudit, TellHowEachWriteHasEnded)
     ASSERT_THAT(lines, SizeIs(6));
     EXPECT_THAT(endsIn(file.path()),
                 ElementsAre("order 1 4x:1", "order 2 4x:2@0", "order 3 4x:400", "write 1 4x:1 done: written",
-                            HasSubstr("write 2 4x:2@0 done: "), "write 3 4x:400 failed: refused"));
+                            "write 2 4x:2@0 sent: sent", "write 3 4x:400 failed: refused"));
     EXPECT_THAT(lines[0], AllOf(HasSubstr("\"port\":\"" + station->terminal() + "\""),
                                 HasSubstr("\"user\":\""), HasSubstr("\"values\":[1]")));
     EXPECT_THAT(lines[5],
@@ -169,15 +169,53 @@ TEST_F(LogAndAudit, TellOfAWriteThatWasInterruptedWhetherItWasSent)
     ChildProcess write(PLC_HOST_PROGRAM,
                        on("write", {"-v", "4x:1=1", "4x:2=2", "--no-echo-check", "--audit", file.path()}),
                        true);
-    const auto limit = steadyNow() + kPatience;
-    while (write.errors().find(" -> ") == std::string::npos && steadyNow() < limit)
-        write.readLine(steadyNow() + std::chrono::milliseconds(20));
+    awaitError(write, " -> ");
     write.signal(SIGINT);
     EXPECT_EQ(2, write.waitForEnd(steadyNow() + kPatience)) << write.errors();
     station->process().signal(SIGCONT);
+    EXPECT_EQ("4x:1 = 1  (sent, not confirmed)\n4x:2 = 2  (not sent)\n", write.output());
+    EXPECT_THAT(write.errors(), AllOf(HasSubstr("plchost: 4x:1: sent to station 1 and not confirmed"),
+                                      HasSubstr("plchost: 4x:2: not sent: ")));
     EXPECT_THAT(endsIn(file.path()),
                 ElementsAre("order 1 4x:1", "order 2 4x:2", "write 1 4x:1 failed: sent, not confirmed",
                             "write 2 4x:2 failed: not sent"));
+}
+
+#if !defined(__SANITIZE_THREAD__) // which writes a file itself before the program begins
+TEST_F(LogAndAudit, TellOfWritesThatWereDoneBeforeTheAuditHadNoRoom)
+{
+    const auto small = startStation({"--size", "102", "-q"});
+    const TemporaryFile values("name,station,value\n4x:100,1,1\n4x:101,1,2\n4x:102,1,3\n");
+    const Words write{PLC_HOST_PROGRAM, "write",       "-p",     small->terminal(), "-o", "60",
+                      "--from",         values.path(), "--audit"};
+    const TemporaryFile whole("");
+    ChildProcess first("/bin/sh", Words{"-c", "exec \"$0\" \"$@\""} + write + Words{whole.path()}, true);
+    ASSERT_EQ(6, first.waitForEnd(steadyNow() + kPatience)) << first.errors();
+    const Words lines = linesOf(whole.path());
+    ASSERT_THAT(lines, SizeIs(8)) << "the block and its values, each with its end";
+    // Room for the block, its end, the order of the first value, and half of the next.
+    const std::size_t room = lines[0].size() + lines[1].size() + lines[2].size() + lines[3].size() / 2;
+    constexpr std::size_t kLimit = 8 * 512;
+    std::ofstream(file.path()) << std::string(kLimit - room - 1, ' ') << '\n';
+    ChildProcess second("/bin/sh",
+                        Words{"-c", "ulimit -f 8; exec \"$0\" \"$@\""} + write + Words{file.path()}, true);
+    EXPECT_EQ(7, second.waitForEnd(steadyNow() + kPatience));
+    EXPECT_EQ("4x:100@1 = 1  (written)\n4x:101@1 = 2  (not sent)\n4x:102@1 = 3  (not sent)\n",
+              second.output());
+    EXPECT_THAT(second.errors(), HasSubstr("plchost: 4x:101@1: not sent: --audit: '" + file.path() +
+                                           "' cannot be written: File too large\n"));
+}
+#endif
+
+TEST_F(LogAndAudit, IntoAPipeThatNobodyEmptiesEndWithTheFirstInterruption)
+{
+    const FullPipe pipe;
+    ChildProcess write(PLC_HOST_PROGRAM, on("write", {"-v", "4x:1=1", "--audit", pipe.path()}), true);
+    awaitError(write, "plchost: "); // what the port cannot do
+    write.signal(SIGINT);
+    EXPECT_EQ(7, write.waitForEnd(steadyNow() + kPatience));
+    EXPECT_THAT(write.errors(), HasSubstr("plchost: 4x:1: not sent: --audit: '" + pipe.path() +
+                                          "' cannot be written: nobody has read the pipe before"));
 }
 
 TEST_F(LogAndAudit, OfARunHaveItsWrites)
@@ -206,7 +244,7 @@ TEST_F(LogAndAudit, OfARunThatCannotBeNotedKeepWritesBack)
     run.say("Speed = 5");
     EXPECT_EQ(7, run.end());
     EXPECT_THAT(run.process().errors(),
-                HasSubstr("plchost: input line 1: Speed: not sent: --audit: '/dev/full' cannot be written"));
+                HasSubstr("plchost: input line 1: not sent: --audit: '/dev/full' cannot be written"));
     EXPECT_EQ("4x:1 = 0\n", plchost(on("read", {"4x:1"})).output);
 }
 

@@ -1,5 +1,7 @@
 #include "programs.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -86,6 +88,36 @@ TemporaryFile::TemporaryFile(const std::string &content)
 TemporaryFile::~TemporaryFile()
 {
     unlink(path_.c_str());
+}
+
+FullPipe::FullPipe()
+{
+    const TemporaryFile name("");
+    path_ = name.path() + ".pipe";
+    if (mkfifo(path_.c_str(), 0600) != 0)
+        throw std::runtime_error("no pipe in " + ::testing::TempDir());
+    reader_ = open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    const int writer = open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
+    const std::string page(4096, ' ');
+    while (write(writer, page.data(), page.size()) > 0)
+        continue;
+    close(writer);
+}
+
+FullPipe::~FullPipe()
+{
+    close(reader_);
+    unlink(path_.c_str());
+}
+
+void awaitError(host::ChildProcess &process, const std::string &text)
+{
+    const auto limit = host::steadyNow() + kPatience;
+    while (process.errors().find(text) == std::string::npos && host::steadyNow() < limit) {
+        if (process.waitForEnd(host::steadyNow() + std::chrono::milliseconds(20)))
+            break;
+    }
+    EXPECT_THAT(process.errors(), ::testing::HasSubstr(text));
 }
 
 } // namespace plc::test

@@ -73,6 +73,24 @@ private:
     std::string path_;
 };
 
+/// A pipe with a name that is full and whose reader reads nothing. Gone with its object.
+class FullPipe
+{
+public:
+    FullPipe();
+    ~FullPipe();
+    FullPipe(const FullPipe &) = delete;
+    FullPipe &operator=(const FullPipe &) = delete;
+    const std::string &path() const { return path_; }
+
+private:
+    std::string path_;
+    int reader_ = -1;
+};
+
+/// Waits until the program has said that on standard error.
+void awaitError(host::ChildProcess &process, const std::string &text);
+
 } // namespace plc::test
 
 #endif

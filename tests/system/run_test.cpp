@@ -425,6 +425,7 @@ TEST_F(RunThatQuitsAtOnce, TellsInOneLineThatNothingWasRead)
     const Finished run = runWith("quit\n", nobody->terminal());
     EXPECT_EQ(0, run.exitCode);
     EXPECT_EQ(unread, run.errors);
+    EXPECT_EQ("", run.output);
 }
 
 TEST_F(RunThatQuitsAtOnce, TellsOfALineThatItDoesNotUnderstandAsWrongUsage)
@@ -433,6 +434,7 @@ TEST_F(RunThatQuitsAtOnce, TellsOfALineThatItDoesNotUnderstandAsWrongUsage)
     EXPECT_EQ(1, run.exitCode);
     EXPECT_THAT(run.errors, HasSubstr("plchost: input line 1: 'nonsense' is not understood"));
     EXPECT_THAT(run.errors, ::testing::EndsWith("next, quit\n" + unread));
+    EXPECT_EQ("", run.output);
 }
 
 TEST_F(RunThatQuitsAtOnce, ConfirmsThatAStationIsSwitched)

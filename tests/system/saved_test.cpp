@@ -1,6 +1,12 @@
 // Values of a machine that are saved with one command and restored with another; and commands that write
 // nothing.
 
+#include <fcntl.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <csignal>
 
 #include "packaging_line.h"
@@ -68,6 +74,20 @@ TEST_F(Saved, ValuesMayComeFromStandardInput)
     EXPECT_THAT(process.errors(), IsEmpty());
 }
 
+TEST_F(Saved, ValuesWhoseAddressesCountFromOneAreNotWrittenOnePlaceTooFar)
+{
+    const Words oneBased{"--option", "one-based"};
+    const Finished saved = on(machine->terminal(), "read", oneBased + Words{"--format", "csv", "4x:101:2"});
+    EXPECT_THAT(saved.lines()[0], ::testing::EndsWith(",exception_name,addresses_from"));
+    const TemporaryFile file(saved.output);
+    const Finished refused = on(other->terminal(), "write", {"--from", file.path()});
+    EXPECT_EQ(1, refused.exitCode);
+    EXPECT_THAT(refused.errors,
+                HasSubstr("the addresses of this table count from 1; add --option one-based"));
+    EXPECT_EQ(0, on(other->terminal(), "write", oneBased + Words{"--from", file.path()}).exitCode);
+    EXPECT_EQ("4x:100:2 = 11 22\n", on(other->terminal(), "read", {"4x:100:2"}).output);
+}
+
 TEST_F(Saved, ValuesThatWouldChangeAreToldAndNothingIsWritten)
 {
     const TemporaryFile file("name,station,value,state\n4x:100,1,11,good\n4x:101,1,5,good\n0x:16,1,0,good\n");
@@ -89,6 +109,50 @@ TEST_F(Saved, BlocksThatAreRefusedAreWrittenValueByValue)
     EXPECT_THAT(run.lines(),
                 ElementsAre("4x:100@1 = 1  (written)", "4x:101@1 = 2  (written)", "4x:102@1 = 3  (refused)"));
     EXPECT_THAT(run.errors, HasSubstr("plchost: 2 written, 1 failed; --verify reads them back\n"));
+}
+
+/// A station that confirms writes of single coils, whose reply is the request, and answers nothing else.
+/// Tells the first request that it does not answer.
+std::string firstUnanswered(int line)
+{
+    constexpr std::size_t kRequest = 8;
+    constexpr char kWriteCoil = 5;
+    std::string request;
+    char bytes[256];
+    pollfd waiting{line, POLLIN, 0};
+    while (poll(&waiting, 1, 60000) > 0) {
+        const ssize_t length = read(line, bytes, sizeof bytes);
+        request.append(bytes, static_cast<std::size_t>(std::max<ssize_t>(length, 0)));
+        if (request.size() < kRequest)
+            continue;
+        if (request[1] != kWriteCoil)
+            break;
+        EXPECT_EQ(static_cast<ssize_t>(kRequest), write(line, request.data(), kRequest));
+        request.clear();
+    }
+    return request;
+}
+
+TEST(Restoring, TellsWhatIsWrittenWhereReadingBackIsInterrupted)
+{
+    const int line = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+    ASSERT_EQ(0, grantpt(line));
+    ASSERT_EQ(0, unlockpt(line));
+    const TemporaryFile file("name,value\n0x:5,1\n0x:9,1\n");
+    const TemporaryFile audit("");
+    ChildProcess write(PLC_HOST_PROGRAM,
+                       {"write", "-p", ptsname(line), "-o", "60", "--no-echo-check", "--from", file.path(),
+                        "--verify", "--audit", audit.path()},
+                       true);
+    ASSERT_EQ(1, firstUnanswered(line).at(1)) << "a read";
+    write.signal(SIGINT);
+    EXPECT_EQ(2, write.waitForEnd(steadyNow() + kPatience));
+    close(line);
+    EXPECT_EQ("0x:5@1 = 1  (written, not read back)\n0x:9@1 = 1  (written, not read back)\n", write.output());
+    EXPECT_EQ("plchost: 0x:5@1: written; interrupted before it was read back\n"
+              "plchost: 0x:9@1: written; interrupted before it was read back\n"
+              "plchost: 0 written and read back, 0 differ, 2 written, but not read back, 0 failed\n",
+              write.errors());
 }
 
 TEST_F(Saved, TablesOfNothingThatCanBeWrittenAreAMistake)

@@ -161,7 +161,7 @@ TEST_F(Screen, FindsAndShowsOnlyWhatIsBad)
     shown.type("/4x:155\r");
     ASSERT_TRUE(shown.shows("4x:155 = 0, good"));
     shown.type("b");
-    ASSERT_TRUE(shown.shows("1-2 of 2 bad"));
+    ASSERT_TRUE(shown.shows("1-2 of 2 not good"));
     EXPECT_THAT(shown.row(2), StartsWith("4x:1000 "));
     ASSERT_TRUE(shown.shows("station 1 refused with exception"));
     shown.type("b\x1b[H");
@@ -183,6 +183,7 @@ TEST_F(Screen, TellsOfStationsAndTracesFrames)
     })) << shown.row(2);
     shown.type("t");
     ASSERT_TRUE(shown.shows(" -> 01 03 00 64 00 01 C5 D5"));
+    EXPECT_THAT(shown.row(2), MatchesRegex("[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3}  [0-9]+\\.[0-9]{6} .*"));
     ASSERT_TRUE(shown.shows(" <- 01 03 02 00 00 B8 44"));
     shown.type("?");
     ASSERT_TRUE(shown.shows("/ TEXT Enter"));
@@ -202,14 +203,14 @@ TEST_F(Screen, OfARunTakesOrders)
     ASSERT_TRUE(shown.shows("write Speed = 1234: done"));
     ASSERT_TRUE(shown.await([&] { return shown.row(4).find(" 1234 ") != std::string::npos; }));
     shown.type(":nonsense\r");
-    ASSERT_TRUE(shown.shows("input line 2: 'nonsense' is not understood"));
+    ASSERT_TRUE(shown.shows("order 2: 'nonsense' is not understood"));
     shown.type(":station 1 off\r");
     ASSERT_TRUE(shown.shows("switched off"));
     shown.type(":quit\r");
     EXPECT_EQ(6, shown.end()) << "a write was done, and a line was not understood";
     expectRestored();
     EXPECT_THAT(shown.output(), HasSubstr("\nwrite Speed = 1234: done\r\n"));
-    EXPECT_THAT(shown.output(), HasSubstr("\nplchost: input line 2: 'nonsense' is not understood;"));
+    EXPECT_THAT(shown.output(), HasSubstr("\nplchost: order 2: 'nonsense' is not understood;"));
     EXPECT_THAT(shown.output(), HasSubstr("full scans "));
 }
 
@@ -282,7 +283,9 @@ TEST_F(Screen, WaitsForTheWritesThatAreOpen)
     ASSERT_TRUE(shown.shows("good"));
     // The station holds its tongue, so that the write and with it the end of the run wait for it.
     station->process().signal(SIGSTOP);
-    shown.type(":Speed = 1\r:quit\r");
+    shown.type(":Speed = 1\r");
+    ASSERT_TRUE(shown.await([&] { return shown.row(4).find(" writing 1") != std::string::npos; }));
+    shown.type(":quit\r");
     ASSERT_TRUE(shown.shows("writes have not ended yet; Ctrl-C gives them up"));
     shown.type("\x03");
     EXPECT_TRUE(shown.end());
@@ -389,16 +392,80 @@ INSTANTIATE_TEST_SUITE_P(Reasons, LinesInstead,
                                            std::make_pair(Words{}, Words{"TERM=nobody-knows-it"}),
                                            std::make_pair(Words{}, Words{"TERM="})));
 
-TEST_F(Screen, OfARunIsLinesWithPlain)
+class LinesOfWidth : public Screen, public ::testing::WithParamInterface<int>
+{
+protected:
+    /// Ends the run, whose statistics then stand on the terminal without a word that is broken.
+    void expectStatistics(ScreenTerminal &shown, int columns)
+    {
+        shown.type("quit\n");
+        EXPECT_EQ(0, shown.end());
+        const std::string output = shown.output();
+        const std::size_t from = output.find("requests ");
+        ASSERT_NE(std::string::npos, from);
+        std::istringstream lines(output.substr(from));
+        std::string words;
+        for (std::string line; std::getline(lines, line, '\r');) {
+            line.erase(0, line.find_first_not_of('\n'));
+            EXPECT_LE(line.size(), static_cast<std::size_t>(columns)) << line;
+            words += line + " ";
+        }
+        EXPECT_THAT(words, HasSubstr("time-outs 0,"));
+        EXPECT_THAT(words, HasSubstr("full scans "));
+    }
+};
+
+TEST_P(LinesOfWidth, OfARunAreWholeAndTakeOrders)
 {
     serve({});
-    ScreenTerminal &shown = run(kProject, {40, 24}, {"--plain", "--every", "0.2"});
+    ScreenTerminal &shown = run(kProject, {GetParam(), 24}, {"--plain", "--every", "0.2"});
     ASSERT_TRUE(shown.shows("Speed = 0"));
     shown.type("Speed = 5\n");
     ASSERT_TRUE(shown.shows("write Speed = 5: done"));
     EXPECT_THAT(shown.output(), Not(HasSubstr("\x1b")));
-    shown.type("quit\n");
-    EXPECT_EQ(0, shown.end());
+    expectStatistics(shown, GetParam());
 }
+
+INSTANTIATE_TEST_SUITE_P(Widths, LinesOfWidth, ::testing::Values(40, 80, 200));
+
+TEST_P(LinesOfWidth, GoOnWhileTheWindowIsResized)
+{
+    serve({});
+    ScreenTerminal &shown = run(kProject, {120, 24}, {"--plain", "--every", "0.2"});
+    ASSERT_TRUE(shown.shows("Speed = 0"));
+    for (int i = 0; i < 20; ++i)
+        shown.resize({10 + 7 * i, 3 + i});
+    shown.resize({GetParam(), 24});
+    shown.type("Speed = 5\n");
+    ASSERT_TRUE(shown.shows("write Speed = 5: done"));
+    expectStatistics(shown, GetParam());
+}
+
+class ScreenOfARunOfWidth : public Screen, public ::testing::WithParamInterface<int>
+{};
+
+TEST_P(ScreenOfARunOfWidth, HasNameValueAndStateInEachRow)
+{
+    serve({});
+    std::string variables;
+    for (int i = 100; i < 130; ++i)
+        variables += std::string(i > 100 ? "," : "") + R"({"name": "N)" + std::to_string(i) +
+                     R"(", "area": "4x", "address": ")" + std::to_string(i) + R"("})";
+    ScreenTerminal &shown =
+        run(R"({"link": {"replyTimeoutMs": 60000}, "variables": [)" + variables + "]}", {GetParam(), 24});
+    ASSERT_TRUE(shown.await([&] { return shown.row(19).find("good") != std::string::npos; }));
+    EXPECT_THAT(shown.row(1), AllOf(StartsWith("name "), HasSubstr(" value "), HasSubstr(" state")));
+    for (int row = 2; row < 20; ++row)
+        EXPECT_THAT(shown.row(row), AllOf(StartsWith("N" + std::to_string(98 + row) + " "), HasSubstr(" 0 "),
+                                          HasSubstr(" good")));
+    EXPECT_THAT(shown.row(23), EndsWith("1-18 of 30"));
+    shown.resize({80, 10});
+    ASSERT_TRUE(shown.await([&] { return shown.row(9).find("1-5 of 30") != std::string::npos; }));
+    shown.type("q");
+    EXPECT_EQ(0, shown.end());
+    expectRestored();
+}
+
+INSTANTIATE_TEST_SUITE_P(Widths, ScreenOfARunOfWidth, ::testing::Values(40, 80, 200));
 
 } // namespace

@@ -101,8 +101,7 @@ Machine::Machine(const LineSettings &settings) : line_(settings), samples_(kTren
         if (line_.addVariable(variable, &error) == 0)
             qFatal("%s", qPrintable(error.text));
     }
-    line_.setEventHandler([](void *self, const Event &event) { static_cast<Machine *>(self)->take(event); },
-                          this);
+    line_.setEventHandler([](void *self, const Event &e) { static_cast<Machine *>(self)->take(e); }, this);
     connect(&timer_, &QTimer::timeout, this, &Machine::tick);
     timer_.start(1000);
     scanClock_.start();
@@ -132,8 +131,7 @@ OrderId Machine::write(VariableId id, const Value &value, const QString &shown)
     result.variable = id;
     result.order = line_.write(id, value, kWriteDeadlineMs, &error);
     orders_.prepend({line_.variableSettings(id).name.section('.', -1) + " = " + shown, result});
-    if (orders_.size() > kOrdersKept)
-        orders_.removeLast();
+    orders_ = orders_.mid(0, kOrdersKept);
     if (result.order == 0) {
         result.end = OrderEnd::NotTaken;
         endOrder(result);
@@ -189,8 +187,9 @@ void Machine::endOrder(const OrderResult &result)
     }
     const QString name = line_.variableSettings(result.variable).name;
     setAlarm("order " + name, name + ": " + textOf(result), result.end != OrderEnd::Good);
+    told_[name].reset(new QObject); // which ends the time of an earlier order
     if (result.end != OrderEnd::Good)
-        QTimer::singleShot(kToldMs, this, [this, name] { setAlarm("order " + name, "", false); });
+        QTimer::singleShot(kToldMs, told_[name].data(), [=] { setAlarm("order " + name, "", false); });
     emit orderEnded(result);
 }
 
@@ -206,7 +205,7 @@ void Machine::setAlarm(const QString &key, const QString &text, bool wanted)
     if (wanted)
         alarms_.prepend({key, text, QDateTime::currentDateTime(), QDateTime()});
     if (alarms_.size() > kAlarmsKept)
-        alarms_.removeLast();
+        alarms_ = alarms().mid(0, kAlarmsKept); // those that have gone go first
     emit alarmsChanged();
 }
 

@@ -81,7 +81,8 @@ private:
 
     plcruntime::Line line_;
     QList<QPair<QString, plcruntime::OrderResult>> orders_;
-    QList<Alarm> alarms_; // the youngest first
+    QList<Alarm> alarms_;                          // the youngest first
+    QHash<QString, QSharedPointer<QObject>> told_; // per variable: an order that was not done is told
     QVector<QVector<double>> samples_;
     QTimer timer_;
     QString portReason_;

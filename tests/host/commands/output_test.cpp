@@ -345,4 +345,13 @@ TEST(StateNames, AreThoseThatTheTableShows)
     EXPECT_STREQ("port lost", nameOf(Quality::PortLost));
 }
 
+TEST(Lines, BreakBetweenWordsWhereATerminalIsNarrow)
+{
+    const std::string lines = "requests 12, good 11, time-outs 1\nbytes out 96\n";
+    EXPECT_EQ("requests 12, good 11,\n  time-outs 1\nbytes out 96\n", fitted(lines, 21));
+    EXPECT_EQ(lines, fitted(lines, 33));
+    EXPECT_EQ(lines, fitted(lines, 0)) << "no terminal";
+    EXPECT_EQ("longest\n  word\n", fitted("longest word\n", 4));
+}
+
 } // namespace

@@ -4,10 +4,13 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -77,7 +80,7 @@ TEST_F(Log, AppendsLinesToWhatIsThere)
     RecordLog log(path("log"));
     log.add("one");
     log.add("two");
-    log.finish(kLong);
+    log.finish(kLong, kLong);
     EXPECT_THAT(lines("log"), ElementsAre("before", "one", "two"));
     EXPECT_EQ(0u, log.lost());
     EXPECT_THAT(log.complaint(), IsEmpty());
@@ -91,7 +94,7 @@ TEST_F(Log, OpensTheFileThatStandsThereThen)
     log.add("older");
     log.reopen();
     log.add("new");
-    log.finish(kLong);
+    log.finish(kLong, kLong);
     EXPECT_THAT(lines("old"), ElementsAre("old", "older"));
     EXPECT_THAT(lines("log"), ElementsAre("new"));
 }
@@ -103,7 +106,7 @@ TEST_F(Log, StaysInItsFileWhereItCannotBeOpenedAgain)
     ASSERT_EQ(0, mkdir(path("log").c_str(), 0700));
     log.reopen();
     log.add("one");
-    log.finish(kLong);
+    log.finish(kLong, kLong);
     EXPECT_THAT(lines("old"), ElementsAre("one"));
     EXPECT_THAT(log.complaint(), HasSubstr("cannot be opened again: Is a directory"));
     EXPECT_EQ(0u, log.lost());
@@ -114,7 +117,7 @@ TEST_F(Log, CountsWhatADiskThatIsFullDoesNotTake)
     RecordLog log("/dev/full");
     log.add("one");
     log.add("two");
-    log.finish(kLong);
+    log.finish(kLong, kLong);
     EXPECT_EQ(2u, log.lost());
     EXPECT_EQ("--log: lines of '/dev/full' are being lost: No space left on device", log.complaint());
     EXPECT_THAT(log.complaint(), IsEmpty()) << "told once";
@@ -128,7 +131,7 @@ TEST_F(Log, NeverWaitsForAPipeThatNobodyEmptiesAndCountsWhatHasNoRoom)
     RecordLog log(path("log"), 10 * line.size());
     for (int i = 0; i < kLines; ++i)
         log.add(line);
-    log.finish(kHardly);
+    log.finish(kHardly, kLong);
     std::string found;
     char bytes[4096];
     for (ssize_t length = 0; (length = read(reader, bytes, sizeof bytes)) > 0;)
@@ -162,7 +165,7 @@ TEST_F(Log, SaysHowManyLinesAreMissingWhereTheyAreMissing)
     std::uint64_t before = log.lost();
     for (log.add("behind"); log.lost() != before; log.add("behind"))
         before = log.lost();
-    log.finish(kLong);
+    log.finish(kLong, kLong);
     for (ssize_t length = 0; (length = read(reader, bytes, sizeof bytes)) > 0;)
         found.append(bytes, static_cast<std::size_t>(length));
     close(reader);
@@ -173,6 +176,47 @@ TEST_F(Log, SaysHowManyLinesAreMissingWhereTheyAreMissing)
                   std::to_string(log.lost()) + "}",
               arrived[1]);
     EXPECT_EQ("behind", arrived[2]);
+}
+
+TEST_F(Log, EndsInTimeWhateverPatienceItHasWithEachLine)
+{
+    const int reader = makePipe();
+    RecordLog log(path("log"));
+    log.add(std::string(1000000, 'x')); // more than the pipe takes
+    log.add("behind");
+    log.finish(std::chrono::hours(1), Time::zero());
+    EXPECT_EQ(2u, log.lost());
+    close(reader);
+}
+
+TEST_F(Log, IsOpenedAgainOnceHoweverOftenThatIsAskedForMeanwhile)
+{
+    const int reader = makePipe();
+    const int watcher = inotify_init1(IN_NONBLOCK);
+    ASSERT_GE(inotify_add_watch(watcher, path("log").c_str(), IN_OPEN | IN_CLOSE_WRITE), 0);
+    const std::string big(300000, 'x'); // more than the pipe takes
+    RecordLog log(path("log"));
+    log.add(big);
+    for (int i = 0; i < 1000; ++i)
+        log.reopen();
+    std::size_t found = 0;
+    char bytes[65536];
+    pollfd waiting{reader, POLLIN, 0};
+    while (found < big.size() && poll(&waiting, 1, 60000) > 0)
+        found += static_cast<std::size_t>(std::max<ssize_t>(read(reader, bytes, sizeof bytes), 0));
+    log.finish(kLong, kLong);
+    close(reader);
+    int closings = 0; // of the file that was open before
+    for (ssize_t length = 0; (length = read(watcher, bytes, sizeof bytes)) > 0;) {
+        for (ssize_t at = 0; at < length; at += static_cast<ssize_t>(sizeof(inotify_event))) {
+            inotify_event event;
+            std::memcpy(&event, bytes + at, sizeof event);
+            ASSERT_EQ(0u, event.len) << "events without names";
+            closings += (event.mask & IN_CLOSE_WRITE) != 0 ? 1 : 0;
+        }
+    }
+    close(watcher);
+    EXPECT_EQ(1, closings);
 }
 
 TEST_F(Log, IsRefusedWhereNobodyCanWrite)

@@ -31,7 +31,7 @@ Variable find(const std::string &name)
 
 SavedTable tableOf(const std::string &text, int mostElements = 100)
 {
-    return parseSavedValues("saved.csv", text, 9, mostElements, find);
+    return parseSavedValues("saved.csv", text, 9, mostElements, false, find);
 }
 
 std::vector<std::string> textsOf(const SavedTable &table)
@@ -145,6 +145,28 @@ TEST(SavedValues, ThatAreNoneAreToldWithTheirPlace)
     EXPECT_THAT(mistakeIn(kHead + std::string(",5,1,good\n")), HasSubstr("this line names no variable"));
     EXPECT_THAT(mistakeIn(kHead + std::string("5x:1,5,1,good\n")),
                 HasSubstr("line 2, column 1: variable '5x:1'"));
+}
+
+TEST(SavedValues, AreRefusedWhereTheirAddressesCountOtherwise)
+{
+    const auto refusal = [](const std::string &from, bool oneBased) -> std::string {
+        try {
+            parseSavedValues("saved.csv", "name,value,addresses_from\n4x:5,7," + from + "\n", 1, 100,
+                             oneBased, find);
+        } catch (const Failure &failure) {
+            return failure.what();
+        }
+        return "";
+    };
+    EXPECT_EQ("saved.csv, line 2, column 8: the addresses of this table count from 1; add --option one-based",
+              refusal("1", false));
+    EXPECT_EQ(
+        "saved.csv, line 2, column 8: the addresses of this table count from 0; leave --option one-based "
+        "out",
+        refusal("0", true));
+    EXPECT_EQ("", refusal("1", true));
+    EXPECT_EQ("", refusal("0", false));
+    EXPECT_EQ("", refusal("", true)) << "nobody knows";
 }
 
 } // namespace

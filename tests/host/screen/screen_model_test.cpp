@@ -67,6 +67,21 @@ TEST_F(ScreenModelTest, Shows18ValuesOn24RowsAnd5On10)
     EXPECT_EQ(44, values(200, 50));
 }
 
+TEST_F(ScreenModelTest, HasHelpThatIsCutAtNoWidth)
+{
+    source.add("4x:0:100");
+    model().press(characterKey(U'?'));
+    for (const int width : {40, 59, 60, 80, 200}) {
+        std::string help;
+        for (const std::string &line : at(width, 100)) {
+            EXPECT_EQ(std::string::npos, line.find("…")) << width << ": " << line;
+            help += line.substr(std::min(line.find_first_not_of(' '), line.size())) + " ";
+        }
+        for (const char *text : {"/ TEXT Enter", "n next, N", "NAME = VALUE[,VALUE...]", "closes the line"})
+            EXPECT_THAT(help, HasSubstr(text)) << width;
+    }
+}
+
 TEST_F(ScreenModelTest, GivesUpOtherRowsBeforeValues)
 {
     source.add("4x:0:100");

@@ -187,19 +187,31 @@ TEST_F(ValueTableTest, ColoursWhatIsBadAndNothingElse)
     EXPECT_EQ(Health::Doubtful, styleAt(picture, 3, "stale").health);
 }
 
+TEST_F(ValueTableTest, CountsWhatWasNeverReadAmongWhatIsNotGood)
+{
+    source.add("4x:100:2");
+    source.add("4x:300");
+    source.readings[1].health = Health::Absent;
+    source.readings[1].isUnread = true;
+    at(80);
+    table->toggleOnlyBad();
+    EXPECT_THAT(at(80)[1], StartsWith("4x:300 "));
+    EXPECT_EQ("1-1 of 1 not good", table->position());
+}
+
 TEST_F(ValueTableTest, ShowsOnlyWhatIsBadWhenAsked)
 {
     source.add("4x:100:2");
     source.add("4x:200:2");
     source.add("4x:300");
     source.fail(1, "refused", "");
-    source.readings[2].health = Health::Absent; // nobody has asked yet
+    source.readings[2].health = Health::Absent; // somebody has switched its station off
     at(80);
     table->toggleOnlyBad();
     EXPECT_THAT(at(80)[1], StartsWith("4x:200 "));
     EXPECT_THAT(at(80)[2], StartsWith("4x:201 "));
     EXPECT_EQ("", at(80)[3]);
-    EXPECT_EQ("1-2 of 2 bad", table->position());
+    EXPECT_EQ("1-2 of 2 not good", table->position());
     table->toggleBlocks();
     EXPECT_THAT(at(80)[1], StartsWith("4x:200:2 "));
     source.readings[1].health = Health::Good;

@@ -120,6 +120,19 @@ TEST(LineThreads, AreWokenWhereTheyWait)
     }
 }
 
+TEST(LineThreads, HearWhatHappensAlsoWhereTheyNeverWait)
+{
+    Device device;
+    Line line(settingsFor(Delivery::Poll), &Device::open, &device);
+    const VariableId id = line.addVariable("4x:1@1");
+    ASSERT_FALSE(line.open());
+    const OrderId order = line.write(id, Value(1), 60000);
+    while (line.result(order).end == OrderEnd::Open)
+        line.poll(0); // as a program with a loop of its own does
+    EXPECT_EQ(OrderEnd::Good, line.result(order).end);
+    line.close();
+}
+
 /// A port that the system holds up while it is being opened.
 struct HeldUp
 {

@@ -383,6 +383,10 @@ TEST(UnknownFunctions, AreGivenAtTheGapBehindThem)
     EXPECT_EQ("", outline(splitter.push(withCrc("11 41 0102"))));
     splitter.markGap();
     EXPECT_EQ("=? 6", outline(splitter.push(hex("11"))));
+    EXPECT_EQ("> 8", outline(splitter.push(kRequest.mid(1))));
+    EXPECT_EQ("", outline(splitter.push(withCrc("11 41 0102"))));
+    splitter.markGap();
+    EXPECT_EQ(">? 6, > 8", outline(splitter.push(kRequest))) << "what is behind it does not wait for more";
 }
 
 TEST(UnknownFunctions, WhoseCrcEndsInZeroAreTakenWhole)

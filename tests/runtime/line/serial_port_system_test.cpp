@@ -130,7 +130,8 @@ public:
         writes.pop_front();
         if (taken > 0)
             sent.append(static_cast<const char *>(bytes), static_cast<int>(taken));
-        errno = taken < 0 ? static_cast<int>(-taken) : 0;
+        if (taken < 0)
+            errno = static_cast<int>(-taken);
         return taken < 0 ? -1 : taken;
     }
     Readiness waitToRead(int, Time until) override
@@ -320,6 +321,21 @@ TEST_F(SerialPortSystem, SaysWhyAPortCannotBeOpened)
     system.openError = EIO;
     EXPECT_THAT(refusal(), HasSubstr("it is no usable serial port"));
     EXPECT_EQ(0, system.closed);
+}
+
+TEST_F(SerialPortSystem, SaysOfANameAloneWhichPathItStandsFor)
+{
+    system.openError = ENOENT;
+    settings.port = "line";
+    EXPECT_EQ(
+        "port 'line' cannot be opened at 19200 baud: there is no /dev/line, nor any other on this machine; "
+        "is the adapter plugged in? A port in the current folder is named ./line",
+        refusal());
+    system.others = {"/dev/ttyS0"};
+    EXPECT_EQ(
+        "port 'line' cannot be opened at 19200 baud: there is no /dev/line; there is /dev/ttyS0; a port "
+        "in the current folder is named ./line",
+        refusal());
 }
 
 TEST_F(SerialPortSystem, NamesThePortsThatThereAreInPlaceOfTheMissingOne)
@@ -648,6 +664,15 @@ TEST_F(SerialPortSystem, IsLostWhenTheSystemSaysReadyAndTakesNothing)
     SerialPort port = open();
     system.onFull = Readiness::Ready;
     system.writes = {-EAGAIN, -EAGAIN, -EAGAIN};
+    EXPECT_THROW(port.send("a"), Failure);
+}
+
+TEST_F(SerialPortSystem, IsLostWhenAWriteTakesNothingWhateverWentWrongBefore)
+{
+    SerialPort port = open();
+    system.onFull = Readiness::Ready;
+    system.writes = {0};
+    errno = EAGAIN; // of an earlier call
     EXPECT_THROW(port.send("a"), Failure);
 }
 

@@ -1,11 +1,11 @@
-#include "host/project/strict_json.h"
+#include "cli/strict_json.h"
 
 #include <gtest/gtest.h>
 
 namespace {
 
-using plc::host::JsonFault;
-using plc::host::parseStrictJson;
+using plc::cli::JsonFault;
+using plc::cli::parseStrictJson;
 
 struct Bad
 {

@@ -1,4 +1,4 @@
-#include "host/project/strict_json.h"
+#include "cli/strict_json.h"
 
 #include <json/reader.h>
 
@@ -10,9 +10,7 @@
 #include <sstream>
 #include <string_view>
 
-#include "runtime/panel/utf8.h"
-
-namespace plc::host {
+namespace plc::cli {
 
 namespace {
 
@@ -21,6 +19,11 @@ constexpr int kDeepest = 100;
 bool isDigit(char letter)
 {
     return letter >= '0' && letter <= '9';
+}
+
+bool isContinuation(char byte)
+{
+    return (static_cast<unsigned char>(byte) & 0xC0u) == 0x80u;
 }
 
 /// JSON has no zero byte and no other control character, not even inside a text.
@@ -198,7 +201,7 @@ void refuseBadUtf8(const std::string &text)
     auto differs = std::mismatch(text.begin(), text.end(), again.begin(), again.end()).second;
     if (again == text)
         return;
-    while (differs != again.begin() && differs != again.end() && !runtime::beginsCharacter(*differs))
+    while (differs != again.begin() && differs != again.end() && isContinuation(*differs))
         --differs;
     throw JsonFault{static_cast<std::size_t>(differs - again.begin()), "this character is not UTF-8"};
 }
@@ -222,4 +225,4 @@ Json::Value parseStrictJson(const std::string &text)
     throw firstOf(report, text);
 }
 
-} // namespace plc::host
+} // namespace plc::cli
