@@ -9,6 +9,7 @@
 #include "runtime/line/port_opening.h"
 #include "runtime/line/rtu_layout.h"
 #include "runtime/line/serial_port.h"
+#include "runtime/line/terminal_system.h"
 #include "runtime/master/trace_line.h"
 
 namespace plc::host {
@@ -21,7 +22,9 @@ AskingSettings settingsOf(const LinkSettings &link)
 {
     AskingSettings settings;
     settings.timing = LineTiming(link.baud);
-    settings.character = Time(link.bitsPerCharacter() * 1000000000LL / link.baud);
+    // A pseudo-terminal has no rate: what goes over it is there at once.
+    if (!runtime::isPseudoTerminal(link.port))
+        settings.character = Time(link.bitsPerCharacter() * 1000000000LL / link.baud);
     settings.timeout = link.timeout;
     settings.lateGuard = link.lateGuard;
     settings.echo = link.echo;

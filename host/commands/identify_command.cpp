@@ -10,7 +10,7 @@ namespace plc::host {
 ExitCode identifyStations(const AskOptions &options)
 {
     const LinkSettings link = options.link();
-    const std::vector<int> stations = options.stationList();
+    const std::vector<int> stations = options.askedStations();
     AskedLine line(link, options);
     int known = 0;
     int silent = 0;
@@ -34,7 +34,7 @@ ExitCode findLimits(const LimitsOptions &options)
 {
     const LinkSettings link = options.link();
     LimitsWish wish;
-    wish.station = options.stationList().front();
+    wish.station = options.askedStations().front();
     wish.address = options.address;
     wish.samples = options.samples;
     wish.retries = link.retries;
