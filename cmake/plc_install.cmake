@@ -100,6 +100,11 @@ if(PLC_TOOLS)
     install(FILES packaging/bash_completion RENAME ${program}
       DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions" COMPONENT tools)
   endforeach()
+  # A profile for captures, and the lines of the machine among Wireshark's interfaces.
+  install(FILES packaging/wireshark/preferences
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/wireshark/profiles/modbus-rtu" COMPONENT tools)
+  install(PROGRAMS packaging/wireshark/plchost-extcap
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/wireshark/extcap" COMPONENT tools)
   # The pages that the help names, and what they lead to.
   install(DIRECTORY docs/ DESTINATION "${CMAKE_INSTALL_DATADIR}/doc/plcdriver-tools" COMPONENT tools
     FILES_MATCHING PATTERN "*.md" PATTERN "*.json" PATTERN "*.service" PATTERN "*.svg" PATTERN "*.png"

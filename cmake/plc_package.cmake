@@ -39,6 +39,7 @@ Headers of the driver library and what CMake and pkg-config need to find it.")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME plcdriver-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION comm)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${plc_library_package} ${plc_same_version}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SUGGESTS "wireshark")
 set(CPACK_DEBIAN_TOOLS_DESCRIPTION "Modbus RTU commissioning tool and simulated station
 plchost reads, writes and watches variables of stations on a serial line
 through the driver library; plcstation simulates stations and a faulty line on

@@ -21,7 +21,8 @@ enum ExitCode
     kExitUnusable = 4,
     kExitPort = 5,
     kExitMixed = 6,
-    kExitOutput = 7
+    kExitOutput = 7,
+    kExitLineInUse = 8 ///< of a scan: others use the line, so that nothing was sent
 };
 
 ExitCode exitCodeOf(FailureKind kind);

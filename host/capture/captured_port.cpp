@@ -43,7 +43,7 @@ public:
 
     QByteArray receive(Time until) override
     {
-        const QByteArray bytes = port_->receive(until);
+        QByteArray bytes = port_->receive(until);
         capture_->received(bytes, steadyNow());
         return bytes;
     }

@@ -41,16 +41,18 @@ std::string verdictOf(const HeardFrame &frame, const Heard &heard)
     return "noise";
 }
 
-std::optional<double> HeardLine::lineShare(Time duration) const
+std::optional<double> HeardLine::lineShare() const
 {
-    if (character_ <= Time::zero() || duration <= Time::zero())
+    if (character_ <= Time::zero() || duration() <= Time::zero())
         return std::nullopt;
-    return std::min(seconds(character_) * static_cast<double>(bytes_) / seconds(duration), 1.0);
+    return std::min(seconds(character_) * static_cast<double>(bytes_) / seconds(duration()), 1.0);
 }
 
 Heard HeardLine::add(const HeardFrame &frame)
 {
     bytes_ += static_cast<std::uint64_t>(frame.bytes.size());
+    begin_ = begin_.value_or(beginOf(frame));
+    end_ = std::max(end_, frame.end);
     if (frame.kind == PieceKind::Noise) {
         noiseBytes_ += static_cast<std::uint64_t>(frame.bytes.size());
         return Heard();

@@ -68,8 +68,10 @@ public:
     const Histogram &pauses() const { return pauses_; }
     /// From the end of a request that nobody answered to the next one: how long the master waits.
     const Histogram &vainWaits() const { return vainWaits_; }
-    /// Share of @p duration in which characters were on the line; nothing where the line has no rate.
-    std::optional<double> lineShare(Time duration) const;
+    /// From the beginning of the first frame or noise to the end of the last.
+    Time duration() const { return end_ - begin_.value_or(end_); }
+    /// Share of this duration in which characters were on the line; nothing where the line has no rate.
+    std::optional<double> lineShare() const;
 
 private:
     Time beginOf(const HeardFrame &frame) const { return frame.end - character_ * frame.bytes.size(); }
@@ -84,6 +86,8 @@ private:
     std::uint64_t damaged_ = 0;
     std::uint64_t noiseBytes_ = 0;
     std::uint64_t bytes_ = 0;
+    std::optional<Time> begin_;
+    Time end_{0};
     Histogram pauses_;
     Histogram vainWaits_;
     std::optional<HeardFrame> open_; ///< the request that may be answered

@@ -28,6 +28,8 @@ constexpr int kSpeedOption = 8;
 constexpr int kResolutionOption = 9;
 constexpr int kFlagsOption = 2;
 
+constexpr const char *kToStations = "tx";
+
 constexpr std::uint32_t kInbound = 1;
 constexpr std::uint32_t kOutbound = 2;
 constexpr std::uint32_t kDirections = 3;
@@ -128,7 +130,8 @@ std::string captureBegin(const CaptureHead &head)
 {
     std::string section = little(kByteOrderMagic, 4) + little(1, 2) + little(0, 2) + little(UINT64_MAX, 8);
     section += option(kProgramOption, head.program) + option(kOptionEnd, "");
-    return block(kSectionBlock, section) + interfaceBlock("tx", "to the stations, " + head.line, head.baud) +
+    return block(kSectionBlock, section) +
+           interfaceBlock(kToStations, "to the stations, " + head.line, head.baud) +
            interfaceBlock("rx", "from the stations, " + head.line, head.baud);
 }
 
@@ -137,7 +140,7 @@ std::string captureBlock(const CapturedPacket &packet)
     const HeardFrame &frame = packet.frame;
     const bool isNoise = frame.kind == PieceKind::Noise;
     const bool isInbound = isNoise || frame.isReply();
-    std::uint32_t flags = isInbound ? kInbound : kOutbound;
+    std::uint32_t flags = isInbound ? kInbound : frame.role == FrameRole::Request ? kOutbound : 0;
     if (!frame.isGood())
         flags |= kCrcError | (isNoise ? kUnaligned : 0);
     // Dissector names are filled up to whole words of four bytes.
@@ -263,7 +266,9 @@ void CaptureReader::takeInterface()
     Interface added;
     added.linkType = word(0);
     eachOption(kFixed, [&](int code, std::size_t at, std::size_t length) {
-        if (code == kSpeedOption && length == 8) {
+        if (code == kNameOption) {
+            added.isToStations = body_.compare(at, length, kToStations) == 0;
+        } else if (code == kSpeedOption && length == 8) {
             const std::uint32_t low = number(isBigEndian_ ? at + 4 : at);
             const std::uint32_t high = number(isBigEndian_ ? at : at + 4);
             constexpr std::uint32_t kMostBaud = 100000000;
@@ -323,7 +328,8 @@ bool CaptureReader::takePacket(CapturedPacket *packet)
         return false;
     HeardFrame &frame = packet->frame;
     frame.bytes = QByteArray(body_.data() + at, static_cast<int>(end - at));
-    packet->hasDirection = (flags & kDirections) == kInbound || (flags & kDirections) == kOutbound;
+    // A frame that may be either goes over tx, without a direction.
+    packet->hasDirection = origin.isToStations || (flags & kDirections) != 0;
     if ((flags & kDirections) == kInbound)
         frame.role = FrameRole::Reply;
     else if ((flags & kDirections) == kOutbound)

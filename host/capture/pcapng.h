@@ -3,8 +3,8 @@
 ///
 /// A packet is an exported protocol unit (link type 252) of the dissector "mbrtu", noise of "data". It stands
 /// on interface 0, "tx", where it goes to the stations, and on interface 1, "rx", where it comes from them.
-/// Its flags have the same direction as seen from the master, and its errors. Its time is the end of the last
-/// character.
+/// Its flags have the same direction as seen from the master, none of a frame that may be either, and its
+/// errors. Its time is the end of the last character.
 #ifndef PLC_CAPTURE_PCAPNG_H
 #define PLC_CAPTURE_PCAPNG_H
 
@@ -66,6 +66,7 @@ private:
     {
         int linkType = 0;
         int baud = 0;
+        bool isToStations = false;
         std::uint64_t unitsPerSecond = 1000000;
     };
 

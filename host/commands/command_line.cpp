@@ -126,6 +126,18 @@ void addRunCommand(CLI::App *program, cli::Book *book, Command *chosen)
     command->callback([options, chosen] { *chosen = [options] { return runProject(*options); }; });
 }
 
+void addListenCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<ListenOptions>();
+    CLI::App *command = program->add_subcommand(
+        "listen", "show what goes over a line and who answers how fast, without sending anything");
+    addListenOptions(command, options.get());
+    addFormatOption(command, options.get());
+    addNumberOptions(command, options.get());
+    book->of(command) = listenManual();
+    command->callback([options, chosen] { *chosen = [options] { return listenToLine(*options); }; });
+}
+
 void addPlanCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<PlanOptions>();
@@ -273,6 +285,18 @@ void addRawCommand(CLI::App *program, cli::Book *book, Command *chosen)
     chooseAsking(command, options, chosen, sendRaw);
 }
 
+void addScanCommand(CLI::App *program, cli::Book *book, Command *chosen)
+{
+    auto options = std::make_shared<ScanOptions>();
+    CLI::App *command =
+        program->add_subcommand("scan", "find the stations on a line, and the settings that they have");
+    addScanOptions(command, options.get());
+    addVerbosityOptions(command, options.get());
+    addFormatOption(command, options.get());
+    book->of(command) = scanManual();
+    command->callback([options, chosen] { *chosen = [options] { return scanLine(*options); }; });
+}
+
 void addPortsCommand(CLI::App *program, cli::Book *book, Command *chosen)
 {
     auto options = std::make_shared<OutputOptions>();
@@ -298,8 +322,10 @@ Command parseCommandLine(int argc, char **argv)
     addWriteCommand(&program, &book, &chosen);
     addWatchCommand(&program, &book, &chosen);
     addRunCommand(&program, &book, &chosen);
+    addListenCommand(&program, &book, &chosen);
     addPlanCommand(&program, &book, &chosen);
     addProjectCommand(&program, &book, &chosen);
+    addScanCommand(&program, &book, &chosen);
     addIdentifyCommand(&program, &book, &chosen);
     addLimitsCommand(&program, &book, &chosen);
     addMapCommand(&program, &book, &chosen);

@@ -110,12 +110,40 @@ struct WriteOptions : CommandOptions
     bool dryRun = false;
 };
 
+/// Of a scan: lists, see scan_lists.h.
+struct ScanOptions : OutputOptions
+{
+    std::string port;
+    std::string stations = "1-247";
+    std::string bauds = "9600,19200,38400,57600,115200";
+    std::string parities = "even,none,odd";
+    std::string stopBits; ///< empty: as the parity asks
+    std::string rs485;    ///< empty: not asked for
+    bool anyRate = false;
+    std::string ask = "4x:0";
+    std::string wait = "50ms";
+    std::string listen = "1s";
+    bool anyway = false;     ///< a line in use is scanned, too
+    std::string projectFile; ///< of --write-project; empty = none
+};
+
 struct WatchOptions : CommandOptions
 {
     double forSeconds = 0; ///< 0 = without end
     bool once = false;
     bool realtime = false;
     bool plain = false; ///< no screen
+};
+
+struct ListenOptions : OutputOptions
+{
+    std::string file; ///< a capture; empty = the port
+    std::string port;
+    std::string projectFile; ///< empty = none
+    int baud = 0;            ///< 0 = to be found
+    std::string parity;      ///< empty = to be found
+    bool anyRate = false;
+    double forSeconds = 0; ///< 0 = without end
 };
 
 struct DemoOptions : CommandOptions

@@ -16,11 +16,13 @@ struct AskOptions;
 struct CommandOptions;
 struct DemoOptions;
 struct LimitsOptions;
+struct ListenOptions;
 struct MapOptions;
 struct OutputOptions;
 struct PlanOptions;
 struct RawOptions;
 struct RunOptions;
+struct ScanOptions;
 struct WatchOptions;
 struct WriteOptions;
 
@@ -32,6 +34,8 @@ ExitCode writeVariables(const WriteOptions &options);
 ExitCode watchVariables(const WatchOptions &options);
 /// plchost run: plays the runtime of a project.
 ExitCode runProject(const RunOptions &options);
+/// plchost listen: what goes over a line, without sending anything.
+ExitCode listenToLine(const ListenOptions &options);
 /// plchost plan: what a project costs on the line.
 ExitCode planProject(const PlanOptions &options);
 /// plchost project from-csv: a project file of a register map.
@@ -48,6 +52,8 @@ ExitCode mapArea(const AreaMapOptions &options);
 ExitCode sendRaw(const RawOptions &options);
 /// plchost ports: the serial ports of this machine.
 ExitCode listPorts(const OutputOptions &options);
+/// plchost scan: which stations are on a line, and at which settings.
+ExitCode scanLine(const ScanOptions &options);
 /// plchost demo: everything at once against a simulated station of its own.
 ExitCode runDemo(const DemoOptions &options);
 

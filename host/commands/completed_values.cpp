@@ -25,7 +25,9 @@ Words wordsOf(const cli::Rows &rows)
 Words ports()
 {
     Words words;
-    for (const runtime::ListedPort &port : runtime::listPorts()) {
+    // Nobody who presses Tab waits for a look at all processes.
+    for (const runtime::ListedPort &port :
+         runtime::listPorts(runtime::PortPlaces(), runtime::Holders::LeftOut)) {
         words.push_back(port.path);
         words.insert(words.end(), port.lastingNames.begin(), port.lastingNames.end());
     }

@@ -209,7 +209,7 @@ std::string limitsText(const StationLimits &limits)
     cells.push_back({"  CRC of requests", order(limits.requestCrcHighFirst)});
     cells.push_back({"  CRC of replies", order(limits.replyCrcHighFirst)});
     for (const auto &[function, knowledge] : limits.functions)
-        cells.push_back({"  " + functionName(function), nameOf(knowledge)});
+        cells.push_back({"  " + functionLabel(function), nameOf(knowledge)});
     cells.push_back({"  most registers in one read", blockText(limits.registers)});
     cells.push_back({"  most bits in one read", blockText(limits.bits)});
     cells.push_back({"  reads over lacking registers",

@@ -59,6 +59,7 @@ const cli::Row kValuesPage{"values.md", "formats, byte orders, units and texts"}
 const cli::Row kOutputPage{"output.md", "what CSV and ndjson hold, for programs"};
 const cli::Row kScreenPage{"screen.md", "the screen of watch and run, and its keys"};
 const cli::Row kPoliciesPage{"host-policies.md", "late replies, noise, dead stations, lost ports, states"};
+const cli::Row kListeningPage{"listening.md", "what a line says: listening, and captures for Wireshark"};
 const cli::Row kLinePage{"serial_line.md", "ports, rates, RS-485"};
 const cli::Row kRecipesPage{"recipes.md", "values to MQTT, SQLite, a spreadsheet; as a service"};
 const cli::Row kProjectsPage{"projects.md", "the project file and the register map"};
@@ -119,6 +120,23 @@ void addCommonChapters(Manual *manual, const Rows &pages)
     for (const Chapter &chapter : {variables(), variablesInFull(), driverOptions(), policies(), exitCodes(),
                                    severalFailures(), documents(pages)})
         manual->chapters.push_back(chapter);
+}
+
+/// What watch and run show: the screen, or else @p lines, and the statistics.
+std::string onScreenOr(const std::string &lines)
+{
+    return "On a terminal a screen is kept up to date, whose keys ? shows. Otherwise, and with --plain or "
+           "-q, " +
+           lines +
+           " The statistics at the end go to standard error, and in ndjson to the last line of standard "
+           "output "
+           "as well. ";
+}
+
+Chapter lostPort(const std::string &meanwhile)
+{
+    return paragraph("A port that is lost", "It is looked for until it is back, and " + meanwhile +
+                                                "; --no-reopen makes it the end.");
 }
 
 } // namespace
@@ -187,15 +205,11 @@ Manual watchManual()
     manual.chapters = {
         paragraph(
             "What is shown",
-            "On a terminal a screen is kept up to date, whose keys ? shows. Otherwise, and with --plain or "
-            "-q, a line for each variable is printed every second, or as often as -l says where "
-            "that is longer, and once more at the end; with -1 only at the end. The "
-            "statistics at the end go to standard error, and in ndjson to the last line of standard output "
-            "as well. The exit code tells how the last "
-            "reading of each variable ended."),
-        paragraph("A port that is lost",
-                  "It is looked for until it is back, and everything goes on by itself; "
-                  "--no-reopen makes it the end.")};
+            onScreenOr(
+                "a line for each variable is printed every second, or as often as -l says where that is "
+                "longer, and once more at the end; with -1 only at the end.") +
+                "The exit code tells how the last reading of each variable ended."),
+        lostPort("everything goes on by itself")};
     addCommonChapters(&manual, {kValuesPage, kScreenPage, kOutputPage, kPoliciesPage, kRecipesPage});
     return manual;
 }
@@ -209,14 +223,12 @@ Manual runManual()
                                "    --format ndjson")};
     manual.chapters = {
         {"Lines on standard input", {listed(projectInputRows())}},
-        paragraph(
-            "What is shown",
-            "On a terminal a screen is kept up to date, whose keys ? shows; otherwise, and with --plain or "
-            "-q, the values are printed at the "
-            "end, and with --every meanwhile. Writes are reported on standard output in text and ndjson, on "
-            "standard error in csv. The statistics at the end go to standard error, and in ndjson to the "
-            "last line of standard output as well. Writes that are still waiting when --for, --scans or quit "
-            "end the run are carried out first."),
+        paragraph("What is shown",
+                  onScreenOr(
+                      "the values are printed at the end, and with --every meanwhile. Writes are reported on "
+                      "standard output in text and ndjson, on standard error in csv.") +
+                      "Writes that are still waiting when --for, --scans or quit end the run are carried out "
+                      "first."),
         paragraph("A scan",
                   "It is over when, since the scan before it, every variable has been asked for, whether "
                   "its station answered or not, those of stations that are switched off or offline left "
@@ -225,8 +237,7 @@ Manual runManual()
                   "three turns of the ordinary requests. Levels 2, 3 and 4 are served after every sixth, "
                   "third and single ordinary request.",
                   Extent::All),
-        paragraph("A port that is lost", "It is looked for until it is back, and writes fail meanwhile; "
-                                         "--no-reopen makes it the end."),
+        lostPort("writes fail meanwhile"),
         exitCodes(),
         paragraph(
             "What the exit code counts",
@@ -362,6 +373,68 @@ Manual portsManual()
                        "-p as well"}})}},
         {"Exit code", {listed({{"0", "there is a port"}, {"2", "there is none"}})}},
         documents({kLinePage, kOutputPage})};
+    return manual;
+}
+
+Manual listenManual()
+{
+    Manual manual;
+    manual.examples = {
+        example("who asks what on a line, and how fast the stations answer; Ctrl-C ends it",
+                "plchost listen -p /dev/ttyUSB0"),
+        example("the same for a minute, for Wireshark, and its statistics once more later",
+                "plchost listen -p /dev/ttyUSB0 -b 9600 -P even --for 60 -q --capture line.pcapng\n"
+                "plchost listen -q line.pcapng"),
+        example("live in a second program", "plchost listen -p /dev/ttyUSB0 --capture - | tshark -i - -l")};
+    manual.chapters = {
+        paragraph(
+            "What is shown",
+            "A line for each frame: when its last character ended, -> for a request and <- for a reply, "
+            "its station, what it says, and how long the reply took. ?? stands before noise and before "
+            "frames that may be either. At the end, what each station was asked and answered. Nothing is "
+            "sent."),
+        paragraph(
+            "Rate and parity",
+            "Without -b and -P they are found: the settings are tried while listening, the likely first, "
+            "until frames with good CRCs come. On a line where nobody asks there is nothing to find. What "
+            "is heard meanwhile is not counted. A pseudo-terminal has no rate."),
+        {"Exit code",
+         {listed({{"0", "frames were heard"},
+                  {"1", "wrong usage or input file"},
+                  {"2", "no frame was heard"},
+                  {"5", "the port cannot be opened or is lost"},
+                  {"7", "output could not be written"}})}},
+        documents({kListeningPage, kOutputPage, kLinePage})};
+    return manual;
+}
+
+Manual scanManual()
+{
+    Manual manual;
+    manual.examples = {example("every station at the usual settings, which takes under four minutes",
+                               "plchost scan -p /dev/ttyUSB0"),
+                       example("ten stations at one setting, and a project file of those that are there",
+                               "plchost scan -p /dev/ttyUSB0 -b 9600 -P even -a 1-10 \\\n"
+                               "    --write-project found.json")};
+    manual.chapters = {
+        paragraph("A line in use",
+                  "First the line is listened to. Where others talk on it nothing is sent, since two masters "
+                  "spoil each other's replies; the stations that are heard answering are shown."),
+        {"What is shown",
+         {flowing("A line for each station and setting. A reply counts for the station that it names, "
+                  "whenever it comes, and an exception is a reply. An echo is none."),
+          listed({{"good", "replies as it should"},
+                  {"bad link", "it is there, but replies come damaged"},
+                  {"two stations", "two have this number, as far as their replies differ in time or kind"},
+                  {"heard", "not asked: it answered somebody else"}})}},
+        {"Exit code",
+         {listed({{"0", "something was found"},
+                  {"1", "wrong usage"},
+                  {"2", "nothing was found"},
+                  {"5", "the port cannot be opened or is lost"},
+                  {"7", "output could not be written"},
+                  {"8", "the line is in use, and nothing was sent"}})}},
+        documents({{"scanning.md", "what a scan does on the line, and what it may miss"}, kOutputPage})};
     return manual;
 }
 

@@ -222,10 +222,12 @@ int LiveScreen::station(int number) const
 
 Reading LiveScreen::reading(int number) const
 {
-    const VariableState state = line_.state(content_.ids[static_cast<std::size_t>(number)]);
-    const Row row = rowOf(variable(number), station(number), state);
+    const VariableId id = content_.ids[static_cast<std::size_t>(number)];
+    const VariableState state = line_.state(id);
+    const Row row = line_.rowOf(id, variable(number), station(number), state);
     Reading reading;
     reading.values = row.values;
+    reading.missing = row.missing;
     reading.age = row.age;
     reading.state = fullState(row);
     reading.health = healthOf(state.quality);

@@ -295,6 +295,46 @@ void addVerbosityOptions(CLI::App *app, OutputOptions *options)
     addCaptureOption(app, &options->captureFile);
 }
 
+void addListenOptions(CLI::App *app, ListenOptions *options)
+{
+    const auto named = [](const std::string &path) { return path.empty() ? "must name a file" : ""; };
+    app->add_option("CAPTURE", options->file, "a capture that was made before, in place of a port")
+        ->type_name("")
+        ->check(named);
+    app->add_option("-p,--port", options->port,
+                    "serial port or pseudo-terminal, as /dev/ttyUSB0; without it the project's")
+        ->type_name("PATH")
+        ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
+        ->group(kLineGroup);
+    app->add_option("--project", options->projectFile,
+                    "project file: values go by the names of its variables, its settings count where none is "
+                    "typed")
+        ->type_name("FILE")
+        ->check(named)
+        ->group(kLineGroup);
+    addNumber(app, "-b,--baud", &options->baud, kBaudLimits, "RATE",
+              "bits per second; without it the rate is found by listening", kLineGroup);
+    app->add_option("-P,--parity", options->parity,
+                    "even, odd or none; without it the parity is found by listening")
+        ->check(CLI::IsMember(parityNames()))
+        ->type_name("NAME")
+        ->group(kLineGroup);
+    app->add_flag("--any-rate", options->anyRate,
+                  "take a port that runs more than 3 % off the rate, with a warning")
+        ->group(rare(kLineGroup));
+    addNumber(app, "--for", &options->forSeconds, 0.1, 1e6, "S", "end after that many seconds");
+    app->add_flag("-v,--verbose", options->verbose, "show the bytes of each frame, and what the port can do")
+        ->group(kOutputGroup);
+    app->add_flag("-q,--quiet", options->quiet, "no frames: only the statistics at the end")
+        ->group(kOutputGroup);
+    app->add_option("--capture", options->captureFile,
+                    "keep all that goes over the line in a file that Wireshark opens, as line.pcapng; - for "
+                    "standard output, where nothing else is printed then")
+        ->type_name("FILE")
+        ->check(named)
+        ->group(kOutputGroup);
+}
+
 void addCaptureOption(CLI::App *app, std::string *path)
 {
     app->add_option("--capture", *path,
@@ -327,6 +367,58 @@ void addAuditOption(CLI::App *app, OutputOptions *options)
     app->add_option("--audit", options->auditFile,
                     "append every write that is ordered, and how it ended, to a file, as ndjson; what "
                     "cannot be noted there is not written")
+        ->type_name("FILE")
+        ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
+        ->group(kOutputGroup);
+}
+
+void addScanOptions(CLI::App *app, ScanOptions *options)
+{
+    app->add_option("-p,--port", options->port, "serial port or pseudo-terminal, as /dev/ttyUSB0")
+        ->type_name("PATH")
+        ->check([](const std::string &path) { return path.empty() ? "must name a port" : ""; })
+        ->required()
+        ->group(kLineGroup);
+    app->add_option("-a,--station", options->stations, "stations to ask, as 1,3,5-8")
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-b,--baud", options->bauds,
+                    "rates to try; a range has the usual rates in it, as 9600-115200")
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-P,--parity", options->parities, "parities to try, of even, odd and none")
+        ->type_name("LIST")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("-s,--stop-bits", options->stopBits,
+                    "1, 2 or 1,2; without it 2 where there is no parity, else 1")
+        ->type_name("LIST")
+        ->group(kLineGroup);
+    app->add_option("--ask", options->ask, "the register or bit that is read, as 4x:100")
+        ->type_name("PLACE")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("--wait", options->wait,
+                    "least wait for a reply, as 50ms or 0.05; grows with the replies seen")
+        ->type_name("TIME")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_option("--listen", options->listen, "listen before anything is sent; 0 = not at all")
+        ->type_name("TIME")
+        ->capture_default_str()
+        ->group(kLineGroup);
+    app->add_flag("--anyway", options->anyway, "ask on a line in use, too, which may disturb it")
+        ->group(kLineGroup);
+    app->add_flag("--any-rate", options->anyRate, "take a port that runs more than 3 % off a rate")
+        ->group(rare(kLineGroup));
+    app->add_flag("--rs485{rts-on-send}", options->rs485,
+                  "the port switches the direction of the line by RTS; with other settings as "
+                  "--rs485=rts-after-send,1,2")
+        ->group(rare(kLineGroup));
+    app->add_option("--write-project", options->projectFile,
+                    "make a project file of the stations found, which run takes")
         ->type_name("FILE")
         ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; })
         ->group(kOutputGroup);

@@ -70,10 +70,14 @@ void addVariableOptions(CLI::App *app, CommandOptions *options);
 void addRealtimeOption(CLI::App *app, bool *realtime);
 /// --read-only.
 void addReadOnlyOption(CLI::App *app, bool *readOnly);
+/// All options of listen but the format.
+void addListenOptions(CLI::App *app, ListenOptions *options);
 /// What is told besides values.
 void addVerbosityOptions(CLI::App *app, OutputOptions *options);
 /// How numbers without a format are shown.
 void addNumberOptions(CLI::App *app, OutputOptions *options);
+/// Where and what plchost scan asks.
+void addScanOptions(CLI::App *app, ScanOptions *options);
 /// --format.
 void addFormatOption(CLI::App *app, OutputOptions *options);
 /// --log, for commands that go on.

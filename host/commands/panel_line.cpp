@@ -292,6 +292,20 @@ void PanelLine::poll(Time until)
     line_->poll(inMs(std::max(until - steadyNow(), Time::zero())));
 }
 
+Row PanelLine::rowOf(VariableId id, const Variable &variable, int station, const VariableState &state) const
+{
+    Row row = plc::host::rowOf(variable, station, state);
+    if (row.values)
+        return row;
+    const plcruntime::KnownParts parts = plcruntime::LineAccess::partsOf(*line_, id);
+    if (parts.missing.empty())
+        return row;
+    row.values = valuesOf(variable, parts.raw);
+    row.missing = parts.missing;
+    row.age = std::chrono::milliseconds(parts.ageMs);
+    return row;
+}
+
 void PanelLine::setStationEnabled(int station, bool enabled)
 {
     if (const plcruntime::Error error = line_->setStationEnabled(station, enabled))

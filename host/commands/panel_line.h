@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "host/capture/captured_port.h"
+#include "host/commands/output.h"
 #include "host/commands/wall_clock.h"
 #include "host/runtime_names.h"
 #include "runtime/master/link.h"
@@ -94,6 +95,9 @@ public:
     void traceFrames();
 
     VariableState state(VariableId id) const { return line_->value(id); }
+    /// The row of a variable that is read over and over, whose state() is @p state. Of a variable that takes
+    /// several requests it has what is known.
+    Row rowOf(VariableId id, const Variable &variable, int station, const VariableState &state) const;
     plcruntime::StationState stationState(int station) const { return line_->stationState(station); }
     /// What the clock on the wall showed at a moment of the line's own clock, which is not ahead.
     WallTime wallTime(qint64 momentUs) const;

@@ -399,7 +399,10 @@ private:
         return rows;
     }
 
-    Row rowAt(int number) const { return rowOf(variableAt(number), stationAt(number), stateOf(number)); }
+    Row rowAt(int number) const
+    {
+        return line_.rowOf(idOf(number), variableAt(number), stationAt(number), stateOf(number));
+    }
 
     /// At the end of what was never read one line tells, in place of a row each.
     void show(Time moment)

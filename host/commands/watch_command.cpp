@@ -175,7 +175,8 @@ private:
     {
         std::vector<Row> rows;
         for (int i = 0; i < count(); ++i)
-            rows.push_back(rowOf(variableAt(i), stationAt(i), stateAt(i)));
+            rows.push_back(
+                line_.rowOf(ids_[static_cast<std::size_t>(i)], variableAt(i), stationAt(i), stateAt(i)));
         return rows;
     }
 

@@ -199,7 +199,7 @@ void addBody(Fields *fields, int function, const QByteArray &request)
 
 } // namespace
 
-std::string functionName(int function)
+std::string functionLabel(int function)
 {
     for (const FunctionName &known : kFunctions) {
         if (known.code == function)
@@ -215,7 +215,7 @@ std::vector<FrameField> fieldsOf(const QByteArray &reply, const QByteArray &requ
     const int function = fields.byte();
     const bool isException = (function & kExceptionBit) != 0;
     const int base = function & ~kExceptionBit;
-    fields.add("function", 1, (isException ? "exception to " : "") + functionName(base));
+    fields.add("function", 1, (isException ? "exception to " : "") + functionLabel(base));
     if (isException)
         fields.add("exception code", 1, exceptionLabel(fields.byte()));
     else

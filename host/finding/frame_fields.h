@@ -20,7 +20,7 @@ struct FrameField
 };
 
 /// "read holding registers (3)", "function 100".
-std::string functionName(int function);
+std::string functionLabel(int function);
 
 /// The fields of @p reply, which is one to @p request; both with their CRC. Every byte stands in one field,
 /// those that nobody knows as "data".

@@ -16,6 +16,8 @@ constexpr Time kBetweenPieces = 20ms;
 constexpr Time kMargin = 100us;
 /// A line that does not fall silent for so long will not.
 constexpr Time kBusyLimit = 1s;
+/// With stations that were asked alone in vain; or as long as all stations take in their turn.
+constexpr Time kMostForNothing = 15s;
 /// Behind the last request of a setting, and as far back as rubbish may come from.
 constexpr Time kLateReplies = 300ms;
 constexpr Time kLongestWait = 2s;
@@ -93,6 +95,13 @@ ScanStep Scan::advance(Time now, const QByteArray &arrived)
     }
 }
 
+void Scan::skipSetting()
+{
+    replies_.reset();
+    ++setting_;
+    state_ = setting_ < plan_.settings.size() ? State::Opening : State::Over;
+}
+
 void Scan::stop()
 {
     if (state_ == State::Pausing || state_ == State::Waiting || state_ == State::Lingering)
@@ -102,7 +111,7 @@ void Scan::stop()
 
 Time Scan::timeLeft() const
 {
-    const auto turn = [this](const ScanSetting &setting, std::size_t stations, Time wait) {
+    const auto turn = [](const ScanSetting &setting, std::size_t stations, Time wait) {
         return static_cast<std::int64_t>(stations) * (setting.wire(kRequestHead + kCrcLen) + wait);
     };
     if (state_ == State::Over)
@@ -158,7 +167,7 @@ void Scan::begin(Time now)
     report_.setting = setting();
     firstAsks_ = 0;
     firstDisturbed_ = 0;
-    againSpent_ = Time::zero();
+    spentForNothing_ = Time::zero();
     wait_ = plan_.wait;
     latest_ = Time::zero();
     sentUntil_ = now;
@@ -248,7 +257,7 @@ ScanStep Scan::send(Time now)
     sentAt_ = now;
     sentUntil_ = now + setting().wire(request.size());
     lastHeard_ = sentUntil_;
-    isAnswered_ = false;
+    answers_ = 0;
     isDisturbed_ = false;
     recent_.emplace_front(ask_->station, sentUntil_);
     while (sentAt_ - recent_.back().second > kLongestWait)
@@ -286,7 +295,7 @@ void Scan::credit(const ScanReply &reply)
     const Time took =
         asked == recent_.end() ? kLongestWait : std::max(reply.from - asked->second, Time::zero());
     if (state_ == State::Waiting && ask_->station == reply.station) {
-        isAnswered_ = true;
+        ++answers_;
         evidence.timed(took);
         wait_ = std::clamp(took + took / 4 + 5ms, wait_, kMostGrowth * plan_.wait);
         return;
@@ -304,7 +313,7 @@ Time Scan::endOfWait() const
     Time end = sentUntil_ + (ask_->isAlone ? longWait(evidence_.at(ask_->station)) : wait_) +
                setting().wire(1) + kMargin;
     // A second station with the same address may answer behind the first: once all the wait is used.
-    if (isAnswered_ && !ask_->isFirst && !ask_->isAlone)
+    if (answers_ > 0 && !ask_->isFirst && !ask_->isAlone)
         end = lastHeard_ + silence();
     if (replies_->isHolding())
         end = std::max(end, std::min(lastHeard_ + kBetweenPieces, end + kBusyLimit));
@@ -316,8 +325,6 @@ void Scan::endWait()
     const Ask ask = *ask_;
     ask_.reset();
     const ScanRubbish rubbish = replies_->drop();
-    if (!ask.isFirst && ask.isAlone)
-        againSpent_ += sentUntil_ - sentAt_ + longWait(evidence_[ask.station]);
     firstAsks_ += ask.isFirst ? 1 : 0;
     if (rubbish.count > 0) {
         ++report_.disturbed;
@@ -325,17 +332,23 @@ void Scan::endWait()
     }
     ScanEvidence &evidence = evidence_[ask.station];
     const bool resembles = rubbish.count > 0 && resemblesReply(rubbish, ask.station, ask.isAlone, plan_);
-    if (evidence.isFound() && (!isAnswered_ || rubbish.count >= kRubbishMeant))
+    if (evidence.isFound() && (answers_ != 1 || rubbish.count >= kRubbishMeant))
         evidence.disturbed();
-    if (!isAnswered_ && rubbish.count > 0 && (ask.isAlone || resembles)) {
-        evidence.damagedBy(rubbish, resembles, countedReplyLength(plan_.replyDataBytes()));
-        evidence.slowest = std::max(evidence.slowest, rubbish.from - sentUntil_);
+    if (answers_ == 0 && rubbish.count > 0 && ask.isAlone) {
+        const Time delay = rubbish.from - sentUntil_;
+        evidence.damagedBy(rubbish, resembles, delay, countedReplyLength(plan_.replyDataBytes()));
+        if (resembles)
+            evidence.slowest = std::max(evidence.slowest, delay);
+    } else if (answers_ == 0 && resembles) {
+        evidence.disturbed(); // by its own damage, or by somebody who was late
     }
-    if (!isAnswered_ && rubbish.count == 0)
+    if (answers_ == 0 && rubbish.count == 0)
         evidence.silent();
-    if (!ask.isAlone && rubbish.count >= (isAnswered_ ? kRubbishMeant : 1))
+    if (ask.isAlone && answers_ == 0 && !resembles)
+        spentForNothing_ += sentUntil_ - sentAt_ + longWait(evidence);
+    if (!ask.isAlone && rubbish.count >= (answers_ > 0 ? kRubbishMeant : 1))
         suspectOthers(rubbish);
-    if (!isAnswered_ && (isDisturbed_ || (rubbish.count > 0 && !ask.isAlone)))
+    if (answers_ == 0 && (isDisturbed_ || (rubbish.count > 0 && !ask.isAlone)))
         suspect(ask.station, Time::zero());
     follow(ask.station);
 }
@@ -343,8 +356,9 @@ void Scan::endWait()
 /// Bytes that came soon are not of the station that was asked last: some other one was late.
 void Scan::suspectOthers(const ScanRubbish &rubbish)
 {
-    const bool isSoon = rubbish.from <= sentUntil_ + silence();
-    if (isSoon || !resemblesReply(rubbish, recent_.front().first, false, plan_))
+    const bool mayBeOthers =
+        rubbish.from <= sentUntil_ + silence() || rubbish.count > countedReplyLength(plan_.replyDataBytes());
+    if (mayBeOthers || !resemblesReply(rubbish, recent_.front().first, false, plan_))
         suspectAll(rubbish);
 }
 
@@ -367,7 +381,7 @@ void Scan::suspect(int station, Time took)
     ScanEvidence &evidence = evidence_[station];
     evidence.slowest = std::max(evidence.slowest, took);
     const Time turn = static_cast<std::int64_t>(plan_.stations.size()) * plan_.wait;
-    const bool isTooMuch = isNoisy() || againSpent_ > std::max(turn, Time(5s));
+    const bool isTooMuch = isNoisy() || spentForNothing_ > std::max(turn, kMostForNothing);
     if (!evidence.isFound() && evidence.asksAlone() == 0 && !isTooMuch)
         queue({station, true});
 }

@@ -88,6 +88,8 @@ public:
     ScanStep advance(Time now, const QByteArray &arrived);
     /// The port has noticed so many damaged characters, which no program gets to see, since the call before.
     void noticed(std::uint64_t damagedCharacters) { damagedCharacters_ += damagedCharacters; }
+    /// The port cannot have the settings that it was to be opened with: the next ones follow.
+    void skipSetting();
     /// Nothing more is asked: what is known of the setting in progress is told.
     void stop();
 
@@ -160,13 +162,13 @@ private:
     Time latest_{}; ///< longest time from a request to a reply that came late
     Time sentAt_{};
     Time sentUntil_{};
-    bool isAnswered_ = false;
+    int answers_ = 0;                         ///< of the station that was asked
     bool isDisturbed_ = false;                ///< another station answered meanwhile
     std::deque<std::pair<int, Time>> recent_; ///< stations asked, and when that was over
     SettingReport report_;
     int firstAsks_ = 0;
     int firstDisturbed_ = 0; ///< of these
-    Time againSpent_{};      ///< with stations that were asked alone
+    Time spentForNothing_{}; ///< with stations that were asked alone and said nothing
 };
 
 } // namespace plc::host

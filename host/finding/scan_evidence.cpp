@@ -47,12 +47,23 @@ void ScanEvidence::answered(const ScanReply &reply)
         kinds_.insert(reply.exceptionCode);
 }
 
-void ScanEvidence::damagedBy(const ScanRubbish &rubbish, bool resembles, int replyLength)
+void ScanEvidence::damagedBy(const ScanRubbish &rubbish, bool resembles, Time delay, int replyLength)
 {
     ++find_.damaged;
     silences_ = 0;
     resembling_ += resembles ? 1 : 0;
     tooLong_ += rubbish.count > replyLength ? 1 : 0;
+    shortest_ = std::min(shortest_, rubbish.count);
+    longest_ = std::max(longest_, rubbish.count);
+    soonest_ = std::min(soonest_, delay);
+    latest_ = std::max(latest_, delay);
+}
+
+/// Noise comes at any time, a station after about the same.
+bool ScanEvidence::isSteady() const
+{
+    constexpr Time kScatter = std::chrono::milliseconds(25);
+    return latest_ - soonest_ <= kScatter;
 }
 
 bool ScanEvidence::isOdd() const
@@ -79,11 +90,13 @@ bool ScanEvidence::conclude(bool rubbishIsRare, bool hasOthers, Find *find) cons
         find->state = FindState::TwoStations;
         find->reason =
             "the same request is answered now by a value, now by an exception, or by different ones";
-    } else if (tooLong_ >= kCollisionsMeant && rubbishIsRare) {
+    } else if (tooLong_ >= kCollisionsMeant && isSteady() &&
+               (rubbishIsRare || resembling_ >= kCollisionsMeant)) {
         find->state = FindState::TwoStations;
         find->reason = "replies run into each other";
     } else if (find_.answered == 0) {
-        const bool isAlways = rubbishIsRare && isAlwaysDamaged() && find_.asked >= kMostAsks;
+        const bool isAlways =
+            isSteady() && (rubbishIsRare || hasOneLength()) && isAlwaysDamaged() && find_.asked >= kMostAsks;
         // Made-up bytes look like a reply now and then.
         const int meant = rubbishIsRare ? 2 : 4;
         find->state = resembling_ >= meant || isAlways ? FindState::BadLink : FindState::Heard;

@@ -48,8 +48,11 @@ public:
     /// The reply came in time, so long after the request.
     void timed(Time replyTime) { find_.replyTimes.add(replyTime); }
     void cameLate() { find_.isLate = true; }
-    /// Bytes that are no reply may be one of this station, see resembles().
-    void damagedBy(const ScanRubbish &rubbish, bool resembles, int replyLength);
+    /// Bytes that are no reply may be one of this station.
+    /// @param resembles    see resemblesReply().
+    /// @param delay        from the end of the request.
+    /// @param replyLength  of a whole reply.
+    void damagedBy(const ScanRubbish &rubbish, bool resembles, Time delay, int replyLength);
     /// Other bytes came besides the reply, or none of either.
     void disturbed() { isDisturbed_ = true; }
     /// Nothing came.
@@ -77,12 +80,18 @@ public:
 
 private:
     bool isOdd() const;
+    bool isSteady() const;
+    bool hasOneLength() const { return shortest_ == longest_; }
 
     Find find_;
     int alone_ = 0;
-    int silences_ = 0;   ///< in a row
-    int resembling_ = 0; ///< of the damaged ones
-    int tooLong_ = 0;    ///< the same
+    int silences_ = 0;             ///< in a row
+    int resembling_ = 0;           ///< of the damaged ones
+    int tooLong_ = 0;              ///< the same
+    int shortest_ = kLongestFrame; ///< least and most bytes of them
+    int longest_ = 0;
+    Time soonest_ = Time::max(); ///< least and most from a request to bytes that are no reply
+    Time latest_ = Time::min();
     bool isDisturbed_ = false;
     bool isHeard_ = false;
     std::set<int> kinds_; ///< exception codes, 0 for values

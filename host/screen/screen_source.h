@@ -20,6 +20,7 @@ namespace plc::host {
 struct Reading
 {
     std::optional<Values> values; ///< the last good ones, whatever has happened since
+    std::vector<bool> missing;    ///< which of the values were never read; empty = none
     std::optional<Time> age;
     std::string state;  ///< "good", "refused: 02 illegal data address"
     std::string reason; ///< a line for people where it is not good: why, and what to try

@@ -99,6 +99,12 @@ bool isWanted(const Reading &reading)
     return reading.health == Health::Bad || reading.health == Health::Doubtful || reading.isUnread;
 }
 
+bool isMissing(const Reading &reading, int index)
+{
+    const auto at = static_cast<std::size_t>(index);
+    return at < reading.missing.size() && reading.missing[at];
+}
+
 bool holds(const std::string &text, const std::string &part)
 {
     return fromUtf8(text).contains(fromUtf8(part), Qt::CaseInsensitive);
@@ -237,16 +243,19 @@ std::string ValueTable::valueOf(const Place &place, const Reading &reading) cons
     const Variable &variable = source_.variable(place.variable);
     if (!reading.values)
         return "-";
-    std::string text = describeValue(variable, *reading.values, place.index, style_);
+    const auto textOf = [&](int index) {
+        return isMissing(reading, index) ? "?" : describeValue(variable, *reading.values, index, style_);
+    };
+    std::string text = textOf(place.index);
     for (int index = 1; isBlocks_ && index < variable.count && text.size() < kLongestValue; ++index)
-        text += " " + describeValue(variable, *reading.values, index, style_);
+        text += " " + textOf(index);
     return text;
 }
 
 std::string ValueTable::registersOf(const Place &place, const Reading &reading) const
 {
     const Variable &variable = source_.variable(place.variable);
-    if (!reading.values || !holdsRegisters(variable))
+    if (!reading.values || isMissing(reading, place.index) || !holdsRegisters(variable))
         return std::string();
     const bool isPair = variable.area->unit == Unit::RegisterPair;
     const int elements = elementsOf(variable);

@@ -177,6 +177,12 @@ QList<VariableId> Line::screen() const
     return lookedUp(d, QList<VariableId>(), [](const Private &line) { return line.variables.screen(); });
 }
 
+KnownParts LineAccess::partsOf(const Line &line, VariableId id)
+{
+    return lookedUp(line.d, KnownParts(),
+                    [&](const Line::Private &known) { return known.variables.partsOf(id, known.now()); });
+}
+
 VariableState Line::value(VariableId id) const
 {
     return lookedUp(d, VariableState(), [&](const Private &line) {

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "plcruntime/plcruntime.h"
 #include "runtime/line/port.h"
@@ -41,6 +42,14 @@ struct LineGround
     std::function<void(const plc::runtime::News &)> listener = nullptr;
 };
 
+/// What is known of a variable that takes several requests, of which not all have been good yet.
+struct KnownParts
+{
+    QByteArray raw;            ///< as VariableState::raw; what is missing means nothing
+    std::vector<bool> missing; ///< by value; empty: nothing is known, or everything
+    qint64 ageMs = -1;         ///< since the oldest part was read
+};
+
 /// Makes lines over another ground.
 ///
 ///     LineSettings settings;
@@ -55,6 +64,8 @@ struct LineGround
 struct LineAccess
 {
     static Line *make(const LineSettings &settings, const LineGround &ground);
+    /// As Line::value(), of a variable without one.
+    static KnownParts partsOf(const Line &line, VariableId id);
 };
 
 } // namespace plcruntime

@@ -217,6 +217,8 @@ VariableBook::Changes VariableBook::noteRequest(int request, runtime::Session &s
         VariableChange change;
         change.id = id;
         change.value = take(id, &found->second, status, session, now);
+        if (!found->second.hasValue)
+            takePartial(&found->second, session);
         change.quality = noteQuality(&found->second, status);
         if (change.value || change.quality)
             changes.push_back(change);
@@ -292,6 +294,36 @@ bool VariableBook::take(Id id, Entry *entry, const runtime::WatchStatus &status,
     entry->hasValue = true;
     entry->readAt = now - status.age;
     return isNew;
+}
+
+/// Takes from the mirror what the good ones among the requests of a variable have brought.
+void VariableBook::takePartial(Entry *entry, const runtime::Session &session) const
+{
+    const runtime::Variable &variable = entry->variable;
+    // A register of a variable of bits holds several of its values, none of which lies in two requests.
+    if (variable.area->insideRegister || session.isBeingWritten(variable))
+        return;
+    const auto reads = reads_->goodReads(entry->shown);
+    if (reads.empty())
+        return;
+    std::vector<bool> isKnown(static_cast<std::size_t>(variable.baseCount()), false);
+    Time oldest = reads.front().at;
+    for (const auto &read : reads) {
+        const int from = std::max(read.place.first - variable.baseFirst(), 0);
+        const int to =
+            std::min(read.place.first + read.place.count - variable.baseFirst(), variable.baseCount());
+        for (int unit = from; unit < to; ++unit)
+            isKnown[static_cast<std::size_t>(unit)] = true;
+        oldest = std::min(oldest, read.at);
+    }
+    const std::ptrdiff_t each = variable.baseCount() / variable.count;
+    Partial partial{session.bytes(variable), {}, oldest};
+    for (int value = 0; value < variable.count; ++value) {
+        const auto first = isKnown.begin() + value * each;
+        partial.missing.push_back(std::find(first, first + each, false) != first + each);
+    }
+    if (std::find(partial.missing.begin(), partial.missing.end(), false) != partial.missing.end())
+        entry->partial = std::move(partial);
 }
 
 VariableBook::Changes VariableBook::noteReading(Id id, const runtime::OrderResult &result,
@@ -409,6 +441,19 @@ Time VariableBook::timeoutOf(int station, const runtime::Session *session) const
 {
     return session ? session->settings().rulesOf(station).responseTimeout
                    : Time(std::chrono::milliseconds(line_.timeoutMs));
+}
+
+plcruntime::KnownParts VariableBook::partsOf(Id id, Time now) const
+{
+    plcruntime::KnownParts parts;
+    const auto found = entries_.find(id);
+    if (found == entries_.end() || found->second.hasValue || found->second.partial.missing.empty())
+        return parts;
+    const Partial &known = found->second.partial;
+    parts.raw = runtime::turnedRound(known.bytes, found->second.variable.area->unit);
+    parts.missing = known.missing;
+    parts.ageMs = std::chrono::duration_cast<std::chrono::milliseconds>(now - known.readAt).count();
+    return parts;
 }
 
 plcruntime::VariableState VariableBook::state(Id id, const runtime::Session *session, Time now) const

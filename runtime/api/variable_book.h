@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "plcruntime/plcruntime.h"
+#include "runtime/api/line_access.h"
 #include "runtime/panel/grouped_reads.h"
 #include "runtime/panel/session.h"
 
@@ -73,8 +74,17 @@ public:
 
     /// @return with an id of 0 for an unknown one.
     plcruntime::VariableState state(Id id, const runtime::Session *session, runtime::Time now) const;
+    /// See LineAccess::partsOf().
+    plcruntime::KnownParts partsOf(Id id, runtime::Time now) const;
 
 private:
+    /// What is known of a variable of which no reading was complete.
+    struct Partial
+    {
+        QByteArray bytes;
+        std::vector<bool> missing; ///< by value; empty = nothing is known
+        runtime::Time readAt{};    ///< the oldest part
+    };
     struct Entry
     {
         plcruntime::VariableSettings settings;
@@ -84,6 +94,7 @@ private:
         bool isInPieces = false;
         QByteArray bytes;       ///< of the last complete good reading
         runtime::Time readAt{}; ///< its oldest part
+        Partial partial;        ///< while there is no value
         runtime::OrderResult
             lastRead; ///< how its last reading ended that the present screen knows nothing of
         int pendingWrites = 0;
@@ -97,6 +108,7 @@ private:
                                   runtime::Time now) const;
     runtime::Time timeoutOf(int station, const runtime::Session *session) const;
     void fold(Entry *entry, const runtime::Session &session);
+    void takePartial(Entry *entry, const runtime::Session &session) const;
     Changes noteRequest(int request, runtime::Session &session);
     Changes noteFormer(int request, runtime::Session &session);
     bool take(Id id, Entry *entry, const runtime::WatchStatus &status, const runtime::Session &session,

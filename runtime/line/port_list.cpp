@@ -112,7 +112,7 @@ std::vector<std::string> portNames(const std::string &terminals)
     return names;
 }
 
-std::vector<ListedPort> listPorts(const PortPlaces &places)
+std::vector<ListedPort> listPorts(const PortPlaces &places, Holders holders)
 {
     std::vector<ListedPort> ports;
     for (const std::string &name : portNames(places.terminals)) {
@@ -126,8 +126,9 @@ std::vector<ListedPort> listPorts(const PortPlaces &places)
         port.driver = driverOf(folders);
         port.adapter = adapterOf(folders);
         port.lastingNames = lastingNamesOf(port.path, places.devices);
-        port.holder = lockHolder(port.path, places.processes);
-        if (port.holder.empty())
+        if (holders == Holders::Found)
+            port.holder = lockHolder(port.path, places.processes);
+        if (holders == Holders::Found && port.holder.empty())
             port.holder = openHolder(port.path, places.processes);
         ports.push_back(port);
     }

@@ -31,8 +31,15 @@ struct ListedPort
 /// @param terminals  see PortPlaces.
 std::vector<std::string> portNames(const std::string &terminals);
 
+/// Who uses a port: that takes a look at every process of the machine.
+enum class Holders
+{
+    Found,
+    LeftOut
+};
+
 /// The ports of these names, those left out that are not among the devices.
-std::vector<ListedPort> listPorts(const PortPlaces &places = PortPlaces());
+std::vector<ListedPort> listPorts(const PortPlaces &places = PortPlaces(), Holders holders = Holders::Found);
 
 } // namespace plc::runtime
 

@@ -594,6 +594,7 @@ bool Cycle::offerReply(Time now, const Sighting &sighting)
     lastActivity_ = now;
     if (received > sighting.length) {
         noteOtherMaster(now, otherMaster_.heard(around.left(sighting.at)));
+        noteOtherMaster(now, otherMaster_.interrupted());
         noteOtherMaster(now, otherMaster_.heard(around.mid(sighting.at + sighting.length)));
         noteForeign(now, received - sighting.length, "around the reply");
     }

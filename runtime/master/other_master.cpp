@@ -1,5 +1,7 @@
 #include "runtime/master/other_master.h"
 
+#include <algorithm>
+
 namespace plc::runtime {
 
 namespace {
@@ -16,19 +18,33 @@ bool mayBeReply(const QByteArray &frame)
 
 std::vector<int> OtherMaster::sent(const QByteArray &frame)
 {
+    std::vector<int> asked = interrupted();
+    if (!isOwn(frame)) {
+        own_[oldest_] = frame;
+        oldest_ = (oldest_ + 1) % own_.size();
+    }
+    return asked;
+}
+
+std::vector<int> OtherMaster::interrupted()
+{
     std::vector<int> asked;
     if (splitter_.held() > 0)
         asked = askedIn(splitter_.finish());
     splitter_.markGap();
-    own_ = frame;
     return asked;
+}
+
+bool OtherMaster::isOwn(const QByteArray &frame) const
+{
+    return std::find(own_.begin(), own_.end(), frame) != own_.end();
 }
 
 std::vector<int> OtherMaster::askedIn(const std::vector<Piece> &pieces) const
 {
     std::vector<int> asked;
     for (const Piece &piece : pieces) {
-        const bool isFrame = piece.kind == PieceKind::Frame && piece.bytes != own_;
+        const bool isFrame = piece.kind == PieceKind::Frame && !isOwn(piece.bytes);
         const bool isSingle = piece.function == kWriteSingleCoil || piece.function == kWriteSingleRegister;
         const bool isRequest =
             isSingle ? piece.requestAt >= 0 : piece.role == FrameRole::Request && !mayBeReply(piece.bytes);

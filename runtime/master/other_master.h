@@ -5,6 +5,8 @@
 
 #include <QByteArray>
 
+#include <array>
+#include <cstddef>
 #include <vector>
 
 #include "runtime/line/frame_splitter.h"
@@ -23,12 +25,21 @@ public:
     /// Received bytes are thrown away.
     /// @return the stations that requests among these bytes, and those before, are to.
     std::vector<int> heard(const QByteArray &bytes) { return askedIn(splitter_.push(bytes)); }
+    /// Something else was on the line between the bytes before and those behind: no frame goes across.
+    /// @return as heard(), of what had been undecided.
+    std::vector<int> interrupted();
 
 private:
+    /// Late replies are to one of the last few requests: each waits out its time-out before the next.
+    static constexpr std::size_t kOwnKept = 8;
+
     std::vector<int> askedIn(const std::vector<Piece> &pieces) const;
+    bool isOwn(const QByteArray &frame) const;
 
     FrameSplitter splitter_;
-    QByteArray own_; ///< the last frame that we sent, which may come back as echo or reply
+    /// The last frames that we sent, without repeats, each of which may come back as echo or reply.
+    std::array<QByteArray, kOwnKept> own_;
+    std::size_t oldest_ = 0; ///< of own_
 };
 
 } // namespace plc::runtime

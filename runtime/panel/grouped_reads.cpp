@@ -31,6 +31,17 @@ void GroupedReads::interrupt(int station)
     }
 }
 
+std::vector<GroupedReads::GoodRead> GroupedReads::goodReads(int variable) const
+{
+    std::vector<GoodRead> reads;
+    for (const int request : map_.requestsOf(variable)) {
+        const ReadState &reading = readings_[static_cast<std::size_t>(request)];
+        if (reading.hasValue())
+            reads.push_back({map_.place(request), reading.lastGood()});
+    }
+    return reads;
+}
+
 WatchStatus GroupedReads::status(int variable, Time now, Time timeout) const
 {
     std::vector<const ReadState *> parts;

@@ -41,6 +41,15 @@ public:
     /// @param timeout  of the variable's station.
     WatchStatus status(int variable, Time now, Time timeout) const;
 
+    /// A request that has brought values.
+    struct GoodRead
+    {
+        RequestPlace place;
+        Time at; ///< its last good end
+    };
+    /// Of the requests that read a part of the variable, those that have brought values.
+    std::vector<GoodRead> goodReads(int variable) const;
+
     const RequestMap &requests() const { return map_; }
 
 private:

@@ -61,6 +61,11 @@ public:
     /// the last end and the next tells nothing of how long a scan takes.
     void interrupt() { isInterrupted_ = true; }
 
+    /// A reading of it was good.
+    bool hasValue() const { return hasValue_; }
+    /// When the last of these ended; only with hasValue().
+    Time lastGood() const { return lastGood_; }
+
 private:
     friend WatchStatus statusOf(const std::vector<const ReadState *> &parts, Time now, Time timeout);
     bool isStale(Time now, Time timeout) const;

@@ -7,6 +7,8 @@
 
 #include <csignal>
 #include <fstream>
+#include <functional>
+#include <optional>
 
 #include "programs.h"
 
@@ -106,17 +108,16 @@ TEST(Projects, MayHaveAHundredThousandVariablesAndNoMore)
                   "line 1, column 15: the project has 100001 variables; at most 100000 are possible");
 }
 
-/// Instructions that loading a project takes; 0 where they cannot be counted.
-double instructionsFor(const std::string &project)
+/// Instructions that a command takes; 0 where they cannot be counted.
+double instructionsOf(const Words &command)
 {
-    const TemporaryFile file(project);
     const TemporaryFile counts("");
-    ChildProcess process("/bin/sh",
-                         {"-c",
-                          "exec valgrind --tool=callgrind --callgrind-out-file=\"$2\" \"$0\" project to-csv "
-                          "\"$1\"",
-                          PLC_HOST_PROGRAM, file.path(), counts.path()},
-                         true);
+    ChildProcess process(
+        "/bin/sh",
+        Words{"-c", "counts=$0; exec valgrind --tool=callgrind --callgrind-out-file=\"$counts\" \"$@\"",
+              counts.path(), PLC_HOST_PROGRAM} +
+            command,
+        true);
     if (process.waitForEnd(steadyNow() + 5 * kPatience) != 0)
         return 0;
     std::ifstream lines(counts.path());
@@ -128,22 +129,61 @@ double instructionsFor(const std::string &project)
     return 0;
 }
 
+/// How a command grows with the variables of the project that it loads: how many times as many instructions
+/// it takes from 2000 to 4000 of them as from 1000 to 2000; nothing where they cannot be counted. For n log n
+/// that is 2.2, for n squared four.
+std::optional<double> growthOf(const std::function<Words(const std::string &file)> &command,
+                               const char *separator)
+{
+    std::vector<double> counts;
+    for (const int variables : {1000, 2000, 4000}) {
+        const TemporaryFile file(projectOf(variables, separator));
+        counts.push_back(instructionsOf(command(file.path())));
+        const bool isMore = counts.size() == 1 || counts.back() > counts[counts.size() - 2];
+        if (counts.back() <= 0 || !isMore)
+            return std::nullopt;
+    }
+    return (counts[2] - counts[1]) / (counts[1] - counts[0]);
+}
+
+constexpr char kNoCounts[] = "valgrind does not run here, or not with this build";
+
 class Loading : public ::testing::TestWithParam<const char *>
 {};
 
 TEST_P(Loading, GrowsWithTheNumberOfVariablesAndNotWithItsSquare)
 {
-    constexpr int kFew = 1000;
-    const double few = instructionsFor(projectOf(kFew, GetParam()));
-    const double more = instructionsFor(projectOf(2 * kFew, GetParam()));
-    const double most = instructionsFor(projectOf(4 * kFew, GetParam()));
-    if (few <= 0 || more <= few || most <= more)
-        GTEST_SKIP() << "valgrind does not run here, or not with this build";
-    // From 1000 to 2000 and on to 4000: n log n makes it 2.2 times as much, n squared four times.
-    EXPECT_LT((most - more) / (more - few), 2.4);
+    const auto growth = growthOf(
+        [](const auto &file) {
+            return Words{"project", "to-csv", file};
+        },
+        GetParam());
+    if (!growth)
+        GTEST_SKIP() << kNoCounts;
+    EXPECT_LT(*growth, 2.4);
 }
 
 INSTANTIATE_TEST_SUITE_P(LinesEnd, Loading, ::testing::Values("\n", " "),
                          [](const auto &test) { return test.index == 0 ? "BehindEachVariable" : "Nowhere"; });
+
+TEST(Planning, GrowsWithTheNumberOfVariablesAndNotWithItsSquare)
+{
+    const auto growth = growthOf([](const auto &file) { return Words{"plan", file}; }, "\n");
+    if (!growth)
+        GTEST_SKIP() << kNoCounts;
+    EXPECT_LT(*growth, 2.2);
+}
+
+// How often the program looks whether the scan is over depends on the machine, and hardly counts.
+TEST(Running, GrowsWithTheNumberOfVariablesAndNotWithItsSquare)
+{
+    const auto station = startStation({"-q"});
+    const auto growth = growthOf(
+        [&](const auto &file) { return Words{"run", file, "-p", station->terminal(), "--scans", "1"}; },
+        "\n");
+    if (!growth)
+        GTEST_SKIP() << kNoCounts;
+    EXPECT_LT(*growth, 2.6);
+}
 
 } // namespace

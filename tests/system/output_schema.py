@@ -109,6 +109,12 @@ def check_lines(check, port, project, more):
     ):
         lines = check.lines(check.run(words), " ".join(words))
         check.claim(sorted({one["kind"] for one in lines}) == sorted(kinds), f"{words}: kinds are {lines}")
+    capture = os.path.join(check.folder, "line.pcapng")
+    check.run(["read"] + line + ["4x:0:8", "4x:9999", "0x:1", "--capture", capture])
+    lines = check.lines(check.run(["listen", capture, "--project", project, "--format", "ndjson"]), "listen")
+    check.claim([one["kind"] for one in lines] == ["heard"] * 6 + ["heard_statistics"], f"listen: {lines}")
+    check.claim(any("variables" in one for one in lines), "listen names no variable")
+    check.claim(any("exception_code" in one for one in lines), "listen has no exception")
     words = ["run", project, "-p", port, "--format", "ndjson", "--scans", "2"] + more
     lines = check.lines(check.run(words, "Mode = stopped\nLevel = 7\nDigits = 12\nnonsense\nstation 1 off\nMode = 2\nstation 1 on\n"), "run")
     check.claim({one["kind"] for one in lines} == {"value", "write", "statistics"}, f"run: {lines}")
@@ -201,6 +207,9 @@ def main():
         check_csv(check, port)
         for row in check.run(["ports", "--format", "ndjson"]).splitlines():  # none on many machines
             check.lines(row, "ports")
+        found = check.run(["scan", "-p", port, "-a", "1", "-b", "9600", "-P", "even", "--wait", "1s", "--listen", "0", "--ask", "4x:499",
+                           "--format", "ndjson"])
+        check.claim([line["station"] for line in check.lines(found, "scan")] == [1], f"scan: {found}")
         check_files(check, port, project)
         check_lost_port(check, os.path.join(check.folder, "line"), serve)
         plan = json.loads(check.run(["plan", project, "--format", "json"]))

@@ -447,6 +447,16 @@ TEST_F(RunThatQuitsAtOnce, ConfirmsThatAStationIsSwitched)
               run.errors);
 }
 
+TEST(Run, ShowsWhatIsKnownOfAVariableThatIsRefusedInPart)
+{
+    const auto station = startStation({"-q", "--size", "103"});
+    const TemporaryFile file(R"({"link": {"replyTimeoutMs": 60000}, "variables": [
+        {"name": "Table", "area": "4x", "address": "1", "count": 104}]})");
+    const Finished run = plchost({"run", file.path(), "-p", station->terminal(), "--scans", "1", "-q"});
+    EXPECT_EQ(3, run.exitCode) << run.errors;
+    EXPECT_THAT(run.output, ::testing::ContainsRegex("  Table = 0( 0){99}( [?]){4}  .refused: "));
+}
+
 TEST(Run, NeedsAPort)
 {
     const TemporaryFile file(R"({"variables": [{"name": "A", "area": "4x", "address": "1"}]})");

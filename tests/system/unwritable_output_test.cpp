@@ -36,6 +36,7 @@ const Printing kCommands[] = {
     {"HelpOfWrite", PLC_HOST_PROGRAM, {"write", "--help"}},
     {"HelpOfWatch", PLC_HOST_PROGRAM, {"watch", "--help"}},
     {"HelpOfRun", PLC_HOST_PROGRAM, {"run", "--help"}},
+    {"HelpOfListen", PLC_HOST_PROGRAM, {"listen", "--help"}},
     {"HelpOfPlan", PLC_HOST_PROGRAM, {"plan", "--help"}},
     {"HelpOfProject", PLC_HOST_PROGRAM, {"project", "--help"}},
     {"HelpOfFromCsv", PLC_HOST_PROGRAM, {"project", "from-csv", "--help"}},
@@ -162,6 +163,18 @@ TEST(StandardDescriptorsThatAreClosed, AreNotTakenByThePort)
     EXPECT_EQ(7, run.exitCode);
     // What was printed has not gone to the station, as it would on the lowest number that is free.
     EXPECT_THAT(station->stop().errors, HasSubstr("bad frames 0, bytes in 8,"));
+}
+
+TEST(ACaptureThatCannotBeWritten, EndsWithSevenAndTheValuesAreReadAllTheSame)
+{
+    const std::unique_ptr<Server> station = startStation({"-q"});
+    const Finished run = inShell("\"$@\"", {PLC_HOST_PROGRAM, "read", "-p", station->terminal(), "-o", "60",
+                                            "4x:100", "--capture", "/dev/full"});
+    EXPECT_EQ(7, run.exitCode);
+    EXPECT_EQ("4x:100 = 0\n", run.output);
+    EXPECT_THAT(run.errors,
+                MatchesRegex("plchost: --capture: [0-9]+ packets are missing in '/dev/full': No space "
+                             "left on device\n"));
 }
 
 TEST(ValuesThatTheStationCannotPrint, EndItWithSeven)

@@ -31,6 +31,8 @@ void PrintTo(const Mistake &mistake, std::ostream *out)
 class Usage : public ::testing::TestWithParam<Mistake>
 {};
 
+const auto nameOfRow = [](const auto &test) { return "Row" + std::to_string(test.index); };
+
 TEST_P(Usage, MistakesGetOneLineAndTheirExitCode)
 {
     const Mistake &mistake = GetParam();
@@ -122,6 +124,24 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "-p", "x", "-t", "4x_singel", "-r", "1"},
                 "'4x_singel' is no area; did you mean '4x_single'?"},
         Mistake{{"plan", "a.json", "b.json"}, "'b.json' is one word too many for plchost plan"},
+        Mistake{{"listen"}, "nothing is to be listened to: name a port with -p PATH, or a capture"},
+        Mistake{{"listen", "-p", "/dev/null"}, "it is no usable serial port", 5},
+        Mistake{{"listen", "-p", "/nowhere"}, "'/nowhere'", 5},
+        Mistake{{"listen", "x", "-p", "y"}, "leave -p and --capture out, or the file"},
+        Mistake{{"listen", "/nowhere"}, "/nowhere: No such file or directory"},
+        Mistake{{"listen", "/"}, "/: Is a directory"},
+        Mistake{{"listen", "/dev/null"}, "/dev/null: byte 0: this is no pcapng"},
+        Mistake{{"listen", "/dev/zero"}, "/dev/zero: byte 0: this is no pcapng"},
+        Mistake{{"listen", "-p", "x", "-P", "mark"}, "--parity"},
+        Mistake{{"listen", "-p", "x", "-b", "7"}, "--baud: '7' is not possible"},
+        Mistake{{"listen", "-p", ""}, "--port"}, Mistake{{"listen", "-p", "x", "--capture", ""}, "--capture"},
+        Mistake{{"read", "-p", kLine, "4x:1", "--capture", "-"}, "- is for listen"},
+        Mistake{{"read", "-p", kLine, "4x:1", "--capture", "/nowhere/x"},
+                "--capture: '/nowhere/x' cannot be opened",
+                7},
+        Mistake{{"listen", "-p", kLine, "--capture", "/nowhere/x"},
+                "--capture: '/nowhere/x' cannot be opened",
+                7},
         Mistake{{"read", "4x:1"},
                 "no port is named; give one with -p PATH, as -p /dev/ttyUSB0, or a project that"},
         Mistake{{"read", "-p", "x"}, "no variable is given"},
@@ -183,7 +203,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"read", "--project", "", "A"}, "--project: must name a file"},
         Mistake{{"read", "-p", "x", "A"}, "'A' is no area"},
         Mistake{{"write", "-p", "x", "4x:1@0=1", "--verify"}, "a broadcast cannot be read back"}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Numbers, Usage,
@@ -212,7 +232,7 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--pace", "inf"}, "--pace", 1, PLC_STATION_PROGRAM},
         Mistake{{"--seed", "nan"}, "--seed: 'nan' is no whole number", 1, PLC_STATION_PROGRAM},
         Mistake{{"--size", "0"}, "--size", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Options, Usage,
@@ -246,7 +266,7 @@ INSTANTIATE_TEST_SUITE_P(
                 PLC_STATION_PROGRAM},
         Mistake{
             {"-a", "1", "-a", "2"}, "--address is given 2 times; once is possible", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 INSTANTIATE_TEST_SUITE_P(
     Places, Usage,
@@ -297,7 +317,7 @@ INSTANTIATE_TEST_SUITE_P(
                 1,
                 PLC_STATION_PROGRAM},
         Mistake{{"--link", "/dev/null"}, "--link: ", 1, PLC_STATION_PROGRAM}),
-    [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
 // What is wrong shows on the line alone.
 INSTANTIATE_TEST_SUITE_P(
@@ -337,6 +357,28 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"--lacking", "zero"}, "--lacking", 1, PLC_STATION_PROGRAM},
         Mistake{{"--max-registers", "126"}, "--max-registers", 1, PLC_STATION_PROGRAM},
         Mistake{{"watch", "-q", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
+        Mistake{{"watch", "-q", "-p", "/dev/no_such_port", "4x:1"}, "no_such_port", 5},
+        Mistake{{"scan", "-p", "/dev/no_such_port"}, "no_such_port", 5}, Mistake{{"scan"}, "--port", 1},
+        Mistake{{"scan", "-p", ""}, "must name a port", 1},
+        Mistake{{"scan", "-p", "x", "-a", "0-5"}, "nobody answers at 0", 1},
+        Mistake{{"scan", "-p", "x", "-a", "5-3"}, "--station: '5-3'", 1},
+        Mistake{{"scan", "-p", "x", "-b", "fast"}, "--baud: 'fast'", 1},
+        Mistake{{"scan", "-p", "x", "-b", "19200-9600"}, "--baud: '19200-9600'", 1},
+        Mistake{{"scan", "-p", "x", "-P", "mark"}, "even, odd or none", 1},
+        Mistake{{"scan", "-p", "x", "-s", "3"}, "--stop-bits: '3'", 1},
+        Mistake{{"scan", "-p", "x", "--wait", "0"}, "--wait: '0'", 1},
+        Mistake{{"scan", "-p", "x", "--wait", "nan"}, "--wait: 'nan'", 1},
+        Mistake{{"scan", "-p", "x", "--listen", "1h"}, "--listen: '1h'", 1},
+        Mistake{{"scan", "-p", "x", "--ask", "4x:0:2"}, "--ask: '4x:0:2'", 1},
+        Mistake{{"scan", "-p", "x", "--ask", "9x:0"}, "9x", 1},
+        Mistake{{"scan", "-p", "x", "--rs485=rts"}, "rts", 1},
+        Mistake{{"scan", "-p", "x", "--format", "xml"}, "--format", 1},
+        Mistake{{"scan", "-p", "x", "--capture", "y"}, "a capture has one rate", 1},
+        Mistake{{"scan", "-p", "x", "-b", "9600", "-P", "even", "--capture", "-"}, "- is for listen", 1},
+        Mistake{{"scan", "-p", "x", "--write-project", "/"}, "is there already", 1},
+        Mistake{{"scan", "-q", "-p", kLine, "-a", "2", "-b", "9600", "-P", "even", "--listen", "0"},
+                "no station has answered",
+                2},
         Mistake{{"read", "-p", "/dev/null", "4x:1"}, "/dev/null", 5},
         Mistake{{"read", "-p", kLine, "-o", "60", "4x:99:2"}, "plchost: 4x:99:2: ", 3},
         Mistake{{"write", "-p", kLine, "-o", "60", "4x:100=1"}, "plchost: 4x:100: ", 3},
@@ -344,109 +386,112 @@ INSTANTIATE_TEST_SUITE_P(
                 "plchost: 4x:1@2: no answer from station 2",
                 2}),
     [](const auto &test) { return "Row" + std::to_string(test.index); });
+    nameOfRow);
 
-/// The program itself and all its commands, as words.
-const std::vector<Words> kCommands{{},
-                                   {"read"},
-                                   {"write"},
-                                   {"watch"},
-                                   {"run"},
-                                   {"plan"},
-                                   {"project"},
-                                   {"project", "from-csv"},
-                                   {"project", "to-csv"},
-                                   {"ports"},
-                                   {"demo"},
-                                   {"help"}};
+    /// The program itself and all its commands, as words.
+    const std::vector<Words> kCommands{{},
+                                       {"read"},
+                                       {"write"},
+                                       {"watch"},
+                                       {"run"},
+                                       {"plan"},
+                                       {"project"},
+                                       {"project", "from-csv"},
+                                       {"project", "to-csv"},
+                                       {"scan"},
+                                       {"ports"},
+                                       {"demo"},
+                                       {"help"}};
 
-class Help : public ::testing::TestWithParam<Words>
-{
-protected:
-    static std::string shown(const Words &words)
+    class Help : public ::testing::TestWithParam<Words>
     {
-        const Finished run = plchost(words);
-        EXPECT_EQ(0, run.exitCode);
-        EXPECT_THAT(run.errors, IsEmpty());
-        return run.output;
-    }
-};
-
-TEST_P(Help, TellsWhatTheCommandDoesHowItIsCalledAndHowItEnds)
-{
-    std::string words = "plchost";
-    for (const std::string &word : GetParam())
-        words += " " + word;
-    const std::string help = shown(GetParam() + Words{"--help"});
-    EXPECT_EQ(0u, help.find(words + ": ")) << help;
-    EXPECT_THAT(help, HasSubstr("\nUsage: " + words + " "));
-    EXPECT_THAT(help, HasSubstr("\nMore: " + words + " --help-all, man plchost\n"));
-    if (GetParam() == Words{"help"})
-        return;
-    EXPECT_THAT(help, HasSubstr("\nExample: "));
-    EXPECT_THAT(help, HasSubstr("\nExit code"));
-    const bool printsValues = help.find("\nExit codes:") != std::string::npos;
-    EXPECT_TRUE(!printsValues || help.find("\n  7  output could not be written\n") != std::string::npos)
-        << help;
-    EXPECT_THAT(help, HasSubstr("\nDocuments, in docs/"));
-}
-
-TEST_P(Help, IsTheSameByTheCommandHelp)
-{
-    EXPECT_EQ(shown(GetParam() + Words{"--help"}), shown(Words{"help"} + GetParam()));
-    EXPECT_EQ(shown(GetParam() + Words{"--help-all"}), shown(Words{"help", "--all"} + GetParam()));
-}
-
-TEST_P(Help, FitsInto80ColumnsInFullToo)
-{
-    for (const char *option : {"--help", "--help-all"}) {
-        for (const std::string &line : plchost(GetParam() + Words{option}).lines())
-            EXPECT_LE(line.size(), 80u) << line;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands),
-                         [](const auto &test) { return "Row" + std::to_string(test.index); });
-
-TEST(EverydayHelp, ExplainsEachTermWhereItFirstStands)
-{
-    const std::string help = plchost({"watch", "--help-all"}).output;
-    const auto explains = [&help](const std::string &term, const std::string &explanation) {
-        const std::size_t at = help.find(term);
-        ASSERT_NE(std::string::npos, at) << term;
-        EXPECT_EQ(0u, help.find(explanation) - at) << term;
+    protected:
+        static std::string shown(const Words &words)
+        {
+            const Finished run = plchost(words);
+            EXPECT_EQ(0, run.exitCode);
+            EXPECT_THAT(run.errors, IsEmpty());
+            return run.output;
+        }
     };
-    explains("Driver", "Driver (the library that packs variables into requests, judges");
-    explains("late guard:", "late guard: a reply that comes late must not pass for");
-    explains("policy", "policy off, one of the rules by which plchost");
-    explains("relay frames", "relay frames: requests in the");
-}
 
-TEST(EverydayHelp, LeavesToTheOtherWhatFewPeopleNeed)
-{
-    const std::string everyday = plchost({"read", "--help"}).output;
-    const std::string all = plchost({"read", "--help-all"}).output;
-    for (const char *rare : {"--late-guard", "--link-mode", "--any-rate", "absolute-deadline", "4x_single"}) {
-        EXPECT_THAT(everyday, ::testing::Not(HasSubstr(rare)));
-        EXPECT_THAT(all, HasSubstr(rare));
+    TEST_P(Help, TellsWhatTheCommandDoesHowItIsCalledAndHowItEnds)
+    {
+        std::string words = "plchost";
+        for (const std::string &word : GetParam())
+            words += " " + word;
+        const std::string help = shown(GetParam() + Words{"--help"});
+        EXPECT_EQ(0u, help.find(words + ": ")) << help;
+        EXPECT_THAT(help, HasSubstr("\nUsage: " + words + " "));
+        EXPECT_THAT(help, HasSubstr("\nMore: " + words + " --help-all, man plchost\n"));
+        if (GetParam() == Words{"help"})
+            return;
+        EXPECT_THAT(help, HasSubstr("\nExample: "));
+        EXPECT_THAT(help, HasSubstr("\nExit code"));
+        const bool printsValues = help.find("\nExit codes:") != std::string::npos;
+        EXPECT_TRUE(!printsValues || help.find("\n  7  output could not be written\n") != std::string::npos)
+            << help;
+        EXPECT_THAT(help, HasSubstr("\nDocuments, in docs/"));
     }
-    EXPECT_THAT(everyday, HasSubstr("--port PATH"));
-}
 
-TEST(Version, IsTold)
-{
-    EXPECT_THAT(plchost({"--version"}).output, ::testing::MatchesRegex("plchost [0-9]+\\.[0-9]+\\.[0-9]+\n"));
-}
+    TEST_P(Help, IsTheSameByTheCommandHelp)
+    {
+        EXPECT_EQ(shown(GetParam() + Words{"--help"}), shown(Words{"help"} + GetParam()));
+        EXPECT_EQ(shown(GetParam() + Words{"--help-all"}), shown(Words{"help", "--all"} + GetParam()));
+    }
 
-TEST(Advice, IsGivenWhenTheBroadcastPauseOutlastsTheReplyWait)
-{
-    const std::string advice = "should be shorter than the wait for a reply";
-    const auto toldBy = [](std::vector<std::string> what) {
-        what.insert(what.end(), {"-p", "/dev/no_such_port", "-o", "0.1", "--turnaround", "100"});
-        return plchost(what).errors;
-    };
-    EXPECT_THAT(toldBy({"write", "4x:1@0=1"}), HasSubstr(advice));
-    EXPECT_THAT(toldBy({"write", "4x:1@5=1"}), Not(HasSubstr(advice))) << "nothing is broadcast";
-    EXPECT_THAT(toldBy({"read", "4x:1"}), Not(HasSubstr(advice)));
-}
+    TEST_P(Help, FitsInto80ColumnsInFullToo)
+    {
+        for (const char *option : {"--help", "--help-all"}) {
+            for (const std::string &line : plchost(GetParam() + Words{option}).lines())
+                EXPECT_LE(line.size(), 80u) << line;
+        }
+    }
 
-} // namespace
+    INSTANTIATE_TEST_SUITE_P(Commands, Help, ::testing::ValuesIn(kCommands), nameOfRow);
+
+    TEST(EverydayHelp, ExplainsEachTermWhereItFirstStands)
+    {
+        const std::string help = plchost({"watch", "--help-all"}).output;
+        const auto explains = [&help](const std::string &term, const std::string &explanation) {
+            const std::size_t at = help.find(term);
+            ASSERT_NE(std::string::npos, at) << term;
+            EXPECT_EQ(0u, help.find(explanation) - at) << term;
+        };
+        explains("Driver", "Driver (the library that packs variables into requests, judges");
+        explains("late guard:", "late guard: a reply that comes late must not pass for");
+        explains("policy", "policy off, one of the rules by which plchost");
+        explains("relay frames", "relay frames: requests in the");
+    }
+
+    TEST(EverydayHelp, LeavesToTheOtherWhatFewPeopleNeed)
+    {
+        const std::string everyday = plchost({"read", "--help"}).output;
+        const std::string all = plchost({"read", "--help-all"}).output;
+        for (const char *rare :
+             {"--late-guard", "--link-mode", "--any-rate", "absolute-deadline", "4x_single"}) {
+            EXPECT_THAT(everyday, ::testing::Not(HasSubstr(rare)));
+            EXPECT_THAT(all, HasSubstr(rare));
+        }
+        EXPECT_THAT(everyday, HasSubstr("--port PATH"));
+    }
+
+    TEST(Version, IsTold)
+    {
+        EXPECT_THAT(plchost({"--version"}).output,
+                    ::testing::MatchesRegex("plchost [0-9]+\\.[0-9]+\\.[0-9]+\n"));
+    }
+
+    TEST(Advice, IsGivenWhenTheBroadcastPauseOutlastsTheReplyWait)
+    {
+        const std::string advice = "should be shorter than the wait for a reply";
+        const auto toldBy = [](std::vector<std::string> what) {
+            what.insert(what.end(), {"-p", "/dev/no_such_port", "-o", "0.1", "--turnaround", "100"});
+            return plchost(what).errors;
+        };
+        EXPECT_THAT(toldBy({"write", "4x:1@0=1"}), HasSubstr(advice));
+        EXPECT_THAT(toldBy({"write", "4x:1@5=1"}), Not(HasSubstr(advice))) << "nothing is broadcast";
+        EXPECT_THAT(toldBy({"read", "4x:1"}), Not(HasSubstr(advice)));
+    }
+
+    } // namespace

@@ -56,6 +56,18 @@ TEST_F(Watch, RefusesNoVariableForWhatIsRefusedOfAnother)
     EXPECT_THAT(run.output, ContainsRegex("  4x:13 = 0  .good, [0-9]+ ms old."));
 }
 
+TEST_F(Watch, ShowsWhatIsKnownOfAVariableThatIsRefusedInPart)
+{
+    serve({"--size", "103"});
+    const Words words = watchWords({"-1", "-q", "-o", "60", "4x:1:104"});
+    EXPECT_THAT(plchost(words).output,
+                ContainsRegex("  4x:1:104 = 0( 0){99}( [?]){4}  .refused: 02 illegal data "
+                              "address, [0-9]+ ms old.\n"));
+    const Finished run = plchost(words + Words{"--format", "ndjson"});
+    EXPECT_THAT(run.lines().front(), HasSubstr("\"state\":\"refused\""));
+    EXPECT_THAT(run.lines().front(), ContainsRegex("\"values\":.0(,0){99}(,null){4}."));
+}
+
 TEST_F(Watch, ShowsVariablesThatBeginAtOnePlace)
 {
     serve({});

@@ -72,9 +72,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST(CommandLine, NamesTheCommandsWhereNoneIsKnown)
 {
-    EXPECT_EQ("'frobnicate' is no command; commands are read, write, watch, run, plan, project, identify, "
-              "limits, map, "
-              "raw, ports, demo, help",
+    EXPECT_EQ("'frobnicate' is no command; commands are read, write, watch, run, listen, plan, project, "
+              "scan, identify, limits, map, raw, ports, demo, help",
               mistake({"frobnicate"}));
 }
 

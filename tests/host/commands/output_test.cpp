@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "counted_statistics.h"
 #include "support/time_zone.h"
 
 namespace {
@@ -233,20 +234,10 @@ TEST(Ages, AreShownInMillisecondsThenInSeconds)
 
 TEST(StatisticsText, NamesEveryCounterAndTheRate)
 {
-    Statistics statistics;
-    statistics.total.requests = 100;
-    statistics.total.good = 90;
-    statistics.total.timeouts = 4;
-    statistics.total.bad = 3;
-    statistics.total.exceptions = 2;
-    statistics.total.unanswered = 1;
-    statistics.total.retries = 7;
-    statistics.total.bytesOut = 800;
-    statistics.total.bytesIn = 900;
-    statistics.total.foreignBytes = 11;
+    Statistics statistics = plc::test::countedStatistics();
     statistics.stations.append(statistics.total);
-    statistics.runningUs = 2000000;
-    EXPECT_EQ("requests 100, good 90, time-outs 4, bad 3, exceptions 2, no reply due 1, retries 7\n"
+    EXPECT_EQ("requests 100, good 90, time-outs 4, bad 3, exceptions 2, no reply due 1, retries 7, line "
+              "never silent 5, replies ignored 6\n"
               "bytes out 800, in 900, thrown away 11\n"
               "50.0 requests per second over 2.0 s\n",
               describeStatistics(statistics, false));
@@ -272,10 +263,7 @@ TEST(StatisticsText, TellsErrorsOfTheLineWhereThereAreSomeOrDetailsAreAskedFor)
 
 TEST(StatisticsText, TellsHowLateRequestsWereWhereDetailsAreAskedFor)
 {
-    Statistics statistics;
-    statistics.latenessMedianUs = 50;
-    statistics.latenessP99Us = 4194;
-    statistics.latenessMostUs = 20000;
+    const Statistics statistics = plc::test::countedStatistics();
     EXPECT_THAT(describeStatistics(statistics, true),
                 HasSubstr("\nrequests later than their silence: p50 0.05 ms, p99 4.19 ms, most 20.00 ms\n"));
     EXPECT_THAT(describeStatistics(statistics, false), Not(HasSubstr("later than")));

@@ -4,34 +4,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "counted_statistics.h"
 #include "support/time_zone.h"
 
 namespace {
 
 using namespace plc::host;
+using plc::test::countedStatistics;
 using ::testing::HasSubstr;
-
-Statistics counted()
-{
-    Statistics statistics;
-    statistics.total.requests = 100;
-    statistics.total.good = 90;
-    statistics.total.timeouts = 4;
-    statistics.total.bad = 3;
-    statistics.total.exceptions = 2;
-    statistics.total.unanswered = 1;
-    statistics.total.retries = 7;
-    statistics.total.lineBusy = 5;
-    statistics.total.ignoredReplies = 6;
-    statistics.total.foreignBytes = 11;
-    statistics.total.bytesOut = 800;
-    statistics.total.bytesIn = 900;
-    statistics.runningUs = 2000000;
-    statistics.latenessMedianUs = 50;
-    statistics.latenessP99Us = 4194;
-    statistics.latenessMostUs = 20000;
-    return statistics;
-}
 
 std::string record(const Statistics &statistics)
 {
@@ -48,12 +28,12 @@ TEST(StatisticsForPrograms, HaveAllThatTheTextHas)
               "\"no_reply_due\":1,\"retries\":7,\"line_never_silent\":5,\"replies_ignored\":6,"
               "\"bytes_out\":800,\"bytes_in\":900,\"bytes_thrown_away\":11},\"stations\":[],"
               "\"line_errors\":null,\"lateness\":{\"p50_ms\":0.050,\"p99_ms\":4.194,\"most_ms\":20.000}}",
-              record(counted()));
+              record(countedStatistics()));
 }
 
 TEST(StatisticsForPrograms, ListEachStationAlsoWhereThereIsOne)
 {
-    Statistics statistics = counted();
+    Statistics statistics = countedStatistics();
     Counters five;
     five.station = 5;
     five.requests = 1;
@@ -63,7 +43,7 @@ TEST(StatisticsForPrograms, ListEachStationAlsoWhereThereIsOne)
 
 TEST(StatisticsForPrograms, HaveTheErrorsOfALineThatCountsThem)
 {
-    Statistics statistics = counted();
+    Statistics statistics = countedStatistics();
     statistics.hasLineErrors = true;
     statistics.parityErrors = 1;
     statistics.framingErrors = 2;

@@ -35,19 +35,21 @@ TEST(FrameFields, OfAnExceptionTellItsName)
 
 TEST(FrameFields, OfAnUnknownFunctionAreBytes)
 {
-    EXPECT_THAT(fields("11 64 01 02 00 00", "11 64 00 00"),
-                ElementsAre("station: 11 = 17", "function: 64 = function 100", "data: 01 02", "CRC: 00 00 = wrong"));
+    EXPECT_THAT(
+        fields("11 64 01 02 00 00", "11 64 00 00"),
+        ElementsAre("station: 11 = 17", "function: 64 = function 100", "data: 01 02", "CRC: 00 00 = wrong"));
 }
 
 TEST(FrameFields, OfWhatIsCutOffEndWithIt)
 {
     EXPECT_THAT(fields("11 03 04 12 00 00", "11 03 00 64 00 02 87 44"),
-                ElementsAre("station: 11 = 17", "function: 03 = read holding registers (3)", "byte count: 04 = 4",
-                            "data: 12", "CRC: 00 00 = wrong"));
+                ElementsAre("station: 11 = 17", "function: 03 = read holding registers (3)",
+                            "byte count: 04 = 4", "data: 12", "CRC: 00 00 = wrong"));
     EXPECT_THAT(fields("11", "11 11"), ElementsAre("CRC: 11"));
     EXPECT_THAT(fields("", "11 11"), ElementsAre());
-    EXPECT_THAT(fields("11 11 00 00", "11 11 00 00"),
-                ElementsAre("station: 11 = 17", "function: 11 = report server id (17)", "CRC: 00 00 = wrong"));
+    EXPECT_THAT(
+        fields("11 11 00 00", "11 11 00 00"),
+        ElementsAre("station: 11 = 17", "function: 11 = report server id (17)", "CRC: 00 00 = wrong"));
 }
 
 } // namespace

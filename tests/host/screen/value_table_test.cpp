@@ -187,6 +187,16 @@ TEST_F(ValueTableTest, ColoursWhatIsBadAndNothingElse)
     EXPECT_EQ(Health::Doubtful, styleAt(picture, 3, "stale").health);
 }
 
+TEST_F(ValueTableTest, ShowsWhatIsKnownOfABlock)
+{
+    source.add("4x:100:3");
+    source.readings[0].missing = {false, true, false};
+    EXPECT_THAT(at(80)[1], StartsWith("4x:100       0 "));
+    EXPECT_THAT(at(80)[2], StartsWith("4x:101       ? "));
+    table->toggleBlocks();
+    EXPECT_THAT(at(80)[1], HasSubstr(" 0 ? 0 "));
+}
+
 TEST_F(ValueTableTest, CountsWhatWasNeverReadAmongWhatIsNotGood)
 {
     source.add("4x:100:2");

@@ -139,6 +139,22 @@ TEST_F(LineEvents, EndWithTheHandler)
     EXPECT_THAT(heard, IsEmpty());
 }
 
+TEST_F(LineEvents, AreToldWhileAnOrderIsWaitedFor)
+{
+    const VariableId quick = add("4x:1@3");
+    const VariableId slow = add("4x:1@9");
+    world.dead = {9};
+    open();
+    const OrderId first = line().write(quick, Value(1));
+    const OrderId second = line().write(slow, Value(1));
+    then = [&](const Event &event) {
+        if (event.order && event.order->order == first)
+            line().wake();
+    };
+    EXPECT_EQ(OrderEnd::Open, line().wait(second).end) << "the handler has ended the wait";
+    EXPECT_NE(OrderEnd::Good, line().wait(second).end);
+}
+
 TEST_F(LineEvents, DoNotWakeWhoPollsLongerThanHeSays)
 {
     open();

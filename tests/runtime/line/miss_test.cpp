@@ -51,6 +51,12 @@ TEST(MissedReply, OfAnotherStationNamesBoth)
         << "the station has another number than is asked";
 }
 
+TEST(MissedReply, OfAnotherStationIsNoneWithTheCrcOfOtherLines)
+{
+    EXPECT_EQ("9 bytes, but no frame (02 03 04 12 34 AB CD 33 20)",
+              toldOf(withCrc("02 03 04 1234 ABCD"), kRequest, true));
+}
+
 TEST(MissedReply, ToAnotherRequestSaysWhatDiffers)
 {
     EXPECT_EQ("a good reply to function 4, where function 3 was asked for",

@@ -170,6 +170,9 @@ TEST_F(Ports, AreUsedByWhoHasLockedThem)
     write("/proc/4711/comm", "plchost\n");
     link("/proc/12/fd/3", "/dev/ttyUSB0");
     EXPECT_EQ("process 4711 (plchost)", ports().front().holder);
+    const ListedPort unasked = listPorts(places_, Holders::LeftOut).front();
+    EXPECT_EQ("", unasked.holder) << "nobody has looked";
+    EXPECT_EQ(root_ + "/dev/ttyUSB0", unasked.path);
 }
 
 TEST_F(Ports, AreUsedByWhoHasThemOpenWhereNobodyHasLockedThem)

@@ -8,6 +8,7 @@ using plc::runtime::Permit;
 using plc::runtime::StationRules;
 using plc::runtime::TransactionReport;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 // Two holding registers at 100 of station 17.
 const QByteArray kRead = hex("11 03 0064 0002 8744");
@@ -991,6 +992,20 @@ TEST_F(CycleStatistics, CountRequestsOfASecondMasterWhereverTheyCome)
     queue(kRead);
     runUntilSent();
     EXPECT_THAT(cycle().statistics().otherMaster, ElementsAre(std::make_pair(4, 1u), std::make_pair(5, 1u)));
+}
+
+TEST_F(CycleStatistics, CountNoRequestWhoseHalvesLieAroundTheReply)
+{
+    const QByteArray halves = withCrc("04 03 0000 000A");
+    queue(kRead);
+    runUntilSent();
+    verdicts({1, 1});
+    driver.trimTo = 9;
+    arrive(halves.left(4) + kReply + halves.mid(4));
+    run(milliseconds(20));
+    queue(kRead);
+    runUntilSent();
+    EXPECT_THAT(cycle().statistics().otherMaster, IsEmpty());
 }
 
 TEST_F(CycleEcho, OfABroadcastIsNotNoise)

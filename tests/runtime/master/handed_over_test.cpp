@@ -25,6 +25,17 @@ protected:
     HandedOver handedOver;
 };
 
+TEST_F(HandedOverTest, IsEmptiedByTwoThatTheDriverServesLastBehindEachDoubt)
+{
+    for (int time = 0; time < 2; ++time) {
+        handedOver.doubt();
+        serve(kCyclicHostId);
+        EXPECT_FALSE(handedOver.isEmptied());
+        handedOver.served(nullptr);
+        EXPECT_TRUE(handedOver.isEmptied());
+    }
+}
+
 TEST_F(HandedOverTest, ReleasesWhatWasWithdrawnAfterTwoThatTheDriverServesLast)
 {
     handedOver.withdraw({3, 1});

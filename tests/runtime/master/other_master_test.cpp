@@ -64,4 +64,27 @@ TEST(OtherMaster, IsNotWeOurselves)
     EXPECT_THAT(askedIn({write + write}, write), IsEmpty()) << "an echo and a late reply";
 }
 
+TEST(OtherMaster, IsNotWeOurselvesHoweverLateADoubledReplyComes)
+{
+    OtherMaster other;
+    const QByteArray write = withCrc("11 06 0064 0002");
+    other.sent(write);
+    other.sent(kOurs);
+    other.sent(withCrc("12 03 0000 0001"));
+    EXPECT_THAT(other.heard(write + write), IsEmpty());
+    EXPECT_THAT(other.sent(kOurs), IsEmpty());
+    const QByteArray theirs = withCrc("11 06 0064 0003");
+    EXPECT_THAT(other.heard(theirs + theirs), ElementsAre(0x11));
+}
+
+TEST(OtherMaster, AsksNothingAcrossWhatLiesBetween)
+{
+    OtherMaster other;
+    const QByteArray request = withCrc("04 03 0000 000A");
+    EXPECT_THAT(other.heard(request.left(3)), IsEmpty());
+    EXPECT_THAT(other.interrupted(), IsEmpty());
+    EXPECT_THAT(other.heard(request.mid(3)), IsEmpty());
+    EXPECT_THAT(other.sent(kOurs), IsEmpty());
+}
+
 } // namespace
