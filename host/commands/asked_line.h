@@ -15,6 +15,8 @@
 
 namespace plc::host {
 
+class Capture;
+
 /// Opens the port of the settings. All commands that ask without the driver have their port from here.
 /// Ctrl-C ends the wait, and is a question from then on.
 /// @param verbose  tells on standard error what the port can do, too; otherwise warnings alone.
@@ -25,8 +27,11 @@ std::unique_ptr<Port> openPort(const LinkSettings &link, bool verbose);
 class AskedLine
 {
 public:
-    /// @throw Failure  as openPort(); (wrong usage) for settings of a relay.
-    AskedLine(const LinkSettings &link, bool verbose);
+    /// @throw Failure  as openPort(); (wrong usage) for settings of a relay, and as openCapture().
+    AskedLine(const LinkSettings &link, const OutputOptions &options);
+    ~AskedLine();
+    AskedLine(const AskedLine &) = delete;
+    AskedLine &operator=(const AskedLine &) = delete;
 
     /// @return nothing when the program was interrupted.
     /// @throw Failure  (port)
@@ -38,6 +43,7 @@ public:
     std::uint64_t requests() const { return asking_.requests(); }
 
 private:
+    std::shared_ptr<Capture> capture_; ///< null: none
     std::unique_ptr<Port> port_;
     FindingGround ground_;
     Asking asking_;

@@ -144,6 +144,15 @@ std::vector<int> CommandOptions::stationList() const
     return list;
 }
 
+std::vector<int> AskOptions::askedStations() const
+{
+    std::vector<int> asked = stationList();
+    if (std::find(asked.begin(), asked.end(), 0) != asked.end())
+        throw Failure(FailureKind::Usage,
+                      "--station: 0 is a broadcast, which nobody answers; name a station");
+    return asked;
+}
+
 LinkSettings CommandOptions::link() const
 {
     LinkSettings settings = project_ ? project_->link : LinkSettings();

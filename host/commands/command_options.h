@@ -162,6 +162,9 @@ struct AskOptions : CommandOptions
 {
     bool crcHighFirst = false;
 
+    /// The stations of -a.
+    /// @throw Failure  (wrong usage) as stationList(), and for a broadcast.
+    std::vector<int> askedStations() const;
     bool wantsCrcHighFirst(const LinkSettings &link) const
     {
         return crcHighFirst || hasOption(link.options, kOptionSwapRequestCrc);

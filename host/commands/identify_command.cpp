@@ -10,8 +10,8 @@ namespace plc::host {
 ExitCode identifyStations(const AskOptions &options)
 {
     const LinkSettings link = options.link();
-    const std::vector<int> stations = options.stationList();
-    AskedLine line(link, options.verbose);
+    const std::vector<int> stations = options.askedStations();
+    AskedLine line(link, options);
     int known = 0;
     int silent = 0;
     for (const int station : stations) {
@@ -34,11 +34,11 @@ ExitCode findLimits(const LimitsOptions &options)
 {
     const LinkSettings link = options.link();
     LimitsWish wish;
-    wish.station = options.stationList().front();
+    wish.station = options.askedStations().front();
     wish.address = options.address;
     wish.samples = options.samples;
     wish.retries = link.retries;
-    AskedLine line(link, options.verbose);
+    AskedLine line(link, options);
     LimitsFinder finder(wish);
     if (!line.carryOut(finder))
         return kExitNoReply;

@@ -29,7 +29,7 @@ constexpr Time kTellEvery = std::chrono::seconds(1);
 MapWish wishOf(const AreaMapOptions &options, const LinkSettings &link)
 {
     MapWish wish;
-    wish.station = options.stationList().front();
+    wish.station = options.askedStations().front();
     wish.crcHighFirst = options.wantsCrcHighFirst(link);
     wish.least = options.exact ? 1 : options.least;
     wish.retries = std::max(link.retries, 1);
@@ -132,7 +132,7 @@ ExitCode mapArea(const AreaMapOptions &options)
         const MapState state = parseMapState(options.resume, textOfFile(options.resume), wish);
         mapper.remember(state.places, state.block);
     }
-    AskedLine line(link, options.verbose);
+    AskedLine line(link, options);
     const auto keep = [&] {
         if (!options.resume.empty())
             save(options.resume, mapStateText(mapper), "--resume");

@@ -73,7 +73,7 @@ ExitCode sendRaw(const RawOptions &options)
     question.frame = options.noCrc ? bytes : withCrc(bytes, options.wantsCrcHighFirst(link));
     question.retries = 0;
     question.takesAnything = !isRequest(question.frame);
-    AskedLine line(link, options.verbose);
+    AskedLine line(link, options);
     const std::optional<Answer> answer = line.ask(question);
     if (!answer)
         return kExitNoReply;

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "host/project/located_json.h"
+#include "runtime/line/setting_limits.h"
 
 namespace plc::host {
 
@@ -32,12 +33,12 @@ std::string listOf(const AreaMapper &mapper, Place place)
     return "[" + list + "]";
 }
 
-int wholeNumber(const LocatedJson &json, const Json::Value &value, int least, int most)
+int wholeNumber(const LocatedJson &json, const Json::Value &value, Limits limits)
 {
     const double given = value.isNumeric() ? value.asDouble() : std::nan("");
-    if (!(given >= least && given <= most) || given != std::floor(given))
-        json.refuse(value, "this must be a whole number from " + std::to_string(least) + " to " +
-                               std::to_string(most));
+    if (!(given >= limits.least && given <= limits.most) || given != std::floor(given))
+        json.refuse(value, "this must be a whole number from " + std::to_string(limits.least) + " to " +
+                               std::to_string(limits.most));
     return static_cast<int>(given);
 }
 
@@ -58,8 +59,8 @@ void readList(const LocatedJson &json, const Json::Value &list, Place place, con
     for (const Json::Value &stretch : list) {
         if (!stretch.isArray() || stretch.size() != 2)
             json.refuse(stretch, "this must be [FIRST, LAST]");
-        const int from = wholeNumber(json, stretch[0], wish.first, last);
-        const int to = wholeNumber(json, stretch[1], from, last);
+        const int from = wholeNumber(json, stretch[0], {wish.first, last});
+        const int to = wholeNumber(json, stretch[1], {from, last});
         std::fill(state->places.begin() + (from - wish.first), state->places.begin() + (to - wish.first + 1),
                   place);
     }
@@ -107,7 +108,7 @@ MapState parseMapState(const std::string &file, const std::string &text, const M
                                      areaOfFunction(wish.function) + "; name another file");
     MapState state;
     state.places.assign(static_cast<std::size_t>(wish.count), Place::Unknown);
-    state.block = wholeNumber(json, json.root()["block"], 1, wish.block);
+    state.block = wholeNumber(json, json.root()["block"], {1, wish.block});
     for (const auto &[name, place] : kLists)
         readList(json, json.root()[name], place, wish, &state);
     return state;

@@ -8,6 +8,7 @@
 
 namespace {
 
+using plc::runtime::changesNothing;
 using plc::runtime::ContentLength;
 using plc::runtime::repeatedBytesOf;
 using plc::runtime::replyLengthAt;
@@ -197,6 +198,18 @@ INSTANTIATE_TEST_SUITE_P(
         Due{"ServerId", "11 11 CDEC", 0, 2}, Due{"UserDefined", "11 41 01 0000", 0, 2},
         Due{"TooShort", "11", 0, 2}),
     [](const auto &test) { return test.param.name; });
+
+TEST(RequestsThatChangeNothing, AreThoseThatAreKnownToReadAlone)
+{
+    for (const char *const request :
+         {"01 01", "01 02", "01 03 00 00 00 01", "01 04", "01 07", "01 0B", "01 0C", "01 11", "01 14",
+          "01 18", "01 08 00 00 A5 37", "01 08 00 02", "01 08 00 0B", "01 08 00 12", "01 2B 0E 01 00"})
+        EXPECT_TRUE(changesNothing(hex(request))) << request;
+    for (const char *const request :
+         {"01 05", "01 06", "01 0F", "01 10", "01 15", "01 16", "01 17", "01 08 00 01 00 00", "01 08 00 04",
+          "01 08 00 0A", "01 08 00 14", "01 2B 0D 00", "01 64", "00 03 00 00 00 01", "01 83", "01", ""})
+        EXPECT_FALSE(changesNothing(hex(request))) << request;
+}
 
 TEST(RunningCrc, IsZeroBehindAGoodFrame)
 {
