@@ -53,13 +53,13 @@ int levelOf(const Abilities &abilities)
 Bytes identification(const Abilities &abilities, ByteView pdu)
 {
     if (pdu.size != 4 || pdu[1] != kReadIdentification)
-        return exception(kEncapsulated, kIllegalFunction);
+        return exception(pdu[0], kIllegalFunction);
     const int category = pdu[2];
     if (category < 1 || category > kIndividual)
-        return exception(kEncapsulated, kIllegalDataValue);
+        return exception(pdu[0], kIllegalDataValue);
     auto next = abilities.objects.find(pdu[3]);
     if (category == kIndividual && next == abilities.objects.end())
-        return exception(kEncapsulated, kIllegalDataAddress);
+        return exception(pdu[0], kIllegalDataAddress);
     if (next == abilities.objects.end())
         next = abilities.objects.begin();
     constexpr int kAlsoIndividual = 0x80;

@@ -39,14 +39,14 @@ MapWish wishOf(const AreaMapOptions &options, const LinkSettings &link)
     const std::string area = text.substr(0, colon);
     for (const int function : {1, 2, 3, 4})
         wish.function = area == areaOfFunction(function) ? function : wish.function;
-    int first = 0;
-    int last = kAddresses - 1;
-    char rest = 0;
-    const std::string range = colon < text.size() ? text.substr(colon + 1) : std::string();
-    const bool isRange = std::sscanf(range.c_str(), "%d-%d%c", &first, &last, &rest) == 2 &&
-                         range.find_first_not_of("0123456789-") == std::string::npos;
-    if (area != areaOfFunction(wish.function) || (colon < text.size() && !isRange) || first < 0 ||
-        last < first || last >= kAddresses)
+    const QString range = fromUtf8(colon < text.size() ? text.substr(colon + 1) : std::string());
+    bool isFirst = true;
+    bool isLast = true;
+    const int first = colon < text.size() ? range.section('-', 0, 0).toInt(&isFirst) : 0;
+    const int last = colon < text.size() ? range.section('-', 1).toInt(&isLast) : kAddresses - 1;
+    const bool isRange =
+        isFirst && isLast && range.toStdString().find_first_not_of("0123456789-") == std::string::npos;
+    if (area != areaOfFunction(wish.function) || !isRange || first < 0 || last < first || last >= kAddresses)
         throw Failure(FailureKind::Usage, "'" + text +
                                               "' is no area to map; it is 0x, 1x, 3x or 4x, with a range of "
                                               "addresses behind it where wanted, as 4x:0-999");
