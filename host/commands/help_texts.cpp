@@ -384,7 +384,8 @@ Manual listenManual()
         example("who asks what on a line, and how fast the stations answer; Ctrl-C ends it",
                 "plchost listen -p /dev/ttyUSB0"),
         example("the same for a minute, for Wireshark, and its statistics once more later",
-                "plchost listen -p /dev/ttyUSB0 -b 9600 -P even --for 60 -q --capture line.pcapng\n"
+                "plchost listen -p /dev/ttyUSB0 -b 9600 -P even --for 60 -q \\\n"
+                "    --capture line.pcapng\n"
                 "plchost listen -q line.pcapng"),
         example("live in a second program", "plchost listen -p /dev/ttyUSB0 --capture - | tshark -i - -l")};
     manual.chapters = {
