@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <map>
 
 #include "host/commands/capture_option.h"
 #include "host/commands/command_options.h"
@@ -16,6 +15,7 @@
 #include "host/commands/standard_streams.h"
 #include "host/commands/station_list.h"
 #include "host/finding/scan_lists.h"
+#include "host/finding/scan_project.h"
 #include "host/project/project_writer.h"
 #include "host/project/setting_names.h"
 #include "runtime/line/failure.h"
@@ -40,11 +40,9 @@ constexpr Time kBetweenTellings = 500ms;
 ScanPlan planOf(const ScanOptions &options)
 {
     ScanPlan plan;
-    const std::string mistake = stationListMistake(options.stations, &plan.stations);
+    const std::string mistake = stationListMistake(options.stations, &plan.stations, 1);
     if (!mistake.empty())
         throw Failure(FailureKind::Usage, "--station: " + mistake);
-    if (std::find(plan.stations.begin(), plan.stations.end(), 0) != plan.stations.end())
-        throw Failure(FailureKind::Usage, "--station: nobody answers at 0, which is for broadcasts");
     plan.settings =
         likelyFirst(baudList(options.bauds), parityList(options.parities), stopBitList(options.stopBits));
     plan.wait = timeTyped("--wait", options.wait, kShortestWait, kLongestWait);
@@ -139,6 +137,8 @@ public:
     {
         finds.insert(finds.end(), report.finds.begin(), report.finds.end());
         isBabbling = isBabbling || report.isBabbling;
+        if (report.hasEcho)
+            echoing_.push_back(report.setting);
         const std::string remarks = remarksOn(report);
         if (!remarks.empty())
             say(report.setting.text() + ": " + remarks);
@@ -178,10 +178,15 @@ public:
     std::vector<Find> finds;
     bool isBabbling = false;
     bool isInUse() const { return isInUse_; }
+    bool hasEcho(const ScanSetting &setting) const
+    {
+        return std::find(echoing_.begin(), echoing_.end(), setting) != echoing_.end();
+    }
 
 private:
     const ScanOptions &options_;
     const Scan *scan_ = nullptr;
+    std::vector<ScanSetting> echoing_;
     Time startedAt_ = steadyNow();
     Time toldAt_{};
     bool hasProgress_ = false;
@@ -244,47 +249,28 @@ void carryOut(const ScanOptions &options, const std::shared_ptr<Capture> &captur
     }
 }
 
-void refuseToOverwrite(const std::string &file)
+/// A scan takes minutes, so that a file that cannot be made is refused before.
+void refuseProjectFile(const std::string &file)
 {
     struct stat status
     {};
-    if (!file.empty() && ::stat(file.c_str(), &status) == 0)
+    if (file.empty())
+        return;
+    if (::stat(file.c_str(), &status) == 0)
         throw Failure(FailureKind::Usage, "--write-project: '" + file + "' is there already");
-}
-
-/// A project of the stations at the setting at which most of them are, with what they were asked for.
-Project projectOf(const ScanOptions &options, const std::vector<Find> &finds)
-{
-    std::map<std::string, int> counts;
-    for (const Find &find : finds)
-        ++counts[find.setting.text()];
-    const auto most = std::max_element(finds.begin(), finds.end(), [&](const Find &left, const Find &right) {
-        return counts[left.setting.text()] < counts[right.setting.text()];
-    });
-    Project project;
-    project.name = "what is on " + options.port;
-    project.link.port = options.port;
-    project.link.baud = most->setting.baud;
-    project.link.parity = most->setting.parity;
-    project.link.stopBits = most->setting.stopBits;
-    project.link.station = most->station;
-    for (const Find &find : finds) {
-        if (!(find.setting == most->setting))
-            continue;
-        Variable variable = parseVariable(options.ask, false);
-        variable.station = find.station;
-        variable.label = "Station " + std::to_string(find.station);
-        variable.text = variable.label;
-        project.variables.push_back(variable);
-        project.rates.push_back(0);
-    }
-    return project;
+    const std::size_t slash = file.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : file.substr(0, slash + 1);
+    if (::access(folder.c_str(), W_OK | X_OK) != 0)
+        throw Failure(FailureKind::Usage, "--write-project: '" + file + "' cannot be written: " +
+                                              std::strerror(errno) + "; name a file in a folder of yours");
 }
 
 /// @return false where the file could not be written, which was told.
-bool writeProject(const ScanOptions &options, const std::vector<Find> &finds)
+bool writeProject(const ScanOptions &options, const Teller &teller)
 {
-    const Project project = projectOf(options, finds);
+    const ScanSetting setting = mostFound(teller.finds);
+    const Project project =
+        projectOf(teller.finds, settingsOf(options, setting), teller.hasEcho(setting), options.ask);
     const std::string text = projectText(project);
     std::FILE *const file = std::fopen(options.projectFile.c_str(), "wx");
     const bool isWritten = file != nullptr && std::fwrite(text.data(), 1, text.size(), file) == text.size();
@@ -296,10 +282,10 @@ bool writeProject(const ScanOptions &options, const std::vector<Find> &finds)
         failOutput();
         return false;
     }
-    if (project.variables.size() < finds.size())
+    if (project.variables.size() < teller.finds.size())
         std::fprintf(stderr, "plchost: '%s' has the %d stations at %s; a line has one setting\n",
                      options.projectFile.c_str(), static_cast<int>(project.variables.size()),
-                     finds.front().setting.text().c_str());
+                     setting.text().c_str());
     return true;
 }
 
@@ -310,7 +296,7 @@ ExitCode scanLine(const ScanOptions &options)
     ScanPlan plan = planOf(options);
     if (!options.rs485.empty())
         rs485Named(options.rs485); // refuses before anything is opened
-    refuseToOverwrite(options.projectFile);
+    refuseProjectFile(options.projectFile);
     if (plan.settings.size() > 1 && isPseudoTerminal(options.port)) {
         plan.settings.resize(1);
         if (!options.quiet)
@@ -336,7 +322,7 @@ ExitCode scanLine(const ScanOptions &options)
     if (options.outputFormat() == Format::Text)
         print(findLines(finds, Format::Text, std::chrono::system_clock::now(), true));
     if (!finds.empty() && !options.projectFile.empty())
-        writeProject(options, finds);
+        writeProject(options, teller);
     if (!lost.empty())
         throw Failure(FailureKind::Port, lost);
     if (teller.isInUse() && !options.anyway)

@@ -38,4 +38,14 @@ TEST(StationList, HasNothingElse)
     EXPECT_EQ("station 6 is given twice", mistakeIn("5-8,6"));
 }
 
+TEST(StationList, LeavesTheBroadcastOutWhereNothingIsBroadcast)
+{
+    std::vector<int> list;
+    EXPECT_EQ("'248' is no station from 1 to 247, nor a range of them, as 5-8",
+              stationListMistake("248", &list, 1));
+    EXPECT_EQ("'0-3' is no station from 1 to 247, nor a range of them, as 5-8",
+              stationListMistake("0-3", &list, 1));
+    EXPECT_EQ("", stationListMistake("1", &list, 1));
+}
+
 } // namespace
