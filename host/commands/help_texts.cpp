@@ -429,6 +429,9 @@ Manual scanManual()
                   {"bad link", "it is there, but replies come damaged"},
                   {"two stations", "two have this number, as far as their replies differ in time or kind"},
                   {"heard", "not asked: it answered somebody else"}})}},
+        paragraph(
+            "A capture",
+            "--capture needs one rate and one parity, named with -b and -P: a capture has one of each."),
         {"Exit code",
          {listed({{"0", "something was found"},
                   {"1", "wrong usage"},
