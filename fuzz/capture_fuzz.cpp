@@ -43,7 +43,7 @@ void claimGood(const std::vector<CapturedPacket> &packets)
     std::string again = host::captureBegin({"p", "l", 9600});
     for (const CapturedPacket &packet : packets) {
         host::HeardFrame frame = packet.frame;
-        frame.end = runtime::Time(packet.time / 2); // a wall clock may be anywhere, a line's own is not
+        frame.end = runtime::Time(packet.time);
         claim(packet.time >= 0 && !frame.bytes.isEmpty(), "a packet has a time and bytes");
         if (frame.isGood()) {
             claim(runtime::crcFits(frame.bytes.constData(), frame.bytes.size(), false),
@@ -54,10 +54,13 @@ void claimGood(const std::vector<CapturedPacket> &packets)
         }
         const host::Heard heard = line.add(frame);
         claim(!host::verdictOf(frame, heard).empty(), "every frame has a verdict");
+        claim(!heard.replyTime || *heard.replyTime >= runtime::Time::zero(),
+              "no reply comes before its request");
         bytes += static_cast<std::uint64_t>(frame.bytes.size());
         again += host::captureBlock(packet);
     }
     claim(line.bytes() == bytes, "the statistics have every byte");
+    claim(line.duration() >= runtime::Time::zero(), "nothing takes less than no time");
     const std::vector<CapturedPacket> read = packetsOf(again);
     claim(read.size() == packets.size(), "what was written has as many packets");
     for (std::size_t i = 0; i < read.size(); ++i)

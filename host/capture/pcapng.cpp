@@ -49,6 +49,8 @@ constexpr std::uint32_t kMasterPort = 49152;
 constexpr std::size_t kMostInterfaces = 1000;
 constexpr unsigned kNanosecondDigits = 9;
 constexpr std::uint64_t kNanoseconds = 1000000000;
+/// Of any two such times, less some characters, the difference is a number too.
+constexpr std::uint64_t kLatestStamp = INT64_MAX / 2;
 
 std::string little(std::uint64_t value, int bytes)
 {
@@ -301,8 +303,8 @@ bool CaptureReader::takePacket(CapturedPacket *packet)
     baud_ = origin.baud;
     const std::uint64_t stamp = std::uint64_t(number(4)) << 32 | number(8);
     const std::uint64_t unit = kNanoseconds / origin.unitsPerSecond;
-    if (stamp > static_cast<std::uint64_t>(INT64_MAX) / unit)
-        refuse("a time stamp lies behind the year 2262");
+    if (stamp > kLatestStamp / unit)
+        refuse("a time stamp lies behind the year 2116");
     packet->time = static_cast<std::int64_t>(stamp * unit);
 
     const std::size_t end = kFixed + length;

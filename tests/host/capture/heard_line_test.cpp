@@ -51,6 +51,21 @@ TEST_F(HeardLineTest, ReplyThatCameTogetherWithItsRequestTookNoTime)
     EXPECT_EQ(Time::zero(), reply("11 03 04 1234 ABCD", milliseconds(108)).replyTime);
 }
 
+TEST_F(HeardLineTest, TimesThatGoBackwardsTakeNoTime)
+{
+    const std::chrono::nanoseconds latest(INT64_MAX / 2);
+    request("11 03 0064 0002", Time::zero());
+    request("11 03 0064 0002", latest);
+    EXPECT_EQ(latest + milliseconds(8), line_.duration());
+    EXPECT_EQ(Time::zero(), reply("11 03 04 1234 ABCD", Time::zero()).replyTime);
+    request("11 03 0064 0002", Time::zero());
+    request("11 03 0064 0003", Time::zero());
+    EXPECT_EQ(latest + milliseconds(8), line_.duration());
+    EXPECT_EQ(Time::zero(), line_.stations().at(17).replyTimes.least());
+    EXPECT_EQ(Time::zero(), line_.pauses().least());
+    EXPECT_EQ(Time::zero(), line_.vainWaits().least());
+}
+
 TEST_F(HeardLineTest, ExceptionIsAnAnswerAndCountsByItsCode)
 {
     request("11 03 0064 0002", milliseconds(108));
