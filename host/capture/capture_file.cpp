@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -17,13 +18,32 @@ namespace {
 constexpr int kSliceMs = 100;
 constexpr Time kLastPatience = std::chrono::seconds(2);
 
-/// @return -1 where it cannot be opened, with the reason in errno.
-int openForBlocks(const std::string &path)
+constexpr int kOpeningSliceMs = 50;
+
+bool isNamedPipe(const std::string &path)
+{
+    struct stat status
+    {};
+    return ::stat(path.c_str(), &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+/// A blocking call would wait for the reader of a pipe through every Ctrl-C, since signals restart it.
+/// @return -1 where it cannot be opened, with the reason in errno, ENXIO for a pipe that nobody reads.
+int openForBlocks(const std::string &path, const std::function<bool()> &giveUp)
 {
     if (path == "-")
         return fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-    constexpr int kForAll = 0666; // less what the user's mask takes away
-    return open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOCTTY | O_CLOEXEC, kForAll);
+    for (;;) {
+        constexpr int kForAll = 0666; // less what the user's mask takes away
+        const int opened =
+            open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kForAll);
+        const int mistake = errno;
+        if (opened >= 0 || mistake != ENXIO || !isNamedPipe(path) || (giveUp && giveUp())) {
+            errno = mistake;
+            return opened;
+        }
+        poll(nullptr, 0, kOpeningSliceMs);
+    }
 }
 
 } // namespace
@@ -72,12 +92,16 @@ struct CaptureFile::Shared
     bool isDone = false;
 };
 
-CaptureFile::CaptureFile(const std::string &path, std::size_t mostWaiting)
+CaptureFile::CaptureFile(const std::string &path, std::size_t mostWaiting,
+                         const std::function<bool()> &giveUp)
 {
-    const int descriptor = openForBlocks(path);
-    if (descriptor < 0)
-        throw Failure(FailureKind::Usage, "--capture: '" + path + "' cannot be opened: " +
-                                              std::strerror(errno) + "; name a file that you may write");
+    const int descriptor = openForBlocks(path, giveUp);
+    if (descriptor < 0) {
+        const int mistake = errno;
+        const std::string reason = mistake == ENXIO ? "nobody reads it" : std::strerror(mistake);
+        throw Failure(FailureKind::Usage, "--capture: '" + path + "' cannot be opened: " + reason +
+                                              "; name a file that you may write");
+    }
     shared_ = std::make_shared<Shared>(descriptor, mostWaiting);
     thread_ = std::thread([shared = shared_] { write(shared); });
 }
@@ -104,6 +128,12 @@ int CaptureFile::error() const
 {
     const std::lock_guard<std::mutex> lock(shared_->mutex);
     return shared_->error;
+}
+
+bool CaptureFile::isEmpty() const
+{
+    const std::lock_guard<std::mutex> lock(shared_->mutex);
+    return shared_->written == 0;
 }
 
 std::uint64_t CaptureFile::lost() const

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -26,9 +27,11 @@ public:
     static constexpr std::size_t kMostWaiting = 8 << 20;
 
     /// Makes the file anew; of a named pipe waits for its reader.
-    /// @param path  "-" = standard output.
-    /// @throw Failure  (wrong usage) where it cannot be opened.
-    explicit CaptureFile(const std::string &path, std::size_t mostWaiting = kMostWaiting);
+    /// @param path    "-" = standard output.
+    /// @param giveUp  asked over and over meanwhile: true ends the wait; null: the wait has no end.
+    /// @throw Failure  (wrong usage) where it cannot be opened, or the wait was given up.
+    explicit CaptureFile(const std::string &path, std::size_t mostWaiting = kMostWaiting,
+                         const std::function<bool()> &giveUp = nullptr);
     ~CaptureFile();
     CaptureFile(const CaptureFile &) = delete;
     CaptureFile &operator=(const CaptureFile &) = delete;
@@ -39,6 +42,8 @@ public:
     int error() const;
     /// Waits for the blocks that are left, as long as the file takes some, and @p patience from the last on.
     void finish(Time patience);
+    /// Whether no block is in the file. Final behind finish().
+    bool isEmpty() const;
     /// Blocks that are not in the file. Final behind finish().
     std::uint64_t lost() const;
 

@@ -60,18 +60,19 @@ private:
 } // namespace
 
 std::shared_ptr<Capture> Capture::open(const std::string &path, const LineSettings &settings, bool hasRate,
-                                       bool hasEcho)
+                                       bool hasEcho, const std::function<bool()> &giveUp)
 {
     if (path.empty())
         return nullptr;
     const CaptureHead head{cli::versionLine("plchost"), describe(settings, hasRate),
                            hasRate ? settings.baud : 0};
-    return std::make_shared<Capture>(path, head, settings.baud, hasRate, hasEcho);
+    return std::make_shared<Capture>(path, head, settings.baud, hasRate, hasEcho, giveUp);
 }
 
-Capture::Capture(const std::string &path, const CaptureHead &head, int baud, bool hasRate, bool hasEcho)
-    : path_(path), hasEcho_(hasEcho), file_(path), listener_(baud, hasRate), line_(listener_.character()),
-      wallStart_(wallNow() - steadyNow().count())
+Capture::Capture(const std::string &path, const CaptureHead &head, int baud, bool hasRate, bool hasEcho,
+                 const std::function<bool()> &giveUp)
+    : path_(path), hasEcho_(hasEcho), file_(path, CaptureFile::kMostWaiting, giveUp),
+      listener_(baud, hasRate), line_(listener_.character()), wallStart_(wallNow() - steadyNow().count())
 {
     file_.add(captureBegin(head));
 }

@@ -34,11 +34,13 @@ public:
     /// @param path     file, or "-" for standard output; empty: null is returned, which captures nothing.
     /// @param hasRate  false for a pseudo-terminal.
     /// @param hasEcho  the line hands back what is sent on it; that is left out of the capture.
+    /// @param giveUp   see CaptureFile.
     /// @throw Failure  (wrong usage) where the file cannot be opened.
     static std::shared_ptr<Capture> open(const std::string &path, const LineSettings &settings, bool hasRate,
-                                         bool hasEcho = false);
+                                         bool hasEcho = false, const std::function<bool()> &giveUp = nullptr);
 
-    Capture(const std::string &path, const CaptureHead &head, int baud, bool hasRate, bool hasEcho);
+    Capture(const std::string &path, const CaptureHead &head, int baud, bool hasRate, bool hasEcho,
+            const std::function<bool()> &giveUp = nullptr);
 
     /// @param begin  when the first bit went out.
     void sent(const QByteArray &bytes, Time begin);
@@ -53,6 +55,8 @@ public:
     /// See CaptureFile.
     int error() const { return file_.error(); }
     std::uint64_t lost() const { return file_.lost(); }
+    /// Without its head, which is a block too, nothing of the capture can be read.
+    bool hasHead() const { return !file_.isEmpty(); }
 
 private:
     void addAll(const std::vector<HeardFrame> &frames);

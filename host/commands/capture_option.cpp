@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "host/commands/interrupt.h"
 #include "host/commands/standard_streams.h"
 #include "runtime/line/failure.h"
 #include "runtime/line/terminal_system.h"
@@ -13,7 +14,7 @@ namespace plc::host {
 std::shared_ptr<Capture> openCapture(const std::string &path, const LineSettings &settings, bool hasEcho)
 {
     try {
-        return Capture::open(path, settings, !isPseudoTerminal(settings.port), hasEcho);
+        return Capture::open(path, settings, !isPseudoTerminal(settings.port), hasEcho, isInterrupted);
     } catch (const Failure &) {
         failOutput();
         throw;
@@ -30,10 +31,14 @@ void finishCapture(Capture *capture)
     if (lost == 0 || error == EPIPE)
         return;
     const bool isSlow = error == 0 || error == EAGAIN;
-    std::fprintf(stderr, "plchost: --capture: %llu %s missing in '%s': %s\n",
-                 static_cast<unsigned long long>(lost), lost == 1 ? "packet is" : "packets are",
-                 capture->path().c_str(),
-                 isSlow ? "it could not be written as fast as they came" : std::strerror(error));
+    if (!capture->hasHead())
+        std::fprintf(stderr, "plchost: --capture: '%s' could not be written: %s\n", capture->path().c_str(),
+                     isSlow ? "it takes nothing" : std::strerror(error));
+    else
+        std::fprintf(stderr, "plchost: --capture: %llu %s missing in '%s': %s\n",
+                     static_cast<unsigned long long>(lost), lost == 1 ? "packet is" : "packets are",
+                     capture->path().c_str(),
+                     isSlow ? "it could not be written as fast as they came" : std::strerror(error));
     failOutput();
 }
 

@@ -11,7 +11,7 @@
 
 namespace plc::host {
 
-/// Opens the file of --capture.
+/// Opens the file of --capture. Of a named pipe waits for its reader, until the program is interrupted.
 /// @param path  empty: null is returned.
 /// @throw Failure  (wrong usage) where it cannot be opened.
 std::shared_ptr<Capture> openCapture(const std::string &path, const LineSettings &settings,

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -198,11 +199,17 @@ private:
     Time end_ = Time::max();
 };
 
-/// An open file, closed at the end.
+struct Interrupted
+{};
+
+/// An open file, closed at the end. Signals restart calls that block, so that none does here: a pipe is
+/// looked at in slices.
 class OpenFile
 {
 public:
-    explicit OpenFile(const std::string &path) : descriptor_(::open(path.c_str(), O_RDONLY | O_CLOEXEC)) {}
+    explicit OpenFile(const std::string &path)
+        : descriptor_(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC))
+    {}
     ~OpenFile()
     {
         if (descriptor_ >= 0)
@@ -212,17 +219,26 @@ public:
     OpenFile &operator=(const OpenFile &) = delete;
     bool isOpen() const { return descriptor_ >= 0; }
     /// @return 0 at the end, -1 with the reason in errno.
-    ssize_t read(char *bytes, std::size_t count) const
+    /// @throw Interrupted
+    ssize_t read(char *bytes, std::size_t count)
     {
-        ssize_t got = 0;
-        do {
-            got = ::read(descriptor_, bytes, count);
-        } while (got < 0 && errno == EINTR && !isInterrupted());
-        return got;
+        // Before its first writer a named pipe looks as at its end; only poll() tells that from the end.
+        for (bool isReady = hasBegun_;; isReady = isReady || hasBegun_) {
+            if (isInterrupted())
+                throw Interrupted();
+            const ssize_t got = isReady ? ::read(descriptor_, bytes, count) : -1;
+            hasBegun_ = hasBegun_ || got > 0;
+            if (got >= 0 || (isReady && errno != EINTR && errno != EAGAIN))
+                return got;
+            pollfd waiting{descriptor_, POLLIN, 0};
+            isReady = poll(&waiting, 1, kSliceMs) > 0;
+        }
     }
 
 private:
-    int descriptor_;
+    static constexpr int kSliceMs = 50;
+    const int descriptor_;
+    bool hasBegun_ = false;
 };
 
 /// The role of a frame of a capture that does not tell it.
@@ -243,7 +259,7 @@ void tellRole(FrameSplitter *splitter, CapturedPacket *packet)
 ExitCode listenToFile(const ListenOptions &options, const std::vector<Variable> &variables)
 {
     catchInterrupts();
-    const OpenFile file(options.file);
+    OpenFile file(options.file);
     const auto refuse = [&options] {
         throw Failure(FailureKind::Usage, options.file + ": " + std::strerror(errno));
     };
@@ -251,24 +267,27 @@ ExitCode listenToFile(const ListenOptions &options, const std::vector<Variable> 
         refuse();
     CaptureReader reader(options.file, [&](char *bytes, std::size_t count) {
         const ssize_t got = file.read(bytes, count);
-        if (got < 0 && !isInterrupted())
+        if (got < 0)
             refuse();
-        return static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+        return static_cast<std::size_t>(got);
     });
     std::optional<Hearing> hearing;
     FrameSplitter splitter;
     CapturedPacket packet;
     std::int64_t start = 0;
-    while (!isInterrupted() && !isOutputOver() && reader.next(&packet)) {
-        if (!hearing) {
-            hearing.emplace(options, variables,
-                            reader.baud() > 0 ? LineTiming(reader.baud()).character() : Time::zero());
-            start = packet.time;
+    try {
+        while (!isInterrupted() && !isOutputOver() && reader.next(&packet)) {
+            if (!hearing) {
+                hearing.emplace(options, variables,
+                                reader.baud() > 0 ? LineTiming(reader.baud()).character() : Time::zero());
+                start = packet.time;
+            }
+            tellRole(&splitter, &packet);
+            packet.frame.end = Time(packet.time);
+            const auto time = WallTime(std::chrono::duration_cast<WallTime::duration>(Time(packet.time)));
+            hearing->add(packet.frame, std::max(Time(packet.time - start), Time::zero()), time);
         }
-        tellRole(&splitter, &packet);
-        packet.frame.end = Time(packet.time);
-        const auto time = WallTime(std::chrono::duration_cast<WallTime::duration>(Time(packet.time)));
-        hearing->add(packet.frame, std::max(Time(packet.time - start), Time::zero()), time);
+    } catch (const Interrupted &) { // what came before counts
     }
     if (reader.isCut() && !options.quiet)
         std::fprintf(stderr, "plchost: %s breaks off in the middle of a packet\n", options.file.c_str());

@@ -1,9 +1,11 @@
 // How the programs end when their terminal goes.
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <fstream>
 
 #include "packaging_line.h"
 
@@ -20,6 +22,34 @@ bool exists(const std::string &path)
     {};
     return lstat(path.c_str(), &info) == 0;
 }
+
+/// Waits until the program catches SIGTERM; before, that ends every program.
+void awaitCatching(const ChildProcess &process)
+{
+    const auto limit = steadyNow() + kPatience;
+    while (steadyNow() < limit) {
+        std::ifstream status("/proc/" + std::to_string(process.pid()) + "/status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.rfind("SigCgt:", 0) == 0 &&
+                (std::stoull(line.substr(7), nullptr, 16) >> (SIGTERM - 1) & 1) != 0)
+                return;
+        }
+        usleep(1000);
+    }
+    ADD_FAILURE() << "the program never catches SIGTERM";
+}
+
+/// A pipe with a name, at whose other end nobody is. Gone with its object.
+class LonelyPipe
+{
+public:
+    LonelyPipe() { EXPECT_EQ(0, mkfifo(path.c_str(), 0600)); }
+    ~LonelyPipe() { unlink(path.c_str()); }
+    LonelyPipe(const LonelyPipe &) = delete;
+    LonelyPipe &operator=(const LonelyPipe &) = delete;
+
+    const std::string path = ::testing::TempDir() + "lonely_" + std::to_string(getpid());
+};
 
 class HangUp : public ::testing::Test
 {
@@ -90,6 +120,50 @@ TEST_F(HangUp, EndsNoProgramThatIsToOutliveItsTerminal)
     EXPECT_EQ(0, watch.waitForEnd(steadyNow() + kPatience)) << watch.errors();
     EXPECT_EQ(0, station->stop().exitCode);
     EXPECT_FALSE(exists(port));
+}
+
+TEST(FirstSignal, EndsListeningToAPipeWithoutAWriter)
+{
+    const LonelyPipe pipe;
+    ChildProcess listen(PLC_HOST_PROGRAM, {"listen", pipe.path}, true);
+    awaitCatching(listen);
+    listen.signal(SIGTERM);
+    EXPECT_EQ(2, listen.waitForEnd(steadyNow() + kPatience));
+    EXPECT_EQ("", listen.errors());
+}
+
+TEST(FirstSignal, EndsListeningToAPipeWhoseWriterIsSilent)
+{
+    const LonelyPipe pipe;
+    const int writer = open(pipe.path.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_LE(0, writer);
+    ChildProcess listen(PLC_HOST_PROGRAM, {"listen", pipe.path}, true);
+    awaitCatching(listen);
+    listen.signal(SIGTERM);
+    EXPECT_EQ(2, listen.waitForEnd(steadyNow() + kPatience));
+    EXPECT_EQ("", listen.errors());
+    close(writer);
+}
+
+TEST(FirstSignal, EndsWaitingForTheReaderOfACapture)
+{
+    const LonelyPipe pipe;
+    const auto station = startStation({"-q"});
+    ChildProcess listen(PLC_HOST_PROGRAM, {"listen", "-p", station->terminal(), "--capture", pipe.path},
+                        true);
+    awaitCatching(listen);
+    listen.signal(SIGTERM);
+    EXPECT_EQ(7, listen.waitForEnd(steadyNow() + kPatience));
+    EXPECT_THAT(listen.errors(), HasSubstr("' cannot be opened: nobody reads it"));
+}
+
+TEST(Listening, HearsACaptureThatComesThroughAPipe)
+{
+    const LonelyPipe pipe;
+    ChildProcess listen(PLC_HOST_PROGRAM, {"listen", pipe.path}, true);
+    std::ofstream(pipe.path, std::ios::binary) << "no capture";
+    EXPECT_EQ(1, listen.waitForEnd(steadyNow() + kPatience));
+    EXPECT_THAT(listen.errors(), HasSubstr(": byte 0: this is no pcapng"));
 }
 
 } // namespace

@@ -172,9 +172,16 @@ TEST(ACaptureThatCannotBeWritten, EndsWithSevenAndTheValuesAreReadAllTheSame)
                                             "4x:100", "--capture", "/dev/full"});
     EXPECT_EQ(7, run.exitCode);
     EXPECT_EQ("4x:100 = 0\n", run.output);
-    EXPECT_THAT(run.errors,
-                MatchesRegex("plchost: --capture: [0-9]+ packets are missing in '/dev/full': No space "
-                             "left on device\n"));
+    EXPECT_EQ("plchost: --capture: '/dev/full' could not be written: No space left on device\n", run.errors);
+}
+
+TEST(ACaptureThatCannotBeWritten, IsToldOfWhereNothingIsHeardToo)
+{
+    const std::unique_ptr<Server> station = startStation({"-q"});
+    const Finished run = inShell("\"$@\"", {PLC_HOST_PROGRAM, "listen", "-p", station->terminal(), "--for",
+                                            "60", "--capture", "/dev/full"});
+    EXPECT_EQ(7, run.exitCode);
+    EXPECT_EQ("plchost: --capture: '/dev/full' could not be written: No space left on device\n", run.errors);
 }
 
 TEST(ValuesThatTheStationCannotPrint, EndItWithSeven)
