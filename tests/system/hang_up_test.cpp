@@ -157,7 +157,7 @@ TEST(FirstSignal, EndsWaitingForTheReaderOfACapture)
     EXPECT_THAT(listen.errors(), HasSubstr("' cannot be opened: nobody reads it"));
 }
 
-TEST(Listening, HearsACaptureThatComesThroughAPipe)
+TEST(ListeningToAPipe, WaitsForItsFirstWriter)
 {
     const LonelyPipe pipe;
     ChildProcess listen(PLC_HOST_PROGRAM, {"listen", pipe.path}, true);
