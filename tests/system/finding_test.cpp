@@ -130,6 +130,29 @@ TEST_F(Finding, MapsAnAreaIntoAProjectThatRunsWithoutAnException)
     EXPECT_LE(6, statistics["total"]["good"].asInt());
 }
 
+TEST_F(Finding, AStationThatIsNotThereIsToldAsThat)
+{
+    serve({});
+    const Finished none =
+        plchost({"map", "-p", terminal, "-o", "0.02", "--retries", "1", "-a", "6", "4x:0-40"});
+    EXPECT_EQ(2, none.exitCode);
+    EXPECT_EQ("plchost: the station answers nothing; is it there? Where it is silent about what it lacks, "
+              "--known names an address that it has\n",
+              none.errors);
+    const Finished known = plchost(
+        {"map", "-p", terminal, "-o", "0.02", "--retries", "1", "-a", "6", "4x:0-40", "--known", "3"});
+    EXPECT_EQ(2, known.exitCode);
+    EXPECT_EQ("plchost: the station answers nothing; is it there?\n", known.errors);
+}
+
+TEST_F(Finding, OneOfAThingIsNotToldAsSeveral)
+{
+    serve({"--only", "4x:7-7"});
+    const Finished mapped = host("map", {"-a", "5", "4x:7-7"});
+    EXPECT_EQ(0, mapped.exitCode) << mapped.errors;
+    EXPECT_THAT(mapped.output, HasSubstr("4x:7 to 7: 1 island, 1 register, in 1 request\n"));
+}
+
 TEST_F(Finding, AMapInCsvRunsAsItIs)
 {
     serve(kDevice);
@@ -137,6 +160,8 @@ TEST_F(Finding, AMapInCsvRunsAsItIs)
     EXPECT_EQ("name,area,address,station,count,rate,kind\n"
               "4x.100-163,4x,100,5,64,0,\n4x.170-205,4x,170,5,36,0,\n,4x,164,5,6,,hole\n",
               mapped.output);
+    EXPECT_THAT(mapped.errors, HasSubstr("plchost: no request may have more than 60 registers here; "
+                                         "give project from-csv --max-block 60\n"));
     const TemporaryFile map(mapped.output);
     const Finished made = plchost({"project", "from-csv", map.path(), "-p", terminal, "--max-block", "60"});
     EXPECT_EQ(0, made.exitCode) << made.errors;
@@ -228,6 +253,12 @@ TEST_F(Finding, SendsAnyBytesAndShowsTheAnswerFieldByField)
         plchost({"raw", "-p", terminal, "-o", "0.1", "--no-crc", "05 03 00 64 00 02 84 51"});
     EXPECT_EQ(2, wrong.exitCode);
     EXPECT_EQ("-> 05 03 00 64 00 02 84 51\n-- nothing heard\n", wrong.output);
+    const Finished broadcast = host("raw", {"00 06 00 64 00 09"});
+    EXPECT_EQ(0, broadcast.exitCode);
+    EXPECT_EQ("-> 00 06 00 64 00 09 09 C2\n-- a broadcast, which nobody answers\n", broadcast.output);
+    EXPECT_EQ("broadcast",
+              jsonOf(host("raw", {"00 06 00 64 00 0A", "--format", "ndjson"}).output)["state"].asString());
+    EXPECT_THAT(host("raw", {"05 03 00 64 00 01"}).output, HasSubstr("register 100  00 0A"));
     const Finished forbidden = host("raw", {"--read-only", "05 06 00 64 00 01"});
     EXPECT_EQ(1, forbidden.exitCode);
     EXPECT_THAT(forbidden.errors, HasSubstr("--read-only: the bytes are no request of which it is known"));
