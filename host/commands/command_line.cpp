@@ -229,6 +229,7 @@ void addIdentifyCommand(CLI::App *program, cli::Book *book, Command *chosen)
     auto options = std::make_shared<AskOptions>();
     options->takesSeveralStations = true;
     CLI::App *command = program->add_subcommand("identify", "ask stations who they are");
+    addAskedStationOption(command, options.get());
     addAskOptions(command, options.get());
     addTextFormatOption(command, options.get());
     book->of(command) = identifyManual();
@@ -245,6 +246,7 @@ void addLimitsCommand(CLI::App *program, cli::Book *book, Command *chosen)
         ->capture_default_str();
     addNumber(command, "--samples", &options->samples, 1, 100000, "N", "reads whose reply times are taken")
         ->capture_default_str();
+    addAskedStationOption(command, options.get());
     addAskOptions(command, options.get());
     addTextFormatOption(command, options.get());
     book->of(command) = limitsManual();
@@ -275,6 +277,7 @@ void addMapCommand(CLI::App *program, cli::Book *book, Command *chosen)
                      "write a project file that reads all that was found")
         ->type_name("FILE")
         ->check([](const std::string &path) { return path.empty() ? "must name a file" : ""; });
+    addAskedStationOption(command, options.get());
     addAskOptions(command, options.get());
     addFormatOption(command, options.get());
     book->of(command) = mapManual();

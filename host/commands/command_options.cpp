@@ -138,9 +138,8 @@ std::vector<int> CommandOptions::stationList() const
     if (!wrong.empty())
         throw Failure(FailureKind::Usage, "--station: " + wrong);
     if (list.size() > 1 && !takesSeveralStations)
-        throw Failure(FailureKind::Usage, "--station: several stations, as '" + stations +
-                                              "', are for read and watch; here name a variable's station "
-                                              "behind @, as 4x:100@3");
+        throw Failure(FailureKind::Usage,
+                      "--station: several stations, as '" + stations + "', " + forSeveralStations);
     return list;
 }
 

@@ -41,6 +41,9 @@ struct CommandOptions : OutputOptions
     std::string port;
     std::string stations = "1"; ///< see stationList()
     bool takesSeveralStations = false;
+    /// What to do in place of naming several stations, where the command takes one.
+    const char *forSeveralStations =
+        "are for read and watch; here name a variable's station behind @, as 4x:100@3";
     int baud = 19200;
     std::string parity = "even";
     std::string rs485; ///< empty: not asked for

@@ -305,6 +305,12 @@ std::string unitName(const AreaMapper &mapper)
     return isReadOfBits(mapper.wish().function) ? "bits" : "registers";
 }
 
+std::string countedItems(const AreaMapper &mapper, int number)
+{
+    return counted(static_cast<std::uint64_t>(number),
+                   isReadOfBits(mapper.wish().function) ? "bit" : "register", unitName(mapper));
+}
+
 std::string mapText(const AreaMapper &mapper, std::uint64_t requests)
 {
     const MapWish &wish = mapper.wish();
@@ -319,8 +325,8 @@ std::string mapText(const AreaMapper &mapper, std::uint64_t requests)
     }
     return text + "station " + std::to_string(wish.station) + ", " + areaOfFunction(wish.function) + ":" +
            std::to_string(wish.first) + " to " + std::to_string(wish.first + wish.count - 1) + ": " +
-           std::to_string(islands.size()) + " islands, " + std::to_string(itemsOf(mapper)) + " " +
-           unitName(mapper) + ", in " + std::to_string(requests) + " requests\n";
+           counted(islands.size(), "island", "islands") + ", " + countedItems(mapper, itemsOf(mapper)) +
+           ", in " + counted(requests, "request", "requests") + "\n";
 }
 
 std::string mapRecords(const AreaMapper &mapper, std::uint64_t requests, WallTime time)
@@ -369,14 +375,20 @@ ExitCode exitCodeOf(const Answer &answer)
     return kExitNoReply;
 }
 
-std::string rawReport(const QByteArray &request, const Answer &answer, Format format, WallTime time)
+std::string rawReport(const QByteArray &request, const Answer &answer, bool isToAll, Format format,
+                      WallTime time)
 {
+    constexpr const char *kNobodyAnswers = "a broadcast, which nobody answers";
+    const bool isWithoutAnswer = isToAll && answer.kind == AnswerKind::Nothing;
     const std::vector<FrameField> fields =
         answer.isAnswer() ? fieldRows(answer.frame, request) : std::vector<FrameField>();
     if (format == Format::NdJson) {
         JsonLine line("answer");
         line.text("time", isoTime(time)).text("request", hexOf(request));
-        addState(answer, &line);
+        if (isWithoutAnswer)
+            line.text("state", "broadcast").text("reason", kNobodyAnswers);
+        else
+            addState(answer, &line);
         if (!answer.isAnswer())
             return line.object() + "\n";
         line.text("reply", hexOf(answer.frame)).decimal("reply_time_ms", ms(answer.replyTime));
@@ -392,7 +404,7 @@ std::string rawReport(const QByteArray &request, const Answer &answer, Format fo
     }
     std::string text = "-> " + hexOf(request) + "\n";
     if (!answer.isAnswer())
-        return text + "-- " + describe(answer) + "\n";
+        return text + "-- " + (isWithoutAnswer ? kNobodyAnswers : describe(answer)) + "\n";
     text += "<- " + hexOf(answer.frame) + "\n";
     Cells cells;
     for (const FrameField &field : fields)
@@ -429,10 +441,13 @@ std::string mapAdvice(const AreaMapper &mapper, const std::string &resume)
         advice += line("the station refuses the function: exception 01 illegal function");
         break;
     case MapEnd::NoAnswer:
-        advice += line(mapper.islands().empty()
-                           ? "the station answers nothing; is it there? Where it is silent about what it "
-                             "lacks, --known names an address that it has"
-                           : "the station no longer answers");
+        if (!mapper.islands().empty())
+            advice += line("the station no longer answers");
+        else
+            advice += line(std::string("the station answers nothing; is it there?") +
+                           (mapper.wish().known ? ""
+                                                : " Where it is silent about what it lacks, --known names an "
+                                                  "address that it has"));
         break;
     case MapEnd::Open:
         break;
@@ -446,9 +461,8 @@ std::string mapAdvice(const AreaMapper &mapper, const std::string &resume)
             line("the station answers reads over what it lacks, so that each address was asked for alone");
     const std::size_t unsettled = mapper.unsettled().size();
     if (unsettled > 0)
-        advice +=
-            line(std::to_string(unsettled) + " addresses were never answered, and are taken for lacking; "
-                                             "is the line good?");
+        advice += line(counted(unsettled, "address was", "addresses were") +
+                       " never answered, and taken for lacking; is the line good?");
     return advice;
 }
 

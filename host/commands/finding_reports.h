@@ -19,7 +19,8 @@ namespace plc::host {
 ExitCode exitCodeOf(const Answer &answer);
 
 /// All of these end with a line end. Of the formats, whatever is not ndjson is text.
-std::string rawReport(const QByteArray &request, const Answer &answer, Format format, WallTime time);
+std::string rawReport(const QByteArray &request, const Answer &answer, bool isToAll, Format format,
+                      WallTime time);
 std::string identityReport(const Identification &found, Format format, WallTime time);
 std::string limitsReport(const StationLimits &limits, Format format, WallTime time);
 std::string mapReport(const AreaMapper &mapper, std::uint64_t requests, Format format, WallTime time);

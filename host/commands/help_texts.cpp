@@ -327,9 +327,11 @@ Manual mapManual()
                   "shorter one between two reads may be missed; --exact asks every address. Nothing is "
                   "written to the station."),
         paragraph("Ctrl-C", "What was found is printed, and kept in the file of --resume."),
-        paragraph("What comes of it",
-                  "--write-project has a variable for each island, and what lies between them as holes, "
-                  "which no request of plchost run reads over. --format csv is a register map."),
+        paragraph(
+            "What comes of it",
+            "--write-project has a variable for each island, and what lies between them as holes, "
+            "which no request of plchost run reads over. --format csv is a register map; where the station "
+            "takes short requests only, a line says what --max-block of project from-csv must be."),
         {"Exit code",
          {listed({{"0", "something was found"},
                   {"2", "the station has not answered, or Ctrl-C came before anything was found"},
@@ -348,7 +350,9 @@ Manual rawManual()
     manual.chapters = {
         paragraph("What is sent",
                   "The bytes with the CRC behind them, once. --no-crc sends them as they are. With "
-                  "--read-only nothing is sent but functions of which it is known that they only read."),
+                  "--read-only nothing is sent but one whole request of which it is known that it only "
+                  "reads, and --no-crc is refused. A broadcast, to station 0, is answered by nobody: exit "
+                  "code 0."),
         paragraph("What is shown",
                   "The request, the answer, and its fields with what they mean. Where the bytes "
                   "are no request, whatever comes within --timeout is shown."),

@@ -127,11 +127,6 @@ std::string describe(const Histogram &durations)
            " ms";
 }
 
-std::string counted(std::uint64_t number, const char *one, const char *many)
-{
-    return std::to_string(number) + " " + (number == 1 ? one : many);
-}
-
 std::string exceptionsOf(int number, const HeardStation &station)
 {
     std::string text;

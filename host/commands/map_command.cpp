@@ -3,7 +3,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 
 #include "host/commands/asked_line.h"
 #include "host/commands/command_options.h"
@@ -77,6 +79,36 @@ void refuseExisting(const std::string &path, const char *option)
                       std::string(option) + ": '" + path + "' exists; name a file that does not");
 }
 
+/// Tells what is in the way of save() before anything is sent.
+/// @throw Failure  (wrong usage)
+void refuseUnwritable(const std::string &path, const char *option)
+{
+    if (path.empty())
+        return;
+    const std::size_t slash = path.rfind('/');
+    // The file is replaced by one that is made beside it.
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    if (access(folder.c_str(), W_OK | X_OK) == 0)
+        return;
+    const int error = errno;
+    failOutput();
+    throw Failure(FailureKind::Usage,
+                  std::string(option) + ": '" + path + "' cannot be written: " + std::strerror(error));
+}
+
+/// A project says itself how large its requests may be; a register map cannot.
+std::string csvAdvice(const Project &project, const AreaMapper &mapper)
+{
+    const int most = project.link.maxBlock;
+    if (project.variables.empty() || most >= LinkSettings().maxBlock)
+        return std::string();
+    const std::string items = isReadOfBits(mapper.wish().function)
+                                  ? counted(static_cast<std::uint64_t>(mapper.block()), "bit", "bits")
+                                  : counted(static_cast<std::uint64_t>(most), "register", "registers");
+    return "plchost: no request may have more than " + items + " here; give project from-csv --max-block " +
+           std::to_string(most) + "\n";
+}
+
 /// Shows on a terminal how far it is.
 class Progress
 {
@@ -96,8 +128,9 @@ public:
         if (!isShown_ || now < told_ + kTellEvery)
             return;
         told_ = now;
-        std::fprintf(stderr, "\rplchost: %.0f %%, %zu islands, %llu requests\x1B[K", 100 * mapper.progress(),
-                     mapper.islands().size(), static_cast<unsigned long long>(requests));
+        std::fprintf(stderr, "\rplchost: %.0f %%, %s, %s\x1B[K", 100 * mapper.progress(),
+                     counted(mapper.islands().size(), "island", "islands").c_str(),
+                     counted(requests, "request", "requests").c_str());
     }
 
 private:
@@ -132,6 +165,8 @@ ExitCode mapArea(const AreaMapOptions &options)
         const MapState state = parseMapState(options.resume, textOfFile(options.resume), wish);
         mapper.remember(state.places, state.block);
     }
+    refuseUnwritable(options.resume, "--resume");
+    refuseUnwritable(options.writeProject, "--write-project");
     AskedLine line(link, options);
     const auto keep = [&] {
         if (!options.resume.empty())
@@ -163,6 +198,8 @@ ExitCode mapArea(const AreaMapOptions &options)
         print(mapReport(mapper, line.requests(), options.outputFormat(), std::chrono::system_clock::now()));
     if (!options.quiet)
         std::fputs(mapAdvice(mapper, options.resume).c_str(), stderr);
+    if (!options.quiet && options.outputFormat() == Format::Csv)
+        std::fputs(csvAdvice(project, mapper).c_str(), stderr);
     if (!options.writeProject.empty() && !islands.empty())
         save(options.writeProject, projectText(project), "--write-project");
     return exitCodeOf(mapper);

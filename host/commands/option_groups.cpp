@@ -23,12 +23,9 @@ CLI::Option *addSeconds(CLI::App *app, const char *name, double *number, Limits 
     return addNumber(app, name, number, limits.least / 1000.0, limits.most / 1000.0, "S", help, group);
 }
 
-/// What the port and the line are like.
-void addWireOptions(CLI::App *app, CommandOptions *options)
+void addStationOption(CLI::App *app, CommandOptions *options, const std::string &help)
 {
-    app->add_option("-a,--station", options->stations,
-                    "station of variables that name none, 1 to " + std::to_string(kStationLimits.most) +
-                        "; 0 broadcasts writes; for read and watch also several, as 1,3,5-8")
+    app->add_option("-a,--station", options->stations, help)
         ->check([](const std::string &text) {
             std::vector<int> list;
             return stationListMistake(text, &list);
@@ -36,6 +33,11 @@ void addWireOptions(CLI::App *app, CommandOptions *options)
         ->type_name("N")
         ->capture_default_str()
         ->group(kLineGroup);
+}
+
+/// What the port and the line are like.
+void addWireOptions(CLI::App *app, CommandOptions *options)
+{
     addNumber(app, "-b,--baud", &options->baud, kBaudLimits, "RATE", "bits per second", kLineGroup)
         ->capture_default_str();
     app->add_option("-P,--parity", options->parity, "even, odd or none")
@@ -82,6 +84,9 @@ void addEchoOption(CLI::App *app, CommandOptions *options)
 
 void addLineOptions(CLI::App *app, CommandOptions *options)
 {
+    addStationOption(app, options,
+                     "station of variables that name none, 1 to " + std::to_string(kStationLimits.most) +
+                         "; 0 broadcasts writes; for read and watch also several, as 1,3,5-8");
     addWireOptions(app, options);
     addSeconds(
         app, "--late-guard", &options->lateGuardSeconds, kLateGuardMsLimits,
@@ -185,6 +190,15 @@ void addLinkOptions(CLI::App *app, CommandOptions *options)
     addReadOnlyOption(app, &options->readOnly);
     addDriverOption(app, &options->driver);
     addVerbosityOptions(app, options);
+}
+
+void addAskedStationOption(CLI::App *app, AskOptions *options)
+{
+    options->forSeveralStations = "are asked one by one; give the command for each";
+    const std::string range = "to ask, 1 to " + std::to_string(kStationLimits.most);
+    addStationOption(app, options,
+                     options->takesSeveralStations ? "stations " + range + ", as 1,3,5-8"
+                                                   : "station " + range);
 }
 
 void addAskOptions(CLI::App *app, AskOptions *options)

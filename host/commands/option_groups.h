@@ -53,7 +53,9 @@ void addDriverOption(CLI::App *app, std::string *path);
 void addSettingOptions(CLI::App *app, CommandOptions *options);
 /// Options of the line and of the driver and what is told besides values: all but the port.
 void addLinkOptions(CLI::App *app, CommandOptions *options);
-/// Options of the line for commands that ask without the driver; the port among them.
+/// -a of commands that ask stations without the driver.
+void addAskedStationOption(CLI::App *app, AskOptions *options);
+/// Their options of the line; the port among them.
 void addAskOptions(CLI::App *app, AskOptions *options);
 /// --format of those, which print no tables of values.
 void addTextFormatOption(CLI::App *app, OutputOptions *options);

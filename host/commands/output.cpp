@@ -418,6 +418,11 @@ std::string recordOf(const Row &row, NumberStyle style)
     return line.object();
 }
 
+std::string counted(std::uint64_t number, const std::string &one, const std::string &many)
+{
+    return std::to_string(number) + " " + (number == 1 ? one : many);
+}
+
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells)
 {
     std::vector<std::size_t> widths;

@@ -104,6 +104,9 @@ private:
     bool headDone_ = false;
 };
 
+/// "1 frame", "2 frames".
+std::string counted(std::uint64_t number, const std::string &one, const std::string &many);
+
 /// Lines of a table: one of headings and one a row, columns under each other.
 std::vector<std::string> layOut(const std::vector<std::vector<std::string>> &cells);
 

@@ -60,25 +60,60 @@ bool isRequest(const QByteArray &frame)
     return hasCrc && (frame.at(1) & kExceptionBit) == 0;
 }
 
+/// Whether the frame, CRC included, is one request within the standard's limits, with nothing behind it.
+bool isOneRequest(const QByteArray &frame)
+{
+    const auto *const bytes = reinterpret_cast<const unsigned char *>(frame.constData());
+    const runtime::ContentLength length = runtime::requestLengthAt(bytes, static_cast<int>(frame.size()));
+    return length.kind == runtime::ContentLength::Kind::Known && length.bytes == frame.size();
+}
+
+bool isBroadcast(const QByteArray &frame)
+{
+    return frame.at(0) == 0 && isOneRequest(frame) &&
+           (runtime::crcFits(frame.constData(), frame.size(), false) ||
+            runtime::crcFits(frame.constData(), frame.size(), true));
+}
+
+/// @throw Failure  (wrong usage) for bytes that may change something.
+void refuseWrites(const RawOptions &options, const QByteArray &frame)
+{
+    if (options.noCrc)
+        throw Failure(FailureKind::Usage, "--read-only: without --no-crc, since stations may take bytes "
+                                          "whose CRC is not added here for several requests");
+    if (!runtime::changesNothing(frame))
+        throw Failure(FailureKind::Usage,
+                      "--read-only: the bytes are no request of which it is known that it only reads");
+    if (!isOneRequest(frame))
+        throw Failure(
+            FailureKind::Usage,
+            "--read-only: the bytes must be one whole request, without its CRC and within the limits "
+            "of the standard");
+}
+
 } // namespace
 
 ExitCode sendRaw(const RawOptions &options)
 {
     const LinkSettings link = options.link();
     const QByteArray bytes = bytesOf(options.bytes);
-    if (options.readOnly && !runtime::changesNothing(bytes))
-        throw Failure(FailureKind::Usage,
-                      "--read-only: the bytes are no request of which it is known that it only reads");
     Question question;
     question.frame = options.noCrc ? bytes : withCrc(bytes, options.wantsCrcHighFirst(link));
+    if (options.readOnly)
+        refuseWrites(options, question.frame);
+    // Nobody answers a broadcast; each station has the turnaround to carry it out.
+    const bool isToAll = isBroadcast(question.frame);
+    if (isToAll)
+        question.timeout = link.turnaround;
     question.retries = 0;
     question.takesAnything = !isRequest(question.frame);
     AskedLine line(link, options);
     const std::optional<Answer> answer = line.ask(question);
     if (!answer)
         return kExitNoReply;
-    print(rawReport(question.frame, *answer, options.outputFormat(), std::chrono::system_clock::now()));
-    return exitCodeOf(*answer);
+    print(rawReport(question.frame, *answer, isToAll, options.outputFormat(),
+                    std::chrono::system_clock::now()));
+    return isToAll && answer->kind == AnswerKind::Nothing ? kExitGood : exitCodeOf(*answer);
 }
 
 } // namespace plc::host

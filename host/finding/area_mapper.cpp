@@ -101,8 +101,24 @@ std::optional<Question> AreaMapper::nextProbe()
         }
         cursor_ += wish_.least;
     }
-    end_ = MapEnd::Done;
-    return std::nullopt;
+    if (silentPlaces_.empty() || (answers_ > 0 && !lastThere_)) {
+        end_ = MapEnd::Done;
+        return std::nullopt;
+    }
+    if (!lastThere_) {
+        giveUp();
+        return std::nullopt;
+    }
+    isControlDue_ = true;
+    return ask(Purpose::Control, *lastThere_, 1);
+}
+
+/// What was not answered meanwhile was not answered by anybody.
+void AreaMapper::giveUp()
+{
+    places_ = confirmedPlaces();
+    silentPlaces_.clear();
+    end_ = MapEnd::NoAnswer;
 }
 
 /// Sets the island as far as it is known, and the room beside it.
@@ -221,8 +237,6 @@ void AreaMapper::take(const Answer &answer)
         silentPlaces_.clear();
     else if (asked_ == 1)
         silentPlaces_.push_back(askedAt_);
-    if (silencesInARow_ >= kSilencesToGiveUp && !lastThere_ && answers_ == 0)
-        end_ = MapEnd::NoAnswer;
     const Purpose purpose = purpose_;
     purpose_ = Purpose::Probe;
     if (purpose == Purpose::Whole) {
@@ -233,6 +247,8 @@ void AreaMapper::take(const Answer &answer)
         purpose_ = purpose;
         takeSingle(verdict);
     }
+    if (silencesInARow_ >= kSilencesToGiveUp && !lastThere_ && answers_ == 0)
+        giveUp();
 }
 
 void AreaMapper::noteSilence()
@@ -251,12 +267,8 @@ void AreaMapper::takeControl(const Answer &answer)
         silentPlaces_.clear();
         return;
     }
-    if (++controls_ < kControls)
-        return;
-    // What was not answered meanwhile was not answered by anybody.
-    for (const int at : silentPlaces_)
-        places_[static_cast<std::size_t>(at)] = Place::Unknown;
-    end_ = MapEnd::NoAnswer;
+    if (++controls_ >= kControls)
+        giveUp();
 }
 
 void AreaMapper::takeBlock(Verdict verdict)
@@ -371,6 +383,14 @@ std::vector<int> AreaMapper::unsettled() const
             found.push_back(wish_.first + at);
     }
     return found;
+}
+
+std::vector<Place> AreaMapper::confirmedPlaces() const
+{
+    std::vector<Place> places = places_;
+    for (const int at : silentPlaces_)
+        places[static_cast<std::size_t>(at)] = Place::Unknown;
+    return places;
 }
 
 int AreaMapper::countOf(Place place) const

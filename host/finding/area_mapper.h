@@ -88,13 +88,16 @@ public:
     int block() const { return block_; }
     /// Codes of the exceptions with which items were refused.
     const std::set<int> &codes() const { return codes_; }
-    bool isSilentAboutLacking() const { return !hasRefused_ && silences_ > 0; }
+    bool isSilentAboutLacking() const { return !hasRefused_ && silences_ > 0 && answers_ > 0; }
     bool readsOverLacking() const { return isLenient_; }
     const MapWish &wish() const { return wish_; }
 
     /// What was found in an earlier run. Before the first question.
     void remember(const std::vector<Place> &places, int block);
     const std::vector<Place> &places() const { return places_; }
+    /// The same, with Unknown where nobody has answered and no answer since has shown that the station is
+    /// there.
+    std::vector<Place> confirmedPlaces() const;
 
 private:
     enum class Phase
@@ -131,6 +134,7 @@ private:
     Verdict verdictOf(const Answer &answer);
     void noteAnswerTime(const Answer &answer);
     void noteSilence();
+    void giveUp();
     void takeControl(const Answer &answer);
     void takeBlock(Verdict verdict);
     void takeSingle(Verdict verdict);
@@ -173,7 +177,7 @@ private:
     bool hasRefused_ = false;
     int silences_ = 0;
     int silencesInARow_ = 0;
-    std::vector<int> silentPlaces_; ///< of these, singles
+    std::vector<int> silentPlaces_; ///< single items that were not answered since the last answer
     int repeats_ = 0;               ///< of the same question
     int controls_ = 0;
     bool isControlDue_ = false;

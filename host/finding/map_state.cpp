@@ -15,9 +15,8 @@ constexpr std::pair<const char *, Place> kLists[] = {{"there", Place::There},
                                                      {"lacking", Place::Lacking},
                                                      {"unsettled", Place::Unsettled}};
 
-std::string listOf(const AreaMapper &mapper, Place place)
+std::string listOf(const AreaMapper &mapper, const std::vector<Place> &places, Place place)
 {
-    const std::vector<Place> &places = mapper.places();
     std::string list;
     for (std::size_t at = 0; at < places.size(); ++at) {
         if (places[at] != place)
@@ -89,8 +88,10 @@ std::string mapStateText(const AreaMapper &mapper)
                        areaOfFunction(wish.function) + "\",\n  \"first\": " + std::to_string(wish.first) +
                        ",\n  \"count\": " + std::to_string(wish.count) +
                        ",\n  \"block\": " + std::to_string(mapper.block());
+    // Silence says something only as long as the station is there.
+    const std::vector<Place> places = mapper.confirmedPlaces();
     for (const auto &[name, place] : kLists)
-        text += ",\n  \"" + std::string(name) + "\": " + listOf(mapper, place);
+        text += ",\n  \"" + std::string(name) + "\": " + listOf(mapper, places, place);
     return text + "\n}\n";
 }
 

@@ -130,6 +130,29 @@ TEST_F(Finding, MapsAnAreaIntoAProjectThatRunsWithoutAnException)
     EXPECT_LE(6, statistics["total"]["good"].asInt());
 }
 
+TEST_F(Finding, AStationThatIsNotThereIsToldAsThat)
+{
+    serve({});
+    const Finished none =
+        plchost({"map", "-p", terminal, "-o", "0.02", "--retries", "1", "-a", "6", "4x:0-40"});
+    EXPECT_EQ(2, none.exitCode);
+    EXPECT_EQ("plchost: the station answers nothing; is it there? Where it is silent about what it lacks, "
+              "--known names an address that it has\n",
+              none.errors);
+    const Finished known = plchost(
+        {"map", "-p", terminal, "-o", "0.02", "--retries", "1", "-a", "6", "4x:0-40", "--known", "3"});
+    EXPECT_EQ(2, known.exitCode);
+    EXPECT_EQ("plchost: the station answers nothing; is it there?\n", known.errors);
+}
+
+TEST_F(Finding, OneOfAThingIsNotToldAsSeveral)
+{
+    serve({"--only", "4x:7-7"});
+    const Finished mapped = host("map", {"-a", "5", "4x:7-7"});
+    EXPECT_EQ(0, mapped.exitCode) << mapped.errors;
+    EXPECT_THAT(mapped.output, HasSubstr("4x:7 to 7: 1 island, 1 register, in 1 request\n"));
+}
+
 TEST_F(Finding, AMapInCsvRunsAsItIs)
 {
     serve(kDevice);
@@ -137,11 +160,15 @@ TEST_F(Finding, AMapInCsvRunsAsItIs)
     EXPECT_EQ("name,area,address,station,count,rate,kind\n"
               "4x.100-163,4x,100,5,64,0,\n4x.170-205,4x,170,5,36,0,\n,4x,164,5,6,,hole\n",
               mapped.output);
+    EXPECT_THAT(mapped.errors, HasSubstr("plchost: no request may have more than 60 registers here; "
+                                         "give project from-csv --max-block 60\n"));
     const TemporaryFile map(mapped.output);
-    const Finished made = plchost({"project", "from-csv", map.path(), "-p", terminal, "--max-block", "60"});
+    const Finished made =
+        plchost({"project", "from-csv", map.path(), "-p", terminal, "-o", "60", "--max-block", "60"});
     EXPECT_EQ(0, made.exitCode) << made.errors;
     const TemporaryFile project(made.output);
-    EXPECT_EQ(0, plchost({"run", project.path(), "--scans", "1"}).exitCode);
+    const Finished run = plchost({"run", project.path(), "--scans", "1"});
+    EXPECT_EQ(0, run.exitCode) << run.errors;
 }
 
 TEST_F(Finding, NoRequestOfAProjectReachesOverItsHoles)
@@ -185,22 +212,27 @@ TEST_F(Finding, NoRequestOfAProjectReachesOverItsHoles)
 
 TEST_F(Finding, CtrlCKeepsTheMapAndTheSameCommandGoesOn)
 {
-    serve({"--only", "4x:64-127", "--only", "4x:3000-3099", "--delay", "20"});
+    const Words there{"--only", "4x:64-127", "--only", "4x:13000-13099"};
+    // More than a minute of reads is left when the signal comes, however late that is.
+    serve(there + Words{"--delay", "200"});
     const NewFile kept("finding_state");
-    const Words words{"map",      "-p",        terminal, "-a", "5", "4x:0-4095",
-                      "--resume", kept.path(), "-v",     "-o", "60"};
-    plc::host::ChildProcess map(PLC_HOST_PROGRAM, words, true);
+    const auto words = [&] {
+        return Words{"map",      "-p",        terminal, "-a", "5", "4x:0-16383",
+                     "--resume", kept.path(), "-v",     "-o", "60"};
+    };
+    plc::host::ChildProcess map(PLC_HOST_PROGRAM, words(), true);
     const auto limit = plc::runtime::steadyNow() + kPatience;
     while (map.errors().find("-> 05 03 00 80 ") == std::string::npos && plc::runtime::steadyNow() < limit)
         map.readLine(plc::runtime::steadyNow() + std::chrono::milliseconds(20));
     map.signal(SIGINT);
     EXPECT_EQ(6, map.waitForEnd(limit)) << map.errors();
     EXPECT_THAT(map.output(), HasSubstr("64     127"));
-    EXPECT_THAT(map.output(), Not(HasSubstr("3000")));
+    EXPECT_THAT(map.output(), Not(HasSubstr("13000")));
     EXPECT_THAT(map.errors(), HasSubstr("the same command goes on where this one has ended"));
-    const Finished rest = plchost(words);
+    serve(there);
+    const Finished rest = plchost(words());
     EXPECT_EQ(0, rest.exitCode) << rest.errors;
-    EXPECT_THAT(rest.output, AllOf(HasSubstr("64     127"), HasSubstr("3000   3099")));
+    EXPECT_THAT(rest.output, AllOf(HasSubstr("64     127"), HasSubstr("13000  13099")));
     EXPECT_THAT(rest.errors, Not(HasSubstr("-> 05 03 00 00 "))) << "what was known is not asked for again";
     const Finished other = plchost({"map", "-p", terminal, "-a", "5", "3x:0-4095", "--resume", kept.path()});
     EXPECT_EQ(1, other.exitCode);
@@ -228,6 +260,12 @@ TEST_F(Finding, SendsAnyBytesAndShowsTheAnswerFieldByField)
         plchost({"raw", "-p", terminal, "-o", "0.1", "--no-crc", "05 03 00 64 00 02 84 51"});
     EXPECT_EQ(2, wrong.exitCode);
     EXPECT_EQ("-> 05 03 00 64 00 02 84 51\n-- nothing heard\n", wrong.output);
+    const Finished broadcast = host("raw", {"00 06 00 64 00 09"});
+    EXPECT_EQ(0, broadcast.exitCode);
+    EXPECT_EQ("-> 00 06 00 64 00 09 09 C2\n-- a broadcast, which nobody answers\n", broadcast.output);
+    EXPECT_EQ("broadcast",
+              jsonOf(host("raw", {"00 06 00 64 00 0A", "--format", "ndjson"}).output)["state"].asString());
+    EXPECT_THAT(host("raw", {"05 03 00 64 00 01"}).output, HasSubstr("register 100  00 0A"));
     const Finished forbidden = host("raw", {"--read-only", "05 06 00 64 00 01"});
     EXPECT_EQ(1, forbidden.exitCode);
     EXPECT_THAT(forbidden.errors, HasSubstr("--read-only: the bytes are no request of which it is known"));
@@ -237,8 +275,9 @@ TEST_F(Finding, SendsAnyBytesAndShowsTheAnswerFieldByField)
 TEST(FindingByLibmodbus, AStationOfAnotherMakerIsIdentifiedAndMapped)
 {
     Server station(PLC_LIBMODBUS_STATION, {});
-    // It is silent about functions that it does not know.
-    const Words line{"-p", station.terminal(), "-a", "17", "-o", "2", "--retries", "1"};
+    // It is silent about functions that it does not know: each of them costs the time-out and its late guard.
+    const Words where{"-p", station.terminal(), "-a", "17"};
+    const Words line = where + Words{"-o", "5", "--retries", "0"};
     const Finished identified = plchost(Words{"identify"} + line);
     EXPECT_EQ(0, identified.exitCode) << identified.errors;
     EXPECT_THAT(identified.output, AllOf(HasSubstr("server id (17)"), HasSubstr("4C 4D 42")))
@@ -247,7 +286,7 @@ TEST(FindingByLibmodbus, AStationOfAnotherMakerIsIdentifiedAndMapped)
     EXPECT_EQ(0, limits.exitCode) << limits.errors;
     EXPECT_THAT(limits.output, HasSubstr("most registers in one read    125\n"));
     for (const char *const area : {"4x:0-4095", "3x:0-4095", "0x:0-4095", "1x:0-4095"}) {
-        const Finished mapped = plchost(Words{"map", area} + line);
+        const Finished mapped = plchost(Words{"map", area, "-o", "60"} + where);
         EXPECT_EQ(0, mapped.exitCode) << mapped.errors;
         EXPECT_THAT(mapped.output, HasSubstr("first  last  count\n0      999   1000\n\n")) << area;
     }

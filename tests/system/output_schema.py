@@ -105,6 +105,7 @@ def check_lines(check, port, project, more):
         (["map", "-a", "9", "4x:0-31"] + absent, ["map"]),
         (["raw"] + line + ["01 03 00 00 00 01"], ["answer"]),
         (["raw"] + line + ["01 03 FF FF 00 01"], ["answer"]),
+        (["raw"] + line + ["00 06 00 01 00 02"], ["answer"]),
         (["raw"] + absent + ["09 03 00 00 00 01"], ["answer"]),
     ):
         lines = check.lines(check.run(words), " ".join(words))

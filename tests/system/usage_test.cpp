@@ -328,10 +328,14 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"identify", "-p", "/dev/null", "-a", "0"}, "--station: 0 is a broadcast"},
         Mistake{{"identify"}, "no port is named"},
         Mistake{{"identify", "-p", "/dev/null", "--format", "csv"}, "--format"},
-        Mistake{{"limits", "-p", "/dev/null", "-a", "1,2"}, "several stations"},
+        Mistake{{"limits", "-p", "/dev/null", "-a", "1,2"},
+                "--station: several stations, as '1,2', are asked one by one; give the command for each"},
+        Mistake{{"limits", "-p", "/dev/null", "-a", "0"}, "--station: 0 is a broadcast"},
         Mistake{{"limits", "-p", "/dev/null", "-r", "65536"}, "--start"},
         Mistake{{"limits", "-p", "/dev/null", "--samples", "0"}, "--samples"},
         Mistake{{"limits", "-p", "/dev/null", "--capture", "-"}, "--capture: - is for listen"},
+        Mistake{{"map", "-p", "/dev/null", "-a", "5,7"},
+                "--station: several stations, as '5,7', are asked one by one; give the command for each"},
         Mistake{{"map", "-p", "/dev/null", "5x"}, "'5x' is no area to map"},
         Mistake{{"map", "-p", "/dev/null", "4x:5-4"}, "'4x:5-4' is no area to map"},
         Mistake{{"map", "-p", "/dev/null", "4x:0-65536"}, "is no area to map"},
@@ -343,6 +347,15 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"map", "-p", "/dev/null", "--write-project", "/dev/null"},
                 "--write-project: '/dev/null' exists"},
         Mistake{{"map", "-p", "/dev/null", "--resume", "/proc/version"}, "/proc/version"},
+        Mistake{{"map", "-p", "/dev/null", "--resume", "/nosuch/x"},
+                "--resume: '/nosuch/x' cannot be written: No such file or directory",
+                7},
+        Mistake{{"map", "-p", "/dev/null", "--resume", "/dev/null/x"},
+                "--resume: '/dev/null/x' cannot be written: Not a directory",
+                7},
+        Mistake{{"map", "-p", "/dev/null", "--write-project", "/nosuch/x"},
+                "--write-project: '/nosuch/x' cannot be written: No such file or directory",
+                7},
         Mistake{{"map", "-p", "/dev/null", "4x"}, "/dev/null", 5},
         Mistake{{"raw", "-p", "/dev/null"}, "BYTES is missing"},
         Mistake{{"raw", "-p", "/dev/null", "0103G0"}, "'0103G0' is no row of bytes"},
@@ -350,6 +363,21 @@ INSTANTIATE_TEST_SUITE_P(
         Mistake{{"raw", "-p", "/dev/null", ""}, "1 to 512 bytes"},
         Mistake{{"raw", "-p", "/dev/null", "--read-only", "01 05 00 00 FF 00"}, "--read-only: "},
         Mistake{{"raw", "-p", "/dev/null", "--read-only", "00 03 00 00 00 01"}, "--read-only: "},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "--no-crc",
+                 "05 03 00 64 00 01 C5 91 05 06 00 64 00 09 09 97"},
+                "--read-only: without --no-crc"},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "--no-crc", "05 03 00 64 00 01 C5 91"},
+                "--read-only: without --no-crc"},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 03 00 64 00 01 C5 91 05 06 00 64 00 09"},
+                "--read-only: "},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 03 00 64 00 01 C5 91"}, "--read-only: "},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 03 00 64"}, "--read-only: "},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 03 00 64 00 7E"}, "--read-only: "},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 07 06"}, "--read-only: "},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 2B 0E 01 00"}, "/dev/null", 5},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 08 00 00 A5 37"}, "/dev/null", 5},
+        Mistake{{"raw", "-p", "/dev/null", "--read-only", "05 18 00 64"}, "/dev/null", 5},
+        Mistake{{"raw", "-p", "/dev/null", "-a", "7", "01 03 00 00 00 01"}, "-a is no option of plchost raw"},
         Mistake{{"raw", "-p", "/dev/null", "01 03 00 00 00 01"}, "/dev/null", 5},
         Mistake{{"--only", "4x:9-5"}, "--only: '4x:9-5'", 1, PLC_STATION_PROGRAM},
         Mistake{{"--identity", "1"}, "--identity: '1'", 1, PLC_STATION_PROGRAM},
@@ -439,6 +467,15 @@ TEST_P(Help, TellsWhatTheCommandDoesHowItIsCalledAndHowItEnds)
     EXPECT_TRUE(!printsValues || help.find("\n  7  output could not be written\n") != std::string::npos)
         << help;
     EXPECT_THAT(help, HasSubstr("\nDocuments, in docs/"));
+}
+
+TEST(HelpOfStations, SaysWhatTheCommandAsks)
+{
+    const auto help = [](const char *command) { return plchost({command, "--help"}).output; };
+    EXPECT_THAT(help("identify"), HasSubstr("stations to ask, 1 to 247, as 1,3,5-8"));
+    for (const char *const command : {"limits", "map"})
+        EXPECT_THAT(help(command), HasSubstr("station to ask, 1 to 247"));
+    EXPECT_THAT(help("raw"), Not(HasSubstr("--station")));
 }
 
 TEST_P(Help, IsTheSameByTheCommandHelp)

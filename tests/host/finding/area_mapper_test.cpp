@@ -265,6 +265,34 @@ TEST(AreaMapperOfSilence, AStationThatIsNotThereIsGivenUp)
     EXPECT_THAT(mapping.requests, Le(200u));
 }
 
+TEST(AreaMapperOfSilence, AStationThatIsNotThereIsToldOfSmallAreasToo)
+{
+    Mapping mapping({});
+    mapping.wish.station = kStation + 1;
+    mapping.wish.count = 100;
+    mapping.run();
+    EXPECT_EQ(MapEnd::NoAnswer, mapping.mapper->end());
+    EXPECT_EQ(100, mapping.mapper->countOf(Place::Unknown));
+    EXPECT_FALSE(mapping.mapper->isSilentAboutLacking());
+    mapping.wish.known = 50;
+    mapping.run();
+    EXPECT_EQ(MapEnd::NoAnswer, mapping.mapper->end());
+    EXPECT_EQ(100, mapping.mapper->countOf(Place::Unknown));
+    EXPECT_FALSE(mapping.mapper->isSilentAboutLacking());
+}
+
+TEST(AreaMapperOfSilence, BehindTheLastSilenceItIsLookedWhetherTheStationIsThere)
+{
+    Mapping mapping({{40, 50}});
+    mapping.abilities.lacking = station::Lacking::IsSilent;
+    mapping.wish.count = 100;
+    mapping.wish.known = 45;
+    mapping.run();
+    EXPECT_EQ(MapEnd::Done, mapping.mapper->end());
+    EXPECT_EQ(mapping.mapper->places(), mapping.mapper->confirmedPlaces());
+    EXPECT_TRUE(mapping.mapper->isSilentAboutLacking());
+}
+
 TEST(AreaMapperOfSilence, AStationThatDiesMeanwhileIsNoHole)
 {
     Mapping mapping({{64, 2000}});
@@ -277,6 +305,48 @@ TEST(AreaMapperOfSilence, AStationThatDiesMeanwhileIsNoHole)
     mapping.run();
     EXPECT_EQ(MapEnd::NoAnswer, mapping.mapper->end());
     EXPECT_EQ(before, mapping.mapper->places());
+}
+
+TEST(AreaMapperGoingOn, ADeadStartLeavesNothingKnown)
+{
+    Mapping mapping({{64, 2000}});
+    mapping.wish.count = 4096;
+    mapping.bus.station(kStation)->setManner(station::Manner::Dead);
+    mapping.run();
+    ASSERT_EQ(MapEnd::NoAnswer, mapping.mapper->end());
+    EXPECT_EQ(4096, mapping.mapper->countOf(Place::Unknown));
+    mapping.remembered = mapping.mapper->confirmedPlaces();
+    mapping.bus.station(kStation)->setManner(station::Manner::Answers);
+    mapping.run();
+    EXPECT_THAT(mapping.mapper->islands(), ElementsAre(Stretch{64, 2000}));
+}
+
+TEST(AreaMapperGoingOn, SilenceThatNoControlHasConfirmedIsNotKept)
+{
+    Mapping mapping({{64, 2000}});
+    mapping.wish.count = 4096;
+    mapping.wish.known = 64;
+    mapping.bus.station(kStation)->setManner(station::Manner::Dead);
+    mapping.run(7);
+    ASSERT_EQ(MapEnd::Open, mapping.mapper->end());
+    mapping.remembered = mapping.mapper->confirmedPlaces();
+    EXPECT_THAT(mapping.remembered, ::testing::Each(Place::Unknown));
+    mapping.bus.station(kStation)->setManner(station::Manner::Answers);
+    mapping.run();
+    EXPECT_THAT(mapping.mapper->islands(), ElementsAre(Stretch{64, 2000}));
+}
+
+TEST(AreaMapperGoingOn, SilenceThatAControlHasConfirmedIsKept)
+{
+    Mapping mapping({{4000, 4095}});
+    mapping.abilities.lacking = station::Lacking::IsSilent;
+    mapping.wish.count = 4096;
+    mapping.wish.known = 4000;
+    mapping.run(12);
+    ASSERT_EQ(MapEnd::Open, mapping.mapper->end());
+    const std::vector<Place> kept = mapping.mapper->confirmedPlaces();
+    EXPECT_EQ(8, std::count(kept.begin(), kept.end(), Place::Lacking));
+    EXPECT_LT(8, mapping.mapper->countOf(Place::Lacking));
 }
 
 TEST(AreaMapperGoingOn, EndsWithTheSameMapWithoutAskingTwice)

@@ -42,6 +42,22 @@ TEST(MapState, ReadsAsItWasKept)
     EXPECT_EQ(60, state.block);
 }
 
+TEST(MapState, SilenceIsKeptOnlyWhereTheStationHasShownItselfSince)
+{
+    MapWish each = wish();
+    each.least = 1;
+    each.known = 109;
+    AreaMapper mapper(each);
+    mapper.next();
+    mapper.take(plc::host::Answer());
+    EXPECT_THAT(mapStateText(mapper), HasSubstr("\"lacking\": []"));
+    plc::host::Answer answer;
+    answer.kind = AnswerKind::Reply;
+    mapper.next();
+    mapper.take(answer);
+    EXPECT_THAT(mapStateText(mapper), HasSubstr("\"lacking\": [[100, 100]]"));
+}
+
 TEST(MapState, OfAnotherMapIsRefused)
 {
     MapWish other = wish();
