@@ -20,7 +20,9 @@ std::vector<int> OtherMaster::sent(const QByteArray &frame)
 {
     std::vector<int> asked = interrupted();
     if (!isOwn(frame)) {
-        own_[oldest_] = frame;
+        // Bytes of our own: those of the request go on to another thread, with its report.
+        QByteArray kept(frame.constData(), frame.size());
+        own_[oldest_].swap(kept);
         oldest_ = (oldest_ + 1) % own_.size();
     }
     return asked;
