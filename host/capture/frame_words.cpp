@@ -158,6 +158,11 @@ void takeWrite(const Data &data, bool isReply, FrameFields *fields)
                     (fields->values.empty() ? "" : ":" + listed(fields->values));
 }
 
+std::uint16_t bitOf(unsigned word, int bit)
+{
+    return static_cast<std::uint16_t>(word >> bit & 1u);
+}
+
 } // namespace
 
 std::string functionName(int function)
@@ -211,8 +216,7 @@ std::vector<NamedValues> namedValues(const FrameFields &fields, const std::vecto
         };
         for (int i = 0; i < variable.rawCount(); ++i) {
             if (variable.area->insideRegister)
-                found.values.push_back(element((variable.first + i) / 16) >> ((variable.first + i) % 16) &
-                                       1u);
+                found.values.push_back(bitOf(element((variable.first + i) / 16), (variable.first + i) % 16));
             else if (variable.area->unit == Unit::RegisterPair)
                 found.values.push_back(static_cast<std::uint32_t>(element(first + 2 * i)) << 16 |
                                        element(first + 2 * i + 1));
